@@ -1,0 +1,67 @@
+# make run | test | bench | check-ub | check-heap | check-native | check-clang | check-split | fuzz | lint | format | clean
+# Every target installs what the machine lacks, configures what is not configured and builds what changed.
+SHELL := /bin/bash
+BUILD := build
+WINE  := cmake/wine-env.sh
+JOBS  ?= $(shell nproc)
+CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
+
+.PHONY: run test bench check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
+.DELETE_ON_ERROR:
+
+setup:
+	@scripts/setup.sh
+
+# $(call build,preset): configure once, build quietly, show the log when it fails.
+build = scripts/build.sh $(1)
+
+run: setup
+	@$(call build,win)
+	@scripts/run_main_job.sh $(BUILD)/win
+
+test: setup
+	@scripts/check_format.sh
+	@python3 scripts/check_rooms.py
+	@$(call build,win)
+	@$(CTEST) --test-dir $(BUILD)/win
+
+check-split: setup
+	@$(call build,split)
+
+check-ub: setup
+	@$(call build,ub)
+	@$(CTEST) --test-dir $(BUILD)/ub
+
+check-heap: setup
+	@$(call build,win)
+	@scripts/check_heap.sh $(BUILD)/win
+
+check-native: setup
+	@$(call build,asan)
+	@ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1 $(CTEST) --test-dir $(BUILD)/asan
+	@$(call build,tsan)
+	@$(CTEST) --test-dir $(BUILD)/tsan
+
+check-clang: setup
+	@$(call build,win)
+	@scripts/check_clang.sh syntax
+
+lint: setup
+	@$(call build,win)
+	@scripts/check_clang.sh tidy
+
+fuzz: setup
+	@$(call build,fuzz)
+	@scripts/fuzz.sh $(BUILD)/fuzz
+
+bench: setup
+	@scripts/fetch_benchmark.sh $(BUILD)/benchmark
+	@$(call build,bench)
+	@scripts/bench.sh $(BUILD)/bench
+
+format: setup
+	@scripts/check_format.sh apply
+
+clean:
+	@for p in $(BUILD)/*/wineprefix; do [ ! -d "$$p" ] || $(WINE) down "$(CURDIR)/$$p"; done
+	rm -rf $(BUILD)

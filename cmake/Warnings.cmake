@@ -1,0 +1,8 @@
+# The strict set; every warning is an error. Both compilers take it for our own code, never for foreign sources.
+set(XC_WARNINGS
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wundef -Wcast-align
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Wextra-semi -Wformat=2 -Wno-format-nonliteral
+    -Wunused -Wdouble-promotion -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND XC_WARNINGS -Wduplicated-cond -Wlogical-op -Wsuggest-override)
+endif()

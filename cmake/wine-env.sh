@@ -1,0 +1,84 @@
+#!/bin/sh
+# wine-env.sh up|down|run PREFIX [program args...]   (PREFIX is absolute)
+#
+# up    makes a small Wine prefix by hand (seconds instead of a full installation) and starts its server.
+# down  stops the server.
+# run   runs one Windows program in the prefix.
+set -e
+command=$1 prefix=$2
+shift 2
+unset DISPLAY WAYLAND_DISPLAY
+# C.UTF-8 lets arguments with any character through; the debugger override keeps crashes short and their exit code.
+export WINEPREFIX="$prefix" WINEDEBUG="${WINEDEBUG:--all}" LC_ALL="${XC_TEST_LOCALE:-C.UTF-8}"
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winedbg.exe=}"
+wine=/usr/lib/wine/wine64
+builtin=/usr/lib/x86_64-linux-gnu/wine/x86_64-windows
+system32="$prefix/drive_c/windows/system32"
+
+make_prefix() {
+    rm -rf "$prefix"
+    mkdir -p "$system32/drivers" "$prefix/drive_c/windows/temp" "$prefix/drive_c/windows/globalization/sorting"
+    printf disable >"$prefix/.update-timestamp" # the system's own installation script never runs here
+    for f in ntdll kernel32 kernelbase msvcrt ucrtbase advapi32 sechost rpcrt4 ole32 combase coml2 oleaut32 user32 \
+        gdi32 win32u version dbghelp setupapi shell32 shlwapi shcore ws2_32 iphlpapi nsi dnsapi bcrypt bcryptprimitives \
+        cfgmgr32 userenv psapi imm32 zlib1 tzres atl100 normaliz comctl32 cryptbase; do
+        [ ! -f "$builtin/$f.dll" ] || cp "$builtin/$f.dll" "$system32/"
+    done
+    for f in rundll32 conhost cmd services explorer wineboot start winedbg winedevice svchost plugplay rpcss; do
+        [ ! -f "$builtin/$f.exe" ] || cp "$builtin/$f.exe" "$system32/"
+    done
+    # kernelbase.dll carries the registry script with all time zones (it needs atl100).
+    cat >"$prefix/mini.inf" <<'INF'
+[version]
+signature="$CHICAGO$"
+[DefaultInstall]
+WineFakeDlls=Fake
+CopyFiles=Nls,Sort
+AddReg=Reg
+[Fake]
+11,,kernelbase.dll
+[Reg]
+HKLM,System\CurrentControlSet\Control\Session Manager\Environment,"PATH",0x00020002,"%SystemRoot%\system32;%SystemRoot%"
+HKLM,System\CurrentControlSet\Control\Session Manager\Environment,"ComSpec",0x00020000,"%SystemRoot%\system32\cmd.exe"
+HKLM,System\CurrentControlSet\Control\Session Manager\Environment,"TEMP",0x00020002,"%SystemRoot%\temp"
+HKLM,System\CurrentControlSet\Control\Session Manager\Environment,"TMP",0x00020002,"%SystemRoot%\temp"
+[Nls]
+l_intl.nls
+locale.nls
+normnfc.nls
+normnfd.nls
+normnfkc.nls
+normnfkd.nls
+[Sort]
+sortdefault.nls
+[WineSourceDirs]
+Nls = nls
+Sort = nls
+[DestinationDirs]
+Nls = 11
+Sort = 10,globalization\sorting
+INF
+    inf="Z:$(printf %s "$prefix/mini.inf" | tr / '\\')"
+    $wine 'C:\windows\system32\rundll32.exe' setupapi,InstallHinfSection DefaultInstall 128 "$inf" \
+        </dev/null >/dev/null 2>&1
+    wineserver -w
+    : >"$prefix/.ready"
+}
+
+case $command in
+up)
+    [ -f "$prefix/.ready" ] || make_prefix
+    # The first Windows process must not inherit the pipe of a test runner: services would keep it open for ever.
+    wineserver -p >/dev/null 2>&1 || :
+    $wine 'C:\windows\system32\wineboot.exe' </dev/null >/dev/null 2>&1
+    ;;
+down)
+    wineserver -k >/dev/null 2>&1 || :
+    wineserver -w
+    ;;
+run) exec $wine "$@" ;;
+*)
+    echo "usage: wine-env.sh up|down|run PREFIX [program args...]" >&2
+    exit 2
+    ;;
+esac

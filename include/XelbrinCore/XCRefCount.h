@@ -1,0 +1,246 @@
+// XCRefCount.h - counted objects and the smart pointers that own them.
+//
+// WHAT     XCSafeCounter is an atomic 32-bit counter. XCRefCountI is the interface of counted objects, XCRefCount its
+//          usual implementation, XCObjectI the root of those that also tell their kind. XCSmartPtr and
+//          XCSmartPtrToConst hold one counted object.
+// RULE     Whoever creates a counted object hands it to a smart pointer at once and never deletes it: the last
+//          Release does.
+// SLOTS    Virtual operations stand in the order of the compiler's C++ ABI: (XCRefCountI) destructor, AddRef, Release;
+//          (XCObjectI) after these GetIUID, IsKindOf, QueryInterface. NbRef is not virtual.
+// THREADS  Counts are atomic, so one object may be held by many threads. One smart pointer object belongs to one thread.
+#pragma once
+
+#include <XelbrinCore/XCExport.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+/// An unsigned 32-bit counter that threads share. It wraps at both ends.
+class XCSafeCounter {
+public:
+    explicit XCSafeCounter(unsigned long start = 0) noexcept : m_count(static_cast<std::uint32_t>(start)) {}
+    /// A copy starts with the value of the moment and counts on its own.
+    XCSafeCounter(XCSafeCounter const& other) noexcept : m_count(other.m_count.load(std::memory_order_relaxed)) {}
+    XCSafeCounter& operator=(XCSafeCounter const& other) noexcept
+    {
+        m_count.store(other.m_count.load(std::memory_order_relaxed), std::memory_order_relaxed);
+        return *this;
+    }
+
+    /// Adds one; returns the value after the change.
+    unsigned long operator++() noexcept { return m_count.fetch_add(1, std::memory_order_acq_rel) + std::uint32_t{1}; }
+    /// Takes one away; returns the value after the change.
+    unsigned long operator--() noexcept { return m_count.fetch_sub(1, std::memory_order_acq_rel) - std::uint32_t{1}; }
+    operator unsigned long() const noexcept { return m_count.load(std::memory_order_acquire); }
+
+private:
+    std::atomic<std::uint32_t> m_count;
+};
+static_assert(sizeof(XCSafeCounter) == 4);
+
+/// The interface of counted objects.
+class XC_API XCRefCountI {
+public:
+    virtual ~XCRefCountI();
+    /// Takes a reference; returns the count after the change.
+    virtual unsigned long AddRef() const = 0;
+    /// Gives a reference back; returns the count after the change. At 0 the object is gone.
+    virtual unsigned long Release() const = 0;
+
+protected:
+    XCRefCountI() noexcept = default;
+    XCRefCountI(XCRefCountI const&) noexcept = default;
+    XCRefCountI& operator=(XCRefCountI const&) noexcept = default;
+};
+
+/// Counting with one XCSafeCounter. A new object starts at 0; so does a copy, and assignment keeps the own count.
+class XC_API XCRefCount : public XCRefCountI {
+public:
+    ~XCRefCount() override;
+    unsigned long AddRef() const override;
+    unsigned long Release() const override;
+    /// The count of the moment.
+    unsigned long NbRef() const noexcept { return m_count; }
+
+protected:
+    XCRefCount() noexcept = default;
+    XCRefCount(XCRefCount const& other) noexcept : XCRefCountI(other) {}
+    XCRefCount& operator=(XCRefCount const&) noexcept { return *this; }
+
+private:
+    mutable XCSafeCounter m_count;
+};
+
+/// Holds one counted object of type T (T may be const). The shared body of XCSmartPtr and XCSmartPtrToConst.
+///
+/// Assignment takes the new reference before it releases the old one and touches nothing of itself after the release,
+/// so that assigning to itself, or assigning a child of the object being released, is safe.
+template <class T>
+class XCSmartPtrBase {
+public:
+    T* GetPtr() const noexcept { return m_object; }
+    T* operator->() const noexcept { return m_object; }
+    operator T*() const noexcept { return m_object; }
+    [[nodiscard]] bool IsNull() const noexcept { return m_object == nullptr; }
+    /// Releases what is held.
+    void Clear() noexcept { Give(nullptr); }
+
+    /// Compared with a raw pointer, another smart pointer or 0: the addresses.
+    template <class U>
+    friend bool operator==(XCSmartPtrBase const& a, XCSmartPtrBase<U> const& b) noexcept
+    {
+        return a.GetPtr() == b.GetPtr();
+    }
+    template <class U>
+    friend bool operator<(XCSmartPtrBase const& a, XCSmartPtrBase<U> const& b) noexcept
+    {
+        return std::less<void const*>{}(a.GetPtr(), b.GetPtr());
+    }
+
+protected:
+    XCSmartPtrBase() noexcept = default;
+    explicit XCSmartPtrBase(T* object) : m_object(object)
+    {
+        if (m_object) m_object->AddRef();
+    }
+    ~XCSmartPtrBase()
+    {
+        if (m_object) m_object->Release();
+    }
+    XCSmartPtrBase(XCSmartPtrBase const&) = delete;
+    XCSmartPtrBase& operator=(XCSmartPtrBase const&) = delete;
+
+    void Set(T* object)
+    {
+        if (object) object->AddRef();
+        Give(object);
+    }
+    /// Holds `object`, whose reference the caller hands over.
+    void Give(T* object) noexcept
+    {
+        T* const old = std::exchange(m_object, object);
+        if (old) old->Release();
+    }
+    T* Take() noexcept { return std::exchange(m_object, nullptr); }
+
+private:
+    T* m_object = nullptr;
+};
+
+/// Owns one reference to a counted object, or none.
+template <class T>
+class XCSmartPtr : public XCSmartPtrBase<T> {
+    using Base = XCSmartPtrBase<T>;
+
+public:
+    XCSmartPtr() noexcept = default;
+    XCSmartPtr(T* object) : Base(object) {}
+    XCSmartPtr(XCSmartPtr const& other) : Base(other.GetPtr()) {}
+    XCSmartPtr(XCSmartPtr&& other) noexcept { Base::Give(other.Base::Take()); }
+    template <class U>
+    requires std::is_convertible_v<U*, T*> XCSmartPtr(XCSmartPtr<U> const& other) : Base(other.GetPtr()) {}
+
+    XCSmartPtr& operator=(XCSmartPtr const& other)
+    {
+        Base::Set(other.GetPtr());
+        return *this;
+    }
+    XCSmartPtr& operator=(XCSmartPtr&& other) noexcept
+    {
+        if (this != &other) Base::Give(other.Base::Take());
+        return *this;
+    }
+    XCSmartPtr& operator=(T* object)
+    {
+        Base::Set(object);
+        return *this;
+    }
+};
+
+/// Owns one reference to a counted object that it does not change, or none.
+template <class T>
+class XCSmartPtrToConst : public XCSmartPtrBase<T const> {
+    using Base = XCSmartPtrBase<T const>;
+
+public:
+    XCSmartPtrToConst() noexcept = default;
+    XCSmartPtrToConst(T const* object) : Base(object) {}
+    XCSmartPtrToConst(XCSmartPtrToConst const& other) : Base(other.GetPtr()) {}
+    XCSmartPtrToConst(XCSmartPtrToConst&& other) noexcept { Base::Give(other.Base::Take()); }
+    template <class U>
+    requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst(XCSmartPtrToConst<U> const& other)
+        : Base(other.GetPtr())
+    {
+    }
+    template <class U>
+    requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst(XCSmartPtr<U> const& other)
+        : Base(other.GetPtr())
+    {
+    }
+
+    XCSmartPtrToConst& operator=(XCSmartPtrToConst const& other)
+    {
+        Base::Set(other.GetPtr());
+        return *this;
+    }
+    XCSmartPtrToConst& operator=(XCSmartPtrToConst&& other) noexcept
+    {
+        if (this != &other) Base::Give(other.Base::Take());
+        return *this;
+    }
+    XCSmartPtrToConst& operator=(T const* object)
+    {
+        Base::Set(object);
+        return *this;
+    }
+};
+
+/// The root of counted objects that tell their kind by a number.
+class XC_API XCObjectI : public XCRefCount {
+public:
+    ~XCObjectI() override;
+    /// The interface number of the concrete class.
+    virtual int GetIUID() const = 0;
+    /// Whether the object is of the kind with this number, or of one derived from it.
+    virtual bool IsKindOf(int iuid) const;
+    /// The object as the kind with this number; null when it is not of that kind.
+    virtual XCSmartPtr<XCObjectI> QueryInterface(int iuid);
+
+protected:
+    XCObjectI() noexcept = default;
+    XCObjectI(XCObjectI const&) noexcept = default;
+    XCObjectI& operator=(XCObjectI const&) noexcept = default;
+};
+
+/// A list of counted objects, each held by one reference.
+template <class T>
+using XCSmartPtrVector = std::vector<XCSmartPtr<T>>;
+
+/// A list that owns plain objects: what is removed, or left when the list ends, is deleted.
+template <class T>
+class XCPointerVector {
+public:
+    XCPointerVector() noexcept = default;
+    XCPointerVector(XCPointerVector&&) noexcept = default;
+    XCPointerVector& operator=(XCPointerVector&&) noexcept = default;
+
+    /// Takes the object over, also when the list cannot grow (then it is deleted and std::bad_alloc thrown).
+    T& Add(std::unique_ptr<T> object) { return *m_objects.emplace_back(std::move(object)); }
+    [[nodiscard]] std::size_t GetSize() const noexcept { return m_objects.size(); }
+    /// Null when the index is out of range.
+    [[nodiscard]] T* Get(std::size_t index) const noexcept
+    {
+        return index < m_objects.size() ? m_objects[index].get() : nullptr;
+    }
+    void Clear() noexcept { m_objects.clear(); }
+    auto begin() const noexcept { return m_objects.begin(); }
+    auto end() const noexcept { return m_objects.end(); }
+
+private:
+    std::vector<std::unique_ptr<T>> m_objects;
+};

@@ -1,0 +1,12 @@
+// XelbrinCore.h - the whole library, for those who want one line.
+#pragma once
+
+#include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCRefCount.h>
+#include <XelbrinCore/XCString.h>
+#include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCTimeZone.h>

@@ -1,0 +1,26 @@
+#!/bin/bash
+# check_heap.sh BUILD: runs the tests with the heap checks of Wine; any heap report fails the run.
+set -u
+build=$(cd "$1" && pwd)
+wine=$(cd "$(dirname "$0")/../cmake" && pwd)/wine-env.sh
+prefix=$build/wineprefix-heap
+"$wine" up "$prefix" || exit 1
+trap '"$wine" down "$prefix"' EXIT
+options='HKLM\Software\Microsoft\Windows NT\CurrentVersion\Image File Execution Options'
+failed=0 ran=0
+for program in "$build"/bin/test_*.exe; do
+    name=$(basename "$program")
+    "$wine" run "$prefix" "$build/bin/set_heap_flags.exe" "$name" || { echo "heap: cannot set the flags of $name" >&2; exit 1; }
+    log=$build/heap-$name.log
+    (cd "$build/bin" && XC_HEAP_CHECK=1 WINEDEBUG=err+heap,warn+heap "$wine" run "$prefix" "$program" --gtest_brief=1) >"$log" 2>&1
+    code=$?
+    ran=$((ran + 1))
+    if [ $code -ne 0 ] || grep -q ':heap:' "$log"; then
+        echo "heap: $name failed (exit $code)" >&2
+        grep -E ':heap:|FAILED|Failure' "$log" | head -20 >&2
+        failed=$((failed + 1))
+    fi
+done
+[ "$ran" -gt 0 ] || { echo "heap: no test program found" >&2; exit 1; }
+echo "heap checks: $((ran - failed)) passed, $failed failed"
+[ $failed -eq 0 ]

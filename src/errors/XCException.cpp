@@ -1,0 +1,18 @@
+#include <XelbrinCore/XCException.h>
+
+#include "win32/LastError.h"
+
+XCException::XCException(XCString const& message, bool)
+    : m_message(message), m_narrow(message.View().begin(), message.View().end())
+{
+}
+XCException::XCException(XCException const&) = default;
+XCException& XCException::operator=(XCException const&) = default;
+XCException::~XCException() = default;
+
+XCWindowsLastErrorException::XCWindowsLastErrorException() : XCWindowsLastErrorException(xc::win32::LastError()) {}
+XCWindowsLastErrorException::XCWindowsLastErrorException(unsigned long code)
+    : XCException(XCString(L"operating-system error")), m_code(code)
+{
+}
+XCWindowsLastErrorException::~XCWindowsLastErrorException() = default;

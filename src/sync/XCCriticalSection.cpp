@@ -1,0 +1,50 @@
+#include <XelbrinCore/XCSync.h>
+
+#include <new>
+#include <windows.h>
+
+static_assert(sizeof(XCCriticalSection) == sizeof(CRITICAL_SECTION));
+static_assert(alignof(XCCriticalSection) == alignof(CRITICAL_SECTION));
+
+namespace {
+
+CRITICAL_SECTION* Section(unsigned char* storage) noexcept
+{
+    return std::launder(reinterpret_cast<CRITICAL_SECTION*>(storage));
+}
+
+} // namespace
+
+XCCriticalSection::XCCriticalSection(bool locked) noexcept
+{
+    ::InitializeCriticalSection(::new (m_section) CRITICAL_SECTION);
+    if (locked) Lock();
+}
+
+XCCriticalSection::~XCCriticalSection()
+{
+    ::DeleteCriticalSection(Section(m_section));
+}
+
+void XCCriticalSection::Lock() noexcept
+{
+    ::EnterCriticalSection(Section(m_section));
+}
+
+void XCCriticalSection::Unlock() noexcept
+{
+    ::LeaveCriticalSection(Section(m_section));
+}
+
+bool XCCriticalSection::TryLock() noexcept
+{
+    return ::TryEnterCriticalSection(Section(m_section)) != 0;
+}
+
+unsigned int XCCriticalSection::IsLocked() noexcept
+{
+    if (!TryLock()) return 0;
+    auto const count = static_cast<unsigned int>(Section(m_section)->RecursionCount);
+    Unlock();
+    return count;
+}
