@@ -1,9 +1,16 @@
 // What the portable core asks of the system, answered natively: for the sanitizer and fuzzing builds only.
 #include "win32/CaseTable.h"
+#include "win32/Clock.h"
 #include "win32/LastError.h"
+#include "win32/Process.h"
 
 #include <cerrno>
 #include <clocale>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <thread>
+#include <unistd.h>
 #include <wctype.h>
 
 namespace xc::win32 {
@@ -51,6 +58,62 @@ KeepLastError::KeepLastError() noexcept : m_error(LastError()) {}
 KeepLastError::~KeepLastError()
 {
     errno = static_cast<int>(m_error);
+}
+
+namespace {
+
+WallTime BrokenDown(std::tm* (*split)(std::time_t const*, std::tm*)) noexcept
+{
+    std::timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    std::tm t{};
+    split(&now.tv_sec, &t);
+    auto const u16 = [](long value) { return static_cast<std::uint16_t>(value); };
+    return {u16(t.tm_year + 1900), u16(t.tm_mon + 1), u16(t.tm_wday), u16(t.tm_mday),
+            u16(t.tm_hour),        u16(t.tm_min),     u16(t.tm_sec),  u16(now.tv_nsec / 1000000)};
+}
+
+} // namespace
+
+WallTime LocalNow() noexcept
+{
+    return BrokenDown(::localtime_r);
+}
+
+WallTime UtcNow() noexcept
+{
+    return BrokenDown(::gmtime_r);
+}
+
+std::int64_t UtcTicks() noexcept
+{
+    std::timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    return (static_cast<std::int64_t>(now.tv_sec) + 11644473600) * 10000000 + now.tv_nsec / 100;
+}
+
+std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
+{
+    std::wstring const wide(name);
+    char const* const value = std::getenv(std::string(wide.begin(), wide.end()).c_str());
+    if (!value) return std::nullopt;
+    std::string const bytes(value);
+    return std::wstring(bytes.begin(), bytes.end());
+}
+
+std::wstring ModulePath(void*)
+{
+    return L"native";
+}
+
+unsigned long ProcessId() noexcept
+{
+    return static_cast<unsigned long>(::getpid());
+}
+
+unsigned long ThreadId() noexcept
+{
+    return std::hash<std::thread::id>{}(std::this_thread::get_id());
 }
 
 } // namespace xc::win32
