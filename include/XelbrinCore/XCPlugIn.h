@@ -1,0 +1,170 @@
+// XCPlugIn.h - the contract between a host program and its plug-in modules.
+//
+// WHAT     A module is a DLL with the extension ".osx" that exports GetPlugInObject, a function without arguments that
+//          returns a new plug-in (null on failure):
+//
+//              extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject() { return new Counter; }
+//
+//          Its plug-in tells a name, an identity and what it depends on; the host initialises it after those, runs it
+//          when it is runnable, asks it to end, and unloads it (XCApplication.h).
+// STATES   created 0 -> initialising 1 -> ready 2 -> running 3 -> finished 4. A failed Init leaves 0; a plug-in that
+//          cannot run stays ready.
+// LIFETIME Plug-ins are counted. The module stays loaded as long as somebody holds its plug-in.
+// FAILURES What a plug-in throws in any call ends in the host: it is reported with the plug-in's name.
+// THREADS  The host calls Init, Unload and Run of plain plug-ins on its own thread, Run of threaded ones on a thread of
+//          their own, and RequestExit on any thread, also while Run is at work.
+#pragma once
+
+#include <XelbrinCore/XCCommandLine.h>
+#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCRefCount.h>
+#include <XelbrinCore/XCString.h>
+
+#include <array>
+#include <atomic>
+#include <compare>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class XCApplicationWithPlugIns;
+
+/// A 128-bit identity; null when default-constructed. A value type of 16 bytes, laid out as the system's GUID.
+class XC_API XCGuid {
+public:
+    constexpr XCGuid() noexcept = default;
+    constexpr XCGuid(std::uint32_t data1, std::uint16_t data2, std::uint16_t data3,
+                     std::array<std::uint8_t, 8> data4) noexcept
+        : m_data1(data1), m_data2(data2), m_data3(data3), m_data4(data4)
+    {}
+    /// From "{01234567-89ab-cdef-0123-456789abcdef}", with or without braces, in any case.
+    /// @param ok receives success; may be null. Other text gives the null identity.
+    explicit XCGuid(XCString const& text, bool* ok = nullptr);
+
+    [[nodiscard]] bool IsNull() const noexcept { return *this == XCGuid(); }
+    /// In upper case, with braces.
+    [[nodiscard]] XCString AsString() const;
+    friend constexpr auto operator<=>(XCGuid const&, XCGuid const&) noexcept = default;
+
+private:
+    std::uint32_t m_data1 = 0;
+    std::uint16_t m_data2 = 0;
+    std::uint16_t m_data3 = 0;
+    std::array<std::uint8_t, 8> m_data4{};
+};
+static_assert(sizeof(XCGuid) == 16);
+
+/// Names a plug-in: its identity, and a text for people. Equal when the identities are.
+class PlugInIdEx {
+public:
+    PlugInIdEx(XCGuid const& guid, XCString text = {}) : m_guid(guid), m_text(std::move(text)) {}
+    [[nodiscard]] XCGuid const& GetGuid() const noexcept { return m_guid; }
+    [[nodiscard]] XCString const& GetText() const noexcept { return m_text; }
+    friend bool operator==(PlugInIdEx const& a, PlugInIdEx const& b) noexcept { return a.m_guid == b.m_guid; }
+
+private:
+    XCGuid m_guid;
+    XCString m_text;
+};
+
+/// The base of all plug-ins. Virtual slots: destructor, AddRef, Release, GetIUID, IsKindOf, QueryInterface, then in the
+/// order below.
+class XC_API XCPlugIn : public XCObjectI {
+public:
+    static constexpr int kIUID = 4;
+    enum Status : std::uint32_t {
+        StatusCreated = 0,
+        StatusInitialising = 1,
+        StatusReady = 2,
+        StatusRunning = 3,
+        StatusFinished = 4
+    };
+
+    ~XCPlugIn() override;
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    virtual Status GetStatus() const;
+    /// The name shown between "<" and ">" in the host's messages.
+    virtual XCString GetPlugInName() const = 0;
+    virtual PlugInIdEx GetPlugInIdEx() const = 0;
+    virtual bool IsRunningPlugIn() const;
+    virtual bool IsContainerPlugIn() const;
+    /// The options it understands, for the host's usage screen; none by default.
+    virtual XCUsageInfo GetUsageInfo() const;
+    /// The plug-ins that must be loaded before it; none by default.
+    virtual std::vector<PlugInIdEx> GetDependentV() const;
+    /// Called once, after what it depends on. A Bad result keeps it out. Success by default.
+    virtual XCErrorID Init(XCApplicationWithPlugIns const& application);
+    /// Called once before it is let go. Nothing by default.
+    virtual void Unload();
+    /// The program is to end. Nothing by default.
+    /// @param immediately do not wait for the end of what is going on.
+    virtual void RequestExit(bool immediately);
+
+protected:
+    XCPlugIn() noexcept = default;
+
+private:
+    friend class XCApplicationWithPlugIns;
+    void SetStatus(Status status) noexcept { m_status.store(status); }
+
+    std::atomic<Status> m_status = StatusCreated;
+};
+
+/// A plug-in that does work: Run is called once on the host's thread, in the order of dependencies.
+class XC_API XCRunPlugIn : public XCPlugIn {
+public:
+    static constexpr int kIUID = 5;
+
+    ~XCRunPlugIn() override;
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    bool IsRunningPlugIn() const override;
+    virtual void Run() = 0;
+
+protected:
+    XCRunPlugIn() noexcept = default;
+};
+
+/// A plug-in whose Run has a thread of its own. Run is to return soon after IsExitRequested() has become true.
+class XC_API XCThreadedRunPlugIn : public XCRunPlugIn {
+public:
+    static constexpr int kIUID = 7;
+
+    ~XCThreadedRunPlugIn() override;
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    /// Asks Run to end; unless `immediately`, looks every 200 ms whether it has, for at most kExitPatienceMs.
+    void RequestExit(bool immediately) override;
+
+    /// How long RequestExit waits for the end of Run, in milliseconds.
+    static constexpr unsigned int kExitPatienceMs = 10000;
+
+protected:
+    XCThreadedRunPlugIn();
+    /// Whether Run is to return.
+    [[nodiscard]] bool IsExitRequested() const noexcept;
+    /// Waits for the request at most this long, in milliseconds. @return whether it has come.
+    bool WaitForExitRequest(unsigned int timeoutMs) const;
+
+private:
+    friend class XCApplicationWithPlugIns;
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+/// A plug-in that brings others with it; they are added before it is initialised itself.
+class XC_API XCPlugInContainer : public XCPlugIn {
+public:
+    static constexpr int kIUID = 6;
+
+    ~XCPlugInContainer() override;
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    bool IsContainerPlugIn() const override;
+    virtual XCSmartPtrVector<XCPlugIn> GetPlugInList() const = 0;
+
+protected:
+    XCPlugInContainer() noexcept = default;
+};

@@ -1,0 +1,109 @@
+#include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCPlugIn.h>
+#include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCThread.h>
+
+#include "app/ThreadedState.h"
+
+// XCPlugIn ------------------------------------------------------------------------------------------------------
+
+XCPlugIn::~XCPlugIn() = default;
+
+int XCPlugIn::GetIUID() const
+{
+    return kIUID;
+}
+bool XCPlugIn::IsKindOf(int iuid) const
+{
+    return iuid == kIUID;
+}
+XCPlugIn::Status XCPlugIn::GetStatus() const
+{
+    return m_status.load();
+}
+bool XCPlugIn::IsRunningPlugIn() const
+{
+    return false;
+}
+bool XCPlugIn::IsContainerPlugIn() const
+{
+    return false;
+}
+XCUsageInfo XCPlugIn::GetUsageInfo() const
+{
+    return {};
+}
+std::vector<PlugInIdEx> XCPlugIn::GetDependentV() const
+{
+    return {};
+}
+XCErrorID XCPlugIn::Init(XCApplicationWithPlugIns const&)
+{
+    return XCErrorID::Success;
+}
+void XCPlugIn::Unload() {}
+void XCPlugIn::RequestExit(bool) {}
+
+// XCRunPlugIn, XCPlugInContainer --------------------------------------------------------------------------------
+
+XCRunPlugIn::~XCRunPlugIn() = default;
+
+int XCRunPlugIn::GetIUID() const
+{
+    return kIUID;
+}
+bool XCRunPlugIn::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCPlugIn::IsKindOf(iuid);
+}
+bool XCRunPlugIn::IsRunningPlugIn() const
+{
+    return true;
+}
+
+XCPlugInContainer::~XCPlugInContainer() = default;
+
+int XCPlugInContainer::GetIUID() const
+{
+    return kIUID;
+}
+bool XCPlugInContainer::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCPlugIn::IsKindOf(iuid);
+}
+bool XCPlugInContainer::IsContainerPlugIn() const
+{
+    return true;
+}
+
+// XCThreadedRunPlugIn -------------------------------------------------------------------------------------------
+
+XCThreadedRunPlugIn::XCThreadedRunPlugIn() : m_state(std::make_unique<State>()) {}
+XCThreadedRunPlugIn::~XCThreadedRunPlugIn() = default;
+
+int XCThreadedRunPlugIn::GetIUID() const
+{
+    return kIUID;
+}
+bool XCThreadedRunPlugIn::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCRunPlugIn::IsKindOf(iuid);
+}
+
+void XCThreadedRunPlugIn::RequestExit(bool immediately)
+{
+    m_state->exitRequested.post();
+    constexpr unsigned int kStepMs = 200;
+    for (unsigned int waited = 0; !immediately && m_state->IsRunning() && waited < kExitPatienceMs; waited += kStepMs)
+        m_state->ended.wait(kStepMs);
+}
+
+bool XCThreadedRunPlugIn::IsExitRequested() const noexcept
+{
+    return m_state->exitRequested.posted();
+}
+
+bool XCThreadedRunPlugIn::WaitForExitRequest(unsigned int timeoutMs) const
+{
+    return m_state->exitRequested.wait(timeoutMs) == 0;
+}

@@ -1,0 +1,32 @@
+#include "win32/Module.h"
+
+#include "win32/LastError.h"
+
+#include <windows.h>
+
+namespace xc::win32 {
+
+Module Module::Load(std::wstring const& path)
+{
+    // A failing load must return, not show a box that nobody sees on a server.
+    DWORD before = 0;
+    ::SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
+    HMODULE const handle = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    KeepLastError const keep;
+    ::SetThreadErrorMode(before, nullptr);
+    return Module(handle);
+}
+
+void* Module::Find(char const* name) const noexcept
+{
+    return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(m_handle), name));
+}
+
+void Module::Free() noexcept
+{
+    if (!m_handle) return;
+    KeepLastError const keep;
+    ::FreeLibrary(static_cast<HMODULE>(std::exchange(m_handle, nullptr)));
+}
+
+} // namespace xc::win32

@@ -1,0 +1,40 @@
+// Module.h - loading modules and asking for their functions.
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace xc::win32 {
+
+/// Owns one reference of the system to a loaded module.
+class Module {
+public:
+    Module() noexcept = default;
+    Module(Module&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
+    Module& operator=(Module&& other) noexcept
+    {
+        if (this != &other) {
+            Free();
+            m_handle = std::exchange(other.m_handle, nullptr);
+        }
+        return *this;
+    }
+    ~Module() { Free(); }
+
+    /// Loads the module of this absolute path, or takes one more reference when it is loaded already. What it links to
+    /// is looked for in its own directory first. Empty on failure, with the thread's last error.
+    static Module Load(std::wstring const& path);
+    explicit operator bool() const noexcept { return m_handle != nullptr; }
+    [[nodiscard]] void* Get() const noexcept { return m_handle; }
+    /// The address of an exported function; null when there is none.
+    [[nodiscard]] void* Find(char const* name) const noexcept;
+    void Free() noexcept;
+    /// Gives up the reference: the module stays loaded until the process ends.
+    void KeepLoaded() noexcept { m_handle = nullptr; }
+
+private:
+    explicit Module(void* handle) noexcept : m_handle(handle) {}
+    void* m_handle = nullptr;
+};
+
+} // namespace xc::win32

@@ -1,0 +1,33 @@
+#include "win32/Registry.h"
+
+#include <windows.h>
+
+namespace xc::win32 {
+
+std::optional<std::wstring> ReadMachineSetting(wchar_t const* key, wchar_t const* value)
+{
+    std::wstring text(128, L'\0');
+    for (;;) {
+        auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+        LSTATUS const status =
+            ::RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
+        if (status == ERROR_MORE_DATA) {
+            text.resize(text.size() * 2);
+            continue;
+        }
+        if (status != ERROR_SUCCESS) return std::nullopt;
+        text.resize(bytes / sizeof(wchar_t));
+        while (!text.empty() && text.back() == L'\0') text.pop_back();
+        return text;
+    }
+}
+
+bool MachineKeyExists(wchar_t const* key) noexcept
+{
+    HKEY handle = nullptr;
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key, 0, KEY_READ, &handle) != ERROR_SUCCESS) return false;
+    ::RegCloseKey(handle);
+    return true;
+}
+
+} // namespace xc::win32
