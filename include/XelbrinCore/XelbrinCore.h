@@ -7,6 +7,7 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCRefCount.h>
+#include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTimeZone.h>
