@@ -10,4 +10,5 @@
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCTimeZone.h>
