@@ -231,6 +231,7 @@ enum XCCoreError : long {
     XCErrMalformedText = 100,   ///< bytes that are no text in the encoding (parameter: position)
     XCErrUnmappableUnit = 101,  ///< a unit that the encoding cannot hold (parameters: unit, position)
     XCErrUnknownCodePage = 102, ///< the system does not know the code page (parameter: its number)
+    XCErrNoConverter = 103,     ///< a null string converter was given
     // 200-299 errors and messages
     XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
     // 300-399 dates
