@@ -2,10 +2,10 @@
 
 #include <XelbrinCore/XCException.h>
 
+#include "errors/CoreError.h"
 #include "sync/ComApartment.h"
 #include "win32/Process.h"
 
-#include <cstring>
 #include <cwchar>
 #include <process.h>
 #include <windows.h>
@@ -33,7 +33,7 @@ XCString TextOfException()
         return exception.What();
     } catch (std::exception const& exception) {
         XCString text;
-        text = std::wstring(exception.what(), exception.what() + std::strlen(exception.what()));
+        if (text.SetFromUTF8(exception.what()).Bad()) text = L"exception whose text is not UTF-8";
         return text;
     } catch (...) {
         return L"unknown exception";
@@ -68,8 +68,7 @@ XCErrorID ThreadRun::CreateAndRegister(XCThread& thread, int priority, SharedHan
     static unsigned int const stackSize = StackSizeSetting();
     ThreadNode node = NewThreadNode(thread, handle);
     RegistryAccess const registry;
-    if (thread.IsStarted())
-        XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"", 15))); // dropped: the thread is started all the same
+    if (thread.IsStarted()) errors::MakeCoreError(XCErrThreadAlreadyStarted); // dropped: the second start goes on
     unsigned int newId = 0;
     std::uintptr_t const created = ::_beginthreadex(nullptr, stackSize, Body, &thread, CREATE_SUSPENDED, &newId);
     handle->value = reinterpret_cast<void*>(created);
