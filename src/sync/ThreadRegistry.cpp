@@ -28,12 +28,6 @@ bool HasSignalled(ThreadHandle const& handle)
     return WaitFor(handle.value, 0) == WAIT_OBJECT_0;
 }
 
-void MarkEnd(unsigned long id, SharedHandle const& handle)
-{
-    RegistryAccess const registry;
-    if (ThreadEntry* const entry = registry.Find(id); entry && entry->handle == handle) entry->running = false;
-}
-
 } // namespace
 
 ThreadHandle::~ThreadHandle()
@@ -87,13 +81,14 @@ ThreadMap const& RegistryAccess::Threads() const
 bool WaitForRegistered(unsigned long id, unsigned int sliceMs)
 {
     SharedHandle handle; // null until the thread was found
-    for (;;) {
+    for (bool seenEnd = false;;) {
         ThreadNode removed;
         {
             RegistryAccess const registry;
-            ThreadEntry const* const entry = registry.Find(id);
+            ThreadEntry* const entry = registry.Find(id);
             if (!entry || (handle && entry->handle != handle)) return handle != nullptr; // another waiter was quicker
             if (id == win32::ThreadId()) return true;
+            if (seenEnd) entry->running = false;
             if (!entry->running) {
                 WaitFor(entry->handle->value, XCInfinite);
                 removed = registry.Take(id);
@@ -101,7 +96,7 @@ bool WaitForRegistered(unsigned long id, unsigned int sliceMs)
             }
             handle = entry->handle;
         }
-        if (WaitFor(handle->value, std::max(sliceMs, 1u)) == WAIT_OBJECT_0) MarkEnd(id, handle);
+        seenEnd = WaitFor(handle->value, std::max(sliceMs, 1u)) == WAIT_OBJECT_0;
     }
 }
 
