@@ -24,6 +24,10 @@
 #include <cstdint>
 #include <type_traits>
 
+namespace xc::log {
+class TraceState;
+}
+
 /// See the head of this file.
 class XCTrace {
 public:
@@ -110,7 +114,7 @@ public:
     [[nodiscard]] XC_API static XCString GetLastFailure();
 
 private:
-    friend class XCTraceTestAccess;
+    friend class xc::log::TraceState;
 
     /// The level mask in the upper half and the subject mask in the lower one; all bits until the first use, so that
     /// one test answers both "off" and "not asked yet".

@@ -5,8 +5,12 @@
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCLog.h>
+#include <XelbrinCore/XCLogFile.h>
+#include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTimeZone.h>
+#include <XelbrinCore/XCTrace.h>

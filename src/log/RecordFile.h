@@ -35,6 +35,8 @@ public:
     void SetRotation(std::unique_ptr<Rotation> rotation) noexcept { m_rotation = std::move(rotation); }
     [[nodiscard]] std::wstring const& Path() const noexcept { return m_path; }
     bool Open() noexcept;
+    /// Open, but not sooner than kRetryMs after a failure.
+    bool OpenWhenDue() noexcept { return IsOpen() || (MayTry() && Open()); }
     [[nodiscard]] bool IsOpen() const noexcept { return m_file.IsOpen(); }
     /// Whether the last try to open or write went well.
     [[nodiscard]] bool IsValid() const noexcept { return m_valid; }

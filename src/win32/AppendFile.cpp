@@ -110,6 +110,16 @@ std::wstring TempFolder()
     return folder;
 }
 
+std::wstring LongPath(std::wstring const& path)
+{
+    DWORD const size = ::GetLongPathNameW(path.c_str(), nullptr, 0);
+    std::wstring name(size, L'\0');
+    DWORD const length = ::GetLongPathNameW(path.c_str(), name.data(), size);
+    if (length == 0 || length >= size) return path;
+    name.resize(length);
+    return name;
+}
+
 std::uint64_t CoarseMilliseconds() noexcept
 {
     return ::GetTickCount64();

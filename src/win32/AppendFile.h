@@ -44,6 +44,9 @@ unsigned long MakeFolder(std::wstring const& path);
 /// The folder for temporary files, without a separator at its end; empty when there is none.
 std::wstring TempFolder();
 
+/// The path with every short (8.3) name in it made long; the path itself when that cannot be had.
+std::wstring LongPath(std::wstring const& path);
+
 /// Milliseconds since some moment, in steps of about 16; costs next to nothing.
 std::uint64_t CoarseMilliseconds() noexcept;
 

@@ -109,6 +109,11 @@ std::wstring TempFolder()
     return std::wstring(folder.begin(), folder.end());
 }
 
+std::wstring LongPath(std::wstring const& path)
+{
+    return path;
+}
+
 std::uint64_t CoarseMilliseconds() noexcept
 {
     std::timespec now{};
