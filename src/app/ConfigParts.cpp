@@ -2,8 +2,7 @@
 #include <XelbrinCore/XCConfig.h>
 
 #include "app/NameIndex.h"
-
-#include <charconv>
+#include "app/NumberText.h"
 
 XCConfigI::~XCConfigI() = default;
 
@@ -91,29 +90,14 @@ void XCConfigLine::SetValue(XCString const& value)
     m_value = value;
 }
 
-namespace {
-
-/// The text of a number, independent of any locale.
-template <class Number>
-XCString NumberText(Number value)
-{
-    char digits[32];
-    std::to_chars_result const end = std::to_chars(digits, digits + sizeof digits, value);
-    wchar_t wide[sizeof digits];
-    wchar_t* const wideEnd = std::copy(digits, end.ptr, wide);
-    return XCString(std::wstring_view(wide, static_cast<std::size_t>(wideEnd - wide)));
-}
-
-} // namespace
-
 void XCConfigLine::SetValue(long value)
 {
-    SetValue(NumberText(value));
+    SetValue(xc::app::NumberText(value));
 }
 
 void XCConfigLine::SetValue(double value)
 {
-    SetValue(NumberText(value));
+    SetValue(xc::app::NumberText(value));
 }
 
 long XCConfigLine::GetValueAsLong() const

@@ -1,5 +1,6 @@
 #include <XelbrinCore/XCConfig.h>
 
+#include "app/NumberText.h"
 #include "text/Units.h"
 
 #include <string>
@@ -53,7 +54,7 @@ XCCommaSeparatedValues& XCCommaSeparatedValues::Put(XCString const& value)
 
 XCCommaSeparatedValues& XCCommaSeparatedValues::Put(int value)
 {
-    return Put(XCString(std::to_wstring(value)));
+    return Put(xc::app::NumberText(value));
 }
 
 XCString XCCommaSeparatedValues::Get(bool* ok)

@@ -4,6 +4,7 @@
 #include "app/ConfigErrors.h"
 #include "app/ConfigReader.h"
 #include "app/NameIndex.h"
+#include "app/NumberText.h"
 #include "win32/FileIo.h"
 
 XCConfigStreamException::XCConfigStreamException(XCString const& message, XCString const& fileName, std::size_t line,
@@ -176,9 +177,7 @@ void XCConfigFile::SetString(XCString const& section, XCString const& key, XCStr
 
 void XCConfigFile::SetLong(XCString const& section, XCString const& key, long value)
 {
-    XCConfigLine text;
-    text.SetValue(value);
-    SetString(section, key, text.m_value);
+    SetString(section, key, xc::app::NumberText(value));
 }
 
 // Sections ------------------------------------------------------------------------------------------------------

@@ -16,6 +16,11 @@ XCSmartPtr<XCConfigFile> NewFile()
     return new XCConfigFile(XCString(L"xc_config_edit.ini"));
 }
 
+XCString Name(wchar_t const* stem, unsigned int number)
+{
+    return XCString().Format(L"%s%u", stem, number);
+}
+
 /// A line of "section.key=value;" for each line of the file, in order.
 std::wstring Dump(XCConfigFile& file)
 {
@@ -71,12 +76,12 @@ TEST(XCConfigEdit, LookupsStayRightAfterEveryEdit)
     for (std::size_t const most : {6u, 40u}) {
         XCSmartPtr<XCConfigFile> const file = NewFile();
         XCConfigSection& section = file->AddSection(L"s");
-        std::vector<std::pair<std::wstring, std::wstring>> model; // key in lower case, value
-        auto const someKey = [&] { return L"key" + std::to_wstring(random() % 20); };
+        std::vector<std::pair<XCString, XCString>> model; // key in lower case, value
+        auto const someKey = [&] { return Name(L"key", static_cast<unsigned int>(random() % 20)); };
         auto const placeOf = [&](std::size_t i) { return std::next(section.GetLinesBegin(), static_cast<long>(i)); };
-        for (int step = 0; step < 4000; ++step) {
-            std::wstring const key = someKey();
-            std::wstring const value = std::to_wstring(step);
+        for (unsigned int step = 0; step < 4000; ++step) {
+            XCString const key = someKey();
+            XCString const value = Name(L"", step);
             std::size_t const i = model.empty() ? 0 : random() % model.size();
             if (model.size() < most && random() % 2 == 0) {
                 section.AddLine(XCString(key).Upper(), value);
@@ -89,13 +94,13 @@ TEST(XCConfigEdit, LookupsStayRightAfterEveryEdit)
                 model.erase(model.begin() + static_cast<long>(i));
             }
             for (int probe = 0; probe < 3; ++probe) {
-                std::wstring const wanted = someKey();
+                XCString const wanted = someKey();
                 auto const first =
                     std::find_if(model.begin(), model.end(), [&](auto const& line) { return line.first == wanted; });
                 XCConfigLine const* const found = section.FindLine(wanted);
                 ASSERT_EQ(found != nullptr, first != model.end()) << "step " << step;
                 if (!found) continue;
-                ASSERT_TRUE(found->GetValue() == first->second.c_str()) << "step " << step;
+                ASSERT_TRUE(found->GetValue() == first->second) << "step " << step;
             }
         }
         EXPECT_EQ(section.GetSize(), model.size());
@@ -105,8 +110,8 @@ TEST(XCConfigEdit, LookupsStayRightAfterEveryEdit)
 TEST(XCConfigEdit, SectionsAreFoundAfterRenamesAndDeletions)
 {
     XCSmartPtr<XCConfigFile> const file = NewFile();
-    for (int i = 0; i < 30; ++i)
-        file->AddSection(XCString(L"s" + std::to_wstring(i % 15))).AddLine(L"i", L"").SetValue(i);
+    for (unsigned int i = 0; i < 30; ++i)
+        file->AddSection(Name(L"s", i % 15)).AddLine(L"i", L"").SetValue(static_cast<long>(i));
     EXPECT_EQ(file->GetLong(L"S7", L"i", -1), 7);
     EXPECT_TRUE(file->DeleteSection(L"s7"));
     EXPECT_EQ(file->GetLong(L"S7", L"i", -1), 22);
@@ -191,7 +196,7 @@ TEST(XCConfigLocking, DeletingALockedPartLeavesTheFileUnlocked)
 TEST(XCConfigLocking, ReadersSeeWholeValuesWhileOneEdits)
 {
     XCSmartPtr<XCConfigFile> const file = NewFile();
-    for (int i = 0; i < 20; ++i) file->SetString(L"s", XCString(L"other" + std::to_wstring(i)), L"x");
+    for (unsigned int i = 0; i < 20; ++i) file->SetString(L"s", Name(L"other", i), L"x");
     file->SetString(L"s", L"a", L"0");
     file->SetString(L"s", L"b", L"0");
     std::atomic<bool> done{false};
