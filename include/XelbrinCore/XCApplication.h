@@ -26,9 +26,12 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCSync.h>
 
+#include <atomic>
 #include <iosfwd>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 class XCApplication;
@@ -123,6 +126,8 @@ public:
     /// Sets the quit flag; a running host sees it at its next look. Any thread, also a signal handler.
     static void PostExitRequest() noexcept;
     [[nodiscard]] static bool IsExitRequested() noexcept;
+    /// Takes a request back, for a program that goes on.
+    static void ClearExitRequest() noexcept;
 
 protected:
     /// Prints a line of the fixed messages to the application console (level 1).
@@ -132,6 +137,12 @@ private:
     struct Members;
 
     void Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals);
+    void SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber);
+    void Register();
+    void Unregister() noexcept;
+    void FindConfigFile();
+    void ChooseDirectories();
+    void StartLoggingAsAsked();
 
     XCString m_tmpDirectory;
     XCCommandLine m_cmdLine;
@@ -139,7 +150,6 @@ private:
     XCString m_configFailure;
     unsigned int m_traceLevel = 1;
     XCLogChannel* m_channel = nullptr;
-    unsigned long m_mainThread = 0;
     std::vector<XCUsageInfo> m_customUsage;
     XCApplication* m_previous = nullptr;
     std::unique_ptr<Members> m_members;
@@ -216,6 +226,18 @@ public:
 
 private:
     struct Host;
+    struct Loaded;
+
+    XCErrorID LoadModule(std::wstring const& path, XCString const& entryName, Loaded& loaded);
+    XCErrorID LoadModules(std::vector<std::wstring> const& paths, XCString const& entryName);
+    XCErrorID AddLoaded(Loaded& loaded);
+    void AddChildren(XCPlugIn& plugIn, bool quiet);
+    void UnloadLast();
+    void RunOne(XCPlugIn& plugIn);
+    void RunHere(XCRunPlugIn& plugIn, XCString const& name);
+    void StartThread(XCThreadedRunPlugIn& plugIn, XCString const& name);
+    void RunInThread(XCThreadedRunPlugIn& plugIn, XCString const& name);
+    void WaitForEnd(XCPlugIn& plugIn);
 
     std::unique_ptr<Host> m_host;
     std::unique_ptr<XCUnitTest> m_mainMenu;

@@ -241,6 +241,11 @@ enum XCCoreError : long {
     // 500-599 application
 
     // 600-699 configuration
+    XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read
+    XCErrConfigCannotWrite = 601,      ///< a configuration file cannot be written; the old one is untouched
+    XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over
+    XCErrConfigWouldNotReadBack = 603, ///< a name, value or comment that would be read as something else
+    XCErrConfigMalformed = 604,        ///< a configuration file breaks a rule of its format
 
     // 700-799 logging and trace
 
@@ -328,14 +333,6 @@ private:
     void ClearParams() noexcept;
 
     std::vector<Storage> m_params;
-    // 200-299 errors and messages; 300-399 dates; 400-499 threads and locks; 500-599 application
-    // 600-699 configuration
-    XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read
-    XCErrConfigCannotWrite = 601,      ///< a configuration file cannot be written; the old one is untouched
-    XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over
-    XCErrConfigWouldNotReadBack = 603, ///< a name, value or comment that would be read as something else
-    XCErrConfigMalformed = 604,        ///< a configuration file breaks a rule of its format
-    // 700-799 logging and trace; 800-899 patterns; 900-999 conditions
 };
 
 /// A failure that carries its text.

@@ -135,11 +135,12 @@ public:
     ~XCThreadedRunPlugIn() override;
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
-    /// Asks Run to end; unless `immediately`, looks every 200 ms whether it has, for at most kExitPatienceMs.
+    /// Asks Run to end; unless `immediately`, looks every kExitStepMs whether it has, for at most kExitPatienceMs.
     void RequestExit(bool immediately) override;
 
     /// How long RequestExit waits for the end of Run, in milliseconds.
     static constexpr unsigned int kExitPatienceMs = 10000;
+    static constexpr unsigned int kExitStepMs = 200;
 
 protected:
     XCThreadedRunPlugIn();
@@ -151,6 +152,7 @@ protected:
 private:
     friend class XCApplicationWithPlugIns;
     struct State;
+
     std::unique_ptr<State> m_state;
 };
 

@@ -93,9 +93,8 @@ bool XCThreadedRunPlugIn::IsKindOf(int iuid) const
 void XCThreadedRunPlugIn::RequestExit(bool immediately)
 {
     m_state->exitRequested.post();
-    constexpr unsigned int kStepMs = 200;
-    for (unsigned int waited = 0; !immediately && m_state->IsRunning() && waited < kExitPatienceMs; waited += kStepMs)
-        m_state->ended.wait(kStepMs);
+    for (unsigned int waited = 0; !immediately && m_state->IsRunning() && waited < kExitPatienceMs; waited += kExitStepMs)
+        m_state->ended.wait(kExitStepMs);
 }
 
 bool XCThreadedRunPlugIn::IsExitRequested() const noexcept

@@ -7,12 +7,6 @@
 
 namespace xc::win32 {
 
-bool IsDirectory(std::wstring const& path) noexcept
-{
-    DWORD const attributes = ::GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
 bool IsFile(std::wstring const& path) noexcept
 {
     DWORD const attributes = ::GetFileAttributesW(path.c_str());

@@ -1,0 +1,55 @@
+// Sealed.h - calls into plug-in modules, from which no exception and no object of the module comes back.
+#pragma once
+
+#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCException.h>
+
+namespace xc::app {
+
+/// An error as plain text with its code: what a module made may live in the module, a copy of its text does not.
+inline XCErrorID TextOf(XCErrorID const& error)
+{
+    if (error.Good()) return error;
+    return XCErrorID(
+        XCSmartPtr<XCErrorString>(new XCErrorString(error.AsString(), error->GetCode(), error->GetSeverity())));
+}
+
+inline XCErrorID PlugInFailure(XCString const& text)
+{
+    return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(text, XCErrPlugInFailed)));
+}
+
+/// Calls a function that returns nothing or an XCErrorID; what it throws becomes an error with the exception's message.
+template <class F>
+XCErrorID Sealed(F&& call)
+{
+    try {
+        if constexpr (std::is_void_v<decltype(call())>) {
+            call();
+            return XCErrorID::Success;
+        }
+        else
+            return TextOf(call());
+    }
+    catch (XCException const& e) {
+        return PlugInFailure(e.What());
+    }
+    catch (std::exception const& e) {
+        std::string_view const what = e.what();
+        return PlugInFailure(XCString(std::wstring(what.begin(), what.end())));
+    }
+    catch (...) {
+        return PlugInFailure(L"unknown exception");
+    }
+}
+
+/// The value that a call into a module returns, or the default when it throws.
+template <class F>
+auto SealedValue(F&& call, decltype(call()) otherwise) -> decltype(call())
+{
+    decltype(call()) result = std::move(otherwise);
+    (void)Sealed([&] { result = call(); });
+    return result;
+}
+
+} // namespace xc::app
