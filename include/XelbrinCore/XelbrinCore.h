@@ -1,12 +1,14 @@
 // XelbrinCore.h - the whole library, for those who want one line.
 #pragma once
 
+#include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCRefCount.h>
+#include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTimeZone.h>
