@@ -6,6 +6,8 @@
 #include "text/Units.h"
 
 #include <algorithm>
+#include <atomic>
+#include <new>
 
 using xc::text::IsDigit;
 using xc::text::ToUint;
@@ -22,22 +24,42 @@ int CompareOrdinal(std::wstring_view a, std::wstring_view b) noexcept
     return left == right ? 0 : left < right ? -1 : 1;
 }
 
-/// The collator that a comparison mode selects; null for mode 0. Each is made once and lives as long as the process.
+template <class Collator>
+constinit std::atomic<XCCollator const*> processCollator{nullptr};
+
+/// Publishes one collator with one reference, until the end of the process.
+template <class Collator>
+struct ProcessCollatorOwner {
+    ProcessCollatorOwner()
+    {
+        XCSmartPtr<Collator> collator(new Collator);
+        collator->AddRef();
+        processCollator<Collator>.store(collator.GetPtr(), std::memory_order_release);
+    }
+    ~ProcessCollatorOwner() { processCollator<Collator>.exchange(nullptr)->Release(); }
+    ProcessCollatorOwner(ProcessCollatorOwner const&) = delete;
+    ProcessCollatorOwner& operator=(ProcessCollatorOwner const&) = delete;
+};
+
+/// Created once, by whichever thread comes first; null when there is no memory for it, and while the process ends.
+template <class Collator>
+XCCollator const* GetProcessCollator()
+{
+    try {
+        static ProcessCollatorOwner<Collator> const owner;
+    } catch (std::bad_alloc const&) {
+        return nullptr;
+    }
+    return processCollator<Collator>.load(std::memory_order_acquire);
+}
+
+/// The collator that a comparison mode selects; null for mode 0.
 XCCollator const* CollatorOfMode(long mode)
 {
     switch (mode & 3) {
-    case 1: {
-        static XCSmartPtrToConst<XCCollator> const ignoreCase(new XCTableIgnoreCaseCollator);
-        return ignoreCase;
-    }
-    case 2: {
-        static XCSmartPtrToConst<XCCollator> const ignoreAccent(new XCTableIgnoreAccentCollator);
-        return ignoreAccent;
-    }
-    case 3: {
-        static XCSmartPtrToConst<XCCollator> const ignoreBoth(new XCTableIgnoreCaseAndAccentCollator);
-        return ignoreBoth;
-    }
+    case 1: return GetProcessCollator<XCTableIgnoreCaseCollator>();
+    case 2: return GetProcessCollator<XCTableIgnoreAccentCollator>();
+    case 3: return GetProcessCollator<XCTableIgnoreCaseAndAccentCollator>();
     default: return nullptr;
     }
 }
