@@ -81,8 +81,11 @@ enum XCCoreError : long {
     XCErrMalformedText = 100,   ///< bytes that are no text in the encoding (parameter: position)
     XCErrUnmappableUnit = 101,  ///< a unit that the encoding cannot hold (parameters: unit, position)
     XCErrUnknownCodePage = 102, ///< the system does not know the code page (parameter: its number)
-    // 200-299 errors and messages; 300-399 dates; 400-499 threads and locks; 500-599 application; 600-699
-    // configuration; 700-799 logging and trace; 800-899 patterns; 900-999 conditions
+    // 200-299 errors and messages
+    // 300-399 dates
+    XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
+    XCErrInvalidDateTime = 301, ///< a date that no calendar has
+    // 400-499 threads and locks; 500-599 application; 600-699 configuration; 700-799 logging and trace; 800-899 patterns; 900-999 conditions
 };
 
 /// A failure that carries its text.

@@ -8,6 +8,7 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCString.h>
 
+#include <cstdint>
 #include <exception>
 #include <string>
 
@@ -39,4 +40,19 @@ public:
 private:
     explicit XCWindowsLastErrorException(unsigned long code);
     unsigned long m_code;
+};
+
+/// A duration could not be made or used; the raw value is the duration (XCDurationEx) in 64 bits.
+class XC_API XCDurationExceptionEx : public XCException {
+public:
+    explicit XCDurationExceptionEx(XCString const& message);
+    XCDurationExceptionEx(XCString const& message, std::int64_t rawValue);
+    ~XCDurationExceptionEx() override;
+    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+
+private:
+    std::int64_t m_rawValue = 0;
+    bool m_hasValue = false;
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>

@@ -16,3 +16,10 @@ XCWindowsLastErrorException::XCWindowsLastErrorException(unsigned long code)
 {
 }
 XCWindowsLastErrorException::~XCWindowsLastErrorException() = default;
+
+XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message) : XCException(message) {}
+XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message, std::int64_t rawValue)
+    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
+{
+}
+XCDurationExceptionEx::~XCDurationExceptionEx() = default;

@@ -1,0 +1,1 @@
+#include <XelbrinCore/XCDateTime.h>
