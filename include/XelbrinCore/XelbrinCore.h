@@ -6,6 +6,7 @@
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>

@@ -212,6 +212,7 @@ ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letter
         wchar_t const* const start = place;
         ReadNumber const number = ReadInteger(place, NumberSigns::Minus);
         *field = number.value;
+        if (letter == L'y' && fields.year < 100) fields.year += fields.year < 70 ? 2000 : 1900;
         Note(fields, letter, number.anyDigit);
         afterNumber = place;
         // A number that the format does not end here is left for the next specifier.
@@ -219,7 +220,6 @@ ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letter
             place = start;
             continue;
         }
-        if (letter == L'y' && fields.year < 100) fields.year += fields.year < 70 ? 2000 : 1900;
         SkipToNumber(place);
     }
     return fields;

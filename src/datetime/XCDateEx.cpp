@@ -171,8 +171,8 @@ bool XCDateEx::FromString(XCString const& text, wchar_t const* format)
     }
     wchar_t const* const place = SkipBlanks(text.AsWChar());
     if (*place == L'\0') return true;
-    ReadFormat(place, format ? format : kDateFormat, kDateLetters).GetDate(*this);
-    return IsValid();
+    ReadFields const fields = ReadFormat(place, format ? format : kDateFormat, kDateLetters);
+    return (fields.hasDate || !fields.wantsDate) && fields.GetDate(*this) && IsValid();
 }
 
 // Conversions ---------------------------------------------------------------------------------------------------

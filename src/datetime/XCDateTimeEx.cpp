@@ -4,10 +4,12 @@
 #include "datetime/Conversions.h"
 #include "datetime/DateText.h"
 #include "datetime/Zone.h"
+#include "errors/CoreError.h"
 
 #include <algorithm>
 
 using namespace xc::datetime;
+using xc::errors::MakeCoreError;
 
 constinit XCDateTimeEx const XCDateTimeEx::null{};
 constinit XCDateTimeEx const XCDateTimeEx::minimum{XCTimeEx(0), XCDateEx(1, 1, 1)};
@@ -18,11 +20,6 @@ constinit XCTimeZone const XCDateTimeEx::utcTimeZone_{};
 namespace xc::datetime {
 
 namespace {
-
-XCErrorID DateTimeError(XCCoreError code, wchar_t const* message)
-{
-    return XCSmartPtr<XCErrorString>(new XCErrorString(XCString(message), code));
-}
 
 /// Both words moved by less than a day; false, and nothing changed, when the date cannot be stored.
 bool Shift(XCDateEx& date, XCTimeEx& time, std::int64_t milliseconds) noexcept
@@ -222,7 +219,7 @@ XCErrorID XCDateTimeEx::AsString(XCString& text, wchar_t const* format, XCTimeZo
 {
     text.Clear();
     if (IsNull()) return XCErrorID::Success;
-    if (!IsValid()) return DateTimeError(XCErrInvalidDateTime, L"The calendar has no such date");
+    if (!IsValid()) return MakeCoreError(XCErrInvalidDateTime);
     wchar_t const* const used = format ? format : GetDefaultFormat(false, true);
     AssignFormat(text, used, ShownIn(m_date, m_time, zone), kAllLetters);
     return XCErrorID::Success;
@@ -235,7 +232,7 @@ XCErrorID XCDateTimeEx::AsString(wchar_t* buffer, std::size_t capacity, wchar_t 
     wchar_t const* const used = !shows ? L"" : format ? format : GetDefaultFormat(false, true);
     WriteFormat(buffer, capacity, used, ShownIn(m_date, m_time, zone), kAllLetters);
     if (shows || IsNull()) return XCErrorID::Success;
-    return DateTimeError(XCErrInvalidDateTime, L"The calendar has no such date");
+    return MakeCoreError(XCErrInvalidDateTime);
 }
 
 XCErrorID XCDateTimeEx::FromString(XCString const& text, XCTimeZone const& zone)
@@ -264,7 +261,7 @@ XCErrorID XCDateTimeEx::FromString(XCString const& text, wchar_t const* format, 
     if (fields.hasTime) good = fields.GetTime(m_time) && good;
     if (!good) {
         SetNull();
-        return DateTimeError(XCErrNoDateTime, L"The text is no date or time in its format");
+        return MakeCoreError(XCErrNoDateTime, text);
     }
     if (!fields.offsetMinutes)
         ConvertToUTC(zone);

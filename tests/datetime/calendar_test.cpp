@@ -62,7 +62,7 @@ TEST(Calendar, EveryDayOfNineCenturies)
                     old.day() == walker.day && old.weekday() == chr::weekday(chronoDay).c_encoding() &&
                     old.days_in_month() == walker.MonthLength());
     }
-    EXPECT_EQ(count, 328718);
+    EXPECT_EQ(count, 328719);
 }
 
 // The stepping rule of the text, month by month, with numbers of any size.
@@ -94,7 +94,7 @@ TEST(Calendar, LongJumpsAreTheSameAsSteps)
     }
     EXPECT_EQ((XCDateEx(2008, 1, 31) + 2147483647L).GetYear(), -((1 << 23) - 5881618))
         << "a signed shift reads the year";
-    EXPECT_EQ((XCDateEx(2008, 1, 31) + 1500000000L).GetYear(), 4108875);
+    EXPECT_EQ((XCDateEx(2008, 1, 31) + 1500000000L).GetYear(), 4108868);
     EXPECT_TRUE(XCDateEx(2008, 1, 31) - 2147483647L == XCDateEx(2008, 1, 31)) << "a result that cannot be stored";
 }
 
@@ -137,8 +137,8 @@ TEST(Calendar, AddingDurations)
         EXPECT_TRUE(from + XCDurationEx(c.count, c.unit) == to);
         EXPECT_TRUE(from - XCDurationEx(-c.count, c.unit) == to);
         XCDateTimeEx const fromTime(from, XCTimeEx(12, 0, 0), XCTimeZone());
-        if (c.unit < XCDurationEx::Hour)
-            EXPECT_TRUE(fromTime + XCDurationEx(c.count, c.unit) == XCDateTimeEx(to, XCTimeEx(12, 0, 0), XCTimeZone()));
+        if (c.unit >= XCDurationEx::Hour) continue;
+        EXPECT_TRUE(fromTime + XCDurationEx(c.count, c.unit) == XCDateTimeEx(to, XCTimeEx(12, 0, 0), XCTimeZone()));
     }
 }
 
@@ -197,7 +197,7 @@ TEST(DateTime, PartsAndArithmetic)
     EXPECT_EQ(both.AsInt64() >> 32, static_cast<std::int64_t>(XCDateEx(2008, 12, 31).AsInt()));
     EXPECT_TRUE(XCDateTimeEx(both.AsInt64()) == both);
     EXPECT_TRUE(both + XCDurationEx(1, XCDurationEx::Millisecond) == XCDateTimeEx(2009, 1, 1, 0, 0, 0, 0, utc));
-    EXPECT_TRUE(both + XCDurationEx(-2147483647) == XCDateTimeEx(1940, 12, 12, 20, 45, 52, 999, utc));
+    EXPECT_TRUE(both + XCDurationEx(-2147483647) == XCDateTimeEx(1940, 12, 13, 20, 45, 52, 999, utc));
     EXPECT_TRUE(date + XCDurationEx(36, XCDurationEx::Hour) == date) << "hours move a date without a time";
     EXPECT_TRUE(time + XCDurationEx(12, XCDurationEx::Hour) == XCDateTimeEx(0u, 30u, 0u, 0u));
     EXPECT_TRUE(time + XCDurationEx(1, XCDurationEx::Month) == time && (XCDateTimeEx() + XCDurationEx(1)).IsNull());
