@@ -68,8 +68,9 @@ XCString ParameterText(XCDateTime const& value, XCFormatContext const&)
     if (value.IsNull()) return {};
     constexpr std::int64_t kSecondsPerDay = 86400;
     std::int64_t const seconds = value.AsTime();
-    std::int64_t const days = (seconds >= 0 ? seconds : seconds - (kSecondsPerDay - 1)) / kSecondsPerDay;
-    int const second = static_cast<int>(seconds - days * kSecondsPerDay);
+    bool const before = seconds % kSecondsPerDay < 0; // division rounds towards 1970, days start at midnight
+    std::int64_t const days = seconds / kSecondsPerDay - (before ? 1 : 0);
+    int const second = static_cast<int>(seconds % kSecondsPerDay + (before ? kSecondsPerDay : 0));
     CivilDate const date = CivilFromDays(days);
     char text[64];
     int const length =
