@@ -104,7 +104,7 @@ TEST(XCErrorWithArgs, AnyDateHasAText)
         {"second before 1970", -1, "1969/12/31 23:59:59"},
         {"midnight before 1970", -86400, "1969/12/31 00:00:00"},
         {"leap day of a century", 951782400, "2000/02/29 00:00:00"},
-        {"first seconds of all overflow", XCDateTime::kNull + 1, "-292277022657/01/27 08:29:53"},
+        {"first second of all overflows", XCDateTime::kNull + 1, ""},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.fault);
