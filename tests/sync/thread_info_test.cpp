@@ -67,9 +67,4 @@ TEST(XCThreadInfo, TimesOfAThreadThatEnded)
     EXPECT_EQ(first.GetElapsedTimeAsString(), expected);
 }
 
-TEST(XCThreadInfo, BadHandleThrows)
-{
-    EXPECT_EQ(SystemErrorOf([] { XCThreadInfo(nullptr, 1); }), 6u);
-}
-
 } // namespace
