@@ -1,6 +1,6 @@
 #include "errors/ErrorLog.h"
 
-#include "errors/Utf8Lossy.h"
+#include "text/Utf8.h"
 #include "win32/AppendToFile.h"
 #include "win32/Clock.h"
 #include "win32/Process.h"
@@ -54,9 +54,11 @@ std::string RecordHead()
 }
 
 /// The lines of a text, those after the first indented.
-void AppendLines(std::string& record, std::string const& text)
+void AppendLines(std::string& record, std::wstring_view text)
 {
-    for (char const unit : text) {
+    std::string bytes;
+    text::AppendUtf8(bytes, text);
+    for (char const unit : bytes) {
         if (unit == '\r') continue;
         record += unit == '\n' ? "\r\n    " : std::string(1, unit);
     }
@@ -84,8 +86,8 @@ bool AppendToErrorLog(XCString const& message, XCString const& stack)
     XCString const path = ErrorLogPath();
     if (path.IsNull()) return false;
     std::string record = RecordHead();
-    AppendLines(record, Utf8Lossy(message));
-    if (!stack.IsNull()) AppendLines(record, "\n" + Utf8Lossy(stack));
+    AppendLines(record, message);
+    if (!stack.IsNull()) AppendLines(record, L"\n" + stack);
     record += "\r\n";
     return win32::AppendToFile(path.AsWChar(), record);
 }

@@ -1,7 +1,7 @@
 #include <XelbrinCore/XCException.h>
 
 #include "errors/ErrorLog.h"
-#include "errors/Utf8Lossy.h"
+#include "text/Utf8.h"
 #include "win32/LastError.h"
 #include "win32/Process.h"
 
@@ -92,7 +92,11 @@ public:
     }
     std::string const& Narrow() const
     {
-        return m_narrow.Get([this] { return xc::errors::Utf8Lossy(Message()); });
+        return m_narrow.Get([this] {
+            std::string bytes;
+            xc::text::AppendUtf8(bytes, Message());
+            return bytes;
+        });
     }
     XCString const& StackText() const
     {
