@@ -79,6 +79,7 @@ public:
     [[nodiscard]] std::int64_t AsInt64() const noexcept;
     void FromInt64(std::int64_t value);
     /// The older duration: a number of seconds, cut toward zero. 0 for no unit.
+    /// @throws XCDurationExceptionEx when the seconds do not fit.
     [[nodiscard]] long AsXCDuration() const;
     /// 0 for no unit; held at the limits of 64 bits (a count of 292,471,208 years and more).
     [[nodiscard]] std::int64_t AsMilliSeconds() const noexcept;
@@ -153,6 +154,8 @@ public:
     /// Null when the fields cannot be stored.
     constexpr XCDateEx(int year, unsigned int month, unsigned int day) noexcept { SetDate(year, month, day); }
     explicit XCDateEx(XCDateTime const& value, bool local = true) { FromXCDateTime(value, local); }
+    /// Null for a count past the storable years.
+    explicit XCDateEx(XCDate const& value) noexcept;
     explicit XCDateEx(XCDateAndTime const& fields) noexcept { SetDateAndTime(fields); }
     explicit XCDateEx(std::tm const& time) noexcept { FromStructTM(time); }
     explicit XCDateEx(_SYSTEMTIME const& time) noexcept;
@@ -237,6 +240,8 @@ public:
     bool AsVariant(tagVARIANT& value) const noexcept;
     /// Midnight of the date. @param local in the local zone rather than in UTC.
     [[nodiscard]] XCDateTime AsXCDateTime(bool local = true) const noexcept;
+    /// The older day count; 1899-01-01 when the date is not valid or earlier.
+    [[nodiscard]] XCDate AsXCDate() const noexcept;
     /// @return whether the date is valid. A null XCDateTime gives null and true.
     bool FromStructTM(std::tm const& time) noexcept;
     /// Year, month and day are packed as they stand.
