@@ -122,7 +122,7 @@ public:
     /// "3 days", "-2 hours", "1 day"; short "3d", "5ms". "0" for a count of 0, "" for no unit.
     [[nodiscard]] XCString AsString(bool longForm = true) const;
     void AsString(XCString& text, bool longForm = true) const;
-    /// @return the units written, without the terminator.
+    /// Cut at the capacity alone. @return the units written, without the terminator.
     std::size_t AsString(wchar_t* buffer, std::size_t capacity, bool longForm = true) const noexcept;
     /// A number and a unit name ("year" "y" "month" "mo" "week" "w" "day" "d" "hour" "h" "minute" "m" "second" "s"
     /// "millisecond" "ms", plurals too); without a name the default unit, with an unknown one no unit.
@@ -236,7 +236,7 @@ public:
     bool AsStructTM(std::tm& time) const noexcept;
     bool AsSystemTime(_SYSTEMTIME& time) const noexcept;
     bool AsFileTime(_FILETIME& time) const noexcept;
-    /// Overwrites the variant (what it held is not released): a date, or VT_NULL for null.
+    /// Overwrites the variant (what it held is not released): a date of the years 100 to 9999, or VT_NULL for null.
     bool AsVariant(tagVARIANT& value) const noexcept;
     /// Midnight of the date. @param local in the local zone rather than in UTC.
     [[nodiscard]] XCDateTime AsXCDateTime(bool local = true) const noexcept;
