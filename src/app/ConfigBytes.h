@@ -16,6 +16,7 @@ public:
     [[nodiscard]] wchar_t* Units() noexcept { return m_units.get(); }
     void SetLength(std::size_t length) noexcept { m_length = length; }
     [[nodiscard]] std::wstring_view View() const noexcept { return {m_units.get(), m_length}; }
+    [[nodiscard]] std::unique_ptr<wchar_t[]> Release() noexcept { return std::move(m_units); }
 
 private:
     std::unique_ptr<wchar_t[]> m_units;

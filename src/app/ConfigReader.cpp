@@ -38,6 +38,30 @@ bool IsSpaceUnit(wchar_t unit) noexcept
 
 } // namespace
 
+namespace {
+
+/// Takes the rest of the line, its line feed included, off the front; delivers it without the returns and the feed.
+std::wstring_view TakeLine(std::wstring_view& text) noexcept
+{
+    std::size_t const length = text::FindUnit(text.data(), text.size(), L'\n');
+    std::wstring_view line = text.substr(0, length);
+    text.remove_prefix(length == text.size() ? length : length + 1);
+    while (!line.empty() && line.back() == L'\r') line.remove_suffix(1);
+    return line;
+}
+
+} // namespace
+
+bool TakeComment(std::wstring_view& text, std::wstring_view& comment) noexcept
+{
+    std::wstring_view rest = WithoutLeading(text, IsBlankOrReturn);
+    if (rest.empty() || (rest.front() != L';' && rest.front() != L'\n')) return false;
+    if (rest.front() == L';') rest.remove_prefix(1);
+    comment = TakeLine(rest);
+    text = rest;
+    return true;
+}
+
 ConfigReader::Part ConfigReader::Next()
 {
     ReadComments();
@@ -51,40 +75,29 @@ ConfigReader::Part ConfigReader::Next()
     return Part::Line;
 }
 
-/// The rest of the line without the returns before its line feed; moves past the line feed.
-std::wstring_view ConfigReader::TakeLine() noexcept
+void ConfigReader::CountLine(std::size_t end) noexcept
 {
-    std::size_t const left = m_text.size() - m_pos;
-    std::size_t const length = text::FindUnit(m_text.data() + m_pos, left, L'\n');
-    std::wstring_view line = m_text.substr(m_pos, length);
-    m_pos += length;
-    if (!AtEnd()) {
-        ++m_pos;
-        ++m_lines;
-        if (!line.empty() && line.back() == L'\r') ++m_crlfLines;
-    }
-    while (!line.empty() && line.back() == L'\r') line.remove_suffix(1);
-    return line;
+    if (m_text[end - 1] != L'\n') return;
+    ++m_lines;
+    if (end > 1 && m_text[end - 2] == L'\r') ++m_crlfLines;
 }
 
 void ConfigReader::ReadComments()
 {
-    m_comments.clear();
-    for (;;) {
-        std::size_t const lineStart = m_pos;
-        while (!AtEnd() && IsBlankOrReturn(m_text[m_pos])) ++m_pos;
-        if (AtEnd()) return;
-        if (m_text[m_pos] == L';') {
-            ++m_pos;
-            m_comments.push_back(TakeLine());
-        } else if (m_text[m_pos] == L'\n') {
-            m_pos = lineStart; // so that the returns of the blank line are seen
-            TakeLine();
-            m_comments.emplace_back();
-        } else {
-            return;
-        }
-    }
+    std::size_t const start = m_pos;
+    std::wstring_view rest = m_text.substr(m_pos);
+    for (std::wstring_view comment; TakeComment(rest, comment);) CountLine(m_text.size() - rest.size());
+    m_comments = m_text.substr(start, m_text.size() - rest.size() - start);
+    m_pos = m_text.size() - WithoutLeading(rest, IsBlankOrReturn).size();
+}
+
+std::wstring_view ConfigReader::TakeRestOfLine() noexcept
+{
+    std::wstring_view rest = m_text.substr(m_pos);
+    std::wstring_view const line = TakeLine(rest);
+    m_pos = m_text.size() - rest.size();
+    CountLine(m_pos);
+    return line;
 }
 
 /// What stands before `end`; moves past it.
@@ -103,7 +116,7 @@ void ConfigReader::ReadHeader()
     ++m_pos;
     m_name = TakeUpTo(L']', kNameCut);
     std::size_t const afterName = m_pos;
-    std::wstring_view const rest = TakeLine();
+    std::wstring_view const rest = TakeRestOfLine();
     auto const other = std::find_if_not(rest.begin(), rest.end(), IsBlankOrReturn);
     if (other != rest.end())
         throw ConfigSyntaxError{kAfterHeader, afterName + static_cast<std::size_t>(other - rest.begin())};
@@ -114,13 +127,14 @@ void ConfigReader::ReadHeader()
 void ConfigReader::ReadLine()
 {
     m_name = WithoutTrailing(TakeUpTo(L'=', kKeyCut), IsSpaceUnit);
-    SetValue(TakeLine());
+    SetValue(TakeRestOfLine());
 }
 
 void ConfigReader::SetValue(std::wstring_view value)
 {
     value = WithoutLeading(value, IsSpaceUnit);
-    if (text::FindUnit(value.data(), value.size(), L'\r') != value.size()) {
+    m_valueIsPart = text::FindUnit(value.data(), value.size(), L'\r') == value.size();
+    if (!m_valueIsPart) {
         m_valueWithoutReturns.assign(value);
         std::erase(m_valueWithoutReturns, L'\r');
         value = m_valueWithoutReturns;
