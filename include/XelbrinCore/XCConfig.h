@@ -384,8 +384,7 @@ private:
     void Read(std::string const& bytes);
     void ReadSections(std::wstring_view text);
     void Empty() noexcept;
-    [[nodiscard]] XCErrorID CheckReadsBack() const;
-    void WriteText(xc::app::ConfigWriter& writer) const;
+    [[nodiscard]] XCErrorID WriteText(xc::app::ConfigWriter& writer) const;
     [[nodiscard]] iterator Find(std::wstring_view name);
     [[nodiscard]] XCConfigLine const* FindValue(std::wstring_view section, std::wstring_view key) const;
     XCConfigSection& Adopt(XCConfigSection& section);
@@ -396,7 +395,7 @@ private:
     mutable unsigned int m_lockDepth = 0; // of the thread that holds the lock
     std::unique_ptr<wchar_t[]> m_text;    // as read: parts of it are names, keys, values and comments
     std::size_t m_textLength = 0;
-    std::pmr::unsynchronized_pool_resource m_memory;
+    std::unique_ptr<std::pmr::memory_resource> const m_memory; // of the lists
     Sections m_sections;
     xc::app::LazyComments m_endComments;
     std::unique_ptr<Index> m_index; // made by the first lookup among many sections

@@ -14,26 +14,22 @@ constexpr wchar_t kNoHeader[] = L"expecting a '[' at the beginning of a section"
 constexpr wchar_t kNameCut[] = L"unexpected EOF while parsing a section name";
 constexpr wchar_t kAfterHeader[] = L"unexpected character after the closing ']' of a section name";
 
-bool IsBlankOrReturn(wchar_t unit) noexcept
-{
-    return text::IsBlank(unit) || unit == L'\r';
-}
+constexpr auto kBlank = [](wchar_t unit) { return text::IsBlank(unit); };
+constexpr auto kBlankOrReturn = [](wchar_t unit) { return text::IsBlank(unit) || unit == L'\r'; };
+constexpr auto kSpace = [](wchar_t unit) { return text::IsSpace(unit); };
 
-std::wstring_view WithoutTrailing(std::wstring_view text, bool (*drop)(wchar_t)) noexcept
+template <class Predicate>
+std::wstring_view WithoutTrailing(std::wstring_view text, Predicate drop) noexcept
 {
     while (!text.empty() && drop(text.back())) text.remove_suffix(1);
     return text;
 }
 
-std::wstring_view WithoutLeading(std::wstring_view text, bool (*drop)(wchar_t)) noexcept
+template <class Predicate>
+std::wstring_view WithoutLeading(std::wstring_view text, Predicate drop) noexcept
 {
     while (!text.empty() && drop(text.front())) text.remove_prefix(1);
     return text;
-}
-
-bool IsSpaceUnit(wchar_t unit) noexcept
-{
-    return text::IsSpace(unit);
 }
 
 } // namespace
@@ -54,7 +50,7 @@ std::wstring_view TakeLine(std::wstring_view& text) noexcept
 
 bool TakeComment(std::wstring_view& text, std::wstring_view& comment) noexcept
 {
-    std::wstring_view rest = WithoutLeading(text, IsBlankOrReturn);
+    std::wstring_view rest = WithoutLeading(text, kBlankOrReturn);
     if (rest.empty() || (rest.front() != L';' && rest.front() != L'\n')) return false;
     if (rest.front() == L';') rest.remove_prefix(1);
     comment = TakeLine(rest);
@@ -88,7 +84,7 @@ void ConfigReader::ReadComments()
     std::wstring_view rest = m_text.substr(m_pos);
     for (std::wstring_view comment; TakeComment(rest, comment);) CountLine(m_text.size() - rest.size());
     m_comments = m_text.substr(start, m_text.size() - rest.size() - start);
-    m_pos = m_text.size() - WithoutLeading(rest, IsBlankOrReturn).size();
+    m_pos = m_text.size() - WithoutLeading(rest, kBlankOrReturn).size();
 }
 
 std::wstring_view ConfigReader::TakeRestOfLine() noexcept
@@ -117,7 +113,7 @@ void ConfigReader::ReadHeader()
     m_name = TakeUpTo(L']', kNameCut);
     std::size_t const afterName = m_pos;
     std::wstring_view const rest = TakeRestOfLine();
-    auto const other = std::find_if_not(rest.begin(), rest.end(), IsBlankOrReturn);
+    auto const other = std::find_if_not(rest.begin(), rest.end(), kBlankOrReturn);
     if (other != rest.end())
         throw ConfigSyntaxError{kAfterHeader, afterName + static_cast<std::size_t>(other - rest.begin())};
     m_value = {};
@@ -126,20 +122,20 @@ void ConfigReader::ReadHeader()
 
 void ConfigReader::ReadLine()
 {
-    m_name = WithoutTrailing(TakeUpTo(L'=', kKeyCut), IsSpaceUnit);
+    m_name = WithoutTrailing(TakeUpTo(L'=', kKeyCut), kSpace);
     SetValue(TakeRestOfLine());
 }
 
 void ConfigReader::SetValue(std::wstring_view value)
 {
-    value = WithoutLeading(value, IsSpaceUnit);
+    value = WithoutLeading(value, kSpace);
     m_valueIsPart = text::FindUnit(value.data(), value.size(), L'\r') == value.size();
     if (!m_valueIsPart) {
         m_valueWithoutReturns.assign(value);
         std::erase(m_valueWithoutReturns, L'\r');
         value = m_valueWithoutReturns;
     }
-    m_value = WithoutTrailing(value, text::IsBlank);
+    m_value = WithoutTrailing(value, kBlank);
 }
 
 LineAndColumn Locate(std::wstring_view text, std::size_t position) noexcept

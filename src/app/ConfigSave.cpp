@@ -51,13 +51,15 @@ public:
     {
     }
 
-    void Put(std::wstring_view text)
+    /// The four texts and a line end.
+    void PutLine(std::wstring_view a, std::wstring_view b, std::wstring_view c, std::wstring_view d)
     {
-        if (m_room - m_length < text.size()) Grow(text.size());
-        std::copy(text.begin(), text.end(), m_buffer.Units() + m_length);
-        m_length += text.size();
+        std::size_t const needed = a.size() + b.size() + c.size() + d.size() + m_lineEnd.size();
+        if (m_room - m_length < needed) Grow(needed);
+        wchar_t* out = m_buffer.Units() + m_length;
+        for (std::wstring_view const text : {a, b, c, d, m_lineEnd}) out = std::copy(text.begin(), text.end(), out);
+        m_length += needed;
     }
-    void EndLine() { Put(m_lineEnd); }
     void PutComments(LazyComments const& comments)
     {
         if (comments.Part().empty())
@@ -72,12 +74,7 @@ public:
     }
 
 private:
-    void PutComment(std::wstring_view comment)
-    {
-        if (!comment.empty()) Put(L";");
-        Put(comment);
-        EndLine();
-    }
+    void PutComment(std::wstring_view comment) { PutLine(comment.empty() ? L"" : L";", comment, {}, {}); }
     void Grow(std::size_t needed)
     {
         std::wstring_view const old = Text();
@@ -95,36 +92,24 @@ private:
 
 } // namespace xc::app
 
-XCErrorID XCConfigFile::CheckReadsBack() const
+XCErrorID XCConfigFile::WriteText(xc::app::ConfigWriter& writer) const
 {
     for (XCConfigSection const& section : m_sections) {
         if (!HasNo(section.m_name, L']') || !AreSingleLines(section.m_comments))
             return xc::app::WouldNotReadBack(section.GetName(), XCString());
-        for (XCConfigLine const& line : section.m_lines)
+        writer.PutComments(section.m_comments);
+        writer.PutLine(L"[", section.m_name.View(), L"]", {});
+        for (XCConfigLine const& line : section.m_lines) {
             if (!HasNo(line.m_key, L'=') || !HasNo(line.m_value, L'\n') || BeginsOtherwise(line.m_key) ||
                 !AreSingleLines(line.m_comments))
                 return xc::app::WouldNotReadBack(section.GetName(), line.GetKey());
-    }
-    return AreSingleLines(m_endComments) ? XCErrorID::Success : xc::app::WouldNotReadBack(XCString(), XCString());
-}
-
-void XCConfigFile::WriteText(xc::app::ConfigWriter& writer) const
-{
-    for (XCConfigSection const& section : m_sections) {
-        writer.PutComments(section.m_comments);
-        writer.Put(L"[");
-        writer.Put(section.m_name.View());
-        writer.Put(L"]");
-        writer.EndLine();
-        for (XCConfigLine const& line : section.m_lines) {
             writer.PutComments(line.m_comments);
-            writer.Put(line.m_key.View());
-            writer.Put(L"=");
-            writer.Put(line.m_value.View());
-            writer.EndLine();
+            writer.PutLine({}, line.m_key.View(), L"=", line.m_value.View());
         }
     }
+    if (!AreSingleLines(m_endComments)) return xc::app::WouldNotReadBack(XCString(), XCString());
     writer.PutComments(m_endComments);
+    return XCErrorID::Success;
 }
 
 XCErrorID XCConfigFile::Save() const
@@ -137,10 +122,8 @@ XCErrorID XCConfigFile::Save2(XCString const& fileName) const
     constexpr std::size_t kRoomForEdits = 4096;
     XCConfigLock const lock(*this);
     if (m_partlyRead) return xc::app::PartlyRead(m_fileName);
-    if (XCErrorID const fault = CheckReadsBack(); fault.Bad()) return fault;
-
     xc::app::ConfigWriter writer(m_textLength + kRoomForEdits, m_crlf);
-    WriteText(writer);
+    if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
     std::string bytes;
     if (XCErrorID const fault = xc::app::EncodeConfig(bytes, writer.Text(), m_encoding); fault.Bad()) return fault;
     unsigned long const error = xc::win32::ReplaceFileContents(fileName, bytes, *xc::win32::SystemReplaceSteps());

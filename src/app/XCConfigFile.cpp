@@ -4,6 +4,7 @@
 #include "app/ConfigErrors.h"
 #include "app/ConfigReader.h"
 #include "app/NameIndex.h"
+#include "app/NodePool.h"
 #include "app/NumberText.h"
 #include "win32/FileIo.h"
 
@@ -29,7 +30,10 @@ struct XCConfigFile::Index {
     xc::app::NameIndex<iterator, NameOf> table;
 };
 
-XCConfigFile::XCConfigFile(XCString fileName) : m_fileName(std::move(fileName)), m_sections(&m_memory) {}
+XCConfigFile::XCConfigFile(XCString fileName)
+    : m_fileName(std::move(fileName)), m_memory(new xc::app::NodePool), m_sections(m_memory.get())
+{
+}
 
 XCConfigFile::~XCConfigFile() = default;
 
@@ -94,7 +98,7 @@ try {
     XCConfigSection* section = nullptr;
     for (Part part = reader.Next(); part != Part::End; part = reader.Next()) {
         if (part == Part::Section) {
-            section = &Adopt(m_sections.emplace_back(XCString(), &m_memory));
+            section = &Adopt(m_sections.emplace_back(XCString(), m_memory.get()));
             section->m_comments = LazyComments(reader.Comments());
             section->m_name = LazyText(reader.Name());
         } else {
@@ -229,7 +233,7 @@ XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
 {
     XCConfigSection const copy(section); // two locks are never held at once
     XCConfigLock const lock(*this);
-    XCConfigSection& added = Adopt(m_sections.emplace_back(copy, &m_memory));
+    XCConfigSection& added = Adopt(m_sections.emplace_back(copy, m_memory.get()));
     if (m_index) m_index->table.Add(std::prev(m_sections.end()));
     return added;
 }
