@@ -43,20 +43,21 @@ bool BeginsOtherwise(LazyText const& key) noexcept
 
 namespace xc::app {
 
-/// Writes the text of a file.
+/// Writes the text of a file as bytes, some lines at a time.
 class ConfigWriter {
 public:
-    ConfigWriter(std::size_t expected, bool crlf)
-        : m_buffer(expected), m_room(expected), m_lineEnd(crlf ? L"\r\n" : L"\n")
+    ConfigWriter(XCConfigFile::Encoding encoding, bool crlf, std::size_t expected)
+        : m_encoding(encoding), m_lineEnd(crlf ? L"\r\n" : L"\n"), m_bytes(ByteOrderMark(encoding))
     {
+        m_bytes.reserve(expected);
     }
 
     /// The four texts and a line end.
     void PutLine(std::wstring_view a, std::wstring_view b, std::wstring_view c, std::wstring_view d)
     {
         std::size_t const needed = a.size() + b.size() + c.size() + d.size() + m_lineEnd.size();
-        if (m_room - m_length < needed) Grow(needed);
-        wchar_t* out = m_buffer.Units() + m_length;
+        if (m_room - m_length < needed) MakeRoom(needed);
+        wchar_t* out = m_units.Units() + m_length;
         for (std::wstring_view const text : {a, b, c, d, m_lineEnd}) out = std::copy(text.begin(), text.end(), out);
         m_length += needed;
     }
@@ -65,29 +66,40 @@ public:
         if (comments.Part().empty())
             for (XCString const& comment : comments.AsList()) PutComment(comment);
         std::wstring_view part = comments.Part();
-        for (std::wstring_view comment; xc::app::TakeComment(part, comment);) PutComment(comment);
+        for (std::wstring_view comment; TakeComment(part, comment);) PutComment(comment);
     }
-    [[nodiscard]] std::wstring_view Text() noexcept
+    /// The bytes of all lines. Bad when the encoding cannot hold one of them.
+    XCErrorID Finish(std::string& bytes)
     {
-        m_buffer.SetLength(m_length);
-        return m_buffer.View();
+        Flush();
+        bytes.swap(m_bytes);
+        return m_result;
     }
 
 private:
+    static constexpr std::size_t kRoom = 16 * 1024; // units: what the caches hold
+
     void PutComment(std::wstring_view comment) { PutLine(comment.empty() ? L"" : L";", comment, {}, {}); }
-    void Grow(std::size_t needed)
+    void Flush()
     {
-        std::wstring_view const old = Text();
-        m_room = m_room * 2 + needed;
-        xc::app::UnitBuffer larger(m_room);
-        std::copy(old.begin(), old.end(), larger.Units());
-        m_buffer = std::move(larger);
+        m_units.SetLength(std::exchange(m_length, 0));
+        if (m_result.Good()) m_result = AppendEncoded(m_bytes, m_units.View(), m_encoding);
+    }
+    void MakeRoom(std::size_t needed)
+    {
+        Flush();
+        if (needed <= m_room) return;
+        m_units = UnitBuffer(needed);
+        m_room = needed;
     }
 
-    xc::app::UnitBuffer m_buffer;
-    std::size_t m_room;
-    std::size_t m_length = 0;
+    XCConfigFile::Encoding m_encoding;
     std::wstring_view m_lineEnd;
+    std::string m_bytes;
+    UnitBuffer m_units{kRoom};
+    std::size_t m_room = kRoom;
+    std::size_t m_length = 0;
+    XCErrorID m_result;
 };
 
 } // namespace xc::app
@@ -122,10 +134,10 @@ XCErrorID XCConfigFile::Save2(XCString const& fileName) const
     constexpr std::size_t kRoomForEdits = 4096;
     XCConfigLock const lock(*this);
     if (m_partlyRead) return xc::app::PartlyRead(m_fileName);
-    xc::app::ConfigWriter writer(m_textLength + kRoomForEdits, m_crlf);
+    xc::app::ConfigWriter writer(m_encoding, m_crlf, m_textLength + kRoomForEdits);
     if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
     std::string bytes;
-    if (XCErrorID const fault = xc::app::EncodeConfig(bytes, writer.Text(), m_encoding); fault.Bad()) return fault;
+    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
     unsigned long const error = xc::win32::ReplaceFileContents(fileName, bytes, *xc::win32::SystemReplaceSteps());
     return error == 0 ? XCErrorID::Success : xc::app::CannotWrite(fileName, error);
 }
