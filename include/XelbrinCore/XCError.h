@@ -1,7 +1,8 @@
 // XCError.h - error objects and the handle that fallible operations return.
 //
 // WHAT     XCErrorI describes one failure: code, severity and, for some classes, typed parameters. A message source
-//          (XCMessageSource.h) turns the code into text. XCErrorID holds one such object, or none: none is success.
+//          (XCMessageSource.h; include it where you name one) turns the code into text. XCErrorID holds one such
+//          object, or none: none is success.
 //
 //              class             text
 //              XCError           the source's text of the code
@@ -235,6 +236,8 @@ enum XCCoreError : long {
     // 200-299 errors and messages
     XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
     // 300-399 dates
+    XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
+    XCErrInvalidDateTime = 301, ///< a date that no calendar has
 
     // 400-499 threads and locks
 

@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
