@@ -171,17 +171,16 @@ TEST(XCLogFile, FullDisk)
 #endif
 
 /// A stream that keeps its text.
-class TextStream : private std::wstreambuf, public std::wostream {
-public:
-    TextStream() : std::wostream(nullptr) { rdbuf(this); }
-    std::wstring text;
-
-private:
-    int_type overflow(int_type unit) override
-    {
-        text.push_back(traits_type::to_char_type(unit));
-        return unit;
-    }
+struct TextStream : std::wostream {
+    struct Buffer : std::wstreambuf {
+        int_type overflow(int_type unit) override
+        {
+            text.push_back(traits_type::to_char_type(unit));
+            return unit;
+        }
+        std::wstring text;
+    } buffer;
+    TextStream() : std::wostream(nullptr) { rdbuf(&buffer); }
 };
 
 TEST(XCDualLogStream, PassesOnAtOnceAndSurvivesABadTarget)
@@ -190,13 +189,13 @@ TEST(XCDualLogStream, PassesOnAtOnceAndSurvivesABadTarget)
     TextStream second;
     XCDualLogStream out(&first, &second);
     out << L"a";
-    EXPECT_EQ(first.text, L"a") << "held back";
+    EXPECT_EQ(first.buffer.text, L"a") << "held back";
     EXPECT_TRUE(out.IsGood());
     first.setstate(std::ios::badbit);
     out << L"b\n";
     EXPECT_FALSE(out.IsGood());
     EXPECT_TRUE(out.good()) << "a failing target fails the stream";
-    EXPECT_EQ(second.text, L"ab\n");
+    EXPECT_EQ(second.buffer.text, L"ab\n");
 }
 
 } // namespace
