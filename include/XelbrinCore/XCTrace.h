@@ -73,6 +73,9 @@ public:
     /// is no subject (the others hold) or the file cannot be opened.
     XC_API static bool SetTraceSubjects(wchar_t const* subjects);
 
+    /// Reads the environment now when no call has done so yet, or again when forced; what calls have set stays.
+    XC_API static void InitTracing(bool force = false);
+
     /// Whether subjects are chosen and the file is open.
     XC_API static bool IsTracingEnabled();
     /// Whether the file is open and both masks share a bit with the arguments.

@@ -55,7 +55,7 @@ void CheckSubjects(std::wstring_view list)
     XCString names = xc::log::DescribeTraceSubjects(mask);
     xc::log::TraceSubjects const again = xc::log::ParseTraceSubjects(names.Replace(L"+", L",").View());
     Require(again.allKnown && again.mask == mask);
-    Require(xc::log::TraceFileName(list, 1).Length() >= 7);
+    Require(xc::log::BuildFileName(list, 1).Length() >= 7);
 }
 
 } // namespace

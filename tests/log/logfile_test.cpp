@@ -167,6 +167,11 @@ TEST(XCLogFile, FullDisk)
     for (int i = 0; i < 6; ++i) log->Log(big);
     EXPECT_TRUE(log->GetLastFailure().Find(L"No room") != XCString::npos) << "memory without limit";
     log->Close();
+    ScratchFile const file("logfile_big.log");
+    ASSERT_TRUE(log->Open(file.Name()).Good());
+    XCString const huge(L'x', 5 << 20);
+    log->PutString(huge + L"\n");
+    EXPECT_EQ(file.Bytes().size(), (5u << 20) + 2) << "a record is dropped though there is room on the disk";
 }
 #endif
 
