@@ -50,13 +50,13 @@ TEST(XCStringConverter, BothWays)
     EXPECT_EQ(text, XCString(L"\u2252"));
 }
 
-/// The position that a converter's error text names.
+/// The position that a converter's error carries: its last parameter.
 long PositionOf(XCErrorID const& error)
 {
-    static char const noContext = 0; // an error that carries its text looks at none
-    XCString text;
-    error->AsString(text, reinterpret_cast<XCFormatContext const&>(noContext));
-    return text.SubStr(text.RFind(L' ') + 1).AsLong();
+    auto const* const details = dynamic_cast<XCErrorWithArgs const*>(error.operator->());
+    long position = -1;
+    if (details) details->GetParam(position, details->GetParameterCount() - 1);
+    return position;
 }
 
 TEST(XCStringConverter, RefusesMalformedBytes)
