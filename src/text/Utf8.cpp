@@ -284,4 +284,31 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
     return units;
 }
 
+void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
+{
+    std::size_t i = 0;
+    __m128i const zero = _mm_setzero_si128();
+    for (; bytes.size() - i >= kBlock; i += kBlock) {
+        __m128i const block = LoadBlock(bytes.data() + i);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(block, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + kBlock / 2), _mm_unpackhi_epi8(block, zero));
+    }
+    for (; i < bytes.size(); ++i) out[i] = static_cast<wchar_t>(ByteAt(bytes, i));
+}
+
+std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept
+{
+    std::size_t i = 0;
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF00));
+    for (; text.size() - i >= kBlock; i += kBlock) {
+        __m128i const a = LoadBlock(text.data() + i);
+        __m128i const b = LoadBlock(text.data() + i + kBlock / 2);
+        __m128i const rest = _mm_and_si128(_mm_or_si128(a, b), high);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));
+    }
+    for (; i < text.size() && ToUint(text[i]) <= 0xFF; ++i) out[i] = static_cast<char>(text[i]);
+    return i;
+}
+
 } // namespace xc::text

@@ -40,4 +40,11 @@ std::size_t CountUtf16Units(std::string_view bytes) noexcept;
 /// Returns the count of units.
 std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept;
 
+// Bytes that are units of their own (Latin-1) -------------------------------------------------------------------
+
+/// Writes a unit for each byte, its value.
+void WidenBytes(wchar_t* out, std::string_view bytes) noexcept;
+/// Writes a byte for each unit up to the first one above 00FF; returns how many.
+std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept;
+
 } // namespace xc::text

@@ -1,6 +1,7 @@
 // Exceptions, the stacks they carry, and their way across module borders.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCSync.h>
 
 #include "errors/Crossing.h"
 #include "errors/Plain.h"
@@ -40,6 +41,23 @@ TEST(XCException, StackNamesHostAndModule)
     EXPECT_EQ(module.find("errors_module.osx!"), 0u) << module;
     EXPECT_NE(module.find("ThrowInModule+0x"), std::string::npos) << module;
     EXPECT_NE(module.find("test_errors.exe!"), std::string::npos) << module;
+}
+
+/// The library refuses the name: it throws, in its own code, for the caller.
+void ThrowInLibrary(ThrownKind)
+{
+    XCMutex const refused(XCString(L"no\\such\\place"));
+}
+
+TEST(XCException, CrossesFromTheLibrary)
+{
+    EXPECT_EQ(CatchKind(ThrowInLibrary, ThrownKind::Nothing), ThrownKind::LastError);
+    auto const catchInModule = TestModuleFunction<ThrownKind (*)(void (*)(ThrownKind), ThrownKind)>("CatchInModule");
+    EXPECT_EQ(catchInModule(ThrowInLibrary, ThrownKind::Nothing), ThrownKind::LastError);
+    std::string const stack = StackOf(ThrowInLibrary);
+    EXPECT_EQ(stack.find("XelbrinCore-x64.dll!"), 0u) << stack;
+    EXPECT_NE(stack.find("XCMutex::XCMutex(XCString const&, bool)+0x"), std::string::npos) << stack;
+    EXPECT_NE(stack.find("\ntest_errors.exe!"), std::string::npos) << stack;
 }
 
 TEST(XCException, NoStackWhenNotWanted)
