@@ -205,12 +205,13 @@ void CopyAssignAndThrow()
     } catch (XCException const& e) {
         XCException const kept(e);
         (void)kept.what();
-        if (!SymbolsTakeTooLong()) (void)kept.Stack();
+        (void)kept.Stack();
     }
 }
 
 TEST(XCErrorWithArgs, NothingLeaksWhenCopiedAssignedAndThrown)
 {
+    if (SymbolsTakeTooLong()) GTEST_SKIP() << "the heap checks keep freed blocks back";
     CopyAssignAndThrow(); // names and caches come to stay
     std::size_t const before = BusyBlocks();
     for (int i = 0; i < 50; ++i) CopyAssignAndThrow();
