@@ -17,7 +17,7 @@ constexpr std::size_t MaxUtf8Bytes(std::size_t units) noexcept
 
 // To UTF-8, never failing: an unpaired surrogate becomes U+FFFD ("EF BF BD") ------------------------------------
 
-/// Appends the text. Cost: one pass to count, one to write.
+/// Appends the text. Cost: one pass to write; from the first unit beyond ASCII on, one more to count.
 void AppendUtf8(std::string& out, std::wstring_view text);
 /// Writes into a buffer of at least MaxUtf8Bytes(text.size()) bytes; returns the count of bytes written.
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept;
