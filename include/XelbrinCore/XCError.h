@@ -1,7 +1,8 @@
 // XCError.h - error objects and the handle that fallible operations return.
 //
 // WHAT     XCErrorI describes one failure: code, severity and, for some classes, typed parameters. A message source
-//          (XCMessageSource.h) turns the code into text. XCErrorID holds one such object, or none: none is success.
+//          (XCMessageSource.h; include it where you name one) turns the code into text. XCErrorID holds one such
+//          object, or none: none is success.
 //
 //              class             text
 //              XCError           the source's text of the code
@@ -235,19 +236,23 @@ enum XCCoreError : long {
     // 200-299 errors and messages
     XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
     // 300-399 dates
+    XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
+    XCErrInvalidDateTime = 301, ///< a date that no calendar has
 
     // 400-499 threads and locks
 
     // 500-599 application
+    XCErrPlugInFailed = 500,        ///< a plug-in or its module cannot be used (text)
+    XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error)
 
     // 600-699 configuration
-    XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read
-    XCErrConfigCannotWrite = 601,      ///< a configuration file cannot be written; the old one is untouched
-    XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over
-    XCErrConfigWouldNotReadBack = 603, ///< a name, value or comment that would be read as something else
-    XCErrConfigMalformed = 604,        ///< a configuration file breaks a rule of its format
-
+    XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read (file, system error)
+    XCErrConfigCannotWrite = 601,      ///< a file cannot be written; the old one is untouched (file, system error)
+    XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over (file)
+    XCErrConfigWouldNotReadBack = 603, ///< a text that would be read as something else (section, key)
+    XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
+    XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error)
 
     // 800-899 patterns
 

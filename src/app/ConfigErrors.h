@@ -11,7 +11,7 @@ XCErrorID CannotWrite(XCString const& fileName, unsigned long systemError);
 /// The file is only partly in memory.
 XCErrorID PartlyRead(XCString const& fileName);
 /// A text that a reader would take for something else.
-XCErrorID WouldNotReadBack(XCString const& section, XCString const& text);
-XCErrorID MalformedFile(XCString const& fileName, XCString const& message, std::size_t line);
+XCErrorID WouldNotReadBack(XCString const& section, XCString const& key);
+XCErrorID MalformedFile(XCString const& fileName, XCString const& rule, std::size_t line);
 
 } // namespace xc::app

@@ -4,7 +4,6 @@
 #include "text/Units.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <emmintrin.h>
 
@@ -87,25 +86,37 @@ bool IsTail(unsigned char byte) noexcept
 }
 
 /// The length of the well-formed sequence of two to four bytes at i, and its code point; 0 when there is none.
-std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint32_t& code) noexcept
+inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint32_t& code) noexcept
 {
-    unsigned char const lead = ByteAt(bytes, i);
+    auto const* const at = reinterpret_cast<unsigned char const*>(bytes.data()) + i;
     std::size_t const left = bytes.size() - i;
-    if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(ByteAt(bytes, i + 1))) return 0;
-    std::uint32_t const second = ByteAt(bytes, i + 1) & 0x3Fu;
+    std::uint32_t const lead = at[0];
+    if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(at[1])) return 0;
     if (lead < 0xE0) {
-        code = (lead & 0x1Fu) << 6 | second;
+        code = (lead & 0x1Fu) << 6 | (at[1] & 0x3Fu);
         return 2;
     }
-    if (left < 3 || !IsTail(ByteAt(bytes, i + 2))) return 0;
-    std::uint32_t const third = ByteAt(bytes, i + 2) & 0x3Fu;
+    if (left < 3 || !IsTail(at[2])) return 0;
     if (lead < 0xF0) {
-        code = (lead & 0x0Fu) << 12 | second << 6 | third;
-        return code < 0x800 || (code >= 0xD800 && code <= 0xDFFF) ? 0 : 3;
+        code = (lead & 0x0Fu) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3Fu);
+        return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
     }
-    if (left < 4 || !IsTail(ByteAt(bytes, i + 3))) return 0;
-    code = (lead & 0x07u) << 18 | second << 12 | third << 6 | (ByteAt(bytes, i + 3) & 0x3Fu);
+    if (left < 4 || !IsTail(at[3])) return 0;
+    code = (lead & 0x07u) << 18 | (at[1] & 0x3Fu) << 12 | (at[2] & 0x3Fu) << 6 | (at[3] & 0x3Fu);
     return code < 0x10000 || code > 0x10FFFF ? 0 : 4;
+}
+
+/// The same for sequences of two and three bytes, the common ones, by one look at four bytes; 0 for any other.
+inline std::size_t ReadShortSequence(char const* bytes, std::uint32_t& code) noexcept
+{
+    std::uint32_t four = 0;
+    std::memcpy(&four, bytes, sizeof four);
+    if ((four & 0xC0C0F0) == 0x8080E0) {
+        code = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
+        return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
+    }
+    code = (four & 0x1F) << 6 | (four >> 8 & 0x3F);
+    return (four & 0xC0E0) == 0x80C0 && code >= 0x80 ? 2 : 0;
 }
 
 wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
@@ -124,33 +135,74 @@ wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
 {
     char* at = out;
-    for (std::size_t i = 0; i < text.size();) {
-        std::uint32_t const unit = ToUint(text[i]);
-        if (unit < 0x80) {
-            std::size_t const run = NarrowAsciiRun(at, text.data() + i, text.size() - i);
-            at += run;
-            i += run;
-        } else if ((unit & 0xF800) == 0xD800) {
-            at = PutSequence(at, TakeSurrogates(text, i));
-        } else {
-            at = PutSequence(at, unit);
-            ++i;
+    std::size_t i = 0;
+    std::size_t const n = text.size();
+    while (i < n) {
+        std::size_t const run = NarrowAsciiRun(at, text.data() + i, n - i);
+        at += run;
+        i += run;
+        for (std::uint32_t unit = 0; i < n && (unit = ToUint(text[i])) >= 0x80;) {
+            if (unit < 0x800) {
+                at[0] = static_cast<char>(0xC0 | unit >> 6);
+                at[1] = static_cast<char>(0x80 | (unit & 0x3F));
+                at += 2;
+                ++i;
+            } else if ((unit & 0xF800) != 0xD800) {
+                at[0] = static_cast<char>(0xE0 | unit >> 12);
+                at[1] = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+                at[2] = static_cast<char>(0x80 | (unit & 0x3F));
+                at += 3;
+                ++i;
+            } else {
+                at = PutSequence(at, TakeSurrogates(text, i));
+            }
         }
     }
     return static_cast<std::size_t>(at - out);
 }
 
+namespace {
+
+/// Sums of eight lanes of small counts.
+std::size_t SumLanes(__m128i lanes) noexcept
+{
+    __m128i sums = _mm_madd_epi16(lanes, _mm_set1_epi16(1));
+    sums = _mm_add_epi32(sums, _mm_shuffle_epi32(sums, _MM_SHUFFLE(1, 0, 3, 2)));
+    sums = _mm_add_epi32(sums, _mm_shuffle_epi32(sums, _MM_SHUFFLE(2, 3, 0, 1)));
+    return static_cast<std::size_t>(_mm_cvtsi128_si32(sums));
+}
+
+/// -1 in each lane whose unit is at most `most`. (Saturated, such units become 0; there is no unsigned comparison.)
+__m128i AtMost(__m128i block, short most) noexcept
+{
+    return _mm_cmpeq_epi16(_mm_subs_epu16(block, _mm_set1_epi16(most)), _mm_setzero_si128());
+}
+
+bool HasSurrogate(__m128i block) noexcept
+{
+    __m128i const top = _mm_and_si128(block, _mm_set1_epi16(static_cast<short>(0xF800)));
+    return _mm_movemask_epi8(_mm_cmpeq_epi16(top, _mm_set1_epi16(static_cast<short>(0xD800)))) != 0;
+}
+
+constexpr std::size_t kUnitBlock = 8;
+
+} // namespace
+
 std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 {
     std::size_t bytes = 0;
-    std::size_t i = 0;
-    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
-    while (i < text.size()) {
-        for (; text.size() - i >= kBlock / 2; i += kBlock / 2, bytes += kBlock / 2) {
-            __m128i const rest = _mm_and_si128(LoadBlock(text.data() + i), high);
-            if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+    for (std::size_t i = 0; i < text.size();) {
+        // Three bytes a unit, but one less where 07FF is enough and again where 007F is.
+        __m128i saved = _mm_setzero_si128();
+        std::size_t const begin = i;
+        std::size_t const stop = std::min(text.size(), begin + kUnitBlock * 0x3FFF); // the lanes hold that many
+        for (; stop - i >= kUnitBlock; i += kUnitBlock) {
+            __m128i const block = LoadBlock(text.data() + i);
+            if (HasSurrogate(block)) break;
+            saved = _mm_sub_epi16(saved, _mm_add_epi16(AtMost(block, 0x7F), AtMost(block, 0x7FF)));
         }
-        for (std::size_t const end = std::min(text.size(), i + kBlock / 2); i < end;) {
+        bytes += (i - begin) * 3 - SumLanes(saved);
+        for (std::size_t const end = std::min(text.size(), i + kUnitBlock); i < end;) {
             std::uint32_t const unit = ToUint(text[i]);
             if ((unit & 0xF800) == 0xD800) {
                 bytes += TakeSurrogates(text, i) < 0x10000 ? 3u : 4u;
@@ -166,21 +218,19 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 void AppendUtf8(std::string& out, std::wstring_view text)
 {
     std::size_t const old = out.size();
-    out.resize(old + CountUtf8Bytes(text));
-    EncodeUtf8(out.data() + old, text);
+    out.resize(old + text.size()); // right when all is ASCII, which the first run tells
+    std::size_t const run = NarrowAsciiRun(out.data() + old, text.data(), text.size());
+    if (run == text.size()) return;
+    text.remove_prefix(run);
+    out.resize(old + run + CountUtf8Bytes(text));
+    EncodeUtf8(out.data() + old + run, text);
 }
 
 std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
 {
-    __m128i const mask = _mm_set1_epi16(static_cast<short>(0xF800));
-    __m128i const surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
-    std::size_t i = 0;
-    while (i < text.size()) {
-        for (; text.size() - i >= kBlock / 2; i += kBlock / 2) {
-            __m128i const top = _mm_and_si128(LoadBlock(text.data() + i), mask);
-            if (_mm_movemask_epi8(_mm_cmpeq_epi16(top, surrogate)) != 0) break;
-        }
-        for (std::size_t const end = std::min(text.size(), i + kBlock / 2); i < end;) {
+    for (std::size_t i = 0; i < text.size();) {
+        while (text.size() - i >= kUnitBlock && !HasSurrogate(LoadBlock(text.data() + i))) i += kUnitBlock;
+        for (std::size_t const end = std::min(text.size(), i + kUnitBlock); i < end;) {
             std::size_t const at = i;
             if ((ToUint(text[i]) & 0xF800) != 0xD800)
                 ++i;
@@ -194,17 +244,19 @@ std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
 std::size_t CountUtf16Units(std::string_view bytes) noexcept
 {
     // Every byte but the tails starts a character; those of four bytes need two units.
-    std::size_t units = 0;
     std::size_t i = 0;
+    __m128i sums = _mm_setzero_si128();
     __m128i const lastTail = _mm_set1_epi8(static_cast<char>(0xBF));
-    __m128i const lastLead3 = _mm_set1_epi8(static_cast<char>(0xEF - 0x100));
+    __m128i const lastLead3 = _mm_set1_epi8(static_cast<char>(0xEF));
     for (; bytes.size() - i >= kBlock; i += kBlock) {
         __m128i const block = LoadBlock(bytes.data() + i);
-        auto const starts = static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpgt_epi8(block, lastTail)));
-        auto const above = static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpgt_epi8(block, lastLead3)));
-        auto const ascii = ~static_cast<unsigned int>(_mm_movemask_epi8(block)) & 0xFFFF;
-        units += static_cast<unsigned int>(std::popcount(starts) + std::popcount(above & ~ascii));
+        __m128i const starts = _mm_cmpgt_epi8(block, lastTail);
+        __m128i const four =
+            _mm_and_si128(_mm_cmpgt_epi8(block, lastLead3), _mm_cmplt_epi8(block, _mm_setzero_si128()));
+        __m128i const counts = _mm_sub_epi8(_mm_setzero_si128(), _mm_add_epi8(starts, four));
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(counts, _mm_setzero_si128()));
     }
+    auto units = static_cast<std::size_t>(_mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
     for (; i < bytes.size(); ++i) {
         unsigned char const byte = ByteAt(bytes, i);
         units += (IsTail(byte) ? 0u : 1u) + (byte >= 0xF0 ? 1u : 0u);
@@ -216,18 +268,23 @@ std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) 
 {
     wchar_t* at = out;
     std::size_t i = 0;
-    while (i < bytes.size()) {
-        if (ByteAt(bytes, i) < 0x80) {
-            std::size_t const run = WidenAsciiRun(at, bytes.data() + i, bytes.size() - i);
-            at += run;
-            i += run;
-            continue;
+    std::size_t const n = bytes.size();
+    while (i < n) {
+        std::size_t const run = WidenAsciiRun(at, bytes.data() + i, n - i);
+        at += run;
+        i += run;
+        std::size_t length = 1;
+        for (std::uint32_t code = 0; i < n && ByteAt(bytes, i) >= 0x80; i += length) {
+            length = n - i >= 4 ? ReadShortSequence(bytes.data() + i, code) : 0;
+            if (length != 0) {
+                *at++ = static_cast<wchar_t>(code);
+                continue;
+            }
+            length = ReadSequence(bytes, i, code);
+            if (length == 0) break;
+            at = PutCodePoint(at, code);
         }
-        std::uint32_t code = 0;
-        std::size_t const length = ReadSequence(bytes, i, code);
         if (length == 0) break;
-        at = PutCodePoint(at, code);
-        i += length;
     }
     used = i;
     return static_cast<std::size_t>(at - out);
@@ -259,6 +316,33 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
         bytes.remove_prefix(used);
     }
     return units;
+}
+
+void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
+{
+    std::size_t i = 0;
+    __m128i const zero = _mm_setzero_si128();
+    for (; bytes.size() - i >= kBlock; i += kBlock) {
+        __m128i const block = LoadBlock(bytes.data() + i);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(block, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + kBlock / 2), _mm_unpackhi_epi8(block, zero));
+    }
+    for (; i < bytes.size(); ++i) out[i] = static_cast<wchar_t>(ByteAt(bytes, i));
+}
+
+std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept
+{
+    std::size_t i = 0;
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF00));
+    for (; text.size() - i >= kBlock; i += kBlock) {
+        __m128i const a = LoadBlock(text.data() + i);
+        __m128i const b = LoadBlock(text.data() + i + kBlock / 2);
+        __m128i const rest = _mm_and_si128(_mm_or_si128(a, b), high);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));
+    }
+    for (; i < text.size() && ToUint(text[i]) <= 0xFF; ++i) out[i] = static_cast<char>(text[i]);
+    return i;
 }
 
 } // namespace xc::text

@@ -57,7 +57,7 @@ inline std::string LoadAndSave(std::string_view bytes)
     XCErrorID error;
     XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path(), &error);
     if (error.Good()) error = file->Save();
-    return error.Good() ? disk.Bytes() : "(error " + std::to_string(static_cast<int>(error)) + ")";
+    return error.Good() ? disk.Bytes() : "(not saved: " + error.AsString().AsUTF8() + ")";
 }
 
 /// For range loops.
