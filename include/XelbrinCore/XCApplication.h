@@ -72,8 +72,8 @@ class XC_API XCApplication {
 public:
     /// @param subscriber    receives the application channel; null: a console subscriber, unless "noconsole" is given.
     /// @param handleSignals whether console signals set the quit flag of the process.
-    XCApplication(int argumentCount, wchar_t const* const* arguments, XCSmartPtr<XCLogSubscriberI> const& subscriber = {},
-                  bool handleSignals = true);
+    XCApplication(int argumentCount, wchar_t const* const* arguments,
+                  XCSmartPtr<XCLogSubscriberI> const& subscriber = {}, bool handleSignals = true);
     /// From one command line, program name first.
     explicit XCApplication(XCString const& commandLine, XCSmartPtr<XCLogSubscriberI> const& subscriber = {},
                            bool handleSignals = true);

@@ -242,7 +242,7 @@ enum XCCoreError : long {
     // 400-499 threads and locks
 
     // 500-599 application
-    XCErrPlugInFailed = 500,        ///< a plug-in or its module cannot be used (text)
+    XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used (text)
     XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error)
 
     // 600-699 configuration

@@ -37,7 +37,8 @@ public:
     constexpr XCGuid(std::uint32_t data1, std::uint16_t data2, std::uint16_t data3,
                      std::array<std::uint8_t, 8> data4) noexcept
         : m_data1(data1), m_data2(data2), m_data3(data3), m_data4(data4)
-    {}
+    {
+    }
     /// From "{01234567-89ab-cdef-0123-456789abcdef}", with or without braces, in any case.
     /// @param ok receives success; may be null. Other text gives the null identity.
     explicit XCGuid(XCString const& text, bool* ok = nullptr);

@@ -71,7 +71,7 @@ void XCConsoleInfo::Close()
     std::unique_ptr<State> const state = std::move(m_state);
     std::fflush(stdout);
     std::fflush(stderr);
-    for (auto const [kept, standard] : {std::pair(state->output, kOutput), std::pair(state->error, kError)}) {
+    for (auto const& [kept, standard] : {std::pair(state->output, kOutput), std::pair(state->error, kError)}) {
         if (kept < 0) continue;
         ::_dup2(kept, standard);
         ::_close(kept);

@@ -9,8 +9,8 @@ namespace xc::app {
 
 /// What a list file names, and what it names but must not.
 struct ModuleList {
-    std::vector<XCString> names;    ///< relative to the list's folder, in the order of the file
-    std::vector<XCString> refused;  ///< absolute, or leading out of the folder
+    std::vector<XCString> names;   ///< relative to the list's folder, in the order of the file
+    std::vector<XCString> refused; ///< absolute, or leading out of the folder
 };
 
 /// One module a line; blank lines and lines that start with ";" are skipped, blanks around a name do not count.

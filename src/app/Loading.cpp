@@ -5,7 +5,6 @@
 #include "app/ListFile.h"
 #include "app/Sealed.h"
 #include "text/Utf8.h"
-#include "win32/AppendToFile.h"
 #include "win32/FileIo.h"
 #include "win32/Paths.h"
 
@@ -131,8 +130,7 @@ XCErrorID XCApplicationWithPlugIns::GetDLLPlugInsFromDirectory(XCString const& d
             paths.push_back(xc::win32::FullPath(place.directory + L"\\" + name.AsWChar()));
         for (XCString const& name : list.refused)
             Print(L"ERR> ***" + XCString(place.listFile) + L": " + name + L" is not inside the folder of the list\n");
-    }
-    else if (place.listIsNamed)
+    } else if (place.listIsNamed)
         Print(L"The plug-ins list file " + XCString(place.listFile) + L" does not exist.\n");
     else
         FindModules(place.directory, extension, recursive, paths);

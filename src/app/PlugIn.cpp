@@ -93,7 +93,8 @@ bool XCThreadedRunPlugIn::IsKindOf(int iuid) const
 void XCThreadedRunPlugIn::RequestExit(bool immediately)
 {
     m_state->exitRequested.post();
-    for (unsigned int waited = 0; !immediately && m_state->IsRunning() && waited < kExitPatienceMs; waited += kExitStepMs)
+    for (unsigned int waited = 0; !immediately && m_state->IsRunning() && waited < kExitPatienceMs;
+         waited += kExitStepMs)
         m_state->ended.wait(kExitStepMs);
 }
 

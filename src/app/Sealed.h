@@ -27,18 +27,14 @@ XCErrorID Sealed(F&& call)
         if constexpr (std::is_void_v<decltype(call())>) {
             call();
             return XCErrorID::Success;
-        }
-        else
+        } else
             return TextOf(call());
-    }
-    catch (XCException const& e) {
+    } catch (XCException const& e) {
         return PlugInFailure(e.What());
-    }
-    catch (std::exception const& e) {
+    } catch (std::exception const& e) {
         std::string_view const what = e.what();
         return PlugInFailure(XCString(std::wstring(what.begin(), what.end())));
-    }
-    catch (...) {
+    } catch (...) {
         return PlugInFailure(L"unknown exception");
     }
 }

@@ -4,7 +4,6 @@
 #include "app/QuitSignal.h"
 #include "app/UsageText.h"
 #include "log/ApplicationTraceLevel.h"
-#include "win32/AppendToFile.h"
 #include "win32/Paths.h"
 #include "win32/Process.h"
 #include "win32/Registry.h"
@@ -92,8 +91,7 @@ void XCApplication::Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bo
         FindConfigFile();
         ChooseDirectories();
         StartLoggingAsAsked();
-    }
-    catch (...) { // the destructor will not run
+    } catch (...) { // the destructor will not run
         Unregister();
         for (auto const& attached : m_members->subscribers) GetLogManager().RemoveSubscriber(attached);
         throw;
@@ -107,8 +105,7 @@ void XCApplication::SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber)
     if (!subscriber.IsNull()) {
         m_channel->AddSubscriber(subscriber);
         m_members->subscribers.push_back(subscriber);
-    }
-    else if (!m_cmdLine.ArgPresent(L"noconsole")) {
+    } else if (!m_cmdLine.ArgPresent(L"noconsole")) {
         XCSmartPtr<XCLogSubscriberI> const console(new XCConsoleLogSubscriber(static_cast<int>(m_traceLevel)));
         m_channel->AddSubscriber(console);
         m_members->subscribers.push_back(console);
@@ -142,8 +139,7 @@ void XCApplication::FindConfigFile()
     for (XCString const& candidate : candidates) {
         try {
             m_configFile = XCConfigFile::Load(candidate, &whyNot);
-        }
-        catch (XCConfigStreamException const& malformed) {
+        } catch (XCConfigStreamException const& malformed) {
             m_configFailure.Format(L"%ls, line %u: %ls", candidate.AsWChar(),
                                    static_cast<unsigned int>(malformed.GetLine()), malformed.What().AsWChar());
             Print(XCString(L"ERR> ***") + m_configFailure + L"\n");

@@ -29,14 +29,16 @@ XCApplicationWithPlugIns::XCApplicationWithPlugIns(int argumentCount, wchar_t co
                                                    void* module)
     : XCApplication(argumentCount, arguments, subscriber, handleSignals), m_host(std::make_unique<Host>(module)),
       m_mainMenu(std::make_unique<XCUnitTest>(GetAppName(false, false))), m_exitCode(0)
-{}
+{
+}
 
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
     : XCApplication(commandLine, subscriber, handleSignals), m_host(std::make_unique<Host>(module)),
       m_mainMenu(std::make_unique<XCUnitTest>(GetAppName(false, false))), m_exitCode(0)
-{}
+{
+}
 
 XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
 {

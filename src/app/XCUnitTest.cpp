@@ -43,7 +43,7 @@ bool XCUnitTest::Run(std::size_t index, std::wostream& out) const
 std::size_t XCUnitTest::RunAll(std::wostream& out) const
 {
     std::size_t failed = 0;
-    for (std::size_t i = 0; i < m_cases.size(); ++i) failed += Run(i, out) ? 0 : 1;
+    for (std::size_t i = 0; i < m_cases.size(); ++i) failed += Run(i, out) ? 0u : 1u;
     return failed;
 }
 
@@ -67,7 +67,7 @@ std::size_t XCUnitTest::RunMenu(std::wistream& in, std::wostream& out) const
         if (choice == L"a")
             failed += RunAll(out);
         else if (isNumber && number <= m_cases.size())
-            failed += Run(number - 1, out) ? 0 : 1;
+            failed += Run(number - 1, out) ? 0u : 1u;
         else
             out << L"no such choice: " << choice << L'\n';
     }

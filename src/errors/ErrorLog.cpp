@@ -3,6 +3,7 @@
 #include "text/Utf8.h"
 #include "win32/AppendToFile.h"
 #include "win32/Clock.h"
+#include "win32/Paths.h"
 #include "win32/Process.h"
 
 #include <algorithm>

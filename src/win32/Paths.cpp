@@ -7,6 +7,12 @@
 
 namespace xc::win32 {
 
+bool IsDirectory(std::wstring const& path) noexcept
+{
+    DWORD const attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 bool IsFile(std::wstring const& path) noexcept
 {
     DWORD const attributes = ::GetFileAttributesW(path.c_str());
@@ -17,8 +23,7 @@ std::wstring FullPath(std::wstring const& path)
 {
     std::wstring full(260, L'\0');
     for (;;) {
-        DWORD const length =
-            ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+        DWORD const length = ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
         if (length == 0) return path;
         bool const fits = length < full.size();
         full.resize(length);
@@ -30,9 +35,8 @@ namespace {
 
 bool EndsIn(std::wstring const& name, std::wstring const& extension)
 {
-    return name.size() >= extension.size() &&
-           ::CompareStringOrdinal(name.c_str() + (name.size() - extension.size()), -1, extension.c_str(), -1, TRUE) ==
-               CSTR_EQUAL;
+    return name.size() >= extension.size() && ::CompareStringOrdinal(name.c_str() + (name.size() - extension.size()),
+                                                                     -1, extension.c_str(), -1, TRUE) == CSTR_EQUAL;
 }
 
 /// The entries of a directory, files or directories, without "." and "..", sorted.

@@ -6,6 +6,7 @@
 
 namespace xc::win32 {
 
+bool IsDirectory(std::wstring const& path) noexcept;
 bool IsFile(std::wstring const& path) noexcept;
 /// Absolute and normalised ("." and ".." resolved, "/" as "\"), of any length; the path itself when the system refuses.
 std::wstring FullPath(std::wstring const& path);

@@ -3,6 +3,7 @@
 #include "win32/AppendToFile.h"
 #include "win32/LibraryModule.h"
 #include "win32/Messages.h"
+#include "win32/Paths.h"
 #include "win32/StackTrace.h"
 
 #include <filesystem>
