@@ -75,7 +75,9 @@ TEST(XCStringSharing, ManyThreadsLeaveNoBlockBehind)
     RunRound(4); // whatever the runtime keeps for its threads is there afterwards
     std::size_t const before = CountBlocks();
     RunRound(4);
-    EXPECT_EQ(CountBlocks(), before);
+    // A checked heap holds freed blocks back for a while, so that their number tells nothing there.
+    bool const counts = !std::getenv("XC_HEAP_CHECK");
+    EXPECT_TRUE(!counts || CountBlocks() == before);
     XCString::DataDef const& empty = XCString::glbEmptyData.header;
     EXPECT_EQ(empty.shares, 1);
 }
