@@ -59,3 +59,25 @@ function(xc_example name file)
   add_test(NAME example_${name} COMMAND example_${name} ${ARGN})
   set_tests_properties(example_${name} PROPERTIES FIXTURES_REQUIRED wine TIMEOUT 120)
 endfunction()
+
+# xc_message_table(<target> <file.mc> LANGUAGES <ids...>)
+# Compiles message texts (UTF-8) into a resource of the target; the ids are those of the file's LanguageNames, as four
+# hexadecimal digits.
+function(xc_message_table target file)
+  cmake_parse_arguments(PARSE_ARGV 2 table "" "" "LANGUAGES")
+  get_filename_component(name ${file} NAME_WE)
+  set(outputs ${CMAKE_CURRENT_BINARY_DIR}/${name}.rc)
+  foreach(language ${table_LANGUAGES})
+    list(APPEND bins ${CMAKE_CURRENT_BINARY_DIR}/MSG0${language}.bin)
+  endforeach()
+  find_program(XC_WINDMC NAMES x86_64-w64-mingw32-windmc windmc REQUIRED)
+  add_custom_command(OUTPUT ${outputs} ${bins}
+    COMMAND ${XC_WINDMC} -U -C 65001 -h ${CMAKE_CURRENT_BINARY_DIR} -r ${CMAKE_CURRENT_BINARY_DIR} ${file}
+    DEPENDS ${file} WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} VERBATIM)
+  # The target may live in another folder than the texts.
+  add_custom_target(${target}_messages DEPENDS ${outputs} ${bins})
+  add_dependencies(${target} ${target}_messages)
+  set_source_files_properties(${outputs} TARGET_DIRECTORY ${target} PROPERTIES GENERATED ON OBJECT_DEPENDS "${bins}")
+  target_sources(${target} PRIVATE ${outputs})
+  target_include_directories(${target} PRIVATE $<$<COMPILE_LANGUAGE:RC>:${CMAKE_CURRENT_BINARY_DIR}>)
+endfunction()

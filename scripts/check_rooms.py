@@ -27,7 +27,7 @@ HEADER_ROOM = {
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
     "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCTimeZone.h": "datetime",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
-    "XCLog.h": "log", "XCTrace.h": "log",
+    "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
     "XCCommandLine.h": "app", "XCConfig.h": "app", "XCPlugIn.h": "app", "XCApplication.h": "app", "XCUnitTest.h": "app",
 }

@@ -1,21 +1,156 @@
 // XCError.h - error objects and the handle that fallible operations return.
 //
-// WHAT     XCErrorI describes one failure: code, severity and, for some classes, typed parameters. XCErrorID holds one
-//          such object, or none: none is success.
-// COST     Success is one null pointer. Text is made only when asked for.
-// THREADS  Error objects do not change after they have been handed out; many threads may hold one.
+// WHAT     XCErrorI describes one failure: code, severity and, for some classes, typed parameters. A message source
+//          (XCMessageSource.h) turns the code into text. XCErrorID holds one such object, or none: none is success.
+//
+//              class             text
+//              XCError           the source's text of the code
+//              XCErrorWithArgs   the same, its conversions filled by the parameters in order
+//              XCErrorString     given at construction
+//              XCWinLastError    the system's text of the thread's last error
+//              XCXMLError        none of its own: the layer that reads XML documents keeps the texts
+//
+// COST     Success is one null pointer; a failure is one allocation. Text is made only when asked for.
+// LIFETIME Errors are counted: hand a new one to a smart pointer or an XCErrorID at once. An error that stands in a
+//          variable of its own may be used there, but never be given to a smart pointer.
+// THREADS  Error objects do not change after they have been handed out; many threads may hold one. Adding parameters
+//          belongs to the thread that builds the error.
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
+#include <XelbrinCore/XCTimeZone.h>
+
+#include <compare>
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 class XCErrorID;
-class XCExecContext;
-class XCFormatContext;
 class XCMessageSource;
 
+/// What the making of a text needs to know: the reader's language and time zone. A small value.
+class XC_API XCFormatContext {
+public:
+    /// The longest language text that is kept, in units; longer ones are cut.
+    static constexpr std::size_t kMaxLanguage = 7;
+
+    /// @param language         three-letter code of the language asked for ("enu", "fra"; RCMessageSource has the list).
+    ///                         Empty or null: the language the system chooses for the user.
+    /// @param fallbackLanguage asked next, where a text does not exist in the first one; then the system's choice.
+    /// @param zone             dates are written in this zone; copied. Null means UTC.
+    constexpr explicit XCFormatContext(wchar_t const* language = nullptr, wchar_t const* fallbackLanguage = L"enu",
+                                       XCTimeZone const* zone = nullptr) noexcept
+        : m_zone(zone ? *zone : XCTimeZone())
+    {
+        Keep(m_language, language);
+        Keep(m_fallbackLanguage, fallbackLanguage);
+    }
+
+    [[nodiscard]] wchar_t const* GetLanguage() const noexcept { return m_language; }
+    [[nodiscard]] wchar_t const* GetFallbackLanguage() const noexcept { return m_fallbackLanguage; }
+    [[nodiscard]] XCTimeZone const& GetTimeZone() const noexcept { return m_zone; }
+
+    /// The user's language, then English; UTC. Usable from the first instruction of the process on.
+    static XCFormatContext const defaultContext;
+
+private:
+    static constexpr void Keep(wchar_t (&field)[kMaxLanguage + 1], wchar_t const* text) noexcept
+    {
+        for (std::size_t i = 0; text && i < kMaxLanguage && text[i] != L'\0'; ++i) field[i] = text[i];
+    }
+
+    wchar_t m_language[kMaxLanguage + 1]{};
+    wchar_t m_fallbackLanguage[kMaxLanguage + 1]{};
+    XCTimeZone m_zone;
+};
+
+/// A format context and one pointer of the caller's own. A small value.
+class XC_API XCExecContext {
+public:
+    explicit XCExecContext(XCFormatContext const& context = XCFormatContext::defaultContext,
+                           void* extraInfo = nullptr) noexcept
+        : m_context(context), m_extraInfo(extraInfo)
+    {
+    }
+    [[nodiscard]] XCFormatContext const& GetFormatContext() const noexcept { return m_context; }
+    [[nodiscard]] XCFormatContext const* GetFormatContextP() const noexcept { return &m_context; }
+    /// Never looked at by the library.
+    [[nodiscard]] void* GetExtraInfoP() const noexcept { return m_extraInfo; }
+
+private:
+    XCFormatContext m_context;
+    void* m_extraInfo;
+};
+
+/// A double that is always rounded to a number of decimals, half away from zero, as a person would round the figure on
+/// paper: XCDouble(1.005, 2) is 1.01 although the nearest binary number lies below 1.005.
+///
+/// Rounding looks at 15 significant digits, so the dust that binary arithmetic leaves behind does not decide. A value
+/// that has 15 or more digits before the last decimal is kept as it is; so are infinities and "not a number".
+/// Results of arithmetic keep the larger number of decimals of the operands; a plain number has none of its own and is
+/// not rounded before it enters. Compared with a plain number, that number is rounded to the decimals of this one.
+class XC_API XCDouble {
+public:
+    static constexpr unsigned int kMaxDecimals = 15;
+    static constexpr unsigned int kDefaultDecimals = 2;
+
+    constexpr XCDouble() noexcept = default;
+    /// @param decimals more than kMaxDecimals counts as kMaxDecimals.
+    explicit XCDouble(double value, unsigned int decimals = kDefaultDecimals) noexcept;
+
+    [[nodiscard]] double AsDouble() const noexcept { return m_value; }
+    [[nodiscard]] unsigned int GetDecimals() const noexcept { return m_decimals; }
+    /// Exactly GetDecimals() decimals, a point between: "1.01", "-0.50", "3". Never "-0.00". Also "inf", "-inf", "nan".
+    [[nodiscard]] XCString AsString() const;
+    /// The same value rounded to another number of decimals.
+    [[nodiscard]] XCDouble Round(unsigned int decimals) const noexcept { return XCDouble(m_value, decimals); }
+
+    XCDouble operator-() const noexcept { return XCDouble(-m_value, m_decimals); }
+    XCDouble& operator+=(XCDouble other) noexcept { return Become(m_value + other.m_value, other.m_decimals); }
+    XCDouble& operator-=(XCDouble other) noexcept { return Become(m_value - other.m_value, other.m_decimals); }
+    XCDouble& operator*=(XCDouble other) noexcept { return Become(m_value * other.m_value, other.m_decimals); }
+    /// By zero: an infinity, or "not a number" for 0 / 0.
+    XCDouble& operator/=(XCDouble other) noexcept { return Become(m_value / other.m_value, other.m_decimals); }
+    XCDouble& operator+=(double other) noexcept { return Become(m_value + other, 0); }
+    XCDouble& operator-=(double other) noexcept { return Become(m_value - other, 0); }
+    XCDouble& operator*=(double other) noexcept { return Become(m_value * other, 0); }
+    XCDouble& operator/=(double other) noexcept { return Become(m_value / other, 0); }
+
+    friend XCDouble operator+(XCDouble a, XCDouble b) noexcept { return a += b; }
+    friend XCDouble operator-(XCDouble a, XCDouble b) noexcept { return a -= b; }
+    friend XCDouble operator*(XCDouble a, XCDouble b) noexcept { return a *= b; }
+    friend XCDouble operator/(XCDouble a, XCDouble b) noexcept { return a /= b; }
+    friend XCDouble operator+(XCDouble a, double b) noexcept { return a += b; }
+    friend XCDouble operator-(XCDouble a, double b) noexcept { return a -= b; }
+    friend XCDouble operator*(XCDouble a, double b) noexcept { return a *= b; }
+    friend XCDouble operator/(XCDouble a, double b) noexcept { return a /= b; }
+    friend XCDouble operator+(double a, XCDouble b) noexcept { return b += a; }
+    friend XCDouble operator-(double a, XCDouble b) noexcept { return XCDouble(a - b.m_value, b.m_decimals); }
+    friend XCDouble operator*(double a, XCDouble b) noexcept { return b *= a; }
+    friend XCDouble operator/(double a, XCDouble b) noexcept { return XCDouble(a / b.m_value, b.m_decimals); }
+
+    friend bool operator==(XCDouble a, XCDouble b) noexcept { return (a <=> b) == 0; }
+    friend std::partial_ordering operator<=>(XCDouble a, XCDouble b) noexcept { return a.m_value <=> b.m_value; }
+    friend bool operator==(XCDouble a, double b) noexcept { return (a <=> b) == 0; }
+    friend std::partial_ordering operator<=>(XCDouble a, double b) noexcept { return a <=> XCDouble(b, a.m_decimals); }
+
+private:
+    XCDouble& Become(double value, unsigned int otherDecimals) noexcept
+    {
+        return *this = XCDouble(value, m_decimals > otherDecimals ? m_decimals : otherDecimals);
+    }
+
+    double m_value = 0;
+    unsigned int m_decimals = kDefaultDecimals;
+};
+
 /// A failure: its code is the message number within its source.
+///
+/// GetIUID of the library's own classes: XCError 101, XCErrorWithArgs 102, XCErrorString 103, XCWinLastError 104,
+/// XCXMLError 105; each also is a kind of 100, XCErrorI.
 class XC_API XCErrorI : public XCObjectI {
 public:
     enum Severity { SeverityInformation = 0, SeverityError = 1, SeverityWarning = 2, SeverityFatal = 3 };
@@ -28,15 +163,24 @@ public:
         ParamDateTime = 5,
         ParamXCDouble = 6
     };
+    static constexpr int kIUID = 100;
 
     ~XCErrorI() override;
     [[nodiscard]] long GetCode() const noexcept { return m_code; }
     [[nodiscard]] Severity GetSeverity() const noexcept { return m_severity; }
+    bool IsKindOf(int iuid) const override;
+
+    /// 0 where the class has no parameters.
     virtual std::size_t GetParameterCount() const;
+    /// ParamNone when the index is out of range.
     virtual ErrorParamType GetParameterType(std::size_t index) const;
+    /// Points to the value, of the type that GetParameterType tells; null when the index is out of range. Lives as
+    /// long as the error.
     virtual void const* GetParameterValue(std::size_t index) const;
+    /// The value as text, dates in the context's zone; empty when the index is out of range.
     virtual XCString GetParameterValueAsString(std::size_t index, XCExecContext const& context) const;
-    /// Writes the error's text.
+    /// Writes the error's text. Bad when the source has no text for the code; `text` then holds what the source
+    /// delivers instead.
     virtual XCErrorID AsString(XCString& text, XCFormatContext const& context) const = 0;
 
 protected:
@@ -58,12 +202,15 @@ public:
     XCErrorID(XCSmartPtrToConst<XCErrorI> error) noexcept : m_error(std::move(error)) {}
     template <class E>
     requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtr<E> const& error) : m_error(error) {}
+    template <class E>
+    requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtrToConst<E> const& error) : m_error(error) {}
 
     [[nodiscard]] bool Good() const noexcept { return m_error.IsNull(); }
     [[nodiscard]] bool IsSuccess() const noexcept { return Good(); }
     [[nodiscard]] bool Bad() const noexcept { return !Good(); }
     /// The code; 0 for success.
     operator int() const noexcept { return m_error.IsNull() ? 0 : static_cast<int>(m_error->GetCode()); }
+    /// Null for success.
     XCErrorI const* operator->() const noexcept { return m_error.GetPtr(); }
     [[nodiscard]] XCSmartPtrToConst<XCErrorI> const& GetError() const noexcept { return m_error; }
     /// "SUCCESS", or the error's text in the default format context.
@@ -73,6 +220,9 @@ private:
     XCSmartPtrToConst<XCErrorI> m_error;
 };
 
+/// The text that test results show for an error: AsString(), or "<Unknown XCError }" where that is empty.
+XC_API XCString XCErrorReportText(XCErrorID const& error);
+
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
 enum XCCoreError : long {
@@ -81,21 +231,146 @@ enum XCCoreError : long {
     XCErrMalformedText = 100,   ///< bytes that are no text in the encoding (parameter: position)
     XCErrUnmappableUnit = 101,  ///< a unit that the encoding cannot hold (parameters: unit, position)
     XCErrUnknownCodePage = 102, ///< the system does not know the code page (parameter: its number)
-    // 200-299 errors and messages; 300-399 dates; 400-499 threads and locks; 500-599 application; 600-699
-    // configuration; 700-799 logging and trace; 800-899 patterns; 900-999 conditions
+    XCErrNoConverter = 103,     ///< a null string converter was given
+    // 200-299 errors and messages
+    XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
+    // 300-399 dates
+
+    // 400-499 threads and locks
+
+    // 500-599 application
+
+    // 600-699 configuration
+
+    // 700-799 logging and trace
+
+    // 800-899 patterns
+
+    // 900-999 conditions
+};
+
+/// A failure whose text is the source's text of its code.
+class XC_API XCError : public XCErrorI {
+public:
+    static constexpr int kIUID = 101;
+
+    /// @param source null gives an empty text.
+    XCError(XCSmartPtrToConst<XCMessageSource> source, long code, Severity severity = SeverityError) noexcept;
+    XCError(XCError const& other) noexcept;
+    XCError& operator=(XCError const& other) noexcept;
+    ~XCError() override;
+
+    [[nodiscard]] XCSmartPtrToConst<XCMessageSource> const& GetFormatter() const noexcept { return m_source; }
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    XCErrorID AsString(XCString& text, XCFormatContext const& context) const override;
+
+private:
+    XCSmartPtrToConst<XCMessageSource> m_source;
+};
+
+/// A failure with typed parameters: the conversions of the source's printf-style text take them in order.
+///
+///     XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(source, 310));
+///     error->AddParam(line);
+///     error->AddParam(name);
+///     return XCErrorID(error);
+///
+/// The text can never crash or overrun, whatever the message says: a conversion that does not fit its parameter prints
+/// the parameter's own text, one without a parameter prints itself, a text above 3,000 units is cut.
+class XC_API XCErrorWithArgs : public XCError {
+public:
+    static constexpr int kIUID = 102;
+    /// One parameter: its type and its value on the heap.
+    struct Storage {
+        ErrorParamType type;
+        void* value;
+    };
+
+    XCErrorWithArgs(XCSmartPtrToConst<XCMessageSource> source, long code, Severity severity = SeverityError) noexcept;
+    /// Copies every value; the copy outlives this object.
+    XCErrorWithArgs(XCErrorWithArgs const& other);
+    XCErrorWithArgs& operator=(XCErrorWithArgs const& other);
+    ~XCErrorWithArgs() override;
+
+    /// Adds a parameter and returns its index. @throws std::bad_alloc; the error is then unchanged.
+    std::size_t AddParam(double value);
+    std::size_t AddParam(int value);
+    std::size_t AddParam(long value);
+    std::size_t AddParam(XCString const& value);
+    std::size_t AddParam(XCDateTime const& value);
+    std::size_t AddParam(XCDouble const& value);
+
+    /// True and the value, when the index is in range and the parameter is of exactly this type; otherwise `value` is
+    /// left alone.
+    bool GetParam(double& value, std::size_t index) const;
+    bool GetParam(int& value, std::size_t index) const;
+    bool GetParam(long& value, std::size_t index) const;
+    bool GetParam(XCString& value, std::size_t index) const;
+    bool GetParam(XCDateTime& value, std::size_t index) const;
+    bool GetParam(XCDouble& value, std::size_t index) const;
+
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    std::size_t GetParameterCount() const override;
+    ErrorParamType GetParameterType(std::size_t index) const override;
+    void const* GetParameterValue(std::size_t index) const override;
+    /// Numbers in the invariant way, a double with the fewest digits that read back to it; dates as
+    /// "%Y/%m/%d %H:%M:%S" in the context's zone.
+    XCString GetParameterValueAsString(std::size_t index, XCExecContext const& context) const override;
+
+private:
+    template <class T>
+    std::size_t Add(ErrorParamType type, T const& value);
+    template <class T>
+    bool Get(ErrorParamType type, T& value, std::size_t index) const;
+    void CopyParams(std::vector<Storage> const& from);
+    void ClearParams() noexcept;
+
+    std::vector<Storage> m_params;
 };
 
 /// A failure that carries its text.
 class XC_API XCErrorString : public XCErrorI {
 public:
     static constexpr int kIUID = 103;
-    explicit XCErrorString(XCString text, long code = 0, Severity severity = SeverityError)
+
+    explicit XCErrorString(XCString text, long code = 0, Severity severity = SeverityError) noexcept
         : XCErrorI(code, severity), m_text(std::move(text))
     {
     }
+    ~XCErrorString() override;
     int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
     XCErrorID AsString(XCString& text, XCFormatContext const& context) const override;
 
 private:
     XCString m_text;
+};
+
+/// A failed call of the operating system: the code is the calling thread's last error, read before anything else.
+/// The text is the system's own, with its line end.
+class XC_API XCWinLastError : public XCError {
+public:
+    static constexpr int kIUID = 104;
+
+    XCWinLastError();
+    ~XCWinLastError() override;
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+
+private:
+    explicit XCWinLastError(unsigned long code);
+};
+
+/// A failure of the layer that reads XML documents. Its text is empty.
+class XC_API XCXMLError : public XCErrorI {
+public:
+    static constexpr int kIUID = 105;
+
+    explicit XCXMLError(long code, Severity severity = SeverityError) noexcept;
+    ~XCXMLError() override;
+    int GetIUID() const override;
+    bool IsKindOf(int iuid) const override;
+    XCErrorID AsString(XCString& text, XCFormatContext const& context) const override;
 };

@@ -1,34 +1,125 @@
-// XCException.h - the exceptions of the library.
+// XCException.h - the exceptions of the library, and the call stacks they carry.
 //
-// An exception carries a message and the call stack at the point of its construction. Capturing costs a handful of
-// addresses; names are looked up when Stack() is first read.
+// WHAT     An XCException carries a message, or an error that has one, and the call stack at the point of its
+//          construction. Write `throw XCException(...)` where things go wrong; catch by reference.
+// COST     Construction keeps a handful of addresses (a microsecond or two); names are looked up, and the texts of
+//          errors made, when they are first asked for. Copying is one atomic increment and never throws.
+// STACK    One line a frame, the innermost first, separated by "\n":
+//              module!function+0x1c [file:line]
+//          Function and line come from debug symbols where there are any; otherwise the function is the nearest export
+//          below the address; without one the line is module+0x1234, the offset in the module. Frames outside every
+//          module are left out. When the environment variable XC_DISABLE_STACK is defined (looked at once per process)
+//          the text is "(Stack disabled - XC_DISABLE_STACK is defined)".
+// THREADS  Any threads may read one exception, and copies of it.
 #pragma once
 
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCMessageSource.h>
+#include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <exception>
-#include <string>
+
+/// Return addresses of one thread's calls, and their names when asked for. Names live in the process: keep the text, not
+/// the dump, when a module on the stack may be unloaded.
+class XC_API XCStackDump {
+public:
+    /// Deeper calls than this are left out (the outermost ones).
+    static constexpr std::size_t kMaxFrames = 32;
+
+    /// The calling thread, from the caller on. Allocates nothing. Cost: about a microsecond for 10 frames.
+    XCStackDump() noexcept;
+    /// The thread whose registers stand in a CONTEXT structure of the system: the calling thread's own, as a filter for
+    /// structured exceptions gets them.
+    /// @param seHNumber the structured-exception number, such as 0xC0000005; 0 when there is none.
+    explicit XCStackDump(void const* contextRecord, unsigned long seHNumber = 0) noexcept;
+
+    [[nodiscard]] std::size_t GetFrameCount() const noexcept { return m_count; }
+    /// An address in the code; null when the index is out of range.
+    [[nodiscard]] void const* GetFrame(std::size_t index) const noexcept
+    {
+        return index < m_count ? m_frames[index] : nullptr;
+    }
+    [[nodiscard]] unsigned long GetSeHNumber() const noexcept { return m_seHNumber; }
+    /// The stack text (see the head of this file). The first call of a process that names frames of a module reads the
+    /// module's symbols: that may take tens of milliseconds.
+    [[nodiscard]] XCString AsString() const;
+
+private:
+    friend class XCException;
+    struct Nothing {};
+    explicit XCStackDump(Nothing) noexcept {}
+
+    void const* m_frames[kMaxFrames]{};
+    std::size_t m_count = 0;
+    unsigned long m_seHNumber = 0;
+    bool m_startsAtInstruction = false; // otherwise every address follows a call
+};
 
 /// The base of all exceptions of the library.
 class XC_API XCException : public std::exception {
 public:
+    /// What LogInErrorFile writes.
+    enum LogOpt {
+        LogWithStack,   ///< time, thread, message and call stack
+        LogWithoutStack ///< the same, without the stack
+    };
+
+    /// @param noStack do not capture the call stack; Stack() is empty.
     explicit XCException(XCString const& message, bool noStack = false);
-    XCException(XCException const&);
-    XCException& operator=(XCException const&);
+    /// Carries an error; the message is its text in the default format context.
+    explicit XCException(XCErrorID const& error, bool noStack = false);
+    XCException(XCException const& other) noexcept;
+    XCException& operator=(XCException const& other) noexcept;
     ~XCException() override;
 
-    [[nodiscard]] XCString const& What() const noexcept { return m_message; }
-    /// The message as UTF-8.
-    [[nodiscard]] char const* what() const noexcept override { return m_narrow.c_str(); }
+    /// The message. Lives as long as any copy of the exception.
+    [[nodiscard]] XCString const& What() const;
+    /// The message as UTF-8, an unpaired surrogate as U+FFFD. Lives as long as any copy of the exception.
+    [[nodiscard]] char const* what() const noexcept override;
+    /// The call stack at construction; names are looked up on the first call and kept.
+    [[nodiscard]] XCString const& Stack() const;
+    /// The error that is carried; for a message, an XCErrorString of it.
+    [[nodiscard]] XCErrorID GetErrorID() const;
+
+    /// Appends a record to the process's error log: time, thread, message and call stack, in UTF-8 with CRLF line ends.
+    /// One write to a file that others may append to at the same time. Never throws; false when nothing was written.
+    virtual bool LogInErrorFile(LogOpt option = LogWithStack) const noexcept;
+
+    /// The error log of the process. Until it is set: the program's file name without its extension, followed by
+    /// "-ERROR.LOG", in the folder that the environment variable TMP (else TMPDIR) names, else in the current one.
+    /// XCApplication sets it. An empty path turns the error log off.
+    static void SetErrorLogPath(XCString const& path);
+    [[nodiscard]] static XCString GetErrorLogPath();
+
+protected:
+    /// The stack, and for a signal its number as message, from a dump.
+    explicit XCException(XCStackDump& dump);
 
 private:
-    XCString m_message;
-    std::string m_narrow;
+    class State;
+    void CaptureStack();
+
+    XCSmartPtr<State> m_state; // never null
 };
 
-/// A call of the operating system failed; carries the thread's last error at construction.
+/// A structured exception of the system (an access violation, a division by zero) that was caught and turned into this.
+class XC_API XCSignalException : public XCException {
+public:
+    explicit XCSignalException(XCStackDump& dump);
+    ~XCSignalException() override;
+    /// The structured-exception number, such as 0xC0000005.
+    [[nodiscard]] unsigned long GetSeHNumber() const noexcept { return m_seHNumber; }
+
+private:
+    unsigned long m_seHNumber;
+};
+
+/// A call of the operating system failed: carries the thread's last error, read before anything else. The message is
+/// the system's text, without its line end.
 class XC_API XCWindowsLastErrorException : public XCException {
 public:
     XCWindowsLastErrorException();
@@ -39,4 +130,60 @@ public:
 private:
     explicit XCWindowsLastErrorException(unsigned long code);
     unsigned long m_code;
+};
+
+/// Carries a code of a message source.
+class XC_API XCMsgException : public XCException {
+public:
+    XCMsgException(long code, XCSmartPtr<XCMessageSource> const& source);
+    ~XCMsgException() override;
+    [[nodiscard]] long GetCode() const noexcept { return m_code; }
+
+private:
+    long m_code;
+};
+
+/// An older date-time (XCDateTime) could not be made or used; the raw value is its count of seconds.
+class XC_API XCDateException : public XCException {
+public:
+    explicit XCDateException(XCString const& message);
+    XCDateException(XCString const& message, std::int64_t rawValue);
+    ~XCDateException() override;
+    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+
+private:
+    std::int64_t m_rawValue = 0;
+    bool m_hasValue = false;
+};
+
+/// A date, time or date-time could not be made or used; the raw value is the date-time (XCDateTimeEx) in 64 bits.
+class XC_API XCDateExceptionEx : public XCException {
+public:
+    explicit XCDateExceptionEx(XCString const& message);
+    XCDateExceptionEx(XCString const& message, std::int64_t rawValue);
+    ~XCDateExceptionEx() override;
+    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+
+private:
+    std::int64_t m_rawValue = 0;
+    bool m_hasValue = false;
+};
+
+/// A duration could not be made or used; the raw value is the duration (XCDurationEx) in 64 bits.
+class XC_API XCDurationExceptionEx : public XCException {
+public:
+    explicit XCDurationExceptionEx(XCString const& message);
+    XCDurationExceptionEx(XCString const& message, std::int64_t rawValue);
+    ~XCDurationExceptionEx() override;
+    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+
+private:
+    std::int64_t m_rawValue = 0;
+    bool m_hasValue = false;
 };

@@ -17,13 +17,14 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 /// An unsigned 32-bit counter that threads share. It wraps at both ends.
 class XCSafeCounter {
 public:
-    explicit XCSafeCounter(unsigned long start = 0) noexcept : m_count(static_cast<std::uint32_t>(start)) {}
+    constexpr explicit XCSafeCounter(unsigned long start = 0) noexcept : m_count(static_cast<std::uint32_t>(start)) {}
     /// A copy starts with the value of the moment and counts on its own.
     XCSafeCounter(XCSafeCounter const& other) noexcept : m_count(other.m_count.load(std::memory_order_relaxed)) {}
     XCSafeCounter& operator=(XCSafeCounter const& other) noexcept
@@ -104,9 +105,10 @@ public:
 
 protected:
     XCSmartPtrBase() noexcept = default;
-    explicit XCSmartPtrBase(T* object) : m_object(object)
+    /// A pointer that is a constant of the program does not count: what it points to is never deleted.
+    constexpr explicit XCSmartPtrBase(T* object) : m_object(object)
     {
-        if (m_object) m_object->AddRef();
+        if (!std::is_constant_evaluated() && m_object) m_object->AddRef();
     }
     ~XCSmartPtrBase()
     {
@@ -169,7 +171,7 @@ class XCSmartPtrToConst : public XCSmartPtrBase<T const> {
 
 public:
     XCSmartPtrToConst() noexcept = default;
-    XCSmartPtrToConst(T const* object) : Base(object) {}
+    constexpr XCSmartPtrToConst(T const* object) : Base(object) {}
     XCSmartPtrToConst(XCSmartPtrToConst const& other) : Base(other.GetPtr()) {}
     XCSmartPtrToConst(XCSmartPtrToConst&& other) noexcept { Base::Give(other.Base::Take()); }
     template <class U>

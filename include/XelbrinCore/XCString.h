@@ -29,6 +29,7 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -40,6 +41,9 @@ class XCDurationEx;
 class XCErrorID;
 class XCStringConverter;
 class XCTimeEx;
+namespace xc::text {
+struct StringAccess;
+} // namespace xc::text
 
 /// A UTF-16 text value with shared storage (see the head of this file).
 class XC_API XCString {
@@ -265,11 +269,25 @@ public:
 
     /// printf-style formatting; the result replaces the text. %s is wide and %S narrow text, %hs narrow and %ls wide,
     /// %I64d a 64-bit integer; a null text prints "(null)". Numbers are written in the invariant way. The format and
-    /// its arguments may point into this string.
-    /// @note An argument of type char* directly after the format is taken for a va_list where the two are one type:
-    ///       pass a char const*.
-    XCString& Format(wchar_t const* format, va_list arguments);
+    /// its arguments may point into this string. What is no conversion is printed as it stands; %n writes nothing.
+    /// @throws std::length_error when widths, precisions and texts add up to more than a string holds.
     XCString& Format(wchar_t const* format, ...);
+    /// The same with the arguments of another function.
+    /// @note va_list is char* on Windows: pass a char* that directly follows the format as char const*. A char[], or
+    ///       the literal 0, is never taken for a va_list: that is why this is a template there.
+#if defined(_WIN32)
+    template <class List>
+    requires std::is_same_v < std::remove_cvref_t<List>,
+    char* > XCString& Format(wchar_t const* format, List&& arguments)
+    {
+        return FormatArguments(format, arguments);
+    }
+#else
+    XCString& Format(wchar_t const* format, va_list arguments)
+    {
+        return FormatArguments(format, arguments);
+    }
+#endif
 
     // Enciphering -----------------------------------------------------------------------------------------------
 
@@ -305,6 +323,8 @@ private:
     XCString& ReplaceUnits(std::wstring_view oldText, std::wstring_view newText);
     XCString& RemoveFront(std::size_t count);
     XCString& CutTo(std::size_t length);
+    XCString& FormatArguments(wchar_t const* format, va_list arguments);
+    friend struct xc::text::StringAccess;
 
     DataDef* m_data;
 };

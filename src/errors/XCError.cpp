@@ -1,7 +1,19 @@
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCMessageSource.h>
+
+#include "errors/BorrowedError.h"
+#include "win32/LastError.h"
+
+constinit XCFormatContext const XCFormatContext::defaultContext;
+
+// XCErrorI -----------------------------------------------------------------------------------------------------------
 
 XCErrorI::~XCErrorI() = default;
 
+bool XCErrorI::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCObjectI::IsKindOf(iuid);
+}
 std::size_t XCErrorI::GetParameterCount() const
 {
     return 0;
@@ -19,12 +31,98 @@ XCString XCErrorI::GetParameterValueAsString(std::size_t, XCExecContext const&) 
     return {};
 }
 
+// XCErrorID ----------------------------------------------------------------------------------------------------------
+
+XCString XCErrorID::AsString() const
+{
+    if (Good()) return L"SUCCESS";
+    XCString text;
+    m_error->AsString(text, XCFormatContext::defaultContext);
+    return text;
+}
+
+XCString XCErrorReportText(XCErrorID const& error)
+{
+    XCString text = error.AsString();
+    return text.IsNull() ? XCString(L"<Unknown XCError }") : text;
+}
+
+// XCError ------------------------------------------------------------------------------------------------------------
+
+XCError::XCError(XCSmartPtrToConst<XCMessageSource> source, long code, Severity severity) noexcept
+    : XCErrorI(code, severity), m_source(std::move(source))
+{
+}
+XCError::XCError(XCError const& other) noexcept = default;
+XCError& XCError::operator=(XCError const& other) noexcept = default;
+XCError::~XCError() = default;
+
+int XCError::GetIUID() const
+{
+    return kIUID;
+}
+bool XCError::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCErrorI::IsKindOf(iuid);
+}
+XCErrorID XCError::AsString(XCString& text, XCFormatContext const& context) const
+{
+    if (!m_source.IsNull()) return m_source->AsString(text, xc::errors::BorrowedError(*this), context);
+    text.Clear();
+    return XCErrorID::Success;
+}
+
+// XCErrorString ------------------------------------------------------------------------------------------------------
+
+XCErrorString::~XCErrorString() = default;
+
 int XCErrorString::GetIUID() const
 {
     return kIUID;
 }
+bool XCErrorString::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCErrorI::IsKindOf(iuid);
+}
 XCErrorID XCErrorString::AsString(XCString& text, XCFormatContext const&) const
 {
     text = m_text;
+    return XCErrorID::Success;
+}
+
+// XCWinLastError -----------------------------------------------------------------------------------------------------
+
+XCWinLastError::XCWinLastError() : XCWinLastError(xc::win32::LastError()) {}
+XCWinLastError::XCWinLastError(unsigned long code)
+    : XCError(XCSmartPtr<XCMessageSource>(new RCMessageTableSource), static_cast<long>(code), SeverityError)
+{
+}
+XCWinLastError::~XCWinLastError() = default;
+
+int XCWinLastError::GetIUID() const
+{
+    return kIUID;
+}
+bool XCWinLastError::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCError::IsKindOf(iuid);
+}
+
+// XCXMLError ---------------------------------------------------------------------------------------------------------
+
+XCXMLError::XCXMLError(long code, Severity severity) noexcept : XCErrorI(code, severity) {}
+XCXMLError::~XCXMLError() = default;
+
+int XCXMLError::GetIUID() const
+{
+    return kIUID;
+}
+bool XCXMLError::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCErrorI::IsKindOf(iuid);
+}
+XCErrorID XCXMLError::AsString(XCString& text, XCFormatContext const&) const
+{
+    text.Clear();
     return XCErrorID::Success;
 }

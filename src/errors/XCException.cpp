@@ -1,18 +1,226 @@
 #include <XelbrinCore/XCException.h>
 
+#include "errors/ErrorLog.h"
+#include "text/Utf8.h"
 #include "win32/LastError.h"
+#include "win32/Process.h"
 
-XCException::XCException(XCString const& message, bool)
-    : m_message(message), m_narrow(message.View().begin(), message.View().end())
+#include <atomic>
+#include <charconv>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <type_traits>
+
+static_assert(std::is_nothrow_copy_constructible_v<XCException> && std::is_nothrow_copy_assignable_v<XCException>);
+
+namespace xc::errors {
+
+/// A value that is made when first asked for. Two threads may make it at once; the first one to finish wins. Nothing is
+/// locked, so making it may itself throw and read exceptions.
+template <class T>
+class Lazy {
+public:
+    Lazy() noexcept = default;
+    ~Lazy() { delete m_value.load(std::memory_order_relaxed); }
+    Lazy(Lazy const&) = delete;
+    Lazy& operator=(Lazy const&) = delete;
+
+    template <class Maker>
+    T const& Get(Maker const& make) const
+    {
+        if (T const* const known = m_value.load(std::memory_order_acquire)) return *known;
+        auto made = std::make_unique<T const>(make());
+        T const* expected = nullptr;
+        if (m_value.compare_exchange_strong(expected, made.get(), std::memory_order_acq_rel)) return *made.release();
+        return *expected;
+    }
+
+private:
+    mutable std::atomic<T const*> m_value = nullptr;
+};
+
+} // namespace xc::errors
+
+using xc::errors::Lazy;
+
+namespace {
+
+/// Looked at once: exceptions are too frequent for an environment that hardly changes.
+bool StackIsDisabled()
 {
+    static bool const disabled = xc::win32::ReadEnvironment(L"XC_DISABLE_STACK").has_value();
+    return disabled;
 }
-XCException::XCException(XCException const&) = default;
-XCException& XCException::operator=(XCException const&) = default;
+
+XCString SignalMessage(unsigned long seHNumber)
+{
+    char digits[8];
+    char const* const end = std::to_chars(std::begin(digits), std::end(digits), seHNumber, 16).ptr;
+    std::wstring text = L"Structured exception 0x";
+    for (char const* digit = digits; digit != end; ++digit)
+        text += static_cast<wchar_t>(*digit >= 'a' ? *digit - 'a' + 'A' : *digit);
+    return text;
+}
+
+/// The text of an error as a message: without the line end that the system's texts have.
+XCString MessageOf(XCErrorID const& error)
+{
+    XCString text = error.AsString();
+    std::size_t length = text.Length();
+    while (length > 0 && (text[length - 1] == L'\n' || text[length - 1] == L'\r')) --length;
+    return length < text.Length() ? text.SubStr(0, length) : text;
+}
+
+} // namespace
+
+// What all copies of an exception share. It does not change, but for the texts that are made when asked for.
+class XCException::State final : public XCRefCount {
+public:
+    explicit State(XCString const& message) : m_message(message) {}
+    explicit State(XCErrorID const& error) : m_error(error) {}
+
+    void Keep(XCStackDump const& stack, bool disabled) noexcept
+    {
+        m_stack = stack;
+        m_stackDisabled = disabled;
+    }
+    XCString const& Message() const
+    {
+        if (m_error.Good()) return m_message;
+        return m_errorText.Get([this] { return MessageOf(m_error); });
+    }
+    std::string const& Narrow() const
+    {
+        return m_narrow.Get([this] {
+            std::string bytes;
+            xc::text::AppendUtf8(bytes, Message());
+            return bytes;
+        });
+    }
+    XCString const& StackText() const
+    {
+        return m_stackText.Get([this] {
+            return m_stackDisabled ? XCString(L"(Stack disabled - XC_DISABLE_STACK is defined)") : m_stack.AsString();
+        });
+    }
+    XCErrorID ErrorID() const
+    {
+        return m_error.Bad() ? m_error : XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(m_message)));
+    }
+
+private:
+    XCString m_message;
+    XCErrorID m_error;
+    XCStackDump m_stack{XCStackDump::Nothing{}};
+    bool m_stackDisabled = false;
+    Lazy<XCString> m_errorText;
+    Lazy<std::string> m_narrow;
+    Lazy<XCString> m_stackText;
+};
+
+// XCException --------------------------------------------------------------------------------------------------------
+
+XCException::XCException(XCString const& message, bool noStack) : m_state(new State(message))
+{
+    if (!noStack) CaptureStack();
+}
+XCException::XCException(XCErrorID const& error, bool noStack) : m_state(new State(error))
+{
+    if (!noStack) CaptureStack();
+}
+XCException::XCException(XCStackDump& dump) : m_state(new State(SignalMessage(dump.GetSeHNumber())))
+{
+    m_state->Keep(dump, false);
+}
+XCException::XCException(XCException const&) noexcept = default;
+XCException& XCException::operator=(XCException const&) noexcept = default;
 XCException::~XCException() = default;
+
+void XCException::CaptureStack()
+{
+    bool const disabled = StackIsDisabled();
+    if (disabled)
+        m_state->Keep(XCStackDump(XCStackDump::Nothing{}), true);
+    else
+        m_state->Keep(XCStackDump(), false);
+}
+
+XCString const& XCException::What() const
+{
+    return m_state->Message();
+}
+char const* XCException::what() const noexcept
+{
+    try {
+        return m_state->Narrow().c_str();
+    } catch (...) {
+        return "XCException";
+    }
+}
+XCString const& XCException::Stack() const
+{
+    return m_state->StackText();
+}
+XCErrorID XCException::GetErrorID() const
+{
+    return m_state->ErrorID();
+}
+
+bool XCException::LogInErrorFile(LogOpt option) const noexcept
+{
+    try {
+        return xc::errors::AppendToErrorLog(What(), option == LogWithStack ? Stack() : XCString());
+    } catch (...) {
+        return false;
+    }
+}
+void XCException::SetErrorLogPath(XCString const& path)
+{
+    xc::errors::SetErrorLogPath(path);
+}
+XCString XCException::GetErrorLogPath()
+{
+    return xc::errors::ErrorLogPath();
+}
+
+// The family ---------------------------------------------------------------------------------------------------------
+
+XCSignalException::XCSignalException(XCStackDump& dump) : XCException(dump), m_seHNumber(dump.GetSeHNumber()) {}
+XCSignalException::~XCSignalException() = default;
 
 XCWindowsLastErrorException::XCWindowsLastErrorException() : XCWindowsLastErrorException(xc::win32::LastError()) {}
 XCWindowsLastErrorException::XCWindowsLastErrorException(unsigned long code)
-    : XCException(XCString(L"operating-system error")), m_code(code)
+    : XCException(XCErrorID(XCSmartPtr<XCError>(
+          new XCError(XCSmartPtr<XCMessageSource>(new RCMessageTableSource), static_cast<long>(code))))),
+      m_code(code)
 {
 }
 XCWindowsLastErrorException::~XCWindowsLastErrorException() = default;
+
+XCMsgException::XCMsgException(long code, XCSmartPtr<XCMessageSource> const& source)
+    : XCException(XCErrorID(XCSmartPtr<XCError>(new XCError(source, code)))), m_code(code)
+{
+}
+XCMsgException::~XCMsgException() = default;
+
+XCDateException::XCDateException(XCString const& message) : XCException(message) {}
+XCDateException::XCDateException(XCString const& message, std::int64_t rawValue)
+    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
+{
+}
+XCDateException::~XCDateException() = default;
+
+XCDateExceptionEx::XCDateExceptionEx(XCString const& message) : XCException(message) {}
+XCDateExceptionEx::XCDateExceptionEx(XCString const& message, std::int64_t rawValue)
+    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
+{
+}
+XCDateExceptionEx::~XCDateExceptionEx() = default;
+
+XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message) : XCException(message) {}
+XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message, std::int64_t rawValue)
+    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
+{
+}
+XCDurationExceptionEx::~XCDurationExceptionEx() = default;

@@ -1,12 +1,14 @@
 #include <XelbrinCore/XCString.h>
 
 #include "text/Kernels.h"
+#include "text/PrintFormat.h"
 #include "text/Units.h"
 
 #include <algorithm>
 #include <cassert>
 #include <cstring>
 #include <new>
+#include <ostream>
 #include <stdexcept>
 
 using xc::text::FindLastUnit;
@@ -497,4 +499,30 @@ XCString operator+(XCString&& a, wchar_t const* b)
 XCString operator+(XCString&& a, wchar_t b)
 {
     return std::move(a += b);
+}
+
+std::wostream& operator<<(std::wostream& out, XCString const& text)
+{
+    return out << text.View();
+}
+
+// Formatting ----------------------------------------------------------------------------------------------------
+
+XCString& XCString::FormatArguments(wchar_t const* format, va_list arguments)
+{
+    xc::text::ArgumentListSource source(arguments);
+    xc::text::FormatInto(*this, format, source);
+    return *this;
+}
+
+XCString& XCString::Format(wchar_t const* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    // Reading a format may throw (no memory, too long); va_end has no effect on this platform, but is owed.
+    struct End {
+        va_list& list;
+        ~End() { va_end(list); }
+    } const end{arguments};
+    return FormatArguments(format, arguments);
 }

@@ -43,6 +43,7 @@ bool XCCriticalSection::TryLock() noexcept
 unsigned int XCCriticalSection::IsLocked() noexcept
 {
     if (!TryLock()) return 0;
+    auto const count = static_cast<unsigned int>(Mutex(m_section)->__data.__count); // as the C library here keeps it
     Unlock();
-    return 1;
+    return count;
 }

@@ -1,0 +1,95 @@
+#include "errors/ErrorLog.h"
+
+#include "text/Utf8.h"
+#include "win32/AppendToFile.h"
+#include "win32/Clock.h"
+#include "win32/Process.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <mutex>
+#include <optional>
+
+namespace xc::errors {
+
+namespace {
+
+/// What was set, if anything was; lives as long as the process.
+struct LogPath {
+    std::mutex lock;
+    std::optional<XCString> path;
+};
+
+LogPath& CurrentLogPath()
+{
+    static LogPath& current = *new LogPath;
+    return current;
+}
+
+std::wstring TemporaryFolder()
+{
+    for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
+        std::optional<std::wstring> folder = win32::ReadEnvironment(name);
+        if (folder && !folder->empty() && win32::IsDirectory(*folder)) return *std::move(folder);
+    }
+    return L".";
+}
+
+XCString DefaultLogPath()
+{
+    std::wstring const program = win32::ModulePath();
+    std::wstring name = program.substr(program.find_last_of(L"\\/") + 1);
+    name.resize(std::min(name.find_last_of(L'.'), name.size()));
+    return TemporaryFolder() + L"\\" + name + L"-ERROR.LOG";
+}
+
+std::string RecordHead()
+{
+    win32::WallTime const now = win32::LocalNow();
+    char head[80];
+    std::snprintf(head, sizeof head, "%04d-%02d-%02d %02d:%02d:%02d.%03d [process %lu, thread %lu] ", int{now.year},
+                  int{now.month}, int{now.day}, int{now.hour}, int{now.minute}, int{now.second}, int{now.millisecond},
+                  win32::ProcessId(), win32::ThreadId());
+    return head;
+}
+
+/// The lines of a text, those after the first indented.
+void AppendLines(std::string& record, std::wstring_view text)
+{
+    std::string bytes;
+    text::AppendUtf8(bytes, text);
+    for (char const unit : bytes) {
+        if (unit == '\r') continue;
+        record += unit == '\n' ? "\r\n    " : std::string(1, unit);
+    }
+}
+
+} // namespace
+
+void SetErrorLogPath(XCString const& path)
+{
+    LogPath& current = CurrentLogPath();
+    std::lock_guard const guard(current.lock);
+    current.path = path;
+}
+
+XCString ErrorLogPath()
+{
+    LogPath& current = CurrentLogPath();
+    std::lock_guard const guard(current.lock);
+    if (!current.path) current.path = DefaultLogPath();
+    return *current.path;
+}
+
+bool AppendToErrorLog(XCString const& message, XCString const& stack)
+{
+    XCString const path = ErrorLogPath();
+    if (path.IsNull()) return false;
+    std::string record = RecordHead();
+    AppendLines(record, message);
+    if (!stack.IsNull()) AppendLines(record, L"\n" + stack);
+    record += "\r\n";
+    return win32::AppendToFile(path.AsWChar(), record);
+}
+
+} // namespace xc::errors

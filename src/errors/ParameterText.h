@@ -1,0 +1,16 @@
+// ParameterText.h - the text form of each type of parameter.
+#pragma once
+
+#include <XelbrinCore/XCError.h>
+
+namespace xc::errors {
+
+XCString ParameterText(double value, XCFormatContext const& context);
+XCString ParameterText(int value, XCFormatContext const& context);
+XCString ParameterText(long value, XCFormatContext const& context);
+XCString ParameterText(XCString const& value, XCFormatContext const& context);
+/// "%Y/%m/%d %H:%M:%S" in the context's zone; empty for no value.
+XCString ParameterText(XCDateTime const& value, XCFormatContext const& context);
+XCString ParameterText(XCDouble const& value, XCFormatContext const& context);
+
+} // namespace xc::errors

@@ -1,0 +1,143 @@
+// The sources over the resources of modules.
+#include <XelbrinCore/XCMessageSource.h>
+
+#include "errors/CoreError.h"
+#include "errors/SourceText.h"
+#include "win32/LastError.h"
+#include "win32/Messages.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr long kNeutralLanguage = 1024;
+
+struct LanguageEntry {
+    wchar_t const* code;
+    long id;
+};
+constexpr LanguageEntry kLanguages[] = {
+    {L"enu", 1033}, {L"fra", 1036}, {L"nld", 1043}, {L"deu", 1031}, {L"jpn", 1041},
+    {L"kor", 1042}, {L"ptb", 1046}, {L"esp", 1034}, {L"esm", 2058},
+};
+
+constexpr wchar_t AsciiLower(wchar_t unit) noexcept
+{
+    return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit - L'A' + L'a') : unit;
+}
+
+/// Whether the text is the three-letter code, whatever its case.
+constexpr bool IsLanguageCode(wchar_t const* text, wchar_t const* code) noexcept
+{
+    for (; *code != L'\0'; ++code, ++text)
+        if (AsciiLower(*text) != *code) return false;
+    return *text == L'\0';
+}
+
+wchar_t const* LanguageCode(long id) noexcept
+{
+    for (LanguageEntry const& entry : kLanguages)
+        if (entry.id == id) return entry.code;
+    return nullptr;
+}
+
+} // namespace
+
+// RCMessageSource ----------------------------------------------------------------------------------------------------
+
+RCMessageSource::~RCMessageSource() = default;
+
+long RCMessageSource::GetLanguageID(wchar_t const* language) noexcept
+{
+    for (LanguageEntry const& entry : kLanguages)
+        if (language && IsLanguageCode(language, entry.code)) return entry.id;
+    return kNeutralLanguage;
+}
+
+bool RCMessageSource::RetrieveMessage(XCString& text, long id, wchar_t const* language) const
+{
+    return RetrieveMessage(text, id, GetLanguageID(language));
+}
+
+bool RCMessageSource::IsValid() const
+{
+    return true;
+}
+
+wchar_t const* RCMessageSource::GetDefaultLanguage() const
+{
+    return L"enu";
+}
+
+XCErrorID RCMessageSource::GetText(XCString& text, long code, XCFormatContext const& context) const
+{
+    long language = GetLanguageID(context.GetLanguage());
+    if (!HasMessage(code, language)) language = GetLanguageID(context.GetFallbackLanguage());
+    if (!HasMessage(code, language)) language = kNeutralLanguage;
+    if (RetrieveMessage(text, code, language)) return XCErrorID::Success;
+    return xc::errors::MakeCoreError(XCErrMessageNotFound, code);
+}
+
+XCErrorID RCMessageSource::GetText(XCString& text, long code, XCFormatContext const& context, char* arguments) const
+{
+    return xc::errors::TextWithArguments(*this, text, code, context, arguments);
+}
+
+XCErrorID RCMessageSource::GetAvailableLanguages(std::vector<XCString>& languages) const
+{
+    languages.clear();
+    for (long const id : GetLanguageIDs())
+        if (wchar_t const* const code = LanguageCode(id)) languages.emplace_back(code);
+    return XCErrorID::Success;
+}
+
+XCErrorID RCMessageSource::AsString(XCString& text, XCSmartPtrToConst<XCErrorI> const& error,
+                                    XCFormatContext const& context) const
+{
+    return xc::errors::TextOfError(*this, text, error, context);
+}
+
+// RCStringTableMsgSource ---------------------------------------------------------------------------------------------
+
+RCStringTableMsgSource::~RCStringTableMsgSource() = default;
+
+bool RCStringTableMsgSource::RetrieveMessage(XCString& text, long id, long) const
+{
+    text = xc::win32::LoadStringText(GetModule(), static_cast<unsigned int>(id));
+    return !text.IsNull();
+}
+bool RCStringTableMsgSource::HasMessage(long, long) const
+{
+    return true; // the module's own language, whatever is asked for
+}
+std::vector<long> RCStringTableMsgSource::GetLanguageIDs() const
+{
+    return xc::win32::ResourceLanguages(GetModule(), xc::win32::ResourceKind::StringTable);
+}
+
+// RCMessageTableSource -----------------------------------------------------------------------------------------------
+
+RCMessageTableSource::~RCMessageTableSource() = default;
+
+bool RCMessageTableSource::RetrieveMessage(XCString& text, long id, long language) const
+{
+    std::wstring message;
+    bool const found = xc::win32::LoadMessage(message, GetModule(), static_cast<unsigned long>(id),
+                                              static_cast<unsigned long>(language));
+    if (found) {
+        text = message;
+        return true;
+    }
+    int const error = static_cast<int>(xc::win32::LastError());
+    text = L"Internal Error in RCMessageTableSource::RetrieveMessage";
+    std::printf("Error %d from FormatMessage\n", error);
+    return false;
+}
+bool RCMessageTableSource::HasMessage(long id, long language) const
+{
+    return xc::win32::HasMessage(GetModule(), static_cast<unsigned long>(id), static_cast<unsigned long>(language));
+}
+std::vector<long> RCMessageTableSource::GetLanguageIDs() const
+{
+    return xc::win32::ResourceLanguages(GetModule(), xc::win32::ResourceKind::MessageTable);
+}

@@ -1,0 +1,42 @@
+#include <XelbrinCore/XCException.h>
+
+#include "win32/StackTrace.h"
+
+#include <string>
+#include <string_view>
+
+namespace {
+
+/// "module!XCSomeException::XCSomeException(...)", the dump's own constructor too: the way from the throw to the capture.
+bool IsConstructorOfOurs(std::wstring_view frame) noexcept
+{
+    std::wstring_view const name = frame.substr(frame.find(L'!') + 1);
+    std::size_t const nameEnd = name.find(L"::");
+    if (nameEnd == std::wstring_view::npos || name.substr(0, 2) != L"XC") return false;
+    std::wstring_view const owner = name.substr(0, nameEnd), rest = name.substr(nameEnd + 2);
+    bool const ours = owner.ends_with(L"Exception") || owner.ends_with(L"ExceptionEx") || owner == L"XCStackDump";
+    return ours && (rest.starts_with(owner) || rest.starts_with(L"CaptureStack"));
+}
+
+} // namespace
+
+XCStackDump::XCStackDump() noexcept : m_count(xc::win32::CaptureStack(m_frames, kMaxFrames, 0)) {}
+
+XCStackDump::XCStackDump(void const* contextRecord, unsigned long seHNumber) noexcept
+    : m_count(contextRecord ? xc::win32::CaptureStackOf(contextRecord, m_frames, kMaxFrames) : 0),
+      m_seHNumber(seHNumber), m_startsAtInstruction(true)
+{
+}
+
+XCString XCStackDump::AsString() const
+{
+    std::wstring text;
+    for (std::size_t i = 0; i < m_count; ++i) {
+        bool const isReturn = i > 0 || !m_startsAtInstruction;
+        std::wstring const frame = xc::win32::DescribeAddress(m_frames[i], isReturn);
+        if (frame.empty() || (text.empty() && IsConstructorOfOurs(frame))) continue;
+        if (!text.empty()) text += L'\n';
+        text += frame;
+    }
+    return text;
+}

@@ -1,0 +1,73 @@
+// RecordFile.h - a file of whole records: holds what cannot be written yet, writes whole records at once, tries again.
+//
+// A record is added by BeginRecord, which gives the bytes to append to, and EndRecord. Bytes go to the file in one write
+// of whole records: at once when asked for, otherwise when a block is full, at Flush and at Close. When the file cannot
+// be opened or written (missing folder, full disk, held by another program) the records wait in memory, up to
+// kMostHeld bytes; then new records are dropped and counted. A failed try is repeated with the first record after
+// kRetryMs, and at once by Flush, Open and Close.
+#pragma once
+
+#include "log/Failures.h"
+#include "log/Rotation.h"
+#include "win32/AppendFile.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace xc::log {
+
+/// See above. One thread at a time; the failures may be read by any.
+class RecordFile {
+public:
+    using Start = win32::AppendFile::Start;
+    static constexpr std::size_t kBlock = 64 * 1024;
+    static constexpr std::size_t kMostHeld = 4 * 1024 * 1024;
+    static constexpr std::uint64_t kRetryMs = 250;
+
+    RecordFile() = default;
+    ~RecordFile() { Close(); }
+    RecordFile(RecordFile const&) = delete;
+    RecordFile& operator=(RecordFile const&) = delete;
+
+    /// Closes the file in use and names another. Truncation happens once, when it is opened for the first time.
+    void SetTarget(std::wstring path, Start start);
+    void SetRotation(std::unique_ptr<Rotation> rotation) noexcept { m_rotation = std::move(rotation); }
+    [[nodiscard]] std::wstring const& Path() const noexcept { return m_path; }
+    bool Open() noexcept;
+    /// Open, but not sooner than kRetryMs after a failure.
+    bool OpenWhenDue() noexcept { return IsOpen() || (MayTry() && Open()); }
+    [[nodiscard]] bool IsOpen() const noexcept { return m_file.IsOpen(); }
+    /// Whether the last try to open or write went well.
+    [[nodiscard]] bool IsValid() const noexcept { return m_valid; }
+
+    std::string& BeginRecord() noexcept;
+    void EndRecord(bool writeNow) noexcept;
+    /// Takes back what was appended since BeginRecord.
+    void DropRecord(wchar_t const* why) noexcept;
+
+    /// Writes everything held; opens the file when it is not open. False when something is still held.
+    bool Flush() noexcept;
+    /// Flushes and closes. What still cannot be written is given up and counted as a failure.
+    void Close() noexcept;
+
+    [[nodiscard]] Failures const& GetFailures() const noexcept { return m_failures; }
+
+private:
+    [[nodiscard]] bool MayTry() const noexcept;
+    bool Fail(wchar_t const* what, unsigned long error) noexcept;
+    void RotateIfDue();
+
+    std::wstring m_path;
+    Start m_start = Start::Append;
+    win32::AppendFile m_file;
+    std::string m_pending;
+    std::size_t m_recordStart = 0;
+    std::uint64_t m_fileSize = 0; ///< found at opening, plus what was written here
+    std::uint64_t m_nextTry = 0;
+    bool m_valid = true;
+    std::unique_ptr<Rotation> m_rotation;
+    Failures m_failures;
+};
+
+} // namespace xc::log

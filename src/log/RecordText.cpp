@@ -1,0 +1,160 @@
+#include "log/RecordText.h"
+
+#include "log/Digits.h"
+#include "text/Kernels.h"
+#include "text/Units.h"
+#include "text/Utf8.h"
+
+#include <algorithm>
+
+namespace xc::log {
+
+namespace {
+
+constexpr char kHex[] = "0123456789ABCDEF";
+
+/// Control characters of both blocks, line and paragraph separator, the marks of bidirectional text, the backslash.
+bool ShapesLines(wchar_t unit) noexcept
+{
+    std::uint32_t const u = text::ToUint(unit);
+    return u < 0x20 || u == L'\\' || (u >= 0x7F && u < 0xA0) || (u >= 0x2028 && u <= 0x202E) ||
+           (u >= 0x2066 && u <= 0x2069) || u == 0x200E || u == 0x200F || u == 0x061C;
+}
+
+template <class Text>
+void AppendHex(Text& to, std::uint32_t value, int digits)
+{
+    for (int shift = digits * 4 - 4; shift >= 0; shift -= 4)
+        to.push_back(static_cast<typename Text::value_type>(kHex[(value >> shift) & 15]));
+}
+
+void AppendEscape(std::wstring& to, wchar_t unit)
+{
+    std::uint32_t const u = text::ToUint(unit);
+    to.push_back(L'\\');
+    if (unit == L'\\') return to.push_back(L'\\');
+    if (unit == L'\n') return to.push_back(L'n');
+    if (unit == L'\r') return to.push_back(L'r');
+    if (unit == L'\t') return to.push_back(L't');
+    to.push_back(u < 0x100 ? L'x' : L'u');
+    AppendHex(to, u, u < 0x100 ? 2 : 4);
+}
+
+/// What JSON does not take as it stands: control characters, quote, backslash, and halves of surrogate pairs, which
+/// the caller has found to be unpaired.
+bool JsonEscapes(wchar_t unit) noexcept
+{
+    return text::ToUint(unit) < 0x20 || unit == L'"' || unit == L'\\' || unit == 0x7F || text::IsHighSurrogate(unit) ||
+           text::IsLowSurrogate(unit);
+}
+
+void AppendJsonEscape(std::string& to, wchar_t unit)
+{
+    to.push_back('\\');
+    switch (unit) {
+    case L'"': return to.push_back('"');
+    case L'\\': return to.push_back('\\');
+    case L'\n': return to.push_back('n');
+    case L'\r': return to.push_back('r');
+    case L'\t': return to.push_back('t');
+    default: break;
+    }
+    to.push_back('u');
+    AppendHex(to, text::ToUint(unit), 4);
+}
+
+/// How many units from `at` on JSON takes as they stand.
+std::size_t PlainRun(std::wstring_view text, std::size_t at) noexcept
+{
+    std::size_t end = at;
+    while (end < text.size()) {
+        bool const pair = text::IsHighSurrogate(text[end]) && end + 1 < text.size() &&
+                          text::IsLowSurrogate(text[end + 1]);
+        if (!pair && JsonEscapes(text[end])) break;
+        end += pair ? 2 : 1;
+    }
+    return end - at;
+}
+
+void AppendJsonTime(std::string& to, win32::WallTime const& t)
+{
+    char stamp[] = "0000-00-00T00:00:00.000Z";
+    PutDigits(stamp, t.year, 4);
+    PutDigits(stamp + 5, t.month, 2);
+    PutDigits(stamp + 8, t.day, 2);
+    PutDigits(stamp + 11, t.hour, 2);
+    PutDigits(stamp + 14, t.minute, 2);
+    PutDigits(stamp + 17, t.second, 2);
+    PutDigits(stamp + 20, t.millisecond, 3);
+    to += stamp;
+}
+
+} // namespace
+
+void AppendOnOneLine(std::string& to, std::wstring_view text)
+{
+    while (!text.empty()) {
+        std::size_t const feed = text::FindUnit(text.data(), text.size(), L'\n');
+        text::AppendUtf8(to, text.substr(0, feed));
+        if (feed == text.size()) return;
+        text.remove_prefix(feed + 1);
+        to += text.empty() ? "\r\n" : "~";
+    }
+}
+
+std::wstring_view WithoutLineEnd(std::wstring_view block) noexcept
+{
+    if (block.empty() || block.back() != L'\n') return block;
+    block.remove_suffix(1);
+    if (!block.empty() && block.back() == L'\r') block.remove_suffix(1);
+    return block;
+}
+
+XCString EscapeControls(std::wstring_view text)
+{
+    if (std::none_of(text.begin(), text.end(), ShapesLines)) return XCString(text);
+    std::wstring escaped;
+    escaped.reserve(text.size() + 16);
+    for (wchar_t const unit : text) {
+        if (ShapesLines(unit))
+            AppendEscape(escaped, unit);
+        else
+            escaped.push_back(unit);
+    }
+    return XCString(std::wstring_view(escaped));
+}
+
+void AppendJsonString(std::string& to, std::wstring_view text)
+{
+    to.push_back('"');
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t const plain = PlainRun(text, at);
+        text::AppendUtf8(to, text.substr(at, plain));
+        at += plain;
+        if (at < text.size()) AppendJsonEscape(to, text[at++]);
+    }
+    to.push_back('"');
+}
+
+void AppendJsonRecord(std::string& to, JsonRecord const& record)
+{
+    to += "{\"time\":\"";
+    AppendJsonTime(to, record.utc);
+    to += "\",\"level\":";
+    if (record.level < 0) to.push_back('-');
+    AppendNumber(to, record.level < 0 ? 0 - static_cast<std::uint64_t>(record.level)
+                                      : static_cast<std::uint64_t>(record.level));
+    if (!record.channel.empty()) {
+        to += ",\"channel\":";
+        AppendJsonString(to, record.channel);
+    }
+    to += ",\"process\":";
+    AppendNumber(to, record.process);
+    to += ",\"thread\":";
+    AppendNumber(to, record.thread);
+    to += ",\"text\":";
+    AppendJsonString(to, record.text);
+    to += "}\n";
+}
+
+} // namespace xc::log

@@ -1,0 +1,72 @@
+// SubscriberList.h - the subscribers of a manager, shared by its stream buffers, with their critical section.
+//
+// One delivery runs at a time, under the section. The section is recursive, so what a subscriber does inside OnFlush
+// comes back here on the same thread: a record it logs is queued and served after the present one, to all but the
+// subscribers that brought it about (so a chain of subscribers that log when they are served ends); one that leaves
+// becomes an empty place until the delivery is over; one that comes is appended and not served before the next record.
+#pragma once
+
+#include <XelbrinCore/XCLog.h>
+
+#include "log/Failures.h"
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace xc::log {
+
+class SubscriberList : public std::enable_shared_from_this<SubscriberList> {
+public:
+    SubscriberList() = default;
+    SubscriberList(SubscriberList const&) = delete;
+    SubscriberList& operator=(SubscriberList const&) = delete;
+    ~SubscriberList() = default;
+
+    /// @param only the buffer whose blocks the subscriber wants; null for all.
+    void Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogStreamBuf const* only);
+    bool Remove(XCLogSubscriberI const* subscriber);
+    [[nodiscard]] std::size_t Count() const;
+
+    /// Buffers are told of every change of interest between these two.
+    void Register(XCLogStreamBuf& buffer);
+    void Unregister(XCLogStreamBuf& buffer) noexcept;
+    /// Finds the interest of all buffers, of one buffer after a change of its level.
+    void RefreshInterest() noexcept;
+    void SetLevel(XCLogStreamBuf& buffer, int level) noexcept;
+
+    void Deliver(XCLogStreamBuf const& from, int level, XCString text);
+    /// Asks each subscriber to write out what it holds.
+    void FlushSubscribers() noexcept;
+
+    Failures& GetFailures() noexcept { return m_failures; }
+
+private:
+    struct Entry {
+        XCSmartPtr<XCLogSubscriberI> subscriber; ///< null: left during a delivery
+        XCLogStreamBuf const* only;
+    };
+    struct Record {
+        XCLogStreamBuf const* from;
+        int level;
+        XCString text;
+        std::vector<XCLogSubscriberI const*> authors; ///< whose OnFlush brought it about
+    };
+
+    void Serve(Record const& record);
+    template <class Call>
+    void Guarded(Call const& call) noexcept;
+    void Refresh(XCLogStreamBuf& buffer) noexcept;
+    void Compact() noexcept;
+    void Queue(Record record);
+
+    mutable XCCriticalSection m_section;
+    std::vector<Entry> m_entries;
+    std::vector<XCLogStreamBuf*> m_buffers;
+    std::deque<Record> m_queue;
+    Record const* m_current = nullptr;        ///< the record being served; null outside a delivery
+    XCLogSubscriberI const* m_busy = nullptr; ///< the subscriber being served
+    Failures m_failures;
+};
+
+} // namespace xc::log

@@ -1,0 +1,191 @@
+#include <XelbrinCore/XCLogFile.h>
+#include <XelbrinCore/XCSync.h>
+
+#include "log/RecordFile.h"
+#include "log/RecordText.h"
+#include "log/SecondStamp.h"
+#include "text/PrintFormat.h"
+#include "text/Units.h"
+
+#include <atomic>
+#include <cwchar>
+#include <mutex>
+
+namespace xc::log {
+
+namespace {
+
+/// The buffer of LogArgList, with its terminator.
+constexpr std::size_t kFormatUnits = 16384;
+/// The code of XCLogFile::Open's error.
+constexpr long kErrLogFileOpen = 700;
+
+/// Cuts a text to at most `limit` units, never inside a surrogate pair.
+std::size_t CutTo(wchar_t const* text, std::size_t length, std::size_t limit) noexcept
+{
+    if (length <= limit) return length;
+    return limit > 0 && text::IsHighSurrogate(text[limit - 1]) ? limit - 1 : limit;
+}
+
+bool EndsInLineFeed(std::wstring_view text) noexcept
+{
+    return !text.empty() && text.back() == L'\n';
+}
+
+/// The message of LogArgList with its end: what was asked for, cut so that the end fits.
+std::wstring_view FormatMessageLine(wchar_t (&buffer)[kFormatUnits], wchar_t const* format, va_list arguments)
+{
+    text::ArgumentListSource source(arguments);
+    std::size_t length = text::FormatInto(buffer, kFormatUnits, format, source);
+    if (!EndsInLineFeed(format)) {
+        length = CutTo(buffer, length, kFormatUnits - 3);
+        buffer[length++] = L'\r';
+        buffer[length++] = L'\n';
+    } else if (!EndsInLineFeed({buffer, length})) { // cut before the end of the format
+        length = CutTo(buffer, length, kFormatUnits - 2);
+        buffer[length++] = L'\n';
+    }
+    return {buffer, length};
+}
+
+} // namespace
+
+} // namespace xc::log
+
+struct XCLogFile::Data {
+    mutable XCCriticalSection section; ///< guards everything but the flags
+    xc::log::RecordFile file;
+    xc::log::SecondStamp stamp;
+    std::atomic<bool> opened{false}; ///< between Open and Close, also while the file cannot be written
+    std::atomic<bool> autoFlush{true};
+    std::atomic<bool> escape{false};
+
+    /// Adds one record built by `build(bytes)`, when the file is open. A record that cannot be built is dropped whole.
+    template <class Build>
+    void Add(bool complete, Build const& build) noexcept
+    {
+        if (!opened.load(std::memory_order_acquire)) return;
+        std::lock_guard const hold(section);
+        if (!opened.load(std::memory_order_relaxed)) return;
+        std::string& bytes = file.BeginRecord();
+        try {
+            build(bytes);
+        } catch (std::exception const&) {
+            return file.DropRecord(L"No memory for a record for");
+        }
+        file.EndRecord(complete && autoFlush.load(std::memory_order_relaxed));
+    }
+
+    /// A message with its line end, control characters written out when asked for.
+    void AppendMessage(std::string& bytes, std::wstring_view message) const
+    {
+        if (!escape.load(std::memory_order_relaxed)) return xc::log::AppendOnOneLine(bytes, message);
+        std::wstring_view const body = xc::log::WithoutLineEnd(message);
+        xc::log::AppendOnOneLine(bytes, xc::log::EscapeControls(body).View());
+        xc::log::AppendOnOneLine(bytes, message.substr(body.size()));
+    }
+};
+
+XCLogFileI::~XCLogFileI() = default;
+
+XCLogFile::XCLogFile() : m_data(std::make_unique<Data>()) {}
+
+XCLogFile::~XCLogFile()
+{
+    Close();
+}
+
+XCErrorID XCLogFile::Open(XCString const& path)
+{
+    std::lock_guard const hold(m_data->section);
+    m_data->file.SetTarget(std::wstring(path.View()), xc::log::RecordFile::Start::Append);
+    m_data->opened = m_data->file.Open();
+    if (m_data->opened) return {};
+    return XCSmartPtr<XCErrorString>(new XCErrorString(m_data->file.GetFailures().Last(), xc::log::kErrLogFileOpen));
+}
+
+bool XCLogFile::IsOpen() const
+{
+    return m_data->opened.load(std::memory_order_acquire);
+}
+
+void XCLogFile::Close()
+{
+    std::lock_guard const hold(m_data->section);
+    m_data->opened = false;
+    m_data->file.Close();
+}
+
+bool XCLogFile::Flush()
+{
+    std::lock_guard const hold(m_data->section);
+    return !m_data->opened || m_data->file.Flush();
+}
+
+bool XCLogFile::GetAutoFlush() const
+{
+    return m_data->autoFlush.load(std::memory_order_relaxed);
+}
+
+void XCLogFile::SetAutoFlush(bool autoFlush)
+{
+    m_data->autoFlush.store(autoFlush, std::memory_order_relaxed);
+}
+
+void XCLogFile::PutDateTime()
+{
+    m_data->Add(false, [this](std::string& bytes) { bytes += m_data->stamp.Text(); });
+}
+
+void XCLogFile::PutString(XCString const& text)
+{
+    if (text.IsNull()) return;
+    m_data->Add(xc::log::EndsInLineFeed(text.View()),
+                [&](std::string& bytes) { xc::log::AppendOnOneLine(bytes, text.View()); });
+}
+
+void XCLogFile::Log(XCString const& text)
+{
+    m_data->Add(true, [&](std::string& bytes) {
+        bytes += m_data->stamp.Text();
+        m_data->AppendMessage(bytes, text.View());
+        if (!xc::log::EndsInLineFeed(text.View())) bytes += "\r\n";
+    });
+}
+
+void XCLogFile::LogArgList(wchar_t const* format, va_list arguments)
+{
+    if (!format || !IsOpen()) return;
+    wchar_t buffer[xc::log::kFormatUnits];
+    std::wstring_view const line = xc::log::FormatMessageLine(buffer, format, arguments);
+    bool const ownEnd = !xc::log::EndsInLineFeed(format);
+    m_data->Add(true, [&](std::string& bytes) {
+        bytes += m_data->stamp.Text();
+        if (!ownEnd || !m_data->escape.load(std::memory_order_relaxed)) return m_data->AppendMessage(bytes, line);
+        m_data->AppendMessage(bytes, line.substr(0, line.size() - 2));
+        xc::log::AppendOnOneLine(bytes, L"\r\n"); // the record's end, not the message's
+    });
+}
+
+void XCLogFile::LogArgs(wchar_t const* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    LogArgList(format, arguments);
+    va_end(arguments);
+}
+
+void XCLogFile::SetEscapeControls(bool escape)
+{
+    m_data->escape.store(escape, std::memory_order_relaxed);
+}
+
+std::uint64_t XCLogFile::GetFailureCount() const noexcept
+{
+    return m_data->file.GetFailures().Count();
+}
+
+XCString XCLogFile::GetLastFailure() const
+{
+    return m_data->file.GetFailures().Last();
+}

@@ -1,0 +1,147 @@
+#include <XelbrinCore/XCLog.h>
+
+#include "log/Digits.h"
+#include "log/SubscriberList.h"
+#include "text/PrintFormat.h"
+
+#include <mutex>
+
+XCLogChannel::XCLogChannel(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString name)
+    : m_subscribers(std::move(subscribers)), m_name(std::move(name)), m_stream(m_subscribers, m_name)
+{
+}
+
+XCLogChannel::~XCLogChannel() = default;
+
+void XCLogChannel::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
+{
+    m_subscribers->Add(subscriber, &m_stream.GetBuffer());
+}
+
+void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
+{
+    bool const negative = isSigned && static_cast<std::int64_t>(bits) < 0;
+    if (negative) m_text += L'-';
+    m_text.Append(xc::log::Digits(negative ? 0 - bits : bits).View());
+}
+
+void XCLogRecord::PutDouble(double value)
+{
+    wchar_t digits[32];
+    xc::text::FormatValue const values[] = {xc::text::FormatValue::Double(value)};
+    xc::text::ValueListSource source(values);
+    m_text.Append(std::wstring_view(digits, xc::text::FormatInto(digits, std::size(digits), L"%g", source)));
+}
+
+XCLogManager::XCLogManager() : m_subscribers(std::make_shared<xc::log::SubscriberList>()) {}
+
+XCLogManager::~XCLogManager()
+{
+    Flush();
+}
+
+/// Never destroyed: destructors of static objects may log after everything else of the library has gone.
+XCLogManager& XCLogManager::Instance()
+{
+    static XCLogManager* const instance = new XCLogManager;
+    return *instance;
+}
+
+void XCLogManager::AtExit()
+{
+    Instance().Flush();
+}
+
+void XCLogManager::Init()
+{
+    m_subscribers->RefreshInterest();
+}
+
+XCLogChannel& XCLogManager::AddLocked(XCString const& name)
+{
+    return m_channels.Add(std::make_unique<XCLogChannel>(m_subscribers, name));
+}
+
+std::size_t XCLogManager::AddChannel(XCString const& name)
+{
+    std::lock_guard const hold(m_section);
+    AddLocked(name);
+    return m_channels.GetSize() - 1;
+}
+
+XCLogChannel* XCLogManager::GetChannel(std::size_t index) const
+{
+    std::lock_guard const hold(m_section);
+    return m_channels.Get(index);
+}
+
+XCLogChannel* XCLogManager::GetChannel(XCString const& name) const
+{
+    std::lock_guard const hold(m_section);
+    for (auto const& channel : m_channels)
+        if (channel->name().View() == name.View()) return channel.get();
+    return nullptr;
+}
+
+XCLogChannel& XCLogManager::GetOrAddChannel(XCString const& name)
+{
+    std::lock_guard const hold(m_section);
+    XCLogChannel* const channel = GetChannel(name);
+    return channel ? *channel : AddLocked(name);
+}
+
+std::vector<XCString> XCLogManager::GetAvailableChannels() const
+{
+    std::lock_guard const hold(m_section);
+    std::vector<XCString> names;
+    for (auto const& channel : m_channels) names.push_back(channel->name());
+    return names;
+}
+
+XCLogManager::ChannelItr XCLogManager::GetFirstChannelItr() const
+{
+    std::lock_guard const hold(m_section);
+    return m_channels.begin();
+}
+
+XCLogManager::ChannelItr XCLogManager::GetLastChannelItr() const
+{
+    std::lock_guard const hold(m_section);
+    return m_channels.end();
+}
+
+void XCLogManager::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
+{
+    m_subscribers->Add(subscriber, nullptr);
+}
+
+bool XCLogManager::RemoveSubscriber(XCLogSubscriberI const* subscriber)
+{
+    return m_subscribers->Remove(subscriber);
+}
+
+std::size_t XCLogManager::GetSubscriberCount() const
+{
+    return m_subscribers->Count();
+}
+
+void XCLogManager::Flush()
+{
+    std::vector<XCLogChannel*> channels; // delivery runs without the lock: subscribers may ask for channels
+    {
+        std::lock_guard const hold(m_section);
+        for (auto const& channel : m_channels) channels.push_back(channel.get());
+    }
+    for (XCLogChannel* const channel : channels) channel->GetStream().GetBuffer().FlushAll();
+    m_subscribers->FlushSubscribers();
+}
+
+std::uint64_t XCLogManager::GetFailureCount() const noexcept
+{
+    return m_subscribers->GetFailures().Count();
+}
+
+XCString XCLogManager::GetLastFailure() const
+{
+    return m_subscribers->GetFailures().Last();
+}

@@ -1,0 +1,381 @@
+#include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCTrace.h>
+
+#include "log/ApplicationTraceLevel.h"
+#include "log/Digits.h"
+#include "log/RecordFile.h"
+#include "log/TraceSettings.h"
+#include "text/PrintFormat.h"
+#include "text/Utf8.h"
+#include "win32/Clock.h"
+#include "win32/Console.h"
+#include "win32/Process.h"
+
+#include <cstdarg>
+#include <exception>
+#include <mutex>
+#include <optional>
+
+std::atomic<std::uint64_t> XCTrace::Masks{~std::uint64_t{0}};
+
+namespace xc::log {
+
+namespace {
+
+std::atomic<unsigned int> g_applicationTraceLevel{1};
+
+constexpr int kDefaultDelim = 9;
+constexpr std::size_t kHexRow = 16;
+
+#if defined(_WIN32)
+constexpr wchar_t kSeparator = L'\\';
+#else
+constexpr wchar_t kSeparator = L'/';
+#endif
+
+bool IsSeparator(wchar_t unit) noexcept
+{
+    return unit == L'\\' || unit == L'/';
+}
+
+/// A message on the console of the process; not a record of any log.
+void TellConsole(std::wstring_view text) noexcept
+try {
+    if (ApplicationTraceLevel() == 0) return;
+    constexpr auto kOutput = win32::StandardStream::Output;
+    std::wstring const line = std::wstring(text) + L'\n';
+    std::string bytes;
+    text::AppendUtf8(bytes, line);
+    if (win32::IsConsole(kOutput))
+        win32::WriteToConsole(kOutput, line.data(), line.size());
+    else
+        win32::WriteToStream(kOutput, bytes.data(), bytes.size());
+} catch (std::exception const&) { // no memory for a message
+}
+
+} // namespace
+
+unsigned int ApplicationTraceLevel() noexcept
+{
+    return g_applicationTraceLevel.load(std::memory_order_relaxed);
+}
+
+void SetApplicationTraceLevel(unsigned int level) noexcept
+{
+    g_applicationTraceLevel.store(level, std::memory_order_relaxed);
+}
+
+/// The settings and the file of the trace. Every member is used under the section.
+class TraceState {
+public:
+    /// Never destroyed: the trace may be called by the last destructor of the process.
+    static TraceState& Get()
+    {
+        static TraceState* const state = new TraceState;
+        return *state;
+    }
+
+    XCCriticalSection section;
+
+    /// Reads the environment, once. What is marked as set is left alone.
+    void InitTracing();
+    /// A setting made by a call: marked before the environment is read, so that the call wins.
+    template <class Set>
+    bool Configure(bool TraceState::*done, Set const& set)
+    {
+        std::lock_guard const hold(section);
+        this->*done = true;
+        InitTracing();
+        bool const accepted = set();
+        Publish();
+        return accepted;
+    }
+    bool SetLevel(int level);
+    bool SetDelim(int delim);
+    bool SetFolder(XCString const& folder);
+    bool SetSubjects(std::wstring_view list);
+
+    bool InitTraceLevelDone = false;
+    bool InitTraceDelimDone = false;
+    bool InitTraceFolderDone = false;
+    bool InitTraceSubjectsDone = false;
+
+    bool IsEnabled() noexcept { return CurrTraceSubject != 0 && m_file.OpenWhenDue(); }
+    bool IsWanted(int level, int subject) noexcept
+    {
+        return (CurrTraceLevel & level) != 0 && (CurrTraceSubject & subject) != 0 && IsEnabled();
+    }
+    /// The header, what `body(bytes)` appends, the end of the line; written at once.
+    template <class Body>
+    void Write(int level, int subject, wchar_t const* origin, Body const& body);
+    Failures const& GetFailures() const noexcept { return m_file.GetFailures(); }
+
+private:
+    TraceState() = default;
+    void Publish() const noexcept;
+    bool OpenTraceFile();
+    void CloseTraceFile() noexcept { m_file.Close(); }
+    bool BuildFolderName(std::wstring& folder) const;
+    void AppendHeader(std::string& bytes, int level, int subject, wchar_t const* origin) const;
+    void AppendDelim(std::string& bytes) const
+    {
+        auto const delim = static_cast<wchar_t>(CurrTraceDelim);
+        text::AppendUtf8(bytes, {&delim, 1});
+    }
+
+    bool InitTracingDone = false;
+    int CurrTraceLevel = 1;
+    int CurrTraceSubject = 0;
+    int CurrTraceDelim = kDefaultDelim;
+    XCString CurrTraceFolderName;
+    RecordFile m_file;
+};
+
+namespace {
+
+std::optional<XCString> Setting(wchar_t const* variable)
+{
+    std::optional<std::wstring> const value = win32::ReadEnvironment(variable);
+    return value ? std::optional(XCString(*value)) : std::nullopt;
+}
+
+} // namespace
+
+void TraceState::InitTracing()
+{
+    if (InitTracingDone) return;
+    InitTracingDone = true;
+    if (auto const level = Setting(L"XC_TRACE_LEVEL"); level && !InitTraceLevelDone) SetLevel(level->AsInt());
+    if (auto const delim = Setting(L"XC_TRACE_DELIM"); delim && !InitTraceDelimDone) SetDelim(delim->AsInt());
+    if (auto const folder = Setting(L"XC_TRACE_FOLDER"); folder && !InitTraceFolderDone) SetFolder(*folder);
+    if (auto const subjects = Setting(L"XC_TRACE"); !InitTraceSubjectsDone)
+        SetSubjects(subjects ? subjects->View() : std::wstring_view());
+    Publish();
+}
+
+bool TraceState::SetLevel(int level)
+{
+    CurrTraceLevel = level | 1;
+    return true;
+}
+
+bool TraceState::SetDelim(int delim)
+{
+    bool const legal = delim >= 1 && delim < 256;
+    if (!legal) TellConsole(L"Illegal trace delimiter specified; trace delimiter has been reset to default");
+    CurrTraceDelim = legal ? delim : kDefaultDelim;
+    return legal;
+}
+
+bool TraceState::SetFolder(XCString const& folder)
+{
+    CloseTraceFile();
+    CurrTraceFolderName = folder;
+    std::wstring built;
+    return CurrTraceSubject == 0 ? BuildFolderName(built) : OpenTraceFile();
+}
+
+bool TraceState::SetSubjects(std::wstring_view list)
+{
+    TraceSubjects const subjects = ParseTraceSubjects(list);
+    CurrTraceSubject = subjects.mask;
+    if (subjects.mask == 0) {
+        CloseTraceFile();
+        return subjects.allKnown;
+    }
+    return (m_file.IsOpen() || OpenTraceFile()) && subjects.allKnown;
+}
+
+/// The folder of the trace file, created when it is missing. False, and told on the console, when it cannot be had.
+bool TraceState::BuildFolderName(std::wstring& folder) const
+{
+    folder = CurrTraceFolderName.View();
+    if (folder.empty()) folder = win32::TempFolder();
+    if (folder.empty()) {
+        TellConsole(L"Cannot determine folder");
+        return false;
+    }
+    while (folder.size() > 1 && IsSeparator(folder.back())) folder.pop_back();
+    if (folder.back() == L':') folder.push_back(kSeparator); // the root of a drive
+    if (win32::MakeFolder(folder) == 0) return true;
+    TellConsole(L"Cannot create folder");
+    return false;
+}
+
+bool TraceState::OpenTraceFile()
+{
+    std::wstring path;
+    bool const haveFolder = BuildFolderName(path);
+    if (!path.empty() && !IsSeparator(path.back())) path.push_back(kSeparator);
+    path.append(TraceFileName(win32::LongPath(win32::ModulePath()), win32::ProcessId()).View());
+    m_file.SetTarget(std::move(path), RecordFile::Start::Append); // kept: it is tried again when records come
+    if (m_file.Open()) return true;
+    if (haveFolder) TellConsole(L"Cannot open trace file");
+    return false;
+}
+
+/// What the calls test before they come here: nothing when no subject is chosen.
+void TraceState::Publish() const noexcept
+{
+    std::uint64_t const masks = (std::uint64_t{static_cast<std::uint32_t>(CurrTraceLevel)} << 32) |
+                                static_cast<std::uint32_t>(CurrTraceSubject);
+    XCTrace::Masks.store(CurrTraceSubject == 0 ? 0 : masks, std::memory_order_relaxed);
+}
+
+void TraceState::AppendHeader(std::string& bytes, int level, int subject, wchar_t const* origin) const
+{
+    win32::WallTime const t = win32::LocalNow();
+    char stamp[] = "0000-00-00;00:00:00.000";
+    PutDigits(stamp, t.year, 4);
+    PutDigits(stamp + 5, t.month, 2);
+    PutDigits(stamp + 8, t.day, 2);
+    PutDigits(stamp + 11, t.hour, 2);
+    PutDigits(stamp + 14, t.minute, 2);
+    PutDigits(stamp + 17, t.second, 2);
+    PutDigits(stamp + 20, t.millisecond, 3);
+    bytes += stamp;
+    AppendDelim(bytes);
+    AppendNumber(bytes, win32::ThreadId());
+    AppendDelim(bytes);
+    text::AppendUtf8(bytes, origin ? origin : L"");
+    AppendDelim(bytes);
+    if (level < 0) bytes.push_back('-');
+    AppendNumber(bytes, level < 0 ? 0 - static_cast<std::uint64_t>(level) : static_cast<std::uint64_t>(level));
+    AppendDelim(bytes);
+    text::AppendUtf8(bytes, DescribeTraceSubjects(subject).View());
+    AppendDelim(bytes);
+}
+
+template <class Body>
+void TraceState::Write(int level, int subject, wchar_t const* origin, Body const& body)
+{
+    std::lock_guard const hold(section);
+    InitTracing();
+    if (!IsWanted(level, subject)) return;
+    std::string& bytes = m_file.BeginRecord();
+    try {
+        AppendHeader(bytes, level, subject, origin);
+        body(bytes);
+        if (bytes.back() != '\n') bytes.push_back('\n');
+    } catch (std::exception const&) {
+        return m_file.DropRecord(L"No memory for a record for");
+    }
+    m_file.EndRecord(true);
+}
+
+namespace {
+
+/// "(nrbytes=3): text", then rows of "  0000:" and the bytes in hexadecimal digits.
+void AppendHexDump(std::string& to, wchar_t const* text, unsigned char const* bytes, std::size_t count)
+{
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    to += "(nrbytes=";
+    AppendNumber(to, count);
+    to += "): ";
+    text::AppendUtf8(to, text ? text : L"");
+    to.push_back('\n');
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i % kHexRow == 0) {
+            if (i != 0) to.push_back('\n');
+            Digits const offset(i);
+            std::size_t const digits = offset.View().size();
+            to += "  ";
+            to.append(digits < 4 ? 4 - digits : 0, '0');
+            AppendNumber(to, i);
+            to.push_back(':');
+        }
+        to.push_back(kDigits[bytes[i] >> 4]);
+        to.push_back(kDigits[bytes[i] & 15]);
+    }
+}
+
+} // namespace
+
+} // namespace xc::log
+
+using xc::log::TraceState;
+
+bool XCTrace::SetTraceLevel(int level)
+{
+    TraceState& state = TraceState::Get();
+    return state.Configure(&TraceState::InitTraceLevelDone, [&] { return state.SetLevel(level); });
+}
+
+bool XCTrace::SetTraceDelim(int delimiter)
+{
+    TraceState& state = TraceState::Get();
+    return state.Configure(&TraceState::InitTraceDelimDone, [&] { return state.SetDelim(delimiter); });
+}
+
+bool XCTrace::SetTraceFolderName(wchar_t const* folder)
+{
+    TraceState& state = TraceState::Get();
+    return state.Configure(&TraceState::InitTraceFolderDone, [&] { return state.SetFolder(XCString(folder)); });
+}
+
+bool XCTrace::SetTraceSubjects(wchar_t const* subjects)
+{
+    TraceState& state = TraceState::Get();
+    return state.Configure(&TraceState::InitTraceSubjectsDone,
+                           [&] { return state.SetSubjects(subjects ? subjects : L""); });
+}
+
+bool XCTrace::IsTracingEnabled()
+{
+    TraceState& state = TraceState::Get();
+    std::lock_guard const hold(state.section);
+    state.InitTracing();
+    return state.IsEnabled();
+}
+
+bool XCTrace::IsWanted(int level, int subject)
+{
+    TraceState& state = TraceState::Get();
+    std::lock_guard const hold(state.section);
+    state.InitTracing();
+    return state.IsWanted(level, subject);
+}
+
+void XCTrace::WriteMsg(int level, int subject, wchar_t const* origin, wchar_t const* format, ...)
+{
+    if (!IsWanted(level, subject)) return;
+    XCString message;
+    va_list arguments;
+    va_start(arguments, format);
+    {
+        xc::text::ArgumentListSource source(arguments);
+        xc::text::FormatInto(message, format ? format : L"", source);
+    }
+    va_end(arguments);
+    WriteText(level, subject, origin, message);
+}
+
+void XCTrace::WriteText(int level, int subject, wchar_t const* origin, XCString const& text)
+{
+    TraceState::Get().Write(level, subject, origin,
+                            [&](std::string& bytes) { xc::text::AppendUtf8(bytes, text.View()); });
+}
+
+void XCTrace::WriteHex(int level, int subject, wchar_t const* origin, wchar_t const* title, wchar_t const* text,
+                       void const* bytes, std::size_t count)
+{
+    TraceState::Get().Write(level, subject, origin, [&](std::string& to) {
+        xc::text::AppendUtf8(to, title ? title : L"");
+        xc::log::AppendHexDump(to, text, static_cast<unsigned char const*>(bytes), bytes ? count : 0);
+    });
+}
+
+XCString XCTrace::GetTraceSubjectDescr(int subject)
+{
+    return xc::log::DescribeTraceSubjects(subject);
+}
+
+std::uint64_t XCTrace::GetFailureCount() noexcept
+{
+    return TraceState::Get().GetFailures().Count();
+}
+
+XCString XCTrace::GetLastFailure()
+{
+    return TraceState::Get().GetFailures().Last();
+}

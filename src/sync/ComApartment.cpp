@@ -1,0 +1,44 @@
+#include "sync/ComApartment.h"
+
+#include <objbase.h>
+
+namespace xc::sync {
+
+namespace {
+
+template <class Function>
+Function Lookup(HMODULE module, char const* name) noexcept
+{
+    return module ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name))) : nullptr;
+}
+
+/// COM's library, loaded at the first need so that programs without COM never load it; it stays.
+struct ComLibrary {
+    HMODULE module = ::LoadLibraryExW(L"ole32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    decltype(&::CoInitializeEx) initialize = Lookup<decltype(&::CoInitializeEx)>(module, "CoInitializeEx");
+    decltype(&::CoUninitialize) uninitialize = Lookup<decltype(&::CoUninitialize)>(module, "CoUninitialize");
+};
+
+ComLibrary const& Com() noexcept
+{
+    static ComLibrary const library;
+    return library;
+}
+
+} // namespace
+
+ComApartment::ComApartment(XCComModel model) noexcept
+{
+    if (model != XCComApartmentThreaded && model != XCComMultiThreaded) return;
+    ComLibrary const& com = Com();
+    if (!com.initialize || !com.uninitialize) return;
+    DWORD const apartment = model == XCComApartmentThreaded ? COINIT_APARTMENTTHREADED : COINIT_MULTITHREADED;
+    m_entered = SUCCEEDED(com.initialize(nullptr, apartment));
+}
+
+ComApartment::~ComApartment()
+{
+    if (m_entered) Com().uninitialize();
+}
+
+} // namespace xc::sync

@@ -1,0 +1,54 @@
+#include "sync/KernelLock.h"
+
+#include <XelbrinCore/XCException.h>
+
+#include "win32/UniqueHandle.h"
+
+namespace xc::sync {
+
+namespace {
+
+wchar_t const* NameOrNull(XCString const& name)
+{
+    return name.IsNull() ? nullptr : name.AsWChar();
+}
+
+} // namespace
+
+void* NewMutex(XCString const& name, bool owned)
+{
+    HANDLE const handle = ::CreateMutexW(nullptr, owned, NameOrNull(name));
+    if (!handle) throw XCWindowsLastErrorException();
+    return handle;
+}
+
+void* NewEvent(XCString const& name, bool posted)
+{
+    HANDLE const handle = ::CreateEventW(nullptr, TRUE, posted, NameOrNull(name));
+    if (!handle) throw XCWindowsLastErrorException();
+    return handle;
+}
+
+void Close(void* handle) noexcept
+{
+    win32::UniqueKernelObject const owner(handle);
+}
+
+unsigned int WaitFor(void* handle, unsigned int timeout)
+{
+    DWORD const result = ::WaitForSingleObject(handle, timeout);
+    if (result == WAIT_FAILED) throw XCWindowsLastErrorException();
+    return static_cast<unsigned int>(result);
+}
+
+void TakeMutex(void* mutex)
+{
+    WaitFor(mutex, INFINITE);
+}
+
+void GiveMutex(void* mutex)
+{
+    if (!::ReleaseMutex(mutex)) throw XCWindowsLastErrorException();
+}
+
+} // namespace xc::sync

@@ -1,0 +1,81 @@
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCSync.h>
+
+#include "sync/KernelLock.h"
+
+#include <windows.h>
+
+XCString const XCMutex::defaultValue;
+
+namespace {
+
+/// The name to create an object with. The class statics stand for no name even before they are constructed.
+XCString const& NameOf(XCString const& name)
+{
+    static XCString const unnamed;
+    return &name == &XCMutex::defaultValue || &name == &XCEventSemaphore::defaultValue ? unnamed : name;
+}
+
+} // namespace
+
+XCMutex::XCMutex(XCString const& name, bool owned) : m_handle(xc::sync::NewMutex(NameOf(name), owned)) {}
+
+XCMutex::~XCMutex()
+{
+    xc::sync::Close(m_handle);
+}
+
+bool XCMutex::lock(unsigned int timeout)
+{
+    unsigned int const result = xc::sync::WaitFor(m_handle, timeout);
+    if (result == WAIT_ABANDONED) unlock(); // the wait did take it
+    return result == WAIT_OBJECT_0;
+}
+
+void XCMutex::unlock()
+{
+    xc::sync::GiveMutex(m_handle);
+}
+
+unsigned int xc::sync::Take(XCMutex& mutex)
+{
+    if (!mutex.obtain()) throw XCException(L"XCLockGuard: the mutex was abandoned by its owner");
+    return 1;
+}
+
+XCString const XCEventSemaphore::defaultValue;
+
+XCEventSemaphore::XCEventSemaphore(XCString const& name, bool posted)
+    : m_handle(xc::sync::NewEvent(NameOf(name), posted))
+{
+}
+
+XCEventSemaphore::~XCEventSemaphore()
+{
+    xc::sync::Close(m_handle);
+}
+
+void XCEventSemaphore::post()
+{
+    if (!::SetEvent(m_handle)) throw XCWindowsLastErrorException();
+}
+
+void XCEventSemaphore::reset()
+{
+    if (!::ResetEvent(m_handle)) throw XCWindowsLastErrorException();
+}
+
+void XCEventSemaphore::pulse()
+{
+    if (!::PulseEvent(m_handle)) throw XCWindowsLastErrorException();
+}
+
+unsigned int XCEventSemaphore::wait(unsigned int timeout)
+{
+    return xc::sync::WaitFor(m_handle, timeout);
+}
+
+bool XCEventSemaphore::posted()
+{
+    return wait(0) != WAIT_TIMEOUT;
+}

@@ -1,0 +1,268 @@
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCThread.h>
+
+#include "sync/KernelLock.h"
+#include "sync/ThreadRun.h"
+#include "win32/LastError.h"
+#include "win32/Process.h"
+
+#include <windows.h>
+
+using xc::sync::RegistryAccess;
+using xc::sync::SharedHandle;
+using xc::sync::ThreadEntry;
+
+constinit std::atomic<unsigned long> glbComModel = XCComNone;
+
+XCCallback::~XCCallback() = default;
+
+void XCInitCatchSignal() noexcept
+{
+    ULONG stackBytes = 32 * 1024;
+    ::SetThreadStackGuarantee(&stackBytes);
+}
+
+XCThread::XCThread(XCSmartPtr<XCCallback> callback) : m_callback(std::move(callback)), m_flags(glbComModel) {}
+
+XCThread::~XCThread()
+{
+    if (m_uncounted) xc::sync::ForgetThreadsOf(*this);
+}
+
+XCErrorID XCThread::Start(int priority)
+{
+    return xc::sync::ThreadRun::Start(*this, priority);
+}
+
+void XCThread::Join()
+{
+    if (GetThreadId() == GetCurrentThreadID()) return; // before the section: another Join may hold it for our end
+    XCSmartPtr<XCThread> const keep(NbRef() > 0 ? this : nullptr);
+    XCLockGuard const oneAtATime(m_joinSection);
+    Identity const identity = GetIdentity();
+    if (identity.id == 0 || m_joined) return;
+    // Somebody else may have collected the thread: then its end is all there is to wait for.
+    if (!xc::sync::WaitForRegistered(identity.id, XCInfinite)) xc::sync::WaitFor(identity.handle->value, XCInfinite);
+    XCLockGuard const guard(m_fieldSection);
+    m_joined = m_identity.id == identity.id; // unless it was started again meanwhile
+}
+
+XCThread::Identity XCThread::GetIdentity() const
+{
+    XCLockGuard const guard(m_fieldSection);
+    return m_identity;
+}
+
+void XCThread::Refer(unsigned long id, SharedHandle const& handle) noexcept
+{
+    XCLockGuard const guard(m_fieldSection);
+    m_identity = {id, handle};
+    m_joined = false;
+}
+
+bool XCThread::IsStarted() const noexcept
+{
+    return GetThreadId() != 0;
+}
+
+bool XCThread::IsRunning() const
+{
+    unsigned long const id = GetThreadId();
+    RegistryAccess const registry;
+    ThreadEntry const* const entry = registry.Find(id);
+    return entry && xc::sync::IsAtWork(*entry);
+}
+
+bool XCThread::Exists() const
+{
+    return xc::sync::HandleOf(GetThreadId()) != nullptr;
+}
+
+XCThread_t XCThread::GetThreadId() const noexcept
+{
+    XCLockGuard const guard(m_fieldSection);
+    return {m_identity.id, m_identity.handle ? m_identity.handle->value : nullptr};
+}
+
+void XCThread::AddExitFunction(XCSmartPtr<XCCallback> exitFunction)
+{
+    XCLockGuard const guard(m_fieldSection);
+    m_exitFunctions.push_back(std::move(exitFunction));
+}
+
+XCString XCThread::GetFailure() const
+{
+    XCLockGuard const guard(m_fieldSection);
+    return m_failure;
+}
+
+void XCThread::KeepFailure(XCString const& failure) noexcept
+{
+    XCLockGuard const guard(m_fieldSection);
+    if (m_failure.IsNull()) m_failure = failure;
+}
+
+void XCThread::SetName(XCString const& name)
+{
+    Identity const identity = GetIdentity();
+    if (identity.handle) xc::sync::ThreadRun::Describe(*identity.handle, name);
+    XCLockGuard const guard(m_fieldSection);
+    m_name = name;
+}
+
+XCString XCThread::GetName() const
+{
+    XCLockGuard const guard(m_fieldSection);
+    return m_name;
+}
+
+bool XCThread::SetFlag(int flag)
+{
+    return SetFlag(GetThreadId(), flag);
+}
+
+bool XCThread::IsFlagSet(int flag) const
+{
+    return IsFlagSet(GetThreadId(), flag);
+}
+
+XCErrorID XCThread::SetThreadPriority(int priority)
+{
+    return SetThreadPriority(GetThreadId(), priority);
+}
+
+int XCThread::GetThreadPriority() const
+{
+    return GetThreadPriority(GetThreadId());
+}
+
+// Any thread
+
+void XCThread::WaitForThread(XCThread_t const& thread, int timeout)
+{
+    if (!xc::sync::WaitForRegistered(thread, static_cast<unsigned int>(timeout)))
+        throw XCException(L"Invalid Thread ID");
+}
+
+bool XCThread::DeleteThread(unsigned long id)
+{
+    xc::sync::ThreadNode removed;
+    RegistryAccess const registry;
+    ThreadEntry const* const entry = registry.Find(id);
+    if (!entry || xc::sync::IsAtWork(*entry)) return false;
+    removed = registry.Take(id);
+    return true;
+}
+
+bool XCThread::SetFlag(unsigned long id, int flag)
+{
+    RegistryAccess const registry;
+    ThreadEntry* const entry = registry.Find(id);
+    if (!entry) return false;
+    entry->flags |= static_cast<unsigned long>(flag);
+    return true;
+}
+
+bool XCThread::IsFlagSet(unsigned long id, int flag)
+{
+    RegistryAccess const registry;
+    ThreadEntry const* const entry = registry.Find(id);
+    auto const bits = static_cast<unsigned long>(flag);
+    return entry && bits != 0 && (entry->flags & bits) == bits;
+}
+
+namespace {
+
+/// Calls `use` with the handle of a registered thread or of the calling one.
+template <class Use>
+auto WithHandle(unsigned long id, Use use)
+{
+    SharedHandle const shared = xc::sync::HandleOf(id);
+    if (!shared && id != xc::win32::ThreadId()) ::SetLastError(ERROR_INVALID_THREAD_ID);
+    if (shared) return use(shared->value);
+    return use(id == xc::win32::ThreadId() ? ::GetCurrentThread() : nullptr);
+}
+
+} // namespace
+
+XCErrorID XCThread::SetThreadPriority(XCThread_t const& thread, int priority)
+{
+    return WithHandle(thread, [priority](HANDLE handle) -> XCErrorID {
+        if (handle && ::SetThreadPriority(handle, priority)) return XCErrorID::Success;
+        return xc::sync::LastErrorID();
+    });
+}
+
+int XCThread::GetThreadPriority(XCThread_t const& thread)
+{
+    return WithHandle(thread, [](HANDLE handle) {
+        return handle ? ::GetThreadPriority(handle) : static_cast<int>(THREAD_PRIORITY_ERROR_RETURN);
+    });
+}
+
+// The calling thread
+
+XCThread_t XCThread::GetCurrentThreadID() noexcept
+{
+    XCThread const* const own = GetCurrentThreadP();
+    return {xc::win32::ThreadId(), own ? own->GetThreadId().GetHandle() : nullptr};
+}
+
+XCThread* XCThread::GetCurrentThreadP() noexcept
+{
+    return static_cast<XCThread*>(Get(tlsDataIndex));
+}
+
+void XCThread::Sleep(unsigned int milliseconds) noexcept
+{
+    ::Sleep(milliseconds);
+}
+
+void XCThread::yield() noexcept
+{
+    ::SwitchToThread();
+}
+
+// COM of new threads
+
+void XCThread::InitializeCOM(ComModel model) noexcept
+{
+    glbComModel = model;
+}
+
+void XCThread::InitializeCOM(bool singleThreaded) noexcept
+{
+    InitializeCOM(singleThreaded ? XCComApartmentThreaded : XCComMultiThreaded);
+}
+
+bool XCThread::IsSingleThreadedCOMApartment() noexcept
+{
+    return (glbComModel & 0xF) == XCComApartmentThreaded;
+}
+
+// Thread-local slots
+
+unsigned long const XCThread::tlsDataIndex = ::TlsAlloc();
+
+unsigned long XCThread::AllocateThreadKey()
+{
+    unsigned long const key = ::TlsAlloc();
+    if (key == TLS_OUT_OF_INDEXES) throw XCWindowsLastErrorException();
+    return key;
+}
+
+void XCThread::ReleaseThreadKey(unsigned long& key) noexcept
+{
+    ::TlsFree(std::exchange(key, TLS_OUT_OF_INDEXES));
+}
+
+void* XCThread::Get(unsigned long key) noexcept
+{
+    xc::win32::KeepLastError const keep;
+    return ::TlsGetValue(key);
+}
+
+void XCThread::Set(unsigned long key, void* value)
+{
+    if (!::TlsSetValue(key, value)) throw XCWindowsLastErrorException();
+}

@@ -1,0 +1,758 @@
+#include "text/PrintFormat.h"
+
+#include "text/StringAccess.h"
+#include "text/Units.h"
+#include "text/Utf8.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <type_traits>
+
+namespace xc::text {
+
+namespace {
+
+enum FormatFlag : std::uint8_t {
+    kAlternate = 1,
+    kLeft = 2,
+    kPlus = 4,
+    kZero = 8,
+    kBlank = 16,
+    kStarWidth = 32,
+    kStarPrecision = 64
+};
+
+constexpr std::wstring_view kNullText = L"(null)";
+
+std::size_t LengthUpTo(wchar_t const* text, std::size_t limit) noexcept
+{
+    std::size_t n = 0;
+    while (n < limit && text[n] != L'\0') ++n;
+    return n;
+}
+
+std::size_t LengthUpTo(char const* text, std::size_t limit) noexcept
+{
+    if (limit == XCString::npos) return std::strlen(text);
+    void const* const end = std::memchr(text, 0, limit);
+    return end ? static_cast<std::size_t>(static_cast<char const*>(end) - text) : limit;
+}
+
+bool IsWideConversion(wchar_t letter, FormatSize size) noexcept
+{
+    bool const capital = letter == L'S' || letter == L'C';
+    if (size == FormatSize::Short) return false;
+    return size == FormatSize::Long || !capital;
+}
+
+} // namespace
+
+// Values --------------------------------------------------------------------------------------------------------
+
+FormatValue FormatValue::Signed(std::int64_t value) noexcept
+{
+    return {Kind::Signed, {.asSigned = value}, 0};
+}
+FormatValue FormatValue::Unsigned(std::uint64_t value) noexcept
+{
+    return {Kind::Unsigned, {.asUnsigned = value}, 0};
+}
+FormatValue FormatValue::Double(double value) noexcept
+{
+    return {Kind::Double, {.asDouble = value}, 0};
+}
+FormatValue FormatValue::Wide(std::wstring_view text) noexcept
+{
+    return {Kind::Wide, {.pointer = text.data()}, text.size()};
+}
+FormatValue FormatValue::Narrow(std::string_view text) noexcept
+{
+    return {Kind::Narrow, {.pointer = text.data()}, text.size()};
+}
+FormatValue FormatValue::Pointer(void const* value) noexcept
+{
+    return {Kind::Pointer, {.pointer = value}, 0};
+}
+
+ArgumentListSource::ArgumentListSource(va_list arguments)
+{
+    va_copy(m_arguments, arguments);
+}
+
+ArgumentListSource::~ArgumentListSource()
+{
+    va_end(m_arguments);
+}
+
+FormatValue ArgumentListSource::NextText(bool wide, std::size_t limit)
+{
+    if (wide) {
+        auto const* const text = va_arg(m_arguments, wchar_t const*);
+        return FormatValue::Wide(text ? std::wstring_view(text, LengthUpTo(text, limit)) : std::wstring_view());
+    }
+    auto const* const text = va_arg(m_arguments, char const*);
+    return FormatValue::Narrow(text ? std::string_view(text, LengthUpTo(text, limit)) : std::string_view());
+}
+
+FormatValue ArgumentListSource::Next(Conversion const& wanted)
+{
+    switch (wanted.letter) {
+    case L's':
+    case L'S': return NextText(IsWideConversion(wanted.letter, wanted.size), wanted.limit);
+    case L'c':
+    case L'C':
+    case L'*': return FormatValue::Signed(va_arg(m_arguments, int));
+    case L'p':
+    case L'n': return FormatValue::Pointer(va_arg(m_arguments, void const*));
+    case L'd':
+    case L'i':
+        if (wanted.size == FormatSize::Bits64) return FormatValue::Signed(va_arg(m_arguments, std::int64_t));
+        break;
+    case L'u':
+    case L'o':
+    case L'x':
+    case L'X':
+        if (wanted.size == FormatSize::Bits64) return FormatValue::Unsigned(va_arg(m_arguments, std::uint64_t));
+        break;
+    default: return FormatValue::Double(va_arg(m_arguments, double));
+    }
+    auto const value = static_cast<std::int32_t>(va_arg(m_arguments, int));
+    bool const isSigned = wanted.letter == L'd' || wanted.letter == L'i';
+    if (wanted.size == FormatSize::Byte) {
+        return isSigned ? FormatValue::Signed(static_cast<std::int8_t>(value))
+                        : FormatValue::Unsigned(static_cast<std::uint8_t>(value));
+    }
+    if (wanted.size == FormatSize::Short) {
+        return isSigned ? FormatValue::Signed(static_cast<std::int16_t>(value))
+                        : FormatValue::Unsigned(static_cast<std::uint16_t>(value));
+    }
+    return isSigned ? FormatValue::Signed(value) : FormatValue::Unsigned(static_cast<std::uint32_t>(value));
+}
+
+FormatValue ValueListSource::Next(Conversion const&)
+{
+    return m_next < m_values.size() ? m_values[m_next++] : FormatValue{};
+}
+
+// Reading -------------------------------------------------------------------------------------------------------
+
+/// Turns a format into the pieces of a plan.
+class FormatReader {
+public:
+    FormatReader(FormatPlan& plan, FormatSource& source, std::uint32_t fieldLimit) noexcept
+        : m_plan(plan), m_source(source), m_fieldLimit(std::min(fieldLimit, kFormatNoLimit))
+    {
+    }
+
+    void Read(wchar_t const* format)
+    {
+        wchar_t const* literal = format;
+        while (*format != L'\0') {
+            if (*format != L'%') {
+                ++format;
+                continue;
+            }
+            AddLiteral(literal, format);
+            if (format[1] == L'%') {
+                literal = format + 1; // the second of the two belongs to the text
+                format += 2;
+                continue;
+            }
+            format = ReadConversion(format);
+            literal = format;
+        }
+        AddLiteral(literal, format);
+    }
+
+private:
+    using Piece = FormatPlan::Piece;
+
+    void AddLiteral(wchar_t const* begin, wchar_t const* end)
+    {
+        if (begin == end) return;
+        Piece piece{};
+        piece.source = begin;
+        piece.sourceLength = static_cast<std::size_t>(end - begin);
+        m_plan.Add(piece);
+    }
+
+    /// From a "%" to the unit after its conversion, or after what can be none.
+    wchar_t const* ReadConversion(wchar_t const* begin)
+    {
+        Piece piece{};
+        wchar_t const* at = ReadPrecision(ReadFlagsAndWidth(begin + 1, piece), piece);
+        at = ReadSize(at, piece);
+        if (!IsLetter(*at)) {
+            AddLiteral(begin, at);
+            return at;
+        }
+        piece.letter = *at++;
+        piece.source = begin;
+        piece.sourceLength = static_cast<std::size_t>(at - begin);
+        TakeValues(piece);
+        if (piece.letter != L'n') m_plan.Add(piece);
+        return at;
+    }
+
+    static bool IsLetter(wchar_t unit) noexcept
+    {
+        return unit != L'\0' && std::wstring_view(L"diuoxXcCsSpeEfgGaAn").find(unit) != std::wstring_view::npos;
+    }
+
+    static std::uint8_t FlagOf(wchar_t unit) noexcept
+    {
+        switch (unit) {
+        case L'#': return kAlternate;
+        case L'-': return kLeft;
+        case L'+': return kPlus;
+        case L'0': return kZero;
+        case L' ': return kBlank;
+        case L'*': return kStarWidth;
+        default: return 0;
+        }
+    }
+
+    /// Digits as a number, held at the largest value when there are too many.
+    static wchar_t const* ReadDigits(wchar_t const* at, std::uint32_t& value) noexcept
+    {
+        std::uint64_t sum = 0;
+        for (; IsDigit(*at); ++at) sum = std::min<std::uint64_t>(sum * 10 + (ToUint(*at) - L'0'), kFormatNoLimit);
+        value = static_cast<std::uint32_t>(sum);
+        return at;
+    }
+
+    wchar_t const* ReadFlagsAndWidth(wchar_t const* at, Piece& piece) const noexcept
+    {
+        for (std::uint8_t flag = FlagOf(*at); flag != 0; flag = FlagOf(*++at)) piece.flags |= flag;
+        at = ReadDigits(at, piece.width);
+        piece.width = std::min(piece.width, m_fieldLimit);
+        return at;
+    }
+
+    wchar_t const* ReadPrecision(wchar_t const* at, Piece& piece) const noexcept
+    {
+        piece.precision = -1;
+        if (*at != L'.') return at;
+        if (*++at == L'*') {
+            piece.flags |= kStarPrecision;
+            return at + 1;
+        }
+        std::uint32_t digits = 0;
+        at = ReadDigits(at, digits);
+        piece.precision = static_cast<std::int32_t>(std::min(digits, m_fieldLimit));
+        return at;
+    }
+
+    static wchar_t const* ReadSize(wchar_t const* at, Piece& piece) noexcept
+    {
+        for (;; ++at) {
+            switch (*at) {
+            case L'h': piece.size = piece.size == FormatSize::Short ? FormatSize::Byte : FormatSize::Short; break;
+            case L'l': piece.size = piece.size == FormatSize::Long ? FormatSize::Bits64 : FormatSize::Long; break;
+            case L'w': piece.size = FormatSize::Long; break;
+            case L'j':
+            case L'z':
+            case L't': piece.size = FormatSize::Bits64; break;
+            case L'I':
+                piece.size = FormatSize::Bits64;
+                if (at[1] == L'3' && at[2] == L'2') piece.size = FormatSize::Default;
+                if (piece.size == FormatSize::Default || (at[1] == L'6' && at[2] == L'4')) at += 2;
+                break;
+            case L'F':
+            case L'L':
+            case L'N': break;
+            default: return at;
+            }
+        }
+    }
+
+    /// The number that a '*' takes from the arguments; anything but a number counts as 0.
+    std::int64_t TakeNumber()
+    {
+        FormatValue const value = m_source.Next({L'*', FormatSize::Default, XCString::npos});
+        std::int64_t const limit = m_fieldLimit;
+        if (value.kind == FormatValue::Kind::Signed) return std::clamp(value.asSigned, -limit, limit);
+        if (value.kind == FormatValue::Kind::Unsigned)
+            return static_cast<std::int64_t>(std::min<std::uint64_t>(value.asUnsigned, m_fieldLimit));
+        return 0;
+    }
+
+    void TakeValues(Piece& piece)
+    {
+        if ((piece.flags & kStarWidth) != 0) {
+            std::int64_t const width = TakeNumber();
+            if (width < 0) piece.flags |= kLeft;
+            piece.width = std::max(piece.width, static_cast<std::uint32_t>(width < 0 ? -width : width));
+        }
+        if ((piece.flags & kStarPrecision) != 0)
+            piece.precision = static_cast<std::int32_t>(std::max<std::int64_t>(TakeNumber(), -1));
+        std::size_t const limit = piece.precision < 0 ? XCString::npos : static_cast<std::size_t>(piece.precision);
+        piece.value = m_source.Next({piece.letter, piece.size, limit});
+    }
+
+    FormatPlan& m_plan;
+    FormatSource& m_source;
+    std::uint32_t m_fieldLimit;
+};
+
+FormatPlan::FormatPlan(wchar_t const* format, FormatSource& source, std::uint32_t fieldLimit)
+{
+    if (format) FormatReader(*this, source, fieldLimit).Read(format);
+}
+
+void FormatPlan::Add(Piece const& piece)
+{
+    m_bound += BoundOf(piece); // each is far below 2^64 / 2^32 pieces
+    if (m_bound > XCString::kMaxLength) throw std::length_error("format: the result would be too long");
+    if (m_count < kInlinePieces)
+        m_inline[m_count] = piece;
+    else
+        m_more.push_back(piece);
+    ++m_count;
+}
+
+bool FormatPlan::RefersTo(void const* begin, void const* end) const noexcept
+{
+    std::less<> const before;
+    auto const overlaps = [&](void const* from, std::size_t bytes) {
+        return before(from, end) && before(begin, static_cast<char const*>(from) + bytes);
+    };
+    for (std::size_t i = 0; i < m_count; ++i) {
+        Piece const& piece = At(i);
+        std::size_t const unit = piece.value.kind == FormatValue::Kind::Wide ? sizeof(wchar_t) : 1;
+        if (overlaps(piece.source, piece.sourceLength * sizeof(wchar_t))) return true;
+        if (piece.letter != 0 && piece.value.IsText() && overlaps(piece.value.pointer, piece.value.length * unit))
+            return true;
+    }
+    return false;
+}
+
+// The bound -----------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr std::size_t kIntegerAllowance = 32;
+constexpr std::size_t kDoubleAllowance = 128;
+
+/// Digits before the point of a double in fixed form, at most.
+std::size_t WholeDigits(double value) noexcept
+{
+    if (!std::isfinite(value)) return 0;
+    auto const exponent = static_cast<int>((std::bit_cast<std::uint64_t>(value) >> 52) & 0x7FF) - 1023;
+    return exponent > 0 ? static_cast<std::size_t>(exponent) / 3 + 2 : 1; // log10(2) is below a third
+}
+
+std::size_t LengthOfText(FormatValue const& value) noexcept
+{
+    return value.pointer ? value.length : kNullText.size();
+}
+
+} // namespace
+
+std::size_t FormatPlan::BoundOf(Piece const& piece) noexcept
+{
+    if (piece.letter == 0) return piece.sourceLength;
+    std::size_t const precision = piece.precision < 0 ? 0 : static_cast<std::size_t>(piece.precision);
+    std::size_t bound = 0;
+    switch (piece.value.kind) {
+    case FormatValue::Kind::None: bound = piece.sourceLength; break;
+    case FormatValue::Kind::Wide:
+    case FormatValue::Kind::Narrow: bound = LengthOfText(piece.value); break;
+    case FormatValue::Kind::Signed:
+    case FormatValue::Kind::Unsigned:
+    case FormatValue::Kind::Pointer: bound = kIntegerAllowance + precision; break;
+    case FormatValue::Kind::Double: bound = kDoubleAllowance + WholeDigits(piece.value.asDouble) + precision; break;
+    }
+    return std::max<std::size_t>(bound, piece.width);
+}
+
+// Writing -------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// The parts of a number, in the order in which they are written.
+struct NumberField {
+    char prefix[4]; ///< sign, "0x"
+    std::size_t prefixLength = 0;
+    std::size_t leadingZeros = 0;
+    std::string_view digits;
+    std::size_t trailingZeros = 0;
+    std::string_view exponent;
+    bool padWithZeros = false;
+
+    void AddPrefix(char unit) noexcept { prefix[prefixLength++] = unit; }
+    [[nodiscard]] std::size_t Length() const noexcept
+    {
+        return prefixLength + leadingZeros + digits.size() + trailingZeros + exponent.size();
+    }
+};
+
+/// All decimals that a double can have in fixed form, and its digits before the point.
+constexpr std::int32_t kMostDecimals = 1074;
+constexpr std::size_t kDoubleBuffer = 1536;
+
+void AddSign(NumberField& field, bool negative, std::uint8_t flags) noexcept
+{
+    if (negative)
+        field.AddPrefix('-');
+    else if ((flags & kPlus) != 0)
+        field.AddPrefix('+');
+    else if ((flags & kBlank) != 0)
+        field.AddPrefix(' ');
+}
+
+void MakeUpper(char* begin, char const* end) noexcept
+{
+    for (; begin != end; ++begin)
+        if (*begin >= 'a' && *begin <= 'z') *begin = static_cast<char>(*begin - ('a' - 'A'));
+}
+
+/// A finite, non-negative double in one of the forms of printf.
+class DoubleText {
+public:
+    DoubleText(double value, char form, std::int32_t precision, bool alternate) noexcept
+        : m_value(value), m_precision(precision), m_alternate(alternate)
+    {
+        switch (form) {
+        case 'f': MakeFixed(precision < 0 ? 6 : precision); break;
+        case 'e': MakeScientific(precision < 0 ? 6 : precision); break;
+        case 'a': MakeHex(); break;
+        default: MakeGeneral(precision < 0 ? 6 : std::max(precision, 1)); break;
+        }
+    }
+
+    char* Begin() noexcept { return m_buffer; }
+    char const* End() const noexcept { return m_end; }
+    void MoveTo(NumberField& field) const noexcept
+    {
+        field.digits = {m_buffer, static_cast<std::size_t>(m_exponent - m_buffer)};
+        field.trailingZeros = static_cast<std::size_t>(m_zeros);
+        field.exponent = {m_exponent, static_cast<std::size_t>(m_end - m_exponent)};
+    }
+
+private:
+    void Set(std::to_chars_result written, char exponentMark) noexcept
+    {
+        m_end = written.ptr;
+        m_exponent = exponentMark == 0 ? m_end : std::find(m_buffer, m_end, exponentMark);
+    }
+    /// With "#" a number has a point also when no decimal follows.
+    void AddPoint() noexcept
+    {
+        if (!m_alternate || std::find(m_buffer, m_exponent, '.') != m_exponent) return;
+        std::memmove(m_exponent + 1, m_exponent, static_cast<std::size_t>(m_end - m_exponent));
+        *m_exponent++ = '.';
+        ++m_end;
+    }
+    void MakeFixed(std::int32_t precision) noexcept
+    {
+        std::int32_t const written = std::min(precision, kMostDecimals);
+        Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::fixed, written), 0);
+        m_zeros = precision - written;
+        AddPoint();
+    }
+    void MakeScientific(std::int32_t precision) noexcept
+    {
+        std::int32_t const written = std::min(precision, kMostDecimals);
+        Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::scientific, written),
+            'e');
+        m_zeros = precision - written;
+        AddPoint();
+    }
+    void MakeGeneral(std::int32_t precision) noexcept
+    {
+        if (!m_alternate) {
+            std::int32_t const written = std::min(precision, kMostDecimals);
+            Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::general, written),
+                'e');
+            return;
+        }
+        // "#" keeps the zeros at the end: the form is chosen by the rounded exponent, as the C language says.
+        MakeScientific(precision - 1);
+        int exponent = 0;
+        char const* digits = m_exponent + (m_exponent[1] == '+' ? 2 : 1);
+        std::from_chars(digits, m_end, exponent);
+        if (exponent < -4 || exponent >= precision) return;
+        MakeFixed(precision - 1 - exponent);
+    }
+    void MakeHex() noexcept
+    {
+        constexpr std::int32_t kHexDigits = 13;
+        char* const limit = m_buffer + kDoubleBuffer - 1;
+        std::int32_t const written = std::min(m_precision, kHexDigits);
+        Set(written < 0 ? std::to_chars(m_buffer, limit, m_value, std::chars_format::hex)
+                        : std::to_chars(m_buffer, limit, m_value, std::chars_format::hex, written),
+            'p');
+        m_zeros = std::max(m_precision - written, 0);
+        AddPoint();
+    }
+
+    double m_value;
+    std::int32_t m_precision;
+    bool m_alternate;
+    std::int32_t m_zeros = 0;
+    char* m_end = m_buffer;
+    char* m_exponent = m_buffer;
+    char m_buffer[kDoubleBuffer];
+};
+
+} // namespace
+
+/// Writes the pieces of a plan into a buffer and never past its end.
+class FormatPlan::Writer {
+public:
+    Writer(wchar_t* buffer, std::size_t capacity) noexcept : m_at(buffer), m_end(buffer + capacity) {}
+    [[nodiscard]] wchar_t* At() const noexcept { return m_at; }
+
+    void Put(std::wstring_view text) noexcept
+    {
+        std::size_t const n = std::min(text.size(), Room());
+        if (n != 0) std::memcpy(m_at, text.data(), n * sizeof(wchar_t));
+        m_at += n;
+    }
+
+    void PutConversion(Piece const& piece) noexcept
+    {
+        switch (piece.value.kind) {
+        case FormatValue::Kind::None: Put({piece.source, piece.sourceLength}); break;
+        case FormatValue::Kind::Wide: PutWide(piece); break;
+        case FormatValue::Kind::Narrow: PutNarrow(piece); break;
+        case FormatValue::Kind::Signed:
+        case FormatValue::Kind::Unsigned: PutIntegerOrUnit(piece); break;
+        case FormatValue::Kind::Pointer: PutPointer(piece); break;
+        case FormatValue::Kind::Double: PutDouble(piece); break;
+        }
+    }
+
+private:
+    [[nodiscard]] std::size_t Room() const noexcept { return static_cast<std::size_t>(m_end - m_at); }
+
+    void Fill(wchar_t unit, std::size_t count) noexcept { m_at = std::fill_n(m_at, std::min(count, Room()), unit); }
+
+    void PutAscii(std::string_view text) noexcept
+    {
+        std::size_t const n = std::min(text.size(), Room());
+        for (std::size_t i = 0; i < n; ++i) m_at[i] = static_cast<wchar_t>(text[i]);
+        m_at += n;
+    }
+
+    void PutPadded(std::wstring_view text, Piece const& piece) noexcept
+    {
+        std::size_t const blanks = piece.width > text.size() ? piece.width - text.size() : 0;
+        bool const left = (piece.flags & kLeft) != 0;
+        if (!left) Fill(L' ', blanks);
+        Put(text);
+        if (left) Fill(L' ', blanks);
+    }
+
+    static std::size_t CutLength(Piece const& piece, std::size_t length) noexcept
+    {
+        bool const cut = piece.precision >= 0 && (piece.letter == L's' || piece.letter == L'S');
+        return cut ? std::min(length, static_cast<std::size_t>(piece.precision)) : length;
+    }
+
+    void PutWide(Piece const& piece) noexcept
+    {
+        std::wstring_view const text = piece.value.pointer ? piece.value.WideText() : kNullText;
+        PutPadded(text.substr(0, CutLength(piece, text.size())), piece);
+    }
+
+    void PutNarrow(Piece const& piece) noexcept
+    {
+        if (!piece.value.pointer) {
+            PutPadded(kNullText.substr(0, CutLength(piece, kNullText.size())), piece);
+            return;
+        }
+        std::string_view bytes = piece.value.NarrowText();
+        bytes = bytes.substr(0, CutLength(piece, bytes.size()));
+        std::size_t const cut = bytes.size() > Room() ? bytes.size() - Room() : 0; // where the buffer ends the result
+        bytes.remove_suffix(cut);
+        wchar_t* const begin = m_at;
+        std::size_t units = DecodeUtf8Leniently(begin, bytes);
+        std::size_t const blanks = piece.width > units + cut ? piece.width - units - cut : 0;
+        if ((piece.flags & kLeft) != 0) {
+            m_at += units;
+            Fill(L' ', blanks);
+            return;
+        }
+        std::size_t const shift = std::min(blanks, Room());
+        units = std::min(units, Room() - shift);
+        std::memmove(begin + shift, begin, units * sizeof(wchar_t));
+        Fill(L' ', shift);
+        m_at += units;
+    }
+
+    void PutNumber(NumberField& field, Piece const& piece) noexcept
+    {
+        std::size_t const length = field.Length();
+        std::size_t const blanks = piece.width > length ? piece.width - length : 0;
+        bool const left = (piece.flags & kLeft) != 0;
+        bool const zeros = field.padWithZeros && !left;
+        if (zeros) field.leadingZeros += blanks;
+        if (!left && !zeros) Fill(L' ', blanks);
+        PutAscii({field.prefix, field.prefixLength});
+        Fill(L'0', field.leadingZeros);
+        PutAscii(field.digits);
+        Fill(L'0', field.trailingZeros);
+        PutAscii(field.exponent);
+        if (left) Fill(L' ', blanks);
+    }
+
+    void PutIntegerOrUnit(Piece const& piece) noexcept
+    {
+        bool const integer = std::wstring_view(L"diuoxX").find(piece.letter) != std::wstring_view::npos;
+        if (piece.letter == L'c' || piece.letter == L'C') {
+            bool const wide = IsWideConversion(piece.letter, piece.size);
+            auto const unit =
+                static_cast<wchar_t>(wide ? piece.value.asUnsigned & 0xFFFF : piece.value.asUnsigned & 0xFF);
+            PutPadded({&unit, 1}, piece);
+        } else if (piece.letter == L'p') {
+            PutPointer(piece);
+        } else if (integer) {
+            PutInteger(piece);
+        } else {
+            Piece plain = piece; // no conversion of integers: the digits alone
+            plain.precision = -1;
+            plain.flags &= kLeft;
+            PutInteger(plain);
+        }
+    }
+
+    /// A negative number under %u, %x or %o: its bits in the width that the conversion names, when they fit.
+    static std::uint64_t BitsOf(std::int64_t value, FormatSize size) noexcept
+    {
+        auto const bits = static_cast<std::uint64_t>(value);
+        if (size == FormatSize::Byte && value >= INT8_MIN) return bits & 0xFF;
+        if (size == FormatSize::Short && value >= INT16_MIN) return bits & 0xFFFF;
+        return size != FormatSize::Bits64 && value >= INT32_MIN ? bits & 0xFFFFFFFF : bits;
+    }
+
+    void PutInteger(Piece const& piece) noexcept
+    {
+        bool const hex = piece.letter == L'x' || piece.letter == L'X';
+        bool const octal = piece.letter == L'o';
+        bool const plain = hex || octal || piece.letter == L'u';
+        bool const isSigned = piece.value.kind == FormatValue::Kind::Signed;
+        bool const negative = isSigned && piece.value.asSigned < 0;
+        std::uint64_t magnitude = piece.value.asUnsigned;
+        if (negative) magnitude = plain ? BitsOf(piece.value.asSigned, piece.size) : 0 - magnitude;
+        NumberField field;
+        if (!plain) AddSign(field, negative, piece.flags);
+        char buffer[32];
+        PutDigits(field, magnitude, hex ? 16 : octal ? 8 : 10, piece, buffer);
+    }
+
+    void PutDigits(NumberField& field, std::uint64_t magnitude, int base, Piece const& piece,
+                   char (&buffer)[32]) noexcept
+    {
+        char* end = std::to_chars(buffer, buffer + sizeof buffer, magnitude, base).ptr;
+        if (piece.precision == 0 && magnitude == 0) end = buffer;
+        if (piece.letter == L'X') MakeUpper(buffer, end);
+        field.digits = {buffer, static_cast<std::size_t>(end - buffer)};
+        if (piece.precision >= 0 && static_cast<std::size_t>(piece.precision) > field.digits.size())
+            field.leadingZeros = static_cast<std::size_t>(piece.precision) - field.digits.size();
+        if ((piece.flags & kAlternate) != 0) {
+            if (base == 8 && field.leadingZeros == 0 && (magnitude != 0 || piece.precision == 0))
+                field.leadingZeros = 1;
+            if (base == 16 && magnitude != 0) {
+                field.AddPrefix('0');
+                field.AddPrefix(piece.letter == L'X' ? 'X' : 'x');
+            }
+        }
+        field.padWithZeros = (piece.flags & kZero) != 0 && piece.precision < 0;
+        PutNumber(field, piece);
+    }
+
+    /// Sixteen digits, as the runtime library of the platform writes addresses.
+    void PutPointer(Piece const& piece) noexcept
+    {
+        constexpr std::size_t kDigits = 16;
+        char buffer[kDigits];
+        auto const bits = piece.value.asUnsigned;
+        for (std::size_t i = 0; i < kDigits; ++i) buffer[i] = "0123456789ABCDEF"[(bits >> (60 - 4 * i)) & 15];
+        NumberField field;
+        field.digits = {buffer, kDigits};
+        PutNumber(field, piece);
+    }
+
+    void PutDouble(Piece const& piece) noexcept
+    {
+        double const value = piece.value.asDouble;
+        NumberField field;
+        bool const isNumber = !std::isnan(value);
+        AddSign(field, isNumber && std::signbit(value), piece.flags);
+        bool const upper = piece.letter == L'E' || piece.letter == L'G' || piece.letter == L'A';
+        auto const form = static_cast<char>(piece.letter | 0x20);
+        if (!std::isfinite(value)) {
+            field.digits = isNumber ? (upper ? "INF" : "inf") : (upper ? "NAN" : "nan");
+            PutNumber(field, piece);
+        } else if (form == 'e' || form == 'f' || form == 'g' || form == 'a') {
+            DoubleText text(std::fabs(value), form, piece.precision, (piece.flags & kAlternate) != 0);
+            if (upper) MakeUpper(text.Begin(), text.End());
+            text.MoveTo(field);
+            if (form == 'a') {
+                field.AddPrefix('0');
+                field.AddPrefix(upper ? 'X' : 'x');
+            }
+            field.padWithZeros = (piece.flags & kZero) != 0;
+            PutNumber(field, piece);
+        } else {
+            char buffer[32]; // no conversion of doubles: the shortest text that reads back the same
+            char* const end = std::to_chars(buffer, buffer + sizeof buffer, std::fabs(value)).ptr;
+            field.digits = {buffer, static_cast<std::size_t>(end - buffer)};
+            PutNumber(field, piece);
+        }
+    }
+
+    wchar_t* m_at;
+    wchar_t* m_end;
+};
+
+std::size_t FormatPlan::Write(wchar_t* buffer, std::size_t capacity) const noexcept
+{
+    Writer writer(buffer, capacity);
+    for (std::size_t i = 0; i < m_count; ++i) {
+        Piece const& piece = At(i);
+        if (piece.letter == 0)
+            writer.Put({piece.source, piece.sourceLength});
+        else
+            writer.PutConversion(piece);
+    }
+    return static_cast<std::size_t>(writer.At() - buffer);
+}
+
+void FormatInto(XCString& result, wchar_t const* format, FormatSource& source, std::uint32_t fieldLimit)
+{
+    FormatPlan const plan(format, source, fieldLimit);
+    std::size_t const bound = plan.GetUpperBound();
+    auto const write = [&](XCString& target) {
+        StringAccess::SetLength(target, plan.Write(StringAccess::Units(target), bound));
+    };
+    if (bound == 0) {
+        result.Clear();
+    } else if (StringAccess::CanWrite(result, bound) && !plan.RefersTo(result.begin(), result.end())) {
+        write(result);
+    } else {
+        XCString fresh;
+        fresh.Reserve(bound);
+        write(fresh);
+        result.Swap(fresh);
+    }
+}
+
+std::size_t FormatInto(wchar_t* buffer, std::size_t capacity, wchar_t const* format, FormatSource& source,
+                       std::uint32_t fieldLimit)
+{
+    std::size_t length = FormatPlan(format, source, fieldLimit).Write(buffer, capacity - 1);
+    bool const full = length == capacity - 1;
+    if (full && length != 0 && IsHighSurrogate(buffer[length - 1])) --length;
+    buffer[length] = L'\0';
+    return length;
+}
+
+} // namespace xc::text

@@ -1,0 +1,26 @@
+// StringAccess.h - the one back door into XCString's block, for code that writes a text in place.
+#pragma once
+
+#include <XelbrinCore/XCString.h>
+
+namespace xc::text {
+
+struct StringAccess {
+    /// Whether n units can be written into the block as it stands: large enough, and nobody else sees it.
+    static bool CanWrite(XCString const& text, std::size_t n) noexcept
+    {
+        return n <= text.m_data->capacity && !text.IsShared();
+    }
+    /// The units of a string that nobody shares.
+    static wchar_t* Units(XCString& text) noexcept { return text.m_data->Text(); }
+    /// Ends the text after n written units; an empty text goes back to the empty block.
+    static void SetLength(XCString& text, std::size_t n) noexcept
+    {
+        if (n == 0)
+            text.Clear();
+        else
+            text.SetLength(n);
+    }
+};
+
+} // namespace xc::text

@@ -1,0 +1,264 @@
+#include "text/Utf8.h"
+
+#include "text/StringAccess.h"
+#include "text/Units.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <emmintrin.h>
+
+namespace xc::text {
+
+namespace {
+
+constexpr std::size_t kBlock = 16; // units or bytes a vector step handles
+
+unsigned char ByteAt(std::string_view bytes, std::size_t i) noexcept
+{
+    return static_cast<unsigned char>(bytes[i]);
+}
+
+__m128i LoadBlock(void const* from) noexcept
+{
+    return _mm_loadu_si128(static_cast<__m128i const*>(from));
+}
+
+/// Copies ASCII units while they come in whole blocks; returns how many.
+std::size_t NarrowAsciiRun(char* out, wchar_t const* units, std::size_t n) noexcept
+{
+    std::size_t i = 0;
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
+    for (; n - i >= kBlock; i += kBlock) {
+        __m128i const a = LoadBlock(units + i);
+        __m128i const b = LoadBlock(units + i + kBlock / 2);
+        __m128i const rest = _mm_and_si128(_mm_or_si128(a, b), high);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));
+    }
+    for (; i < n && ToUint(units[i]) < 0x80; ++i) out[i] = static_cast<char>(units[i]);
+    return i;
+}
+
+/// Widens ASCII bytes while they come in whole blocks; returns how many.
+std::size_t WidenAsciiRun(wchar_t* out, char const* bytes, std::size_t n) noexcept
+{
+    std::size_t i = 0;
+    __m128i const zero = _mm_setzero_si128();
+    for (; n - i >= kBlock; i += kBlock) {
+        __m128i const block = LoadBlock(bytes + i);
+        if (_mm_movemask_epi8(block) != 0) break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(block, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + kBlock / 2), _mm_unpackhi_epi8(block, zero));
+    }
+    for (; i < n && static_cast<unsigned char>(bytes[i]) < 0x80; ++i) out[i] = static_cast<wchar_t>(bytes[i]);
+    return i;
+}
+
+char* PutSequence(char* out, std::uint32_t code) noexcept
+{
+    auto const tail = [code](int shift) { return static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
+    if (code < 0x800) {
+        *out++ = static_cast<char>(0xC0 | (code >> 6));
+    } else {
+        if (code < 0x10000) {
+            *out++ = static_cast<char>(0xE0 | (code >> 12));
+        } else {
+            *out++ = static_cast<char>(0xF0 | (code >> 18));
+            *out++ = tail(12);
+        }
+        *out++ = tail(6);
+    }
+    *out++ = tail(0);
+    return out;
+}
+
+/// The code point of the pair at i, or U+FFFD for an unpaired surrogate; `i` moves past what was read.
+std::uint32_t TakeSurrogates(std::wstring_view text, std::size_t& i) noexcept
+{
+    wchar_t const first = text[i++];
+    if (!IsHighSurrogate(first) || i == text.size() || !IsLowSurrogate(text[i])) return 0xFFFD;
+    return 0x10000 + ((ToUint(first) - 0xD800) << 10) + (ToUint(text[i++]) - 0xDC00);
+}
+
+bool IsTail(unsigned char byte) noexcept
+{
+    return (byte & 0xC0) == 0x80;
+}
+
+/// The length of the well-formed sequence of two to four bytes at i, and its code point; 0 when there is none.
+std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint32_t& code) noexcept
+{
+    unsigned char const lead = ByteAt(bytes, i);
+    std::size_t const left = bytes.size() - i;
+    if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(ByteAt(bytes, i + 1))) return 0;
+    std::uint32_t const second = ByteAt(bytes, i + 1) & 0x3Fu;
+    if (lead < 0xE0) {
+        code = (lead & 0x1Fu) << 6 | second;
+        return 2;
+    }
+    if (left < 3 || !IsTail(ByteAt(bytes, i + 2))) return 0;
+    std::uint32_t const third = ByteAt(bytes, i + 2) & 0x3Fu;
+    if (lead < 0xF0) {
+        code = (lead & 0x0Fu) << 12 | second << 6 | third;
+        return code < 0x800 || (code >= 0xD800 && code <= 0xDFFF) ? 0 : 3;
+    }
+    if (left < 4 || !IsTail(ByteAt(bytes, i + 3))) return 0;
+    code = (lead & 0x07u) << 18 | second << 12 | third << 6 | (ByteAt(bytes, i + 3) & 0x3Fu);
+    return code < 0x10000 || code > 0x10FFFF ? 0 : 4;
+}
+
+wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
+{
+    if (code < 0x10000) {
+        *out++ = static_cast<wchar_t>(code);
+    } else {
+        *out++ = static_cast<wchar_t>(0xD800 + ((code - 0x10000) >> 10));
+        *out++ = static_cast<wchar_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
+    }
+    return out;
+}
+
+} // namespace
+
+std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
+{
+    char* at = out;
+    for (std::size_t i = 0; i < text.size();) {
+        std::uint32_t const unit = ToUint(text[i]);
+        if (unit < 0x80) {
+            std::size_t const run = NarrowAsciiRun(at, text.data() + i, text.size() - i);
+            at += run;
+            i += run;
+        } else if ((unit & 0xF800) == 0xD800) {
+            at = PutSequence(at, TakeSurrogates(text, i));
+        } else {
+            at = PutSequence(at, unit);
+            ++i;
+        }
+    }
+    return static_cast<std::size_t>(at - out);
+}
+
+std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
+{
+    std::size_t bytes = 0;
+    std::size_t i = 0;
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
+    while (i < text.size()) {
+        for (; text.size() - i >= kBlock / 2; i += kBlock / 2, bytes += kBlock / 2) {
+            __m128i const rest = _mm_and_si128(LoadBlock(text.data() + i), high);
+            if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+        }
+        for (std::size_t const end = std::min(text.size(), i + kBlock / 2); i < end;) {
+            std::uint32_t const unit = ToUint(text[i]);
+            if ((unit & 0xF800) == 0xD800) {
+                bytes += TakeSurrogates(text, i) < 0x10000 ? 3u : 4u;
+            } else {
+                bytes += unit < 0x80 ? 1u : unit < 0x800 ? 2u : 3u;
+                ++i;
+            }
+        }
+    }
+    return bytes;
+}
+
+void AppendUtf8(std::string& out, std::wstring_view text)
+{
+    std::size_t const old = out.size();
+    out.resize(old + CountUtf8Bytes(text));
+    EncodeUtf8(out.data() + old, text);
+}
+
+std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
+{
+    __m128i const mask = _mm_set1_epi16(static_cast<short>(0xF800));
+    __m128i const surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+    std::size_t i = 0;
+    while (i < text.size()) {
+        for (; text.size() - i >= kBlock / 2; i += kBlock / 2) {
+            __m128i const top = _mm_and_si128(LoadBlock(text.data() + i), mask);
+            if (_mm_movemask_epi8(_mm_cmpeq_epi16(top, surrogate)) != 0) break;
+        }
+        for (std::size_t const end = std::min(text.size(), i + kBlock / 2); i < end;) {
+            std::size_t const at = i;
+            if ((ToUint(text[i]) & 0xF800) != 0xD800)
+                ++i;
+            else if (TakeSurrogates(text, i) < 0x10000)
+                return at;
+        }
+    }
+    return text.size();
+}
+
+std::size_t CountUtf16Units(std::string_view bytes) noexcept
+{
+    // Every byte but the tails starts a character; those of four bytes need two units.
+    std::size_t units = 0;
+    std::size_t i = 0;
+    __m128i const lastTail = _mm_set1_epi8(static_cast<char>(0xBF));
+    __m128i const lastLead3 = _mm_set1_epi8(static_cast<char>(0xEF - 0x100));
+    for (; bytes.size() - i >= kBlock; i += kBlock) {
+        __m128i const block = LoadBlock(bytes.data() + i);
+        auto const starts = static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpgt_epi8(block, lastTail)));
+        auto const above = static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpgt_epi8(block, lastLead3)));
+        auto const ascii = ~static_cast<unsigned int>(_mm_movemask_epi8(block)) & 0xFFFF;
+        units += static_cast<unsigned int>(std::popcount(starts) + std::popcount(above & ~ascii));
+    }
+    for (; i < bytes.size(); ++i) {
+        unsigned char const byte = ByteAt(bytes, i);
+        units += (IsTail(byte) ? 0u : 1u) + (byte >= 0xF0 ? 1u : 0u);
+    }
+    return units;
+}
+
+std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) noexcept
+{
+    wchar_t* at = out;
+    std::size_t i = 0;
+    while (i < bytes.size()) {
+        if (ByteAt(bytes, i) < 0x80) {
+            std::size_t const run = WidenAsciiRun(at, bytes.data() + i, bytes.size() - i);
+            at += run;
+            i += run;
+            continue;
+        }
+        std::uint32_t code = 0;
+        std::size_t const length = ReadSequence(bytes, i, code);
+        if (length == 0) break;
+        at = PutCodePoint(at, code);
+        i += length;
+    }
+    used = i;
+    return static_cast<std::size_t>(at - out);
+}
+
+bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt)
+{
+    XCString fresh;
+    if (!bytes.empty()) fresh.Reserve(CountUtf16Units(bytes) + 1);
+    std::size_t used = 0;
+    std::size_t const units = bytes.empty() ? 0 : DecodeUtf8(StringAccess::Units(fresh), bytes, used);
+    if (used != bytes.size()) {
+        if (errorAt) *errorAt = used;
+        StringAccess::SetLength(fresh, 0);
+        return false;
+    }
+    StringAccess::SetLength(fresh, units);
+    result.Swap(fresh);
+    return true;
+}
+
+std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
+{
+    std::size_t units = 0;
+    while (!bytes.empty()) {
+        std::size_t used = 0;
+        units += DecodeUtf8(out + units, bytes, used);
+        if (used < bytes.size()) out[units++] = static_cast<wchar_t>(ByteAt(bytes, used++));
+        bytes.remove_prefix(used);
+    }
+    return units;
+}
+
+} // namespace xc::text

@@ -1,0 +1,43 @@
+// Utf8.h - UTF-8 to and from UTF-16, for the converters and for the rooms that write logs, consoles and files.
+#pragma once
+
+#include <XelbrinCore/XCString.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace xc::text {
+
+/// The most bytes that n units can need.
+constexpr std::size_t MaxUtf8Bytes(std::size_t units) noexcept
+{
+    return units * 3;
+}
+
+// To UTF-8, never failing: an unpaired surrogate becomes U+FFFD ("EF BF BD") ------------------------------------
+
+/// Appends the text. Cost: one pass to count, one to write.
+void AppendUtf8(std::string& out, std::wstring_view text);
+/// Writes into a buffer of at least MaxUtf8Bytes(text.size()) bytes; returns the count of bytes written.
+std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept;
+/// The exact count of bytes that the two above write.
+std::size_t CountUtf8Bytes(std::wstring_view text) noexcept;
+/// The index of the first unpaired surrogate, or the length: texts with none convert without loss.
+std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept;
+
+// From UTF-8, strictly: overlong forms, surrogates, values above 10FFFF and cut sequences are malformed ----------
+
+/// Replaces `result`. False when the bytes are malformed: `result` stays as it was and `errorAt` (when not null)
+/// receives the index of the first byte of the first malformed sequence.
+bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt = nullptr);
+/// Decodes into a buffer of at least CountUtf16Units(bytes) units (bytes.size() always suffices) up to the first
+/// malformed sequence. Returns the count of units; `used` receives the bytes read, all of them when nothing is wrong.
+std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) noexcept;
+/// The count of units that well-formed bytes decode to; malformed ones never decode to more.
+std::size_t CountUtf16Units(std::string_view bytes) noexcept;
+/// Decodes into a buffer of at least bytes.size() units; a byte that is no UTF-8 becomes the unit of its value.
+/// Returns the count of units.
+std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept;
+
+} // namespace xc::text

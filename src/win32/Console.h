@@ -1,0 +1,17 @@
+// Console.h - the standard streams of the process, looked up at each call: programs redirect them while they run.
+#pragma once
+
+#include <cstddef>
+
+namespace xc::win32 {
+
+enum class StandardStream { Output, Error };
+
+/// Whether the stream is a console, which takes UTF-16; anything else takes bytes.
+[[nodiscard]] bool IsConsole(StandardStream stream) noexcept;
+
+/// Writes the whole text; pairs of surrogates are not taken apart. 0, or the number of the system's error.
+unsigned long WriteToConsole(StandardStream stream, wchar_t const* text, std::size_t count) noexcept;
+unsigned long WriteToStream(StandardStream stream, char const* bytes, std::size_t count) noexcept;
+
+} // namespace xc::win32

@@ -1,0 +1,87 @@
+#include "win32/Messages.h"
+
+#include "win32/LastError.h"
+
+#include <algorithm>
+#include <memory>
+#include <windows.h>
+
+namespace xc::win32 {
+
+namespace {
+
+constexpr DWORD kFromModule = FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_HMODULE;
+constexpr DWORD kFromSystem = FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
+static_assert((FORMAT_MESSAGE_ALLOCATE_BUFFER | kFromModule) == 0xB00);
+static_assert((FORMAT_MESSAGE_ALLOCATE_BUFFER | kFromSystem) == 0x1300);
+
+constexpr int kStringUnits = 500;
+
+DWORD SourceFlags(void* module) noexcept
+{
+    return module ? kFromModule : kFromSystem;
+}
+
+struct LocalFreer {
+    void operator()(wchar_t* text) const noexcept { ::LocalFree(text); }
+};
+
+struct Languages {
+    std::vector<long> found;
+
+    void Add(long language)
+    {
+        if (std::find(found.begin(), found.end(), language) == found.end()) found.push_back(language);
+    }
+    static BOOL CALLBACK OnLanguage(HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR self)
+    {
+        reinterpret_cast<Languages*>(self)->Add(language);
+        return TRUE;
+    }
+    static BOOL CALLBACK OnName(HMODULE module, LPCWSTR type, LPWSTR name, LONG_PTR self)
+    {
+        ::EnumResourceLanguagesW(module, type, name, OnLanguage, self);
+        return TRUE;
+    }
+};
+
+} // namespace
+
+bool LoadMessage(std::wstring& text, void* module, unsigned long id, unsigned long language)
+{
+    wchar_t* buffer = nullptr;
+    DWORD const length = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | SourceFlags(module), module, id, language,
+                                          reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
+    if (length == 0) return false;
+    std::unique_ptr<wchar_t, LocalFreer> const owner(buffer);
+    text.assign(buffer, length);
+    return true;
+}
+
+bool HasMessage(void* module, unsigned long id, unsigned long language) noexcept
+{
+    // A buffer that is too small for any text: the system then says so instead of "not found".
+    KeepLastError const keep;
+    wchar_t unit[1];
+    return ::FormatMessageW(SourceFlags(module), module, id, language, unit, 1, nullptr) != 0 ||
+           ::GetLastError() == ERROR_INSUFFICIENT_BUFFER;
+}
+
+std::wstring LoadStringText(void* module, unsigned int id)
+{
+    wchar_t buffer[kStringUnits] = L"";
+    int const length = ::LoadStringW(static_cast<HINSTANCE>(module), id, buffer, kStringUnits);
+    return std::wstring(buffer, length > 0 ? static_cast<std::size_t>(length) : 0);
+}
+
+std::vector<long> ResourceLanguages(void* module, ResourceKind kind)
+{
+    // The system's messages stand in its base library.
+    HMODULE const source = module ? static_cast<HMODULE>(module) : ::GetModuleHandleW(L"kernel32.dll");
+    LPCWSTR const type = kind == ResourceKind::StringTable ? RT_STRING : RT_MESSAGETABLE;
+    Languages languages;
+    ::EnumResourceNamesW(source, type, Languages::OnName, reinterpret_cast<LONG_PTR>(&languages));
+    return std::move(languages.found);
+}
+
+} // namespace xc::win32

@@ -1,0 +1,229 @@
+// The names of addresses. Debug symbols are read through the system's debugging-help library, in a session of our own
+// so that a program that uses the library itself is not disturbed; it is loaded when a name is first asked for.
+#include "win32/LastError.h"
+#include "win32/Process.h"
+#include "win32/StackTrace.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <vector>
+#include <windows.h>
+
+#include <dbghelp.h>
+
+namespace xc::win32 {
+
+namespace {
+
+/// A module that stays loaded while its address is named.
+class HeldModule {
+public:
+    explicit HeldModule(void const* address) noexcept
+    {
+        if (!::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<LPCWSTR>(address), &m_module))
+            m_module = nullptr;
+    }
+    ~HeldModule()
+    {
+        if (m_module) ::FreeLibrary(m_module);
+    }
+    HeldModule(HeldModule const&) = delete;
+    HeldModule& operator=(HeldModule const&) = delete;
+
+    [[nodiscard]] HMODULE Get() const noexcept { return m_module; }
+    [[nodiscard]] std::uintptr_t Base() const noexcept { return reinterpret_cast<std::uintptr_t>(m_module); }
+
+private:
+    HMODULE m_module = nullptr;
+};
+
+struct NamedAddress {
+    std::wstring function; // empty: no name
+    std::uintptr_t start = 0;
+    std::wstring line;
+};
+
+std::wstring BaseName(std::wstring const& path)
+{
+    return path.substr(path.find_last_of(L"\\/") + 1);
+}
+
+std::wstring Widen(std::string_view text)
+{
+    return std::wstring(text.begin(), text.end());
+}
+
+std::wstring Hex(std::uintptr_t value)
+{
+    char digits[16];
+    char const* const end = std::to_chars(std::begin(digits), std::end(digits), value, 16).ptr;
+    return L"0x" + Widen({digits, static_cast<std::size_t>(end - digits)});
+}
+
+std::wstring Demangled(char const* name)
+{
+    struct Freer {
+        void operator()(char* text) const noexcept { std::free(text); }
+    };
+    int status = 0;
+    std::unique_ptr<char, Freer> const plain(abi::__cxa_demangle(name, nullptr, nullptr, &status));
+    return Widen(plain ? plain.get() : name);
+}
+
+// Exports ------------------------------------------------------------------------------------------------------------
+
+IMAGE_DATA_DIRECTORY const& ExportDirectory(std::uintptr_t base) noexcept
+{
+    auto const* const dos = reinterpret_cast<IMAGE_DOS_HEADER const*>(base);
+    auto const* const headers =
+        reinterpret_cast<IMAGE_NT_HEADERS64 const*>(base + static_cast<std::uintptr_t>(dos->e_lfanew));
+    return headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
+}
+
+/// The export with the highest address at or below `address`.
+NamedAddress NearestExport(std::uintptr_t base, std::uintptr_t address)
+{
+    IMAGE_DATA_DIRECTORY const& directory = ExportDirectory(base);
+    if (directory.Size == 0) return {};
+    auto const* const table = reinterpret_cast<IMAGE_EXPORT_DIRECTORY const*>(base + directory.VirtualAddress);
+    auto const* const functions = reinterpret_cast<DWORD const*>(base + table->AddressOfFunctions);
+    auto const* const names = reinterpret_cast<DWORD const*>(base + table->AddressOfNames);
+    auto const* const ordinals = reinterpret_cast<WORD const*>(base + table->AddressOfNameOrdinals);
+    DWORD best = 0;
+    char const* bestName = nullptr;
+    for (DWORD i = 0; i < table->NumberOfNames; ++i) {
+        DWORD const start = functions[ordinals[i]];
+        bool const forwarded = start - directory.VirtualAddress < directory.Size;
+        if (forwarded || start > address - base || start < best) continue;
+        best = start;
+        bestName = reinterpret_cast<char const*>(base + names[i]);
+    }
+    if (!bestName) return {};
+    return {Demangled(bestName), base + best, {}};
+}
+
+// Debug symbols ------------------------------------------------------------------------------------------------------
+
+class SymbolReader {
+public:
+    SymbolReader() noexcept
+    {
+        HMODULE const library = ::LoadLibraryExW(L"dbghelp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+        if (!library) return;
+        Find(library, "SymInitializeW", m_initialize);
+        Find(library, "SymLoadModuleExW", m_loadModule);
+        Find(library, "SymUnloadModule64", m_unloadModule);
+        Find(library, "SymFromAddrW", m_fromAddress);
+        Find(library, "SymGetLineFromAddrW64", m_lineFromAddress);
+        m_ready = m_initialize && m_loadModule && m_unloadModule && m_fromAddress && m_lineFromAddress && OpenSession();
+    }
+
+    NamedAddress Name(std::uintptr_t base, std::wstring const& path, std::uintptr_t address)
+    {
+        if (!m_ready) return {};
+        Load(base, path);
+        constexpr std::size_t kLongest = 500;
+        alignas(SYMBOL_INFOW) unsigned char storage[sizeof(SYMBOL_INFOW) + kLongest * sizeof(wchar_t)] = {};
+        auto* const symbol = reinterpret_cast<SYMBOL_INFOW*>(storage);
+        symbol->SizeOfStruct = sizeof(SYMBOL_INFOW);
+        symbol->MaxNameLen = kLongest;
+        DWORD64 offset = 0;
+        if (!m_fromAddress(m_session, address, &offset, symbol)) return {};
+        return {symbol->Name, static_cast<std::uintptr_t>(symbol->Address), Line(address)};
+    }
+
+private:
+    struct LoadedModule {
+        std::uintptr_t base;
+        std::wstring path;
+    };
+
+    template <class Function>
+    static void Find(HMODULE library, char const* name, Function& function) noexcept
+    {
+        function = reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library, name)));
+    }
+
+    bool OpenSession() noexcept
+    {
+        // A session is known by its handle: a duplicate of the process handle is ours alone.
+        HANDLE const self = ::GetCurrentProcess();
+        return ::DuplicateHandle(self, self, self, &m_session, 0, FALSE, DUPLICATE_SAME_ACCESS) &&
+               m_initialize(m_session, nullptr, FALSE);
+    }
+
+    void Load(std::uintptr_t base, std::wstring const& path)
+    {
+        auto const known = std::find_if(m_modules.begin(), m_modules.end(),
+                                        [base](LoadedModule const& module) { return module.base == base; });
+        if (known != m_modules.end()) {
+            if (known->path == path) return;
+            m_unloadModule(m_session, base); // another module came to the same place
+            m_modules.erase(known);
+        }
+        m_modules.push_back({base, path});
+        m_loadModule(m_session, nullptr, path.c_str(), nullptr, base, 0, nullptr, 0);
+    }
+
+    std::wstring Line(std::uintptr_t address) const
+    {
+        IMAGEHLP_LINEW64 line = {};
+        line.SizeOfStruct = sizeof line;
+        DWORD offset = 0;
+        if (!m_lineFromAddress(m_session, address, &offset, &line)) return {};
+        return BaseName(line.FileName) + L":" + std::to_wstring(line.LineNumber);
+    }
+
+    decltype(&::SymInitializeW) m_initialize = nullptr;
+    decltype(&::SymLoadModuleExW) m_loadModule = nullptr;
+    decltype(&::SymUnloadModule64) m_unloadModule = nullptr;
+    decltype(&::SymFromAddrW) m_fromAddress = nullptr;
+    decltype(&::SymGetLineFromAddrW64) m_lineFromAddress = nullptr;
+    HANDLE m_session = nullptr;
+    std::vector<LoadedModule> m_modules;
+    bool m_ready = false;
+};
+
+/// The debugging-help library serves one thread at a time.
+NamedAddress NearestSymbol(std::uintptr_t base, std::wstring const& path, std::uintptr_t address)
+{
+    static std::mutex& lock = *new std::mutex; // both for the whole life of the process
+    std::lock_guard const guard(lock);
+    static SymbolReader& reader = *new SymbolReader;
+    return reader.Name(base, path, address);
+}
+
+NamedAddress BestName(std::uintptr_t base, std::wstring const& path, std::uintptr_t address)
+{
+    NamedAddress symbol = NearestSymbol(base, path, address);
+    NamedAddress exported = NearestExport(base, address);
+    if (symbol.function.empty()) return exported;
+    // Of two names of one function the exported one tells the class and the parameters.
+    if (exported.start == symbol.start) symbol.function = std::move(exported.function);
+    return symbol;
+}
+
+} // namespace
+
+std::wstring DescribeAddress(void const* address, bool isReturn)
+{
+    KeepLastError const keep;
+    HeldModule const module(address);
+    if (!module.Get()) return {};
+    std::wstring const path = ModulePath(module.Get());
+    std::uintptr_t const at = reinterpret_cast<std::uintptr_t>(address);
+    NamedAddress const name = BestName(module.Base(), path, isReturn ? at - 1 : at);
+    std::wstring text = BaseName(path);
+    if (name.function.empty()) return text += L"+" + Hex(at - module.Base());
+    text += L"!" + name.function + L"+" + Hex(at - name.start);
+    if (!name.line.empty()) text += L" [" + name.line + L"]";
+    return text;
+}
+
+} // namespace xc::win32

@@ -1,0 +1,104 @@
+#include "sync/sync_test_tools.h"
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
+
+namespace {
+
+using namespace sync_test;
+
+TEST(XCBaton, PassedTurnsHoldNothing)
+{
+    XCBaton baton;
+    EXPECT_FALSE(baton.Lock(0));
+    EXPECT_TRUE(baton.Lock(1));
+    EXPECT_FALSE(Elsewhere([&] { return baton.Lock(1); })) << "must not wait for the holder";
+    baton.Unlock();
+    for (unsigned int turn = 2; turn <= 5; ++turn) {
+        EXPECT_TRUE(baton.Lock(turn));
+        baton.Unlock();
+    }
+    EXPECT_FALSE(baton.Lock(2));
+    baton.Unlock(); // holds nothing: silent
+    {
+        XCLockGuard holder(baton, 6u);
+        XCLockGuard passed(baton, 3u);
+        EXPECT_FALSE(passed.Holds());
+        passed.Release();
+        std::thread next([&] { XCLockGuard guard(baton, 7u); });
+        EXPECT_FALSE(Elsewhere([&] { return baton.Lock(6); }));
+        EXPECT_TRUE(holder.Holds());
+        holder.Release();
+        next.join();
+    }
+    EXPECT_FALSE(baton.Lock(7));
+}
+
+TEST(XCBaton, NextTurnWaitsForTheHolder)
+{
+    XCBaton baton;
+    int holders = 0;
+    std::vector<std::thread> threads;
+    for (unsigned int turn : {3u, 2u, 1u})
+        threads.emplace_back([&, turn] {
+            XCLockGuard guard(baton, turn);
+            EXPECT_EQ(++holders, 1);
+            std::this_thread::yield();
+            --holders;
+        });
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST(XCBaton, HolderMayDie)
+{
+    XCBaton baton;
+    ASSERT_TRUE(Elsewhere([&] { return baton.Lock(1); })); // its thread ends without Unlock
+    EXPECT_TRUE(baton.Lock(2));
+    baton.Unlock();
+    EXPECT_TRUE(Elsewhere([&] { return baton.Lock(3) && (baton.Unlock(), true); }));
+}
+
+TEST(XCBaton, TwoHundredTurnsInRandomStartOrder)
+{
+    XCBaton baton;
+    std::vector<unsigned int> turns(200);
+    std::iota(turns.begin(), turns.end(), 1u);
+    std::ranges::shuffle(turns, Randomness());
+    std::vector<unsigned int> entered; // guarded by the baton
+    std::vector<std::thread> threads;
+    for (unsigned int const turn : turns)
+        threads.emplace_back([&, turn] {
+            XCLockGuard guard(baton, turn);
+            entered.push_back(turn);
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(std::ranges::is_sorted(entered));
+    EXPECT_EQ(entered.size(), turns.size());
+}
+
+TEST(XCBaton, PulseThatMissesAWaiterDelaysOnly)
+{
+    HANDLE const mutex = NextHandle();
+    XCBaton baton;
+    XCEventSemaphore started;
+    std::thread waiter([&] {
+        started.post();
+        XCLockGuard guard(baton, 2u);
+    });
+    started.wait();
+    EXPECT_TRUE(baton.Lock(1));
+    ::ReleaseMutex(mutex); // leaves the turn without any pulse
+    waiter.join();
+}
+
+TEST(XCBaton, FailedWaitThrows)
+{
+    HANDLE const mutex = NextHandle();
+    XCBaton baton;
+    HandleSabotage const sabotage(mutex);
+    EXPECT_EQ(SystemErrorOf([&] { baton.Lock(1); }), 6u);
+    EXPECT_FALSE(baton.Lock(0));
+}
+
+} // namespace

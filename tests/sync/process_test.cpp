@@ -1,0 +1,53 @@
+#include "sync/sync_test_tools.h"
+
+#include "sync/child_process.h"
+
+namespace {
+
+using namespace sync_test;
+
+constexpr wchar_t kSharedMutex[] = L"Local\\XelbrinCore.test.shared";
+constexpr wchar_t kChildOwns[] = L"XelbrinCore.test.child.owns";
+constexpr wchar_t kEndChild[] = L"XelbrinCore.test.child.end";
+
+// Run in a process of its own: takes the mutex, says so, and holds it until it is told to end or is killed.
+TEST(DISABLED_SyncChild, HoldsTheMutex)
+{
+    XCMutex mutex(kSharedMutex);
+    XCEventSemaphore owns(kChildOwns);
+    XCEventSemaphore end(kEndChild);
+    ASSERT_TRUE(mutex.lock(10000));
+    owns.post();
+    EXPECT_EQ(end.wait(60000), 0u);
+    mutex.unlock();
+}
+
+TEST(TwoProcesses, MutexAndEventAreShared)
+{
+    XCMutex mutex(kSharedMutex);
+    XCEventSemaphore owns(kChildOwns);
+    XCEventSemaphore end(kEndChild);
+    ChildProcess child(L"DISABLED_SyncChild.HoldsTheMutex");
+    ASSERT_EQ(owns.wait(60000), 0u);
+    EXPECT_FALSE(mutex.lock(0));
+    end.post();
+    EXPECT_TRUE(mutex.lock(60000));
+    mutex.unlock();
+    EXPECT_EQ(child.Wait(), 0u);
+}
+
+TEST(TwoProcesses, OwnerIsKilled)
+{
+    XCMutex mutex(kSharedMutex);
+    XCEventSemaphore owns(kChildOwns);
+    XCEventSemaphore end(kEndChild);
+    ChildProcess child(L"DISABLED_SyncChild.HoldsTheMutex");
+    ASSERT_EQ(owns.wait(60000), 0u);
+    EXPECT_FALSE(mutex.lock(0));
+    child.Kill();
+    EXPECT_FALSE(mutex.lock(60000)) << "abandoned is not acquired";
+    EXPECT_TRUE(mutex.lock(0)) << "and not left held";
+    mutex.unlock();
+}
+
+} // namespace

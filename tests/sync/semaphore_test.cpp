@@ -1,0 +1,92 @@
+#include "sync/sync_test_tools.h"
+
+#include <atomic>
+#include <vector>
+
+namespace {
+
+using namespace sync_test;
+
+TEST(XCCountingSemaphore, LimitsAreKept)
+{
+    EXPECT_EQ(MessageOf([] { XCCountingSemaphore semaphore(5, 3); }),
+              L"XCCountingSemaphore exception: initial greater than the maximum");
+    XCCountingSemaphore semaphore(3, 3);
+    for (unsigned int const n : {1u, 0xFFFFFFFFu, 0xFFFFFFFEu}) {
+        SCOPED_TRACE(n);
+        EXPECT_EQ(MessageOf([&] { semaphore.Unlock(n); }), L"XCCountingSemaphore overflow");
+        EXPECT_EQ(semaphore.GetCount(), 3u) << "an overflow must leave the count";
+        EXPECT_EQ(Elsewhere([&] { return semaphore.GetCount(); }), 3u) << "hangs where the inner mutex stays held";
+    }
+    EXPECT_FALSE(semaphore.TryLock(4));
+    EXPECT_EQ(semaphore.GetCount(), 3u);
+    EXPECT_TRUE(semaphore.TryLock(3));
+    EXPECT_FALSE(semaphore.TryLock(1));
+    semaphore.post(3);
+    EXPECT_EQ(semaphore.GetSize(), 3u);
+    EXPECT_EQ(XCCountingSemaphore().GetCount(), 1u);
+    EXPECT_EQ(XCCountingSemaphore(7).GetSize(), 2147483647u);
+}
+
+TEST(XCCountingSemaphore, WaitsForEnoughUnits)
+{
+    XCCountingSemaphore semaphore(3);
+    std::atomic<bool> entered = false;
+    std::thread taker([&] {
+        semaphore.Lock(4);
+        entered = true;
+    });
+    EXPECT_FALSE(entered);
+    semaphore.Unlock(1);
+    taker.join();
+    EXPECT_EQ(semaphore.GetCount(), 0u);
+}
+
+TEST(XCCountingSemaphore, EightThreadsShareThreeUnits)
+{
+    XCCountingSemaphore semaphore(3, 3);
+    std::atomic<unsigned int> inUse = 0;
+    std::atomic<unsigned int> most = 0;
+    std::mt19937 random = Randomness();
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&, mine = std::mt19937(random())]() mutable {
+            for (int round = 0; round < 60; ++round) {
+                unsigned int const n = 1 + mine() % 3;
+                XCLockGuard guard(semaphore, n);
+                unsigned int const now = inUse += n;
+                for (unsigned int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
+                }
+                std::this_thread::yield();
+                inUse -= n;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_LE(most, 3u);
+    EXPECT_EQ(semaphore.GetCount(), 3u);
+}
+
+TEST(XCCountingSemaphore, FailedWaitKeepsTheCount)
+{
+    HANDLE const handle = NextHandle();
+    XCCountingSemaphore semaphore(2);
+    {
+        HandleSabotage const sabotage(handle);
+        EXPECT_EQ(SystemErrorOf([&] { semaphore.Lock(1); }), 6u);
+        EXPECT_EQ(SystemErrorOf([&] { semaphore.Unlock(1); }), 6u);
+        EXPECT_EQ(SystemErrorOf([&] { std::ignore = semaphore.TryLock(1); }), 6u);
+        EXPECT_EQ(SystemErrorOf([&] { std::ignore = semaphore.GetSize(); }), 6u);
+    }
+    EXPECT_EQ(semaphore.GetCount(), 2u);
+}
+
+TEST(XCCountingSemaphore, HolderOfTheInnerMutexMayDie)
+{
+    HANDLE const handle = NextHandle();
+    XCCountingSemaphore semaphore(2);
+    ASSERT_EQ(Elsewhere([&] { return ::WaitForSingleObject(handle, 0); }), WAIT_OBJECT_0);
+    semaphore.Lock(1);
+    EXPECT_EQ(Elsewhere([&] { return semaphore.GetCount(); }), 1u) << "hangs where the mutex stays held";
+}
+
+} // namespace

@@ -1,0 +1,63 @@
+#include <XelbrinCore/XCStopWatch.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using xc::sync::StopWatchFields;
+
+struct WatchStep {
+    char const* fault;
+    char call; // S Start, P Pause, R Resume, E Elapsed
+    std::uint32_t now;
+    std::int32_t expected; // the accumulated value afterwards
+};
+constexpr WatchStep kWatchSteps[] = {
+    {"a watch that was never started counts from zero", 'E', 100, 100},
+    {"start keeps the old sum", 'S', 200, 0},
+    {"reading does not accumulate", 'E', 205, 5},
+    {"second reading counts the first again", 'E', 207, 7},
+    {"pause loses the running part", 'P', 210, 10},
+    {"a paused watch runs on", 'E', 300, 10},
+    {"a second pause adds nothing", 'P', 310, 113},
+    {"resume counts the pause", 'R', 400, 113},
+    {"running after resume", 'E', 401, 114},
+    {"pause before a restart", 'P', 402, 115},
+    {"start ends the pause", 'S', 500, 0},
+    {"start ends the pause, seen by a reading", 'E', 600, 0},
+    {"clock wraps: resume", 'R', 0xFFFFFFF0u, 0},
+    {"clock wraps: reading", 'E', 0x10u, 0x20},
+};
+
+TEST(XCStopWatch, StepsOfOneTriple)
+{
+    StopWatchFields watch;
+    for (WatchStep const& step : kWatchSteps) {
+        SCOPED_TRACE(step.fault);
+        switch (step.call) {
+        case 'S': watch.Start(step.now); break;
+        case 'P': watch.Pause(step.now); break;
+        case 'R': watch.Resume(step.now); break;
+        default: EXPECT_EQ(watch.Elapsed(step.now), step.expected); break;
+        }
+        EXPECT_EQ(watch.accumulated, static_cast<std::uint32_t>(step.expected));
+    }
+}
+
+TEST(XCStopWatch, RunsOnRealClocks)
+{
+    XCStopWatch both(true);
+    XCRealStopWatch neverStarted;
+    EXPECT_GT(neverStarted.Elapsed(), 1700000000) << "seconds since 1970";
+    long ticks = 0;
+    while ((ticks = both.ElapsedCPUClock()) < 20) {
+    }
+    both.Pause();
+    long const sum = both.ElapsedCPUClock();
+    EXPECT_GE(sum, ticks);
+    EXPECT_EQ(both.ElapsedCPUClock(), sum);
+    EXPECT_DOUBLE_EQ(both.ElapsedCPU(), static_cast<double>(sum) / static_cast<double>(CLOCKS_PER_SEC));
+    EXPECT_LE(both.ElapsedReal(), 60);
+}
+
+} // namespace

@@ -1,0 +1,171 @@
+#include <XelbrinCore/XCThread.h>
+
+#include "sync/child_process.h"
+#include "sync/sync_test_tools.h"
+
+#include <cstring>
+#include <objbase.h>
+#include <optional>
+
+namespace {
+
+using namespace sync_test;
+
+/// Replaces one imported function of the library until the end of the block.
+class ImportPatch {
+public:
+    ImportPatch(char const* function, void* replacement) : m_slot(Find(function))
+    {
+        EXPECT_NE(m_slot, nullptr) << function;
+        if (m_slot) m_original = Swap(replacement);
+    }
+    ~ImportPatch()
+    {
+        if (m_slot) Swap(m_original);
+    }
+    ImportPatch(ImportPatch const&) = delete;
+    ImportPatch& operator=(ImportPatch const&) = delete;
+
+private:
+    static void** Find(char const* function)
+    {
+        auto* const base = reinterpret_cast<unsigned char*>(::GetModuleHandleW(L"XelbrinCore-x64.dll"));
+        auto const at = [base](auto offset, auto* type) { return reinterpret_cast<decltype(type)>(base + offset); };
+        auto const* const dos = at(0, static_cast<IMAGE_DOS_HEADER*>(nullptr));
+        auto const* const nt = at(dos->e_lfanew, static_cast<IMAGE_NT_HEADERS64*>(nullptr));
+        auto const& directory = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+        auto const* module = at(directory.VirtualAddress, static_cast<IMAGE_IMPORT_DESCRIPTOR*>(nullptr));
+        for (; module->Name != 0; ++module) {
+            auto const* name = at(module->OriginalFirstThunk, static_cast<IMAGE_THUNK_DATA64*>(nullptr));
+            auto* slot = at(module->FirstThunk, static_cast<void**>(nullptr));
+            for (; name->u1.AddressOfData != 0; ++name, ++slot) {
+                if (IMAGE_SNAP_BY_ORDINAL64(name->u1.Ordinal)) continue;
+                auto const* const hint = at(name->u1.AddressOfData, static_cast<IMAGE_IMPORT_BY_NAME*>(nullptr));
+                if (std::strcmp(reinterpret_cast<char const*>(hint->Name), function) == 0) return slot;
+            }
+        }
+        return nullptr;
+    }
+    void* Swap(void* value)
+    {
+        DWORD protection = 0;
+        ::VirtualProtect(m_slot, sizeof *m_slot, PAGE_READWRITE, &protection);
+        void* const before = std::exchange(*m_slot, value);
+        ::VirtualProtect(m_slot, sizeof *m_slot, protection, &protection);
+        return before;
+    }
+
+    void** m_slot;
+    void* m_original = nullptr;
+};
+
+TEST(XCThreadSystem, CreationFails)
+{
+    XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] {}));
+    for (int const priority : {0, 1}) {
+        std::optional<ImportPatch> patch(std::in_place, "_beginthreadex", reinterpret_cast<void*>(+[]() { return 0; }));
+        EXPECT_EQ(MessageOf([&] { thread->Start(priority); }), L"_beginthreadex failed in XCThread::Start()");
+        EXPECT_FALSE(thread->Exists());
+        EXPECT_EQ(thread->NbRef(), 1u);
+        patch.reset();
+        EXPECT_TRUE(thread->Start(priority).Good()) << "hangs where the registry stayed locked";
+        thread->Join();
+    }
+}
+
+TEST(XCThreadSystem, ResumeFails)
+{
+    XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] {}));
+    {
+        ImportPatch const patch("ResumeThread", reinterpret_cast<void*>(+[] {
+                                    ::SetLastError(5);
+                                    return static_cast<DWORD>(-1);
+                                }));
+        EXPECT_EQ(static_cast<int>(thread->Start()), 5);
+    }
+    EXPECT_FALSE(thread->Exists());
+    EXPECT_EQ(thread->NbRef(), 1u);
+    EXPECT_FALSE(thread->IsStarted()) << "a Join would wait for ever";
+}
+
+std::size_t StackBytesOfANewThread()
+{
+    std::size_t bytes = 0;
+    XCThread thread(XCMakeCallback([&] {
+        ULONG_PTR low = 0;
+        ULONG_PTR high = 0;
+        ::GetCurrentThreadStackLimits(&low, &high);
+        bytes = high - low;
+    }));
+    EXPECT_TRUE(thread.Start().Good());
+    thread.Join();
+    return bytes;
+}
+
+constexpr std::size_t kBigStack = 24u << 20;
+
+// Run in processes of their own: the variable is read once.
+TEST(DISABLED_SyncChild, HasABigStack)
+{
+    EXPECT_GE(StackBytesOfANewThread(), kBigStack);
+    ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", L"1");
+    EXPECT_GE(StackBytesOfANewThread(), kBigStack);
+}
+TEST(DISABLED_SyncChild, HasADefaultStack)
+{
+    EXPECT_LT(StackBytesOfANewThread(), kBigStack);
+}
+
+TEST(XCThreadSystem, StackSizeComesFromTheEnvironment)
+{
+    struct Row {
+        wchar_t const* value;
+        wchar_t const* child;
+    };
+    for (Row const& row : {Row{L"25165824", L"HasABigStack"}, Row{nullptr, L"HasADefaultStack"},
+                           Row{L"-25165824", L"HasADefaultStack"}, Row{L"many", L"HasADefaultStack"}})
+    {
+        ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", row.value);
+        EXPECT_EQ(ChildProcess(std::wstring(L"DISABLED_SyncChild.") + row.child).Wait(), 0u);
+    }
+    ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", nullptr);
+}
+
+HRESULT ApartmentOfANewThread(APTTYPE& type)
+{
+    HRESULT result = E_FAIL;
+    XCThread thread(XCMakeCallback([&] {
+        APTTYPEQUALIFIER qualifier{};
+        result = ::CoGetApartmentType(&type, &qualifier);
+    }));
+    EXPECT_TRUE(thread.Start().Good());
+    thread.Join();
+    return result;
+}
+
+TEST(XCThreadSystem, ComByTheLowFourBits)
+{
+    struct Row {
+        unsigned long model;
+        HRESULT result;
+        APTTYPE type;
+    };
+    for (Row const& row :
+         {Row{0, CO_E_NOTINITIALIZED, APTTYPE_CURRENT}, Row{1, S_OK, APTTYPE_STA}, Row{2, S_OK, APTTYPE_MTA},
+          Row{3, CO_E_NOTINITIALIZED, APTTYPE_CURRENT}, Row{0x11, S_OK, APTTYPE_STA}})
+    {
+        SCOPED_TRACE(row.model);
+        glbComModel = row.model;
+        APTTYPE type = APTTYPE_CURRENT;
+        EXPECT_EQ(ApartmentOfANewThread(type), row.result);
+        if (type == APTTYPE_MAINSTA) type = APTTYPE_STA; // the first one of the process
+        EXPECT_EQ(type, row.type);
+    }
+    XCThread::InitializeCOM(true);
+    EXPECT_TRUE(XCThread::IsSingleThreadedCOMApartment());
+    XCThread::InitializeCOM(false);
+    EXPECT_EQ(glbComModel, XCComMultiThreaded);
+    XCThread::InitializeCOM(XCComNone);
+}
+
+} // namespace

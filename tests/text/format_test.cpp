@@ -1,0 +1,185 @@
+#include "text/PrintFormat.h"
+
+#include <XelbrinCore/XCString.h>
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using xc::text::FormatValue;
+
+XCString Formatted(wchar_t const* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    XCString text;
+    text.Format(format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+TEST(XCStringFormat, Conversions)
+{
+    struct Row {
+        char const* fault;
+        XCString got;
+        wchar_t const* expected;
+    };
+    wchar_t const* const nullWide = nullptr;
+    char const* const nullNarrow = nullptr;
+    Row const rows[] = {
+        {"literal lost", Formatted(L"plain"), L"plain"},
+        {"percent sign", Formatted(L"%%a%%%%b%%"), L"%a%%b%"},
+        {"lone percent sign at the end", Formatted(L"100%"), L"100%"},
+        {"unknown letter eats an argument", Formatted(L"%y %d", 7), L"%y 7"},
+        {"%s is wide", Formatted(L"[%s|%ls|%ws]", L"a", L"b", L"c"), L"[a|b|c]"},
+        {"%S is narrow", Formatted(L"[%S|%hs|%hS]", "a", "b", "c"), L"[a|b|c]"},
+        {"%lS is wide", Formatted(L"%lS", L"w"), L"w"},
+        {"narrow text is UTF-8, else bytes", Formatted(L"%S %S", "\xC3\xA9", "\xE9x"), L"\u00E9 \u00E9x"},
+        {"null text", Formatted(L"%s %S %.3s", nullWide, nullNarrow, nullWide), L"(null) (null) (nu"},
+        {"units", Formatted(L"%c%C%hc%lc", L'\u20AC', 'b', 'c', L'd'), L"\u20ACbcd"},
+        {"width and side of text", Formatted(L"[%5s][%-5s][%5S][%-5S]", L"ab", L"ab", "cd", "cd"),
+         L"[   ab][ab   ][   cd][cd   ]"},
+        {"precision of text", Formatted(L"%.2s %.2S %.9s", L"abc", "xyz", L"q"), L"ab xy q"},
+        {"precision cuts a UTF-8 sequence", Formatted(L"%.4S|", "ab\xE2\x82\xAC"), L"ab\u00E2\u0082|"},
+        {"signs", Formatted(L"%d %+d % d %+d", -5, 5, 5, 0), L"-5 +5  5 +0"},
+        {"zero padding", Formatted(L"%05d %-05d| %05.2d %+05d", -42, 42, 7, 3), L"-0042 42   |    07 +0003"},
+        {"limits of 32 bits", Formatted(L"%d %u %i", INT32_MIN, UINT32_MAX, INT32_MAX),
+         L"-2147483648 4294967295 2147483647"},
+        {"limits of 64 bits", Formatted(L"%I64d %llu %I64x", INT64_MIN, UINT64_MAX, UINT64_MAX),
+         L"-9223372036854775808 18446744073709551615 ffffffffffffffff"},
+        {"short and byte sizes", Formatted(L"%hd %hu %hhd %hhx", 65537, -1, 257, -1), L"1 65535 1 ff"},
+        {"I32 is not 64 bits", Formatted(L"%I32d %d", -1, 2), L"-1 2"},
+        {"hexadecimal", Formatted(L"%x %X %#x %#X %#x %08X", 255, 255, 255, 255, 0, 0xBEEF),
+         L"ff FF 0xff 0XFF 0 0000BEEF"},
+        {"octal", Formatted(L"%o %#o %#o %#.0o", 8, 8, 0, 0), L"10 010 0 0"},
+        {"zero with precision zero", Formatted(L"[%.0d][%5.0d][%+.0d]", 0, 0, 0), L"[][     ][+]"},
+        {"precision of integers", Formatted(L"%.5d %8.5d %-8.5x|", 42, -42, 42), L"00042   -00042 0002a   |"},
+        {"stars", Formatted(L"[%*d][%-*d][%*d][%.*f][%.*d]", 5, 1, 5, 2, -5, 3, 2, 1.0, -1, 4),
+         L"[    1][2    ][3    ][1.00][4]"},
+        {"fixed", Formatted(L"%f %.0f %#.0f %.3f %8.2f|%-8.2f|%08.2f", 1.5, 2.5, 3.0, -0.0005, 3.14159, 2.5, -2.5),
+         L"1.500000 2 3. -0.001     3.14|2.50    |-0002.50"},
+        {"scientific", Formatted(L"%e %.2E %.0e %#.0e", 12345.678, 0.00012, 5.0, 5.0),
+         L"1.234568e+04 1.20E-04 5e+00 5.e+00"},
+        {"general", Formatted(L"%g %g %g %.3g %G %#g %#.3g %#g", 100000.0, 1e6, 1e-5, 1234.5, 1e-10, 1.0, 1e10, 1e-5),
+         L"100000 1e+06 1e-05 1.23e+03 1E-10 1.00000 1.00e+10 1.00000e-05"},
+        {"general rounds up to the next power", Formatted(L"%#.3g %.3g", 999.96, 999.96), L"1.00e+03 1e+03"},
+        {"hexadecimal double", Formatted(L"%a %.1A %a", 1.0, -1.5, 0.0), L"0x1p+0 -0X1.8P+0 0x0p+0"},
+        {"not finite", Formatted(L"%f %5.1e|%G %05f %+f", HUGE_VAL, -HUGE_VAL, std::nan(""), HUGE_VAL, HUGE_VAL),
+         L"inf  -inf|NAN   inf +inf"},
+        {"ignored sizes", Formatted(L"%Lf %Nd", 1.0, 3), L"1.000000 3"},
+        {"pointer", Formatted(L"%p", reinterpret_cast<void*>(0xAB12)), L"000000000000AB12"},
+        {"%n writes or loses step", Formatted(L"a%nb%d", nullptr, 5), L"ab5"},
+    };
+    for (Row const& row : rows) EXPECT_EQ(row.got, XCString(row.expected)) << row.fault << ": " << row.got.AsUTF8();
+}
+
+TEST(XCStringFormat, AnyWidthPrecisionAndValue)
+{
+    EXPECT_EQ(Formatted(L"%f", 1e308).Length(), 309u + 7u);
+    EXPECT_EQ(Formatted(L"%.2000f", std::numeric_limits<double>::denorm_min()).Length(), 2002u);
+    EXPECT_EQ(Formatted(L"%.2000f", -std::numeric_limits<double>::max()).Length(), 1u + 309u + 2001u);
+    EXPECT_EQ(Formatted(L"%.3000e", 1.0 / 3).Length(), 3002u + 4u);
+    EXPECT_EQ(Formatted(L"%#.1500g", 1e-4).Length(), 1505u);
+    EXPECT_EQ(Formatted(L"%.50a", 1.0).Length(), 4u + 50u + 3u);
+    EXPECT_EQ(Formatted(L"%100000d", 1).Length(), 100000u);
+    EXPECT_EQ(Formatted(L"%.100000d", 1).Length(), 100000u);
+    EXPECT_EQ(Formatted(L"%*s", -70000, L"x").Length(), 70000u);
+    EXPECT_THROW(Formatted(L"%2147483647d%2147483647d%2147483647d", 1, 2, 3), std::length_error);
+    EXPECT_EQ(Formatted(L"%d%d%d%d%d%d%d%d%d%d%d%d%d", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13),
+              XCString(L"12345678910111213"));
+}
+
+TEST(XCStringFormat, ReplacesInPlaceAndReadsItself)
+{
+    XCString text(L"abc");
+    text.Format(L"<%s|%s>", text.AsWChar(), text.AsWChar() + 1);
+    EXPECT_EQ(text, XCString(L"<abc|bc>"));
+    text.Reserve(500);
+    text.Format(L"%s%s", text.AsWChar(), text.AsWChar());
+    EXPECT_EQ(text, XCString(L"<abc|bc><abc|bc>"));
+    XCString const twin = text;
+    text.Format(text.AsWChar());
+    EXPECT_EQ(text, twin);
+    char narrow[] = "narrow";
+    text.Format(L"%hs", narrow); // neither a char[] nor the literal 0 is taken for a list of arguments
+    EXPECT_EQ(text, XCString(L"narrow"));
+#if defined(_WIN32)
+    text.Format(L"%d", 0);
+    EXPECT_EQ(text, XCString(L"0"));
+#endif
+    EXPECT_EQ(twin, XCString(L"<abc|bc><abc|bc>"));
+    text.Format(L"");
+    EXPECT_TRUE(text.IsNull());
+    EXPECT_EQ(text.Capacity(), 0u);
+    text.Format(nullptr);
+    EXPECT_TRUE(text.IsNull());
+}
+
+TEST(PrintFormat, TypedValuesNeverFault)
+{
+    struct Row {
+        char const* fault;
+        wchar_t const* format;
+        std::vector<FormatValue> values;
+        wchar_t const* expected;
+    };
+    auto const number = [](std::int64_t v) { return FormatValue::Signed(v); };
+    auto const wide = [](wchar_t const* v) { return FormatValue::Wide(v); };
+    Row const rows[] = {
+        {"integer for text", L"[%s][%5s][%-5S]", {number(42), number(-7), number(3)}, L"[42][   -7][3    ]"},
+        {"text for integer", L"[%d][%5x]", {wide(L"abc"), FormatValue::Narrow("xy")}, L"[abc][   xy]"},
+        {"text for double", L"[%.1f]", {wide(L"abc")}, L"[abc]"},
+        {"double for integer", L"%d %s", {FormatValue::Double(2.5), FormatValue::Double(-1e300)}, L"2.5 -1e+300"},
+        {"integer for double", L"%.2f", {number(3)}, L"3"},
+        {"large for 32 bits is not cut", L"%d", {number(INT64_MAX)}, L"9223372036854775807"},
+        {"negative for unsigned",
+         L"%u %x %hx %I64x",
+         {number(-1), number(-1), number(-1), number(-1)},
+         L"4294967295 ffffffff ffff ffffffffffffffff"},
+        {"missing value", L"%d and %5s.", {number(1)}, L"1 and %5s."},
+        {"text as width", L"[%*d]", {wide(L"x"), number(5)}, L"[5]"},
+        {"narrow value for wide text", L"%s", {FormatValue::Narrow("n\xC3\xA9")}, L"n\u00E9"},
+        {"null text", L"%s", {FormatValue::Wide({})}, L"(null)"},
+        {"pointer for text", L"%s", {FormatValue::Pointer(reinterpret_cast<void*>(1))}, L"0000000000000001"},
+    };
+    for (Row const& row : rows) {
+        xc::text::ValueListSource source(row.values);
+        XCString text;
+        xc::text::FormatInto(text, row.format, source, xc::text::kFormatLimitOfData);
+        EXPECT_EQ(text, XCString(row.expected)) << row.fault << ": " << text.AsUTF8();
+    }
+}
+
+TEST(PrintFormat, BuffersAreCutAndTerminated)
+{
+    FormatValue const values[] = {FormatValue::Wide(L"ab\xD83D\xDE00z"), FormatValue::Narrow("narrow")};
+    struct Row {
+        wchar_t const* format;
+        std::size_t capacity;
+        wchar_t const* expected;
+    };
+    Row const rows[] = {{L"%s", 1, L""},
+                        {L"%s", 3, L"ab"},
+                        {L"%s", 4, L"ab"},
+                        {L"%9s", 4, L"   "},
+                        {L"<%s%10S>", 12, L"<ab\xD83D\xDE00z    n"},
+                        {L"%-99s", 5, L"ab\xD83D\xDE00"}};
+    for (Row const& row : rows) {
+        xc::text::ValueListSource source(values);
+        wchar_t buffer[16];
+        std::fill(std::begin(buffer), std::end(buffer), L'!');
+        std::size_t const length = xc::text::FormatInto(buffer, row.capacity, row.format, source);
+        EXPECT_EQ(XCString(buffer), XCString(row.expected)) << XCString(row.format).AsUTF8();
+        EXPECT_EQ(buffer[length], L'\0');
+        for (std::size_t i = row.capacity; i < std::size(buffer); ++i) EXPECT_EQ(buffer[i], L'!');
+    }
+    xc::text::ValueListSource source(values);
+    XCString text;
+    xc::text::FormatInto(text, L"%999999999s", source, xc::text::kFormatLimitOfData);
+    EXPECT_EQ(text.Length(), xc::text::kFormatLimitOfData);
+}
+
+} // namespace
