@@ -1,7 +1,8 @@
 // XCError.h - error objects and the handle that fallible operations return.
 //
 // WHAT     XCErrorI describes one failure: code, severity and, for some classes, typed parameters. A message source
-//          (XCMessageSource.h) turns the code into text. XCErrorID holds one such object, or none: none is success.
+//          (XCMessageSource.h; include it where you name one) turns the code into text. XCErrorID holds one such
+//          object, or none: none is success.
 //
 //              class             text
 //              XCError           the source's text of the code

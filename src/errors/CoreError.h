@@ -2,6 +2,7 @@
 #pragma once
 
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCMessageSource.h>
 
 namespace xc::errors {
 

@@ -1,4 +1,5 @@
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
 
 #include "errors/ParameterText.h"

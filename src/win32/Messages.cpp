@@ -3,6 +3,7 @@
 #include "win32/LastError.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <windows.h>
 
@@ -76,11 +77,15 @@ std::wstring LoadStringText(void* module, unsigned int id)
 
 std::vector<long> ResourceLanguages(void* module, ResourceKind kind)
 {
-    // The system's messages stand in its base library.
-    HMODULE const source = module ? static_cast<HMODULE>(module) : ::GetModuleHandleW(L"kernel32.dll");
     LPCWSTR const type = kind == ResourceKind::StringTable ? RT_STRING : RT_MESSAGETABLE;
     Languages languages;
-    ::EnumResourceNamesW(source, type, Languages::OnName, reinterpret_cast<LONG_PTR>(&languages));
+    LONG_PTR const self = reinterpret_cast<LONG_PTR>(&languages);
+    if (module) {
+        ::EnumResourceNamesW(static_cast<HMODULE>(module), type, Languages::OnName, self);
+    } else { // in which of its base libraries the system keeps its messages depends on the release
+        for (LPCWSTR const name : {L"kernel32.dll", L"kernelbase.dll", L"ntdll.dll"})
+            ::EnumResourceNamesW(::GetModuleHandleW(name), type, Languages::OnName, self);
+    }
     return std::move(languages.found);
 }
 

@@ -131,6 +131,66 @@ TEST(XCFormatContext, TextsAreCutToTheirFields)
     EXPECT_EQ(&exec.GetFormatContext(), exec.GetFormatContextP());
 }
 
+struct FormatCase {
+    const char* fault;
+    const wchar_t *format, *text;
+};
+/// The parameters of ErrorWithAllTypes, in order: 0.1, -5, 70000, "parameter", a date, 2.68.
+constexpr FormatCase kFormatCases[] = {
+    {"parameters out of order", L"%g %d %ld %s %s %s", L"0.1 -5 70000 parameter 2000/02/28 23:59:59 2.68"},
+    {"text conversion given numbers", L"%s %s %s", L"0.1 -5 70000"},
+    {"number conversion given a text", L"%d %x %lu %d", L"0.1 fffffffb 70000 parameter"},
+    {"date under a number conversion", L"%g%d%d%d <%d>", L"0.1-570000parameter <2000/02/28 23:59:59>"},
+    {"decimal as a double", L"%g %d %d %s %s %.1f", L"0.1 -5 70000 parameter 2000/02/28 23:59:59 2.7"},
+    {"more conversions than parameters", L"%s%s%s%s%s%s|%s|%d", L"0.1-570000parameter2000/02/28 23:59:592.68|%s|%d"},
+    {"count written to memory", L"%n%n%n%s", L"parameter"},
+    {"stray percent signs", L"100%, 50%; %y %", L"100%, 50%; %y %"},
+    {"doubled percent sign", L"%% %s %%", L"% 0.1 %"},
+    {"no conversion", L"nothing to fill", L"nothing to fill"},
+    {"width from a parameter", L"%s%*d", L"0.170000"},
+};
+
+TEST(ErrorText, AnyFormatGivesText)
+{
+    XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
+    XCErrorID const error(ErrorWithAllTypes(source));
+    for (FormatCase const& c : kFormatCases) {
+        SCOPED_TRACE(c.fault);
+        source->Add(7, c.format);
+        EXPECT_EQ(Plain(error.AsString()), Plain(c.text));
+    }
+    source->Add(7, L"%s %4000d%9999999999d");
+    EXPECT_EQ(error.AsString().Length(), 3000u);
+}
+
+TEST(XCInRAMMessageSource, AbsentTextIsNoFailure)
+{
+    XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource(L"fra"));
+    XCString text;
+    for (long const code : {0L, -1L, 99L}) {
+        text.Clear();
+        EXPECT_TRUE(source->GetText(text, code, XCFormatContext()).Good());
+        EXPECT_TRUE(text == L"This message cannot be found");
+    }
+    source->Add(-1, L"first");
+    source->Add(-1, L"second");
+    EXPECT_TRUE(XCErrorID(XCSmartPtr<XCError>(new XCError(source, -1))).AsString() == L"second");
+    std::vector<XCString> languages;
+    EXPECT_TRUE(source->GetAvailableLanguages(languages).Good());
+    EXPECT_EQ(languages, std::vector<XCString>{L"fra"});
+}
+
+TEST(XCError, AsAVariableIsNotDeletedByItsSource)
+{
+    XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
+    source->Add(7, L"kept");
+    XCError const error(source, 7);
+    XCString text;
+    EXPECT_TRUE(error.AsString(text, XCFormatContext()).Good());
+    EXPECT_TRUE(text == L"kept");
+    EXPECT_EQ(error.NbRef(), 0u);
+}
+
 struct DoubleCase {
     const char* fault;
     double value;

@@ -1,12 +1,18 @@
-// Exceptions and the stacks they carry.
+// Exceptions, the stacks they carry, and their way across module borders.
 #include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCOldDateTime.h>
 
+#include "errors/Crossing.h"
 #include "errors/Plain.h"
+#include "errors/TestModule.h"
 
 #include <gtest/gtest.h>
-#include <windows.h>
+#include <optional>
+#include <vector>
 
 namespace {
+
+constexpr char kDisabled[] = "(Stack disabled - XC_DISABLE_STACK is defined)";
 
 __attribute__((noinline)) void ThrowFromHere(int depth)
 {
@@ -15,17 +21,60 @@ __attribute__((noinline)) void ThrowFromHere(int depth)
     asm volatile("");
 }
 
-TEST(XCException, StackNamesTheThrower)
+std::string StackOf(void (*thrower)(ThrownKind))
 {
     try {
-        ThrowFromHere(3);
-        FAIL();
+        thrower(ThrownKind::Plain);
     } catch (XCException const& e) {
-        EXPECT_TRUE(e.What() == L"thrown");
-        EXPECT_STREQ(e.what(), "thrown");
-        std::string const stack = Plain(e.Stack());
-        EXPECT_EQ(stack.find("test_errors.exe!ThrowFromHere"), 0u) << stack;
+        return Plain(e.Stack());
     }
+    return "nothing thrown";
+}
+
+TEST(XCException, StackNamesHostAndModule)
+{
+    std::string const host = StackOf([](ThrownKind) { ThrowFromHere(3); });
+    EXPECT_EQ(host.find("test_errors.exe!ThrowFromHere+0x"), 0u) << host;
+    EXPECT_NE(host.find("\nkernel32.dll!BaseThreadInitThunk"), std::string::npos) << host;
+    std::string const module = StackOf(TestModuleFunction<void (*)(ThrownKind)>("ThrowInModule"));
+    EXPECT_EQ(module.find("errors_module.osx!"), 0u) << module;
+    EXPECT_NE(module.find("ThrowInModule+0x"), std::string::npos) << module;
+    EXPECT_NE(module.find("test_errors.exe!"), std::string::npos) << module;
+}
+
+TEST(XCException, NoStackWhenNotWanted)
+{
+    EXPECT_TRUE(XCException(L"quiet", true).Stack().IsNull());
+    EXPECT_TRUE(XCException(XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"quiet"))), true).Stack().IsNull());
+}
+
+TEST(XCException, MessageInBothWidths)
+{
+    XCException const e(L"caf\u00E9 \U0001F600 \xD800");
+    EXPECT_STREQ(e.what(), "caf\xC3\xA9 \xF0\x9F\x98\x80 \xEF\xBF\xBD");
+    EXPECT_EQ(static_cast<std::exception const&>(e).what(), e.what());
+    EXPECT_TRUE(e.GetErrorID().AsString() == e.What());
+}
+
+TEST(XCException, CopiesShareTheirTexts)
+{
+    std::optional<XCException> first(std::in_place, L"shared");
+    XCException const copy(*first);
+    char const* const narrow = first->what();
+    EXPECT_EQ(copy.what(), narrow);
+    XCException assigned(L"other");
+    assigned = copy;
+    first.reset();
+    EXPECT_TRUE(assigned.What() == L"shared");
+    EXPECT_EQ(assigned.what(), narrow);
+}
+
+TEST(XCException, CarriesAnError)
+{
+    XCErrorID const error(XCSmartPtr<XCErrorString>(new XCErrorString(L"inside", 77)));
+    XCException const e(error);
+    EXPECT_TRUE(e.What() == L"inside");
+    EXPECT_EQ(static_cast<int>(e.GetErrorID()), 77);
 }
 
 TEST(XCWindowsLastErrorException, ReadsTheErrorFirst)
@@ -35,8 +84,114 @@ TEST(XCWindowsLastErrorException, ReadsTheErrorFirst)
         throw XCWindowsLastErrorException();
     } catch (XCWindowsLastErrorException const& e) {
         EXPECT_EQ(e.GetLastErrorCode(), 5u);
-        EXPECT_TRUE(e.What() == L"Access denied.");
+        EXPECT_EQ(static_cast<int>(e.GetErrorID()), 5);
+        EXPECT_TRUE(e.What() == L"Access denied."); // the system's text without its line end
     }
+}
+
+constexpr ThrownKind kKinds[] = {ThrownKind::Plain,    ThrownKind::Message, ThrownKind::LastError,
+                                 ThrownKind::Date,     ThrownKind::DateEx,  ThrownKind::DurationEx,
+                                 ThrownKind::Standard, ThrownKind::Nothing};
+
+TEST(XCException, CrossesModulesByType)
+{
+    auto const throwInModule = TestModuleFunction<void (*)(ThrownKind)>("ThrowInModule");
+    auto const catchInModule = TestModuleFunction<ThrownKind (*)(void (*)(ThrownKind), ThrownKind)>("CatchInModule");
+    for (ThrownKind const kind : kKinds) {
+        EXPECT_EQ(CatchKind(throwInModule, kind), kind);
+        EXPECT_EQ(catchInModule(ThrowKind, kind), kind);
+    }
+}
+
+/// The environment is looked at once per process: a new one answers.
+TEST(XCException, StackIsDisabledByTheEnvironment)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto const check = [] {
+        std::string const stack = Plain(XCException(L"x").Stack());
+        std::exit(stack == kDisabled && XCException(L"x", true).Stack().IsNull() ? 0 : 1);
+    };
+    ::SetEnvironmentVariableW(L"XC_DISABLE_STACK", L"");
+    EXPECT_EXIT(check(), testing::ExitedWithCode(0), ""); // defined, though empty
+    ::SetEnvironmentVariableW(L"XC_DISABLE_STACK", nullptr);
+    EXPECT_EXIT(check(), testing::ExitedWithCode(1), "");
+}
+
+std::optional<XCStackDump> g_dump;
+
+LONG CALLBACK KeepDump(EXCEPTION_POINTERS* info)
+{
+    if (info->ExceptionRecord->ExceptionCode != 0xE0001234) return EXCEPTION_CONTINUE_SEARCH;
+    g_dump.emplace(info->ContextRecord, info->ExceptionRecord->ExceptionCode);
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
+
+TEST(XCSignalException, TakesNumberAndStackFromTheDump)
+{
+    void* const handler = ::AddVectoredExceptionHandler(1, KeepDump);
+    ::RaiseException(0xE0001234, 0, 0, nullptr);
+    ::RemoveVectoredExceptionHandler(handler);
+    ASSERT_TRUE(g_dump.has_value());
+    XCSignalException const e(*g_dump);
+    EXPECT_EQ(e.GetSeHNumber(), 0xE0001234u);
+    EXPECT_TRUE(e.What() == L"Structured exception 0xE0001234") << e.what();
+    std::string const stack = Plain(e.Stack());
+    EXPECT_NE(stack.find("RaiseException+0x"), std::string::npos) << stack;
+    EXPECT_NE(stack.find("\ntest_errors.exe!XCSignalException_"), std::string::npos) << stack;
+}
+
+TEST(XCStackDump, SurvivesNonsenseRegisters)
+{
+    CONTEXT registers{};
+    EXPECT_EQ(XCStackDump(&registers).GetFrameCount(), 1u);
+    ::RtlCaptureContext(&registers);
+    registers.Rip = 16; // a call through a bad pointer: the caller is still on the stack
+    XCStackDump const dump(&registers);
+    EXPECT_GE(dump.GetFrameCount(), 1u);
+    EXPECT_EQ(dump.GetFrame(0), reinterpret_cast<void*>(16));
+    (void)dump.AsString();
+    EXPECT_EQ(XCStackDump(nullptr).GetFrameCount(), 0u);
+    EXPECT_EQ(XCStackDump(nullptr).GetFrame(0), nullptr);
+}
+
+std::size_t BusyBlocks()
+{
+    HANDLE heaps[64];
+    DWORD const count = std::min<DWORD>(::GetProcessHeaps(64, heaps), 64);
+    std::size_t busy = 0;
+    for (DWORD i = 0; i < count; ++i) {
+        PROCESS_HEAP_ENTRY entry{};
+        while (::HeapWalk(heaps[i], &entry)) busy += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? 1 : 0;
+    }
+    return busy;
+}
+
+void CopyAssignAndThrow()
+{
+    XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(glbXCOREMsgSourceP, 15));
+    error->AddParam(1.5);
+    error->AddParam(2);
+    error->AddParam(3L);
+    error->AddParam(XCString(L"four"));
+    error->AddParam(XCDateTime(5));
+    error->AddParam(XCDouble(6.0));
+    XCSmartPtr<XCErrorWithArgs> const copy(new XCErrorWithArgs(*error));
+    *copy = *error;
+    try {
+        throw XCException(XCErrorID(copy));
+    } catch (XCException const& e) {
+        XCException const kept(e);
+        (void)kept.what();
+        (void)kept.Stack();
+    }
+}
+
+TEST(XCErrorWithArgs, NothingLeaksWhenCopiedAssignedAndThrown)
+{
+    CopyAssignAndThrow(); // names and caches come to stay
+    std::size_t const before = BusyBlocks();
+    for (int i = 0; i < 50; ++i) CopyAssignAndThrow();
+    EXPECT_LE(BusyBlocks(), before + 3);
 }
 
 } // namespace

@@ -1,0 +1,23 @@
+// TestModule.h - the test module, loaded once.
+#pragma once
+
+#include <string>
+#include <windows.h>
+
+inline HMODULE TestModule()
+{
+    static HMODULE const module = [] {
+        wchar_t path[1024] = L"";
+        ::GetModuleFileNameW(nullptr, path, 1024);
+        std::wstring name(path);
+        name.resize(name.find_last_of(L'\\') + 1);
+        return ::LoadLibraryExW((name + L"modules\\errors_module.osx").c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    }();
+    return module;
+}
+
+template <class Function>
+Function TestModuleFunction(char const* name)
+{
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(TestModule(), name)));
+}

@@ -1,0 +1,80 @@
+// The records of exceptions in the process's error log.
+#include <XelbrinCore/XCException.h>
+
+#include "errors/Plain.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <regex>
+#include <thread>
+#include <windows.h>
+
+namespace {
+
+/// A log file of its own; the path that was set before comes back.
+class ErrorLogFile : public testing::Test {
+protected:
+    void SetUp() override { XCException::SetErrorLogPath(m_path.wstring()); }
+    void TearDown() override
+    {
+        XCException::SetErrorLogPath(m_previous);
+        std::filesystem::remove(m_path);
+    }
+    [[nodiscard]] std::string Content() const
+    {
+        std::ifstream file(m_path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    std::filesystem::path m_path = std::filesystem::temp_directory_path() / "error_log_test.log";
+    XCString m_previous = XCException::GetErrorLogPath();
+};
+
+TEST_F(ErrorLogFile, RecordHoldsTimeThreadMessageAndStack)
+{
+    EXPECT_TRUE(XCException(L"first\ncaf\u00E9").LogInErrorFile());
+    EXPECT_TRUE(XCException(L"second").LogInErrorFile(XCException::LogWithoutStack));
+    std::string const content = Content();
+    std::regex const record("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[process \\d+, thread " +
+                            std::to_string(::GetCurrentThreadId()) +
+                            "\\] first\r\n    caf\xC3\xA9\r\n    test_errors\\.exe![^]*\r\n"
+                            "\\d{4}-[^\r]*\\] second\r\n");
+    EXPECT_TRUE(std::regex_match(content, record)) << content;
+}
+
+TEST_F(ErrorLogFile, RecordsOfManyThreadsStayWhole)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([] {
+            for (int i = 0; i < 50; ++i)
+                XCException(XCString(L'x', 3000), true).LogInErrorFile(XCException::LogWithoutStack);
+        });
+    for (std::thread& thread : threads) thread.join();
+    std::string const content = Content();
+    EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 200);
+    std::string const ending = "] " + std::string(3000, 'x') + "\r\n";
+    std::size_t whole = 0;
+    for (std::size_t at = content.find(ending); at != std::string::npos; at = content.find(ending, at + 1)) ++whole;
+    EXPECT_EQ(whole, 200u);
+}
+
+TEST_F(ErrorLogFile, FailureIsQuiet)
+{
+    XCException const e(L"nowhere to go");
+    XCException::SetErrorLogPath(L"Z:\\no such folder\\error.log");
+    EXPECT_FALSE(e.LogInErrorFile());
+    XCException::SetErrorLogPath(L"");
+    EXPECT_FALSE(e.LogInErrorFile());
+}
+
+TEST(ErrorLog, DefaultNameIsTheProgramsInTheTemporaryFolder)
+{
+    std::string const path = Plain(XCException::GetErrorLogPath());
+    EXPECT_TRUE(path.ends_with("\\test_errors-ERROR.LOG")) << path;
+}
+
+} // namespace
