@@ -76,7 +76,10 @@ public:
     /// Whether subjects are chosen and the file is open.
     XC_API static bool IsTracingEnabled();
     /// Whether the file is open and both masks share a bit with the arguments.
-    static bool TraceThisSubject(int level, int subject) { return MayTrace(level, subject) && IsWanted(level, subject); }
+    static bool TraceThisSubject(int level, int subject)
+    {
+        return MayTrace(level, subject) && IsWanted(level, subject);
+    }
 
     /// Writes one record and flushes: local time with milliseconds, thread, origin, level, subject, then the message,
     /// formatted as by XCString::Format. A record always ends its line.

@@ -91,7 +91,8 @@ void RecordFile::RotateIfDue()
     m_pending.resize(m_recordStart);
     if (Flush()) {
         m_file.Close();
-        if (unsigned long const error = m_rotation->Rotate(m_path)) m_failures.NoteFile(L"Cannot rename", m_path, error);
+        if (unsigned long const error = m_rotation->Rotate(m_path))
+            m_failures.NoteFile(L"Cannot rename", m_path, error);
     }
     m_recordStart = m_pending.size();
     m_pending += record;

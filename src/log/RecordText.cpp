@@ -68,8 +68,8 @@ std::size_t PlainRun(std::wstring_view text, std::size_t at) noexcept
 {
     std::size_t end = at;
     while (end < text.size()) {
-        bool const pair = text::IsHighSurrogate(text[end]) && end + 1 < text.size() &&
-                          text::IsLowSurrogate(text[end + 1]);
+        bool const pair =
+            text::IsHighSurrogate(text[end]) && end + 1 < text.size() && text::IsLowSurrogate(text[end + 1]);
         if (!pair && JsonEscapes(text[end])) break;
         end += pair ? 2 : 1;
     }

@@ -47,8 +47,7 @@ unsigned int Rotation::FirstFree(std::wstring const& path) const
 unsigned long Rotation::Rotate(std::wstring const& path)
 {
     for (unsigned int number = FirstFree(path); number > 0; --number) {
-        unsigned long const error =
-            win32::RenameFile(NumberedName(path, number - 1), NumberedName(path, number));
+        unsigned long const error = win32::RenameFile(NumberedName(path, number - 1), NumberedName(path, number));
         if (error != 0) {
             m_notBefore = win32::CoarseMilliseconds() + kRetryMs;
             return error;

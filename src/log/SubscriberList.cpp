@@ -145,7 +145,8 @@ void SubscriberList::Guarded(Call const& call) noexcept
         return;
     } catch (std::exception const& error) {
         try {
-            for (char const* c = error.what(); *c != 0; ++c) what += static_cast<wchar_t>(static_cast<unsigned char>(*c));
+            for (char const* c = error.what(); *c != 0; ++c)
+                what += static_cast<wchar_t>(static_cast<unsigned char>(*c));
         } catch (...) { // the failure counts without its text
             what = XCString();
         }

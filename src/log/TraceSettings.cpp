@@ -19,15 +19,12 @@ struct SubjectName {
     int mask;
 };
 constexpr SubjectName kSubjectNames[] = {
-    {L"GENERAL", XCTrace::TraceGeneral}, {L"TEXT", XCTrace::TraceText},
-    {L"MESSAGES", XCTrace::TraceMessages}, {L"DATETIME", XCTrace::TraceDateTime},
-    {L"SYNC", XCTrace::TraceSync}, {L"THREAD", XCTrace::TraceThread},
-    {L"APP", XCTrace::TraceApp}, {L"PLUGIN", XCTrace::TracePlugIn},
-    {L"CONFIG", XCTrace::TraceConfig}, {L"LOG", XCTrace::TraceLog},
-    {L"REGEX", XCTrace::TraceRegEx}, {L"CONDITION", XCTrace::TraceCondition},
-    {L"NETWORK", XCTrace::TraceNetwork}, {L"FILE", XCTrace::TraceFile},
-    {L"XML", XCTrace::TraceXml}, {L"USER", XCTrace::TraceUser},
-    {L"ALL", XCTrace::TraceAll}, {L"NONE", 0},
+    {L"GENERAL", XCTrace::TraceGeneral},   {L"TEXT", XCTrace::TraceText},     {L"MESSAGES", XCTrace::TraceMessages},
+    {L"DATETIME", XCTrace::TraceDateTime}, {L"SYNC", XCTrace::TraceSync},     {L"THREAD", XCTrace::TraceThread},
+    {L"APP", XCTrace::TraceApp},           {L"PLUGIN", XCTrace::TracePlugIn}, {L"CONFIG", XCTrace::TraceConfig},
+    {L"LOG", XCTrace::TraceLog},           {L"REGEX", XCTrace::TraceRegEx},   {L"CONDITION", XCTrace::TraceCondition},
+    {L"NETWORK", XCTrace::TraceNetwork},   {L"FILE", XCTrace::TraceFile},     {L"XML", XCTrace::TraceXml},
+    {L"USER", XCTrace::TraceUser},         {L"ALL", XCTrace::TraceAll},       {L"NONE", 0},
 };
 constexpr std::size_t kModulePathUnits = 512;
 

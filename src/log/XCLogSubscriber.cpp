@@ -40,7 +40,8 @@ void AppendBlock(std::string& to, XCLogLayout layout, XCString const& channel, i
     if (layout == XCLogLayout::AsIs) return text::AppendUtf8(to, text.View());
     std::wstring_view const body = WithoutLineEnd(text.View());
     if (layout == XCLogLayout::Json)
-        return AppendJsonRecord(to, {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(), body});
+        return AppendJsonRecord(to,
+                                {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(), body});
     text::AppendUtf8(to, EscapeControls(body).View());
     std::wstring_view const end = text.View().substr(body.size());
     text::AppendUtf8(to, end.empty() ? std::wstring_view(L"\n") : end);

@@ -74,7 +74,8 @@ void AppendTurn::Take() noexcept
             watched = holder;
             since = ::GetTickCount64();
         } else if (::GetTickCount64() - since > kPatienceMs &&
-                   m_holder->compare_exchange_strong(holder, m_ticket, std::memory_order_acquire)) {
+                   m_holder->compare_exchange_strong(holder, m_ticket, std::memory_order_acquire))
+        {
             return;
         }
         Pause(round);
