@@ -33,8 +33,8 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <optional>
+#include <utility>
 #include <vector>
 
 class XCCondition;
@@ -256,11 +256,17 @@ private:
         return m_operator != ConditionOperator::None ? OnEvaluate(params) : !HasOr();
     }
     void AssignValue(XCConditionValue value);
-    void AsRegExp();
+    bool AsRegExp();
     bool AssignDateFromStr(XCString const& text);
-    void ClearOwn();
-    void CopySubConditions(XCCondition const& other);
-    static XCSmartPtr<XCCondition> CopyOf(XCCondition const& other);
+    void Reset();
+    [[nodiscard]] XCString ToNativeString() const;
+    [[nodiscard]] XCString NativeValue() const;
+    void AppendNative(XCString& text) const;
+    bool ReadNativeTree(XCTokenizer& tokens);
+    bool ReadNativeOwn(XCTokenizer& tokens, std::size_t& subCount);
+    bool ReadNativeValue(std::wstring_view text);
+    static LinkedCondV CopiesOf(LinkedCondV const& subs);
+    static XCCondition* TakeDoomed(LinkedCondV& subs, XCCondition* doomed) noexcept;
 
     XCString m_fieldName;
     ConditionOperator m_operator = ConditionOperator::None;

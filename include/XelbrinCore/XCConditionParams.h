@@ -28,12 +28,10 @@
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
 
-#include <cmath>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <limits>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
@@ -41,7 +39,7 @@
 
 namespace xc::condition {
 template <class T>
-concept Integer = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char>;
+concept Integer = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char> && !std::same_as<T, bool>;
 } // namespace xc::condition
 
 /// One value: 16 bytes, copied freely. A text is borrowed: it must live, unchanged, as long as the value is used.
@@ -57,7 +55,7 @@ public:
     };
 
     constexpr XCConditionValue() noexcept = default;
-    /// Int when the type is bool or has at most 32 bits and fits, otherwise Int64; above the largest Int64: Double.
+    /// Int for types of up to 32 bits that fit, otherwise Int64; above the largest Int64: Double.
     template <xc::condition::Integer T>
     constexpr XCConditionValue(T value) noexcept
         : m_integer(static_cast<std::int64_t>(value)),
@@ -194,10 +192,9 @@ public:
 
 private:
     void GrowAndSet(std::size_t index, XCConditionValue value);
-    void PointAtOwnTexts();
 
     XCSmartPtr<XCConditionSchema> m_schema;
     std::uint64_t m_schemaSerial = 0;
     std::vector<XCConditionValue> m_values;
-    std::vector<XCString> m_texts; ///< of the fields that were given their text to keep; may be shorter than m_values
+    std::vector<XCString> m_texts; ///< those kept here; may be shorter than m_values
 };

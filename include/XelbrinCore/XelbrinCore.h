@@ -2,6 +2,8 @@
 #pragma once
 
 #include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCCondition.h>
+#include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
