@@ -236,6 +236,8 @@ enum XCCoreError : long {
     // 200-299 errors and messages
     XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
     // 300-399 dates
+    XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
+    XCErrInvalidDateTime = 301, ///< a date that no calendar has
 
     // 400-499 threads and locks
 

@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
+#include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>

@@ -19,7 +19,7 @@ int CompareOrdinal(std::wstring_view a, std::wstring_view b) noexcept
     std::size_t const at = xc::text::Mismatch(a.data(), b.data(), common);
     if (xc::text::FindUnit(a.data(), std::min(at, common - 1), L'\0') < std::min(at, common - 1)) return 0;
     if (at == common) return 0;
-    return ToUint(a[at]) < ToUint(b[at]) ? -1 : 1;
+    return ToUint(a.data()[at]) < ToUint(b.data()[at]) ? -1 : 1;
 }
 
 /// The collator that a comparison mode selects; null for mode 0. Each is made once and lives as long as the process.

@@ -1,0 +1,86 @@
+// The stream operators of the value classes.
+#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCException.h>
+
+#include "text/Units.h"
+
+#include <istream>
+#include <ostream>
+#include <string>
+
+namespace xc::datetime {
+
+namespace {
+
+/// The next word, with a second one after a single blank when that starts with a digit and `andTime` asks for it.
+XCString ReadWords(std::wistream& in, bool andTime)
+{
+    std::wstring word;
+    in >> word;
+    if (andTime && in.good() && word.find(L'/') != std::wstring::npos && in.peek() == L' ') {
+        in.get();
+        auto const next = in.peek();
+        std::wstring time;
+        if (in.good() && xc::text::IsDigit(static_cast<wchar_t>(next)) && in >> time) word += L' ' + time;
+    }
+    return XCString(word);
+}
+
+template <class Value>
+std::wistream& ReadValue(std::wistream& in, Value& value)
+{
+    XCString const word = ReadWords(in, false);
+    if (in.fail() || !value.FromString(word)) in.setstate(std::ios_base::failbit);
+    return in;
+}
+
+} // namespace
+
+} // namespace xc::datetime
+
+using namespace xc::datetime;
+
+std::wostream& operator<<(std::wostream& out, XCDateEx const& value)
+{
+    return out << value.AsString();
+}
+
+std::wostream& operator<<(std::wostream& out, XCTimeEx const& value)
+{
+    return out << value.AsString();
+}
+
+std::wostream& operator<<(std::wostream& out, XCDateTimeEx const& value)
+{
+    return out << value.AsString();
+}
+
+std::wostream& operator<<(std::wostream& out, XCDurationEx const& value)
+{
+    return out << value.AsString(false);
+}
+
+std::wistream& operator>>(std::wistream& in, XCDateEx& value)
+{
+    return ReadValue(in, value);
+}
+
+std::wistream& operator>>(std::wistream& in, XCTimeEx& value)
+{
+    return ReadValue(in, value);
+}
+
+std::wistream& operator>>(std::wistream& in, XCDateTimeEx& value)
+{
+    XCString const words = ReadWords(in, true);
+    if (in.fail() || value.FromString(words).Bad()) in.setstate(std::ios_base::failbit);
+    return in;
+}
+
+std::wistream& operator>>(std::wistream& in, XCDurationEx& value)
+try {
+    return ReadValue(in, value);
+} catch (XCDurationExceptionEx const&) {
+    in.setstate(std::ios_base::failbit);
+    return in;
+}

@@ -1,0 +1,127 @@
+// The positional template and the printed durations.
+#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCString.h>
+
+#include "datetime/Calendar.h"
+#include "datetime/DateText.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace xc::datetime {
+
+namespace {
+
+/// "2 days, 3:04:05" with `microseconds` as fraction of the seconds.
+XCString PrintSeconds(bool negative, std::uint64_t seconds, std::uint32_t microseconds)
+{
+    wchar_t buffer[64];
+    TextOut out(buffer, 64);
+    if (negative) out.Unit(L'-');
+    std::uint64_t const days = seconds / 86400;
+    if (days > 0) {
+        out.Number(static_cast<std::int64_t>(days));
+        out.Text(L" days, ");
+    }
+    auto const rest = static_cast<std::uint32_t>(seconds % 86400);
+    out.Number(rest / 3600);
+    out.Unit(L':');
+    out.TwoDigits(rest / 60 % 60);
+    out.Unit(L':');
+    out.TwoDigits(rest % 60);
+    if (microseconds > 0) {
+        unsigned digits = 6;
+        for (; microseconds % 10 == 0; microseconds /= 10) --digits;
+        out.Unit(L'.');
+        out.Padded(microseconds, digits);
+    }
+    return XCString(std::wstring_view(buffer, out.Finish()));
+}
+
+/// "%6.2f", the point a point whatever the locale.
+XCString PrintAmount(double amount)
+{
+    char digits[400]; // the largest number has 309 digits before the point
+    char* const end = std::to_chars(digits, digits + sizeof(digits), amount, std::chars_format::fixed, 2).ptr;
+    std::size_t const length = static_cast<std::size_t>(end - digits);
+    XCString text(L' ', length < 6 ? 6 - length : 0, length + 6);
+    for (char const* digit = digits; digit != end; ++digit) text += static_cast<wchar_t>(*digit);
+    return text;
+}
+
+/// One place of a pattern, from its "%" to its letter.
+struct Place {
+    std::wstring_view specifier;
+
+    [[nodiscard]] wchar_t Letter() const noexcept { return specifier.back(); }
+    [[nodiscard]] bool IsLong() const noexcept { return specifier[specifier.size() - 2] == L'l'; }
+    /// The number before ":", else 0.
+    [[nodiscard]] std::size_t Index() const
+    {
+        std::size_t const colon = specifier.find(L':');
+        if (colon == std::wstring_view::npos) return 0;
+        return XCString(specifier.substr(1, colon - 1)).AsUint();
+    }
+};
+
+XCString Render(Place const& place, XCString const& argument)
+{
+    switch (place.Letter()) {
+    case L'u': return XCPrintDuration(argument.AsXCDuration());
+    case L'a': return argument.AsXCDateTime().AsString(place.IsLong() ? L"%B %d, %Y" : L"%x");
+    case L't': return argument.AsXCDateTime().AsString(place.IsLong() ? L"%X" : L"%H:%M:%S");
+    case L'm': return PrintAmount(argument.AsDouble());
+    default: return argument; // s, d, f
+    }
+}
+
+} // namespace
+
+} // namespace xc::datetime
+
+using namespace xc::datetime;
+
+XCString XCPrintf(XCString const& pattern, std::vector<XCString> const& arguments)
+{
+    XCString result;
+    result.Reserve(16);
+    std::wstring_view rest = pattern.View();
+    for (;;) {
+        std::size_t const percent = rest.find(L'%');
+        result.Append(rest.substr(0, percent));
+        if (percent == std::wstring_view::npos) return result;
+        rest.remove_prefix(percent);
+        if (rest.size() > 1 && rest[1] == L'%') {
+            result += L'%';
+            rest.remove_prefix(2);
+            continue;
+        }
+        std::size_t const letter = rest.find_first_of(L"sdfuatm");
+        if (letter == std::wstring_view::npos) return result.Append(rest);
+        Place const place{rest.substr(0, letter + 1)};
+        result.Append(Render(place, arguments.at(place.Index())));
+        rest.remove_prefix(letter + 1);
+    }
+}
+
+XCString XCPrintDuration(long const& seconds)
+{
+    std::int64_t const value = seconds;
+    auto const magnitude = static_cast<std::uint64_t>(value);
+    return PrintSeconds(value < 0, value < 0 ? 0 - magnitude : magnitude, 0);
+}
+
+XCString XCPrintDuration(double const& seconds)
+{
+    constexpr double kMost = 9.2e18;
+    double const magnitude = std::isnan(seconds) ? 0.0 : std::min(std::fabs(seconds), kMost);
+    double const whole = std::floor(magnitude);
+    auto count = static_cast<std::uint64_t>(whole);
+    auto microseconds = static_cast<std::uint32_t>((magnitude - whole) * 1e6 + 0.5);
+    if (microseconds == 1000000) {
+        microseconds = 0;
+        ++count;
+    }
+    return PrintSeconds(seconds < 0, count, microseconds);
+}

@@ -1,0 +1,117 @@
+#include "datetime/Zone.h"
+
+#include "datetime/Calendar.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace xc::datetime {
+
+namespace {
+
+constexpr std::int64_t kNever = INT64_MAX;
+
+/// The day of a month that a rule means: a date of its own year, or the first to fourth, or last, such weekday.
+std::uint32_t DayOfRule(win32::ZoneChange const& rule, std::int64_t year) noexcept
+{
+    if (rule.year != 0) return rule.day;
+    std::uint32_t const firstWeekDay = WeekDayOf(DayNumber(year, rule.month, 1));
+    std::uint32_t const first = 1 + (rule.weekDay + 7 - firstWeekDay) % 7;
+    std::uint32_t const day = first + 7 * (std::clamp<std::uint32_t>(rule.day, 1, 5) - 1);
+    return day > MonthLength(year, rule.month) ? day - 7 : day;
+}
+
+/// The wall time of a change by the clocks before it; never, when the rule is for another year.
+std::int64_t WallOfRule(win32::ZoneChange const& rule, std::int64_t year) noexcept
+{
+    if (rule.year != 0 && rule.year != year) return kNever;
+    return EpochMs(year, rule.month, DayOfRule(rule, year), rule.timeMs);
+}
+
+bool IsRule(win32::ZoneChange const& rule) noexcept
+{
+    return rule.month >= 1 && rule.month <= 12;
+}
+
+win32::ZoneRules const& RulesOf(win32::ZoneData const& data, std::int64_t year) noexcept
+{
+    if (data.years.empty()) return data.rules;
+    std::int64_t const index = year - data.firstYear;
+    std::int64_t const last = static_cast<std::int64_t>(data.years.size()) - 1;
+    return data.years[static_cast<std::size_t>(std::clamp<std::int64_t>(index, 0, last))];
+}
+
+bool IsPlainUTC(win32::ZoneData const& data) noexcept
+{
+    return data.name == L"UTC" || data.name == L"Etc/UTC";
+}
+
+} // namespace
+
+ZoneRecord::ZoneRecord(win32::ZoneData data) : m_data(std::move(data)), m_isUTC(IsPlainUTC(m_data))
+{
+    m_years.reserve(kYears);
+    for (std::int64_t year = kFirstYear; year < kFirstYear + kYears; ++year) m_years.push_back(Compute(year));
+}
+
+ZoneYear ZoneRecord::Compute(std::int64_t year) const noexcept
+{
+    win32::ZoneRules const& rules = RulesOf(m_data, year);
+    std::int64_t const newYear = EpochMs(year, 1, 1, 0);
+    ZoneOffset const standard{-(rules.bias + rules.standardBias), false};
+    if (m_isUTC || !IsRule(rules.toStandard) || !IsRule(rules.toDaylight)) {
+        ZoneOffset const fixed{m_isUTC ? 0 : -rules.bias, false};
+        return {newYear - fixed.Ms(), kNever, kNever, {fixed, fixed, fixed}};
+    }
+    ZoneOffset const daylight{-(rules.bias + rules.daylightBias), true};
+    std::int64_t const toStandard = WallOfRule(rules.toStandard, year);
+    std::int64_t const toDaylight = WallOfRule(rules.toDaylight, year);
+    // A change is told by the clocks before it.
+    std::int64_t const standardAt = toStandard == kNever ? kNever : toStandard - daylight.Ms();
+    std::int64_t const daylightAt = toDaylight == kNever ? kNever : toDaylight - standard.Ms();
+    if (toDaylight <= toStandard)
+        return {newYear - standard.Ms(), daylightAt, standardAt, {standard, daylight, standard}};
+    return {newYear - daylight.Ms(), standardAt, daylightAt, {daylight, standard, daylight}};
+}
+
+ZoneYear ZoneRecord::Year(std::int64_t year) const noexcept
+{
+    std::int64_t const index = year - kFirstYear;
+    return index >= 0 && index < kYears ? m_years[static_cast<std::size_t>(index)] : Compute(year);
+}
+
+ZoneOffset ZoneRecord::OffsetAt(std::int64_t utcMs) const noexcept
+{
+    // The year by UTC is the zone's year too, except for some hours at its ends.
+    std::int64_t const year = CivilOf(kEpochDay + FloorDiv(utcMs, kDayMs)).year;
+    ZoneYear const here = Year(year);
+    if (utcMs < here.start) return Year(year - 1).At(utcMs);
+    constexpr std::int64_t kFarFromItsEnd = 360 * kDayMs;
+    if (utcMs - here.start < kFarFromItsEnd) return here.At(utcMs);
+    ZoneYear const next = Year(year + 1);
+    return utcMs < next.start ? here.At(utcMs) : next.At(utcMs);
+}
+
+ZoneOffset OffsetAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept
+{
+    ZoneRecord const* const record = RecordOf(zone);
+    return record && !record->IsUTC() ? record->OffsetAt(utcMs) : ZoneOffset();
+}
+
+WallOffset OffsetOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept
+{
+    ZoneRecord const* const record = RecordOf(zone);
+    if (!record || record->IsUTC()) return {};
+    // No two changes are nearer than a day, and no offset is as large: these two stand before and after a change.
+    ZoneOffset const before = record->OffsetAt(wallMs - kDayMs);
+    ZoneOffset const after = record->OffsetAt(wallMs + kDayMs);
+    if (before == after) return {before, XCTimeZone::LocalKind::Unique};
+    bool const readsBefore = record->OffsetAt(wallMs - before.Ms()) == before;
+    bool const readsAfter = record->OffsetAt(wallMs - after.Ms()) == after;
+    if (readsBefore && readsAfter && before.minutes != after.minutes) return {before, XCTimeZone::LocalKind::Ambiguous};
+    if (readsBefore) return {before, XCTimeZone::LocalKind::Unique};
+    if (readsAfter) return {after, XCTimeZone::LocalKind::Unique};
+    return {before, XCTimeZone::LocalKind::Skipped};
+}
+
+} // namespace xc::datetime

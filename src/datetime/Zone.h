@@ -1,0 +1,81 @@
+// Zone.h - the arithmetic of time zones: offsets of instants and of wall times, from the rules of each year.
+#pragma once
+
+#include <XelbrinCore/XCTimeZone.h>
+
+#include "win32/TimeZoneData.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace xc::datetime {
+
+/// What a zone's clocks are ahead of UTC.
+struct ZoneOffset {
+    std::int32_t minutes = 0;
+    bool isDaylight = false;
+
+    [[nodiscard]] std::int64_t Ms() const noexcept { return std::int64_t{minutes} * 60000; }
+    friend bool operator==(ZoneOffset const&, ZoneOffset const&) noexcept = default;
+};
+
+/// One year of a zone: three stretches, the later ones empty when the clocks do not change.
+struct ZoneYear {
+    std::int64_t start; ///< the instant at which the year begins there, in milliseconds since 1970 UTC
+    std::int64_t firstChange, secondChange; ///< instants; INT64_MAX when there is none
+    ZoneOffset offsets[3];
+
+    [[nodiscard]] ZoneOffset const& At(std::int64_t utcMs) const noexcept
+    {
+        return offsets[(utcMs >= firstChange ? 1 : 0) + (utcMs >= secondChange ? 1 : 0)];
+    }
+};
+
+/// A zone's data with its years worked out. Never changes once it is made, and is never freed.
+class ZoneRecord {
+public:
+    explicit ZoneRecord(win32::ZoneData data);
+
+    [[nodiscard]] win32::ZoneData const& Data() const noexcept { return m_data; }
+    [[nodiscard]] bool IsUTC() const noexcept { return m_isUTC; }
+    [[nodiscard]] ZoneOffset OffsetAt(std::int64_t utcMs) const noexcept;
+
+private:
+    static constexpr std::int64_t kFirstYear = 1900;
+    static constexpr std::int64_t kYears = 300;
+
+    [[nodiscard]] ZoneYear Compute(std::int64_t year) const noexcept;
+    [[nodiscard]] ZoneYear Year(std::int64_t year) const noexcept;
+
+    win32::ZoneData m_data;
+    bool m_isUTC;
+    std::vector<ZoneYear> m_years;
+};
+
+inline ZoneRecord const* RecordOf(XCTimeZone const& zone) noexcept
+{
+    return static_cast<ZoneRecord const*>(zone.GetRecord());
+}
+
+/// The offset in force at an instant, in milliseconds since 1970 UTC.
+ZoneOffset OffsetAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept;
+inline std::int64_t OffsetMsAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept
+{
+    return OffsetAt(zone, utcMs).Ms();
+}
+
+/// How a wall time, in milliseconds since 1970 by the zone's clocks, is read.
+struct WallOffset {
+    ZoneOffset offset;
+    XCTimeZone::LocalKind kind = XCTimeZone::LocalKind::Unique;
+};
+WallOffset OffsetOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept;
+inline std::int64_t OffsetMsOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept
+{
+    return OffsetOfWall(zone, wallMs).offset.Ms();
+}
+
+/// Whether SetLocal() has put another zone in place of the system's.
+bool IsLocalZoneReplaced() noexcept;
+
+} // namespace xc::datetime

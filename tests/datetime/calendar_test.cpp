@@ -1,0 +1,217 @@
+// Calendar arithmetic against an independent calendar, and the rules that are deliberate.
+#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCException.h>
+
+#include <chrono>
+#include <gtest/gtest.h>
+
+namespace {
+
+namespace chr = std::chrono;
+
+XCDurationEx Days(long count)
+{
+    return XCDurationEx(count, XCDurationEx::Day);
+}
+
+// Counts by hand, one day after the other: the reference that shares nothing with the library.
+struct Walker {
+    int year;
+    unsigned month = 1, day = 1, yearDay = 1;
+
+    unsigned MonthLength() const
+    {
+        static constexpr unsigned kLengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+        bool const leap = year % 400 == 0 || (year % 4 == 0 && year % 100 != 0);
+        return kLengths[month - 1] + (month == 2 && leap ? 1 : 0);
+    }
+    void Next()
+    {
+        ++day, ++yearDay;
+        if (day > MonthLength()) ++month, day = 1;
+        if (month > 12) ++year, month = 1, yearDay = 1;
+    }
+};
+
+TEST(Calendar, EveryDayOfNineCenturies)
+{
+    Walker walker{1600};
+    XCDateEx const start(1600, 1, 1);
+    XCDateEx stepping = start;
+    chr::sys_days const chronoStart = chr::sys_days(chr::year(1600) / 1 / 1);
+    long count = 0;
+    for (; walker.year < 2500; walker.Next(), ++stepping, ++count) {
+        XCDateEx const date(walker.year, walker.month, walker.day);
+        chr::sys_days const chronoDay = chronoStart + chr::days(count);
+        chr::year_month_day const chronoDate(chronoDay);
+        unsigned const weekDay = walker.year < 1970 ? 0 : chr::weekday(chronoDay).c_encoding();
+        unsigned const sinceMonday = (weekDay + 6) % 7;
+        unsigned const k = walker.yearDay - 1;
+        unsigned const week = k < sinceMonday ? 0 : k / 7 + (k % 7 >= sinceMonday ? 1 : 0);
+        bool const good = date.IsValid() && date == stepping && date == start + count && start == date - count &&
+                          (date - start) == Days(count) &&
+                          chronoDate == chr::year(date.GetYear()) / static_cast<int>(date.GetMonth()) /
+                                            static_cast<int>(date.GetDay()) &&
+                          date.GetWeekDay() == weekDay && date.GetYearDay() == walker.yearDay &&
+                          date.GetYearWeek() == week &&
+                          XCDateEx::GetDaysInMonth(walker.year, walker.month) == walker.MonthLength();
+        ASSERT_TRUE(good) << walker.year << '-' << walker.month << '-' << walker.day;
+        if (walker.year < 1899) continue;
+        XCDate const old(walker.day, walker.month, static_cast<unsigned>(walker.year));
+        ASSERT_TRUE(old.year() == static_cast<unsigned>(walker.year) && old.month() == walker.month &&
+                    old.day() == walker.day && old.weekday() == chr::weekday(chronoDay).c_encoding() &&
+                    old.days_in_month() == walker.MonthLength());
+    }
+    EXPECT_EQ(count, 328719);
+}
+
+// The stepping rule of the text, month by month, with numbers of any size.
+void StepDays(std::int64_t& year, int& month, std::int64_t& day, std::int64_t days)
+{
+    auto const length = [&] {
+        return static_cast<std::int64_t>(
+            XCDateEx::GetDaysInMonth(static_cast<int>(year), static_cast<unsigned>(month)));
+    };
+    for (day += days; day < 1; day += length())
+        if (--month < 1) month = 12, --year;
+    while (day > length()) {
+        day -= length();
+        if (++month > 12) month = 1, ++year;
+    }
+}
+
+TEST(Calendar, LongJumpsAreTheSameAsSteps)
+{
+    for (std::int64_t const days :
+         {31LL, -31LL, 59LL, 366LL, -366LL, 146097LL, -146096LL, 400000LL, -400000LL, 30000000LL}) {
+        std::int64_t year = 2008, day = 31;
+        int month = 1;
+        StepDays(year, month, day, days);
+        XCDateEx const jumped = XCDateEx(2008, 1, 31) + static_cast<long>(days);
+        EXPECT_TRUE(jumped ==
+                    XCDateEx(static_cast<int>(year), static_cast<unsigned>(month), static_cast<unsigned>(day)))
+            << days;
+    }
+    EXPECT_EQ((XCDateEx(2008, 1, 31) + 2147483647L).GetYear(), -((1 << 23) - 5881618))
+        << "a signed shift reads the year";
+    EXPECT_EQ((XCDateEx(2008, 1, 31) + 1500000000L).GetYear(), 4108868);
+    EXPECT_TRUE(XCDateEx(2008, 1, 31) - 2147483647L == XCDateEx(2008, 1, 31)) << "a result that cannot be stored";
+}
+
+struct AddCase {
+    char const* fault;
+    int year;
+    unsigned month, day;
+    long count;
+    XCDurationEx::Unit unit;
+    int toYear;
+    unsigned toMonth, toDay;
+};
+constexpr AddCase kAddCases[] = {
+    {"leap February", 2008, 1, 31, 1, XCDurationEx::Month, 2008, 2, 29},
+    {"plain February", 2009, 1, 31, 1, XCDurationEx::Month, 2009, 2, 28},
+    {"31 kept into a month of 30", 2009, 3, 31, -4, XCDurationEx::Month, 2008, 11, 30},
+    {"year carried wrongly at December", 2009, 12, 15, 1, XCDurationEx::Month, 2010, 1, 15},
+    {"month 0", 2009, 1, 15, -1, XCDurationEx::Month, 2008, 12, 15},
+    {"leap day plus a year", 2008, 2, 29, 1, XCDurationEx::Year, 2009, 2, 28},
+    {"leap day plus four years", 2008, 2, 29, 4, XCDurationEx::Year, 2012, 2, 29},
+    {"day not borrowed over February", 2008, 3, 1, -1, XCDurationEx::Day, 2008, 2, 29},
+    {"week into the year before", 2009, 1, 3, -1, XCDurationEx::Week, 2008, 12, 27},
+    {"hours move a date", 2009, 1, 3, 36, XCDurationEx::Hour, 2009, 1, 3},
+    {"milliseconds move a date", 2009, 1, 3, 2147483647, XCDurationEx::Millisecond, 2009, 1, 3},
+    {"no unit moves a date", 2009, 1, 3, 5, XCDurationEx::InvalidUnit, 2009, 1, 3},
+    {"an invalid date moves", 2009, 2, 30, 1, XCDurationEx::Day, 2009, 2, 30},
+    {"a month 0 moves", 2009, 0, 3, 1, XCDurationEx::Month, 2009, 0, 3},
+    {"a year below 0 is stored", 2009, 1, 3, -2010, XCDurationEx::Year, 2009, 1, 3},
+    {"year 0 is refused", 2009, 1, 3, -2009, XCDurationEx::Year, 0, 1, 3},
+    {"weeks overflow 32 bits", 2009, 1, 3, 2147483647, XCDurationEx::Week, 2009, 1, 3},
+    {"years overflow 32 bits", 2009, 1, 3, 2147483647, XCDurationEx::Year, 2009, 1, 3},
+    {"the last year is refused", 2009, 1, 3, 8386598, XCDurationEx::Year, 8388607, 1, 3},
+};
+
+TEST(Calendar, AddingDurations)
+{
+    for (AddCase const& c : kAddCases) {
+        SCOPED_TRACE(c.fault);
+        XCDateEx const from(c.year, c.month, c.day), to(c.toYear, c.toMonth, c.toDay);
+        EXPECT_TRUE(from + XCDurationEx(c.count, c.unit) == to);
+        EXPECT_TRUE(from - XCDurationEx(-c.count, c.unit) == to);
+        XCDateTimeEx const fromTime(from, XCTimeEx(12, 0, 0), XCTimeZone());
+        if (c.unit >= XCDurationEx::Hour) continue;
+        EXPECT_TRUE(fromTime + XCDurationEx(c.count, c.unit) == XCDateTimeEx(to, XCTimeEx(12, 0, 0), XCTimeZone()));
+    }
+}
+
+TEST(Calendar, FixedPointsAndCutOffs)
+{
+    EXPECT_TRUE(XCIsLeapYear(2000) && XCIsLeapYear(2400) && !XCIsLeapYear(1900) && !XCIsLeapYear(2100) &&
+                XCIsLeapYear(0));
+    EXPECT_EQ(XCDateEx(1970, 1, 1).GetWeekDay(), 4u);
+    EXPECT_EQ(XCDateEx(1969, 12, 31).GetWeekDay(), 0u);
+    EXPECT_EQ(XCDateEx(1969, 12, 31).GetYearWeek(), (364u / 7) + (364 % 7 >= 6 ? 1 : 0));
+    EXPECT_EQ(XCDateEx::null.GetWeekDay() + XCDateEx::null.GetYearDay() + XCDateEx::null.GetYearWeek(), 0u);
+    EXPECT_EQ(XCDateEx(2009, 2, 29).GetYearDay() + XCDateEx(2009, 2, 29).GetYearWeek(), 0u);
+    EXPECT_EQ(XCDateEx::GetDaysInMonth(1900, 2), 28u);
+    EXPECT_EQ(XCDateEx::GetDaysInMonth(2009, 0) + XCDateEx::GetDaysInMonth(2009, 13), 0u);
+    EXPECT_EQ(XCDateEx(2009, 7, 4).AsInt(), (2009u << 9) | (7u << 5) | 4u);
+    EXPECT_TRUE(XCDateEx(8388608, 1, 1).IsNull() && XCDateEx(-1, 1, 1).IsNull() && XCDateEx(1, 13, 1).IsNull());
+    EXPECT_FALSE(XCDateEx(2009, 2, 30).IsValid());
+    EXPECT_EQ(XCDateEx(4194304, 1, 1).GetYear(), -4194304);
+    EXPECT_TRUE(XCDateEx(2009, 12, 31) < XCDateEx(2010, 1, 1) && XCDateEx::null < XCDateEx::minimum);
+    EXPECT_THROW((void)(XCDateEx(4194303, 1, 1) - XCDateEx(4194304, 1, 1)), XCDurationExceptionEx);
+    EXPECT_FALSE((XCDateEx(2009, 1, 1) - XCDateEx::null).IsValid());
+    XCDate day(31, 12, 1899);
+    EXPECT_EQ(day.AsInt(), 364u);
+    EXPECT_EQ(XCDate().weekday(), 0u);
+    EXPECT_TRUE((++day).year() == 1900 && (day -= 366).year() > 11000000u) << "days before the first wrap";
+    EXPECT_EQ(XCDate::days_in_month(2, 1900) + XCDate::days_in_month(14, 1900), 28u + 31u);
+}
+
+TEST(TimeOfDay, WrapsAndKeepsNull)
+{
+    EXPECT_EQ(XCTimeEx(23, 59, 59, 999).AsInt(), 86399999);
+    EXPECT_TRUE(XCTimeEx(24, 0, 0).IsNull() && XCTimeEx(-5).IsNull() && XCTimeEx(86400000u).IsNull());
+    EXPECT_TRUE(XCTimeEx(0, 0xFFFFFFFFu, 0).IsNull()) << "minutes overflow 32 bits";
+    EXPECT_TRUE(XCTimeEx(23, 0, 0) + XCDurationEx(2, XCDurationEx::Hour) == XCTimeEx(1, 0, 0));
+    EXPECT_TRUE(XCTimeEx(1, 0, 0) - XCDurationEx(26, XCDurationEx::Hour) == XCTimeEx(23, 0, 0));
+    EXPECT_TRUE(XCTimeEx(1, 0, 0) + XCDurationEx(5, XCDurationEx::Month) == XCTimeEx(1, 0, 0));
+    EXPECT_TRUE(XCTimeEx(1, 0, 0) + XCDurationEx(-2147483647, XCDurationEx::Hour) == XCTimeEx(18, 0, 0));
+    EXPECT_TRUE((XCTimeEx::null + XCDurationEx(5)).IsNull() && (++XCTimeEx(XCTimeEx::null)).IsNull());
+    XCTimeEx raw;
+    raw.FromInt(2147483647);
+    EXPECT_FALSE(raw.IsValid());
+    EXPECT_TRUE((++raw).IsValid()) << "arithmetic brings any count into the day";
+    EXPECT_EQ(XCTimeEx::null.AsMilliseconds() + XCTimeEx::null.AsSeconds() + XCTimeEx::null.GetHour(), 0u);
+    EXPECT_TRUE(XCTimeEx(1, 0, 0) - XCTimeEx(3, 0, 0) == XCDurationEx(-7200000, XCDurationEx::Millisecond));
+    EXPECT_TRUE((XCTimeEx(1, 0, 0) - XCTimeEx::null) == XCDurationEx::invalid_);
+}
+
+TEST(DateTime, PartsAndArithmetic)
+{
+    XCTimeZone const utc;
+    XCDateTimeEx const date(2009, 1, 2), time(12u, 30u, 0u, 0u);
+    XCDateTimeEx const both(2008, 12, 31, 23, 59, 59, 999, utc);
+    EXPECT_TRUE(date.IsOnlyDate() && time.IsOnlyTime() && both.IsDateAndTime() && XCDateTimeEx().IsNull());
+    EXPECT_TRUE(date.IsValid() && time.IsValid() && !XCDateTimeEx().IsValid() && !XCDateTimeEx(2009, 2, 30).IsValid());
+    EXPECT_EQ(XCDateTimeEx().AsInt64(), 0xFFFFFFFFLL);
+    EXPECT_EQ(both.AsInt64() >> 32, static_cast<std::int64_t>(XCDateEx(2008, 12, 31).AsInt()));
+    EXPECT_TRUE(XCDateTimeEx(both.AsInt64()) == both);
+    EXPECT_TRUE(both + XCDurationEx(1, XCDurationEx::Millisecond) == XCDateTimeEx(2009, 1, 1, 0, 0, 0, 0, utc));
+    EXPECT_TRUE(both + XCDurationEx(-2147483647) == XCDateTimeEx(1940, 12, 13, 20, 45, 52, 999, utc));
+    EXPECT_TRUE(date + XCDurationEx(36, XCDurationEx::Hour) == date) << "hours move a date without a time";
+    EXPECT_TRUE(time + XCDurationEx(12, XCDurationEx::Hour) == XCDateTimeEx(0u, 30u, 0u, 0u));
+    EXPECT_TRUE(time + XCDurationEx(1, XCDurationEx::Month) == time && (XCDateTimeEx() + XCDurationEx(1)).IsNull());
+    XCDateTimeEx const first(0, 1, 1, 0, 0, 0, 0, utc);
+    EXPECT_TRUE(--XCDateTimeEx(first) == first) << "the second before the first storable one";
+    EXPECT_TRUE(both - XCDateTimeEx(2008, 12, 31, 0, 0, 0, 0, utc) ==
+                XCDurationEx(86399999, XCDurationEx::Millisecond));
+    EXPECT_TRUE(both - XCDateTimeEx(2008, 1, 1, 0, 0, 0, 0, utc) == XCDurationEx(366 * 86400 - 1));
+    EXPECT_TRUE(time - date == XCDurationEx::invalid_);
+    EXPECT_THROW((void)(both - XCDateTimeEx(1900, 1, 1)), XCDurationExceptionEx);
+    EXPECT_TRUE(date < XCDateTimeEx(2009, 1, 2, 0, 0, 0, 0, utc)) << "a missing time (-1) comes first";
+    EXPECT_TRUE(both < date && both <= both && time < both);
+    XCDateTimeEx const now = XCDateTimeEx::GetCurrentDateTime();
+    EXPECT_TRUE(now.IsDateAndTime() && now > XCDateTimeEx(2020, 1, 1) && now < XCDateTimeEx(2200, 1, 1));
+}
+
+} // namespace
