@@ -125,8 +125,7 @@ public:
 class XC_API XCParsedRegEx {
 public:
     XCParsedRegEx() noexcept;
-    explicit XCParsedRegEx(XCSmartPtr<XCRegExSyntaxNode> root,
-                           XCSmartPtrToConst<XCCollatingTable<char>> table = {},
+    explicit XCParsedRegEx(XCSmartPtr<XCRegExSyntaxNode> root, XCSmartPtrToConst<XCCollatingTable<char>> table = {},
                            XCSmartPtrToConst<XCCollatingTable<wchar_t>> wideTable = {}) noexcept;
     XCParsedRegEx(XCParsedRegEx const& other);
     XCParsedRegEx& operator=(XCParsedRegEx const& other);
@@ -315,8 +314,8 @@ public:
 
     /// How far the deterministic automaton may grow before matching falls back to sets of states.
     struct Limits {
-        std::uint32_t states = 4096;     ///< beside one for every node of the intermediate automaton
-        std::uint32_t bytes = 4u << 20;  ///< of the transition table, and as much again while it is built
+        std::uint32_t states = 4096;    ///< beside one for every node of the intermediate automaton
+        std::uint32_t bytes = 4u << 20; ///< of the transition table, and as much again while it is built
     };
 
     /// One transition: the units from first up to but not including end lead to the state with this number.

@@ -11,7 +11,7 @@ namespace xc::match {
 /// One node of the intermediate automaton as it is shown.
 struct NfaNode {
     std::uint32_t number;
-    bool isClosure;     ///< the set holds all nodes reached by epsilon transitions, not only the next ones
+    bool isClosure; ///< the set holds all nodes reached by epsilon transitions, not only the next ones
     XCNFANodeSet nodes;
 };
 

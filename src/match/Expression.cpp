@@ -66,8 +66,8 @@ std::vector<XCRegEx::DfaState> Expression::States() const
     std::vector<XCRegEx::DfaState> states;
     states.reserve(m_dfa.StateCount());
     for (std::uint32_t number = 0; number < m_dfa.StateCount(); ++number)
-        states.push_back({number, m_dfa.accepting[number] != 0, m_dfa.stop[number] != 0,
-                          TransitionsOf(m_dfa, *m_classes, number)});
+        states.push_back(
+            {number, m_dfa.accepting[number] != 0, m_dfa.stop[number] != 0, TransitionsOf(m_dfa, *m_classes, number)});
     return states;
 }
 

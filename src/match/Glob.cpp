@@ -62,7 +62,8 @@ public:
             std::size_t const span = m_known - from;
             std::size_t const found = text::FindText(m_text + from, span, needle.data(), needle.size());
             bool const hit = found < span;
-            std::size_t const gapEnd = hit ? from + found : std::max(from, m_known - std::min(m_known, needle.size() - 1));
+            std::size_t const gapEnd =
+                hit ? from + found : std::max(from, m_known - std::min(m_known, needle.size() - 1));
             if (text::FindUnit(m_text + from, gapEnd - from, kNeverMatched) < gapEnd - from) return false;
             from = gapEnd;
             if (hit) {

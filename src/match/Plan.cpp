@@ -19,10 +19,13 @@ LoopScans::LoopScans(ReducedDfa const& dfa, UnitClasses const& classes)
         bool fits[2] = {true, true};
         auto const& atoms = classes.Atoms();
         for (std::size_t i = 0; i < atoms.size();) {
-            auto const leaves = [&](std::size_t atom) { return cells[dfa.columnOfClass[atoms[atom].unitClass]] != row; };
+            auto const leaves = [&](std::size_t atom) {
+                return cells[dfa.columnOfClass[atoms[atom].unitClass]] != row;
+            };
             std::size_t end = i + 1;
             while (end < atoms.size() && leaves(end) == leaves(i)) ++end;
-            fits[leaves(i)] = ways[leaves(i)].ranges.Add(atoms[i].begin, classes.AtomEnd(end - 1) - 1) && fits[leaves(i)];
+            fits[leaves(i)] =
+                ways[leaves(i)].ranges.Add(atoms[i].begin, classes.AtomEnd(end - 1) - 1) && fits[leaves(i)];
             i = end;
         }
         if (!fits[0] && !fits[1]) continue;

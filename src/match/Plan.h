@@ -17,7 +17,10 @@ public:
     LoopScans(ReducedDfa const& dfa, UnitClasses const& classes);
 
     /// 0 when the row has no scan.
-    [[nodiscard]] std::uint32_t OfRow(std::uint32_t row) const noexcept { return m_scanOfRow.empty() ? 0 : m_scanOfRow[row]; }
+    [[nodiscard]] std::uint32_t OfRow(std::uint32_t row) const noexcept
+    {
+        return m_scanOfRow.empty() ? 0 : m_scanOfRow[row];
+    }
     /// How many units keep the state of this scan (not 0).
     [[nodiscard]] std::size_t Skip(std::uint32_t scan, wchar_t const* text, std::size_t n) const noexcept
     {

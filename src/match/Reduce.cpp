@@ -10,7 +10,7 @@ namespace {
 /// Finds an earlier entry with the same hash for which `same` holds.
 class HashIndex {
 public:
-    explicit HashIndex(std::size_t count) : m_slots(std::size_t{16}) 
+    explicit HashIndex(std::size_t count) : m_slots(std::size_t{16})
     {
         while (m_slots.size() < 2 * count) m_slots.resize(2 * m_slots.size());
     }
@@ -43,7 +43,8 @@ public:
         std::iota(m_same.begin(), m_same.end(), 0u);
         for (std::uint32_t state = 0; state < m_dead; ++state)
             if (dfa.stop[state]) m_same[state] = m_stop;
-        for (int round = 0; round < 4 && MergeOnce(); ++round) {}
+        for (int round = 0; round < 4 && MergeOnce(); ++round) {
+        }
     }
     [[nodiscard]] std::uint32_t Dead() const noexcept { return m_dead; }
     [[nodiscard]] std::uint32_t Stop() const noexcept { return m_stop; }
@@ -71,9 +72,9 @@ private:
                 hash = Mix(hash, seen);
                 leadsOn = leadsOn || (seen != m_dead && seen != kSelf);
             }
-            m_same[state] = !leadsOn ? m_dead : index.FindOrAdd(hash, state, [&](std::uint32_t other) {
-                return AreEqual(state, other);
-            });
+            m_same[state] =
+                !leadsOn ? m_dead
+                         : index.FindOrAdd(hash, state, [&](std::uint32_t other) { return AreEqual(state, other); });
             changed = changed || m_same[state] != state;
         }
         return changed;

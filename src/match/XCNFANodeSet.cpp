@@ -4,7 +4,8 @@
 
 XCNFANodeSet::XCNFANodeSet() noexcept = default;
 XCNFANodeSet::XCNFANodeSet(XCNFANodeSet const& other)
-    : m_small(other.m_small), m_large(other.m_large ? std::make_unique<std::set<unsigned int>>(*other.m_large) : nullptr)
+    : m_small(other.m_small),
+      m_large(other.m_large ? std::make_unique<std::set<unsigned int>>(*other.m_large) : nullptr)
 {
 }
 XCNFANodeSet::XCNFANodeSet(XCNFANodeSet&& other) noexcept = default;

@@ -5,8 +5,8 @@
 
 XCRegEx::XCRegEx(XCParsedRegEx const& parsed, bool debug) : XCRegEx(parsed, debug, Limits{}) {}
 XCRegEx::XCRegEx(XCParsedRegEx const& parsed, bool debug, Limits const& limits)
-    : m_expression(std::make_shared<xc::match::Expression>(parsed, debug, limits)), m_table(parsed.GetCollatingTableP()),
-      m_wideTable(parsed.GetWCollatingTableP())
+    : m_expression(std::make_shared<xc::match::Expression>(parsed, debug, limits)),
+      m_table(parsed.GetCollatingTableP()), m_wideTable(parsed.GetWCollatingTableP())
 {
 }
 XCRegEx::XCRegEx(XCRegEx const& other) = default;

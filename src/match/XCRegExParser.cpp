@@ -62,7 +62,10 @@ bool XCRegExParserBase::ReadCounts(std::uint32_t& minimum, std::uint32_t& maximu
 {
     switch (m_token) {
     case RegExToken::Plus: maximum = Node::Unbounded; break;
-    case RegExToken::Star: minimum = 0; maximum = Node::Unbounded; break;
+    case RegExToken::Star:
+        minimum = 0;
+        maximum = Node::Unbounded;
+        break;
     case RegExToken::Question: minimum = 0; break;
     case RegExToken::OpenBrace:
         GetRegExChar();

@@ -6,10 +6,13 @@
 #include <immintrin.h>
 #include <utility>
 
-#if defined(__SANITIZE_ADDRESS__) || (defined(__has_feature) && __has_feature(address_sanitizer))
-#define XC_NO_OVERREAD 1
-#else
-#define XC_NO_OVERREAD 0
+// An aligned vector may hold units that are not the caller's; AddressSanitizer would object.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define XC_NO_OVERREAD
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define XC_NO_OVERREAD
 #endif
 
 namespace xc::text {
@@ -113,7 +116,7 @@ std::size_t CountPlain(wchar_t const* text, std::size_t limit) noexcept
 }
 
 /// Aligned vectors lie in one page with the unit they are read for.
-XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit) noexcept
+[[maybe_unused]] XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit) noexcept
 {
     auto const address = reinterpret_cast<std::uintptr_t>(text);
     auto const skipped = static_cast<unsigned>(address & 31);
@@ -143,9 +146,11 @@ std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ra
 
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept
 {
+#if !defined(XC_NO_OVERREAD)
     bool const aligned = (reinterpret_cast<std::uintptr_t>(text) & 1) == 0;
-    if (XC_NO_OVERREAD || limit == 0 || !aligned || !HasAvx2()) return CountPlain(text, limit);
-    return CountAvx2(text, limit);
+    if (limit != 0 && aligned && HasAvx2()) return CountAvx2(text, limit);
+#endif
+    return CountPlain(text, limit);
 }
 
 } // namespace xc::text
