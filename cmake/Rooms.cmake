@@ -66,18 +66,17 @@ endfunction()
 function(xc_message_table target file)
   cmake_parse_arguments(PARSE_ARGV 2 table "" "" "LANGUAGES")
   get_filename_component(name ${file} NAME_WE)
-  set(outputs ${CMAKE_CURRENT_BINARY_DIR}/${name}.rc)
-  foreach(language ${table_LANGUAGES})
-    list(APPEND bins ${CMAKE_CURRENT_BINARY_DIR}/MSG0${language}.bin)
-  endforeach()
+  set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target}_messages)
+  file(MAKE_DIRECTORY ${folder})
+  list(TRANSFORM table_LANGUAGES REPLACE "(.+)" "${folder}/MSG0\\1.bin" OUTPUT_VARIABLE bins)
   find_program(XC_WINDMC NAMES x86_64-w64-mingw32-windmc windmc REQUIRED)
-  add_custom_command(OUTPUT ${outputs} ${bins}
-    COMMAND ${XC_WINDMC} -U -C 65001 -h ${CMAKE_CURRENT_BINARY_DIR} -r ${CMAKE_CURRENT_BINARY_DIR} ${file}
-    DEPENDS ${file} WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR} VERBATIM)
+  add_custom_command(OUTPUT ${folder}/${name}.rc ${bins}
+    COMMAND ${XC_WINDMC} -U -C 65001 -h ${folder} -r ${folder} ${file} DEPENDS ${file} VERBATIM)
   # The target may live in another folder than the texts.
-  add_custom_target(${target}_messages DEPENDS ${outputs} ${bins})
+  add_custom_target(${target}_messages DEPENDS ${folder}/${name}.rc ${bins})
   add_dependencies(${target} ${target}_messages)
-  set_source_files_properties(${outputs} TARGET_DIRECTORY ${target} PROPERTIES GENERATED ON OBJECT_DEPENDS "${bins}")
-  target_sources(${target} PRIVATE ${outputs})
-  target_include_directories(${target} PRIVATE $<$<COMPILE_LANGUAGE:RC>:${CMAKE_CURRENT_BINARY_DIR}>)
+  set_source_files_properties(${folder}/${name}.rc TARGET_DIRECTORY ${target}
+    PROPERTIES GENERATED ON OBJECT_DEPENDS "${bins}")
+  target_sources(${target} PRIVATE ${folder}/${name}.rc)
+  target_include_directories(${target} PRIVATE $<$<COMPILE_LANGUAGE:RC>:${folder}>)
 endfunction()

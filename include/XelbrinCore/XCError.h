@@ -244,7 +244,11 @@ enum XCCoreError : long {
     // 500-599 application
 
     // 600-699 configuration
-
+    XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read (file, system error)
+    XCErrConfigCannotWrite = 601,      ///< a file cannot be written; the old one is untouched (file, system error)
+    XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over (file)
+    XCErrConfigWouldNotReadBack = 603, ///< a text that would be read as something else (section, key)
+    XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
 
     // 800-899 patterns

@@ -5,6 +5,8 @@
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCCommandLine.h>
+#include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>

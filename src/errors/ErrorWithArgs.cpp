@@ -65,6 +65,8 @@ void XCErrorWithArgs::ClearParams() noexcept
 template <class T>
 std::size_t XCErrorWithArgs::Add(ErrorParamType type, T const& value)
 {
+    constexpr std::size_t kUsualCount = 4;
+    if (m_params.empty()) m_params.reserve(kUsualCount);
     auto copy = std::make_unique<T>(value);
     m_params.push_back({type, copy.get()});
     copy.release();

@@ -116,17 +116,31 @@ public:
     {
         HMODULE const library = ::LoadLibraryExW(L"dbghelp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
         if (!library) return;
+        Find(library, "SymGetOptions", m_getOptions);
+        Find(library, "SymSetOptions", m_setOptions);
         Find(library, "SymInitializeW", m_initialize);
         Find(library, "SymLoadModuleExW", m_loadModule);
         Find(library, "SymUnloadModule64", m_unloadModule);
         Find(library, "SymFromAddrW", m_fromAddress);
         Find(library, "SymGetLineFromAddrW64", m_lineFromAddress);
-        m_ready = m_initialize && m_loadModule && m_unloadModule && m_fromAddress && m_lineFromAddress && OpenSession();
+        m_ready = m_getOptions && m_setOptions && m_initialize && m_loadModule && m_unloadModule && m_fromAddress &&
+                  m_lineFromAddress && OpenSession();
     }
 
     NamedAddress Name(std::uintptr_t base, std::wstring const& path, std::uintptr_t address)
     {
         if (!m_ready) return {};
+        // The options belong to the whole process: whoever set them finds them again.
+        DWORD const options = m_getOptions();
+        m_setOptions(options | SYMOPT_LOAD_LINES | SYMOPT_UNDNAME | SYMOPT_FAIL_CRITICAL_ERRORS);
+        NamedAddress name = NameInSession(base, path, address);
+        m_setOptions(options);
+        return name;
+    }
+
+private:
+    NamedAddress NameInSession(std::uintptr_t base, std::wstring const& path, std::uintptr_t address)
+    {
         Load(base, path);
         constexpr std::size_t kLongest = 500;
         alignas(SYMBOL_INFOW) unsigned char storage[sizeof(SYMBOL_INFOW) + kLongest * sizeof(wchar_t)] = {};
@@ -138,7 +152,6 @@ public:
         return {symbol->Name, static_cast<std::uintptr_t>(symbol->Address), Line(address)};
     }
 
-private:
     struct LoadedModule {
         std::uintptr_t base;
         std::wstring path;
@@ -180,6 +193,8 @@ private:
         return BaseName(line.FileName) + L":" + std::to_wstring(line.LineNumber);
     }
 
+    decltype(&::SymGetOptions) m_getOptions = nullptr;
+    decltype(&::SymSetOptions) m_setOptions = nullptr;
     decltype(&::SymInitializeW) m_initialize = nullptr;
     decltype(&::SymLoadModuleExW) m_loadModule = nullptr;
     decltype(&::SymUnloadModule64) m_unloadModule = nullptr;

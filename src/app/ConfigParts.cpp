@@ -1,0 +1,248 @@
+// The parts of a configuration file: locking, lines and sections.
+#include <XelbrinCore/XCConfig.h>
+
+#include "app/NameIndex.h"
+#include "app/NumberText.h"
+
+XCConfigI::~XCConfigI() = default;
+
+// Locking -------------------------------------------------------------------------------------------------------
+
+XCConfigLockableI::~XCConfigLockableI() = default;
+
+XCConfigLockable::~XCConfigLockable()
+{
+    RemoveAllLocks();
+}
+
+void XCConfigLockable::Lock() const
+{
+    if (!m_owner) return;
+    m_owner->Lock();
+    m_locks.fetch_add(1, std::memory_order_relaxed);
+}
+
+void XCConfigLockable::Unlock() const
+{
+    if (!m_owner || m_locks.load(std::memory_order_relaxed) == 0) return; // locked before it had this owner
+    m_locks.fetch_sub(1, std::memory_order_relaxed);
+    m_owner->Unlock();
+}
+
+void XCConfigLockable::SetOwner(XCConfigLockableI const* owner)
+{
+    RemoveAllLocks();
+    m_owner = owner;
+}
+
+void XCConfigLockable::RemoveAllLocks() const
+{
+    while (m_locks.load(std::memory_order_relaxed) != 0) Unlock();
+}
+
+// Lines ---------------------------------------------------------------------------------------------------------
+
+XCConfigLine::XCConfigLine(XCString key, XCString value) : m_key(std::move(key)), m_value(std::move(value)) {}
+
+XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
+{
+    XCConfigLock const lock(other);
+    m_comments = other.m_comments;
+    m_key = other.m_key;
+    m_value = other.m_value;
+}
+
+XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
+{
+    XCConfigLine copy(other); // two locks are never held at once
+    XCConfigLock const lock(*this);
+    std::swap(m_comments, copy.m_comments);
+    m_key.Swap(copy.m_key);
+    m_value.Swap(copy.m_value);
+    if (m_section) m_section->ForgetIndex();
+    return *this;
+}
+
+XCConfigLine::~XCConfigLine() = default;
+
+XCString XCConfigLine::GetKey() const
+{
+    XCConfigLock const lock(*this);
+    return m_key;
+}
+
+void XCConfigLine::SetKey(XCString const& key)
+{
+    XCConfigLock const lock(*this);
+    m_key = key;
+    if (m_section) m_section->ForgetIndex();
+}
+
+XCString XCConfigLine::GetValue() const
+{
+    XCConfigLock const lock(*this);
+    return m_value;
+}
+
+void XCConfigLine::SetValue(XCString const& value)
+{
+    XCConfigLock const lock(*this);
+    m_value = value;
+}
+
+void XCConfigLine::SetValue(long value)
+{
+    SetValue(xc::app::NumberText(value));
+}
+
+void XCConfigLine::SetValue(double value)
+{
+    SetValue(xc::app::NumberText(value));
+}
+
+long XCConfigLine::GetValueAsLong() const
+{
+    return GetValue().AsLong();
+}
+
+double XCConfigLine::GetValueAsDouble() const
+{
+    return GetValue().AsDouble();
+}
+
+void XCConfigLine::Clear()
+{
+    *this = XCConfigLine();
+}
+
+// Sections ------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr std::size_t kShortSection = 8; // lines that are looked through faster than hashed
+
+} // namespace
+
+struct XCConfigSection::Index {
+    static std::wstring_view NameOf(XCConfigLine const& line) noexcept { return line.m_key; }
+    xc::app::NameIndex<iterator, NameOf> table;
+};
+
+XCConfigSection::XCConfigSection(XCString name, std::pmr::memory_resource* memory)
+    : m_name(std::move(name)), m_lines(memory)
+{
+}
+
+XCConfigSection::XCConfigSection(XCConfigSection const& other)
+    : XCConfigSection(other, std::pmr::get_default_resource())
+{
+}
+
+XCConfigSection::XCConfigSection(XCConfigSection const& other, std::pmr::memory_resource* memory)
+    : XCConfigSection(XCString(), memory)
+{
+    XCConfigLock const lock(other);
+    m_comments = other.m_comments;
+    m_name = other.m_name;
+    for (XCConfigLine const& line : other.m_lines) AddLine(line);
+}
+
+XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
+{
+    XCConfigSection copy(other);
+    XCConfigLock const lock(*this);
+    std::swap(m_comments, copy.m_comments);
+    SetName(copy.m_name);
+    Lines const old = std::exchange(m_lines, Lines(m_lines.get_allocator()));
+    ForgetIndex();
+    for (XCConfigLine const& line : copy.m_lines) AddLine(line);
+    return *this;
+}
+
+XCConfigSection::~XCConfigSection() = default;
+
+XCString XCConfigSection::GetName() const
+{
+    XCConfigLock const lock(*this);
+    return m_name;
+}
+
+XCConfigSection::iterator XCConfigSection::Find(XCString const& key)
+{
+    if (!m_index && m_lines.size() > kShortSection)
+        m_index.reset(new Index{{m_lines.begin(), m_lines.end(), m_lines.size()}});
+    if (m_index) return m_index->table.Find(key);
+    auto const isThis = [&](XCConfigLine const& line) { return xc::app::IsSameNameFolded(line.m_key, key); };
+    return std::find_if(m_lines.begin(), m_lines.end(), isThis);
+}
+
+XCConfigLine* XCConfigSection::FindLine(XCString const& key)
+{
+    XCConfigLock const lock(*this);
+    iterator const found = Find(key);
+    return found == m_lines.end() ? nullptr : &*found;
+}
+
+XCConfigLine const* XCConfigSection::FindLine(XCString const& key) const
+{
+    return const_cast<XCConfigSection*>(this)->FindLine(key); // the index changes under the lock only
+}
+
+void XCConfigSection::ForgetIndex() noexcept
+{
+    m_index.reset();
+}
+
+XCConfigLine& XCConfigSection::Append(XCString&& key, XCString&& value)
+{
+    XCConfigLine& line = m_lines.emplace_back(std::move(key), std::move(value));
+    line.SetOwner(this);
+    line.m_section = this;
+    if (m_index) m_index->table.Add(std::prev(m_lines.end()));
+    return line;
+}
+
+XCConfigLine& XCConfigSection::AddLine(XCString const& key, XCString const& value)
+{
+    XCConfigLock const lock(*this);
+    return Append(XCString(key), XCString(value));
+}
+
+XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
+{
+    XCConfigLine copy(line);
+    XCConfigLock const lock(*this);
+    XCConfigLine& added = Append(std::move(copy.m_key), std::move(copy.m_value));
+    added.m_comments = std::move(copy.m_comments);
+    return added;
+}
+
+XCConfigSection::iterator XCConfigSection::DeleteLine(iterator where)
+{
+    XCConfigLock const lock(*this);
+    if (where == m_lines.end()) return where;
+    if (m_index) m_index->table.Remove(where);
+    return m_lines.erase(where);
+}
+
+XCConfigSection::iterator XCConfigSection::DeleteLine(XCString const& key, iterator from)
+{
+    XCConfigLock const lock(*this);
+    auto const isThis = [&](XCConfigLine const& line) { return xc::app::IsSameNameFolded(line.m_key, key); };
+    return DeleteLine(from == m_lines.begin() ? Find(key) : std::find_if(from, m_lines.end(), isThis));
+}
+
+void XCConfigSection::Clear()
+{
+    XCConfigLock const lock(*this);
+    ForgetIndex();
+    m_lines.clear();
+    m_comments.Clear();
+    SetName(XCString());
+}
+
+std::size_t XCConfigSection::GetSize() const
+{
+    XCConfigLock const lock(*this);
+    return m_lines.size();
+}

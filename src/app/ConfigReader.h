@@ -1,0 +1,62 @@
+// ConfigReader.h - reads the text of a configuration file part by part.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace xc::app {
+
+/// A rule of the format is broken.
+struct ConfigSyntaxError {
+    wchar_t const* message;
+    std::size_t position; ///< index into the text
+};
+
+/// Delivers sections and lines in the order of the file, each with the comments before it. All views point into the
+/// text, or into the reader until the next call. Every unit is looked at a small fixed number of times.
+class ConfigReader {
+public:
+    enum class Part { Section, Line, End };
+
+    explicit ConfigReader(std::wstring_view text) noexcept : m_text(text) {}
+
+    /// The next part. @throws ConfigSyntaxError
+    Part Next();
+    /// The comments before the part, without ';'; empty ones are blank lines. At the end: those after the last line.
+    [[nodiscard]] std::vector<std::wstring_view> const& Comments() const noexcept { return m_comments; }
+    /// The section's name or the line's key.
+    [[nodiscard]] std::wstring_view Name() const noexcept { return m_name; }
+    [[nodiscard]] std::wstring_view Value() const noexcept { return m_value; }
+    /// Whether most of the lines read so far end in CR LF.
+    [[nodiscard]] bool EndsInCrLf() const noexcept { return m_crlfLines * 2 >= m_lines; }
+
+private:
+    [[nodiscard]] bool AtEnd() const noexcept { return m_pos == m_text.size(); }
+    void ReadComments();
+    void ReadHeader();
+    void ReadLine();
+    void SetValue(std::wstring_view value);
+    std::wstring_view TakeLine() noexcept;
+    std::wstring_view TakeUpTo(wchar_t end, wchar_t const* messageAtEof);
+
+    std::wstring_view m_text;
+    std::size_t m_pos = 0;
+    std::vector<std::wstring_view> m_comments;
+    std::wstring_view m_name;
+    std::wstring_view m_value;
+    std::wstring m_valueWithoutReturns;
+    std::size_t m_lines = 0;
+    std::size_t m_crlfLines = 0;
+    bool m_inSection = false;
+};
+
+/// The place of a position: line and column, from 1.
+struct LineAndColumn {
+    std::size_t line;
+    std::size_t column;
+};
+LineAndColumn Locate(std::wstring_view text, std::size_t position) noexcept;
+
+} // namespace xc::app

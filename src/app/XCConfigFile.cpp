@@ -1,0 +1,258 @@
+#include <XelbrinCore/XCConfig.h>
+
+#include "app/ConfigBytes.h"
+#include "app/ConfigErrors.h"
+#include "app/ConfigReader.h"
+#include "app/NameIndex.h"
+#include "app/NumberText.h"
+#include "win32/FileIo.h"
+
+XCConfigStreamException::XCConfigStreamException(XCString const& message, XCString const& fileName, std::size_t line,
+                                                 std::size_t column)
+    : XCException(message), m_fileName(fileName), m_line(line), m_column(column)
+{
+}
+XCConfigStreamException::~XCConfigStreamException() = default;
+
+namespace {
+
+constexpr std::size_t kFewSections = 8; // that are looked through faster than hashed
+constexpr wchar_t kMalformed[] = L"malformed text in a configuration file";
+
+void TakeComments(std::vector<XCString>& comments, std::vector<std::wstring_view> const& texts)
+{
+    comments.clear();
+    if (texts.empty()) return;
+    comments.reserve(texts.size());
+    for (std::wstring_view const text : texts) comments.emplace_back(text);
+}
+
+} // namespace
+
+struct XCConfigFile::Index {
+    static std::wstring_view NameOf(XCConfigSection const& section) noexcept { return section.m_name; }
+    xc::app::NameIndex<iterator, NameOf> table;
+};
+
+XCConfigFile::XCConfigFile(XCString fileName) : m_fileName(std::move(fileName)), m_sections(&m_memory) {}
+
+XCConfigFile::~XCConfigFile() = default;
+
+// Locking -------------------------------------------------------------------------------------------------------
+
+void XCConfigFile::Lock() const
+{
+    m_lock.Lock();
+    ++m_lockDepth;
+}
+
+void XCConfigFile::Unlock() const
+{
+    --m_lockDepth;
+    m_lock.Unlock();
+}
+
+void XCConfigFile::RemoveAllLocks() const
+{
+    if (!m_lock.TryLock()) return; // another thread holds it
+    for (; m_lockDepth > 0; --m_lockDepth) m_lock.Unlock();
+    m_lock.Unlock();
+}
+
+// Reading -------------------------------------------------------------------------------------------------------
+
+XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID* whyNot)
+{
+    XCSmartPtr<XCConfigFile> file(new XCConfigFile(fileName));
+    XCErrorID const result = file->Reload();
+    if (whyNot) *whyNot = result;
+    return result.Good() ? file : XCSmartPtr<XCConfigFile>();
+}
+
+XCErrorID XCConfigFile::Reload()
+{
+    std::string bytes;
+    if (unsigned long const error = xc::win32::ReadWholeFile(m_fileName, bytes))
+        return xc::app::CannotRead(m_fileName, error);
+    XCConfigLock const lock(*this);
+    Read(bytes);
+    return XCErrorID::Success;
+}
+
+void XCConfigFile::Read(std::string const& bytes)
+{
+    Empty();
+    m_partlyRead = true;
+    std::optional<xc::app::UnitBuffer> const text = xc::app::DecodeConfig(bytes, m_encoding);
+    if (!text) throw XCConfigStreamException(kMalformed, m_fileName, 0, 0);
+    ReadSections(text->View());
+    m_partlyRead = false;
+}
+
+void XCConfigFile::ReadSections(std::wstring_view text)
+try {
+    using Part = xc::app::ConfigReader::Part;
+    xc::app::ConfigReader reader(text);
+    XCConfigSection* section = nullptr;
+    for (Part part = reader.Next(); part != Part::End; part = reader.Next()) {
+        if (part == Part::Section) {
+            section = &Adopt(m_sections.emplace_back(XCString(reader.Name()), &m_memory));
+            TakeComments(section->m_comments.m_comments, reader.Comments());
+        } else {
+            XCConfigLine& line = section->Append(XCString(reader.Name()), XCString(reader.Value()));
+            TakeComments(line.m_comments.m_comments, reader.Comments());
+        }
+    }
+    TakeComments(m_endComments.m_comments, reader.Comments());
+    m_crlf = reader.EndsInCrLf();
+} catch (xc::app::ConfigSyntaxError const& error) {
+    xc::app::LineAndColumn const place = xc::app::Locate(text, error.position);
+    throw XCConfigStreamException(error.message, m_fileName, place.line, place.column);
+}
+
+void XCConfigFile::Empty()
+{
+    ForgetIndex();
+    m_sections.clear();
+    m_endComments.Clear();
+}
+
+XCConfigFile::Encoding XCConfigFile::GetEncoding() const
+{
+    XCConfigLock const lock(*this);
+    return m_encoding;
+}
+
+void XCConfigFile::SetEncoding(Encoding encoding)
+{
+    XCConfigLock const lock(*this);
+    m_encoding = encoding;
+}
+
+// Lookups and values --------------------------------------------------------------------------------------------
+
+XCConfigFile::iterator XCConfigFile::Find(XCString const& name)
+{
+    if (!m_index && m_sections.size() > kFewSections)
+        m_index.reset(new Index{{m_sections.begin(), m_sections.end(), m_sections.size()}});
+    if (m_index) return m_index->table.Find(name);
+    auto const isThis = [&](XCConfigSection const& section) { return xc::app::IsSameNameFolded(section.m_name, name); };
+    return std::find_if(m_sections.begin(), m_sections.end(), isThis);
+}
+
+XCConfigLine const* XCConfigFile::FindValue(XCString const& section, XCString const& key) const
+{
+    auto* const self = const_cast<XCConfigFile*>(this); // the indices change under the lock only
+    iterator const found = self->Find(section);
+    if (found == self->m_sections.end()) return nullptr;
+    XCConfigSection::iterator const line = found->Find(key);
+    return line == found->m_lines.end() ? nullptr : &*line;
+}
+
+XCString XCConfigFile::GetString(XCString const& section, XCString const& key, XCString const& defaultValue) const
+{
+    XCConfigLock const lock(*this);
+    XCConfigLine const* const line = FindValue(section, key);
+    return line ? line->m_value : defaultValue;
+}
+
+long XCConfigFile::GetLong(XCString const& section, XCString const& key, long defaultValue) const
+{
+    XCConfigLock const lock(*this);
+    XCConfigLine const* const line = FindValue(section, key);
+    return line ? line->m_value.AsLong() : defaultValue;
+}
+
+void XCConfigFile::SetString(XCString const& section, XCString const& key, XCString const& value)
+{
+    XCConfigLock const lock(*this);
+    iterator const found = Find(section);
+    XCConfigSection& target = found == m_sections.end() ? AddSection(section) : *found;
+    XCConfigSection::iterator const line = target.Find(key);
+    if (line == target.m_lines.end())
+        target.AddLine(key, value);
+    else
+        line->m_value = value;
+}
+
+void XCConfigFile::SetLong(XCString const& section, XCString const& key, long value)
+{
+    SetString(section, key, xc::app::NumberText(value));
+}
+
+// Sections ------------------------------------------------------------------------------------------------------
+
+void XCConfigSection::SetName(XCString const& name)
+{
+    XCConfigLock const lock(*this);
+    m_name = name;
+    if (m_file) m_file->ForgetIndex();
+}
+
+XCConfigSection* XCConfigFile::FindSection(XCString const& name)
+{
+    XCConfigLock const lock(*this);
+    iterator const found = Find(name);
+    return found == m_sections.end() ? nullptr : &*found;
+}
+
+XCConfigSection const* XCConfigFile::FindSection(XCString const& name) const
+{
+    return const_cast<XCConfigFile*>(this)->FindSection(name);
+}
+
+void XCConfigFile::ForgetIndex() noexcept
+{
+    m_index.reset();
+}
+
+/// Takes a section in that was just put at the end of the list.
+XCConfigSection& XCConfigFile::Adopt(XCConfigSection& section)
+{
+    section.SetOwner(this);
+    section.m_file = this;
+    if (m_index) m_index->table.Add(std::prev(m_sections.end()));
+    return section;
+}
+
+XCConfigSection& XCConfigFile::AddSection(XCString const& name)
+{
+    XCConfigLock const lock(*this);
+    return Adopt(m_sections.emplace_back(name, &m_memory));
+}
+
+XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
+{
+    XCConfigSection const copy(section); // two locks are never held at once
+    XCConfigLock const lock(*this);
+    return Adopt(m_sections.emplace_back(copy, &m_memory));
+}
+
+XCConfigFile::iterator XCConfigFile::DeleteSection(iterator where)
+{
+    XCConfigLock const lock(*this);
+    if (where == m_sections.end()) return where;
+    if (m_index) m_index->table.Remove(where);
+    return m_sections.erase(where);
+}
+
+bool XCConfigFile::DeleteSection(XCString const& name)
+{
+    XCConfigLock const lock(*this);
+    iterator const found = Find(name);
+    if (found == m_sections.end()) return false;
+    DeleteSection(found);
+    return true;
+}
+
+void XCConfigFile::Clear()
+{
+    XCConfigLock const lock(*this);
+    Empty();
+}
+
+std::size_t XCConfigFile::GetSize() const
+{
+    XCConfigLock const lock(*this);
+    return m_sections.size();
+}
