@@ -24,14 +24,14 @@ TEST(XCCondition, ShortCutsSkipWhatCannotMatter)
         wchar_t const* asked; // t is true, f is false, each asked in this order
     } const cases[] = {
         {"empty is not true", XCCondition(), true, L""},
-        {"AND after false evaluated", Field(L"f") == 1 & Field(L"t") == 1, false, L"f"},
+        {"AND after false evaluated", (Field(L"f") == 1) & (Field(L"t") == 1), false, L"f"},
         {"OR after true evaluated", Field(L"t") == 1 || (Field(L"f") == 1), true, L"t"},
         {"precedence given to AND", (Field(L"t") == 1 || (Field(L"t") == 1)) & (Field(L"f") == 1), false, L"tf"},
-        {"list ends at the first false", Field(L"f") == 1 & Field(L"t") == 1 || (Field(L"t") == 1), true, L"ft"},
+        {"list ends at the first false", (Field(L"f") == 1) & (Field(L"t") == 1) || (Field(L"t") == 1), true, L"ft"},
         {"operatorless list with OR starts true", XCCondition() || (Field(L"f") == 1), false, L"f"},
         {"operatorless list of ANDs starts false", XCCondition() & (Field(L"t") == 1), true, L"t"},
         {"AND before the first OR evaluated", XCCondition() & (Field(L"t") == 1) || (Field(L"f") == 1), false, L"f"},
-        {"group not taken as one", Field(L"f") == 1 & (Field(L"t") == 1 || (Field(L"t") == 1)), false, L"f"},
+        {"group not taken as one", (Field(L"f") == 1) & ((Field(L"t") == 1) || (Field(L"t") == 1)), false, L"f"},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.fault);

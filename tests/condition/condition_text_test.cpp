@@ -71,7 +71,9 @@ TEST(XCConditionText, ReadsTheTreeThatTheTextDescribes)
         SCOPED_TRACE(c.fault);
         XCCondition condition;
         ASSERT_TRUE(condition.FromString(c.text)) << condition.GetReadError().AsString().AsUTF8();
-        if (c.native) EXPECT_EQ(condition.ToString(true), c.native);
+        if (c.native) {
+            EXPECT_EQ(condition.ToString(true), c.native);
+        }
         EXPECT_EQ(condition.ToString(), c.printed ? c.printed : c.text);
         EXPECT_EQ(Native(condition.ToString().AsWChar()), condition.ToString(true));
     }

@@ -57,7 +57,7 @@ public:
     }
     XCString Text()
     {
-        static constexpr wchar_t kUnits[] = L"ab \t\"()@%'=<1.OR/\\\u00E9\uD83D";
+        static constexpr wchar_t kUnits[] = L"ab \t\"()@%'=<1.OR/\\\xE9\xD83D";
         XCString text;
         for (unsigned int n = Below(8); n > 0; --n) text += kUnits[Below(std::size(kUnits) - 1)];
         return text;
