@@ -55,6 +55,14 @@ bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
     return false;
 }
 
+/// In the local zone; a date outside the years that text can show becomes the nearest that it can.
+XCString DateText(XCDateTime date)
+{
+    XCString const text = date.AsString();
+    if (!text.IsNull()) return text;
+    return date.AsTime() < 0 ? L"0001/01/01 00:00:00" : L"9999/12/31 23:59:59";
+}
+
 /// A list of places that needs the heap only when it grows long.
 template <class T, std::size_t Inline>
 class PlaceStack {
@@ -384,7 +392,7 @@ void XCCondition::GetSuppliedValue(XCString& text) const
         text = Quoted(m_value.AsText());
         break;
     case XCConditionValue::Kind::DateTime:
-        text = m_isSysDate ? XCString(kSysDate) : XCString(kToDateOpen) + m_value.AsDateTime().AsString() + L')';
+        text = m_isSysDate ? XCString(kSysDate) : XCString(kToDateOpen) + DateText(m_value.AsDateTime()) + L')';
         break;
     default:
         text = xc::condition::PrintNumber(m_value);
