@@ -37,9 +37,8 @@ std::vector<Line> const& Lines()
 void PerRecord(benchmark::State& state)
 {
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(kRecords));
-    state.counters["record"] = benchmark::Counter(static_cast<double>(kRecords),
-                                                  benchmark::Counter::kIsIterationInvariantRate |
-                                                      benchmark::Counter::kInvert);
+    state.counters["record"] = benchmark::Counter(
+        static_cast<double>(kRecords), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void ConditionMillion_Bound(benchmark::State& state)
@@ -115,8 +114,7 @@ void ConditionMillion_CompiledByHand(benchmark::State& state)
     std::vector<Line> const& lines = Lines();
     for (auto _ : state) {
         std::size_t found = 0;
-        for (Line const& line : lines)
-            found += line.status >= 500 && line.path.View().starts_with(L"/api/") ? 1 : 0;
+        for (Line const& line : lines) found += line.status >= 500 && line.path.View().starts_with(L"/api/") ? 1 : 0;
         benchmark::DoNotOptimize(found);
     }
     PerRecord(state);

@@ -30,16 +30,11 @@ public:
     XCConditionValue GetValueAt(std::size_t index) const override
     {
         switch (index) {
-        case Status:
-            return request->status;
-        case Path:
-            return request->path;
-        case Seconds:
-            return request->seconds;
-        case User:
-            return request->user; // null: the field is missing
-        default:
-            return {};
+        case Status: return request->status;
+        case Path: return request->path;
+        case Seconds: return request->seconds;
+        case User: return request->user; // null: the field is missing
+        default: return {};
         }
     }
     Request const* request = nullptr;

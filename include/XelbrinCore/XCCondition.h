@@ -4,19 +4,20 @@
 //
 //              XCCondition condition;
 //              if (!condition.FromString(L"Status >= 500 AND Path % \"/api/.*\"")) Show(condition.GetReadError());
-//              XCCondition const same = (XCCondition::Field(L"Status") >= 500) & (XCCondition::Field(L"Path") % L"/api/.*");
+//              using Is = XCCondition;
+//              XCCondition const same = (Is::Field(L"Status") >= 500) & (Is::Field(L"Path") % L"/api/.*");
 //              XCConditionParams record;
 //              record.Set(L"Status", 503).Set(L"Path", L"/api/users");
 //              bool const wanted = condition.Evaluate(record);
 //
 //          docs/conditions.md holds the grammar, the kinds of values and what is compared with what.
 // ORDER    AND and OR have no precedence. In text, what follows an AND or OR is one condition up to the end (or the
-//          closing parenthesis): "a OR b AND c" is "a OR (b AND c)". Conditions joined in code stand in one list, which is
-//          evaluated from the left: (a || b) & c. Parentheses say what is meant in both.
+//          closing parenthesis): "a OR b AND c" is "a OR (b AND c)". Conditions joined in code stand in one list, which
+//          is evaluated from the left: (a || b) & c. Parentheses say what is meant in both.
 // VALUES   Integers, numbers with decimals, texts, dates and regular expressions. A comparison gives the same answer
 //          whichever side holds which kind; a field that is missing makes every comparison false, except "= NULL".
-// LIMITS   Parentheses nest up to XCCondition::kMaxNesting. A chain of ANDs and ORs may have any length: reading, printing,
-//          copying, evaluating and destroying use no recursion. A condition must not contain itself.
+// LIMITS   Parentheses nest up to XCCondition::kMaxNesting. A chain of ANDs and ORs may have any length: reading,
+//          printing, copying, evaluating and destroying use no recursion. A condition must not contain itself.
 // COST     Reading and printing are linear in the text. Evaluation allocates nothing (32 nested lists and more aside).
 // ERRORS   FromString answers false and GetReadError() says what was expected and where. No memory: std::bad_alloc.
 // THREADS  Any number of threads may evaluate one condition that nobody changes.
@@ -54,8 +55,8 @@ namespace xc::condition {
 class Reader;
 /// What a condition may be compared with.
 template <class T>
-concept Operand = Integer<T> || std::same_as<T, XCDouble> || std::same_as<T, XCDateTime> ||
-                  std::convertible_to<T const&, XCString>;
+concept Operand =
+    Integer<T> || std::same_as<T, XCDouble> || std::same_as<T, XCDateTime> || std::convertible_to<T const&, XCString>;
 } // namespace xc::condition
 
 /// See the head of this file.
@@ -117,7 +118,8 @@ public:
     {
         return Compare(ConditionOperator::Less, value);
     }
-    /// The text matches, does not match, the regular expression (XCRegEx.h). A pattern that is not valid matches nothing.
+    /// The text matches, does not match, the regular expression (XCRegEx.h). A pattern that is not valid matches
+    /// nothing.
     /// @note "/=" binds weaker than "&": write (field /= pattern) & other.
     XCCondition& operator%(XCString const& pattern);
     XCCondition& operator/=(XCString const& pattern);
@@ -163,8 +165,8 @@ public:
     bool FromString(XCString const& text);
     /// Success, or why the last FromString failed. The first parameter of the error is the position in the text.
     [[nodiscard]] XCErrorID const& GetReadError() const noexcept { return m_readError; }
-    /// The condition as a text that FromString reads back. Lists that were joined in code are written with the parentheses
-    /// that keep their meaning; dates are written in the local zone.
+    /// The condition as a text that FromString reads back. Lists that were joined in code are written with the
+    /// parentheses that keep their meaning; dates are written in the local zone.
     /// @param native the native form instead: it keeps every list and every value exactly and does not depend on the
     ///        local zone.
     [[nodiscard]] XCString ToString(bool native = false) const;
@@ -181,6 +183,8 @@ public:
     /// others still by name. Changing a field's name undoes it. O(size).
     /// @return Bad when the schema does not have a field (named by the error); that field is missing in its records.
     XCErrorID Bind(XCConditionSchema const& schema);
+    /// Turns the text of the value into a regular expression. False: the pattern is not valid and matches nothing.
+    bool AsRegExp();
     /// Whether a text matches the regular expression; false when the value is none.
     [[nodiscard]] bool MatchRexExp(XCString const& text) const { return m_regEx && m_regEx->Match(text); }
 
@@ -256,7 +260,6 @@ private:
         return m_operator != ConditionOperator::None ? OnEvaluate(params) : !HasOr();
     }
     void AssignValue(XCConditionValue value);
-    bool AsRegExp();
     bool AssignDateFromStr(XCString const& text);
     void Reset();
     [[nodiscard]] XCString ToNativeString() const;

@@ -16,8 +16,8 @@
 //                  if (condition.Evaluate(record)) ...
 //              }
 //
-// SOURCES  A record that is large or costly to read derives from XCConditionParams and overrides GetValueAt (fields with
-//          positions) or GetValue (fields by name): only the fields that the evaluation needs are asked for.
+// SOURCES  A record that is large or costly to read derives from XCConditionParams and overrides GetValueAt (fields
+//          with positions) or GetValue (fields by name): only the fields that the evaluation needs are asked for.
 // THREADS  A record belongs to one thread while it is set; afterwards any number may read it. A schema is complete
 //          before threads share it.
 #pragma once
@@ -163,8 +163,8 @@ public:
     XCConditionParams& operator=(XCConditionParams const& other);
     virtual ~XCConditionParams();
 
-    /// Gives a field its value, text included (kept here). A name that is new is added to the schema, which is shared by
-    /// all records built from it.
+    /// Gives a field its value, text included (kept here). A name that is new is added to the schema, which is shared
+    /// by all records built from it.
     XCConditionParams& Set(XCString const& field, XCConditionValue value);
     XCConditionParams& Set(XCString const& field, XCString const& text);
     XCConditionParams& Set(XCString const& field, wchar_t const* text) { return Set(field, XCConditionValue(text)); }

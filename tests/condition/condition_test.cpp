@@ -135,10 +135,14 @@ TEST(XCCondition, MissingFieldsAndNull)
         wchar_t const* text;
         bool expected;
     } const cases[] = {
-        {"missing field is different", L"gone != 1", false}, {"missing field fails a pattern", L"gone /= x", false},
-        {"missing is not NULL", L"gone = NULL", true},       {"missing differs from NULL", L"gone != NULL", false},
-        {"value is NULL", L"here = NULL", false},            {"value does not differ from NULL", L"here != NULL", true},
-        {"NULL ordered", L"here > NULL", false},             {"not a number is a value", L"nan = NULL", true},
+        {"missing field is different", L"gone != 1", false},
+        {"missing field fails a pattern", L"gone /= x", false},
+        {"missing is not NULL", L"gone = NULL", true},
+        {"missing differs from NULL", L"gone != NULL", false},
+        {"value is NULL", L"here = NULL", false},
+        {"value does not differ from NULL", L"here != NULL", true},
+        {"NULL ordered", L"here > NULL", false},
+        {"not a number is a value", L"nan = NULL", true},
         {"null date is a value", L"\"null date\" = NULL", true},
     };
     for (auto const& c : cases) {
@@ -156,7 +160,10 @@ TEST(XCCondition, PatternsSeeEveryKindAsText)
     struct {
         XCConditionValue value;
         wchar_t const* pattern;
-    } const cases[] = {{L"abc", L"a.c"}, {-12, L"-[0-9]{2}"}, {XCDouble(1.5, 2), L"1\\.50"}, {0.1, L"0\\.1"},
+    } const cases[] = {{L"abc", L"a.c"},
+                       {-12, L"-[0-9]{2}"},
+                       {XCDouble(1.5, 2), L"1\\.50"},
+                       {0.1, L"0\\.1"},
                        {date, L"2009/01/03 12:00:00"}};
     for (auto const& c : cases) {
         XCConditionParams record;
@@ -242,7 +249,7 @@ TEST(XCCondition, CopiesAreIndependentAndLongChainsNeedNoStack)
 
     all = *all.GetSubConditionV()[0].condition; // a part of itself
     EXPECT_TRUE(all.Evaluate(record));
-    all & all;
+    all& all;
     EXPECT_EQ(all.GetSubCondCount(), 2u);
 }
 

@@ -179,7 +179,7 @@ TEST(XCConditionText, GeneratedConditionsOfEveryKindComeBack)
     for (int i = 0; i < 5000; ++i) {
         XCCondition condition = trees.Comparison();
         for (XCCondition* last = &condition; trees.Below(3) != 0;) {
-            trees.Below(2) ? *last & trees.Comparison() : *last || trees.Comparison();
+            trees.Below(2) ? *last& trees.Comparison() : *last || trees.Comparison();
             last = last->GetSubConditionVR()[0].condition.GetPtr();
         }
         XCString const native = condition.ToString(true);

@@ -48,13 +48,10 @@ public:
         XCCondition c;
         if (Below(5) != 0) c = anyKind ? Comparison() : Letter();
         for (unsigned int subs = depth == 0 ? 0 : Below(4); subs > 0; --subs)
-            Below(2) ? c & Tree(depth - 1, anyKind) : c || Tree(depth - 1, anyKind);
+            Below(2) ? c& Tree(depth - 1, anyKind) : c || Tree(depth - 1, anyKind);
         return c;
     }
-    XCCondition Letter()
-    {
-        return XCCondition::Field(XCString(static_cast<wchar_t>(L'a' + Below(4)))) == 1;
-    }
+    XCCondition Letter() { return XCCondition::Field(XCString(static_cast<wchar_t>(L'a' + Below(4)))) == 1; }
     XCString Text()
     {
         static constexpr wchar_t kUnits[] = L"ab \t\"()@%'=<1.OR/\\\xE9\xD83D";
@@ -66,24 +63,17 @@ public:
     {
         XCCondition c = XCCondition::Field(Text());
         switch (Below(8)) {
-        case 0:
-            return c < static_cast<int>(m_random());
-        case 1:
-            return c >= (static_cast<std::int64_t>(m_random() | 1u) << 31);
-        case 2:
-            return c > XCDouble(static_cast<int>(m_random()) / 1000.0, Below(16));
-        case 3:
-            return c <= XCDouble(static_cast<int>(m_random()) * 1e20, Below(3));
-        case 4:
-            return c != XCDateTime(static_cast<std::int64_t>(Below(40000)) * 86400 + 43200 + Below(3600));
-        case 5:
-            return c /= XCString(L"a[\"()]*");
+        case 0: return c < static_cast<int>(m_random());
+        case 1: return c >= (static_cast<std::int64_t>(m_random() | 1u) << 31);
+        case 2: return c > XCDouble(static_cast<int>(m_random()) / 1000.0, Below(16));
+        case 3: return c <= XCDouble(static_cast<int>(m_random()) * 1e20, Below(3));
+        case 4: return c != XCDateTime(static_cast<std::int64_t>(Below(40000)) * 86400 + 43200 + Below(3600));
+        case 5: return c /= XCString(L"a[\"()]*");
         case 6:
             c.AssignNull();
             c.AssignOperatorFromStr(m_regex, L"=");
             return c;
-        default:
-            return c == Text();
+        default: return c == Text();
         }
     }
 

@@ -62,7 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     Require(fromPrinted.ToString() == printed);
     XCString const same(L"2009/01/03");
     for (XCConditionValue const& value : {XCConditionValue(), XCConditionValue(1), XCConditionValue(2.5),
-                                          XCConditionValue(same), XCConditionValue(XCDateTime(1230940800))}) {
+                                          XCConditionValue(same), XCConditionValue(XCDateTime(1230940800))})
+    {
         bool const result = Evaluates(condition, value);
         Require(Evaluates(fromNative, value) == result && Evaluates(fromPrinted, value) == result);
     }

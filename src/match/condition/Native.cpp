@@ -118,19 +118,17 @@ XCString XCCondition::NativeValue() const
     if (m_isSysDate) return L"y";
     if (m_regEx) return L"r" + Escaped(m_value.AsText());
     switch (m_value.GetKind()) {
-    case XCConditionValue::Kind::Null:
-        return L"n";
-    case XCConditionValue::Kind::Text:
-        return L"s" + Escaped(m_value.AsText());
+    case XCConditionValue::Kind::Null: return L"n";
+    case XCConditionValue::Kind::Text: return L"s" + Escaped(m_value.AsText());
     case XCConditionValue::Kind::DateTime:
         return L"t" + xc::condition::PrintNumber(XCConditionValue(m_value.AsDateTime().AsTime()));
-    default:
-        return xc::condition::NativeNumber(m_value);
+    default: return xc::condition::NativeNumber(m_value);
     }
 }
 
 bool XCCondition::ReadNativeValue(std::wstring_view text)
 {
+    if (text.empty()) return false;
     wchar_t const kind = text[0];
     text.remove_prefix(1);
     if (kind == L'n' || kind == L'y') {
@@ -160,7 +158,8 @@ void XCCondition::AppendNative(XCString& text) const
 {
     text += xc::condition::PrintNumber(XCConditionValue(static_cast<int>(m_operator)));
     text += L':';
-    auto const present = std::count_if(m_subs.begin(), m_subs.end(), [](auto const& sub) { return !sub.condition.IsNull(); });
+    auto const present =
+        std::count_if(m_subs.begin(), m_subs.end(), [](auto const& sub) { return !sub.condition.IsNull(); });
     text += xc::condition::PrintNumber(XCConditionValue(static_cast<std::int64_t>(present)));
     text += L"@f";
     text += Escaped(m_fieldName);

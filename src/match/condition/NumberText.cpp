@@ -175,16 +175,11 @@ XCString SubjectOf(XCConditionValue const& value)
 {
     switch (value.GetKind()) {
     case XCConditionValue::Kind::Int:
-    case XCConditionValue::Kind::Int64:
-        return IntegerText(value.AsInt64());
-    case XCConditionValue::Kind::Double:
-        return RealText(value);
-    case XCConditionValue::Kind::DateTime:
-        return value.AsDateTime().AsString();
-    case XCConditionValue::Kind::Text:
-        return XCString(value.AsText());
-    case XCConditionValue::Kind::Null:
-        break;
+    case XCConditionValue::Kind::Int64: return IntegerText(value.AsInt64());
+    case XCConditionValue::Kind::Double: return RealText(value);
+    case XCConditionValue::Kind::DateTime: return value.AsDateTime().AsString();
+    case XCConditionValue::Kind::Text: return XCString(value.AsText());
+    case XCConditionValue::Kind::Null: break;
     }
     return {};
 }

@@ -8,8 +8,8 @@
 
 namespace xc::condition {
 
-/// An Int or Int64; a Double with the decimals that the text shows when there is a point or an exponent, or when 64 bits
-/// cannot hold it (beyond the range of a double: an infinity, or 0). Nothing unless the whole text is a number.
+/// An Int or Int64; a Double with the decimals that the text shows when there is a point or an exponent, or when 64
+/// bits cannot hold it (beyond the range of a double: an infinity, or 0). Nothing unless the whole text is a number.
 std::optional<XCConditionValue> ReadNumber(std::wstring_view text);
 
 /// The text without spaces and tabs at its ends.

@@ -19,8 +19,8 @@ std::size_t ClosingQuote(std::wstring_view text, std::size_t open) noexcept
 std::size_t Parentheses::ClosingOf(std::wstring_view text, std::size_t open)
 {
     if (!m_paired) PairAll(text, open);
-    auto const pair =
-        std::lower_bound(m_pairs.begin(), m_pairs.end(), open, [](Pair const& p, std::size_t at) { return p.open < at; });
+    auto const pair = std::lower_bound(m_pairs.begin(), m_pairs.end(), open,
+                                       [](Pair const& p, std::size_t at) { return p.open < at; });
     return pair != m_pairs.end() && pair->open == open ? pair->close : npos;
 }
 

@@ -7,11 +7,12 @@
 
 namespace xc::condition {
 
-/// Where a quoted text that begins at `open` ends: the position of its closing quote; a doubled quote is part of the text.
-/// npos when there is none.
+/// Where a quoted text that begins at `open` ends: the position of its closing quote; a doubled quote is part of the
+/// text. npos when there is none.
 std::size_t ClosingQuote(std::wstring_view text, std::size_t open) noexcept;
 
-/// Pairs parentheses by counting depth. Those in quoted texts do not count; a quoted text begins after a blank or a "(".
+/// Pairs parentheses by counting depth. Those in quoted texts do not count; a quoted text begins after a blank or a
+/// "(".
 class Parentheses {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);

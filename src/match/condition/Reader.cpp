@@ -152,7 +152,8 @@ bool Reader::OpenGroup()
     std::size_t const close = m_parentheses.ClosingOf(m_text, m_pos);
     if (close >= m_end) {
         bool const quote = m_parentheses.UnclosedQuote() != Parentheses::npos;
-        return quote ? Fail(XCErrConditionQuote, m_parentheses.UnclosedQuote()) : Fail(XCErrConditionParenthesis, m_pos);
+        return quote ? Fail(XCErrConditionQuote, m_parentheses.UnclosedQuote())
+                     : Fail(XCErrConditionParenthesis, m_pos);
     }
     if (m_groups.size() == XCCondition::kMaxNesting) return Fail(XCErrConditionNesting, m_pos);
     XCSmartPtr<XCCondition> const child = m_at->NewChild();
@@ -188,7 +189,8 @@ bool Reader::ReadFieldName()
     std::wstring_view word = PeekWord();
     bool const quoted = word[0] == L'"';
     if (quoted && !ScanQuoted(word)) return false;
-    if (!m_at->AssignFieldName(quoted ? Unquoted(word) : XCString(word))) return Fail(XCErrConditionRefused, start, word);
+    if (!m_at->AssignFieldName(quoted ? Unquoted(word) : XCString(word)))
+        return Fail(XCErrConditionRefused, start, word);
     m_pos = start + word.size();
     return true;
 }

@@ -5,9 +5,9 @@
 //     comparison  = field operator value
 //     link        = "AND" | "OR"
 //
-// Each condition on the right side is a new child that reads the rest of its text: the end, or the parenthesis that closes
-// its group. The reader walks the text once and keeps the open groups on a list of its own, so that neither long chains
-// nor many parentheses cost stack or time beyond the length of the text.
+// Each condition on the right side is a new child that reads the rest of its text: the end, or the parenthesis that
+// closes its group. The reader walks the text once and keeps the open groups on a list of its own, so that neither long
+// chains nor many parentheses cost stack or time beyond the length of the text.
 #pragma once
 
 #include "match/condition/Parentheses.h"
@@ -45,7 +45,10 @@ private:
     };
 
     [[nodiscard]] wchar_t Unit(std::size_t pos) const noexcept { return pos < m_end ? m_text[pos] : L'\0'; }
-    [[nodiscard]] std::wstring_view Span(std::size_t from, std::size_t to) const { return m_text.substr(from, to - from); }
+    [[nodiscard]] std::wstring_view Span(std::size_t from, std::size_t to) const
+    {
+        return m_text.substr(from, to - from);
+    }
     void SkipBlanks() noexcept;
     std::wstring_view PeekWord() const noexcept;
     bool ReadStart();

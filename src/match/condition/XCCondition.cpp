@@ -24,10 +24,14 @@ struct OperatorText {
     bool isRegex;
 };
 constexpr OperatorText kOperators[] = {
-    {L"<", ConditionOperator::Less, false},           {L"<=", ConditionOperator::LessOrEqual, false},
-    {L"=", ConditionOperator::Equal, false},          {L"!=", ConditionOperator::NotEqual, false},
-    {L">=", ConditionOperator::GreaterOrEqual, false}, {L">", ConditionOperator::Greater, false},
-    {L"%", ConditionOperator::Equal, true},           {L"/=", ConditionOperator::NotEqual, true},
+    {L"<", ConditionOperator::Less, false},
+    {L"<=", ConditionOperator::LessOrEqual, false},
+    {L"=", ConditionOperator::Equal, false},
+    {L"!=", ConditionOperator::NotEqual, false},
+    {L">=", ConditionOperator::GreaterOrEqual, false},
+    {L">", ConditionOperator::Greater, false},
+    {L"%", ConditionOperator::Equal, true},
+    {L"/=", ConditionOperator::NotEqual, true},
 };
 
 constexpr std::wstring_view kSysDate = L"SYSDATE";
@@ -37,20 +41,13 @@ constexpr std::wstring_view kToDateOpen = L"TO_DATE(";
 bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
 {
     switch (op) {
-    case ConditionOperator::Less:
-        return order < 0;
-    case ConditionOperator::LessOrEqual:
-        return order <= 0;
-    case ConditionOperator::Equal:
-        return order == 0;
-    case ConditionOperator::NotEqual:
-        return order != 0;
-    case ConditionOperator::GreaterOrEqual:
-        return order >= 0;
-    case ConditionOperator::Greater:
-        return order > 0;
-    case ConditionOperator::None:
-        break;
+    case ConditionOperator::Less: return order < 0;
+    case ConditionOperator::LessOrEqual: return order <= 0;
+    case ConditionOperator::Equal: return order == 0;
+    case ConditionOperator::NotEqual: return order != 0;
+    case ConditionOperator::GreaterOrEqual: return order >= 0;
+    case ConditionOperator::Greater: return order > 0;
+    case ConditionOperator::None: break;
     }
     return false;
 }
@@ -279,9 +276,9 @@ bool XCCondition::HasLink(Link link) const noexcept
     return std::any_of(m_subs.begin(), m_subs.end(), [link](LinkedCond const& sub) { return sub.link == link; });
 }
 
-/// Turns the text of the value into a regular expression. False: the pattern is not valid, the expression matches nothing.
 bool XCCondition::AsRegExp()
 {
+    if (m_value.GetKind() != XCConditionValue::Kind::Text) AssignXCString(xc::condition::SubjectOf(m_value));
     XCParsedRegEx const parsed = XCStringRegExParser(m_text).Parse();
     m_regEx.emplace(parsed, false);
     return parsed.IsValid() && !m_regEx->IsTooLarge();
@@ -385,17 +382,12 @@ void XCCondition::GetOperator(XCString& text) const
 void XCCondition::GetSuppliedValue(XCString& text) const
 {
     switch (m_value.GetKind()) {
-    case XCConditionValue::Kind::Null:
-        text = L"NULL";
-        break;
-    case XCConditionValue::Kind::Text:
-        text = Quoted(m_value.AsText());
-        break;
+    case XCConditionValue::Kind::Null: text = L"NULL"; break;
+    case XCConditionValue::Kind::Text: text = Quoted(m_value.AsText()); break;
     case XCConditionValue::Kind::DateTime:
         text = m_isSysDate ? XCString(kSysDate) : XCString(kToDateOpen) + DateText(m_value.AsDateTime()) + L')';
         break;
-    default:
-        text = xc::condition::PrintNumber(m_value);
+    default: text = xc::condition::PrintNumber(m_value);
     }
 }
 
@@ -413,7 +405,8 @@ bool XCCondition::Evaluate(XCConditionParams const& params) const
     for (;;) {
         LinkedCondV const& subs = at.condition->m_subs;
         // AND can change true, OR can change false.
-        while (at.next < subs.size() && ((subs[at.next].link == Link::And) != result || subs[at.next].condition.IsNull()))
+        while (at.next < subs.size() &&
+               ((subs[at.next].link == Link::And) != result || subs[at.next].condition.IsNull()))
             ++at.next;
         if (at.next < subs.size()) {
             XCCondition const* const sub = subs[at.next++].condition.GetPtr();
