@@ -2,11 +2,11 @@
 #pragma once
 
 #include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
