@@ -162,6 +162,12 @@ public:
         Base::Set(object);
         return *this;
     }
+    template <class U>
+    requires std::is_convertible_v<U*, T*> XCSmartPtr& operator=(XCSmartPtr<U> const& other)
+    {
+        Base::Set(other.GetPtr());
+        return *this;
+    }
 };
 
 /// Owns one reference to a counted object that it does not change, or none.
@@ -198,6 +204,18 @@ public:
     XCSmartPtrToConst& operator=(T const* object)
     {
         Base::Set(object);
+        return *this;
+    }
+    template <class U>
+    requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst& operator=(XCSmartPtrToConst<U> const& other)
+    {
+        Base::Set(other.GetPtr());
+        return *this;
+    }
+    template <class U>
+    requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst& operator=(XCSmartPtr<U> const& other)
+    {
+        Base::Set(other.GetPtr());
         return *this;
     }
 };

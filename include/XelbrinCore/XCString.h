@@ -137,7 +137,15 @@ public:
     XCString& Append(std::wstring_view text);
     XCString& operator+=(XCString const& text) { return Append(text); }
     XCString& operator+=(wchar_t const* text) { return Append(text, 0); }
-    XCString& operator+=(wchar_t unit);
+    XCString& operator+=(wchar_t unit)
+    {
+        std::size_t const length = m_data->length;
+        if (length + 2 > m_data->capacity || IsShared()) return AppendUnit(unit);
+        m_data->Text()[length] = unit;
+        m_data->Text()[length + 1] = L'\0';
+        m_data->length = static_cast<std::uint32_t>(length + 1);
+        return *this;
+    }
     /// Inserts before pos; a pos past the end appends. A null text changes nothing.
     XCString& Insert(std::size_t pos, wchar_t const* text);
     XCString& Insert(std::size_t pos, XCString const& text);
@@ -303,25 +311,36 @@ public:
     static XCString const cryptSuffix;
 
 private:
+    explicit constexpr XCString(DataDef* data) noexcept : m_data(data) {}
     static void Share(DataDef* data) noexcept
     {
         if (data->capacity != 0) std::atomic_ref<std::int32_t>(data->shares).fetch_add(1, std::memory_order_relaxed);
     }
     static void Unshare(DataDef* data) noexcept
     {
-        if (data->capacity != 0 &&
-            std::atomic_ref<std::int32_t>(data->shares).fetch_sub(1, std::memory_order_acq_rel) == 0)
+        if (data->capacity == 0) return;
+        // A sole owner cannot get company meanwhile: only owners hand a block on.
+        std::atomic_ref<std::int32_t> const shares(data->shares);
+        if (shares.load(std::memory_order_acquire) == 0 || shares.fetch_sub(1, std::memory_order_acq_rel) == 0)
             Free(data);
     }
     static DataDef* Alloc(std::size_t n);
     static void Free(DataDef* data) noexcept;
-    [[nodiscard]] bool IsShared() const noexcept;
+    [[nodiscard]] bool IsShared() const noexcept
+    {
+        return std::atomic_ref<std::int32_t>(m_data->shares).load(std::memory_order_acquire) > 0;
+    }
     void ResizeCapacity(std::size_t n);
     void SetLength(std::size_t n) noexcept;
     [[nodiscard]] bool Owns(wchar_t const* text) const noexcept;
+    XCString& AppendUnit(wchar_t unit);
+    XCString& AppendUnits(wchar_t const* text, std::size_t count);
+    void AppendInNewBlock(wchar_t const* text, std::size_t count);
     XCString& InsertUnits(std::size_t pos, wchar_t const* text, std::size_t count);
     XCString& ReplaceUnits(std::wstring_view oldText, std::wstring_view newText);
     XCString& RemoveFront(std::size_t count);
+    [[nodiscard]] std::size_t FindInSet(wchar_t const* set, std::size_t start, bool member) const;
+    [[nodiscard]] std::size_t FindLastInSet(wchar_t const* set, std::size_t start, bool member) const;
     XCString& CutTo(std::size_t length);
     XCString& FormatArguments(wchar_t const* format, va_list arguments);
     friend struct xc::text::StringAccess;

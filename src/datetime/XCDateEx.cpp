@@ -165,7 +165,7 @@ XCString XCDateEx::AsString() const
 bool XCDateEx::FromString(XCString const& text, wchar_t const* format)
 {
     SetNull();
-    if (text == L"SYSDATE") {
+    if (IsKeyword(text, L"SYSDATE")) {
         *this = GetCurrentDate(true);
         return true;
     }

@@ -6,6 +6,8 @@
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
 
+#include <emmintrin.h>
+
 namespace xc::text {
 
 namespace {
@@ -33,6 +35,52 @@ wchar_t const* BaseLetterTable()
 {
     static Table const* const table = new Table(win32::ReadBaseLetters);
     return table->units;
+}
+
+namespace {
+
+constexpr std::size_t kCaseBlock = 8; // units a vector step maps
+
+__m128i LoadUnits(wchar_t const* at) noexcept
+{
+    return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+}
+
+__m128i SplatUnit(wchar_t unit) noexcept
+{
+    return _mm_set1_epi16(static_cast<short>(unit));
+}
+
+/// Maps ASCII in blocks, all else by the table. `first` is the first of the 26 letters that change.
+void MapCase(wchar_t* out, wchar_t const* text, std::size_t n, wchar_t first, wchar_t const* table) noexcept
+{
+    __m128i const high = SplatUnit(static_cast<wchar_t>(0xFF80));
+    __m128i const below = SplatUnit(static_cast<wchar_t>(first - 1));
+    __m128i const above = SplatUnit(static_cast<wchar_t>(first + 26));
+    __m128i const bit = SplatUnit(0x20);
+    std::size_t i = 0;
+    while (i < n) {
+        for (; n - i >= kCaseBlock; i += kCaseBlock) {
+            __m128i const block = LoadUnits(text + i);
+            if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(block, high), _mm_setzero_si128())) != 0xFFFF) break;
+            __m128i const letter = _mm_and_si128(_mm_cmpgt_epi16(block, below), _mm_cmplt_epi16(block, above));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_xor_si128(block, _mm_and_si128(letter, bit)));
+        }
+        for (std::size_t const end = n - i < kCaseBlock ? n : i + kCaseBlock; i < end; ++i)
+            out[i] = table[ToUint(text[i])];
+    }
+}
+
+} // namespace
+
+void MapUpper(wchar_t* out, wchar_t const* text, std::size_t n) noexcept
+{
+    MapCase(out, text, n, L'a', UpperCaseTable());
+}
+
+void MapLower(wchar_t* out, wchar_t const* text, std::size_t n) noexcept
+{
+    MapCase(out, text, n, L'A', LowerCaseTable());
 }
 
 } // namespace xc::text

@@ -1,39 +1,278 @@
 #include "text/Kernels.h"
 
+#include "text/Cpu.h"
+#include "text/Units.h"
+
+#include <array>
+#include <bit>
+#include <immintrin.h>
+
+// TextLength reads whole aligned blocks, which never leave the page that holds the terminator.
+#define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize_address))
+
 namespace xc::text {
+
+namespace {
+
+constexpr std::size_t kSseUnits = 8;
+constexpr std::size_t kAvxUnits = 16;
+constexpr std::size_t kAvxWorth = 64; // below this many units the wider loop does not pay
+
+__m128i Load8(wchar_t const* at) noexcept
+{
+    return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+}
+
+__m128i Splat8(wchar_t unit) noexcept
+{
+    return _mm_set1_epi16(static_cast<short>(unit));
+}
+
+/// Two bits a unit.
+unsigned int MaskOf(__m128i equal) noexcept
+{
+    return static_cast<unsigned int>(_mm_movemask_epi8(equal));
+}
+
+std::size_t FirstIn(unsigned int mask) noexcept
+{
+    return static_cast<std::size_t>(std::countr_zero(mask)) / 2;
+}
+
+std::size_t LastIn(unsigned int mask) noexcept
+{
+    return (31 - static_cast<std::size_t>(std::countl_zero(mask))) / 2;
+}
+
+XC_TARGET_AVX2 inline __m256i Load16(wchar_t const* at) noexcept
+{
+    return _mm256_loadu_si256(reinterpret_cast<__m256i const*>(at));
+}
+
+/// Goes on from `i` in steps of 64 units; stops at the step that holds the unit, or where no step is left.
+XC_TARGET_AVX2 std::size_t SkipToUnitAvx2(wchar_t const* text, std::size_t i, std::size_t n, wchar_t unit) noexcept
+{
+    __m256i const wanted = _mm256_set1_epi16(static_cast<short>(unit));
+    for (; n - i >= 4 * kAvxUnits; i += 4 * kAvxUnits) {
+        __m256i const a = _mm256_cmpeq_epi16(Load16(text + i), wanted);
+        __m256i const b = _mm256_cmpeq_epi16(Load16(text + i + kAvxUnits), wanted);
+        __m256i const c = _mm256_cmpeq_epi16(Load16(text + i + 2 * kAvxUnits), wanted);
+        __m256i const d = _mm256_cmpeq_epi16(Load16(text + i + 3 * kAvxUnits), wanted);
+        __m256i const any = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
+        if (_mm256_movemask_epi8(any) != 0) break;
+    }
+    return i;
+}
+
+/// The same from the end: the count of units that remain to be looked at.
+XC_TARGET_AVX2 std::size_t SkipBackToUnitAvx2(wchar_t const* text, std::size_t n, wchar_t unit) noexcept
+{
+    __m256i const wanted = _mm256_set1_epi16(static_cast<short>(unit));
+    for (; n >= 2 * kAvxUnits; n -= 2 * kAvxUnits) {
+        __m256i const a = _mm256_cmpeq_epi16(Load16(text + n - kAvxUnits), wanted);
+        __m256i const b = _mm256_cmpeq_epi16(Load16(text + n - 2 * kAvxUnits), wanted);
+        if (_mm256_movemask_epi8(_mm256_or_si256(a, b)) != 0) break;
+    }
+    return n;
+}
+
+XC_TARGET_AVX2 std::size_t SkipEqualAvx2(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
+{
+    std::size_t i = 0;
+    for (; n - i >= 2 * kAvxUnits; i += 2 * kAvxUnits) {
+        __m256i const x = _mm256_cmpeq_epi16(Load16(a + i), Load16(b + i));
+        __m256i const y = _mm256_cmpeq_epi16(Load16(a + i + kAvxUnits), Load16(b + i + kAvxUnits));
+        if (_mm256_movemask_epi8(_mm256_and_si256(x, y)) != -1) break;
+    }
+    return i;
+}
+
+/// Equal units that are not 0.
+XC_TARGET_AVX2 std::size_t SkipEqualTextAvx2(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
+{
+    std::size_t i = 0;
+    __m256i const zero = _mm256_setzero_si256();
+    for (; n - i >= 2 * kAvxUnits; i += 2 * kAvxUnits) {
+        __m256i const x = Load16(a + i);
+        __m256i const y = Load16(a + i + kAvxUnits);
+        __m256i const equalX = _mm256_cmpeq_epi16(x, Load16(b + i));
+        __m256i const equalY = _mm256_cmpeq_epi16(y, Load16(b + i + kAvxUnits));
+        __m256i const ends = _mm256_cmpeq_epi16(_mm256_min_epu16(x, y), zero);
+        if (_mm256_movemask_epi8(_mm256_andnot_si256(ends, _mm256_and_si256(equalX, equalY))) != -1) break;
+    }
+    return i;
+}
+
+} // namespace
+
+// One unit ------------------------------------------------------------------------------------------------------
 
 std::size_t FindUnit(wchar_t const* text, std::size_t n, wchar_t unit) noexcept
 {
-    for (std::size_t i = 0; i < n; ++i)
-        if (text[i] == unit) return i;
-    return n;
+    std::size_t i = 0;
+    if (n >= kAvxWorth && HasAvx2()) i = SkipToUnitAvx2(text, i, n, unit);
+    __m128i const wanted = Splat8(unit);
+    for (; n - i >= kSseUnits; i += kSseUnits) {
+        unsigned int const mask = MaskOf(_mm_cmpeq_epi16(Load8(text + i), wanted));
+        if (mask != 0) return i + FirstIn(mask);
+    }
+    if (n >= kSseUnits) { // the rest lies in the last whole block; what it repeats had no hit
+        unsigned int const mask = MaskOf(_mm_cmpeq_epi16(Load8(text + n - kSseUnits), wanted));
+        return mask != 0 ? n - kSseUnits + FirstIn(mask) : n;
+    }
+    while (i < n && text[i] != unit) ++i;
+    return i;
 }
 
 std::size_t FindLastUnit(wchar_t const* text, std::size_t n, wchar_t unit) noexcept
 {
-    for (std::size_t i = n; i-- > 0;)
-        if (text[i] == unit) return i;
+    std::size_t left = n;
+    if (n >= kAvxWorth && HasAvx2()) left = SkipBackToUnitAvx2(text, n, unit);
+    __m128i const wanted = Splat8(unit);
+    for (; left >= kSseUnits; left -= kSseUnits) {
+        unsigned int const mask = MaskOf(_mm_cmpeq_epi16(Load8(text + left - kSseUnits), wanted));
+        if (mask != 0) return left - kSseUnits + LastIn(mask);
+    }
+    while (left-- > 0)
+        if (text[left] == unit) return left;
     return n;
 }
 
-std::size_t FindText(wchar_t const* text, std::size_t n, wchar_t const* needle, std::size_t m) noexcept
+std::size_t CountUnit(wchar_t const* text, std::size_t n, wchar_t unit) noexcept
 {
-    if (m == 0) return 0;
-    for (std::size_t i = 0; i + m <= n; ++i)
-        if (Mismatch(text + i, needle, m) == m) return i;
-    return n;
+    std::size_t count = 0;
+    std::size_t i = 0;
+    __m128i const wanted = Splat8(unit);
+    while (n - i >= kSseUnits) {
+        // Each lane counts downwards; 127 steps at most, so that the signed sums of pairs fit.
+        __m128i lanes = _mm_setzero_si128();
+        for (int step = 0; step < 127 && n - i >= kSseUnits; ++step, i += kSseUnits)
+            lanes = _mm_sub_epi16(lanes, _mm_cmpeq_epi16(Load8(text + i), wanted));
+        __m128i sums = _mm_madd_epi16(lanes, _mm_set1_epi16(1));
+        sums = _mm_add_epi32(sums, _mm_shuffle_epi32(sums, _MM_SHUFFLE(1, 0, 3, 2)));
+        sums = _mm_add_epi32(sums, _mm_shuffle_epi32(sums, _MM_SHUFFLE(2, 3, 0, 1)));
+        count += static_cast<std::size_t>(_mm_cvtsi128_si32(sums));
+    }
+    for (; i < n; ++i) count += text[i] == unit;
+    return count;
 }
+
+XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
+{
+    if (!text) return 0;
+    __m128i const zero = _mm_setzero_si128();
+    auto const address = reinterpret_cast<std::uintptr_t>(text);
+    if (address % sizeof(wchar_t) != 0) { // a text at an odd address: no block begins with a unit
+        std::size_t n = 0;
+        for (wchar_t unit = 0; std::memcpy(&unit, text + n, sizeof unit), unit != L'\0';) ++n;
+        return n;
+    }
+    std::size_t const before = address % 16;
+    auto const* block = reinterpret_cast<__m128i const*>(address - before);
+    unsigned int mask = MaskOf(_mm_cmpeq_epi16(*block, zero)) >> before;
+    if (mask != 0) return FirstIn(mask);
+    do mask = MaskOf(_mm_cmpeq_epi16(*++block, zero));
+    while (mask == 0);
+    return (reinterpret_cast<std::uintptr_t>(block) - address) / sizeof(wchar_t) + FirstIn(mask);
+}
+
+// Comparison ----------------------------------------------------------------------------------------------------
 
 std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 {
-    std::size_t i = 0;
+    std::size_t i = n >= kAvxWorth && HasAvx2() ? SkipEqualAvx2(a, b, n) : 0;
+    for (; n - i >= kSseUnits; i += kSseUnits) {
+        unsigned int const differ = MaskOf(_mm_cmpeq_epi16(Load8(a + i), Load8(b + i))) ^ 0xFFFF;
+        if (differ != 0) return i + FirstIn(differ);
+    }
     while (i < n && a[i] == b[i]) ++i;
     return i;
 }
 
+std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
+{
+    std::size_t i = n >= kAvxWorth && HasAvx2() ? SkipEqualTextAvx2(a, b, n) : 0;
+    __m128i const zero = _mm_setzero_si128();
+    for (; n - i >= kSseUnits; i += kSseUnits) {
+        __m128i const x = Load8(a + i);
+        __m128i const equal = _mm_cmpeq_epi16(x, Load8(b + i));
+        unsigned int const stop = MaskOf(_mm_andnot_si128(_mm_cmpeq_epi16(x, zero), equal)) ^ 0xFFFF;
+        if (stop != 0) return i + FirstIn(stop);
+    }
+    while (i < n && a[i] == b[i] && a[i] != L'\0') ++i;
+    return i;
+}
+
+// Hash ----------------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr std::uint32_t kFactor = 613;
+constexpr std::size_t kHashBlock = 64;
+
+/// kFactor to the powers 0 to 64.
+constexpr std::array<std::uint32_t, kHashBlock + 1> kPowers = [] {
+    std::array<std::uint32_t, kHashBlock + 1> powers{};
+    powers[0] = 1;
+    for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * kFactor;
+    return powers;
+}();
+
+/// The factors of the 64 units of a block: 613^63 for the first, 1 for the last.
+constexpr std::array<std::uint32_t, kHashBlock> kWeights = [] {
+    std::array<std::uint32_t, kHashBlock> weights{};
+    for (std::size_t i = 0; i < kHashBlock; ++i) weights[i] = kPowers[kHashBlock - 1 - i];
+    return weights;
+}();
+
+XC_TARGET_AVX2 inline __m256i Widen8(wchar_t const* at) noexcept
+{
+    return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<__m128i const*>(at)));
+}
+
+/// Whole blocks: each lane evaluates its own polynomial in 613^64; their weighted sum is the polynomial in 613.
+XC_TARGET_AVX2 std::uint32_t HashBlocksAvx2(std::uint32_t h, wchar_t const* text, std::size_t blocks) noexcept
+{
+    __m256i lanes[8];
+    for (std::size_t v = 0; v < 8; ++v) lanes[v] = Widen8(text + 8 * v);
+    h *= kPowers[kHashBlock];
+    __m256i const factor = _mm256_set1_epi32(static_cast<int>(kPowers[kHashBlock]));
+    for (std::size_t block = 1; block < blocks; ++block) {
+        text += kHashBlock;
+        h *= kPowers[kHashBlock];
+        for (std::size_t v = 0; v < 8; ++v)
+            lanes[v] = _mm256_add_epi32(_mm256_mullo_epi32(lanes[v], factor), Widen8(text + 8 * v));
+    }
+    __m256i sum = _mm256_setzero_si256();
+    for (std::size_t v = 0; v < 8; ++v) {
+        __m256i const weights = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(kWeights.data() + 8 * v));
+        sum = _mm256_add_epi32(sum, _mm256_mullo_epi32(lanes[v], weights));
+    }
+    alignas(32) std::uint32_t parts[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(parts), sum);
+    for (std::uint32_t const part : parts) h += part;
+    return h;
+}
+
+} // namespace
+
 std::uint32_t Hash613(std::uint32_t h, wchar_t const* text, std::size_t n) noexcept
 {
-    for (std::size_t i = 0; i < n; ++i) h = h * 613 + static_cast<std::uint16_t>(text[i]);
+    if (n >= 2 * kHashBlock && HasAvx2()) {
+        std::size_t const blocks = n / kHashBlock;
+        h = HashBlocksAvx2(h, text, blocks);
+        text += blocks * kHashBlock;
+        n -= blocks * kHashBlock;
+    }
+    // Eight units at a time: their products do not wait for each other.
+    for (; n >= 8; n -= 8, text += 8) {
+        std::uint32_t const high = ToUint(text[0]) * kPowers[3] + ToUint(text[1]) * kPowers[2] +
+                                   ToUint(text[2]) * kPowers[1] + ToUint(text[3]);
+        std::uint32_t const low = ToUint(text[4]) * kPowers[3] + ToUint(text[5]) * kPowers[2] +
+                                  ToUint(text[6]) * kPowers[1] + ToUint(text[7]);
+        h = h * kPowers[8] + high * kPowers[4] + low;
+    }
+    for (; n > 0; --n, ++text) h = h * kFactor + ToUint(*text);
     return h;
 }
 

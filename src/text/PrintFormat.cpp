@@ -1,5 +1,6 @@
 #include "text/PrintFormat.h"
 
+#include "text/Kernels.h"
 #include "text/StringAccess.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
@@ -29,8 +30,17 @@ enum FormatFlag : std::uint8_t {
 
 constexpr std::wstring_view kNullText = L"(null)";
 
+/// One bit for each letter, counted from '@'.
+constexpr std::uint64_t BitsOfLetters(std::string_view letters) noexcept
+{
+    std::uint64_t bits = 0;
+    for (char const letter : letters) bits |= std::uint64_t{1} << (letter - '@');
+    return bits;
+}
+
 std::size_t LengthUpTo(wchar_t const* text, std::size_t limit) noexcept
 {
+    if (limit == XCString::npos) return TextLength(text);
     std::size_t n = 0;
     while (n < limit && text[n] != L'\0') ++n;
     return n;
@@ -201,7 +211,8 @@ private:
 
     static bool IsLetter(wchar_t unit) noexcept
     {
-        return unit != L'\0' && std::wstring_view(L"diuoxXcCsSpeEfgGaAn").find(unit) != std::wstring_view::npos;
+        constexpr std::uint64_t kLetters = BitsOfLetters("diuoxXcCsSpeEfgGaAn");
+        return unit >= L'@' && unit < L'@' + 64 && (kLetters >> (unit - L'@') & 1) != 0;
     }
 
     static std::uint8_t FlagOf(wchar_t unit) noexcept
@@ -512,7 +523,7 @@ public:
     void Put(std::wstring_view text) noexcept
     {
         std::size_t const n = std::min(text.size(), Room());
-        if (n != 0) std::memcpy(m_at, text.data(), n * sizeof(wchar_t));
+        CopyUnits(m_at, text.data(), n);
         m_at += n;
     }
 
@@ -605,7 +616,8 @@ private:
 
     void PutIntegerOrUnit(Piece const& piece) noexcept
     {
-        bool const integer = std::wstring_view(L"diuoxX").find(piece.letter) != std::wstring_view::npos;
+        constexpr std::uint64_t kIntegerLetters = BitsOfLetters("diuoxX");
+        bool const integer = (kIntegerLetters >> (piece.letter - L'@') & 1) != 0;
         if (piece.letter == L'c' || piece.letter == L'C') {
             bool const wide = IsWideConversion(piece.letter, piece.size);
             auto const unit =

@@ -6,6 +6,8 @@
 #include "text/Units.h"
 
 #include <algorithm>
+#include <atomic>
+#include <new>
 
 using xc::text::IsDigit;
 using xc::text::ToUint;
@@ -15,29 +17,49 @@ namespace {
 /// Ordinal, up to the first terminator of either text; both hold one at the end of their view.
 int CompareOrdinal(std::wstring_view a, std::wstring_view b) noexcept
 {
-    std::size_t const common = std::min(a.size(), b.size()) + 1; // the terminators take part
-    std::size_t const at = xc::text::Mismatch(a.data(), b.data(), common);
-    if (xc::text::FindUnit(a.data(), std::min(at, common - 1), L'\0') < std::min(at, common - 1)) return 0;
-    if (at == common) return 0;
-    return ToUint(a.data()[at]) < ToUint(b.data()[at]) ? -1 : 1;
+    std::size_t const common = std::min(a.size(), b.size()); // a terminator follows in one of them at least
+    std::size_t const at = xc::text::MismatchOrEnd(a.data(), b.data(), common);
+    std::uint32_t const left = ToUint(a.data()[at]);
+    std::uint32_t const right = ToUint(b.data()[at]);
+    return left == right ? 0 : left < right ? -1 : 1;
 }
 
-/// The collator that a comparison mode selects; null for mode 0. Each is made once and lives as long as the process.
+template <class Collator>
+constinit std::atomic<XCCollator const*> processCollator{nullptr};
+
+/// Publishes one collator with one reference, until the end of the process.
+template <class Collator>
+struct ProcessCollatorOwner {
+    ProcessCollatorOwner()
+    {
+        XCSmartPtr<Collator> collator(new Collator);
+        collator->AddRef();
+        processCollator<Collator>.store(collator.GetPtr(), std::memory_order_release);
+    }
+    ~ProcessCollatorOwner() { processCollator<Collator>.exchange(nullptr)->Release(); }
+    ProcessCollatorOwner(ProcessCollatorOwner const&) = delete;
+    ProcessCollatorOwner& operator=(ProcessCollatorOwner const&) = delete;
+};
+
+/// Created once, by whichever thread comes first; null when there is no memory for it, and while the process ends.
+template <class Collator>
+XCCollator const* GetProcessCollator()
+{
+    try {
+        static ProcessCollatorOwner<Collator> const owner;
+    } catch (std::bad_alloc const&) {
+        return nullptr;
+    }
+    return processCollator<Collator>.load(std::memory_order_acquire);
+}
+
+/// The collator that a comparison mode selects; null for mode 0.
 XCCollator const* CollatorOfMode(long mode)
 {
     switch (mode & 3) {
-    case 1: {
-        static XCSmartPtrToConst<XCCollator> const ignoreCase(new XCTableIgnoreCaseCollator);
-        return ignoreCase;
-    }
-    case 2: {
-        static XCSmartPtrToConst<XCCollator> const ignoreAccent(new XCTableIgnoreAccentCollator);
-        return ignoreAccent;
-    }
-    case 3: {
-        static XCSmartPtrToConst<XCCollator> const ignoreBoth(new XCTableIgnoreCaseAndAccentCollator);
-        return ignoreBoth;
-    }
+    case 1: return GetProcessCollator<XCTableIgnoreCaseCollator>();
+    case 2: return GetProcessCollator<XCTableIgnoreAccentCollator>();
+    case 3: return GetProcessCollator<XCTableIgnoreCaseAndAccentCollator>();
     default: return nullptr;
     }
 }
@@ -48,7 +70,8 @@ int XCString::Compare(wchar_t const* other, long mode) const
 {
     if (!other) return IsNull() ? 0 : -1;
     XCCollator const* const collator = CollatorOfMode(mode);
-    return collator ? collator->Compare(AsWChar(), other) : CompareOrdinal(View(), other);
+    return collator ? collator->Compare(AsWChar(), other)
+                    : CompareOrdinal(View(), {other, xc::text::TextLength(other)});
 }
 
 int XCString::Compare(XCString const& other, long mode) const
@@ -60,7 +83,8 @@ int XCString::Compare(XCString const& other, long mode) const
 int XCString::Compare(wchar_t const* other, XCSmartPtrToConst<XCCollator> const& collator) const
 {
     if (!other) return IsNull() ? 0 : -1;
-    return collator.IsNull() ? CompareOrdinal(View(), other) : collator->Compare(AsWChar(), other);
+    return collator.IsNull() ? CompareOrdinal(View(), {other, xc::text::TextLength(other)})
+                             : collator->Compare(AsWChar(), other);
 }
 
 int XCString::Compare(XCString const& other, XCSmartPtrToConst<XCCollator> const& collator) const
@@ -71,9 +95,14 @@ int XCString::Compare(XCString const& other, XCSmartPtrToConst<XCCollator> const
 std::size_t XCStringHash::operator()(XCString const& text) const noexcept
 {
     std::uint32_t const h = xc::text::Hash613(static_cast<std::uint32_t>(text.Length()), text.AsWChar(), text.Length());
-    // Negated in unsigned arithmetic, so that the smallest value stays what it is.
+    // Negated in unsigned arithmetic, so that the smallest value stays what it is. What remains lies within twice the
+    // modulus: one sum is the remainder.
     auto const positive = static_cast<std::int32_t>(h > 0x7FFFFFFFu ? 0u - h : h);
-    return static_cast<std::size_t>(static_cast<std::int64_t>(positive % 1073741827));
+    constexpr std::int32_t kModulus = 1073741827;
+    std::int32_t const remainder = positive < 0           ? positive + kModulus
+                                   : positive >= kModulus ? positive - kModulus
+                                                          : positive;
+    return static_cast<std::size_t>(std::int64_t{remainder});
 }
 
 std::uint32_t XCStringNatCompare::StrToLong(wchar_t const** text) noexcept

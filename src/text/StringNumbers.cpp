@@ -3,6 +3,7 @@
 
 #include "text/Units.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -27,12 +28,17 @@ ScannedInteger ScanInteger(wchar_t const* text) noexcept
     ScannedInteger number;
     while (IsSpace(*text)) ++text;
     if (*text == L'-' || *text == L'+') number.negative = *text++ == L'-';
+    wchar_t const* const first = text;
     for (; IsDigit(*text); ++text) {
         std::uint64_t const digit = ToUint(*text) - L'0';
-        number.anyDigit = true;
-        number.overflow = number.overflow || number.magnitude > (UINT64_MAX - digit) / 10;
-        number.magnitude = number.overflow ? UINT64_MAX : number.magnitude * 10 + digit;
+        if (text - first >= 19) { // only now can 64 bits be too few
+            number.overflow = number.overflow || number.magnitude > (UINT64_MAX - digit) / 10;
+            if (number.overflow) continue;
+        }
+        number.magnitude = number.magnitude * 10 + digit;
     }
+    if (number.overflow) number.magnitude = UINT64_MAX;
+    number.anyDigit = text != first;
     number.atTerminator = *text == L'\0';
     return number;
 }
@@ -57,6 +63,29 @@ Unsigned ReadUnsigned(wchar_t const* text, bool* ok) noexcept
     if (ok) *ok = inRange && number.anyDigit && number.atTerminator;
     if (!inRange) return std::numeric_limits<Unsigned>::max();
     return static_cast<Unsigned>(number.negative ? 0 - number.magnitude : number.magnitude);
+}
+
+/// The units at the start of a text that can be part of a decimal number; the reader decides how much of them is one.
+std::string DecimalPart(wchar_t const* text)
+{
+    std::string digits;
+    for (; IsDigit(*text) || *text == L'.' || *text == L'e' || *text == L'E'; ++text) {
+        digits += static_cast<char>(*text);
+        bool const exponent = *text == L'e' || *text == L'E';
+        if (exponent && (text[1] == L'-' || text[1] == L'+')) digits += static_cast<char>(*++text);
+    }
+    return digits;
+}
+
+/// Whether a number that no double can hold is too small, not too large: by the decimal exponent of its first digit.
+bool IsBelowOne(std::string_view digits) noexcept
+{
+    std::size_t const mark = std::min(digits.find_first_of("eE"), digits.size());
+    std::size_t const first = digits.substr(0, mark).find_first_of("123456789");
+    std::size_t const point = std::min(digits.substr(0, mark).find('.'), mark);
+    if (first == std::string_view::npos) return true;
+    if (mark + 1 < digits.size() && digits[mark + 1] == '-') return true; // digits before it: never 10^300 of them
+    return mark == digits.size() && point < first;
 }
 
 } // namespace
@@ -90,23 +119,13 @@ double XCString::AsDouble(bool* ok) const
 {
     wchar_t const* text = AsWChar();
     while (IsSpace(*text)) ++text;
-    bool const sign = *text == L'-' || *text == L'+';
-    // Only these units can be part of a decimal number; the reader itself decides how much of them is one.
-    std::string digits;
-    if (*text == L'-') digits += '-';
-    for (wchar_t const* unit = text + (sign ? 1 : 0);
-         IsDigit(*unit) || *unit == L'.' || *unit == L'e' || *unit == L'E' || *unit == L'+' || *unit == L'-'; ++unit)
-        digits += static_cast<char>(*unit);
+    bool const negative = *text == L'-';
+    if (negative || *text == L'+') ++text;
+    std::string const digits = DecimalPart(text);
     double value = 0;
     std::from_chars_result const read = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    std::size_t const used = static_cast<std::size_t>(read.ptr - digits.data()) + (*text == L'+' ? 1 : 0);
-    bool const any = read.ec != std::errc::invalid_argument;
-    if (read.ec == std::errc::result_out_of_range) {
-        // Too large or too small: the exponent's sign, or the place of the point, tells which.
-        bool const tiny = digits.find("e-") != std::string::npos || digits.find("E-") != std::string::npos;
-        value = tiny ? 0.0 : std::numeric_limits<double>::infinity();
-        if (!digits.empty() && digits[0] == '-') value = -value;
-    }
-    if (ok) *ok = read.ec == std::errc() && any && text[used] == L'\0';
-    return any ? value : 0.0;
+    if (read.ec == std::errc::result_out_of_range)
+        value = IsBelowOne(digits) ? 0.0 : std::numeric_limits<double>::infinity();
+    if (ok) *ok = read.ec == std::errc() && text[read.ptr - digits.data()] == L'\0';
+    return negative ? -value : value;
 }

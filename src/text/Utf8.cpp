@@ -87,24 +87,23 @@ bool IsTail(unsigned char byte) noexcept
 }
 
 /// The length of the well-formed sequence of two to four bytes at i, and its code point; 0 when there is none.
-std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint32_t& code) noexcept
+inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint32_t& code) noexcept
 {
-    unsigned char const lead = ByteAt(bytes, i);
+    auto const* const at = reinterpret_cast<unsigned char const*>(bytes.data()) + i;
     std::size_t const left = bytes.size() - i;
-    if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(ByteAt(bytes, i + 1))) return 0;
-    std::uint32_t const second = ByteAt(bytes, i + 1) & 0x3Fu;
+    std::uint32_t const lead = at[0];
+    if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(at[1])) return 0;
     if (lead < 0xE0) {
-        code = (lead & 0x1Fu) << 6 | second;
+        code = (lead & 0x1Fu) << 6 | (at[1] & 0x3Fu);
         return 2;
     }
-    if (left < 3 || !IsTail(ByteAt(bytes, i + 2))) return 0;
-    std::uint32_t const third = ByteAt(bytes, i + 2) & 0x3Fu;
+    if (left < 3 || !IsTail(at[2])) return 0;
     if (lead < 0xF0) {
-        code = (lead & 0x0Fu) << 12 | second << 6 | third;
-        return code < 0x800 || (code >= 0xD800 && code <= 0xDFFF) ? 0 : 3;
+        code = (lead & 0x0Fu) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3Fu);
+        return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
     }
-    if (left < 4 || !IsTail(ByteAt(bytes, i + 3))) return 0;
-    code = (lead & 0x07u) << 18 | second << 12 | third << 6 | (ByteAt(bytes, i + 3) & 0x3Fu);
+    if (left < 4 || !IsTail(at[3])) return 0;
+    code = (lead & 0x07u) << 18 | (at[1] & 0x3Fu) << 12 | (at[2] & 0x3Fu) << 6 | (at[3] & 0x3Fu);
     return code < 0x10000 || code > 0x10FFFF ? 0 : 4;
 }
 
@@ -124,33 +123,63 @@ wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
 {
     char* at = out;
-    for (std::size_t i = 0; i < text.size();) {
-        std::uint32_t const unit = ToUint(text[i]);
-        if (unit < 0x80) {
-            std::size_t const run = NarrowAsciiRun(at, text.data() + i, text.size() - i);
-            at += run;
-            i += run;
-        } else if ((unit & 0xF800) == 0xD800) {
-            at = PutSequence(at, TakeSurrogates(text, i));
-        } else {
-            at = PutSequence(at, unit);
-            ++i;
+    std::size_t i = 0;
+    std::size_t const n = text.size();
+    while (i < n) {
+        std::size_t const run = NarrowAsciiRun(at, text.data() + i, n - i);
+        at += run;
+        i += run;
+        for (std::uint32_t unit = 0; i < n && (unit = ToUint(text[i])) >= 0x80;) {
+            if (unit < 0x800) {
+                at[0] = static_cast<char>(0xC0 | unit >> 6);
+                at[1] = static_cast<char>(0x80 | (unit & 0x3F));
+                at += 2;
+                ++i;
+            } else if ((unit & 0xF800) != 0xD800) {
+                at[0] = static_cast<char>(0xE0 | unit >> 12);
+                at[1] = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+                at[2] = static_cast<char>(0x80 | (unit & 0x3F));
+                at += 3;
+                ++i;
+            } else {
+                at = PutSequence(at, TakeSurrogates(text, i));
+            }
         }
     }
     return static_cast<std::size_t>(at - out);
 }
 
+namespace {
+
+/// How many of eight units are at least `least`.
+std::size_t CountFrom(__m128i block, short least) noexcept
+{
+    // Saturated, units below become 0; there is no unsigned comparison.
+    __m128i const below =
+        _mm_cmpeq_epi16(_mm_subs_epu16(block, _mm_set1_epi16(static_cast<short>(least - 1))), _mm_setzero_si128());
+    return 8 - static_cast<std::size_t>(std::popcount(static_cast<unsigned int>(_mm_movemask_epi8(below)))) / 2;
+}
+
+bool HasSurrogate(__m128i block) noexcept
+{
+    __m128i const top = _mm_and_si128(block, _mm_set1_epi16(static_cast<short>(0xF800)));
+    return _mm_movemask_epi8(_mm_cmpeq_epi16(top, _mm_set1_epi16(static_cast<short>(0xD800)))) != 0;
+}
+
+constexpr std::size_t kUnitBlock = 8;
+
+} // namespace
+
 std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 {
     std::size_t bytes = 0;
-    std::size_t i = 0;
-    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
-    while (i < text.size()) {
-        for (; text.size() - i >= kBlock / 2; i += kBlock / 2, bytes += kBlock / 2) {
-            __m128i const rest = _mm_and_si128(LoadBlock(text.data() + i), high);
-            if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+    for (std::size_t i = 0; i < text.size();) {
+        for (; text.size() - i >= kUnitBlock; i += kUnitBlock) {
+            __m128i const block = LoadBlock(text.data() + i);
+            if (HasSurrogate(block)) break;
+            bytes += kUnitBlock + CountFrom(block, 0x80) + CountFrom(block, 0x800);
         }
-        for (std::size_t const end = std::min(text.size(), i + kBlock / 2); i < end;) {
+        for (std::size_t const end = std::min(text.size(), i + kUnitBlock); i < end;) {
             std::uint32_t const unit = ToUint(text[i]);
             if ((unit & 0xF800) == 0xD800) {
                 bytes += TakeSurrogates(text, i) < 0x10000 ? 3u : 4u;
@@ -172,15 +201,9 @@ void AppendUtf8(std::string& out, std::wstring_view text)
 
 std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
 {
-    __m128i const mask = _mm_set1_epi16(static_cast<short>(0xF800));
-    __m128i const surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
-    std::size_t i = 0;
-    while (i < text.size()) {
-        for (; text.size() - i >= kBlock / 2; i += kBlock / 2) {
-            __m128i const top = _mm_and_si128(LoadBlock(text.data() + i), mask);
-            if (_mm_movemask_epi8(_mm_cmpeq_epi16(top, surrogate)) != 0) break;
-        }
-        for (std::size_t const end = std::min(text.size(), i + kBlock / 2); i < end;) {
+    for (std::size_t i = 0; i < text.size();) {
+        while (text.size() - i >= kUnitBlock && !HasSurrogate(LoadBlock(text.data() + i))) i += kUnitBlock;
+        for (std::size_t const end = std::min(text.size(), i + kUnitBlock); i < end;) {
             std::size_t const at = i;
             if ((ToUint(text[i]) & 0xF800) != 0xD800)
                 ++i;
@@ -216,18 +239,18 @@ std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) 
 {
     wchar_t* at = out;
     std::size_t i = 0;
-    while (i < bytes.size()) {
-        if (ByteAt(bytes, i) < 0x80) {
-            std::size_t const run = WidenAsciiRun(at, bytes.data() + i, bytes.size() - i);
-            at += run;
-            i += run;
-            continue;
+    std::size_t const n = bytes.size();
+    while (i < n) {
+        std::size_t const run = WidenAsciiRun(at, bytes.data() + i, n - i);
+        at += run;
+        i += run;
+        std::size_t length = 1;
+        for (std::uint32_t code = 0; i < n && ByteAt(bytes, i) >= 0x80; i += length) {
+            length = ReadSequence(bytes, i, code);
+            if (length == 0) break;
+            at = PutCodePoint(at, code);
         }
-        std::uint32_t code = 0;
-        std::size_t const length = ReadSequence(bytes, i, code);
         if (length == 0) break;
-        at = PutCodePoint(at, code);
-        i += length;
     }
     used = i;
     return static_cast<std::size_t>(at - out);

@@ -25,14 +25,26 @@ XCTableCollator::XCTableCollator(XCSmartPtrToConst<XCCollatingTable<wchar_t>> ta
 }
 XCTableCollator::~XCTableCollator() = default;
 
+namespace {
+
+/// The collating code of the unit at `text`, or of the first after it that is not ignored; 0 at the end.
+wchar_t NextCode(XCCollatingTable<wchar_t> const& table, wchar_t const*& text) noexcept
+{
+    while (*text != L'\0' && table.Map(*text) == L'\0') ++text;
+    return table.Map(*text);
+}
+
+} // namespace
+
 int XCTableCollator::Compare(wchar_t const* a, wchar_t const* b) const
 {
     XCCollatingTable<wchar_t> const& table = *m_table;
     for (;; ++a, ++b) {
-        wchar_t const left = table.Map(*a);
-        wchar_t const right = table.Map(*b);
+        wchar_t const left = NextCode(table, a);
+        wchar_t const right = NextCode(table, b);
+        bool const atEnd = *a == L'\0' || *b == L'\0';
+        if (atEnd) return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
         if (left != right) return ToUint(left) < ToUint(right) ? -1 : 1;
-        if (*a == L'\0') return 0;
     }
 }
 
@@ -40,13 +52,21 @@ namespace {
 
 using Units = wchar_t const*;
 
-XCSmartPtrToConst<XCCollatingTable<wchar_t>> FoldingTable(Units first, Units second)
+XCSmartPtr<XCCollatingTable<wchar_t>> FoldingTable(Units first, Units second)
 {
     XCSmartPtr<XCCollatingTable<wchar_t>> table(new XCCollatingTable<wchar_t>);
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
         wchar_t const folded = first[unit];
         table->Set(static_cast<wchar_t>(unit), second ? second[ToUint(folded)] : folded);
     }
+    return table;
+}
+
+/// The same with the combining marks ignored: an accent counts as little beside its letter as within it.
+XCSmartPtrToConst<XCCollatingTable<wchar_t>> AccentTable(Units upper)
+{
+    XCSmartPtr<XCCollatingTable<wchar_t>> table = FoldingTable(xc::text::BaseLetterTable(), upper);
+    for (unsigned int mark = 0x0300; mark <= 0x036F; ++mark) table->Set(static_cast<wchar_t>(mark), L'\0');
     return table;
 }
 
@@ -58,14 +78,11 @@ XCTableIgnoreCaseCollator::XCTableIgnoreCaseCollator()
 }
 XCTableIgnoreCaseCollator::~XCTableIgnoreCaseCollator() = default;
 
-XCTableIgnoreAccentCollator::XCTableIgnoreAccentCollator()
-    : XCTableCollator(FoldingTable(xc::text::BaseLetterTable(), nullptr))
-{
-}
+XCTableIgnoreAccentCollator::XCTableIgnoreAccentCollator() : XCTableCollator(AccentTable(nullptr)) {}
 XCTableIgnoreAccentCollator::~XCTableIgnoreAccentCollator() = default;
 
 XCTableIgnoreCaseAndAccentCollator::XCTableIgnoreCaseAndAccentCollator()
-    : XCTableCollator(FoldingTable(xc::text::BaseLetterTable(), xc::text::UpperCaseTable()))
+    : XCTableCollator(AccentTable(xc::text::UpperCaseTable()))
 {
 }
 XCTableIgnoreCaseAndAccentCollator::~XCTableIgnoreCaseAndAccentCollator() = default;

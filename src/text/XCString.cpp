@@ -1,8 +1,11 @@
 #include <XelbrinCore/XCString.h>
 
+#include "text/CaseTables.h"
+#include "text/FindText.h"
 #include "text/Kernels.h"
 #include "text/PrintFormat.h"
-#include "text/Units.h"
+#include "text/StringAccess.h"
+#include "text/UnitSet.h"
 
 #include <algorithm>
 #include <cassert>
@@ -11,10 +14,12 @@
 #include <ostream>
 #include <stdexcept>
 
+using xc::text::CopyUnits;
 using xc::text::FindLastUnit;
 using xc::text::FindText;
 using xc::text::FindUnit;
-using xc::text::ToUint;
+using xc::text::TextLength;
+using xc::text::UnitSet;
 
 constinit bool XCUseFactory_ = false;
 constinit bool XCUseMemoryPool_ = false;
@@ -28,16 +33,6 @@ static_assert(offsetof(XCString::EmptyDataDef, terminator) == sizeof(XCString::D
 
 namespace {
 
-std::size_t TextLength(wchar_t const* text) noexcept
-{
-    return text ? std::char_traits<wchar_t>::length(text) : 0;
-}
-
-void CopyUnits(wchar_t* to, wchar_t const* from, std::size_t count) noexcept
-{
-    if (count != 0) std::memcpy(to, from, count * sizeof(wchar_t));
-}
-
 /// The sum of lengths; too much for one string throws before anything has changed.
 std::size_t SumOfLengths(std::size_t a, std::size_t b)
 {
@@ -45,17 +40,60 @@ std::size_t SumOfLengths(std::size_t a, std::size_t b)
     return a + b;
 }
 
-/// A NUL-terminated list of units as a set; short lists are searched, longer ones looked up in a bitmap.
-class UnitSet {
-public:
-    explicit UnitSet(wchar_t const* list) noexcept : m_list(list), m_count(TextLength(list)) {}
-    [[nodiscard]] bool IsEmpty() const noexcept { return m_count == 0; }
-    [[nodiscard]] bool Has(wchar_t unit) const noexcept { return FindUnit(m_list, m_count, unit) != m_count; }
+// Replacing -----------------------------------------------------------------------------------------------------
 
-private:
-    wchar_t const* m_list;
-    std::size_t m_count;
+std::size_t CountOf(std::wstring_view text, std::wstring_view wanted) noexcept
+{
+    if (wanted.size() == 1) return xc::text::CountUnit(text.data(), text.size(), wanted[0]);
+    xc::text::TextFinder finder(wanted);
+    for (std::size_t hits = 0;; ++hits) {
+        std::size_t const at = finder.Find(text.data(), text.size());
+        if (at == text.size()) return hits;
+        text.remove_prefix(at + wanted.size());
+    }
+}
+
+/// Where hits are dense, a decision a unit costs less than a search a hit: each unit is written as one group of four,
+/// the new text or the unit itself. Reads and writes stay four units away from the ends; returns what is left to do.
+struct UnitGroups {
+    wchar_t* out;
+    std::wstring_view text;
 };
+UnitGroups ReplaceInGroups(UnitGroups work, wchar_t oldUnit, std::wstring_view newText) noexcept
+{
+    std::uint64_t replacement = 0;
+    std::memcpy(&replacement, newText.data(), newText.size() * sizeof(wchar_t));
+    std::size_t i = 0;
+    for (; i + 4 < work.text.size(); ++i) {
+        wchar_t const unit = work.text[i];
+        std::uint64_t const hit = 0 - std::uint64_t{unit == oldUnit}; // all bits: no branch to be guessed wrong
+        std::uint64_t const group = (replacement & hit) | (static_cast<std::uint16_t>(unit) & ~hit);
+        std::memcpy(work.out, &group, sizeof group);
+        work.out += 1 + (hit & (newText.size() - 1));
+    }
+    work.text.remove_prefix(i);
+    return work;
+}
+
+/// Writes `text` with every hit replaced; returns the end of what was written.
+wchar_t* BuildReplaced(wchar_t* out, std::wstring_view text, std::wstring_view oldText, std::wstring_view newText)
+{
+    if (oldText.size() == 1 && !newText.empty() && newText.size() <= 4) {
+        UnitGroups const rest = ReplaceInGroups({out, text}, oldText[0], newText);
+        out = rest.out;
+        text = rest.text;
+    }
+    xc::text::TextFinder finder(oldText);
+    for (;;) {
+        std::size_t const at = finder.Find(text.data(), text.size());
+        CopyUnits(out, text.data(), at);
+        out += at;
+        if (at == text.size()) return out;
+        CopyUnits(out, newText.data(), newText.size());
+        out += newText.size();
+        text.remove_prefix(at + oldText.size());
+    }
+}
 
 } // namespace
 
@@ -73,11 +111,6 @@ XCString::DataDef* XCString::Alloc(std::size_t n)
 void XCString::Free(DataDef* data) noexcept
 {
     ::operator delete(data);
-}
-
-bool XCString::IsShared() const noexcept
-{
-    return std::atomic_ref<std::int32_t>(m_data->shares).load(std::memory_order_acquire) > 0;
 }
 
 bool XCString::Owns(wchar_t const* text) const noexcept
@@ -178,28 +211,45 @@ void XCString::Set(std::size_t pos, wchar_t unit)
 
 XCString& XCString::Append(wchar_t const* text, std::size_t count)
 {
-    if (!text) return *this;
-    return Append(std::wstring_view(text, count == 0 ? TextLength(text) : count));
+    return text ? AppendUnits(text, count == 0 ? TextLength(text) : count) : *this;
 }
 
 XCString& XCString::Append(XCString const& text)
 {
-    return Append(text.View());
+    return AppendUnits(text.AsWChar(), text.Length());
 }
 
 XCString& XCString::Append(std::wstring_view text)
 {
-    if (text.empty()) return *this;
-    std::size_t const length = m_data->length;
-    std::size_t const sum = SumOfLengths(length, text.size());
-    XCString const hold = Owns(text.data()) ? *this : XCString(); // the text survives a move of the block
-    ResizeCapacity(sum + 1);
-    CopyUnits(m_data->Text() + length, text.data(), text.size());
-    SetLength(sum);
+    return AppendUnits(text.data(), text.size());
+}
+
+inline XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
+{
+    DataDef* const data = m_data;
+    std::size_t const length = data->length;
+    if (count == 0) return *this;
+    if (count >= data->capacity - length || IsShared()) {
+        AppendInNewBlock(text, count);
+        return *this;
+    }
+    CopyUnits(data->Text() + length, text, count); // a text of our own lies before the place, so the two never overlap
+    data->length = static_cast<std::uint32_t>(length + count);
+    data->Text()[length + count] = L'\0';
     return *this;
 }
 
-XCString& XCString::operator+=(wchar_t unit)
+void XCString::AppendInNewBlock(wchar_t const* text, std::size_t count)
+{
+    std::size_t const length = m_data->length;
+    std::size_t const sum = SumOfLengths(length, count);
+    XCString const hold = Owns(text) ? *this : XCString(); // the text survives the move to another block
+    ResizeCapacity(sum + 1);
+    CopyUnits(m_data->Text() + length, text, count);
+    SetLength(sum);
+}
+
+XCString& XCString::AppendUnit(wchar_t unit)
 {
     std::size_t const length = m_data->length;
     ResizeCapacity(SumOfLengths(length, 1) + 1);
@@ -276,36 +326,24 @@ XCString& XCString::Replace(XCString const& oldText, XCString const& newText)
 XCString& XCString::ReplaceUnits(std::wstring_view oldText, std::wstring_view newText)
 {
     if (oldText.empty()) return *this;
-    XCString const source = *this; // keeps the text, and arguments inside it, while the new one is built
-    std::wstring_view const text = source.View();
-    std::size_t const end = FindUnit(text.data(), text.size(), L'\0');
-    auto const next = [&](std::size_t from) {
-        return from + FindText(text.data() + from, end - from, oldText.data(), oldText.size());
-    };
-    std::size_t hits = 0;
-    for (std::size_t at = next(0); at < end; at = next(at + oldText.size())) ++hits;
-    if (hits == 0) return *this;
-    std::size_t const kept = text.size() - hits * oldText.size();
-    if (!newText.empty() && hits > (kMaxLength - kept) / newText.size())
-        throw std::length_error("XCString: text too long");
-    std::size_t const length = kept + hits * newText.size();
-    if (length == 0) {
-        Clear();
-        return *this;
+    std::wstring_view const whole = View();
+    std::wstring_view const text = whole.substr(0, FindUnit(whole.data(), whole.size(), L'\0'));
+    std::size_t const first = FindText(text.data(), text.size(), oldText.data(), oldText.size());
+    if (first == text.size()) return *this;
+    // Where the text cannot grow it serves as the bound of the result, and the hits need not be counted.
+    std::size_t bound = whole.size();
+    if (newText.size() > oldText.size()) {
+        std::size_t const hits = CountOf(text, oldText);
+        if (hits > (kMaxLength - whole.size()) / (newText.size() - oldText.size()))
+            throw std::length_error("XCString: text too long");
+        bound += hits * (newText.size() - oldText.size());
     }
     XCString result;
-    result.ResizeCapacity(length + 1);
-    wchar_t* out = result.m_data->Text();
-    std::size_t from = 0;
-    for (std::size_t at = next(0); at < end; at = next(from)) {
-        CopyUnits(out, text.data() + from, at - from);
-        out += at - from;
-        CopyUnits(out, newText.data(), newText.size());
-        out += newText.size();
-        from = at + oldText.size();
-    }
-    CopyUnits(out, text.data() + from, text.size() - from);
-    result.SetLength(length);
+    result.ResizeCapacity(bound + 1);
+    wchar_t* out = BuildReplaced(result.m_data->Text(), text, oldText, newText);
+    CopyUnits(out, text.data() + text.size(), whole.size() - text.size());
+    out += whole.size() - text.size();
+    xc::text::StringAccess::SetLength(result, static_cast<std::size_t>(out - result.m_data->Text()));
     Swap(result);
     return *this;
 }
@@ -314,7 +352,7 @@ XCString& XCString::Upper()
 {
     if (IsNull()) return *this;
     ResizeCapacity(m_data->length);
-    for (std::size_t i = 0; i < m_data->length; ++i) m_data->Text()[i] = XCtowupper(m_data->Text()[i]);
+    xc::text::MapUpper(m_data->Text(), m_data->Text(), m_data->length);
     return *this;
 }
 
@@ -322,7 +360,7 @@ XCString& XCString::Lower()
 {
     if (IsNull()) return *this;
     ResizeCapacity(m_data->length);
-    for (std::size_t i = 0; i < m_data->length; ++i) m_data->Text()[i] = XCtowlower(m_data->Text()[i]);
+    xc::text::MapLower(m_data->Text(), m_data->Text(), m_data->length);
     return *this;
 }
 
@@ -357,8 +395,7 @@ XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
 
 XCString& XCString::LTrim(wchar_t const* set, std::size_t pos)
 {
-    UnitSet const units(set);
-    if (units.IsEmpty()) return *this;
+    if (!set || *set == L'\0') return *this;
     std::size_t const first = FindFirstNotOf(set, pos);
     if (first == npos) {
         Clear();
@@ -381,7 +418,7 @@ XCString& XCString::RTrim(wchar_t unit, std::size_t pos)
 
 XCString& XCString::RTrim(wchar_t const* set, std::size_t pos)
 {
-    if (IsNull() || UnitSet(set).IsEmpty()) return *this;
+    if (IsNull() || !set || *set == L'\0') return *this;
     std::size_t const last = FindLastNotOf(set, pos);
     return CutTo(last == npos ? 0 : last + 1);
 }
@@ -408,7 +445,12 @@ std::size_t XCString::Find(wchar_t unit, std::size_t start) const noexcept
 
 std::size_t XCString::RFind(wchar_t const* text, std::size_t start) const
 {
-    return text ? View().rfind(std::wstring_view(text), start) : npos;
+    std::size_t const wanted = TextLength(text);
+    std::size_t const length = m_data->length;
+    if (!text || wanted > length) return npos;
+    std::size_t const end = std::min(start, length - wanted) + wanted; // of the last place that counts
+    std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text, wanted);
+    return wanted == 0 || at < end ? at : npos;
 }
 
 std::size_t XCString::RFind(wchar_t unit, std::size_t start) const noexcept
@@ -420,36 +462,41 @@ std::size_t XCString::RFind(wchar_t unit, std::size_t start) const noexcept
     return at < count ? at : npos;
 }
 
+std::size_t XCString::FindInSet(wchar_t const* set, std::size_t start, bool member) const
+{
+    std::size_t const length = m_data->length;
+    if (start >= length) return npos;
+    std::size_t const at = start + UnitSet(set).FindFirst(m_data->Text() + start, length - start, member);
+    return at < length ? at : npos;
+}
+
+std::size_t XCString::FindLastInSet(wchar_t const* set, std::size_t start, bool member) const
+{
+    std::size_t const length = m_data->length;
+    if (length == 0) return npos;
+    std::size_t const count = std::min(start, length - 1) + 1;
+    std::size_t const at = UnitSet(set).FindLast(m_data->Text(), count, member);
+    return at < count ? at : npos;
+}
+
 std::size_t XCString::FindFirstOf(wchar_t const* set, std::size_t start) const
 {
-    UnitSet const units(set);
-    for (std::size_t i = start; i < m_data->length; ++i)
-        if (units.Has(m_data->Text()[i])) return i;
-    return npos;
+    return FindInSet(set, start, true);
 }
 
 std::size_t XCString::FindFirstNotOf(wchar_t const* set, std::size_t start) const
 {
-    UnitSet const units(set);
-    for (std::size_t i = start; i < m_data->length; ++i)
-        if (!units.Has(m_data->Text()[i])) return i;
-    return npos;
+    return FindInSet(set, start, false);
 }
 
 std::size_t XCString::FindLastOf(wchar_t const* set, std::size_t start) const
 {
-    UnitSet const units(set);
-    for (std::size_t i = IsNull() ? 0 : std::min(start, Length() - 1) + 1; i-- > 0;)
-        if (units.Has(m_data->Text()[i])) return i;
-    return npos;
+    return FindLastInSet(set, start, true);
 }
 
 std::size_t XCString::FindLastNotOf(wchar_t const* set, std::size_t start) const
 {
-    UnitSet const units(set);
-    for (std::size_t i = IsNull() ? 0 : std::min(start, Length() - 1) + 1; i-- > 0;)
-        if (!units.Has(m_data->Text()[i])) return i;
-    return npos;
+    return FindLastInSet(set, start, false);
 }
 
 // Concatenation -------------------------------------------------------------------------------------------------

@@ -109,7 +109,8 @@ TEST(SystemTimes, Zones)
     }
 }
 
-// What the system itself shows for this process's zone, through two centuries of its rules.
+// What the system itself shows for this process's zone. (Its data start with 2000; for the years before them this
+// library goes on with the first ones, while the system's call may answer with those of today.)
 TEST(LocalZone, AgreesWithTheSystem)
 {
     DYNAMIC_TIME_ZONE_INFORMATION zone{};
@@ -118,7 +119,7 @@ TEST(LocalZone, AgreesWithTheSystem)
     EXPECT_STREQ(XCTimeZone::Local().GetName().AsWChar(), zone.TimeZoneKeyName);
     char const* const expected = std::getenv("XC_TEST_ZONE"); // set by the tests that run in another zone
     EXPECT_TRUE(!expected || XCTimeZone::Local().GetName().AsMbString() == expected);
-    for (int year = 1990; year < 2040; ++year) {
+    for (int year = 2000; year < 2040; ++year) {
         TIME_ZONE_INFORMATION rules;
         ASSERT_TRUE(::GetTimeZoneInformationForYear(static_cast<USHORT>(year), &zone, &rules));
         for (XCDateTimeEx value(year, 1, 2, 0, 0, 0, 0, XCTimeZone());

@@ -21,7 +21,12 @@ std::vector<ZoneData> const& Zones()
         ZoneRules const india{-330, 0, -60, {}, {}};
         ZoneRules const utc{};
         return std::vector<ZoneData>{
-            {L"Eastern Standard Time", L"Eastern Standard Time", L"Eastern Daylight Time", eastern, 2006, {eastern2006, eastern}},
+            {L"Eastern Standard Time",
+             L"Eastern Standard Time",
+             L"Eastern Daylight Time",
+             eastern,
+             2006,
+             {eastern2006, eastern}},
             {L"AUS Eastern Standard Time", L"AUS Eastern Standard Time", L"AUS Eastern Daylight Time", sydney, 0, {}},
             {L"India Standard Time", L"India Standard Time", L"India Daylight Time", india, 0, {}},
             {L"UTC", L"UTC", L"UTC", utc, 0, {}},

@@ -1,4 +1,5 @@
-// Code pages for the native build, by the C library's own tables.
+// For the native build: code pages by the C library's own tables, and a toy in the place of the system's cryptography.
+#include "win32/Cipher.h"
 #include "win32/CodePage.h"
 
 #include <iconv.h>
@@ -62,6 +63,59 @@ std::optional<std::string> UnitsToBytes(unsigned int codePage, std::wstring_view
 std::size_t CharacterLength(unsigned int codePage, unsigned char lead) noexcept
 {
     return codePage == 932 && ((lead >= 0x81 && lead <= 0x9F) || (lead >= 0xE0 && lead <= 0xFC)) ? 2 : 1;
+}
+
+// The toy: a byte stream from key and nonce, and a sum over all of it as the tag. It hides nothing.
+
+bool FillRandom(std::span<std::uint8_t> bytes) noexcept
+{
+    static unsigned int calls = 0;
+    ++calls;
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(calls * 31 + i * 7);
+    return true;
+}
+
+bool DeriveKey(CipherKey& key, Bytes secret, Bytes salt, unsigned int) noexcept
+{
+    std::uint32_t state = 17;
+    for (std::uint8_t& byte : key) {
+        for (std::uint8_t const part : secret) state = state * 31 + part;
+        for (std::uint8_t const part : salt) state = state * 37 + part;
+        byte = static_cast<std::uint8_t>(state >> 8);
+    }
+    return true;
+}
+
+namespace {
+
+void ToyStream(std::span<std::uint8_t> out, CipherTag& tag, Bytes in, bool sealing, CipherKey const& key,
+               CipherNonce const& nonce) noexcept
+{
+    std::uint32_t sum = 1;
+    for (std::size_t i = 0; i < 64; ++i) sum = sum * 31 + key[i % key.size()] + nonce[i % nonce.size()];
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        auto const byte = static_cast<std::uint8_t>(in[i] ^ key[i % key.size()]);
+        sum = sum * 31 + (sealing ? in[i] : byte) + 1;
+        out[i] = byte;
+    }
+    for (std::size_t i = 0; i < tag.size(); ++i) tag[i] = static_cast<std::uint8_t>(sum >> (i % 4 * 8));
+}
+
+} // namespace
+
+bool Seal(std::span<std::uint8_t> sealed, CipherTag& tag, Bytes plain, CipherKey const& key,
+          CipherNonce const& nonce) noexcept
+{
+    ToyStream(sealed, tag, plain, true, key, nonce);
+    return true;
+}
+
+bool Open(std::span<std::uint8_t> plain, Bytes sealed, CipherTag const& tag, CipherKey const& key,
+          CipherNonce const& nonce) noexcept
+{
+    CipherTag found{};
+    ToyStream(plain, found, sealed, false, key, nonce);
+    return found == tag;
 }
 
 } // namespace xc::win32

@@ -1,37 +1,350 @@
 #include <XelbrinCore/XCString.h>
 
 #include <gtest/gtest.h>
+#include <random>
+#include <stdexcept>
+#include <vector>
+
+#if defined(_WIN32)
+#include <sstream>
+#endif
 
 namespace {
 
-struct ReplaceCase {
-    const char* fault;
-    const wchar_t *text, *oldText, *newText, *expected;
-};
-constexpr ReplaceCase kReplaceCases[] = {
-    {"scans its own replacement", L"aaa", L"a", L"aa", L"aaaaaa"},
-    {"overlap not leftmost", L"aaaa", L"aaa", L"b", L"ba"},
-    {"old tail kept when shrinking", L"a--b", L"--", L"", L"ab"},
-    {"empty result", L"xx", L"x", nullptr, L""},
-};
+// Built before main, from a text, by formatting and by enciphering texts that must exist by then.
+XCString const beforeMain = XCString(L"early") + XCString().Format(L"%d", 7) + XCString::cryptSuffix;
 
-TEST(XCStringEdit, Replace)
+TEST(XCString, WorksBeforeMain)
 {
-    for (ReplaceCase const& c : kReplaceCases) {
-        SCOPED_TRACE(c.fault);
-        XCString text(c.text);
-        XCString const twin = text;
-        text.Replace(c.oldText, c.newText);
-        EXPECT_TRUE(text == c.expected);
-        EXPECT_TRUE(twin == c.text);
-    }
+    EXPECT_EQ(beforeMain.View().substr(0, 6), L"early7");
+    EXPECT_EQ(XCString::cryptSuffix.View(), beforeMain.View().substr(6));
 }
 
-TEST(XCStringEdit, GrowthByHalf)
+bool SharesTheEmptyBlock(XCString const& text)
+{
+    return text.AsWChar() == &XCString::glbEmptyData.terminator;
+}
+
+TEST(XCString, SharingAndTheEmptyBlock)
+{
+    XCString const text(L"shared");
+    EXPECT_EQ(text.Capacity(), 7u);
+    XCString const copy(text);
+    XCString assigned;
+    assigned = text;
+    EXPECT_EQ(copy.AsWChar(), text.AsWChar());
+    EXPECT_EQ(assigned.AsWChar(), text.AsWChar());
+    EXPECT_EQ(text.SubStr(0).AsWChar(), text.AsWChar());
+    XCString moved(std::move(assigned));
+    EXPECT_EQ(moved.AsWChar(), text.AsWChar());
+    EXPECT_TRUE(SharesTheEmptyBlock(assigned)); // a moved-from string is empty
+    moved = *&moved;
+    EXPECT_EQ(moved, text);
+
+    wchar_t const* const nothing = nullptr;
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(nothing)));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"")));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(std::wstring())));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"abc").Remove(0, 3)));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"abc").Remove(0, XCString::npos)));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").RTrim(L'a')));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").LTrim(L"a")));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").Replace(L"a", L"")));
+    XCString trimmed(L"aaa");
+    EXPECT_FALSE(SharesTheEmptyBlock(trimmed.LTrim(L'a'))); // empty, but in its own storage
+    EXPECT_TRUE(trimmed.IsNull());
+    EXPECT_EQ(XCString::glbEmptyData.header.shares, 1);
+    EXPECT_EQ(XCString::glbEmptyData.header.length, 0u);
+}
+
+TEST(XCString, GrowthByHalf)
 {
     XCString text;
     std::size_t const capacities[] = {2, 3, 4, 6, 6, 9, 9, 9, 13};
     for (std::size_t const capacity : capacities) EXPECT_EQ(text.Append(L"x", 1).Capacity(), capacity);
+    XCString byUnit;
+    for (std::size_t const capacity : capacities) EXPECT_EQ((byUnit += L'x').Capacity(), capacity);
+    XCString const twin = byUnit;
+    byUnit.Reserve(3);
+    EXPECT_EQ(byUnit.Capacity(), twin.Capacity()); // unsharing keeps the size
+    EXPECT_NE(byUnit.AsWChar(), twin.AsWChar());
 }
+
+using Change = void (*)(XCString&);
+struct ChangeRow {
+    char const* fault;
+    wchar_t const* text;
+    Change change;
+    wchar_t const* expected;
+};
+constexpr std::size_t npos = XCString::npos;
+
+// Every changing operation, with text arguments that point into the string itself where it takes texts.
+ChangeRow const kChanges[] = {
+    {"assigns own text", L"abcdef", [](XCString& s) { s = s.AsWChar() + 2; }, L"cdef"},
+    {"assigns own units with room", L"abcdef", [](XCString& s) { s.Assign(s.AsWChar() + 1, 3, 2); }, L"bcd"},
+    {"assigns own units, growing", L"abcdef", [](XCString& s) { s.Assign(s.AsWChar() + 4, 2, 900); }, L"ef"},
+    {"assigns a unit", L"abc", [](XCString& s) { s = L'z'; }, L"z"},
+    {"assigns null", L"abc", [](XCString& s) { s = static_cast<wchar_t const*>(nullptr); }, L""},
+    {"appends itself", L"abc", [](XCString& s) { s += s; }, L"abcabc"},
+    {"appends own tail", L"abc", [](XCString& s) { s += s.AsWChar() + 1; }, L"abcbc"},
+    {"appends own tail with room", L"abc", [](XCString& s) { s.Reserve(50), s.Append(s.AsWChar() + 1); }, L"abcbc"},
+    {"count 0 is the whole text", L"abc", [](XCString& s) { s.Append(L"xyz", 0); }, L"abcxyz"},
+    {"counts units, not terminators", L"abc", [](XCString& s) { s.Append(L"xyz", 2); }, L"abcxy"},
+    {"null with count 0", L"abc", [](XCString& s) { s.Append(static_cast<wchar_t const*>(nullptr), 0); }, L"abc"},
+    {"inserts own text", L"abcd", [](XCString& s) { s.Insert(1, s.AsWChar() + 2); }, L"acdbcd"},
+    {"inserts itself with room", L"ab", [](XCString& s) { s.Reserve(90), s.Insert(1, s); }, L"aabb"},
+    {"inserts past the end", L"abc", [](XCString& s) { s.Insert(npos, L"xy"); }, L"abcxy"},
+    {"inserts a unit at the end", L"abc", [](XCString& s) { s.Insert(3, L'!'); }, L"abc!"},
+    {"inserts null", L"abc", [](XCString& s) { s.Insert(1, static_cast<wchar_t const*>(nullptr)); }, L"abc"},
+    {"removes too many", L"abcdef", [](XCString& s) { s.Remove(3, 100); }, L"abc"},
+    {"position and count wrap", L"abcdef", [](XCString& s) { s.Remove(2, npos - 1); }, L"ab"},
+    {"removes past the end", L"abc", [](XCString& s) { s.Remove(3, 1); }, L"abc"},
+    {"removes from the middle", L"abcdef", [](XCString& s) { s.Remove(1, 2); }, L"adef"},
+    {"sets past the end", L"abc", [](XCString& s) { s.Set(3, L'x'), s.Set(npos, L'x'); }, L"abc"},
+    {"sets", L"abc", [](XCString& s) { s.Set(1, L'x'); }, L"axc"},
+    {"scans its own replacement", L"aaa", [](XCString& s) { s.Replace(L"a", L"aa"); }, L"aaaaaa"},
+    {"overlap not leftmost", L"aaaa", [](XCString& s) { s.Replace(L"aaa", L"b"); }, L"ba"},
+    {"old tail kept when shrinking", L"a--b", [](XCString& s) { s.Replace(L"--", L""); }, L"ab"},
+    {"null removes", L"axbx", [](XCString& s) { s.Replace(L"x", nullptr); }, L"ab"},
+    {"null or empty old", L"abc", [](XCString& s) { s.Replace(nullptr, L"x").Replace(L"", L"x"); }, L"abc"},
+    {"replaces by own text", L"a.b", [](XCString& s) { s.Replace(s.AsWChar() + 1, s.AsWChar()); }, L"aa.b"},
+    {"same length", L"a.b.c", [](XCString& s) { s.Replace(L".", L"-"); }, L"a-b-c"},
+    {"upper", L"\u00E9a\u00DFz\u044F\u00FF|{", [](XCString& s) { s.Upper(); }, L"\u00C9A\u00DFZ\u042F\u0178|{"},
+    {"lower", L"AZ\u00C9\u042F[@`", [](XCString& s) { s.Lower(); }, L"az\u00E9\u044F[@`"},
+    {"left trim", L"xxabx", [](XCString& s) { s.LTrim(L'x'); }, L"abx"},
+    {"left trim takes what is before pos", L"abxxc", [](XCString& s) { s.LTrim(L'x', 2); }, L"c"},
+    {"left trim, pos beyond the end", L"abc", [](XCString& s) { s.LTrim(L'x', npos); }, L"c"},
+    {"left trim to the end", L"abxx", [](XCString& s) { s.LTrim(L'x', 9); }, L""},
+    {"left trim by set", L" \t a b", [](XCString& s) { s.LTrim(L"\t "); }, L"a b"},
+    {"left trim by set from pos", L"abxyc", [](XCString& s) { s.LTrim(L"yx", 2); }, L"c"},
+    {"left trim by set, pos at the end", L"abc", [](XCString& s) { s.LTrim(L"x", 3); }, L""},
+    {"left trim by empty set", L"abc", [](XCString& s) { s.LTrim(L"", 3).LTrim(nullptr, 9); }, L"abc"},
+    {"left trim by own text", L"aab", [](XCString& s) { s.LTrim(s.AsWChar() + 1); }, L""},
+    {"right trim", L"xabxx", [](XCString& s) { s.RTrim(L'x'); }, L"xab"},
+    {"right trim counts at pos, cuts at the end", L"abxxcdef", [](XCString& s) { s.RTrim(L'x', 3); }, L"abxxcd"},
+    {"right trim of all, any pos", L"xxxx", [](XCString& s) { s.RTrim(L'x', 1); }, L""},
+    {"right trim, run from the start", L"xxab", [](XCString& s) { s.RTrim(L'x', 1); }, L"xx"},
+    {"right trim without run at pos", L"xxab", [](XCString& s) { s.RTrim(L'x', 2); }, L"xxab"},
+    {"right trim by set", L"ab \t ", [](XCString& s) { s.RTrim(L"\t "); }, L"ab"},
+    {"right trim by set cuts beyond pos", L"abxycd", [](XCString& s) { s.RTrim(L"xy", 3); }, L"ab"},
+    {"right trim by set of all", L"xyxcd", [](XCString& s) { s.RTrim(L"xy", 2); }, L""},
+    {"right trim by empty set", L"abc", [](XCString& s) { s.RTrim(L"", 0).RTrim(nullptr); }, L"abc"},
+    {"clear", L"abc", [](XCString& s) { s.Clear(); }, L""},
+};
+
+TEST(XCString, ChangingOperations)
+{
+    for (ChangeRow const& row : kChanges) {
+        SCOPED_TRACE(row.fault);
+        XCString alone(row.text);
+        row.change(alone);
+        EXPECT_EQ(alone.View(), row.expected);
+        EXPECT_EQ(alone.AsWChar()[alone.Length()], L'\0');
+        XCString shared(row.text);
+        XCString const twin = shared;
+        row.change(shared);
+        EXPECT_EQ(shared.View(), row.expected);
+        EXPECT_EQ(twin.View(), row.text); // the other owner never sees it
+    }
+}
+
+TEST(XCString, LimitsNeverWrap)
+{
+    XCString text(L"abc");
+    wchar_t const units[] = L"xyz";
+    std::size_t const tooLong[] = {XCString::kMaxLength - 2, 0xFFFFFFFFu, 0x100000000u, npos - 3, npos};
+    for (std::size_t const count : tooLong) {
+        EXPECT_THROW(text.Append(units, count), std::length_error);
+        EXPECT_THROW(text.Assign(units, 3, count + (count < npos - 8 ? 8 : 0)), std::length_error);
+    }
+    EXPECT_THROW(XCString(L'x', 0x100000001u), std::length_error);
+    EXPECT_THROW(text.Reserve(npos), std::length_error);
+    EXPECT_EQ(text, XCString(L"abc"));
+    EXPECT_EQ(text.SubStr(1, npos - 1), XCString(L"bc"));
+    EXPECT_EQ(text.SubStr(npos), XCString());
+    EXPECT_EQ(text.Find(L"c", npos), npos);
+    EXPECT_EQ(text.Find(L'c', npos), npos);
+    EXPECT_EQ(text.RFind(L"", npos), 3u);
+    EXPECT_EQ(text.FindFirstNotOf(L"x", npos - 1), npos);
+    EXPECT_EQ(text.FindLastOf(L"a", npos), 0u);
+    EXPECT_EQ(text[3], L'\0');
+    EXPECT_EQ(text[npos], L'\0');
+}
+
+TEST(XCString, UnitsAreKeptByCount)
+{
+    wchar_t const units[] = L"ab\0cd";
+    XCString text;
+    text.Assign(units, 5);
+    EXPECT_EQ(text.Length(), 5u);
+    EXPECT_EQ(text.Find(L'd'), 4u);
+    text.Replace(L"c", L"!"); // defined on terminated texts: ends at the first terminator
+    EXPECT_EQ(text.View(), std::wstring_view(units, 5));
+    text.Replace(L"b", L"xyz");
+    EXPECT_EQ(text.View(), std::wstring_view(L"axyz\0cd", 7));
+    EXPECT_EQ(text, XCString(L"axyz"));
+}
+
+TEST(XCString, Concatenation)
+{
+    XCString const a(L"a");
+    XCString const b(L"b");
+    EXPECT_EQ(a + b, XCString(L"ab"));
+    EXPECT_EQ(a + L"x", XCString(L"ax"));
+    EXPECT_EQ(L"x" + a, XCString(L"xa"));
+    EXPECT_EQ(a + L'y', XCString(L"ay"));
+    EXPECT_EQ(a + b + L"c" + L'd' + a, XCString(L"abcda"));
+    EXPECT_EQ(a + static_cast<wchar_t const*>(nullptr), a);
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString() + L""));
+    EXPECT_EQ(XCString(L'x', 3, 10).Capacity(), 10u);
+    EXPECT_EQ(static_cast<std::wstring>(a + b), L"ab");
+}
+
+/// Texts of few different units, so that hits, runs and near misses are common.
+std::wstring RandomText(std::mt19937& random, std::size_t most)
+{
+    std::wstring text(random() % (most + 1), L'a');
+    unsigned int const kinds = 1 + random() % 4;
+    for (wchar_t& unit : text) unit = L"ab\u1234\uFFFF"[random() % kinds];
+    return text;
+}
+
+std::wstring ReplacedByHand(std::wstring text, std::wstring const& from, std::wstring const& to)
+{
+    for (std::size_t at = 0; (at = text.find(from, at)) != npos; at += to.size()) text.replace(at, from.size(), to);
+    return text;
+}
+
+TEST(XCString, SearchesAgreeWithTheStandardString)
+{
+    std::mt19937 random(20240607);
+    for (int round = 0; round < 20000; ++round) {
+        std::wstring const text = RandomText(random, round % 50 == 0 ? 400 : 40);
+        std::wstring wanted = RandomText(random, 12);
+        if (random() % 3 == 0 && !text.empty()) wanted = text.substr(random() % text.size(), 1 + random() % 30);
+        std::size_t const start = random() % 5 == 0 ? npos : random() % (text.size() + 3);
+        XCString const ours(text);
+        SCOPED_TRACE("round " + std::to_string(round));
+        wchar_t const* const w = wanted.c_str();
+        ASSERT_EQ(ours.Find(w, start), text.find(wanted, start));
+        ASSERT_EQ(ours.RFind(w, start), text.rfind(wanted, start));
+        ASSERT_EQ(ours.FindFirstOf(w, start), text.find_first_of(wanted, start));
+        ASSERT_EQ(ours.FindFirstNotOf(w, start), text.find_first_not_of(wanted, start));
+        ASSERT_EQ(ours.FindLastOf(w, start), text.find_last_of(wanted, start));
+        ASSERT_EQ(ours.FindLastNotOf(w, start), text.find_last_not_of(wanted, start));
+        ASSERT_EQ(ours.Find(L'b', start), text.find(L'b', start));
+        ASSERT_EQ(ours.RFind(L'b', start), text.rfind(L'b', start));
+        ASSERT_EQ(ours.SubStr(start, 7).View(), start < text.size() ? text.substr(start, 7) : L"");
+        if (wanted.empty()) continue;
+        std::wstring const other = RandomText(random, 6);
+        XCString replaced(ours);
+        replaced.Replace(w, other.c_str());
+        ASSERT_EQ(replaced.View(), ReplacedByHand(text, wanted, other));
+        ASSERT_EQ(ours.View(), text);
+    }
+}
+
+// Texts on which the filter of the search fails everywhere, so that its linear successor answers.
+TEST(XCString, SearchesOfPeriodicTexts)
+{
+    std::vector<std::wstring> periods = {L"a", L"ab", L"aab", L"abaab", L"aaaaaaab"};
+    for (std::wstring const& period : periods) {
+        std::wstring text;
+        while (text.size() < 30000) text += period;
+        for (std::size_t const length : {40u, 333u, 5000u}) {
+            std::wstring middle = text.substr(1, length);
+            middle[length / 2] = L'c'; // fails in the middle
+            std::wstring front = text.substr(0, length);
+            front[1] = L'c'; // fails at the front
+            for (std::wstring const& wanted : {middle, front, text.substr(2, length)}) {
+                XCString const absent(text);
+                XCString const late(text + wanted);
+                XCString const early(wanted + text);
+                ASSERT_EQ(absent.Find(wanted.c_str()), text.find(wanted));
+                ASSERT_EQ(absent.RFind(wanted.c_str()), text.rfind(wanted));
+                ASSERT_EQ(late.Find(wanted.c_str()), (text + wanted).find(wanted));
+                ASSERT_EQ(early.RFind(wanted.c_str()), (wanted + text).rfind(wanted));
+            }
+        }
+    }
+}
+
+TEST(XCTokenizer, Splits)
+{
+    struct Row {
+        char const* fault;
+        wchar_t const *text, *separators;
+        XCTokenizer::EmptyTokens empty;
+        std::vector<std::wstring> expected;
+    };
+    using enum XCTokenizer::EmptyTokens;
+    Row const rows[] = {
+        {"blanks at both ends", L"  a bc  d ", L" ", Skip, {L"a", L"bc", L"d"}},
+        {"nothing but separators", L",;,", L",;", Skip, {}},
+        {"empty text", L"", L",", Skip, {}},
+        {"empty text has one empty token", L"", L",", Keep, {L""}},
+        {"empty tokens lost", L",a,,b,", L",", Keep, {L"", L"a", L"", L"b", L""}},
+        {"no separators", L"abc", L"", Keep, {L"abc"}},
+    };
+    for (Row const& row : rows) {
+        XCTokenizer tokens(XCString(row.text), XCString(row.separators), row.empty);
+        std::vector<std::wstring> found;
+        for (XCString token; tokens.GetNext(token);) found.emplace_back(token.View());
+        EXPECT_EQ(found, row.expected) << row.fault;
+    }
+    XCTokenizer tokens(XCString(L"a b c"), XCString(L" "));
+    XCString token;
+    tokens.GetNext(token);
+    EXPECT_EQ(tokens.GetRest(), XCString(L"b c"));
+}
+
+TEST(XCStringCipher, BothWays)
+{
+    XCString const plain(L"secret \u20AC \xD800 text");
+    XCString text(plain);
+    ASSERT_TRUE(text.Encrypt());
+    EXPECT_TRUE(text.IsEncrypted());
+    EXPECT_TRUE(text.View().ends_with(XCString::cryptSuffix.View()));
+    for (wchar_t const unit : text) EXPECT_TRUE(unit > L' ' && unit < 0x7F);
+    XCString again(plain);
+    again.Encrypt();
+    EXPECT_NE(again, text);       // a fresh nonce each time
+    EXPECT_FALSE(text.Encrypt()); // already enciphered
+
+    XCString copy(text);
+    EXPECT_FALSE(copy.Decrypt(XCString(L"another seed")));
+    EXPECT_EQ(copy, text);
+    for (std::size_t const at : {std::size_t{0}, std::size_t{30}, text.Length() - 6}) {
+        XCString altered(text);
+        altered.Set(at, altered[at] == L'x' ? L'y' : L'x');
+        XCString const before(altered);
+        EXPECT_FALSE(altered.Decrypt()) << at;
+        EXPECT_EQ(altered, before);
+    }
+    EXPECT_TRUE(text.Decrypt());
+    EXPECT_EQ(text, plain);
+    EXPECT_FALSE(text.Decrypt()); // not enciphered
+
+    XCString empty;
+    ASSERT_TRUE(empty.Encrypt(XCString(L"seed")));
+    EXPECT_TRUE(empty.Decrypt(XCString(L"seed")));
+    EXPECT_TRUE(empty.IsNull());
+    for (wchar_t const* const foreign : {L"*XC1*", L"AAAA*XC1*", L"no base 64 \u00E9*XC1*"}) {
+        EXPECT_FALSE(XCString(foreign).IsEncrypted());
+        EXPECT_FALSE(XCString(foreign).Decrypt());
+    }
+}
+
+#if defined(_WIN32) // the native build has no wide streams of 16-bit units
+TEST(XCString, StreamsWithWidthAndFill)
+{
+    std::wostringstream out;
+    out.width(6);
+    out.fill(L'.');
+    out << XCString(L"abc") << XCString(L"\u20AC");
+    EXPECT_EQ(out.str(), L"...abc\u20AC");
+}
+#endif
 
 } // namespace

@@ -1,0 +1,63 @@
+#include "text/UnitSet.h"
+
+#include "text/Kernels.h"
+
+#include <bit>
+
+namespace xc::text {
+
+namespace {
+
+constexpr std::size_t kSetBlock = 8;
+
+} // namespace
+
+UnitSet::UnitSet(wchar_t const* list) noexcept : m_list(list), m_count(TextLength(list))
+{
+    if (m_count <= kMostCompared) {
+        for (std::size_t i = 0; i < m_count; ++i) m_members[i] = _mm_set1_epi16(static_cast<short>(list[i]));
+        return;
+    }
+    m_bitmap.fill(0);
+    for (std::size_t i = 0; i < m_count; ++i) m_bitmap[ToUint(list[i]) / 32] |= 1u << (ToUint(list[i]) % 32);
+}
+
+/// Two bits for each of eight units: whether it is in the (short) set.
+unsigned int UnitSet::MembersAt(wchar_t const* text) const noexcept
+{
+    __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text));
+    __m128i any = _mm_setzero_si128();
+    for (std::size_t i = 0; i < m_count; ++i) any = _mm_or_si128(any, _mm_cmpeq_epi16(block, m_members[i]));
+    return static_cast<unsigned int>(_mm_movemask_epi8(any));
+}
+
+std::size_t UnitSet::FindFirst(wchar_t const* text, std::size_t n, bool member) const noexcept
+{
+    std::size_t i = 0;
+    if (m_count <= kMostCompared) {
+        unsigned int const flip = member ? 0 : 0xFFFF;
+        for (; n - i >= kSetBlock; i += kSetBlock) {
+            unsigned int const mask = MembersAt(text + i) ^ flip;
+            if (mask != 0) return i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
+        }
+    }
+    while (i < n && Has(text[i]) != member) ++i;
+    return i;
+}
+
+std::size_t UnitSet::FindLast(wchar_t const* text, std::size_t n, bool member) const noexcept
+{
+    std::size_t left = n;
+    if (m_count <= kMostCompared) {
+        unsigned int const flip = member ? 0 : 0xFFFF;
+        for (; left >= kSetBlock; left -= kSetBlock) {
+            unsigned int const mask = MembersAt(text + left - kSetBlock) ^ flip;
+            if (mask != 0) return left - kSetBlock + (31 - static_cast<std::size_t>(std::countl_zero(mask))) / 2;
+        }
+    }
+    while (left-- > 0)
+        if (Has(text[left]) == member) return left;
+    return n;
+}
+
+} // namespace xc::text
