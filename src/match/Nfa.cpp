@@ -127,7 +127,8 @@ private:
     std::uint32_t SetIndex(XCUWCharSet const& set)
     {
         std::uint64_t hash = 0;
-        for (auto const& range : set) hash = (hash ^ (range.begin | range.end << 16)) * 0x9E3779B97F4A7C15u;
+        for (auto const& range : set)
+            hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
         auto const [first, last] = m_setIndices.equal_range(hash);
         for (auto known = first; known != last; ++known)
             if (m_nfa.m_sets[known->second] == set) return known->second;

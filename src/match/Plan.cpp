@@ -37,27 +37,4 @@ LoopScans::LoopScans(ReducedDfa const& dfa, UnitClasses const& classes)
     }
 }
 
-Refusals::Refusals(ReducedDfa const& dfa) : m_mayBeLast(dfa.columnCount, dfa.hasStop)
-{
-    std::vector<std::uint8_t> reached(dfa.rowCount);
-    std::vector<std::uint32_t> level{dfa.start};
-    reached[dfa.start] = 1;
-    bool accepted = dfa.IsAccepting(dfa.start);
-    for (std::vector<std::uint32_t> next; !accepted && !level.empty(); level.swap(next)) {
-        ++m_leastLength;
-        next.clear();
-        for (std::uint32_t const row : level) {
-            for (std::uint32_t const target : dfa.Row(row)) {
-                if (reached[target]) continue;
-                reached[target] = 1;
-                accepted = accepted || dfa.IsAccepting(target);
-                next.push_back(target);
-            }
-        }
-    }
-    if (!accepted) m_leastLength = static_cast<std::size_t>(-1);
-    for (std::size_t i = 0; i < dfa.cells.size(); ++i)
-        if (dfa.IsAccepting(dfa.cells[i])) m_mayBeLast[i % dfa.columnCount] = 1;
-}
-
 } // namespace xc::match

@@ -1,5 +1,5 @@
-// Plan.h - what the matching engines over a reduced automaton share: the unit map, scans over loops, early refusals, and
-// the walk over a subject whose length is not known beforehand.
+// Plan.h - what the matching engines over a reduced automaton share: scans over loops and the
+// walk over a subject whose length is not known beforehand.
 #pragma once
 
 #include "match/Reduce.h"
@@ -9,6 +9,9 @@
 #include <vector>
 
 namespace xc::match {
+
+/// A state that no engine has.
+constexpr std::uint32_t kNoRow = 0xFFFFFFFF;
 
 /// Where a state leads to itself on a few ranges, or on all but a few: the scan for the next unit that leaves it.
 class LoopScans {
@@ -37,38 +40,22 @@ private:
     std::vector<std::uint16_t> m_scanOfRow;
 };
 
-/// Facts that refuse most subjects of known length before the automaton runs.
-class Refusals {
-public:
-    explicit Refusals(ReducedDfa const& dfa);
-    [[nodiscard]] bool IsTooShort(std::size_t n) const noexcept { return n < m_leastLength; }
-    /// Whether no matching subject ends in a unit of this column.
-    [[nodiscard]] bool RefusesLast(std::uint32_t column) const noexcept { return !m_mayBeLast[column]; }
-
-private:
-    std::size_t m_leastLength = 0;
-    std::vector<std::uint8_t> m_mayBeLast;
-};
-
-/// Walks over the subject in stretches: the terminator is searched one stretch ahead, so that a subject decided early is
-/// not read to its end. Engine: Start(), IsSettled(state), IsAccepting(state), Refuses(text, n), Run(state, text, n).
+/// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided
+/// early is not read to its end. Engine: IsSettled(state), IsAccepting(state), Run(state, text, n).
 template <class Engine>
-bool WalkSubject(Engine const& engine, wchar_t const* text, std::size_t limit)
+bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text, std::size_t limit)
 {
     constexpr std::size_t kFirstStretch = 256;
-    constexpr std::size_t kStretch = 16384;
-    std::size_t want = std::min(limit, kFirstStretch);
-    std::size_t n = text::UnitCount(text, want);
-    bool last = n < want || n == limit;
-    if (last && engine.Refuses(text, n)) return false;
-    auto state = engine.Run(engine.Start(), text, n);
-    while (!last && !engine.IsSettled(state)) {
+    constexpr std::size_t kStretch = 32768;
+    std::size_t stretch = kFirstStretch;
+    while (!engine.IsSettled(state)) {
+        std::size_t const want = std::min(limit, stretch);
+        std::size_t const n = text::UnitCount(text, want);
+        state = engine.Run(state, text, n);
+        if (n < want || n == limit) break;
         text += n;
         limit -= n;
-        want = std::min(limit, kStretch);
-        n = text::UnitCount(text, want);
-        last = n < want || n == limit;
-        state = engine.Run(state, text, n);
+        stretch = kStretch;
     }
     return engine.IsAccepting(state);
 }

@@ -27,7 +27,6 @@ private:
 
     UnitMap m_map;
     LoopScans m_scans;
-    Refusals m_refusals;
     std::uint32_t m_start, m_firstAccepting, m_lastSettled;
     bool m_hasStop;
     std::vector<std::uint8_t> m_columns; ///< [column * 16 + row]

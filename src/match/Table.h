@@ -1,5 +1,7 @@
 // Table.h - the match program for any number of states: one look-up a unit in a dense table.
 //
+// Long subjects are read in four places at once, from guessed states that are checked afterwards.
+//
 // A state is the offset of its row, so a step is one addition and one load; the column of a unit is found ahead of the
 // chain of states. Cells have 16 bits where the offsets fit. The last cell of a row names the scan of its loop.
 #pragma once
@@ -19,7 +21,6 @@ private:
 
     UnitMap m_map;
     LoopScans m_scans;
-    Refusals m_refusals;
     std::uint32_t m_start, m_firstAccepting, m_stopRow, m_lastSettled;
     std::uint32_t m_stride;
     std::vector<std::uint16_t> m_narrow;

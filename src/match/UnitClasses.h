@@ -66,6 +66,13 @@ public:
         auto const u = static_cast<std::uint16_t>(unit);
         return m_cells[static_cast<std::size_t>(m_pages[u >> 8]) + (u & 0xFF)];
     }
+    /// Gives U+0000, which no subject holds, a number of its own.
+    void SetTerminator(std::uint16_t value)
+    {
+        std::vector<std::uint16_t> first(m_cells.begin() + m_pages[0], m_cells.begin() + m_pages[0] + 256);
+        first[0] = value;
+        AddPage(0, std::span<std::uint16_t const, 256>(first));
+    }
     /// For inner loops: the offset of each page, and all pages.
     [[nodiscard]] std::uint16_t const* Pages() const noexcept { return m_pages.data(); }
     [[nodiscard]] std::uint16_t const* Cells() const noexcept { return m_cells.data(); }

@@ -6,15 +6,6 @@
 #include <immintrin.h>
 #include <utility>
 
-// An aligned vector may hold units that are not the caller's; AddressSanitizer would object.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define XC_NO_OVERREAD
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define XC_NO_OVERREAD
-#endif
-
 namespace xc::text {
 
 namespace {

@@ -40,6 +40,25 @@ private:
     std::array<std::uint16_t, kMax> m_span{};
 };
 
+// An aligned vector may hold units that are not the caller's; AddressSanitizer would object.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define XC_NO_OVERREAD
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define XC_NO_OVERREAD
+#endif
+
+/// Whether 32 bytes from here on lie in one page, so that reading them is safe when the first unit is.
+inline bool MayReadVector(wchar_t const* text) noexcept
+{
+#if defined(XC_NO_OVERREAD)
+    return text == nullptr;
+#else
+    return (reinterpret_cast<std::uintptr_t>(text) & 0xFFF) <= 0x1000 - 32;
+#endif
+}
+
 /// The index of the first unit that lies in, lies outside every range, or n.
 std::size_t FindInside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept;
 std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept;

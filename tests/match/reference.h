@@ -191,7 +191,8 @@ struct Engines {
     /// The first engine that disagrees; null when there is none.
     char const* Disagreement(std::wstring const& text) const
     {
-        if (states.empty()) return fast.IsTooLarge() || fast.UsesStateSets() ? nullptr : "no states";
+        if (fast.IsTooLarge()) return nullptr;
+        if (states.empty()) return fast.Match(text.c_str()) == sets.Match(text.c_str()) ? nullptr : "no automaton";
         bool const expected = MatchesStates(states, text);
         bool const odd = text.find_first_of(std::wstring{wchar_t(0xFFFE), wchar_t(0xFFFF)}) != std::wstring::npos;
         if (!odd && text.size() < 300 && MatchesTree(parsed, text) != expected) return "automaton against tree";
