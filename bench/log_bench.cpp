@@ -125,6 +125,50 @@ void ToFile_fputws(benchmark::State& state)
 }
 BENCHMARK(ToFile_fputws)->Arg(0)->Arg(1)->UseRealTime();
 
+/// A block of 16 texts and one flush, as a request that logs its steps.
+void Block16_Channel(benchmark::State& state)
+{
+    FileLog log(true);
+    XCLogStream& out = log.channel.GetStream();
+    for (auto _ : state) {
+        for (int i = 0; i < 16; ++i) out << kText;
+        out << std::flush;
+    }
+}
+BENCHMARK(Block16_Channel)->UseRealTime();
+
+void Block16_LogArgs(benchmark::State& state)
+{
+    XCSmartPtr<XCLogFile> const log(new XCLogFile);
+    log->Open(L"bench.log");
+    log->SetAutoFlush(false);
+    int session = 0;
+    for (auto _ : state) {
+        for (int i = 0; i < 16; ++i)
+            log->LogArgs(L"connection accepted from %s, session %d, user %s\n", L"10.0.0.17", ++session, L"operator");
+        log->Flush();
+    }
+}
+BENCHMARK(Block16_LogArgs)->UseRealTime();
+
+void Block16_fwprintf(benchmark::State& state)
+{
+    std::FILE* const file = std::fopen("bench_crt.log", "wb");
+    std::mutex lock;
+    int session = 0;
+    for (auto _ : state) {
+        for (int i = 0; i < 16; ++i) {
+            std::lock_guard const hold(lock);
+            std::fwprintf(file, L"connection accepted from %ls, session %d, user %ls\n", L"10.0.0.17", ++session,
+                          L"operator");
+        }
+        std::lock_guard const hold(lock);
+        std::fflush(file);
+    }
+    std::fclose(file);
+}
+BENCHMARK(Block16_fwprintf)->UseRealTime();
+
 void Trace_Off(benchmark::State& state)
 {
     XCTrace::SetTraceSubjects(nullptr);

@@ -14,7 +14,8 @@ public:
     explicit Recorder(int desired = 1) { SetDesiredLevel(desired); }
     void OnFlush(int level, XCString const& text) override
     {
-        seen += std::to_wstring(level) + L":" + std::wstring(text.View()) + L"|";
+        seen += static_cast<wchar_t>(L'0' + level);
+        seen += L":" + std::wstring(text.View()) + L"|";
         if (during) during();
     }
     std::wstring seen;
@@ -68,7 +69,7 @@ TEST(XCLogChannel, LevelsDecideWhatIsDelivered)
     EXPECT_EQ(recorder->seen, L"") << "text was kept without interest";
     for (int level = 0; level <= 2; ++level) {
         b.out.SetLoggingLevel(level);
-        b.out << L"at" << level << std::flush;
+        b.out << L"at" << static_cast<wchar_t>(L'0' + level) << std::flush;
     }
     EXPECT_EQ(recorder->seen, L"0:at0|1:at1|");
     recorder->seen.clear();

@@ -116,6 +116,9 @@ TEST(Child, DISABLED_CallsWinOverTheEnvironment)
     EXPECT_TRUE(XCTrace::SetTraceSubjects(L"XML"));
     XCTrace::Msg(1, XCTrace::TraceConfig, L"o", L"error");
     XCTrace::Msg(1, XCTrace::TraceXml, L"o", L"other");
+    ::SetEnvironmentVariableW(L"XC_TRACE_LEVEL", L"4");
+    XCTrace::InitTracing(true); // the level was not set by a call
+    XCTrace::Msg(4, XCTrace::TraceXml, L"o", L"forced");
 }
 
 TEST(Processes, TraceEnvironment)
@@ -128,7 +131,7 @@ TEST(Processes, TraceEnvironment)
     } const rows[] = {
         {"level 2 is not mask 3", "TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
         {"delimiter not reset", "TracesByTheEnvironment", L"300", {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
-        {"the environment wins", "CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other"}},
+        {"the environment wins", "CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.fault);
