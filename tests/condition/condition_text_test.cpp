@@ -112,6 +112,7 @@ TEST(XCConditionText, RefusedTextsSayWhere)
         {"native: tokens left", L"@@3:0@fa@i1@x", XCErrConditionNative, 0},
         {"native: bad operator", L"@@7:0@fa@i1", XCErrConditionNative, 0},
         {"native: huge count", L"  @@3:2000000000@fa@i1", XCErrConditionNative, 2},
+        {"native: pattern with an order", L"@@6:0@fa@rx", XCErrConditionNative, 0},
         {"native: bad escape", L"@@3:0@fa@s%00G0", XCErrConditionNative, 0},
         {"native: value out of range", L"@@3:0@fa@i2147483648", XCErrConditionNative, 0},
         {"a megabyte of parentheses", XCString(L'(', 1 << 20), XCErrConditionParenthesis, 0},
@@ -187,6 +188,13 @@ TEST(XCConditionText, GeneratedConditionsOfEveryKindComeBack)
         XCCondition const tree = trees.Tree(3, true);
         ASSERT_EQ(Native(tree.ToString(true).AsWChar()), tree.ToString(true));
     }
+}
+
+TEST(XCConditionText, DatesThatTextCannotShowBecomeTheNearest)
+{
+    EXPECT_EQ(XCCondition(L"@@1:0@fa@t99999999999999").ToString(), L"a < TO_DATE(9999/12/31 23:59:59)");
+    XCCondition const early(L"@@1:0@fa@t-99999999999999");
+    EXPECT_EQ(XCCondition(early.ToString()).ToString(), early.ToString());
 }
 
 TEST(XCConditionText, TracesWhatItAlwaysHas)

@@ -181,6 +181,8 @@ bool XCCondition::ReadNativeOwn(XCTokenizer& tokens, std::size_t& subCount)
     if (!plainName || !AssignFieldName(*plainName) || !ReadNativeValue(value)) return false;
     m_operator = static_cast<ConditionOperator>(*op);
     subCount = *count;
+    bool const ordered = m_operator != ConditionOperator::Equal && m_operator != ConditionOperator::NotEqual;
+    if (m_regEx && ordered) return false;
     return m_operator == ConditionOperator::None || PostAssignSuppliedValue();
 }
 

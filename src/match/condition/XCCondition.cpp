@@ -57,7 +57,7 @@ XCString DateText(XCDateTime date)
 {
     XCString const text = date.AsString();
     if (!text.IsNull()) return text;
-    return date.AsTime() < 0 ? L"0001/01/01 00:00:00" : L"9999/12/31 23:59:59";
+    return date.AsTime() < 0 ? L"1/01/01 00:00:00" : L"9999/12/31 23:59:59";
 }
 
 /// A list of places that needs the heap only when it grows long.
@@ -372,7 +372,8 @@ void XCCondition::GetOperator(XCString& text) const
 {
     text.Clear();
     for (OperatorText const& known : kOperators) {
-        if (known.op != m_operator || known.isRegex != IsRegularExpression()) continue;
+        // The two operators of patterns stand last in the table.
+        if (known.op != m_operator || (known.isRegex && !IsRegularExpression())) continue;
         text = L' ';
         text += known.text;
         text += L' ';
