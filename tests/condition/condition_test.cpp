@@ -4,6 +4,12 @@
 #include <limits>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+/// Of the sanitizer's run-time library.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(void const volatile*, std::size_t),
+                                                         void (*onFree)(void const volatile*));
+#endif
+
 using condition_test::CountingSource;
 using condition_test::SlowEvaluate;
 using condition_test::Trees;
@@ -205,6 +211,33 @@ TEST(XCCondition, BoundFieldsAreReadByPositionInRecordsOfTheirSchemaOnly)
     EXPECT_EQ(unknown, XCErrConditionField);
     EXPECT_FALSE(condition.Evaluate(record));
 }
+
+#if defined(__SANITIZE_ADDRESS__)
+int allocations = 0;
+
+TEST(XCCondition, EvaluationAllocatesNothing)
+{
+    XCSmartPtr<XCConditionSchema> const schema(new XCConditionSchema({L"Status", L"Path"}));
+    XCCondition condition(L"((Status >= 500 OR Status = \"404\") AND Status < 1e3) AND Path % \"/api/.*\"");
+    ASSERT_TRUE(condition.Bind(*schema).Good());
+    XCConditionParams record(schema);
+    XCString const path(L"/api/users/with/a/path/of/some/length");
+    __sanitizer_install_malloc_and_free_hooks([](void const volatile*, std::size_t) { ++allocations; },
+                                              [](void const volatile*) {});
+    int const before = allocations;
+    int found = 0;
+    for (int i = 0; i < 1000; ++i) {
+        record.SetAt(0, i);
+        record.SetAt(1, path);
+        found += condition.Evaluate(record) ? 1 : 0;
+    }
+    int const during = allocations - before;
+    EXPECT_EQ(during, 0);
+    EXPECT_EQ(found, 501);
+    delete new int;
+    EXPECT_GT(allocations, before) << "the hook does not count";
+}
+#endif
 
 TEST(XCCondition, RecordsKeepTheirTextsAndCopies)
 {
