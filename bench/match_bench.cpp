@@ -3,9 +3,7 @@
 // are measured on the shorter ones only.
 #include <XelbrinCore/XCRegEx.h>
 
-#include <array>
 #include <benchmark/benchmark.h>
-#include <cstring>
 #include <regex>
 #include <string>
 #include <vector>
@@ -76,7 +74,6 @@ public:
     explicit PlainTable(XCRegEx const& expression)
     {
         auto const states = expression.GetStates();
-        std::vector<std::array<std::uint32_t, 2>> known;
         std::uint32_t const dead = static_cast<std::uint32_t>(states.size());
         std::vector<std::vector<std::uint32_t>> columns;
         m_classes.resize(0x10000);

@@ -145,7 +145,7 @@ private:
 class XC_API XCCountingSemaphore {
 public:
     /// The maximum where none is given.
-    static constexpr unsigned int kMaximum = 2147483647;
+    enum : unsigned int { kMaximum = 2147483647 };
 
     /// @throws XCException when initial is greater than the maximum.
     explicit XCCountingSemaphore(unsigned int initial = 1) : XCCountingSemaphore(initial, kMaximum) {}

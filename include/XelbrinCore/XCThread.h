@@ -22,6 +22,7 @@
 // THREADS  Everything here may be called from any thread.
 #pragma once
 
+#include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
@@ -103,6 +104,43 @@ extern XC_API std::atomic<unsigned long> glbComModel;
 /// that is not compiled for it cannot be unwound from an arbitrary instruction.
 XC_API void XCInitCatchSignal() noexcept;
 
+/// What the system knows of one thread at the moment of construction. Times are steps of 100 ns; as text they are
+/// hours, minutes, seconds and milliseconds: "0:01:02.345", hours without limit.
+class XC_API XCThreadInfo {
+public:
+    /// @param handle with the right to query the thread; it is not kept.
+    /// @throws XCWindowsLastErrorException when the system refuses.
+    XCThreadInfo(void* handle, unsigned long id);
+
+    [[nodiscard]] unsigned long GetThreadId() const noexcept { return m_id; }
+    [[nodiscard]] XCDateTimeEx GetCreationTime() const noexcept { return m_created; }
+    [[nodiscard]] std::int64_t GetKernelTime() const noexcept { return m_kernel; }
+    [[nodiscard]] std::int64_t GetUserTime() const noexcept { return m_user; }
+    /// From the thread's creation to the moment of construction, or to the thread's end.
+    [[nodiscard]] std::int64_t GetElapsedTime() const noexcept { return m_elapsed; }
+
+    /// In the local zone.
+    [[nodiscard]] XCString GetCreationTimeAsString() const { return m_created.AsString(); }
+    [[nodiscard]] XCString GetKernelTimeAsString() const;
+    [[nodiscard]] XCString GetUserTimeAsString() const;
+    [[nodiscard]] XCString GetElapsedTimeAsString() const;
+    /// The name of the Windows constant, such as "THREAD_PRIORITY_NORMAL"; the number where there is no name.
+    [[nodiscard]] XCString GetThreadPriority() const;
+    /// The same of the process, such as "NORMAL_PRIORITY_CLASS".
+    [[nodiscard]] XCString GetPriorityClass() const;
+    /// All of it on one line.
+    [[nodiscard]] XCString AsString() const;
+
+private:
+    unsigned long m_id;
+    XCDateTimeEx m_created;
+    std::int64_t m_kernel = 0;
+    std::int64_t m_user = 0;
+    std::int64_t m_elapsed = 0;
+    int m_priority;
+    unsigned long m_priorityClass;
+};
+
 /// One thread (see the head of this file).
 class XC_API XCThread : public XCRefCount {
 public:
@@ -172,6 +210,9 @@ public:
     /// Of a registered thread or the calling one.
     static XCErrorID SetThreadPriority(XCThread_t const& thread, int priority);
     [[nodiscard]] static int GetThreadPriority(XCThread_t const& thread);
+
+    /// The threads in the registry, by identifier: those at work and those that nobody has joined yet.
+    [[nodiscard]] static std::vector<XCThreadInfo> GetAllThreadsInfo();
 
     // The calling thread -------------------------------------------------------------------------------------------
 

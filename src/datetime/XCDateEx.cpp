@@ -203,6 +203,16 @@ XCDateTime XCDateEx::AsXCDateTime(bool local) const noexcept
     return XCDateTimeEx(*this, XCTimeEx(0), zone).AsXCDateTime(zone);
 }
 
+XCDateEx::XCDateEx(XCDate const& value) noexcept : XCDateEx(static_cast<int>(value.year()), value.month(), value.day())
+{
+}
+
+XCDate XCDateEx::AsXCDate() const noexcept
+{
+    if (!IsValid() || *this < XCDateEx(1899, 1, 1)) return XCDate();
+    return XCDate(GetDay(), GetMonth(), static_cast<unsigned int>(GetYear()));
+}
+
 bool XCDateEx::FromXCDateTime(XCDateTime const& value, bool local) noexcept
 {
     XCTimeEx time;

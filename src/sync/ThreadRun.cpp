@@ -44,8 +44,7 @@ XCString TextOfException()
 
 XCErrorID LastErrorID()
 {
-    return XCErrorID(
-        XCSmartPtr<XCErrorString>(new XCErrorString(L"system error", static_cast<long>(::GetLastError()))));
+    return XCSmartPtr<XCWinLastError>(new XCWinLastError);
 }
 
 XCErrorID ThreadRun::Start(XCThread& thread, int priority)

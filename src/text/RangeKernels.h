@@ -40,12 +40,12 @@ private:
     std::array<std::uint16_t, kMax> m_span{};
 };
 
-// An aligned vector may hold units that are not the caller's; AddressSanitizer would object.
+// An aligned vector may hold units that are not the caller's; they are read and ignored, but sanitizers would object.
 #if defined(__has_feature)
-#if __has_feature(address_sanitizer)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define XC_NO_OVERREAD
 #endif
-#elif defined(__SANITIZE_ADDRESS__)
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define XC_NO_OVERREAD
 #endif
 

@@ -87,7 +87,7 @@ TEST(SystemTimes, Variants)
     EXPECT_TRUE(read.FromVariant(value) && read.IsNull());
     value.vt = VT_I4;
     EXPECT_FALSE(read.FromVariant(value) || XCDateEx().FromVariant(value) || XCTimeEx().FromVariant(value));
-    EXPECT_FALSE(XCDateEx(2009, 2, 30).AsVariant(value));
+    EXPECT_FALSE(XCDateEx(2009, 2, 30).AsVariant(value) || XCDateEx(99, 1, 1).AsVariant(value));
     EXPECT_TRUE(XCTimeEx(6, 0, 0).AsVariant(value) && value.date == 0.25);
     EXPECT_TRUE(XCDateTimeEx(1899, 12, 29, 6, 0, 0, 0, XCTimeZone()).AsVariant(value, XCTimeZone()) &&
                 value.date == -1.25);

@@ -2,10 +2,12 @@
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -87,6 +89,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         (void)(moved - both);
     } catch (XCDurationExceptionEx const&) {
     }
-    (void)XCPrintf(format, {text, text});
+    try {
+        (void)XCPrintf(format, {text, text});
+    } catch (std::out_of_range const&) {
+    }
     return 0;
 }

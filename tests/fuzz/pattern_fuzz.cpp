@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     if (split > 60) return 0;
     std::wstring subject = units.substr(std::min(split + 1, units.size()), 200);
     subject.resize(std::min(subject.find(L'\0'), subject.size()));
-    reference::Engines const engines(units.substr(0, split));
+    reference::Engines const engines(units.substr(0, split), false);
     // The references unfold counts: leave out what would keep them busy for minutes.
     if (engines.states.size() > 500) return 0;
     if (engines.Disagreement(subject)) std::abort();

@@ -178,9 +178,11 @@ private:
 
 /// One pattern in all the forms that must give the same answers.
 struct Engines {
-    explicit Engines(std::wstring const& pattern)
+    /// @param translated also the forms that a collating table asks for; they are slow to make.
+    explicit Engines(std::wstring const& pattern, bool translated = true)
         : parsed(XCStringRegExParser(XCString(pattern)).Parse()), fast(parsed, false), states(fast.GetStates()),
-          dense(Translated(parsed), false), sets(Translated(parsed), false, {0, 0}), tight(parsed, false, {4, 2000})
+          dense(translated ? Translated(parsed) : parsed, false),
+          sets(translated ? Translated(parsed) : parsed, false, {0, 0}), tight(parsed, false, {4, 2000})
     {
     }
     static XCParsedRegEx Translated(XCParsedRegEx const& parsed)

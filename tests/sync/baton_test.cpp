@@ -35,21 +35,6 @@ TEST(XCBaton, PassedTurnsHoldNothing)
     EXPECT_FALSE(baton.Lock(7));
 }
 
-TEST(XCBaton, NextTurnWaitsForTheHolder)
-{
-    XCBaton baton;
-    int holders = 0;
-    std::vector<std::thread> threads;
-    for (unsigned int turn : {3u, 2u, 1u})
-        threads.emplace_back([&, turn] {
-            XCLockGuard guard(baton, turn);
-            EXPECT_EQ(++holders, 1);
-            std::this_thread::yield();
-            --holders;
-        });
-    for (std::thread& thread : threads) thread.join();
-}
-
 TEST(XCBaton, HolderMayDie)
 {
     XCBaton baton;

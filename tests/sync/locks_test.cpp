@@ -8,9 +8,9 @@ constexpr wchar_t kBadName[] = L"a\\b";
 
 TEST(XCCriticalSection, AnswersByOwner)
 {
-    XCCriticalSection section;
-    EXPECT_EQ(section.IsLocked(), 1u);
-    section.Lock();
+    EXPECT_EQ(XCCriticalSection().IsLocked(), 1u);
+    XCCriticalSection section(true);
+    EXPECT_EQ(section.IsLocked(), 2u);
     section.obtain();
     EXPECT_EQ(section.IsLocked(), 3u);
     EXPECT_EQ(Elsewhere([&] { return section.IsLocked(); }), 0u);
@@ -73,17 +73,6 @@ TEST(XCEventSemaphore, StatesAndWaits)
     event.reset();
     EXPECT_EQ(event.Wait(1), 258u);
     EXPECT_TRUE(XCEventSemaphore(XCEventSemaphore::defaultValue, true).posted());
-}
-
-TEST(XCEventSemaphore, NameIsShared)
-{
-    XCString const name(L"XelbrinCore.test.event");
-    XCEventSemaphore one(name);
-    XCEventSemaphore other(name);
-    XCEventSemaphore stranger;
-    one.post();
-    EXPECT_TRUE(other.posted());
-    EXPECT_FALSE(stranger.posted());
 }
 
 TEST(KernelLocks, RefusedCreationCarriesTheError)

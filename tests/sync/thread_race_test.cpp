@@ -82,16 +82,4 @@ TEST(XCThreadRaces, ManyStartersShareTheRegistry)
     EXPECT_EQ(ends, 8 * 60);
 }
 
-TEST(XCThreadRaces, JoinsOfOneObjectAreSerialised)
-{
-    for (int round = 0; round < 100; ++round) {
-        XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] { XCThread::yield(); }));
-        ASSERT_TRUE(thread->Start().Good());
-        std::thread other([&] { thread->Join(); });
-        thread->Join();
-        EXPECT_FALSE(thread->IsRunning());
-        other.join();
-    }
-}
-
 } // namespace
