@@ -53,7 +53,7 @@ void ConditionMillion_Bound(benchmark::State& state)
         for (Line const& line : lines) {
             record.SetAt(1, line.status);
             record.SetAt(2, line.path);
-            found += condition.Evaluate(record) ? 1 : 0;
+            found += condition.Evaluate(record) ? 1u : 0u;
         }
         benchmark::DoNotOptimize(found);
     }
@@ -82,7 +82,7 @@ void ConditionMillion_BoundSource(benchmark::State& state)
         std::size_t found = 0;
         for (Line const& line : lines) {
             record.line = &line;
-            found += condition.Evaluate(record) ? 1 : 0;
+            found += condition.Evaluate(record) ? 1u : 0u;
         }
         benchmark::DoNotOptimize(found);
     }
@@ -101,7 +101,7 @@ void ConditionMillion_ByName(benchmark::State& state)
         for (Line const& line : lines) {
             record.SetAt(1, line.status);
             record.SetAt(2, line.path);
-            found += condition.Evaluate(record) ? 1 : 0;
+            found += condition.Evaluate(record) ? 1u : 0u;
         }
         benchmark::DoNotOptimize(found);
     }
@@ -114,7 +114,7 @@ void ConditionMillion_CompiledByHand(benchmark::State& state)
     std::vector<Line> const& lines = Lines();
     for (auto _ : state) {
         std::size_t found = 0;
-        for (Line const& line : lines) found += line.status >= 500 && line.path.View().starts_with(L"/api/") ? 1 : 0;
+        for (Line const& line : lines) found += line.status >= 500 && line.path.View().starts_with(L"/api/") ? 1u : 0u;
         benchmark::DoNotOptimize(found);
     }
     PerRecord(state);
