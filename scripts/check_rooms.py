@@ -29,6 +29,7 @@ HEADER_ROOM = {
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
+    "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app", "XCConfig.h": "app", "XCPlugIn.h": "app", "XCApplication.h": "app", "XCUnitTest.h": "app",
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<](?:XelbrinCore/)?([^">]+)[">]')

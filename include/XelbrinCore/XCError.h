@@ -256,7 +256,18 @@ enum XCCoreError : long {
 
     // 800-899 patterns
 
-    // 900-999 conditions
+    // 900-999 conditions; the first parameter is the position in the text, the second what was found there
+    XCErrConditionOperator = 900,    ///< an operator was expected
+    XCErrConditionValue = 901,       ///< a value was expected (parameter: position)
+    XCErrConditionQuote = 902,       ///< a quoted text is never closed (parameter: position of its quote)
+    XCErrConditionParenthesis = 903, ///< a parenthesis without its partner (parameter: its position)
+    XCErrConditionLink = 904,        ///< AND or OR was expected
+    XCErrConditionDate = 905,        ///< no date
+    XCErrConditionPattern = 906,     ///< no valid regular expression, or too large a one
+    XCErrConditionNesting = 907,     ///< parentheses nest too deep (parameter: position)
+    XCErrConditionNative = 908,      ///< the native form is malformed (parameter: position)
+    XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
+    XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
 };
 
 /// A failure whose text is the source's text of its code.

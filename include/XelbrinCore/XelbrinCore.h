@@ -4,6 +4,8 @@
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
+#include <XelbrinCore/XCCondition.h>
+#include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>

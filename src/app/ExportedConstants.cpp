@@ -1,5 +1,6 @@
 // The compiler gives a constant member of an exported class a place in the library only when something here takes its
 // address; programs that bind a reference to one need that place.
+#include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
@@ -31,6 +32,8 @@ namespace {
     &XCNFANodeSet::kSmallCount,
     &XCNFANodeSet::kNone,
     &XCRegEx::kMaxNodes,
+    &XCCondition::kMaxNesting,
+    &XCConditionSchema::npos,
 };
 
 } // namespace

@@ -1,0 +1,148 @@
+// Conditions: a million records against a filter, and the reading of its text.
+#include <XelbrinCore/XCCondition.h>
+
+#include <benchmark/benchmark.h>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kRecords = 1000000;
+constexpr wchar_t kFilter[] = L"Status >= 500 AND Path % \"/api/.*\"";
+
+struct Line {
+    int status;
+    XCString path;
+};
+
+/// Half of the lines are answered with 500 and more, half of the paths begin with /api/.
+std::vector<Line> const& Lines()
+{
+    static std::vector<Line> const lines = [] {
+        XCString const paths[] = {L"/api/v1/users/17/orders", L"/static/images/logo.png", L"/api/v2/search",
+                                  L"/index.html"};
+        std::vector<Line> made;
+        made.reserve(kRecords);
+        std::uint32_t random = 1;
+        for (std::size_t i = 0; i < kRecords; ++i) {
+            random = random * 1664525 + 1013904223;
+            made.push_back({random >> 31 ? 503 : 200, paths[(random >> 16) % 4]});
+        }
+        return made;
+    }();
+    return lines;
+}
+
+void PerRecord(benchmark::State& state)
+{
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(kRecords));
+    state.counters["record"] = benchmark::Counter(
+        static_cast<double>(kRecords), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void EvaluateMillion(benchmark::State& state, bool bind)
+{
+    std::vector<Line> const& lines = Lines();
+    XCSmartPtr<XCConditionSchema> const schema(new XCConditionSchema({L"Host", L"Status", L"Path"}));
+    XCCondition condition{XCString(kFilter)};
+    if (bind) condition.Bind(*schema);
+    XCConditionParams record(schema);
+    for (auto _ : state) {
+        std::size_t found = 0;
+        for (Line const& line : lines) {
+            record.SetAt(1, line.status);
+            record.SetAt(2, line.path);
+            found += condition.Evaluate(record) ? 1u : 0u;
+        }
+        benchmark::DoNotOptimize(found);
+    }
+    PerRecord(state);
+}
+void ConditionMillion_Bound(benchmark::State& state)
+{
+    EvaluateMillion(state, true);
+}
+BENCHMARK(ConditionMillion_Bound)->Unit(benchmark::kMillisecond);
+void ConditionMillion_ByName(benchmark::State& state)
+{
+    EvaluateMillion(state, false);
+}
+BENCHMARK(ConditionMillion_ByName)->Unit(benchmark::kMillisecond);
+
+void ConditionMillion_BoundSource(benchmark::State& state)
+{
+    /// Gives fields only when they are asked for.
+    class LineSource : public XCConditionParams {
+    public:
+        using XCConditionParams::XCConditionParams;
+        Line const* line = nullptr;
+        XCConditionValue GetValueAt(std::size_t index) const override
+        {
+            return index == 1 ? XCConditionValue(line->status) : XCConditionValue(line->path);
+        }
+    };
+    std::vector<Line> const& lines = Lines();
+    XCSmartPtr<XCConditionSchema> const schema(new XCConditionSchema({L"Host", L"Status", L"Path"}));
+    XCCondition condition{XCString(kFilter)};
+    condition.Bind(*schema);
+    LineSource record(schema);
+    for (auto _ : state) {
+        std::size_t found = 0;
+        for (Line const& line : lines) {
+            record.line = &line;
+            found += condition.Evaluate(record) ? 1u : 0u;
+        }
+        benchmark::DoNotOptimize(found);
+    }
+    PerRecord(state);
+}
+BENCHMARK(ConditionMillion_BoundSource)->Unit(benchmark::kMillisecond);
+
+void ConditionMillion_CompiledByHand(benchmark::State& state)
+{
+    std::vector<Line> const& lines = Lines();
+    for (auto _ : state) {
+        std::size_t found = 0;
+        for (Line const& line : lines) found += line.status >= 500 && line.path.View().starts_with(L"/api/") ? 1u : 0u;
+        benchmark::DoNotOptimize(found);
+    }
+    PerRecord(state);
+}
+BENCHMARK(ConditionMillion_CompiledByHand)->Unit(benchmark::kMillisecond);
+
+void Read(benchmark::State& state, wchar_t const* text)
+{
+    XCString const filter(text);
+    for (auto _ : state) {
+        XCCondition condition(filter);
+        benchmark::DoNotOptimize(condition);
+    }
+}
+void ConditionRead_TwoComparisons(benchmark::State& state)
+{
+    Read(state, L"Status >= 500 AND Path = \"/api/.*\"");
+}
+BENCHMARK(ConditionRead_TwoComparisons);
+void ConditionRead_WithPattern(benchmark::State& state)
+{
+    Read(state, kFilter);
+}
+BENCHMARK(ConditionRead_WithPattern);
+void ConditionRead_Date(benchmark::State& state)
+{
+    Read(state, L"Due < TO_DATE(2009/01/03 12:00:00)");
+}
+BENCHMARK(ConditionRead_Date);
+
+void ConditionPrint(benchmark::State& state)
+{
+    XCCondition const condition{XCString(kFilter)};
+    for (auto _ : state) {
+        XCString text = condition.ToString();
+        benchmark::DoNotOptimize(text);
+    }
+}
+BENCHMARK(ConditionPrint);
+
+} // namespace

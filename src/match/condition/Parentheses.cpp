@@ -1,0 +1,51 @@
+#include "match/condition/Parentheses.h"
+
+#include "text/Units.h"
+
+#include <algorithm>
+
+namespace xc::condition {
+
+std::size_t ClosingQuote(std::wstring_view text, std::size_t open) noexcept
+{
+    std::size_t at = open + 1;
+    while ((at = text.find(L'"', at)) != std::wstring_view::npos) {
+        if (at + 1 == text.size() || text[at + 1] != L'"') return at;
+        at += 2;
+    }
+    return Parentheses::npos;
+}
+
+std::size_t Parentheses::ClosingOf(std::wstring_view text, std::size_t open)
+{
+    if (!m_paired) PairAll(text, open);
+    auto const pair = std::lower_bound(m_pairs.begin(), m_pairs.end(), open,
+                                       [](Pair const& p, std::size_t at) { return p.open < at; });
+    return pair != m_pairs.end() && pair->open == open ? pair->close : npos;
+}
+
+void Parentheses::PairAll(std::wstring_view text, std::size_t from)
+{
+    m_paired = true;
+    std::vector<std::size_t> open; // places in m_pairs
+    bool wordStart = true;
+    for (std::size_t i = from; i < text.size(); ++i) {
+        if (text[i] == L'(') {
+            open.push_back(m_pairs.size());
+            m_pairs.push_back({i, npos});
+        } else if (text[i] == L')' && !open.empty()) {
+            m_pairs[open.back()].close = i;
+            open.pop_back();
+        } else if (text[i] == L'"' && wordStart) {
+            std::size_t const end = ClosingQuote(text, i);
+            if (end == npos) {
+                m_unclosedQuote = i;
+                return;
+            }
+            i = end;
+        }
+        wordStart = text::IsBlank(text[i]) || text[i] == L'(';
+    }
+}
+
+} // namespace xc::condition

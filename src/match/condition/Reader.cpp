@@ -1,0 +1,254 @@
+#include "match/condition/Reader.h"
+
+#include "errors/CoreError.h"
+#include "text/Units.h"
+
+#include <XelbrinCore/XCTrace.h>
+
+#include <algorithm>
+
+namespace xc::condition {
+
+namespace {
+
+using text::IsBlank;
+
+constexpr std::size_t kMaxFoundLength = 60; ///< of the text that an error quotes
+constexpr std::wstring_view kToDate = L"TO_DATE";
+
+bool EqualsWord(std::wstring_view word, std::wstring_view upper) noexcept
+{
+    return word.size() == upper.size() && std::equal(word.begin(), word.end(), upper.begin(), [](wchar_t a, wchar_t b) {
+               return a == b || (b >= L'A' && b <= L'Z' && a == b + (L'a' - L'A'));
+           });
+}
+
+/// The first ")" that no "(" before it opens, or npos.
+std::size_t StrayParenthesis(std::wstring_view word) noexcept
+{
+    std::size_t depth = 0;
+    for (std::size_t i = 0; i < word.size(); ++i) {
+        if (word[i] == L'(') ++depth;
+        if (word[i] == L')' && depth-- == 0) return i;
+    }
+    return std::wstring_view::npos;
+}
+
+} // namespace
+
+XCString Unquoted(std::wstring_view quoted)
+{
+    quoted = quoted.substr(1, quoted.size() - 2);
+    XCString text;
+    text.Reserve(quoted.size());
+    for (std::size_t at = quoted.find(L'"'); at != std::wstring_view::npos; at = quoted.find(L'"')) {
+        text.Append(quoted.substr(0, at + 1));
+        quoted.remove_prefix(at + 2);
+    }
+    return text.Append(quoted);
+}
+
+XCString Quoted(std::wstring_view text)
+{
+    XCString quoted(L'"', 1, text.size() + 2);
+    for (std::size_t at = text.find(L'"'); at != std::wstring_view::npos; at = text.find(L'"')) {
+        quoted.Append(text.substr(0, at + 1));
+        quoted += L'"';
+        text.remove_prefix(at + 1);
+    }
+    quoted.Append(text);
+    return quoted += L'"';
+}
+
+bool IsQuoted(std::wstring_view text) noexcept
+{
+    return text.size() >= 2 && text[0] == L'"' && ClosingQuote(text, 0) == text.size() - 1;
+}
+
+bool IsLinkWord(std::wstring_view word) noexcept
+{
+    return EqualsWord(word, L"AND") || EqualsWord(word, L"OR");
+}
+
+bool Reader::Fail(XCCoreError code, std::size_t pos)
+{
+    m_error = errors::MakeCoreError(code, static_cast<int>(pos));
+    return false;
+}
+
+bool Reader::Fail(XCCoreError code, std::size_t pos, std::wstring_view found)
+{
+    m_error = errors::MakeCoreError(code, static_cast<int>(pos), XCString(found.substr(0, kMaxFoundLength)));
+    return false;
+}
+
+void Reader::SkipBlanks() noexcept
+{
+    while (m_pos < m_end && IsBlank(m_text[m_pos])) ++m_pos;
+}
+
+std::wstring_view Reader::PeekWord() const noexcept
+{
+    std::size_t end = m_pos;
+    while (end < m_end && !IsBlank(m_text[end])) ++end;
+    return Span(m_pos, end);
+}
+
+bool Reader::Read()
+{
+    for (;;) {
+        SkipBlanks();
+        if (m_pos < m_end) {
+            if (!(m_wantsLink ? ReadLink() : ReadStart())) return false;
+        } else if (m_groups.empty()) {
+            return true;
+        } else {
+            CloseGroup();
+        }
+    }
+}
+
+bool Reader::ReadStart()
+{
+    if (Unit(m_pos) == L'@' && Unit(m_pos + 1) == L'@') return ReadNative();
+    if (Unit(m_pos) == L'(') return OpenGroup();
+    std::wstring_view const word = PeekWord();
+    return IsLinkWord(word) ? ReadLink() : ReadComparison();
+}
+
+bool Reader::ReadNative()
+{
+    XCTokenizer tokens(XCString(Span(m_pos, m_end)), XCString(L'@'));
+    if (!m_at->FromNativeString(tokens)) return Fail(XCErrConditionNative, m_pos);
+    m_pos = m_end;
+    return true;
+}
+
+bool Reader::ReadLink()
+{
+    // "AND(" is common where a link must stand; a group may follow without a blank.
+    std::wstring_view const word = PeekWord();
+    std::wstring_view const link = m_wantsLink ? word.substr(0, word.find(L'(')) : word;
+    if (!IsLinkWord(link)) return Fail(XCErrConditionLink, m_pos, word);
+    return AddLinked(link.size() == 3 ? XCCondition::Link::And : XCCondition::Link::Or, link.size());
+}
+
+bool Reader::AddLinked(XCCondition::Link link, std::size_t wordLength)
+{
+    XCSmartPtr<XCCondition> const child = m_at->NewChild();
+    if (child.IsNull()) return Fail(XCErrConditionRefused, m_pos, PeekWord());
+    if (link == XCCondition::Link::Or)
+        XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceCondition, L"XCCondition::FromString", L"%s",
+                     L"OR Parsing not implemented!");
+    m_at->m_subs.push_back({link, child});
+    m_at = child.GetPtr();
+    m_pos += wordLength;
+    m_wantsLink = false;
+    return true;
+}
+
+bool Reader::OpenGroup()
+{
+    std::size_t const close = m_parentheses.ClosingOf(m_text, m_pos);
+    if (close >= m_end) {
+        bool const quote = m_parentheses.UnclosedQuote() != Parentheses::npos;
+        return quote ? Fail(XCErrConditionQuote, m_parentheses.UnclosedQuote())
+                     : Fail(XCErrConditionParenthesis, m_pos);
+    }
+    if (m_groups.size() == XCCondition::kMaxNesting) return Fail(XCErrConditionNesting, m_pos);
+    XCSmartPtr<XCCondition> const child = m_at->NewChild();
+    if (child.IsNull()) return Fail(XCErrConditionRefused, m_pos, PeekWord());
+    m_groups.push_back({m_at, child, m_end});
+    m_at = child.GetPtr();
+    ++m_pos;
+    m_end = close;
+    return true;
+}
+
+void Reader::CloseGroup()
+{
+    Group& group = m_groups.back();
+    m_at = group.parent;
+    m_at->m_subs.push_back({XCCondition::Link::Or, group.child});
+    m_pos = m_end + 1;
+    m_end = group.outerEnd;
+    m_groups.pop_back();
+    m_wantsLink = true;
+}
+
+bool Reader::ReadComparison()
+{
+    bool isRegex = false;
+    m_wantsLink = true;
+    return ReadFieldName() && ReadOperator(isRegex) && ReadValue(isRegex);
+}
+
+bool Reader::ReadFieldName()
+{
+    std::size_t const start = m_pos;
+    std::wstring_view word = PeekWord();
+    bool const quoted = word[0] == L'"';
+    if (quoted && !ScanQuoted(word)) return false;
+    if (!m_at->AssignFieldName(quoted ? Unquoted(word) : XCString(word)))
+        return Fail(XCErrConditionRefused, start, word);
+    m_pos = start + word.size();
+    return true;
+}
+
+bool Reader::ReadOperator(bool& isRegex)
+{
+    SkipBlanks();
+    std::wstring_view const word = PeekWord();
+    if (!m_at->AssignOperatorFromStr(isRegex, XCString(word))) return Fail(XCErrConditionOperator, m_pos, word);
+    m_pos += word.size();
+    return true;
+}
+
+bool Reader::ReadValue(bool isRegex)
+{
+    SkipBlanks();
+    if (m_pos == m_end) return Fail(XCErrConditionValue, m_pos);
+    std::size_t const start = m_pos;
+    std::wstring_view value;
+    if (!ScanValue(isRegex, value)) return false;
+    if (!m_at->AssignSuppliedValueFromStr(isRegex, XCString(value))) return RefuseValue(isRegex, start, value);
+    if (!m_at->PostAssignSuppliedValue()) return Fail(XCErrConditionRefused, start, value);
+    m_pos = start + value.size();
+    return true;
+}
+
+bool Reader::ScanQuoted(std::wstring_view& quoted)
+{
+    std::size_t const close = ClosingQuote(m_text.substr(0, m_end), m_pos);
+    if (close == Parentheses::npos) return Fail(XCErrConditionQuote, m_pos);
+    quoted = Span(m_pos, close + 1);
+    return true;
+}
+
+bool Reader::ScanValue(bool isRegex, std::wstring_view& value)
+{
+    if (Unit(m_pos) == L'"') return ScanQuoted(value);
+    value = PeekWord();
+    if (value.find(kToDate) != std::wstring_view::npos && value.find(L')') == std::wstring_view::npos)
+        return ScanDate(value);
+    // A pattern may need a lone parenthesis behind a backslash; in a value it is one too many.
+    std::size_t const stray = isRegex ? std::wstring_view::npos : StrayParenthesis(value);
+    return stray == std::wstring_view::npos || Fail(XCErrConditionParenthesis, m_pos + stray);
+}
+
+bool Reader::ScanDate(std::wstring_view& value)
+{
+    std::size_t const close = m_text.substr(0, m_end).find(L')', m_pos);
+    if (close == std::wstring_view::npos) return Fail(XCErrConditionParenthesis, m_pos + value.find(kToDate));
+    value = Span(m_pos, close + 1);
+    return true;
+}
+
+bool Reader::RefuseValue(bool isRegex, std::size_t pos, std::wstring_view value)
+{
+    if (isRegex) return Fail(XCErrConditionPattern, pos, value);
+    bool const date = value.substr(0, kToDate.size()) == kToDate;
+    return Fail(date ? XCErrConditionDate : XCErrConditionRefused, pos, value);
+}
+
+} // namespace xc::condition

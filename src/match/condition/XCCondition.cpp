@@ -1,0 +1,458 @@
+#include <XelbrinCore/XCCondition.h>
+
+#include "errors/CoreError.h"
+#include "match/condition/Compare.h"
+#include "match/condition/NumberText.h"
+#include "match/condition/Printer.h"
+#include "match/condition/Reader.h"
+
+#include <XelbrinCore/XCTrace.h>
+
+#include <algorithm>
+#include <array>
+
+using xc::condition::CompareValues;
+using xc::condition::IsQuoted;
+using xc::condition::Quoted;
+using xc::condition::Unquoted;
+
+namespace {
+
+struct OperatorText {
+    wchar_t const* text;
+    ConditionOperator op;
+    bool isRegex;
+};
+constexpr OperatorText kOperators[] = {
+    {L"<", ConditionOperator::Less, false},
+    {L"<=", ConditionOperator::LessOrEqual, false},
+    {L"=", ConditionOperator::Equal, false},
+    {L"!=", ConditionOperator::NotEqual, false},
+    {L">=", ConditionOperator::GreaterOrEqual, false},
+    {L">", ConditionOperator::Greater, false},
+    {L"%", ConditionOperator::Equal, true},
+    {L"/=", ConditionOperator::NotEqual, true},
+};
+
+constexpr std::wstring_view kSysDate = L"SYSDATE";
+constexpr std::wstring_view kToDateOpen = L"TO_DATE(";
+
+/// Whether values in this order meet the operator. Unordered values are different, and that is all.
+bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
+{
+    switch (op) {
+    case ConditionOperator::Less: return order < 0;
+    case ConditionOperator::LessOrEqual: return order <= 0;
+    case ConditionOperator::Equal: return order == 0;
+    case ConditionOperator::NotEqual: return order != 0;
+    case ConditionOperator::GreaterOrEqual: return order >= 0;
+    case ConditionOperator::Greater: return order > 0;
+    case ConditionOperator::None: break;
+    }
+    return false;
+}
+
+/// In the local zone; a date outside the years that text can show becomes the nearest that it can.
+XCString DateText(XCDateTime date)
+{
+    XCString const text = date.AsString();
+    if (!text.IsNull()) return text;
+    return date.AsTime() < 0 ? L"1/01/01 00:00:00" : L"9999/12/31 23:59:59";
+}
+
+/// A list of places that needs the heap only when it grows long.
+template <class T, std::size_t Inline>
+class PlaceStack {
+public:
+    void Push(T const& place)
+    {
+        if (m_size < Inline)
+            m_inline[m_size] = place;
+        else
+            m_more.push_back(place);
+        ++m_size;
+    }
+    /// False when there is none.
+    bool Pop(T& place) noexcept
+    {
+        if (m_size == 0) return false;
+        if (--m_size < Inline) {
+            place = m_inline[m_size];
+        } else {
+            place = m_more.back();
+            m_more.pop_back();
+        }
+        return true;
+    }
+
+private:
+    std::array<T, Inline> m_inline;
+    std::vector<T> m_more;
+    std::size_t m_size = 0;
+};
+
+} // namespace
+
+// Construction, copying, release -----------------------------------------------------------------------------------
+
+XCCondition::XCCondition() = default;
+
+XCCondition::XCCondition(XCString const& text)
+{
+    XCCondition::FromString(text);
+}
+
+XCCondition::XCCondition(XCCondition const& other) : XCRefCount(other), m_subs(CopiesOf(other.m_subs))
+{
+    XCCondition::LocalCopy(other);
+}
+
+XCCondition& XCCondition::operator=(XCCondition const& other)
+{
+    if (this == &other) return *this;
+    LinkedCondV subs = CopiesOf(other.m_subs); // before anything goes: other may be a part of this condition
+    LocalCopy(other);
+    m_readError = XCErrorID();
+    m_subs.swap(subs);
+    return *this;
+}
+
+XCCondition::~XCCondition()
+{
+    ClearSubCondV();
+}
+
+XCCondition XCCondition::Field(XCString const& name)
+{
+    XCCondition condition;
+    condition.m_fieldName = name;
+    return condition;
+}
+
+XCSmartPtr<XCCondition> XCCondition::NewChild() const
+{
+    return new XCCondition;
+}
+
+void XCCondition::LocalCopy(XCCondition const& other)
+{
+    m_fieldName = other.m_fieldName;
+    m_operator = other.m_operator;
+    m_isSysDate = other.m_isSysDate;
+    m_text = other.m_text; // shares the block, so that the text of the value stays where it is
+    m_value = other.m_value;
+    m_regEx = other.m_regEx;
+    m_boundSerial = other.m_boundSerial;
+    m_fieldIndex = other.m_fieldIndex;
+}
+
+XCCondition::LinkedCondV XCCondition::CopiesOf(LinkedCondV const& subs)
+{
+    struct Copying {
+        LinkedCondV const* from;
+        LinkedCondV* to;
+    };
+    LinkedCondV copies;
+    std::vector<Copying> open{{&subs, &copies}};
+    while (!open.empty()) {
+        Copying const now = open.back();
+        open.pop_back();
+        now.to->reserve(now.from->size());
+        for (LinkedCond const& sub : *now.from) {
+            XCSmartPtr<XCCondition> const child = sub.condition.IsNull() ? nullptr : sub.condition->NewChild();
+            if (child.IsNull()) continue;
+            child->LocalCopy(*sub.condition.GetPtr());
+            now.to->push_back({sub.link, child});
+            open.push_back({&sub.condition->m_subs, &child->m_subs});
+        }
+    }
+    return copies;
+}
+
+/// Moves the conditions that nobody else holds from a list to the chain of those to be deleted, each with the one
+/// reference that is then left; the list is empty afterwards.
+XCCondition* XCCondition::TakeDoomed(LinkedCondV& subs, XCCondition* doomed) noexcept
+{
+    for (LinkedCond const& sub : subs) {
+        XCCondition* const condition = sub.condition.GetPtr();
+        if (!condition || condition->NbRef() != 1) continue;
+        condition->AddRef();
+        condition->m_nextDoomed = doomed;
+        doomed = condition;
+    }
+    subs.clear();
+    return doomed;
+}
+
+void XCCondition::ClearSubCondV() noexcept
+{
+    // One after the other: a chain of any length is released without recursion.
+    XCCondition* doomed = TakeDoomed(m_subs, nullptr);
+    while (doomed) {
+        XCCondition* const condition = doomed;
+        doomed = TakeDoomed(condition->m_subs, condition->m_nextDoomed);
+        condition->Release();
+    }
+}
+
+void XCCondition::Reset()
+{
+    m_operator = ConditionOperator::None;
+    m_fieldName.Clear();
+    m_boundSerial = kUnbound;
+    AssignNull();
+    ClearSubCondV();
+    m_readError = XCErrorID();
+}
+
+// Building in code -------------------------------------------------------------------------------------------------
+
+void XCCondition::AssignValue(XCConditionValue value)
+{
+    m_value = value;
+    m_isSysDate = false;
+    m_regEx.reset();
+    if (value.GetKind() != XCConditionValue::Kind::Text) m_text.Clear();
+}
+
+void XCCondition::AssignInt(int value)
+{
+    AssignValue(value);
+}
+
+void XCCondition::AssignInt64(std::int64_t value)
+{
+    AssignValue(value);
+}
+
+void XCCondition::AssignDouble(XCDouble const& value)
+{
+    AssignValue(value);
+}
+
+void XCCondition::AssignXCString(XCString const& value)
+{
+    m_text = value;
+    AssignValue(XCConditionValue(m_text));
+}
+
+void XCCondition::AssignXCDateTime(XCDateTime const& value)
+{
+    AssignValue(value);
+}
+
+void XCCondition::AssignNull()
+{
+    AssignValue(XCConditionValue());
+}
+
+XCCondition& XCCondition::operator%(XCString const& pattern)
+{
+    AssignXCString(pattern);
+    AsRegExp();
+    m_operator = ConditionOperator::Equal;
+    return *this;
+}
+
+XCCondition& XCCondition::operator/=(XCString const& pattern)
+{
+    AssignXCString(pattern);
+    AsRegExp();
+    m_operator = ConditionOperator::NotEqual;
+    return *this;
+}
+
+XCCondition& XCCondition::Join(Link link, XCCondition const& other)
+{
+    XCSmartPtr<XCCondition> const child = other.NewChild();
+    if (child.IsNull()) return *this;
+    *child.GetPtr() = other;
+    m_subs.push_back({link, child});
+    return *this;
+}
+
+bool XCCondition::HasLink(Link link) const noexcept
+{
+    return std::any_of(m_subs.begin(), m_subs.end(), [link](LinkedCond const& sub) { return sub.link == link; });
+}
+
+bool XCCondition::AsRegExp()
+{
+    if (m_value.GetKind() != XCConditionValue::Kind::Text) AssignXCString(xc::condition::SubjectOf(m_value));
+    XCParsedRegEx const parsed = XCStringRegExParser(m_text).Parse();
+    m_regEx.emplace(parsed, false);
+    return parsed.IsValid() && !m_regEx->IsTooLarge();
+}
+
+// Text -------------------------------------------------------------------------------------------------------------
+
+bool XCCondition::FromString(XCString const& text)
+{
+    XCString const kept(text); // the text may be a part of this condition
+    Reset();
+    xc::condition::Reader reader(*this, kept);
+    if (reader.Read()) return true;
+    ClearSubCondV();
+    m_readError = reader.Error();
+    return false;
+}
+
+XCString XCCondition::ToString(bool native) const
+{
+    return native ? ToNativeString() : xc::condition::Printer().Print(*this);
+}
+
+bool XCCondition::AssignFieldName(XCString const& name)
+{
+    m_fieldName = name;
+    m_boundSerial = kUnbound;
+    return true;
+}
+
+bool XCCondition::AssignOperatorFromStr(bool& isRegex, XCString const& text)
+{
+    auto const found = std::find_if(std::begin(kOperators), std::end(kOperators),
+                                    [&](OperatorText const& known) { return text == known.text; });
+    bool const known = found != std::end(kOperators);
+    m_operator = known ? found->op : ConditionOperator::None;
+    isRegex = known && found->isRegex;
+    return known;
+}
+
+bool XCCondition::AssignSuppliedValueFromStr(bool isRegex, XCString const& text)
+{
+    bool const quoted = IsQuoted(text);
+    if (isRegex || quoted) {
+        AssignXCString(quoted ? Unquoted(text) : text);
+        return !isRegex || AsRegExp();
+    }
+    if (text == L"NULL")
+        AssignNull();
+    else if (std::optional<XCConditionValue> const number = xc::condition::ReadNumber(text))
+        AssignValue(*number);
+    else if (text.View() == kSysDate || text.View().starts_with(kToDateOpen))
+        return AssignDateFromStr(text);
+    else
+        AssignXCString(text);
+    return true;
+}
+
+bool XCCondition::AssignDateFromStr(XCString const& text)
+{
+    bool const sysDate = text.View() == kSysDate;
+    std::wstring_view inside = text;
+    if (!sysDate) inside.remove_prefix(kToDateOpen.size());
+    std::size_t const close = inside.find(L')');
+    bool const closed = sysDate || (close != std::wstring_view::npos && close + 1 == inside.size());
+    XCDateTime date;
+    if (!closed || !date.FromString(XCString(inside.substr(0, close)), L"%Y/%m/%d %H:%M:%S")) {
+        XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceCondition, L"XCCondition::AssignSuppliedValueFromStr", L"%s",
+                     L"ERROR: XCCondition fails in XCDateTime::FromString()");
+        return false;
+    }
+    AssignXCDateTime(date);
+    m_isSysDate = sysDate;
+    return true;
+}
+
+bool XCCondition::PostAssignSuppliedValue()
+{
+    return true;
+}
+
+void XCCondition::GetFieldName(XCString& text) const
+{
+    std::wstring_view const name = m_fieldName;
+    bool const plain = !name.empty() && name.find_first_of(L" \t()\"") == std::wstring_view::npos &&
+                       !xc::condition::IsLinkWord(name) && !name.starts_with(L"@@");
+    text = plain ? m_fieldName : Quoted(name);
+}
+
+void XCCondition::GetOperator(XCString& text) const
+{
+    text.Clear();
+    for (OperatorText const& known : kOperators) {
+        // The two operators of patterns stand last in the table.
+        if (known.op != m_operator || (known.isRegex && !IsRegularExpression())) continue;
+        text = L' ';
+        text += known.text;
+        text += L' ';
+    }
+}
+
+void XCCondition::GetSuppliedValue(XCString& text) const
+{
+    switch (m_value.GetKind()) {
+    case XCConditionValue::Kind::Null: text = L"NULL"; break;
+    case XCConditionValue::Kind::Text: text = Quoted(m_value.AsText()); break;
+    case XCConditionValue::Kind::DateTime:
+        text = m_isSysDate ? XCString(kSysDate) : XCString(kToDateOpen) + DateText(m_value.AsDateTime()) + L')';
+        break;
+    default: text = xc::condition::PrintNumber(m_value);
+    }
+}
+
+// Evaluation -------------------------------------------------------------------------------------------------------
+
+bool XCCondition::Evaluate(XCConditionParams const& params) const
+{
+    struct Place {
+        XCCondition const* condition;
+        std::size_t next;
+    };
+    PlaceStack<Place, 32> open; // lists that are not yet done
+    Place at{this, 0};
+    bool result = StartResult(params);
+    for (;;) {
+        LinkedCondV const& subs = at.condition->m_subs;
+        // AND can change true, OR can change false.
+        while (at.next < subs.size() &&
+               ((subs[at.next].link == Link::And) != result || subs[at.next].condition.IsNull()))
+            ++at.next;
+        if (at.next < subs.size()) {
+            XCCondition const* const sub = subs[at.next++].condition.GetPtr();
+            if (at.next < subs.size()) open.Push(at);
+            at = {sub, 0};
+            result = sub->StartResult(params);
+        } else if (!open.Pop(at)) {
+            return result;
+        }
+    }
+}
+
+bool XCCondition::OnEvaluate(XCConditionParams const& params) const
+{
+    return CompareWith(GetFieldValue(params));
+}
+
+bool XCCondition::CompareWith(XCConditionValue const& fieldValue) const
+{
+    if (fieldValue.IsInteger() && m_value.IsInteger())
+        return Holds(m_operator, fieldValue.AsInt64() <=> m_value.AsInt64());
+    if (fieldValue.IsNull()) return IsNull() && m_operator == ConditionOperator::Equal;
+    if (IsNull()) return m_operator == ConditionOperator::NotEqual;
+    if (!m_regEx) return Holds(m_operator, CompareValues(fieldValue, m_value));
+    bool const matches = fieldValue.GetKind() == XCConditionValue::Kind::Text
+                             ? m_regEx->Match(fieldValue.AsText().data())
+                             : m_regEx->Match(xc::condition::SubjectOf(fieldValue));
+    return Holds(m_operator, matches ? std::partial_ordering::equivalent : std::partial_ordering::unordered);
+}
+
+XCErrorID XCCondition::Bind(XCConditionSchema const& schema)
+{
+    XCErrorID result;
+    std::vector<XCCondition*> open{this};
+    while (!open.empty()) {
+        XCCondition& condition = *open.back();
+        open.pop_back();
+        condition.m_boundSerial = schema.GetSerial();
+        condition.m_fieldIndex = schema.Find(condition.m_fieldName);
+        bool const unknown = condition.m_fieldIndex == XCConditionSchema::npos;
+        if (unknown && condition.m_operator != ConditionOperator::None && result.Good())
+            result = xc::errors::MakeCoreError(XCErrConditionField, condition.m_fieldName);
+        std::for_each(condition.m_subs.rbegin(), condition.m_subs.rend(), [&](LinkedCond const& sub) {
+            if (!sub.condition.IsNull()) open.push_back(sub.condition.GetPtr());
+        });
+    }
+    return result;
+}
