@@ -20,7 +20,7 @@ namespace condition_test {
 /// How often to repeat: less when every call of the heap checks all its blocks (make check-heap).
 inline int Times(int count)
 {
-    return std::getenv("XC_HEAP_CHECK") ? count / 100 : count;
+    return std::getenv("XC_HEAP_CHECK") ? count / 1000 : count;
 }
 
 /// Answers by name and writes down who was asked for.
