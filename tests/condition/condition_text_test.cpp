@@ -8,6 +8,7 @@
 #include <iterator>
 
 using condition_test::CountingSource;
+using condition_test::Times;
 using condition_test::Trees;
 
 namespace {
@@ -138,7 +139,7 @@ TEST(XCConditionText, LongTextsComeBack)
 {
     // A megabyte and a half: a step that looked at the rest of the text for each link would not come to an end.
     XCString text(L"a = 1");
-    for (int i = 1; i < 100000; ++i) text += i % 3 ? L" AND a = 1" : L" OR (a = TO_DATE(2009/01/03))";
+    for (int i = 1, n = Times(100000); i < n; ++i) text += i % 3 ? L" AND a = 1" : L" OR (a = TO_DATE(2009/01/03))";
     XCCondition const condition(text);
     ASSERT_TRUE(condition.GetReadError().Good());
     XCCondition const copy(condition);
@@ -150,7 +151,7 @@ TEST(XCConditionText, LongTextsComeBack)
 TEST(XCConditionText, GeneratedListsKeepTheirMeaning)
 {
     Trees trees(11);
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0, n = Times(3000); i < n; ++i) {
         XCCondition const condition = trees.Tree(1 + trees.Below(4));
         XCString const printed = condition.ToString();
         XCCondition again;
@@ -172,7 +173,7 @@ TEST(XCConditionText, GeneratedListsKeepTheirMeaning)
 TEST(XCConditionText, GeneratedConditionsOfEveryKindComeBack)
 {
     Trees trees(13);
-    for (int i = 0; i < 5000; ++i) {
+    for (int i = 0, n = Times(5000); i < n; ++i) {
         XCCondition condition = trees.Comparison();
         for (XCCondition* last = &condition; trees.Below(3) != 0;) {
             trees.Below(2) ? *last& trees.Comparison() : *last || trees.Comparison();

@@ -3,6 +3,7 @@
 
 #include <XelbrinCore/XCCondition.h>
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <ostream>
 #include <random>
@@ -15,6 +16,12 @@ inline void PrintTo(XCString const& text, std::ostream* out)
 }
 
 namespace condition_test {
+
+/// How often to repeat: less when every call of the heap checks all its blocks (make check-heap).
+inline int Times(int count)
+{
+    return std::getenv("XC_HEAP_CHECK") ? count / 1000 : count;
+}
 
 /// Answers by name and writes down who was asked for.
 class CountingSource : public XCConditionParams {
