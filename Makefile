@@ -6,11 +6,16 @@ WINE  := cmake/wine-env.sh
 JOBS  ?= $(shell nproc)
 CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 
-.PHONY: run test bench check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
+# Groups of tools: setup for everything, setup-clang and setup-fuzz on top of it.
+.PHONY: setup-clang setup-fuzz run test bench check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
 .DELETE_ON_ERROR:
 
 setup:
 	@scripts/setup.sh
+setup-clang:
+	@scripts/setup.sh clang
+setup-fuzz:
+	@scripts/setup.sh fuzz
 
 # $(call build,preset): configure once, build quietly, show the log when it fails.
 build = scripts/build.sh $(1)
@@ -42,15 +47,15 @@ check-native: setup
 	@$(call build,tsan)
 	@$(CTEST) --test-dir $(BUILD)/tsan
 
-check-clang: setup
+check-clang: setup-clang
 	@$(call build,win)
 	@scripts/check_clang.sh syntax
 
-lint: setup
+lint: setup-clang
 	@$(call build,win)
 	@scripts/check_clang.sh tidy
 
-fuzz: setup
+fuzz: setup-fuzz
 	@$(call build,fuzz)
 	@scripts/fuzz.sh $(BUILD)/fuzz
 

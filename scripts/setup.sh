@@ -1,6 +1,7 @@
 #!/bin/bash
 # Installs the tools that this machine lacks. Quiet and quick when nothing is missing.
 set -u
+# setup.sh [clang] [fuzz]: the groups that a target needs beside the common tools.
 declare -A needs=(
     [x86_64-w64-mingw32-g++-posix]=g++-mingw-w64-x86-64-posix
     [/usr/lib/wine/wine64]=wine64
@@ -8,16 +9,18 @@ declare -A needs=(
     [cmake]=cmake
     [ninja]=ninja-build
     [g++]=g++
-    [clang++]=clang
     [clang-format]=clang-format
-    [clang-tidy]=clang-tidy
     [python3]=python3
     [ccache]=ccache
     [/usr/src/googletest/googletest/src/gtest-all.cc]=googletest
-    [/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a]=libclang-rt-14-dev
-    [/usr/include/boost/regex.hpp]=libboost-regex-dev
     [/usr/lib/x86_64-linux-gnu/libgnutls.so.30]=libgnutls30
 )
+for group in "$@"; do
+    case $group in
+    clang) needs[clang++]=clang needs[clang-tidy]=clang-tidy ;;
+    fuzz) needs[clang++]=clang needs[/usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a]=libclang-rt-14-dev ;;
+    esac
+done
 missing=()
 for tool in "${!needs[@]}"; do
     case $tool in
