@@ -14,6 +14,8 @@ if [ "$1" = tidy ]; then
 else
     command=(clang++ "${flags[@]}" -fsyntax-only FILE)
 fi
+# XC_CLANG_FILES narrows the check to some files.
+[ -n "${XC_CLANG_FILES:-}" ] && read -ra files <<<"$XC_CLANG_FILES"
 printf '%s\0' "${files[@]}" | xargs -0 -P "$(nproc)" -I FILE "${command[@]}" 2> >(grep -vE '^[0-9]+ warnings? generated|^Suppressed' >&2)
 code=$?
 [ $code -eq 0 ] && echo "clang ($1): ${#files[@]} files without a warning"

@@ -33,8 +33,11 @@ void XCApplicationWithPlugIns::Host::Add(XCSmartPtr<XCPlugIn> plugIn, Facts fact
 void XCApplicationWithPlugIns::Host::Keep(XCPlugIn const* plugIn, xc::win32::Module module)
 {
     HostGuard const guard(m_section);
-    for (Entry& entry : m_entries)
-        if (entry.plugIn == plugIn) entry.module = std::move(module);
+    for (Entry& entry : m_entries) {
+        if (entry.plugIn != plugIn) continue;
+        entry.module = std::move(module);
+        return;
+    }
 }
 
 auto XCApplicationWithPlugIns::Host::TakeLast() -> std::optional<Entry>
