@@ -65,6 +65,7 @@ private:
 class XC_API XCCommandLine {
 public:
     using ArgumentType = XCCommandLineArgument::ArgumentType;
+    using enum XCCommandLineArgument::ArgumentType;
 
     /// From an argument vector as a process receives it; entry 0 is the program name. A null entry counts as empty.
     /// @param values          stays the caller's: this object refers to it, so it must live as long (copies do not).

@@ -111,6 +111,7 @@ private:
 /// nothing to lock. A copy has no owner.
 class XC_API XCConfigLockable : public XCConfigLockableI {
 public:
+    XCConfigLockable() noexcept = default;
     ~XCConfigLockable() override;
     void Lock() const override;
     void Unlock() const override;
@@ -121,11 +122,13 @@ public:
     void RemoveAllLocks() const;
 
 protected:
-    XCConfigLockable() noexcept = default;
     XCConfigLockable(XCConfigLockable const&) noexcept : XCConfigLockableI() {}
     XCConfigLockable& operator=(XCConfigLockable const&) noexcept { return *this; }
 
 private:
+    friend class XCConfigFile;
+    void ForgetLocks() const noexcept { m_locks.store(0, std::memory_order_relaxed); }
+
     XCConfigLockableI const* m_owner = nullptr;
     mutable std::atomic<unsigned int> m_locks{0}; // taken through this part; changed only while the owner is locked
 };
@@ -161,6 +164,8 @@ namespace xc::app {
 
 class ConfigWriter;
 
+/// Inner parts of lines and sections, not for callers.
+///
 /// A text that stays a part of the file as it was read until it is wanted as a string of its own: reading a file then
 /// makes no strings. Used under the lock of the file. A copy is always a string of its own.
 class XC_API LazyText {
@@ -201,7 +206,9 @@ public:
     [[nodiscard]] std::wstring_view Part() const noexcept { return m_part; }
 
 private:
-    mutable std::wstring_view m_part;
+    void MakeList() const;
+
+    mutable std::wstring_view m_part; // not yet in the list
     mutable std::unique_ptr<XCConfigComments> m_list;
 };
 
@@ -219,7 +226,7 @@ public:
     [[nodiscard]] XCString GetKey() const;
     void SetKey(XCString const& key);
     [[nodiscard]] XCString GetValue() const;
-    /// Blanks at the ends of a value are written, but not read back.
+    /// Blanks at the ends of a value are written, but not read back. A value with a line end cannot be saved.
     void SetValue(XCString const& value);
     void SetValue(int value) { SetValue(static_cast<long>(value)); }
     void SetValue(long value);
@@ -331,8 +338,8 @@ public:
     XCErrorID Reload();
     /// Writes the whole file under its name, which stays locked meanwhile. Bad, and the file on disk untouched: it
     /// cannot be written, the last read failed half-way, the encoding cannot hold a text, or a text would be read as
-    /// something else (a line feed in a value or a comment, '=' in a key, a key that begins with ';', '[' or a line
-    /// feed, ']' in a section name).
+    /// something else (a line feed or carriage return in a value, a line feed in a comment, '=' in a key, a key that
+    /// begins with ';', '[' or a line feed, ']' in a section name).
     [[nodiscard]] XCErrorID Save() const;
     /// Writes the whole file under another name; the object keeps its own.
     [[nodiscard]] XCErrorID Save2(XCString const& fileName) const;
@@ -374,7 +381,8 @@ public:
     /// The lock of the file and of everything in it. Recursive.
     void Lock() const override;
     void Unlock() const override;
-    /// Gives back every lock that the calling thread holds.
+    /// Gives back every lock that the calling thread holds, those taken through sections and lines too. Guards that end
+    /// later release nothing.
     void RemoveAllLocks() const;
 
 private:
@@ -384,6 +392,7 @@ private:
     void Read(std::string const& bytes);
     void ReadSections(std::wstring_view text);
     void Empty() noexcept;
+    [[nodiscard]] bool IsLockedByCaller() const noexcept;
     [[nodiscard]] XCErrorID WriteText(xc::app::ConfigWriter& writer) const;
     [[nodiscard]] iterator Find(std::wstring_view name);
     [[nodiscard]] XCConfigLine const* FindValue(std::wstring_view section, std::wstring_view key) const;
@@ -392,8 +401,9 @@ private:
 
     XCString const m_fileName;
     mutable XCCriticalSection m_lock;
-    mutable unsigned int m_lockDepth = 0; // of the thread that holds the lock
-    std::unique_ptr<wchar_t[]> m_text;    // as read: parts of it are names, keys, values and comments
+    mutable unsigned int m_lockDepth = 0;                // of the thread that holds the lock
+    mutable std::atomic<bool> m_everRemovedLocks{false}; // only then Unlock may come without a lock
+    std::unique_ptr<wchar_t[]> m_text;                   // as read: parts of it are names, keys, values and comments
     std::size_t m_textLength = 0;
     std::unique_ptr<std::pmr::memory_resource> const m_memory; // of the lists
     Sections m_sections;

@@ -57,10 +57,20 @@ xc::app::LazyComments::LazyComments(LazyComments const& other)
     if (!other.m_part.empty() || other.m_list) m_list = std::make_unique<XCConfigComments>(other.AsList());
 }
 
+/// The list is made as a whole: without memory the part stays what it was.
+void xc::app::LazyComments::MakeList() const
+{
+    if (m_list) return;
+    auto list = std::make_unique<XCConfigComments>();
+    std::wstring_view part = m_part;
+    for (std::wstring_view comment; TakeComment(part, comment);) list->AddComment(XCString(comment));
+    m_list = std::move(list);
+    m_part = {};
+}
+
 XCConfigComments& xc::app::LazyComments::Edit()
 {
-    if (!m_list) m_list = std::make_unique<XCConfigComments>();
-    for (std::wstring_view comment; TakeComment(m_part, comment);) m_list->AddComment(XCString(comment));
+    MakeList();
     return *m_list;
 }
 
@@ -68,7 +78,8 @@ XCConfigComments const& xc::app::LazyComments::AsList() const
 {
     static XCConfigComments const none;
     if (!m_list && m_part.empty()) return none;
-    return const_cast<LazyComments*>(this)->Edit();
+    MakeList();
+    return *m_list;
 }
 
 // Lines ---------------------------------------------------------------------------------------------------------
@@ -266,11 +277,13 @@ XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
 {
     XCConfigLine copy(line);
     XCConfigLock const lock(*this);
+    std::unique_ptr<Index> index = std::move(m_index); // lost when adding fails: the next lookup makes a new one
     XCConfigLine& added = Append();
     added.m_comments = std::move(copy.m_comments);
     added.m_key = std::move(copy.m_key);
     added.m_value = std::move(copy.m_value);
-    if (m_index) m_index->table.Add(std::prev(m_lines.end()));
+    if (index) index->table.Add(std::prev(m_lines.end()));
+    m_index = std::move(index);
     return added;
 }
 

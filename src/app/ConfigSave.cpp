@@ -29,6 +29,11 @@ bool HasNo(LazyText const& text, wchar_t unit)
     return text.IsPart() || text.AsString().Find(unit) == XCString::npos;
 }
 
+bool IsSingleLine(LazyText const& value)
+{
+    return HasNo(value, L'\n') && HasNo(value, L'\r');
+}
+
 /// Whether a reader would take the line for a comment, a section or a blank line.
 bool BeginsOtherwise(LazyText const& key) noexcept
 {
@@ -58,7 +63,7 @@ public:
         std::size_t const needed = a.size() + b.size() + c.size() + d.size() + m_lineEnd.size();
         if (m_room - m_length < needed) MakeRoom(needed);
         wchar_t* out = m_units.Units() + m_length;
-        for (std::wstring_view const text : {a, b, c, d, m_lineEnd}) out = std::copy(text.begin(), text.end(), out);
+        for (std::wstring_view const text : {a, b, c, d, m_lineEnd}) out = Put(out, text);
         m_length += needed;
     }
     void PutComments(LazyComments const& comments)
@@ -79,6 +84,14 @@ public:
 private:
     static constexpr std::size_t kRoom = 16 * 1024; // units: what the caches hold
 
+    /// Marks and line ends have one unit or two: no call for those.
+    static wchar_t* Put(wchar_t* out, std::wstring_view text) noexcept
+    {
+        if (text.size() > 2) return std::copy(text.begin(), text.end(), out);
+        if (!text.empty()) *out++ = text.front();
+        if (text.size() == 2) *out++ = text.back();
+        return out;
+    }
     void PutComment(std::wstring_view comment) { PutLine(comment.empty() ? L"" : L";", comment, {}, {}); }
     void Flush()
     {
@@ -112,7 +125,7 @@ XCErrorID XCConfigFile::WriteText(xc::app::ConfigWriter& writer) const
         writer.PutComments(section.m_comments);
         writer.PutLine(L"[", section.m_name.View(), L"]", {});
         for (XCConfigLine const& line : section.m_lines) {
-            if (!HasNo(line.m_key, L'=') || !HasNo(line.m_value, L'\n') || BeginsOtherwise(line.m_key) ||
+            if (!HasNo(line.m_key, L'=') || !IsSingleLine(line.m_value) || BeginsOtherwise(line.m_key) ||
                 !AreSingleLines(line.m_comments))
                 return xc::app::WouldNotReadBack(section.GetName(), line.GetKey());
             writer.PutComments(line.m_comments);

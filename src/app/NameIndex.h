@@ -26,7 +26,7 @@ public:
     /// The first entry of that name, or the list's end.
     [[nodiscard]] Iterator Find(std::wstring_view name) const
     {
-        Slot const& slot = m_slots[Place(HashFolded(name), name)];
+        Slot const& slot = m_slots[Place(HashFolded(name, m_seed), name)];
         return slot.state == State::Free ? m_end : slot.entry;
     }
 
@@ -34,7 +34,7 @@ public:
     void Add(Iterator entry)
     {
         if ((m_used + 1) * 4 > m_slots.size() * 3) Resize(m_slots.size() * 2);
-        std::uint32_t const hash = HashFolded(NameOf(*entry));
+        std::uint32_t const hash = HashFolded(NameOf(*entry), m_seed);
         Slot& slot = m_slots[Place(hash, NameOf(*entry))];
         if (slot.state != State::Free) {
             slot.state = State::First;
@@ -47,7 +47,7 @@ public:
     /// An entry that is about to leave the list. The next of its name, if any, takes its place.
     void Remove(Iterator entry)
     {
-        std::size_t const place = Place(HashFolded(NameOf(*entry)), NameOf(*entry));
+        std::size_t const place = Place(HashFolded(NameOf(*entry), m_seed), NameOf(*entry));
         Slot& slot = m_slots[place];
         if (slot.state == State::Free || slot.entry != entry) return;
         if (slot.state == State::First) {
@@ -109,6 +109,7 @@ private:
         }
     }
 
+    std::uint64_t m_seed = NameSeed();
     std::vector<Slot> m_slots; // a power of two of them, at most three quarters in use
     std::size_t m_used = 0;
     Iterator m_end;

@@ -4,6 +4,7 @@
 #include "text/CaseTables.h"
 #include "text/Units.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -56,18 +57,32 @@ inline bool IsSameNameFolded(std::wstring_view a, std::wstring_view b)
     return same(LoadLastLanes(a), LoadLastLanes(b));
 }
 
-/// Equal for names that are the same when both are in upper case.
-inline std::uint32_t HashFolded(std::wstring_view name)
+/// Equal for names that are the same when both are in upper case. Names that collide cannot be made up without the
+/// seed: both halves of the product count, so that no difference of two names cancels out for every seed.
+inline std::uint32_t HashFolded(std::wstring_view name, std::uint64_t seed)
 {
-    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
-    std::uint64_t hash = name.size();
-    auto const mix = [&hash](std::uint64_t lanes) {
-        hash = (hash ^ FoldLanes(lanes)) * kFactor;
-        hash ^= hash >> 32;
+    __extension__ typedef unsigned __int128 Product;
+    std::uint64_t hash = seed ^ name.size();
+    auto const mix = [&hash, factor = seed | 1](std::uint64_t lanes) {
+        Product const product = static_cast<Product>(hash ^ FoldLanes(lanes)) * factor;
+        hash = static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
     };
     for (std::size_t i = 0; i + kLanes < name.size(); i += kLanes) mix(LoadLanes(name.data() + i));
     if (!name.empty()) mix(LoadLastLanes(name));
     return static_cast<std::uint32_t>(hash);
+}
+
+/// Differs from one process to the next, so that no file can be written to make lookups slow.
+inline std::uint64_t NameSeed()
+{
+    static std::uint64_t const seed = [] {
+        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15u;
+        auto const time = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+        auto const place = reinterpret_cast<std::uintptr_t>(&time);
+        std::uint64_t const mixed = (time ^ place << 24) * kSpread;
+        return (mixed ^ mixed >> 29) * kSpread;
+    }();
+    return seed;
 }
 
 } // namespace xc::app

@@ -47,13 +47,27 @@ void XCConfigFile::Lock() const
 
 void XCConfigFile::Unlock() const
 {
+    if (m_everRemovedLocks.load(std::memory_order_relaxed) && !IsLockedByCaller()) return;
     --m_lockDepth;
     m_lock.Unlock();
+}
+
+bool XCConfigFile::IsLockedByCaller() const noexcept
+{
+    if (!m_lock.TryLock()) return false; // another thread holds it
+    bool const locked = m_lockDepth > 0;
+    m_lock.Unlock();
+    return locked;
 }
 
 void XCConfigFile::RemoveAllLocks() const
 {
     if (!m_lock.TryLock()) return; // another thread holds it
+    m_everRemovedLocks.store(true, std::memory_order_relaxed);
+    for (XCConfigSection const& section : m_sections) {
+        section.ForgetLocks();
+        for (XCConfigLine const& line : section.m_lines) line.ForgetLocks();
+    }
     for (; m_lockDepth > 0; --m_lockDepth) m_lock.Unlock();
     m_lock.Unlock();
 }
@@ -233,8 +247,10 @@ XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
 {
     XCConfigSection const copy(section); // two locks are never held at once
     XCConfigLock const lock(*this);
+    std::unique_ptr<Index> index = std::move(m_index); // lost when adding fails: the next lookup makes a new one
     XCConfigSection& added = Adopt(m_sections.emplace_back(copy, m_memory.get()));
-    if (m_index) m_index->table.Add(std::prev(m_sections.end()));
+    if (index) index->table.Add(std::prev(m_sections.end()));
+    m_index = std::move(index);
     return added;
 }
 

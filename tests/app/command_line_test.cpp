@@ -27,7 +27,7 @@ constexpr ClassifyCase kClassifyCases[] = {
     {"slash in the value makes a path", L"/osxpath:c:/dir/x.lst", Argument::ArgWithValue, L"osxpath", L"c:/dir/x.lst"},
     {"path rule applied to other delimiters", L"-usr/bin", Argument::ArgSwitch, L"usr/bin", L""},
     {"value cut at its own delimiter", L"/a:b:c", Argument::ArgWithValue, L"a", L"b:c"},
-    {"lone delimiter lost", L"/", Argument::ArgSwitch, L"", L""},
+    {"lone delimiter lost", L"/", XCCommandLine::ArgSwitch, L"", L""},
     {"double slash not a path", L"//", Argument::ArgNonStandard, L"//", L""},
     {"empty name lost", L"/:x", Argument::ArgWithValue, L"", L"x"},
     {"empty value reads as a switch", L"/x:", Argument::ArgWithValue, L"x", L""},

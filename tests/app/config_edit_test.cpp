@@ -1,10 +1,13 @@
 // Lookups, edits, locking; lists of values in one value.
+#include "app/Names.h"
 #include "app/config_files.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 #include <map>
 #include <mutex>
 #include <random>
+#include <set>
 #include <thread>
 
 namespace {
@@ -159,6 +162,24 @@ TEST(XCConfigEdit, CopiesStandAlone)
     EXPECT_EQ(comments.GetSize(), 0u);
 }
 
+#if !defined(_WIN32) // the table of capitals is inside the library
+TEST(XCConfigNames, NamesMadeToCollideDoNot)
+{
+    // Two differences in high bits that cancel out, whatever the seed, where only the low half of a product counts.
+    constexpr unsigned int kNames = 1024;
+    for (std::uint64_t const seed : {std::uint64_t{0x123456789ABCDEF}, std::uint64_t{0xC2B2AE3D27D4EB4F}}) {
+        std::set<std::uint32_t> hashes;
+        for (unsigned int bits = 0; bits < kNames; ++bits) {
+            std::wstring name(80, L'\x3400');
+            for (std::size_t i = 0; i < 10; ++i)
+                if (bits >> i & 1) name[i * 8 + 3] = name[i * 8 + 5] = name[i * 8 + 7] = L'\xB400';
+            hashes.insert(xc::app::HashFolded(name, seed));
+        }
+        EXPECT_GT(hashes.size(), kNames - 10);
+    }
+}
+#endif
+
 // Locking -------------------------------------------------------------------------------------------------------
 
 /// Whether another thread can lock the file now.
@@ -187,6 +208,30 @@ TEST(XCConfigLocking, DeletingALockedPartLeavesTheFileUnlocked)
     file->Lock();
     file->Lock();
     file->RemoveAllLocks();
+    EXPECT_TRUE(IsFree(*file));
+}
+
+TEST(XCConfigLocking, WhatRemoveAllLocksGaveBackIsNotGivenBackAgain)
+{
+    XCSmartPtr<XCConfigFile> const file = NewFile();
+    XCConfigLine& line = file->AddSection(L"s").AddLine(L"k", L"1");
+    line.Lock();
+    {
+        XCConfigLock const guard(*file);
+        file->RemoveAllLocks();
+        EXPECT_TRUE(IsFree(*file));
+    }
+    std::atomic<bool> entered{false};
+    file->Lock();
+    file->DeleteSection(L"s"); // with the line
+    std::thread other([&] {
+        XCConfigLock const lock(*file);
+        entered = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_FALSE(entered) << "the line gave back a lock that it no longer had";
+    file->Unlock();
+    other.join();
     EXPECT_TRUE(IsFree(*file));
 }
 

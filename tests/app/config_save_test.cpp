@@ -173,6 +173,7 @@ struct UnsavableCase {
 };
 constexpr UnsavableCase kUnsavableCases[] = {
     {"line feed in a value", L"s", L"k", L"a\nb", L"c", XCErrConfigWouldNotReadBack},
+    {"carriage return in a value lost", L"s", L"k", L"a\rb", L"c", XCErrConfigWouldNotReadBack},
     {"'=' in a key", L"s", L"k=l", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"key becomes a comment", L"s", L" ;k", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"key becomes a section", L"s", L"[k", L"v", L"c", XCErrConfigWouldNotReadBack},
