@@ -65,7 +65,7 @@ public:
     void OnDeletedSubscriber();
     /// Hands a text to the subscribers as a block of its own.
     void Deliver(int level, std::wstring_view text) noexcept;
-    /// Delivers what all threads have pending.
+    /// Delivers what all threads have pending. What subscribers write meanwhile, unflushed, may stay pending.
     void FlushAll() noexcept;
 
     [[nodiscard]] XCString const& GetChannelName() const noexcept { return m_name; }
@@ -97,8 +97,8 @@ private:
     std::vector<Pending> m_pending;
 };
 
-/// The stream of one channel. Its own operator<< does no work when nobody is interested; as a std::wostream it behaves
-/// like any other. It is always good.
+/// The stream of one channel. Its own operator<< does no work when nobody is interested, and clears the state that a
+/// value which could not be written (a null text) has left; as a std::wostream it behaves like any other.
 class XC_API XCLogStream : public std::wostream {
 public:
     XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName);
@@ -117,13 +117,13 @@ public:
     requires requires(std::wostream& out, T const& value) { out << value; }
     XCLogStream& operator<<(T const& value)
     {
-        if (IsInterested()) static_cast<std::wostream&>(*this) << value;
+        if (IsInterested()) Cleared() << value;
         return *this;
     }
     /// std::endl, std::flush and their like; skipped when nobody is interested and nothing is pending.
     XCLogStream& operator<<(std::wostream& (*manipulator)(std::wostream&))
     {
-        if (IsInterested() || m_buffer.HasPending()) manipulator(*this);
+        if (IsInterested() || m_buffer.HasPending()) manipulator(Cleared());
         return *this;
     }
     /// std::hex and its like.
@@ -134,6 +134,11 @@ public:
     }
 
 private:
+    std::wostream& Cleared()
+    {
+        if (!good()) clear();
+        return *this;
+    }
     XCLogStreamBuf m_buffer;
 };
 
@@ -185,6 +190,7 @@ public:
     /// Whether anybody will receive the record.
     explicit operator bool() const noexcept { return m_channel != nullptr; }
 
+    /// Also XCString and std::wstring.
     XCLogRecord& operator<<(std::wstring_view text)
     {
         if (m_channel) m_text.Append(text);
@@ -194,12 +200,20 @@ public:
     {
         return m_channel ? *this << std::wstring_view(text ? text : L"(null)") : *this;
     }
-    XCLogRecord& operator<<(XCString const& text) { return *this << text.View(); }
     XCLogRecord& operator<<(wchar_t unit) { return *this << std::wstring_view(&unit, 1); }
-    XCLogRecord& operator<<(bool value) { return *this << (value ? L"true" : L"false"); }
+    /// UTF-8; a byte that is none becomes the unit of its value.
+    XCLogRecord& operator<<(std::string_view text)
+    {
+        if (m_channel) PutBytes(text);
+        return *this;
+    }
+    XCLogRecord& operator<<(char const* text) { return *this << std::string_view(text ? text : "(null)"); }
+    XCLogRecord& operator<<(char unit) { return *this << std::string_view(&unit, 1); }
+    /// Integers as decimal digits; bool as "true" or "false". No pointer is taken for one.
     template <std::integral T>
     XCLogRecord& operator<<(T value)
     {
+        if constexpr (std::is_same_v<T, bool>) return *this << (value ? L"true" : L"false");
         if (m_channel) PutNumber(static_cast<std::uint64_t>(value), std::is_signed_v<T>);
         return *this;
     }
@@ -211,6 +225,7 @@ public:
     }
 
 private:
+    void PutBytes(std::string_view text);
     void PutNumber(std::uint64_t bits, bool isSigned);
     void PutDouble(double value);
 
@@ -269,7 +284,6 @@ public:
 private:
     XC_API static XCLogManager& Instance();
     XC_API static void AtExit();
-    XCLogChannel& AddLocked(XCString const& name);
 
     std::shared_ptr<xc::log::SubscriberList> m_subscribers;
     mutable XCCriticalSection m_section; ///< guards m_channels

@@ -16,6 +16,7 @@
 #include <XelbrinCore/XCSync.h>
 
 #include <atomic>
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -94,6 +95,13 @@ public:
     /// @param autoFlush write each block at once; otherwise when 64 KiB have come together, and at Flush and Close.
     explicit XCFileLogSubscriber(XCString const& fileName, XCLogOpen open = XCLogOpen::Truncate, bool autoFlush = true,
                                  XCLogLayout layout = XCLogLayout::AsIs);
+    /// The same with the append flag, as programs read it from a setting.
+    template <std::same_as<bool> Flag>
+    XCFileLogSubscriber(XCString const& fileName, Flag append, bool autoFlush = true,
+                        XCLogLayout layout = XCLogLayout::AsIs)
+        : XCFileLogSubscriber(fileName, append ? XCLogOpen::Append : XCLogOpen::Truncate, autoFlush, layout)
+    {
+    }
     ~XCFileLogSubscriber() override;
 
     void OnFlush(int level, XCString const& text) override;

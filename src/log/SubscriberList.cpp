@@ -144,9 +144,10 @@ bool SubscriberList::IsAuthor(XCLogSubscriberI const* subscriber) const noexcept
 void SubscriberList::FlushSubscribers() noexcept
 {
     std::lock_guard const hold(m_section);
-    for (std::size_t i = 0; i < m_entries.size(); ++i) {
+    for (std::size_t i = 0; i < m_entries.size();) {
         XCSmartPtr<XCLogSubscriberI> const subscriber = m_entries[i].subscriber;
         if (!subscriber.IsNull()) Guarded([&] { subscriber->Flush(); });
+        if (i < m_entries.size() && m_entries[i].subscriber == subscriber) ++i; // else it has detached itself
     }
 }
 

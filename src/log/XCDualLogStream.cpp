@@ -1,5 +1,21 @@
 #include <XelbrinCore/XCLogFile.h>
 
+namespace {
+
+/// A target whose owner asked for exceptions keeps neither the text from the other target nor the writer from going on.
+template <class Call>
+void ForEachGood(std::wostream* const (&targets)[2], Call const& call) noexcept
+{
+    for (std::wostream* const target : targets) {
+        try {
+            if (target && target->good()) call(*target);
+        } catch (...) { // its state tells
+        }
+    }
+}
+
+} // namespace
+
 XCDualLogStreamBuf::XCDualLogStreamBuf(std::wostream* first, std::wostream* second) noexcept : m_targets{first, second}
 {
 }
@@ -15,14 +31,12 @@ bool XCDualLogStreamBuf::IsGood() const
 
 void XCDualLogStreamBuf::OnChar(wchar_t unit)
 {
-    for (std::wostream* const target : m_targets)
-        if (target && target->good()) target->put(unit);
+    ForEachGood(m_targets, [unit](std::wostream& target) { target.put(unit); });
 }
 
 void XCDualLogStreamBuf::OnEOL()
 {
-    for (std::wostream* const target : m_targets)
-        if (target && target->good()) target->flush();
+    ForEachGood(m_targets, [](std::wostream& target) { target.flush(); });
 }
 
 XCDualLogStreamBuf::int_type XCDualLogStreamBuf::overflow(int_type unit)
@@ -46,8 +60,7 @@ void XCDualLogStreamBuf::PassOn(wchar_t unit)
 
 int XCDualLogStreamBuf::sync()
 {
-    for (std::wostream* const target : m_targets)
-        if (target && target->good()) target->flush();
+    ForEachGood(m_targets, [](std::wostream& target) { target.flush(); });
     return 0;
 }
 

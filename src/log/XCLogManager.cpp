@@ -3,6 +3,7 @@
 #include "log/Digits.h"
 #include "log/SubscriberList.h"
 #include "text/PrintFormat.h"
+#include "text/Utf8.h"
 
 #include <mutex>
 
@@ -16,6 +17,13 @@ XCLogChannel::~XCLogChannel() = default;
 void XCLogChannel::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     m_subscribers->Add(subscriber, &m_stream.GetBuffer());
+}
+
+void XCLogRecord::PutBytes(std::string_view text)
+{
+    std::wstring units(text.size(), L'\0');
+    units.resize(xc::text::DecodeUtf8Leniently(units.data(), text));
+    m_text.Append(std::wstring_view(units));
 }
 
 void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
@@ -57,15 +65,13 @@ void XCLogManager::Init()
     m_subscribers->RefreshInterest();
 }
 
-XCLogChannel& XCLogManager::AddLocked(XCString const& name)
-{
-    return m_channels.Add(std::make_unique<XCLogChannel>(m_subscribers, name));
-}
-
+/// A channel is built and discarded outside the section: it joins the list of subscribers, and a subscriber that is
+/// being served there may be asking for channels.
 std::size_t XCLogManager::AddChannel(XCString const& name)
 {
+    auto channel = std::make_unique<XCLogChannel>(m_subscribers, name);
     std::lock_guard const hold(m_section);
-    AddLocked(name);
+    m_channels.Add(std::move(channel));
     return m_channels.GetSize() - 1;
 }
 
@@ -85,9 +91,11 @@ XCLogChannel* XCLogManager::GetChannel(XCString const& name) const
 
 XCLogChannel& XCLogManager::GetOrAddChannel(XCString const& name)
 {
+    if (XCLogChannel* const known = GetChannel(name)) return *known;
+    auto channel = std::make_unique<XCLogChannel>(m_subscribers, name);
     std::lock_guard const hold(m_section);
-    XCLogChannel* const channel = GetChannel(name);
-    return channel ? *channel : AddLocked(name);
+    XCLogChannel* const faster = GetChannel(name); // of another thread
+    return faster ? *faster : m_channels.Add(std::move(channel));
 }
 
 std::vector<XCString> XCLogManager::GetAvailableChannels() const

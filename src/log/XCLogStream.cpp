@@ -124,15 +124,14 @@ try {
 
 void XCLogStreamBuf::FlushAll() noexcept
 {
-    for (;;) {
+    for (std::size_t place = 0;; ++place) { // each once: a subscriber may write, unflushed, whenever it is served
         unsigned long thread = 0;
         {
             std::lock_guard const hold(m_section);
-            for (Pending const& pending : m_pending)
-                if (pending.thread != 0) thread = pending.thread;
+            if (place >= m_pending.size()) return;
+            thread = m_pending[place].thread;
         }
-        if (thread == 0) return;
-        FlushThread(thread);
+        if (thread != 0) FlushThread(thread);
     }
 }
 

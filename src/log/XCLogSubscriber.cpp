@@ -135,6 +135,7 @@ void XCFileLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCS
 {
     if (!IsInterested(level)) return;
     std::lock_guard const hold(m_data->section);
+    m_data->file.OpenWhenDue(); // with the first block, also when that is held back
     std::string& bytes = m_data->file.BeginRecord();
     try {
         xc::log::AppendBlock(bytes, m_data->layout, channel, level, text);

@@ -93,6 +93,13 @@ public:
     bool SetLevel(int level);
     bool SetDelim(int delim);
     bool SetFolder(XCString const& folder);
+    /// The folder chosen by a call, known before the environment opens the file in another one.
+    bool ChooseFolder(XCString const& folder)
+    {
+        std::lock_guard const hold(section);
+        CurrTraceFolderName = folder;
+        return Configure(&TraceState::InitTraceFolderDone, [&] { return SetFolder(folder); });
+    }
     bool SetSubjects(std::wstring_view list);
 
     bool InitTraceLevelDone = false;
@@ -309,8 +316,7 @@ bool XCTrace::SetTraceDelim(int delimiter)
 
 bool XCTrace::SetTraceFolderName(wchar_t const* folder)
 {
-    TraceState& state = TraceState::Get();
-    return state.Configure(&TraceState::InitTraceFolderDone, [&] { return state.SetFolder(XCString(folder)); });
+    return TraceState::Get().ChooseFolder(XCString(folder));
 }
 
 bool XCTrace::SetTraceSubjects(wchar_t const* subjects)
@@ -345,16 +351,15 @@ bool XCTrace::IsWanted(int level, int subject)
 
 void XCTrace::WriteMsg(int level, int subject, wchar_t const* origin, wchar_t const* format, ...)
 {
-    if (!IsWanted(level, subject)) return;
-    XCString message;
     va_list arguments;
     va_start(arguments, format);
-    {
+    TraceState::Get().Write(level, subject, origin, [&](std::string& bytes) {
+        XCString message;
         xc::text::ArgumentListSource source(arguments);
         xc::text::FormatInto(message, format ? format : L"", source);
-    }
+        xc::text::AppendUtf8(bytes, message.View());
+    });
     va_end(arguments);
-    WriteText(level, subject, origin, message);
 }
 
 void XCTrace::WriteText(int level, int subject, wchar_t const* origin, XCString const& text)

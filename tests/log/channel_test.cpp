@@ -2,6 +2,7 @@
 
 #include <XelbrinCore/XCLog.h>
 
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -80,17 +81,20 @@ TEST(XCLogChannel, LevelsDecideWhatIsDelivered)
     b.out << L"rest";
     b.out.OnEOL();
     EXPECT_EQ(recorder->seen, L"1:pending|0:rest|");
-    EXPECT_TRUE(b.out.good());
+    recorder->seen.clear();
+    b.out << static_cast<wchar_t const*>(nullptr) << L"after" << std::flush;
+    EXPECT_EQ(recorder->seen, L"0:after|") << "a null text silences the channel";
 }
 
 TEST(XCLogChannel, RecordsAreBuiltApart)
 {
     Bench b;
     RecorderPtr const recorder = b.Attach(3);
-    XCLogRecord(b.channel, 3) << L"n=" << -5 << L' ' << 7u << L' ' << XCString(L"text") << true << 0.5;
+    XCLogRecord(b.channel, 3) << L"n=" << -5 << L' ' << 7u << L' ' << XCString(L"text") << std::wstring(L"w") << true
+                              << 0.5 << "\xC3\xA9" << 'c';
     XCLogRecord(b.channel, 4) << L"nobody wants it";
     b.channel.Write(2, L"direct");
-    EXPECT_EQ(recorder->seen, L"3:n=-5 7 texttrue0.5|2:direct|");
+    EXPECT_EQ(recorder->seen, L"3:n=-5 7 textwtrue0.5\u00E9c|2:direct|");
 }
 
 TEST(XCLogManager, ChannelsByNameAndIndex)
@@ -162,7 +166,28 @@ TEST(XCLogSubscriber, TwoThatLogWhenServedComeToAnEnd)
     b.channel.Write(1, L"x");
     EXPECT_EQ(first->seen, L"1:x|1:by second|");
     EXPECT_EQ(second->seen, L"1:x|1:by first|");
-    first->during = second->during = nullptr;
+    second->during = nullptr;
+    first->during = [&] { b.out << L"unflushed"; };
+    first->seen.clear();
+    b.out << L"y";
+    b.manager.Flush(); // comes back
+    EXPECT_EQ(first->seen, L"1:y|");
+    first->during = nullptr;
+}
+
+TEST(XCLogManager, SubscribersAskForChannelsWhileOthersAreAdded)
+{
+    Bench b;
+    RecorderPtr const recorder = b.Attach();
+    std::thread adder;
+    recorder->during = [&] {
+        adder = std::thread([&b] { b.manager.AddChannel(L"late"); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_EQ(b.manager.GetChannel(L"test"), &b.channel);
+    };
+    b.channel.Write(1, L"x"); // comes back
+    adder.join();
+    EXPECT_NE(b.manager.GetChannel(L"late"), nullptr);
 }
 
 /// Keeps the bytes of all blocks, one after the other.

@@ -112,6 +112,9 @@ TEST(Child, DISABLED_TracesByTheEnvironment)
 
 TEST(Child, DISABLED_CallsWinOverTheEnvironment)
 {
+    ::SetEnvironmentVariableW(L"TMP", L"trace_environment\\temp");
+    EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_environment\\deep"));
+    EXPECT_FALSE(std::filesystem::exists("trace_environment/temp")) << "opened elsewhere before";
     EXPECT_TRUE(XCTrace::SetTraceDelim('|'));
     EXPECT_TRUE(XCTrace::SetTraceSubjects(L"XML"));
     XCTrace::Msg(1, XCTrace::TraceConfig, L"o", L"error");
