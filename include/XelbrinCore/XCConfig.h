@@ -154,9 +154,58 @@ public:
     [[nodiscard]] const_iterator end() const noexcept { return m_comments.end(); }
 
 private:
-    friend class XCConfigFile;
     std::vector<XCString> m_comments;
 };
+
+namespace xc::app {
+
+class ConfigWriter;
+
+/// A text that stays a part of the file as it was read until it is wanted as a string of its own: reading a file then
+/// makes no strings. Used under the lock of the file. A copy is always a string of its own.
+class XC_API LazyText {
+public:
+    LazyText() noexcept = default;
+    explicit LazyText(XCString text) noexcept : m_text(std::move(text)) {}
+    /// @param part lies in the text of the file.
+    explicit LazyText(std::wstring_view part) noexcept : m_part(part) {}
+    LazyText(LazyText&&) noexcept = default;
+    LazyText(LazyText const& other) : m_text(other.AsString()) {}
+    LazyText& operator=(LazyText&&) noexcept = default;
+    ~LazyText() = default;
+
+    [[nodiscard]] std::wstring_view View() const noexcept { return IsPart() ? m_part : m_text.View(); }
+    [[nodiscard]] XCString const& AsString() const;
+    /// Whether the text is as the file had it.
+    [[nodiscard]] bool IsPart() const noexcept { return m_part.data() != nullptr; }
+
+private:
+    mutable std::wstring_view m_part;
+    mutable XCString m_text;
+};
+
+/// The same for comments.
+class XC_API LazyComments {
+public:
+    LazyComments() noexcept = default;
+    /// @param part whole lines in the text of the file: comments and blank lines only.
+    explicit LazyComments(std::wstring_view part) noexcept : m_part(part) {}
+    LazyComments(LazyComments&&) noexcept = default;
+    LazyComments(LazyComments const& other);
+    LazyComments& operator=(LazyComments&&) noexcept = default;
+    ~LazyComments() = default;
+
+    [[nodiscard]] XCConfigComments& Edit();
+    [[nodiscard]] XCConfigComments const& AsList() const;
+    /// The comments as the file had them; empty when there are none or they are a list.
+    [[nodiscard]] std::wstring_view Part() const noexcept { return m_part; }
+
+private:
+    mutable std::wstring_view m_part;
+    mutable std::unique_ptr<XCConfigComments> m_list;
+};
+
+} // namespace xc::app
 
 /// One key=value line and the comments before it. A value type; a copy belongs to no section.
 class XC_API XCConfigLine final : public XCConfigLockable {
@@ -179,8 +228,8 @@ public:
     /// Read by XCString::AsLong, AsDouble.
     [[nodiscard]] long GetValueAsLong() const;
     [[nodiscard]] double GetValueAsDouble() const;
-    [[nodiscard]] XCConfigComments& GetComments() noexcept { return m_comments; }
-    [[nodiscard]] XCConfigComments const& GetComments() const noexcept { return m_comments; }
+    [[nodiscard]] XCConfigComments& GetComments();
+    [[nodiscard]] XCConfigComments const& GetComments() const;
     /// Empties comments, key and value.
     void Clear();
 
@@ -189,9 +238,9 @@ private:
     friend class XCConfigSection;
 
     XCConfigSection* m_section = nullptr; // whose index knows the key
-    XCConfigComments m_comments;
-    XCString m_key;
-    XCString m_value;
+    xc::app::LazyComments m_comments;
+    xc::app::LazyText m_key;
+    xc::app::LazyText m_value;
 };
 
 /// A section: comments, name and lines in order. A value type; a copy belongs to no file.
@@ -212,8 +261,8 @@ public:
 
     [[nodiscard]] XCString GetName() const;
     void SetName(XCString const& name);
-    [[nodiscard]] XCConfigComments& GetComments() noexcept { return m_comments; }
-    [[nodiscard]] XCConfigComments const& GetComments() const noexcept { return m_comments; }
+    [[nodiscard]] XCConfigComments& GetComments();
+    [[nodiscard]] XCConfigComments const& GetComments() const;
 
     /// The first line with this key, or null.
     [[nodiscard]] XCConfigLine* FindLine(XCString const& key);
@@ -238,13 +287,13 @@ private:
     friend class XCConfigLine;
     struct Index;
 
-    XCConfigLine& Append(XCString&& key, XCString&& value);
-    [[nodiscard]] iterator Find(XCString const& key);
+    XCConfigLine& Append();
+    [[nodiscard]] iterator Find(std::wstring_view key);
     void ForgetIndex() noexcept;
 
     XCConfigFile* m_file = nullptr; // whose index knows the name
-    XCConfigComments m_comments;
-    XCString m_name;
+    xc::app::LazyComments m_comments;
+    xc::app::LazyText m_name;
     Lines m_lines;
     std::unique_ptr<Index> m_index; // made by the first lookup in a long section
 };
@@ -319,8 +368,8 @@ public:
     [[nodiscard]] const_iterator GetSectionsBegin() const noexcept { return m_sections.begin(); }
     [[nodiscard]] const_iterator GetSectionsEnd() const noexcept { return m_sections.end(); }
     /// The comments and blank lines after the last key of the file.
-    [[nodiscard]] XCConfigComments& GetEndComments() noexcept { return m_endComments; }
-    [[nodiscard]] XCConfigComments const& GetEndComments() const noexcept { return m_endComments; }
+    [[nodiscard]] XCConfigComments& GetEndComments();
+    [[nodiscard]] XCConfigComments const& GetEndComments() const;
 
     /// The lock of the file and of everything in it. Recursive.
     void Lock() const override;
@@ -334,21 +383,21 @@ private:
 
     void Read(std::string const& bytes);
     void ReadSections(std::wstring_view text);
-    void Empty();
-    [[nodiscard]] XCErrorID CheckReadsBack() const;
-    template <class Sink>
-    void WriteText(Sink& sink) const;
-    [[nodiscard]] iterator Find(XCString const& name);
-    [[nodiscard]] XCConfigLine const* FindValue(XCString const& section, XCString const& key) const;
+    void Empty() noexcept;
+    [[nodiscard]] XCErrorID WriteText(xc::app::ConfigWriter& writer) const;
+    [[nodiscard]] iterator Find(std::wstring_view name);
+    [[nodiscard]] XCConfigLine const* FindValue(std::wstring_view section, std::wstring_view key) const;
     XCConfigSection& Adopt(XCConfigSection& section);
     void ForgetIndex() noexcept;
 
     XCString const m_fileName;
     mutable XCCriticalSection m_lock;
     mutable unsigned int m_lockDepth = 0; // of the thread that holds the lock
-    std::pmr::unsynchronized_pool_resource m_memory;
+    std::unique_ptr<wchar_t[]> m_text;    // as read: parts of it are names, keys, values and comments
+    std::size_t m_textLength = 0;
+    std::unique_ptr<std::pmr::memory_resource> const m_memory; // of the lists
     Sections m_sections;
-    XCConfigComments m_endComments;
+    xc::app::LazyComments m_endComments;
     std::unique_ptr<Index> m_index; // made by the first lookup among many sections
     Encoding m_encoding = Encoding::Utf8;
     bool m_crlf = true;

@@ -79,6 +79,7 @@ public:
     [[nodiscard]] std::int64_t AsInt64() const noexcept;
     void FromInt64(std::int64_t value);
     /// The older duration: a number of seconds, cut toward zero. 0 for no unit.
+    /// @throws XCDurationExceptionEx when the seconds do not fit.
     [[nodiscard]] long AsXCDuration() const;
     /// 0 for no unit; held at the limits of 64 bits (a count of 292,471,208 years and more).
     [[nodiscard]] std::int64_t AsMilliSeconds() const noexcept;
@@ -121,7 +122,7 @@ public:
     /// "3 days", "-2 hours", "1 day"; short "3d", "5ms". "0" for a count of 0, "" for no unit.
     [[nodiscard]] XCString AsString(bool longForm = true) const;
     void AsString(XCString& text, bool longForm = true) const;
-    /// @return the units written, without the terminator.
+    /// Cut at the capacity alone. @return the units written, without the terminator.
     std::size_t AsString(wchar_t* buffer, std::size_t capacity, bool longForm = true) const noexcept;
     /// A number and a unit name ("year" "y" "month" "mo" "week" "w" "day" "d" "hour" "h" "minute" "m" "second" "s"
     /// "millisecond" "ms", plurals too); without a name the default unit, with an unknown one no unit.
@@ -153,6 +154,8 @@ public:
     /// Null when the fields cannot be stored.
     constexpr XCDateEx(int year, unsigned int month, unsigned int day) noexcept { SetDate(year, month, day); }
     explicit XCDateEx(XCDateTime const& value, bool local = true) { FromXCDateTime(value, local); }
+    /// Null for a count past the storable years.
+    explicit XCDateEx(XCDate const& value) noexcept;
     explicit XCDateEx(XCDateAndTime const& fields) noexcept { SetDateAndTime(fields); }
     explicit XCDateEx(std::tm const& time) noexcept { FromStructTM(time); }
     explicit XCDateEx(_SYSTEMTIME const& time) noexcept;
@@ -233,10 +236,12 @@ public:
     bool AsStructTM(std::tm& time) const noexcept;
     bool AsSystemTime(_SYSTEMTIME& time) const noexcept;
     bool AsFileTime(_FILETIME& time) const noexcept;
-    /// Overwrites the variant (what it held is not released): a date, or VT_NULL for null.
+    /// Overwrites the variant (what it held is not released): a date of the years 100 to 9999, or VT_NULL for null.
     bool AsVariant(tagVARIANT& value) const noexcept;
     /// Midnight of the date. @param local in the local zone rather than in UTC.
     [[nodiscard]] XCDateTime AsXCDateTime(bool local = true) const noexcept;
+    /// The older day count; 1899-01-01 when the date is not valid or earlier.
+    [[nodiscard]] XCDate AsXCDate() const noexcept;
     /// @return whether the date is valid. A null XCDateTime gives null and true.
     bool FromStructTM(std::tm const& time) noexcept;
     /// Year, month and day are packed as they stand.

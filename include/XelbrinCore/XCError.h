@@ -250,6 +250,7 @@ enum XCCoreError : long {
     XCErrConfigWouldNotReadBack = 603, ///< a text that would be read as something else (section, key)
     XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
+    XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error)
 
     // 800-899 patterns
 

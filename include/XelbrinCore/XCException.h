@@ -23,6 +23,8 @@
 #include <cstdint>
 #include <exception>
 
+struct _CONTEXT;
+
 /// Return addresses of one thread's calls, and their names when asked for. Names live in the process: keep the text, not
 /// the dump, when a module on the stack may be unloaded.
 class XC_API XCStackDump {
@@ -33,9 +35,9 @@ public:
     /// The calling thread, from the caller on. Allocates nothing. Cost: about a microsecond for 10 frames.
     XCStackDump() noexcept;
     /// The thread whose registers stand in a CONTEXT structure of the system: the calling thread's own, as a filter for
-    /// structured exceptions gets them.
+    /// structured exceptions gets them. Null: no frames.
     /// @param seHNumber the structured-exception number, such as 0xC0000005; 0 when there is none.
-    explicit XCStackDump(void const* contextRecord, unsigned long seHNumber = 0) noexcept;
+    explicit XCStackDump(_CONTEXT const* contextRecord, unsigned long seHNumber = 0) noexcept;
 
     [[nodiscard]] std::size_t GetFrameCount() const noexcept { return m_count; }
     /// An address in the code; null when the index is out of range.

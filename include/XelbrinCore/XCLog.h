@@ -85,6 +85,7 @@ private:
     void Append(wchar_t const* text, std::size_t count) noexcept;
     Pending& PendingOf(unsigned long thread);
     bool TakePending(unsigned long thread, Pending& taken) noexcept;
+    void FlushThread(unsigned long thread) noexcept;
 
     std::shared_ptr<xc::log::SubscriberList> m_subscribers;
     XCString m_name;
@@ -152,6 +153,11 @@ public:
     {
         if (IsInterested(level)) m_stream.GetBuffer().Deliver(level, text);
     }
+    /// @param text null counts as empty; its length is found only when somebody listens.
+    void Write(int level, wchar_t const* text)
+    {
+        if (IsInterested(level)) m_stream.GetBuffer().Deliver(level, text ? text : L"");
+    }
     /// Attaches a subscriber for the blocks of this channel alone; the manager's AddSubscriber is for all channels.
     void AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber);
 
@@ -184,7 +190,10 @@ public:
         if (m_channel) m_text.Append(text);
         return *this;
     }
-    XCLogRecord& operator<<(wchar_t const* text) { return *this << std::wstring_view(text ? text : L"(null)"); }
+    XCLogRecord& operator<<(wchar_t const* text)
+    {
+        return m_channel ? *this << std::wstring_view(text ? text : L"(null)") : *this;
+    }
     XCLogRecord& operator<<(XCString const& text) { return *this << text.View(); }
     XCLogRecord& operator<<(wchar_t unit) { return *this << std::wstring_view(&unit, 1); }
     XCLogRecord& operator<<(bool value) { return *this << (value ? L"true" : L"false"); }

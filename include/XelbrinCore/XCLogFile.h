@@ -100,9 +100,11 @@ protected:
     virtual void OnEOL();
 
     int_type overflow(int_type unit) override;
+    std::streamsize xsputn(wchar_t const* text, std::streamsize count) override;
     int sync() override;
 
 private:
+    void PassOn(wchar_t unit);
     std::wostream* m_targets[2];
 };
 

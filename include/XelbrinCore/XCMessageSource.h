@@ -99,10 +99,11 @@ protected:
     /// Fetches one text in one language; true when there is one.
     virtual bool RetrieveMessage(XCString& text, long id, long language) const = 0;
     bool RetrieveMessage(XCString& text, long id, wchar_t const* language) const;
-    /// Whether RetrieveMessage would succeed; asked, silently, for the languages before the last resort.
-    virtual bool HasMessage(long id, long language) const = 0;
-    /// The identifiers of the languages in the module's resources of the source's kind.
-    virtual std::vector<long> GetLanguageIDs() const = 0;
+    /// Whether RetrieveMessage would succeed; asked, silently, for the languages before the last resort. True by
+    /// default: the language asked for is the only one that is tried.
+    virtual bool HasMessage(long id, long language) const;
+    /// The identifiers of the languages in the module's resources of the source's kind; none by default.
+    virtual std::vector<long> GetLanguageIDs() const;
 
 private:
     void* m_module;
@@ -112,13 +113,15 @@ private:
 /// empty.
 class XC_API RCStringTableMsgSource : public RCMessageSource {
 public:
+    /// @param module null is the program itself.
     explicit RCStringTableMsgSource(void* module) noexcept : RCMessageSource(module) {}
     ~RCStringTableMsgSource() override;
+    /// Whether the module has a string table.
+    bool IsValid() const override;
 
 protected:
     using RCMessageSource::RetrieveMessage;
     bool RetrieveMessage(XCString& text, long id, long language) const override;
-    bool HasMessage(long id, long language) const override;
     std::vector<long> GetLanguageIDs() const override;
 };
 
@@ -129,6 +132,8 @@ class XC_API RCMessageTableSource : public RCMessageSource {
 public:
     constexpr explicit RCMessageTableSource(void* module = nullptr) noexcept : RCMessageSource(module) {}
     ~RCMessageTableSource() override;
+    /// Whether the module has a message table.
+    bool IsValid() const override;
 
 protected:
     using RCMessageSource::RetrieveMessage;

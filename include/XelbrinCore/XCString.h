@@ -311,7 +311,8 @@ public:
     static XCString const cryptSuffix;
 
 private:
-    explicit constexpr XCString(DataDef* data) noexcept : m_data(data) {}
+    struct ConstantBlock {};
+    constexpr XCString(ConstantBlock, DataDef* data) noexcept : m_data(data) {}
     static void Share(DataDef* data) noexcept
     {
         if (data->capacity != 0) std::atomic_ref<std::int32_t>(data->shares).fetch_add(1, std::memory_order_relaxed);

@@ -11,8 +11,8 @@
 //          It is opened when subjects are chosen. A folder that is missing is created.
 // COST     A trace call that is switched off: one load and one branch, arguments aside.
 // FAILURE  What cannot be written is counted and kept as text; the program goes on, and the file is tried again later.
-//          Faults of the settings and of the folder and file are told on the console, once, unless the application's
-//          trace level is 0.
+//          Faults of the settings and of the folder and file are told on the console, when they are set, unless the
+//          application's trace level is 0.
 // THREADS  One lock for first use and for each record; records never mix.
 #pragma once
 
@@ -72,6 +72,9 @@ public:
     /// Chooses the subjects; null or empty: none, the trace is off and the file closed. False when an item of the list
     /// is no subject (the others hold) or the file cannot be opened.
     XC_API static bool SetTraceSubjects(wchar_t const* subjects);
+
+    /// Reads the environment now when no call has done so yet, or again when forced; what calls have set stays.
+    XC_API static void InitTracing(bool force = false);
 
     /// Whether subjects are chosen and the file is open.
     XC_API static bool IsTracingEnabled();

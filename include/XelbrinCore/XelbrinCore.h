@@ -1,6 +1,7 @@
 // XelbrinCore.h - the whole library, for those who want one line.
 #pragma once
 
+#include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCConfig.h>
@@ -14,6 +15,7 @@
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCRefCount.h>
+#include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>

@@ -1,5 +1,6 @@
 #include "app/ConfigBytes.h"
 
+#include "text/TextErrors.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
 
@@ -19,16 +20,6 @@ static_assert(std::endian::native == std::endian::little);
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view kUtf16LEMark = "\xFF\xFE";
 constexpr std::string_view kUtf16BEMark = "\xFE\xFF";
-
-std::string_view MarkOf(Encoding encoding) noexcept
-{
-    switch (encoding) {
-    case Encoding::Utf8WithMark: return kUtf8Mark;
-    case Encoding::Utf16LE: return kUtf16LEMark;
-    case Encoding::Utf16BE: return kUtf16BEMark;
-    default: return {};
-    }
-}
 
 void SwapBytes(wchar_t* units, std::size_t count) noexcept
 {
@@ -68,22 +59,27 @@ std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes)
     return text;
 }
 
-void EncodeUtf16(std::string& bytes, std::wstring_view text, Encoding encoding)
+void AppendUtf16(std::string& bytes, std::wstring_view text, Encoding encoding)
 {
     std::wstring units(text);
     if (encoding == Encoding::Utf16BE) SwapBytes(units.data(), units.size());
-    bytes.resize(units.size() * sizeof(wchar_t));
-    std::memcpy(bytes.data(), units.data(), bytes.size());
+    bytes.append(reinterpret_cast<char const*>(units.data()), units.size() * sizeof(wchar_t));
 }
 
-XCErrorID EncodeBody(std::string& bytes, std::wstring_view text, Encoding encoding)
+XCErrorID AppendAnsi(std::string& bytes, std::wstring_view text)
 {
-    switch (encoding) {
-    case Encoding::Utf16LE:
-    case Encoding::Utf16BE: EncodeUtf16(bytes, text, encoding); return XCErrorID::Success;
-    case Encoding::Ansi: return XCCodePageConverter().FromUnicode(bytes, text);
-    default: return XCUTF8Converter().FromUnicode(bytes, text);
-    }
+    std::string encoded;
+    XCErrorID const result = XCCodePageConverter().FromUnicode(encoded, text);
+    bytes += encoded;
+    return result;
+}
+
+XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
+{
+    std::size_t const unpaired = xc::text::FindUnpairedSurrogate(text);
+    if (unpaired != text.size()) return xc::text::UnmappableUnit(text[unpaired], unpaired);
+    xc::text::AppendUtf8(bytes, text);
+    return XCErrorID::Success;
 }
 
 } // namespace
@@ -91,7 +87,7 @@ XCErrorID EncodeBody(std::string& bytes, std::wstring_view text, Encoding encodi
 std::optional<UnitBuffer> DecodeConfig(std::string_view bytes, Encoding& encoding)
 {
     for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE}) {
-        std::string_view const mark = MarkOf(marked);
+        std::string_view const mark = ByteOrderMark(marked);
         if (!bytes.starts_with(mark)) continue;
         encoding = marked;
         bytes.remove_prefix(mark.size());
@@ -103,11 +99,24 @@ std::optional<UnitBuffer> DecodeConfig(std::string_view bytes, Encoding& encodin
     return DecodeAnsi(bytes);
 }
 
-XCErrorID EncodeConfig(std::string& bytes, std::wstring_view text, Encoding encoding)
+std::string_view ByteOrderMark(Encoding encoding) noexcept
 {
-    XCErrorID const result = EncodeBody(bytes, text, encoding);
-    if (result.Good()) bytes.insert(0, MarkOf(encoding));
-    return result;
+    switch (encoding) {
+    case Encoding::Utf8WithMark: return kUtf8Mark;
+    case Encoding::Utf16LE: return kUtf16LEMark;
+    case Encoding::Utf16BE: return kUtf16BEMark;
+    default: return {};
+    }
+}
+
+XCErrorID AppendEncoded(std::string& bytes, std::wstring_view text, Encoding encoding)
+{
+    switch (encoding) {
+    case Encoding::Utf16LE:
+    case Encoding::Utf16BE: AppendUtf16(bytes, text, encoding); return XCErrorID::Success;
+    case Encoding::Ansi: return AppendAnsi(bytes, text);
+    default: return AppendUtf8(bytes, text);
+    }
 }
 
 } // namespace xc::app

@@ -16,6 +16,7 @@ public:
     [[nodiscard]] wchar_t* Units() noexcept { return m_units.get(); }
     void SetLength(std::size_t length) noexcept { m_length = length; }
     [[nodiscard]] std::wstring_view View() const noexcept { return {m_units.get(), m_length}; }
+    [[nodiscard]] std::unique_ptr<wchar_t[]> Release() noexcept { return std::move(m_units); }
 
 private:
     std::unique_ptr<wchar_t[]> m_units;
@@ -27,7 +28,10 @@ private:
 /// UTF-16 are kept.
 std::optional<UnitBuffer> DecodeConfig(std::string_view bytes, XCConfigFile::Encoding& encoding);
 
-/// The bytes of a text with the byte order mark of the encoding. Bad when the encoding cannot hold the text.
-XCErrorID EncodeConfig(std::string& bytes, std::wstring_view text, XCConfigFile::Encoding encoding);
+/// The byte order mark with which a file in that encoding begins; none for some.
+std::string_view ByteOrderMark(XCConfigFile::Encoding encoding) noexcept;
+
+/// Appends the text, which ends with a whole character. Bad when the encoding cannot hold it.
+XCErrorID AppendEncoded(std::string& bytes, std::wstring_view text, XCConfigFile::Encoding encoding);
 
 } // namespace xc::app

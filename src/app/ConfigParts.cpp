@@ -1,6 +1,7 @@
 // The parts of a configuration file: locking, lines and sections.
 #include <XelbrinCore/XCConfig.h>
 
+#include "app/ConfigReader.h"
 #include "app/NameIndex.h"
 #include "app/NumberText.h"
 
@@ -40,6 +41,36 @@ void XCConfigLockable::RemoveAllLocks() const
     while (m_locks.load(std::memory_order_relaxed) != 0) Unlock();
 }
 
+// Texts of the file ---------------------------------------------------------------------------------------------
+
+XCString const& xc::app::LazyText::AsString() const
+{
+    if (IsPart()) {
+        m_text.Assign(m_part);
+        m_part = {};
+    }
+    return m_text;
+}
+
+xc::app::LazyComments::LazyComments(LazyComments const& other)
+{
+    if (!other.m_part.empty() || other.m_list) m_list = std::make_unique<XCConfigComments>(other.AsList());
+}
+
+XCConfigComments& xc::app::LazyComments::Edit()
+{
+    if (!m_list) m_list = std::make_unique<XCConfigComments>();
+    for (std::wstring_view comment; TakeComment(m_part, comment);) m_list->AddComment(XCString(comment));
+    return *m_list;
+}
+
+XCConfigComments const& xc::app::LazyComments::AsList() const
+{
+    static XCConfigComments const none;
+    if (!m_list && m_part.empty()) return none;
+    return const_cast<LazyComments*>(this)->Edit();
+}
+
 // Lines ---------------------------------------------------------------------------------------------------------
 
 XCConfigLine::XCConfigLine(XCString key, XCString value) : m_key(std::move(key)), m_value(std::move(value)) {}
@@ -47,18 +78,18 @@ XCConfigLine::XCConfigLine(XCString key, XCString value) : m_key(std::move(key))
 XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
 {
     XCConfigLock const lock(other);
-    m_comments = other.m_comments;
-    m_key = other.m_key;
-    m_value = other.m_value;
+    m_comments = xc::app::LazyComments(other.m_comments);
+    m_key = xc::app::LazyText(other.m_key);
+    m_value = xc::app::LazyText(other.m_value);
 }
 
 XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
 {
     XCConfigLine copy(other); // two locks are never held at once
     XCConfigLock const lock(*this);
-    std::swap(m_comments, copy.m_comments);
-    m_key.Swap(copy.m_key);
-    m_value.Swap(copy.m_value);
+    m_comments = std::move(copy.m_comments);
+    m_key = std::move(copy.m_key);
+    m_value = std::move(copy.m_value);
     if (m_section) m_section->ForgetIndex();
     return *this;
 }
@@ -68,26 +99,26 @@ XCConfigLine::~XCConfigLine() = default;
 XCString XCConfigLine::GetKey() const
 {
     XCConfigLock const lock(*this);
-    return m_key;
+    return m_key.AsString();
 }
 
 void XCConfigLine::SetKey(XCString const& key)
 {
     XCConfigLock const lock(*this);
-    m_key = key;
+    m_key = xc::app::LazyText(key);
     if (m_section) m_section->ForgetIndex();
 }
 
 XCString XCConfigLine::GetValue() const
 {
     XCConfigLock const lock(*this);
-    return m_value;
+    return m_value.AsString();
 }
 
 void XCConfigLine::SetValue(XCString const& value)
 {
     XCConfigLock const lock(*this);
-    m_value = value;
+    m_value = xc::app::LazyText(value);
 }
 
 void XCConfigLine::SetValue(long value)
@@ -110,6 +141,18 @@ double XCConfigLine::GetValueAsDouble() const
     return GetValue().AsDouble();
 }
 
+XCConfigComments& XCConfigLine::GetComments()
+{
+    XCConfigLock const lock(*this);
+    return m_comments.Edit();
+}
+
+XCConfigComments const& XCConfigLine::GetComments() const
+{
+    XCConfigLock const lock(*this);
+    return m_comments.AsList();
+}
+
 void XCConfigLine::Clear()
 {
     *this = XCConfigLine();
@@ -124,7 +167,7 @@ constexpr std::size_t kShortSection = 8; // lines that are looked through faster
 } // namespace
 
 struct XCConfigSection::Index {
-    static std::wstring_view NameOf(XCConfigLine const& line) noexcept { return line.m_key; }
+    static std::wstring_view NameOf(XCConfigLine const& line) noexcept { return line.m_key.View(); }
     xc::app::NameIndex<iterator, NameOf> table;
 };
 
@@ -142,8 +185,8 @@ XCConfigSection::XCConfigSection(XCConfigSection const& other, std::pmr::memory_
     : XCConfigSection(XCString(), memory)
 {
     XCConfigLock const lock(other);
-    m_comments = other.m_comments;
-    m_name = other.m_name;
+    m_comments = xc::app::LazyComments(other.m_comments);
+    m_name = xc::app::LazyText(other.m_name);
     for (XCConfigLine const& line : other.m_lines) AddLine(line);
 }
 
@@ -151,8 +194,8 @@ XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
 {
     XCConfigSection copy(other);
     XCConfigLock const lock(*this);
-    std::swap(m_comments, copy.m_comments);
-    SetName(copy.m_name);
+    m_comments = std::move(copy.m_comments);
+    SetName(copy.m_name.AsString());
     Lines const old = std::exchange(m_lines, Lines(m_lines.get_allocator()));
     ForgetIndex();
     for (XCConfigLine const& line : copy.m_lines) AddLine(line);
@@ -164,15 +207,27 @@ XCConfigSection::~XCConfigSection() = default;
 XCString XCConfigSection::GetName() const
 {
     XCConfigLock const lock(*this);
-    return m_name;
+    return m_name.AsString();
 }
 
-XCConfigSection::iterator XCConfigSection::Find(XCString const& key)
+XCConfigComments& XCConfigSection::GetComments()
+{
+    XCConfigLock const lock(*this);
+    return m_comments.Edit();
+}
+
+XCConfigComments const& XCConfigSection::GetComments() const
+{
+    XCConfigLock const lock(*this);
+    return m_comments.AsList();
+}
+
+XCConfigSection::iterator XCConfigSection::Find(std::wstring_view key)
 {
     if (!m_index && m_lines.size() > kShortSection)
         m_index.reset(new Index{{m_lines.begin(), m_lines.end(), m_lines.size()}});
     if (m_index) return m_index->table.Find(key);
-    auto const isThis = [&](XCConfigLine const& line) { return xc::app::IsSameNameFolded(line.m_key, key); };
+    auto const isThis = [&](XCConfigLine const& line) { return xc::app::IsSameNameFolded(line.m_key.View(), key); };
     return std::find_if(m_lines.begin(), m_lines.end(), isThis);
 }
 
@@ -193,27 +248,29 @@ void XCConfigSection::ForgetIndex() noexcept
     m_index.reset();
 }
 
-XCConfigLine& XCConfigSection::Append(XCString&& key, XCString&& value)
+/// A line at the end, not yet in the index.
+XCConfigLine& XCConfigSection::Append()
 {
-    XCConfigLine& line = m_lines.emplace_back(std::move(key), std::move(value));
+    XCConfigLine& line = m_lines.emplace_back();
     line.SetOwner(this);
     line.m_section = this;
-    if (m_index) m_index->table.Add(std::prev(m_lines.end()));
     return line;
 }
 
 XCConfigLine& XCConfigSection::AddLine(XCString const& key, XCString const& value)
 {
-    XCConfigLock const lock(*this);
-    return Append(XCString(key), XCString(value));
+    return AddLine(XCConfigLine(key, value));
 }
 
 XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
 {
     XCConfigLine copy(line);
     XCConfigLock const lock(*this);
-    XCConfigLine& added = Append(std::move(copy.m_key), std::move(copy.m_value));
+    XCConfigLine& added = Append();
     added.m_comments = std::move(copy.m_comments);
+    added.m_key = std::move(copy.m_key);
+    added.m_value = std::move(copy.m_value);
+    if (m_index) m_index->table.Add(std::prev(m_lines.end()));
     return added;
 }
 
@@ -228,7 +285,7 @@ XCConfigSection::iterator XCConfigSection::DeleteLine(iterator where)
 XCConfigSection::iterator XCConfigSection::DeleteLine(XCString const& key, iterator from)
 {
     XCConfigLock const lock(*this);
-    auto const isThis = [&](XCConfigLine const& line) { return xc::app::IsSameNameFolded(line.m_key, key); };
+    auto const isThis = [&](XCConfigLine const& line) { return xc::app::IsSameNameFolded(line.m_key.View(), key); };
     return DeleteLine(from == m_lines.begin() ? Find(key) : std::find_if(from, m_lines.end(), isThis));
 }
 
@@ -237,7 +294,7 @@ void XCConfigSection::Clear()
     XCConfigLock const lock(*this);
     ForgetIndex();
     m_lines.clear();
-    m_comments.Clear();
+    m_comments = {};
     SetName(XCString());
 }
 

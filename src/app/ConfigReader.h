@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace xc::app {
 
@@ -14,8 +13,13 @@ struct ConfigSyntaxError {
     std::size_t position; ///< index into the text
 };
 
-/// Delivers sections and lines in the order of the file, each with the comments before it. All views point into the
-/// text, or into the reader until the next call. Every unit is looked at a small fixed number of times.
+/// Takes one line of comment, or one blank line, off the front of the text. `comment` receives what stands after the
+/// ';', nothing for a blank line. False, and nothing taken, when another line comes or the text ends.
+bool TakeComment(std::wstring_view& text, std::wstring_view& comment) noexcept;
+
+/// Delivers sections and lines in the order of the file, each with the comments before it. Views point into the text,
+/// but for values that ValueIsPart denies: those live until the next call. Every unit is looked at a small fixed number
+/// of times.
 class ConfigReader {
 public:
     enum class Part { Section, Line, End };
@@ -24,11 +28,13 @@ public:
 
     /// The next part. @throws ConfigSyntaxError
     Part Next();
-    /// The comments before the part, without ';'; empty ones are blank lines. At the end: those after the last line.
-    [[nodiscard]] std::vector<std::wstring_view> const& Comments() const noexcept { return m_comments; }
+    /// The comment lines before the part, for TakeComment. At the end: those after the last line.
+    [[nodiscard]] std::wstring_view Comments() const noexcept { return m_comments; }
     /// The section's name or the line's key.
     [[nodiscard]] std::wstring_view Name() const noexcept { return m_name; }
     [[nodiscard]] std::wstring_view Value() const noexcept { return m_value; }
+    /// False when carriage returns were taken out of the value.
+    [[nodiscard]] bool ValueIsPart() const noexcept { return m_valueIsPart; }
     /// Whether most of the lines read so far end in CR LF.
     [[nodiscard]] bool EndsInCrLf() const noexcept { return m_crlfLines * 2 >= m_lines; }
 
@@ -38,15 +44,17 @@ private:
     void ReadHeader();
     void ReadLine();
     void SetValue(std::wstring_view value);
-    std::wstring_view TakeLine() noexcept;
+    std::wstring_view TakeRestOfLine() noexcept;
+    void CountLine(std::size_t end) noexcept;
     std::wstring_view TakeUpTo(wchar_t end, wchar_t const* messageAtEof);
 
     std::wstring_view m_text;
     std::size_t m_pos = 0;
-    std::vector<std::wstring_view> m_comments;
+    std::wstring_view m_comments;
     std::wstring_view m_name;
     std::wstring_view m_value;
     std::wstring m_valueWithoutReturns;
+    bool m_valueIsPart = true;
     std::size_t m_lines = 0;
     std::size_t m_crlfLines = 0;
     bool m_inSection = false;

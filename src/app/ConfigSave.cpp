@@ -3,96 +3,125 @@
 
 #include "app/ConfigBytes.h"
 #include "app/ConfigErrors.h"
+#include "app/ConfigReader.h"
 #include "text/Units.h"
 #include "win32/FileIo.h"
 
 #include <algorithm>
 
+using xc::app::LazyComments;
+using xc::app::LazyText;
+
 namespace {
 
-/// Counts the units that UnitWriter writes.
-class UnitCounter {
-public:
-    void Put(std::wstring_view text) noexcept { m_count += text.size(); }
-    [[nodiscard]] std::size_t Count() const noexcept { return m_count; }
+// What came from the file reads back as it is; only what was set since needs a look.
 
-private:
-    std::size_t m_count = 0;
-};
-
-/// Writes units one text behind the other.
-class UnitWriter {
-public:
-    explicit UnitWriter(wchar_t* out) noexcept : m_out(out) {}
-    void Put(std::wstring_view text) noexcept { m_out = std::copy(text.begin(), text.end(), m_out); }
-
-private:
-    wchar_t* m_out;
-};
-
-template <class Sink>
-void WriteComments(Sink& sink, XCConfigComments const& comments, std::wstring_view lineEnd)
+bool AreSingleLines(LazyComments const& comments)
 {
-    for (XCString const& text : comments) {
-        if (!text.IsNull()) sink.Put(L";");
-        sink.Put(text);
-        sink.Put(lineEnd);
-    }
-}
-
-bool AreSingleLines(XCConfigComments const& comments)
-{
-    return std::none_of(comments.begin(), comments.end(),
+    if (!comments.Part().empty()) return true;
+    XCConfigComments const& list = comments.AsList();
+    return std::none_of(list.begin(), list.end(),
                         [](XCString const& text) { return text.Find(L'\n') != XCString::npos; });
 }
 
-/// Whether a reader would take the line for a comment, a section or a blank line.
-bool BeginsOtherwise(XCString const& key) noexcept
+bool HasNo(LazyText const& text, wchar_t unit)
 {
-    auto const first =
-        std::find_if_not(key.begin(), key.end(), [](wchar_t unit) { return xc::text::IsBlank(unit) || unit == L'\r'; });
-    return first != key.end() && (*first == L';' || *first == L'[' || *first == L'\n');
+    return text.IsPart() || text.AsString().Find(unit) == XCString::npos;
 }
 
-bool ReadsBack(XCString const& key, XCString const& value, XCConfigComments const& comments)
+/// Whether a reader would take the line for a comment, a section or a blank line.
+bool BeginsOtherwise(LazyText const& key) noexcept
 {
-    return key.Find(L'=') == XCString::npos && value.Find(L'\n') == XCString::npos && !BeginsOtherwise(key) &&
-           AreSingleLines(comments);
+    if (key.IsPart()) return false;
+    std::wstring_view const text = key.View();
+    auto const first = std::find_if_not(text.begin(), text.end(),
+                                        [](wchar_t unit) { return xc::text::IsBlank(unit) || unit == L'\r'; });
+    return first != text.end() && (*first == L';' || *first == L'[' || *first == L'\n');
 }
 
 } // namespace
 
-XCErrorID XCConfigFile::CheckReadsBack() const
-{
-    for (XCConfigSection const& section : m_sections) {
-        if (section.m_name.Find(L']') != XCString::npos || !AreSingleLines(section.m_comments))
-            return xc::app::WouldNotReadBack(section.m_name, XCString());
-        for (XCConfigLine const& line : section.m_lines)
-            if (!ReadsBack(line.m_key, line.m_value, line.m_comments))
-                return xc::app::WouldNotReadBack(section.m_name, line.m_key);
-    }
-    return AreSingleLines(m_endComments) ? XCErrorID::Success : xc::app::WouldNotReadBack(XCString(), XCString());
-}
+namespace xc::app {
 
-template <class Sink>
-void XCConfigFile::WriteText(Sink& sink) const
+/// Writes the text of a file as bytes, some lines at a time.
+class ConfigWriter {
+public:
+    ConfigWriter(XCConfigFile::Encoding encoding, bool crlf, std::size_t expected)
+        : m_encoding(encoding), m_lineEnd(crlf ? L"\r\n" : L"\n"), m_bytes(ByteOrderMark(encoding))
+    {
+        m_bytes.reserve(expected);
+    }
+
+    /// The four texts and a line end.
+    void PutLine(std::wstring_view a, std::wstring_view b, std::wstring_view c, std::wstring_view d)
+    {
+        std::size_t const needed = a.size() + b.size() + c.size() + d.size() + m_lineEnd.size();
+        if (m_room - m_length < needed) MakeRoom(needed);
+        wchar_t* out = m_units.Units() + m_length;
+        for (std::wstring_view const text : {a, b, c, d, m_lineEnd}) out = std::copy(text.begin(), text.end(), out);
+        m_length += needed;
+    }
+    void PutComments(LazyComments const& comments)
+    {
+        if (comments.Part().empty())
+            for (XCString const& comment : comments.AsList()) PutComment(comment);
+        std::wstring_view part = comments.Part();
+        for (std::wstring_view comment; TakeComment(part, comment);) PutComment(comment);
+    }
+    /// The bytes of all lines. Bad when the encoding cannot hold one of them.
+    XCErrorID Finish(std::string& bytes)
+    {
+        Flush();
+        bytes.swap(m_bytes);
+        return m_result;
+    }
+
+private:
+    static constexpr std::size_t kRoom = 16 * 1024; // units: what the caches hold
+
+    void PutComment(std::wstring_view comment) { PutLine(comment.empty() ? L"" : L";", comment, {}, {}); }
+    void Flush()
+    {
+        m_units.SetLength(std::exchange(m_length, 0));
+        if (m_result.Good()) m_result = AppendEncoded(m_bytes, m_units.View(), m_encoding);
+    }
+    void MakeRoom(std::size_t needed)
+    {
+        Flush();
+        if (needed <= m_room) return;
+        m_units = UnitBuffer(needed);
+        m_room = needed;
+    }
+
+    XCConfigFile::Encoding m_encoding;
+    std::wstring_view m_lineEnd;
+    std::string m_bytes;
+    UnitBuffer m_units{kRoom};
+    std::size_t m_room = kRoom;
+    std::size_t m_length = 0;
+    XCErrorID m_result;
+};
+
+} // namespace xc::app
+
+XCErrorID XCConfigFile::WriteText(xc::app::ConfigWriter& writer) const
 {
-    std::wstring_view const lineEnd = m_crlf ? L"\r\n" : L"\n";
     for (XCConfigSection const& section : m_sections) {
-        WriteComments(sink, section.m_comments, lineEnd);
-        sink.Put(L"[");
-        sink.Put(section.m_name);
-        sink.Put(L"]");
-        sink.Put(lineEnd);
+        if (!HasNo(section.m_name, L']') || !AreSingleLines(section.m_comments))
+            return xc::app::WouldNotReadBack(section.GetName(), XCString());
+        writer.PutComments(section.m_comments);
+        writer.PutLine(L"[", section.m_name.View(), L"]", {});
         for (XCConfigLine const& line : section.m_lines) {
-            WriteComments(sink, line.m_comments, lineEnd);
-            sink.Put(line.m_key);
-            sink.Put(L"=");
-            sink.Put(line.m_value);
-            sink.Put(lineEnd);
+            if (!HasNo(line.m_key, L'=') || !HasNo(line.m_value, L'\n') || BeginsOtherwise(line.m_key) ||
+                !AreSingleLines(line.m_comments))
+                return xc::app::WouldNotReadBack(section.GetName(), line.GetKey());
+            writer.PutComments(line.m_comments);
+            writer.PutLine({}, line.m_key.View(), L"=", line.m_value.View());
         }
     }
-    WriteComments(sink, m_endComments, lineEnd);
+    if (!AreSingleLines(m_endComments)) return xc::app::WouldNotReadBack(XCString(), XCString());
+    writer.PutComments(m_endComments);
+    return XCErrorID::Success;
 }
 
 XCErrorID XCConfigFile::Save() const
@@ -102,19 +131,13 @@ XCErrorID XCConfigFile::Save() const
 
 XCErrorID XCConfigFile::Save2(XCString const& fileName) const
 {
+    constexpr std::size_t kRoomForEdits = 4096;
     XCConfigLock const lock(*this);
     if (m_partlyRead) return xc::app::PartlyRead(m_fileName);
-    if (XCErrorID const fault = CheckReadsBack(); fault.Bad()) return fault;
-
-    UnitCounter counter;
-    WriteText(counter);
-    xc::app::UnitBuffer text(counter.Count());
-    UnitWriter writer(text.Units());
-    WriteText(writer);
-    text.SetLength(counter.Count());
-
+    xc::app::ConfigWriter writer(m_encoding, m_crlf, m_textLength + kRoomForEdits);
+    if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
     std::string bytes;
-    if (XCErrorID const fault = xc::app::EncodeConfig(bytes, text.View(), m_encoding); fault.Bad()) return fault;
+    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
     unsigned long const error = xc::win32::ReplaceFileContents(fileName, bytes, *xc::win32::SystemReplaceSteps());
     return error == 0 ? XCErrorID::Success : xc::app::CannotWrite(fileName, error);
 }

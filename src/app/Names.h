@@ -14,21 +14,34 @@ namespace xc::app {
 constexpr std::size_t kLanes = 4; // units handled at a time
 constexpr std::uint64_t kOneInEachLane = 0x0001000100010001u;
 
-/// Up to four units side by side, in upper case. Units of ASCII are folded in arithmetic, others by the system's table.
-inline std::uint64_t LoadFolded(wchar_t const* units, std::size_t count)
+/// Four units side by side, in upper case. Units of ASCII are folded in arithmetic, others by the system's table.
+inline std::uint64_t FoldLanes(std::uint64_t lanes)
 {
-    wchar_t block[kLanes] = {};
-    for (std::size_t i = 0; i < count; ++i) block[i] = units[i];
-    std::uint64_t lanes = 0;
-    std::memcpy(&lanes, block, sizeof lanes);
     if ((lanes & (kOneInEachLane * 0xFF80)) == 0) {
         std::uint64_t const fromSmallA = lanes + kOneInEachLane * (0x80 - 'a');
         std::uint64_t const pastSmallZ = lanes + kOneInEachLane * (0x7F - 'z');
         return lanes - ((fromSmallA & ~pastSmallZ & (kOneInEachLane * 0x80)) >> 2);
     }
     wchar_t const* const upper = text::UpperCaseTable();
-    for (wchar_t& unit : block) unit = upper[text::ToUint(unit)];
-    std::memcpy(&lanes, block, sizeof lanes);
+    std::uint64_t folded = 0;
+    for (unsigned int shift = 0; shift < 64; shift += 16)
+        folded |= std::uint64_t{text::ToUint(upper[(lanes >> shift) & 0xFFFF])} << shift;
+    return folded;
+}
+
+inline std::uint64_t LoadLanes(wchar_t const* units) noexcept
+{
+    std::uint64_t lanes = 0;
+    std::memcpy(&lanes, units, sizeof lanes);
+    return lanes;
+}
+
+/// The last one to four units of a name that is not empty; a name of four or more has all lanes filled.
+inline std::uint64_t LoadLastLanes(std::wstring_view name) noexcept
+{
+    if (name.size() >= kLanes) return LoadLanes(name.data() + name.size() - kLanes);
+    std::uint64_t lanes = 0;
+    for (wchar_t const unit : name) lanes = lanes << 16 | text::ToUint(unit);
     return lanes;
 }
 
@@ -36,10 +49,11 @@ inline std::uint64_t LoadFolded(wchar_t const* units, std::size_t count)
 inline bool IsSameNameFolded(std::wstring_view a, std::wstring_view b)
 {
     if (a.size() != b.size()) return false;
-    std::size_t i = 0;
-    for (; a.size() - i >= kLanes; i += kLanes)
-        if (LoadFolded(a.data() + i, kLanes) != LoadFolded(b.data() + i, kLanes)) return false;
-    return i == a.size() || LoadFolded(a.data() + i, a.size() - i) == LoadFolded(b.data() + i, b.size() - i);
+    if (a.empty()) return true;
+    auto const same = [](std::uint64_t x, std::uint64_t y) { return x == y || FoldLanes(x) == FoldLanes(y); };
+    for (std::size_t i = 0; i + kLanes < a.size(); i += kLanes)
+        if (!same(LoadLanes(a.data() + i), LoadLanes(b.data() + i))) return false;
+    return same(LoadLastLanes(a), LoadLastLanes(b));
 }
 
 /// Equal for names that are the same when both are in upper case.
@@ -48,12 +62,11 @@ inline std::uint32_t HashFolded(std::wstring_view name)
     constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
     std::uint64_t hash = name.size();
     auto const mix = [&hash](std::uint64_t lanes) {
-        hash = (hash ^ lanes) * kFactor;
+        hash = (hash ^ FoldLanes(lanes)) * kFactor;
         hash ^= hash >> 32;
     };
-    std::size_t i = 0;
-    for (; name.size() - i >= kLanes; i += kLanes) mix(LoadFolded(name.data() + i, kLanes));
-    if (i < name.size()) mix(LoadFolded(name.data() + i, name.size() - i));
+    for (std::size_t i = 0; i + kLanes < name.size(); i += kLanes) mix(LoadLanes(name.data() + i));
+    if (!name.empty()) mix(LoadLastLanes(name));
     return static_cast<std::uint32_t>(hash);
 }
 

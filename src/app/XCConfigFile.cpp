@@ -4,6 +4,7 @@
 #include "app/ConfigErrors.h"
 #include "app/ConfigReader.h"
 #include "app/NameIndex.h"
+#include "app/NodePool.h"
 #include "app/NumberText.h"
 #include "win32/FileIo.h"
 
@@ -14,27 +15,25 @@ XCConfigStreamException::XCConfigStreamException(XCString const& message, XCStri
 }
 XCConfigStreamException::~XCConfigStreamException() = default;
 
+using xc::app::LazyComments;
+using xc::app::LazyText;
+
 namespace {
 
 constexpr std::size_t kFewSections = 8; // that are looked through faster than hashed
 constexpr wchar_t kMalformed[] = L"malformed text in a configuration file";
 
-void TakeComments(std::vector<XCString>& comments, std::vector<std::wstring_view> const& texts)
-{
-    comments.clear();
-    if (texts.empty()) return;
-    comments.reserve(texts.size());
-    for (std::wstring_view const text : texts) comments.emplace_back(text);
-}
-
 } // namespace
 
 struct XCConfigFile::Index {
-    static std::wstring_view NameOf(XCConfigSection const& section) noexcept { return section.m_name; }
+    static std::wstring_view NameOf(XCConfigSection const& section) noexcept { return section.m_name.View(); }
     xc::app::NameIndex<iterator, NameOf> table;
 };
 
-XCConfigFile::XCConfigFile(XCString fileName) : m_fileName(std::move(fileName)), m_sections(&m_memory) {}
+XCConfigFile::XCConfigFile(XCString fileName)
+    : m_fileName(std::move(fileName)), m_memory(new xc::app::NodePool), m_sections(m_memory.get())
+{
+}
 
 XCConfigFile::~XCConfigFile() = default;
 
@@ -83,9 +82,12 @@ void XCConfigFile::Read(std::string const& bytes)
 {
     Empty();
     m_partlyRead = true;
-    std::optional<xc::app::UnitBuffer> const text = xc::app::DecodeConfig(bytes, m_encoding);
+    std::optional<xc::app::UnitBuffer> text = xc::app::DecodeConfig(bytes, m_encoding);
     if (!text) throw XCConfigStreamException(kMalformed, m_fileName, 0, 0);
-    ReadSections(text->View());
+    std::wstring_view const view = text->View();
+    m_text = text->Release();
+    m_textLength = view.size();
+    ReadSections(view);
     m_partlyRead = false;
 }
 
@@ -96,25 +98,30 @@ try {
     XCConfigSection* section = nullptr;
     for (Part part = reader.Next(); part != Part::End; part = reader.Next()) {
         if (part == Part::Section) {
-            section = &Adopt(m_sections.emplace_back(XCString(reader.Name()), &m_memory));
-            TakeComments(section->m_comments.m_comments, reader.Comments());
+            section = &Adopt(m_sections.emplace_back(XCString(), m_memory.get()));
+            section->m_comments = LazyComments(reader.Comments());
+            section->m_name = LazyText(reader.Name());
         } else {
-            XCConfigLine& line = section->Append(XCString(reader.Name()), XCString(reader.Value()));
-            TakeComments(line.m_comments.m_comments, reader.Comments());
+            XCConfigLine& line = section->Append();
+            line.m_comments = LazyComments(reader.Comments());
+            line.m_key = LazyText(reader.Name());
+            line.m_value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
         }
     }
-    TakeComments(m_endComments.m_comments, reader.Comments());
+    m_endComments = LazyComments(reader.Comments());
     m_crlf = reader.EndsInCrLf();
 } catch (xc::app::ConfigSyntaxError const& error) {
     xc::app::LineAndColumn const place = xc::app::Locate(text, error.position);
     throw XCConfigStreamException(error.message, m_fileName, place.line, place.column);
 }
 
-void XCConfigFile::Empty()
+void XCConfigFile::Empty() noexcept
 {
     ForgetIndex();
     m_sections.clear();
-    m_endComments.Clear();
+    m_endComments = {};
+    m_text.reset();
+    m_textLength = 0;
 }
 
 XCConfigFile::Encoding XCConfigFile::GetEncoding() const
@@ -131,16 +138,18 @@ void XCConfigFile::SetEncoding(Encoding encoding)
 
 // Lookups and values --------------------------------------------------------------------------------------------
 
-XCConfigFile::iterator XCConfigFile::Find(XCString const& name)
+XCConfigFile::iterator XCConfigFile::Find(std::wstring_view name)
 {
     if (!m_index && m_sections.size() > kFewSections)
         m_index.reset(new Index{{m_sections.begin(), m_sections.end(), m_sections.size()}});
     if (m_index) return m_index->table.Find(name);
-    auto const isThis = [&](XCConfigSection const& section) { return xc::app::IsSameNameFolded(section.m_name, name); };
+    auto const isThis = [&](XCConfigSection const& section) {
+        return xc::app::IsSameNameFolded(section.m_name.View(), name);
+    };
     return std::find_if(m_sections.begin(), m_sections.end(), isThis);
 }
 
-XCConfigLine const* XCConfigFile::FindValue(XCString const& section, XCString const& key) const
+XCConfigLine const* XCConfigFile::FindValue(std::wstring_view section, std::wstring_view key) const
 {
     auto* const self = const_cast<XCConfigFile*>(this); // the indices change under the lock only
     iterator const found = self->Find(section);
@@ -153,14 +162,14 @@ XCString XCConfigFile::GetString(XCString const& section, XCString const& key, X
 {
     XCConfigLock const lock(*this);
     XCConfigLine const* const line = FindValue(section, key);
-    return line ? line->m_value : defaultValue;
+    return line ? line->m_value.AsString() : defaultValue;
 }
 
 long XCConfigFile::GetLong(XCString const& section, XCString const& key, long defaultValue) const
 {
     XCConfigLock const lock(*this);
     XCConfigLine const* const line = FindValue(section, key);
-    return line ? line->m_value.AsLong() : defaultValue;
+    return line ? line->m_value.AsString().AsLong() : defaultValue;
 }
 
 void XCConfigFile::SetString(XCString const& section, XCString const& key, XCString const& value)
@@ -172,7 +181,7 @@ void XCConfigFile::SetString(XCString const& section, XCString const& key, XCStr
     if (line == target.m_lines.end())
         target.AddLine(key, value);
     else
-        line->m_value = value;
+        line->m_value = LazyText(value);
 }
 
 void XCConfigFile::SetLong(XCString const& section, XCString const& key, long value)
@@ -185,7 +194,7 @@ void XCConfigFile::SetLong(XCString const& section, XCString const& key, long va
 void XCConfigSection::SetName(XCString const& name)
 {
     XCConfigLock const lock(*this);
-    m_name = name;
+    m_name = LazyText(name);
     if (m_file) m_file->ForgetIndex();
 }
 
@@ -206,26 +215,27 @@ void XCConfigFile::ForgetIndex() noexcept
     m_index.reset();
 }
 
-/// Takes a section in that was just put at the end of the list.
+/// Takes a section in that was just put at the end of the list; it is not yet in the index.
 XCConfigSection& XCConfigFile::Adopt(XCConfigSection& section)
 {
     section.SetOwner(this);
     section.m_file = this;
-    if (m_index) m_index->table.Add(std::prev(m_sections.end()));
     return section;
 }
 
 XCConfigSection& XCConfigFile::AddSection(XCString const& name)
 {
     XCConfigLock const lock(*this);
-    return Adopt(m_sections.emplace_back(name, &m_memory));
+    return AddSection(XCConfigSection(name));
 }
 
 XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
 {
     XCConfigSection const copy(section); // two locks are never held at once
     XCConfigLock const lock(*this);
-    return Adopt(m_sections.emplace_back(copy, &m_memory));
+    XCConfigSection& added = Adopt(m_sections.emplace_back(copy, m_memory.get()));
+    if (m_index) m_index->table.Add(std::prev(m_sections.end()));
+    return added;
 }
 
 XCConfigFile::iterator XCConfigFile::DeleteSection(iterator where)
@@ -243,6 +253,18 @@ bool XCConfigFile::DeleteSection(XCString const& name)
     if (found == m_sections.end()) return false;
     DeleteSection(found);
     return true;
+}
+
+XCConfigComments& XCConfigFile::GetEndComments()
+{
+    XCConfigLock const lock(*this);
+    return m_endComments.Edit();
+}
+
+XCConfigComments const& XCConfigFile::GetEndComments() const
+{
+    XCConfigLock const lock(*this);
+    return m_endComments.AsList();
 }
 
 void XCConfigFile::Clear()

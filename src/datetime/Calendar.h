@@ -37,13 +37,19 @@ constexpr std::int64_t FloorDiv(std::int64_t a, std::int64_t b) noexcept
     return a / b - (a % b < 0 ? 1 : 0);
 }
 
+// Whole cycles of 400 years that are added while counting, so that unsigned arithmetic serves the years before 0 too:
+// exact for years from -80,000,000 to 4,000,000,000 and the days of them.
+inline constexpr std::int64_t kShiftYears = 80000000;
+inline constexpr std::int64_t kShiftDays = kShiftYears / 400 * 146097;
+
 /// The number of a day, consecutive over all dates: years start in March, so that the leap day comes last.
 constexpr std::int64_t DayNumber(std::int64_t year, std::uint32_t month, std::uint32_t day) noexcept
 {
-    std::int64_t const y = month < 3 ? year - 1 : year;
+    auto const y = static_cast<std::uint32_t>(year + kShiftYears - (month < 3 ? 1 : 0));
     std::uint32_t const m = month < 3 ? month + 9 : month - 3;
-    std::int64_t const century = FloorDiv(y, 100);
-    return FloorDiv(146097 * century, 4) + 1461 * (y - 100 * century) / 4 + (153 * m + 2) / 5 + day;
+    std::uint32_t const century = y / 100;
+    std::int64_t const days = std::int64_t{365} * y + (y / 4 - century + century / 4 + (153 * m + 2) / 5 + day);
+    return days - kShiftDays;
 }
 
 inline constexpr std::int64_t kReferenceDay = DayNumber(1899, 1, 1); // a Sunday
@@ -53,21 +59,22 @@ static_assert(kReferenceDay == 693537);
 /// The way back from DayNumber.
 constexpr Civil CivilOf(std::int64_t dayNumber) noexcept
 {
-    std::int64_t const n = dayNumber - 1; // 0 is March 1 of year 0
-    std::int64_t const cycle = FloorDiv(n, 146097);
+    auto const n = static_cast<std::uint64_t>(dayNumber - 1 + kShiftDays); // 0 is March 1 of a year 0
+    std::uint64_t const cycle = n / 146097;
     auto const day = static_cast<std::uint32_t>(n - cycle * 146097);                  // of 400 years
     std::uint32_t const year = (day - day / 1460 + day / 36524 - day / 146096) / 365; // 0 to 399
     std::uint32_t const yearDay = day - (365 * year + year / 4 - year / 100);         // from March 1 on
     std::uint32_t const m = (5 * yearDay + 2) / 153;                                  // 0 is March
     std::uint32_t const month = m < 10 ? m + 3 : m - 9;
-    return {cycle * 400 + year + (month < 3 ? 1 : 0), month, yearDay - (153 * m + 2) / 5 + 1};
+    std::int64_t const firstOfCycle = static_cast<std::int64_t>(cycle) * 400 - kShiftYears;
+    return {firstOfCycle + year + (month < 3 ? 1 : 0), month, yearDay - (153 * m + 2) / 5 + 1};
 }
 
 /// 0 Sunday to 6 Saturday.
 constexpr std::uint32_t WeekDayOf(std::int64_t dayNumber) noexcept
 {
-    std::int64_t const days = dayNumber - kReferenceDay;
-    return static_cast<std::uint32_t>(days - FloorDiv(days, 7) * 7);
+    // The reference day is a Sunday, and the shift is whole weeks: 400 years are 20871 of them.
+    return static_cast<std::uint32_t>(static_cast<std::uint64_t>(dayNumber - kReferenceDay + kShiftDays) % 7);
 }
 
 /// 1 to 366. @param month 1 to 12.

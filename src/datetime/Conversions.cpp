@@ -124,9 +124,11 @@ std::int64_t XCMkTime(std::tm& time, XCTimeZone const& zone) noexcept
 {
     std::int64_t const monthIndex = time.tm_mon;
     std::int64_t const carry = FloorDiv(monthIndex, 12);
+    std::int64_t const year = std::int64_t{time.tm_year} + 1900 + carry;
+    // No count of days or less leads back from years so far off.
+    if (year < -10000000 || year > 10000000) return -1;
     auto const month = static_cast<std::uint32_t>(monthIndex - carry * 12) + 1;
-    std::int64_t const day =
-        DayNumber(std::int64_t{time.tm_year} + 1900 + carry, month, 1) - kEpochDay + time.tm_mday - 1;
+    std::int64_t const day = DayNumber(year, month, 1) - kEpochDay + time.tm_mday - 1;
     std::int64_t const wall = ((day * 24 + time.tm_hour) * 60 + time.tm_min) * 60 + time.tm_sec;
     // Far outside the range the offset does not matter, and milliseconds would not fit.
     if (wall < -2 * 86400 || wall > kLastOldSecond + 2 * 86400) return -1;

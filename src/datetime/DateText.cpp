@@ -114,13 +114,13 @@ ReadNumber ReadInteger(wchar_t const*& place, NumberSigns signs) noexcept
     constexpr std::int64_t kPast = std::int64_t{INT32_MAX} + 2; // past either end of the range
     bool const minus = *place == L'-';
     if (minus || (*place == L'+' && signs == NumberSigns::Both)) ++place;
-    ReadNumber number;
+    wchar_t const* const first = place;
+    std::int64_t value = 0;
     for (; IsDigit(*place); ++place) {
-        number.anyDigit = true;
-        number.value = std::min(number.value * 10 + (*place - L'0'), kPast);
+        value = value * 10 + (*place - L'0');
+        if (value > kPast) value = kPast;
     }
-    if (minus) number.value = -number.value;
-    return number;
+    return {minus ? -value : value, place != first};
 }
 
 namespace {
@@ -145,41 +145,28 @@ std::optional<int> ReadOffset(wchar_t const*& place) noexcept
     return (sign == L'-' ? -1 : 1) * (hours * 60 + minutes);
 }
 
-/// Where a specifier's number goes; null for a letter that is no specifier of the format.
-std::int64_t* FieldOf(ReadFields& fields, wchar_t letter, Letters letters, std::int64_t& ignored) noexcept
-{
-    if (letters & kDateLetters) switch (letter)
-        {
-        case L'Y':
-        case L'y': return &fields.year;
-        case L'm': return &fields.month;
-        case L'd': return &fields.day;
-        case L'W': return &ignored;
-        default: break;
-        }
-    if (letters & kTimeLetters) switch (letter)
-        {
-        case L'H': return &fields.hour;
-        case L'M': return &fields.minute;
-        case L'S': return &fields.second;
-        case L'L': return &fields.millisecond;
-        default: break;
-        }
-    return nullptr;
-}
+/// What a specifier's letter stands for; null places for a letter that is no specifier of the format.
+struct Specifier {
+    std::int64_t* field;
+    bool* seen;
+};
 
-bool IsDateLetter(wchar_t letter) noexcept
+Specifier SpecifierOf(ReadFields& fields, wchar_t letter, Letters letters, std::int64_t& ignored, bool& unseen) noexcept
 {
-    return letter == L'Y' || letter == L'y' || letter == L'm' || letter == L'd';
-}
-
-void Note(ReadFields& fields, wchar_t letter, bool anyDigit) noexcept
-{
-    if (IsDateLetter(letter)) {
-        fields.wantsDate = true;
-        fields.hasDate = fields.hasDate || anyDigit;
-    } else if (letter != L'W') {
-        fields.hasTime = fields.hasTime || anyDigit;
+    Specifier const none{nullptr, nullptr};
+    bool const dates = (letters & kDateLetters) != 0;
+    bool const times = (letters & kTimeLetters) != 0;
+    switch (letter) {
+    case L'Y':
+    case L'y': return dates ? Specifier{&fields.year, &fields.hasDate} : none;
+    case L'm': return dates ? Specifier{&fields.month, &fields.hasDate} : none;
+    case L'd': return dates ? Specifier{&fields.day, &fields.hasDate} : none;
+    case L'W': return dates ? Specifier{&ignored, &unseen} : none;
+    case L'H': return times ? Specifier{&fields.hour, &fields.hasTime} : none;
+    case L'M': return times ? Specifier{&fields.minute, &fields.hasTime} : none;
+    case L'S': return times ? Specifier{&fields.second, &fields.hasTime} : none;
+    case L'L': return times ? Specifier{&fields.millisecond, &fields.hasTime} : none;
+    default: return none;
     }
 }
 
@@ -196,6 +183,7 @@ ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letter
 {
     ReadFields fields;
     std::int64_t ignored = 0;
+    bool unseen = false;
     wchar_t const* place = text;
     wchar_t const* afterNumber = text;
     for (; *format != L'\0'; ++format) {
@@ -207,13 +195,14 @@ ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letter
             place = std::max(place, afterNumber);
             continue;
         }
-        std::int64_t* const field = FieldOf(fields, letter, letters, ignored);
-        if (!field) continue;
+        Specifier const specifier = SpecifierOf(fields, letter, letters, ignored, unseen);
+        if (!specifier.field) continue;
         wchar_t const* const start = place;
         ReadNumber const number = ReadInteger(place, NumberSigns::Minus);
-        *field = number.value;
+        *specifier.field = number.value;
+        if (number.anyDigit) *specifier.seen = true;
+        if (specifier.seen == &fields.hasDate) fields.wantsDate = true;
         if (letter == L'y' && fields.year < 100) fields.year += fields.year < 70 ? 2000 : 1900;
-        Note(fields, letter, number.anyDigit);
         afterNumber = place;
         // A number that the format does not end here is left for the next specifier.
         if (*place != L'\0' && *place != format[1]) {

@@ -104,6 +104,12 @@ struct ReadFields {
 };
 ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letters) noexcept;
 
+/// Whether a text is a keyword, and nothing else.
+inline bool IsKeyword(XCString const& text, std::wstring_view keyword) noexcept
+{
+    return text.View() == keyword;
+}
+
 /// Skips the blanks before a text.
 wchar_t const* SkipBlanks(wchar_t const* text) noexcept;
 

@@ -151,7 +151,7 @@ XCString XCDateTime::AsString(wchar_t const* format, XCTimeZone const& zone) con
 bool XCDateTime::FromString(XCString const& text, wchar_t const* format, XCTimeZone const& zone)
 {
     SetNull();
-    if (text == L"SYSDATE") {
+    if (IsKeyword(text, L"SYSDATE")) {
         *this = GetCurrentDateTime();
         return true;
     }

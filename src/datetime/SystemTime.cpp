@@ -73,11 +73,14 @@ void SplitFileTime(FILETIME const& time, XCDateEx& date, XCTimeEx& clock) noexce
     clock = PackedTime(parts);
 }
 
-void SetVariantDate(VARIANT& value, XCDateEx const& date, XCTimeEx const& time) noexcept
+/// False, and the variant untouched, for a year outside 100 to 9999.
+bool SetVariantDate(VARIANT& value, XCDateEx const& date, XCTimeEx const& time) noexcept
 {
+    if (!date.IsNull() && (!date.IsValid() || date.GetYear() < 100 || date.GetYear() > 9999)) return false;
     bool const any = !date.IsNull() || !time.IsNull();
     V_VT(&value) = any ? VT_DATE : VT_NULL;
     V_DATE(&value) = any ? ToOleDate(date, time) : 0.0;
+    return true;
 }
 
 enum class VariantKind { Date, Null, Other };
@@ -154,9 +157,7 @@ bool XCDateEx::AsFileTime(FILETIME& time) const noexcept
 
 bool XCDateEx::AsVariant(VARIANT& value) const noexcept
 {
-    if (!IsNull() && !IsValid()) return false;
-    SetVariantDate(value, *this, XCTimeEx::null);
-    return true;
+    return SetVariantDate(value, *this, XCTimeEx::null);
 }
 
 bool XCDateEx::FromVariant(VARIANT const& value) noexcept
@@ -204,9 +205,7 @@ bool XCTimeEx::AsFileTime(FILETIME& time) const noexcept
 
 bool XCTimeEx::AsVariant(VARIANT& value) const noexcept
 {
-    if (!IsNull() && !IsValid()) return false;
-    SetVariantDate(value, XCDateEx::null, *this);
-    return true;
+    return (IsNull() || IsValid()) && SetVariantDate(value, XCDateEx::null, *this);
 }
 
 bool XCTimeEx::FromVariant(VARIANT const& value) noexcept
@@ -258,9 +257,7 @@ bool XCDateTimeEx::AsFileTime(FILETIME& time) const noexcept
 
 bool XCDateTimeEx::AsVariant(VARIANT& value, XCTimeZone const& zone) const noexcept
 {
-    if (!IsNull() && !IsValid()) return false;
-    SetVariantDate(value, GetDate(zone), GetTime(zone));
-    return true;
+    return SetVariantDate(value, GetDate(zone), GetTime(zone));
 }
 
 bool XCDateTimeEx::FromVariant(VARIANT const& value, XCTimeZone const& zone) noexcept

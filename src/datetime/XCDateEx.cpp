@@ -165,7 +165,7 @@ XCString XCDateEx::AsString() const
 bool XCDateEx::FromString(XCString const& text, wchar_t const* format)
 {
     SetNull();
-    if (text == L"SYSDATE") {
+    if (IsKeyword(text, L"SYSDATE")) {
         *this = GetCurrentDate(true);
         return true;
     }
@@ -201,6 +201,16 @@ XCDateTime XCDateEx::AsXCDateTime(bool local) const noexcept
 {
     XCTimeZone const& zone = local ? XCDateTimeEx::localTimeZone_ : XCDateTimeEx::utcTimeZone_;
     return XCDateTimeEx(*this, XCTimeEx(0), zone).AsXCDateTime(zone);
+}
+
+XCDateEx::XCDateEx(XCDate const& value) noexcept : XCDateEx(static_cast<int>(value.year()), value.month(), value.day())
+{
+}
+
+XCDate XCDateEx::AsXCDate() const noexcept
+{
+    if (!IsValid() || *this < XCDateEx(1899, 1, 1)) return XCDate();
+    return XCDate(GetDay(), GetMonth(), static_cast<unsigned int>(GetYear()));
 }
 
 bool XCDateEx::FromXCDateTime(XCDateTime const& value, bool local) noexcept

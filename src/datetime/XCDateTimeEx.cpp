@@ -39,8 +39,9 @@ bool Shift(XCDateEx& date, XCTimeEx& time, std::int64_t milliseconds) noexcept
 ShownTime ShownIn(XCDateEx const& date, XCTimeEx const& time, XCTimeZone const& zone) noexcept
 {
     ShownTime shown{date, time, 0};
-    if (zone.IsUTC() || time.IsNull() || !date.IsValid()) return shown;
-    ZoneOffset const offset = OffsetAt(zone, ToEpochMs(date, time));
+    ZoneRecord const* const record = RecordUnlessUTC(zone);
+    if (!record || time.IsNull() || !date.IsValid()) return shown;
+    ZoneOffset const offset = record->OffsetAt(ToEpochMs(date, time), date.GetYear());
     if (Shift(shown.date, shown.time, offset.Ms())) shown.offsetMinutes = offset.minutes;
     return shown;
 }
@@ -125,8 +126,9 @@ bool XCDateTimeEx::SetDateAndTime(XCDateAndTime const& fields) noexcept
 
 void XCDateTimeEx::ConvertToUTC(XCTimeZone const& zone) noexcept
 {
-    if (zone.IsUTC() || m_time.IsNull() || !m_date.IsValid()) return;
-    Shift(m_date, m_time, -OffsetMsOfWall(zone, ToEpochMs(m_date, m_time)));
+    ZoneRecord const* const record = RecordUnlessUTC(zone);
+    if (!record || m_time.IsNull() || !m_date.IsValid()) return;
+    Shift(m_date, m_time, -OffsetOfWall(*record, ToEpochMs(m_date, m_time), m_date.GetYear()).offset.Ms());
 }
 
 void XCDateTimeEx::ConvertFromUTCTo(XCTimeZone const& zone) noexcept
@@ -245,11 +247,11 @@ XCErrorID XCDateTimeEx::FromString(XCString const& text, wchar_t const* format, 
 {
     if (!format) return FromString(text, zone);
     SetNull();
-    if (text == L"SYSDATE") {
+    if (IsKeyword(text, L"SYSDATE")) {
         m_date = XCDateEx::GetCurrentDate(true);
         return XCErrorID::Success;
     }
-    if (text == L"SYSTIME") {
+    if (IsKeyword(text, L"SYSTIME")) {
         m_time = XCTimeEx::GetTheCurrentTime(true);
         return XCErrorID::Success;
     }

@@ -96,7 +96,7 @@ XCString XCTimeEx::AsString() const
 bool XCTimeEx::FromString(XCString const& text, wchar_t const* format)
 {
     SetNull();
-    if (text == L"SYSTIME") {
+    if (IsKeyword(text, L"SYSTIME")) {
         *this = GetTheCurrentTime(true);
         return true;
     }

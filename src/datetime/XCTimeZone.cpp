@@ -49,7 +49,7 @@ ZoneRecord const* FindByName(std::wstring_view name)
     ZoneBook& book = Book();
     std::lock_guard const guard(book.lock);
     for (auto const& record : book.records)
-        if (SameName(record->Data().name, name)) return record.get();
+        if (record->Data().isWhole && SameName(record->Data().name, name)) return record.get();
     for (std::wstring const& known : win32::ReadZoneNames())
         if (SameName(known, name))
             if (auto data = win32::ReadZone(known)) return Keep(book, *std::move(data));

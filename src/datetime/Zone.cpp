@@ -74,44 +74,57 @@ ZoneYear ZoneRecord::Compute(std::int64_t year) const noexcept
     return {newYear - daylight.Ms(), standardAt, daylightAt, {daylight, standard, daylight}};
 }
 
-ZoneYear ZoneRecord::Year(std::int64_t year) const noexcept
+ZoneYear const& ZoneRecord::Year(std::int64_t year, ZoneYear& computed) const noexcept
 {
     std::int64_t const index = year - kFirstYear;
-    return index >= 0 && index < kYears ? m_years[static_cast<std::size_t>(index)] : Compute(year);
+    if (index >= 0 && index < kYears) return m_years[static_cast<std::size_t>(index)];
+    return computed = Compute(year);
 }
 
-ZoneOffset ZoneRecord::OffsetAt(std::int64_t utcMs) const noexcept
+ZoneOffset ZoneRecord::OffsetAt(std::int64_t utcMs, std::int64_t year) const noexcept
 {
-    // The year by UTC is the zone's year too, except for some hours at its ends.
-    std::int64_t const year = CivilOf(kEpochDay + FloorDiv(utcMs, kDayMs)).year;
-    ZoneYear const here = Year(year);
-    if (utcMs < here.start) return Year(year - 1).At(utcMs);
+    ZoneYear computed, computedNext;
+    ZoneYear const& here = Year(year, computed);
+    if (utcMs < here.start) return Year(year - 1, computedNext).At(utcMs);
     constexpr std::int64_t kFarFromItsEnd = 360 * kDayMs;
     if (utcMs - here.start < kFarFromItsEnd) return here.At(utcMs);
-    ZoneYear const next = Year(year + 1);
+    ZoneYear const& next = Year(year + 1, computedNext);
     return utcMs < next.start ? here.At(utcMs) : next.At(utcMs);
 }
 
-ZoneOffset OffsetAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept
+namespace {
+
+std::int64_t YearOf(std::int64_t epochMs) noexcept
 {
-    ZoneRecord const* const record = RecordOf(zone);
-    return record && !record->IsUTC() ? record->OffsetAt(utcMs) : ZoneOffset();
+    return CivilOf(kEpochDay + FloorDiv(epochMs, kDayMs)).year;
 }
 
-WallOffset OffsetOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept
+} // namespace
+
+ZoneOffset OffsetAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept
 {
-    ZoneRecord const* const record = RecordOf(zone);
-    if (!record || record->IsUTC()) return {};
+    ZoneRecord const* const record = RecordUnlessUTC(zone);
+    return record ? record->OffsetAt(utcMs, YearOf(utcMs)) : ZoneOffset();
+}
+
+WallOffset OffsetOfWall(ZoneRecord const& zone, std::int64_t wallMs, std::int64_t year) noexcept
+{
     // No two changes are nearer than a day, and no offset is as large: these two stand before and after a change.
-    ZoneOffset const before = record->OffsetAt(wallMs - kDayMs);
-    ZoneOffset const after = record->OffsetAt(wallMs + kDayMs);
+    ZoneOffset const before = zone.OffsetAt(wallMs - kDayMs, year);
+    ZoneOffset const after = zone.OffsetAt(wallMs + kDayMs, year);
     if (before == after) return {before, XCTimeZone::LocalKind::Unique};
-    bool const readsBefore = record->OffsetAt(wallMs - before.Ms()) == before;
-    bool const readsAfter = record->OffsetAt(wallMs - after.Ms()) == after;
+    bool const readsBefore = zone.OffsetAt(wallMs - before.Ms(), year) == before;
+    bool const readsAfter = zone.OffsetAt(wallMs - after.Ms(), year) == after;
     if (readsBefore && readsAfter && before.minutes != after.minutes) return {before, XCTimeZone::LocalKind::Ambiguous};
     if (readsBefore) return {before, XCTimeZone::LocalKind::Unique};
     if (readsAfter) return {after, XCTimeZone::LocalKind::Unique};
     return {before, XCTimeZone::LocalKind::Skipped};
+}
+
+WallOffset OffsetOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept
+{
+    ZoneRecord const* const record = RecordUnlessUTC(zone);
+    return record ? OffsetOfWall(*record, wallMs, YearOf(wallMs)) : WallOffset();
 }
 
 } // namespace xc::datetime

@@ -38,14 +38,15 @@ public:
 
     [[nodiscard]] win32::ZoneData const& Data() const noexcept { return m_data; }
     [[nodiscard]] bool IsUTC() const noexcept { return m_isUTC; }
-    [[nodiscard]] ZoneOffset OffsetAt(std::int64_t utcMs) const noexcept;
+    /// @param year the year of the instant by any clock: its year in UTC, in the zone, or one that is a day off.
+    [[nodiscard]] ZoneOffset OffsetAt(std::int64_t utcMs, std::int64_t year) const noexcept;
 
 private:
     static constexpr std::int64_t kFirstYear = 1900;
     static constexpr std::int64_t kYears = 300;
 
     [[nodiscard]] ZoneYear Compute(std::int64_t year) const noexcept;
-    [[nodiscard]] ZoneYear Year(std::int64_t year) const noexcept;
+    [[nodiscard]] ZoneYear const& Year(std::int64_t year, ZoneYear& computed) const noexcept;
 
     win32::ZoneData m_data;
     bool m_isUTC;
@@ -55,6 +56,13 @@ private:
 inline ZoneRecord const* RecordOf(XCTimeZone const& zone) noexcept
 {
     return static_cast<ZoneRecord const*>(zone.GetRecord());
+}
+
+/// The zone's record, null for UTC in any form.
+inline ZoneRecord const* RecordUnlessUTC(XCTimeZone const& zone) noexcept
+{
+    ZoneRecord const* const record = RecordOf(zone);
+    return record && !record->IsUTC() ? record : nullptr;
 }
 
 /// The offset in force at an instant, in milliseconds since 1970 UTC.
@@ -69,6 +77,7 @@ struct WallOffset {
     ZoneOffset offset;
     XCTimeZone::LocalKind kind = XCTimeZone::LocalKind::Unique;
 };
+WallOffset OffsetOfWall(ZoneRecord const& zone, std::int64_t wallMs, std::int64_t year) noexcept;
 WallOffset OffsetOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept;
 inline std::int64_t OffsetMsOfWall(XCTimeZone const& zone, std::int64_t wallMs) noexcept
 {

@@ -89,7 +89,7 @@ bool AppendToErrorLog(XCString const& message, XCString const& stack)
     AppendLines(record, message);
     if (!stack.IsNull()) AppendLines(record, L"\n" + stack);
     record += "\r\n";
-    return win32::AppendToFile(path.AsWChar(), record);
+    return win32::AppendToFile(path, record);
 }
 
 } // namespace xc::errors

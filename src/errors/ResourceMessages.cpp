@@ -64,6 +64,16 @@ bool RCMessageSource::IsValid() const
     return true;
 }
 
+bool RCMessageSource::HasMessage(long, long) const
+{
+    return true;
+}
+
+std::vector<long> RCMessageSource::GetLanguageIDs() const
+{
+    return {};
+}
+
 wchar_t const* RCMessageSource::GetDefaultLanguage() const
 {
     return L"enu";
@@ -106,9 +116,9 @@ bool RCStringTableMsgSource::RetrieveMessage(XCString& text, long id, long) cons
     text = xc::win32::LoadStringText(GetModule(), static_cast<unsigned int>(id));
     return !text.IsNull();
 }
-bool RCStringTableMsgSource::HasMessage(long, long) const
+bool RCStringTableMsgSource::IsValid() const
 {
-    return true; // the module's own language, whatever is asked for
+    return !GetLanguageIDs().empty();
 }
 std::vector<long> RCStringTableMsgSource::GetLanguageIDs() const
 {
@@ -132,6 +142,10 @@ bool RCMessageTableSource::RetrieveMessage(XCString& text, long id, long languag
     text = L"Internal Error in RCMessageTableSource::RetrieveMessage";
     std::printf("Error %d from FormatMessage\n", error);
     return false;
+}
+bool RCMessageTableSource::IsValid() const
+{
+    return !GetLanguageIDs().empty();
 }
 bool RCMessageTableSource::HasMessage(long id, long language) const
 {

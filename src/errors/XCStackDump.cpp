@@ -22,7 +22,7 @@ bool IsConstructorOfOurs(std::wstring_view frame) noexcept
 
 XCStackDump::XCStackDump() noexcept : m_count(xc::win32::CaptureStack(m_frames, kMaxFrames, 0)) {}
 
-XCStackDump::XCStackDump(void const* contextRecord, unsigned long seHNumber) noexcept
+XCStackDump::XCStackDump(_CONTEXT const* contextRecord, unsigned long seHNumber) noexcept
     : m_count(contextRecord ? xc::win32::CaptureStackOf(contextRecord, m_frames, kMaxFrames) : 0),
       m_seHNumber(seHNumber), m_startsAtInstruction(true)
 {

@@ -42,7 +42,8 @@ constexpr Unit* PutDigits(Unit* to, unsigned long value, int width) noexcept
 template <class Text>
 void AppendNumber(Text& to, std::uint64_t value)
 {
-    for (wchar_t const digit : Digits(value).View()) to.push_back(static_cast<typename Text::value_type>(digit));
+    Digits const digits(value);
+    for (wchar_t const digit : digits.View()) to.push_back(static_cast<typename Text::value_type>(digit));
 }
 
 } // namespace xc::log

@@ -21,6 +21,7 @@ bool RecordFile::Fail(wchar_t const* what, unsigned long error) noexcept
 {
     m_failures.NoteFile(what, m_path, error);
     m_valid = false;
+    m_lastError = error;
     m_nextTry = win32::CoarseMilliseconds() + kRetryMs;
     return false;
 }
@@ -46,9 +47,9 @@ std::string& RecordFile::BeginRecord() noexcept
 
 void RecordFile::EndRecord(bool writeNow) noexcept
 try {
-    if (m_pending.size() > kMostHeld) return DropRecord(L"No room to hold a record for");
     if (m_rotation) RotateIfDue();
     if ((writeNow || m_pending.size() >= kBlock) && MayTry()) Flush();
+    if (m_pending.size() > kMostHeld) DropRecord(L"No room to hold a record for");
 } catch (std::exception const&) {
     DropRecord(L"No memory for a record for");
 }
@@ -67,7 +68,7 @@ bool RecordFile::Flush() noexcept
     std::size_t const written = m_file.Write(m_pending.data(), m_pending.size(), error);
     m_fileSize += written;
     m_pending.erase(0, written); // the rest of a record that was cut by a full disk follows when there is room
-    m_recordStart = m_pending.size();
+    m_recordStart = written <= m_recordStart ? m_recordStart - written : m_pending.size(); // a begun record stays
     if (m_pending.empty()) return m_valid = true;
     m_file.Close(); // the handle itself may be what fails
     return Fail(L"Cannot write", error);

@@ -41,6 +41,9 @@ public:
     /// Whether the last try to open or write went well.
     [[nodiscard]] bool IsValid() const noexcept { return m_valid; }
 
+    /// The system's error of the last failure.
+    [[nodiscard]] unsigned long LastError() const noexcept { return m_lastError; }
+
     std::string& BeginRecord() noexcept;
     void EndRecord(bool writeNow) noexcept;
     /// Takes back what was appended since BeginRecord.
@@ -66,6 +69,7 @@ private:
     std::uint64_t m_fileSize = 0; ///< found at opening, plus what was written here
     std::uint64_t m_nextTry = 0;
     bool m_valid = true;
+    unsigned long m_lastError = 0;
     std::unique_ptr<Rotation> m_rotation;
     Failures m_failures;
 };

@@ -91,11 +91,19 @@ void AppendJsonTime(std::string& to, win32::WallTime const& t)
 
 } // namespace
 
+void AppendText(std::string& to, std::wstring_view text)
+{
+    constexpr std::size_t kShort = 256;
+    if (text.size() > kShort) return text::AppendUtf8(to, text); // counts first, reserves no more than needed
+    char bytes[text::MaxUtf8Bytes(kShort)];
+    to.append(bytes, text::EncodeUtf8(bytes, text));
+}
+
 void AppendOnOneLine(std::string& to, std::wstring_view text)
 {
     while (!text.empty()) {
         std::size_t const feed = text::FindUnit(text.data(), text.size(), L'\n');
-        text::AppendUtf8(to, text.substr(0, feed));
+        AppendText(to, text.substr(0, feed));
         if (feed == text.size()) return;
         text.remove_prefix(feed + 1);
         to += text.empty() ? "\r\n" : "~";
@@ -129,7 +137,7 @@ void AppendJsonString(std::string& to, std::wstring_view text)
     to.push_back('"');
     for (std::size_t at = 0; at < text.size();) {
         std::size_t const plain = PlainRun(text, at);
-        text::AppendUtf8(to, text.substr(at, plain));
+        AppendText(to, text.substr(at, plain));
         at += plain;
         if (at < text.size()) AppendJsonEscape(to, text[at++]);
     }

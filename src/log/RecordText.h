@@ -11,6 +11,9 @@
 
 namespace xc::log {
 
+/// Appends a text as UTF-8 in one pass.
+void AppendText(std::string& to, std::wstring_view text);
+
 /// Appends a text so that it stays on one line of the file: a line feed with text after it becomes "~", one that ends
 /// the text carriage return and line feed. Everything else, carriage returns included, is kept.
 void AppendOnOneLine(std::string& to, std::wstring_view text);

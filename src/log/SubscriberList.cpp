@@ -10,6 +10,13 @@
 
 namespace xc::log {
 
+namespace {
+
+/// Storage of a delivered text that is kept for the next one.
+constexpr std::size_t kMostKeptUnits = 64 * 1024;
+
+} // namespace
+
 void SubscriberList::Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogStreamBuf const* only)
 {
     if (subscriber.IsNull()) return;
@@ -32,7 +39,7 @@ bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
     std::lock_guard const hold(m_section);
     for (Entry& entry : m_entries)
         if (entry.subscriber == subscriber && subscriber) removed.push_back(std::exchange(entry, {{}, nullptr}));
-    if (!m_current) Compact();
+    if (!m_delivering) Compact();
     RefreshInterest();
     return !removed.empty();
 }
@@ -57,7 +64,7 @@ void SubscriberList::Unregister(XCLogStreamBuf& buffer) noexcept
     std::erase(m_buffers, &buffer);
     for (Entry& entry : m_entries)
         if (entry.only == &buffer) entry = {{}, nullptr};
-    if (!m_current) Compact();
+    if (!m_delivering) Compact();
 }
 
 void SubscriberList::RefreshInterest() noexcept
@@ -88,42 +95,50 @@ void SubscriberList::Compact() noexcept
     std::erase_if(m_entries, [](Entry const& entry) { return entry.subscriber.IsNull(); });
 }
 
-void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, XCString text)
+void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text)
 {
     std::lock_guard const hold(m_section);
-    Record record{&from, level, std::move(text), {}};
-    if (m_current) return Queue(std::move(record));
-    Serve(record);
+    if (m_delivering) return Queue(from, level, text);
+    m_record.from = &from;
+    m_record.level = level;
+    m_record.text.Assign(text);
+    Serve();
     while (!m_queue.empty()) {
-        record = std::move(m_queue.front());
+        m_record = std::move(m_queue.front());
         m_queue.pop_front();
-        Serve(record);
+        Serve();
     }
+    m_record.authors.clear();
+    if (m_record.text.Capacity() > kMostKeptUnits) m_record.text = XCString();
     Compact();
 }
 
-void SubscriberList::Queue(Record record)
+/// A record that the subscriber being served has logged.
+void SubscriberList::Queue(XCLogStreamBuf const& from, int level, std::wstring_view text)
 {
-    record.authors = m_current->authors;
+    Record record{&from, level, XCString(text), m_record.authors};
     if (m_busy) record.authors.push_back(m_busy);
     m_queue.push_back(std::move(record));
 }
 
-void SubscriberList::Serve(Record const& record)
+void SubscriberList::Serve() noexcept
 {
-    m_current = &record;
+    m_delivering = true;
     std::size_t const count = m_entries.size();
     for (std::size_t i = 0; i < count; ++i) {
-        if (m_entries[i].only && m_entries[i].only != record.from) continue;
+        if (m_entries[i].only && m_entries[i].only != m_record.from) continue;
         XCSmartPtr<XCLogSubscriberI> const subscriber = m_entries[i].subscriber; // it may detach itself
-        if (subscriber.IsNull()) continue;
-        if (std::find(record.authors.begin(), record.authors.end(), subscriber.GetPtr()) != record.authors.end())
-            continue;
+        if (subscriber.IsNull() || IsAuthor(subscriber)) continue;
         m_busy = subscriber;
-        Guarded([&] { subscriber->OnChannelFlush(record.from->GetChannelName(), record.level, record.text); });
+        Guarded([&] { subscriber->OnChannelFlush(m_record.from->GetChannelName(), m_record.level, m_record.text); });
         m_busy = nullptr;
     }
-    m_current = nullptr;
+    m_delivering = false;
+}
+
+bool SubscriberList::IsAuthor(XCLogSubscriberI const* subscriber) const noexcept
+{
+    return std::find(m_record.authors.begin(), m_record.authors.end(), subscriber) != m_record.authors.end();
 }
 
 void SubscriberList::FlushSubscribers() noexcept

@@ -35,7 +35,7 @@ public:
     void RefreshInterest() noexcept;
     void SetLevel(XCLogStreamBuf& buffer, int level) noexcept;
 
-    void Deliver(XCLogStreamBuf const& from, int level, XCString text);
+    void Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text);
     /// Asks each subscriber to write out what it holds.
     void FlushSubscribers() noexcept;
 
@@ -47,24 +47,26 @@ private:
         XCLogStreamBuf const* only;
     };
     struct Record {
-        XCLogStreamBuf const* from;
-        int level;
+        XCLogStreamBuf const* from = nullptr;
+        int level = 0;
         XCString text;
         std::vector<XCLogSubscriberI const*> authors; ///< whose OnFlush brought it about
     };
 
-    void Serve(Record const& record);
+    void Serve() noexcept;
     template <class Call>
     void Guarded(Call const& call) noexcept;
+    [[nodiscard]] bool IsAuthor(XCLogSubscriberI const* subscriber) const noexcept;
     void Refresh(XCLogStreamBuf& buffer) noexcept;
     void Compact() noexcept;
-    void Queue(Record record);
+    void Queue(XCLogStreamBuf const& from, int level, std::wstring_view text);
 
     mutable XCCriticalSection m_section;
     std::vector<Entry> m_entries;
     std::vector<XCLogStreamBuf*> m_buffers;
     std::deque<Record> m_queue;
-    Record const* m_current = nullptr;        ///< the record being served; null outside a delivery
+    Record m_record; ///< the one being served; keeps its storage for the next
+    bool m_delivering = false;
     XCLogSubscriberI const* m_busy = nullptr; ///< the subscriber being served
     Failures m_failures;
 };

@@ -102,7 +102,7 @@ XCString DescribeTraceSubjects(int mask)
     return names;
 }
 
-XCString TraceFileName(std::wstring_view modulePath, unsigned long process)
+XCString BuildFileName(std::wstring_view modulePath, unsigned long process)
 {
     std::wstring_view name = modulePath.substr(0, kModulePathUnits);
     name = name.substr(0, name.rfind(L'.'));

@@ -21,6 +21,6 @@ TraceSubjects ParseTraceSubjects(std::wstring_view list);
 XCString DescribeTraceSubjects(int mask);
 
 /// "<program>__<process>.log": the path cut at its last '.', from after its last '\' on; "unknown" without a path.
-XCString TraceFileName(std::wstring_view modulePath, unsigned long process);
+XCString BuildFileName(std::wstring_view modulePath, unsigned long process);
 
 } // namespace xc::log

@@ -28,10 +28,20 @@ void XCDualLogStreamBuf::OnEOL()
 XCDualLogStreamBuf::int_type XCDualLogStreamBuf::overflow(int_type unit)
 {
     if (traits_type::eq_int_type(unit, traits_type::eof())) return traits_type::not_eof(unit);
-    wchar_t const one = traits_type::to_char_type(unit);
-    OnChar(one);
-    if (one == L'\n') OnEOL();
+    PassOn(traits_type::to_char_type(unit));
     return unit;
+}
+
+std::streamsize XCDualLogStreamBuf::xsputn(wchar_t const* text, std::streamsize count)
+{
+    for (std::streamsize i = 0; i < count; ++i) PassOn(text[i]);
+    return count;
+}
+
+void XCDualLogStreamBuf::PassOn(wchar_t unit)
+{
+    OnChar(unit);
+    if (unit == L'\n') OnEOL();
 }
 
 int XCDualLogStreamBuf::sync()

@@ -1,6 +1,7 @@
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCSync.h>
 
+#include "errors/CoreError.h"
 #include "log/RecordFile.h"
 #include "log/RecordText.h"
 #include "log/SecondStamp.h"
@@ -17,9 +18,6 @@ namespace {
 
 /// The buffer of LogArgList, with its terminator.
 constexpr std::size_t kFormatUnits = 16384;
-/// The code of XCLogFile::Open's error.
-constexpr long kErrLogFileOpen = 700;
-
 /// Cuts a text to at most `limit` units, never inside a surrogate pair.
 std::size_t CutTo(wchar_t const* text, std::size_t length, std::size_t limit) noexcept
 {
@@ -101,7 +99,7 @@ XCErrorID XCLogFile::Open(XCString const& path)
     m_data->file.SetTarget(std::wstring(path.View()), xc::log::RecordFile::Start::Append);
     m_data->opened = m_data->file.Open();
     if (m_data->opened) return {};
-    return XCSmartPtr<XCErrorString>(new XCErrorString(m_data->file.GetFailures().Last(), xc::log::kErrLogFileOpen));
+    return xc::errors::MakeCoreError(XCErrLogCannotOpen, path, static_cast<long>(m_data->file.LastError()));
 }
 
 bool XCLogFile::IsOpen() const

@@ -10,6 +10,8 @@ namespace {
 
 /// Text that is never flushed is delivered when it has grown to this.
 constexpr std::size_t kMostPendingUnits = 4 * 1024 * 1024;
+/// Storage of a delivered text that is kept for the next one.
+constexpr std::size_t kMostKeptUnits = 64 * 1024;
 
 } // namespace
 
@@ -54,8 +56,7 @@ std::streamsize XCLogStreamBuf::xsputn(wchar_t const* text, std::streamsize coun
 
 int XCLogStreamBuf::sync()
 {
-    Pending taken;
-    if (HasPending() && TakePending(xc::win32::ThreadId(), taken)) Deliver(taken.level, taken.text.View());
+    if (HasPending()) FlushThread(xc::win32::ThreadId());
     return 0;
 }
 
@@ -94,7 +95,6 @@ bool XCLogStreamBuf::TakePending(unsigned long thread, Pending& taken) noexcept
     for (Pending& pending : m_pending) {
         if (pending.thread != thread) continue;
         taken = std::move(pending);
-        pending.text = XCString();
         pending.thread = 0;
         --m_pendingCount;
         return true;
@@ -102,9 +102,22 @@ bool XCLogStreamBuf::TakePending(unsigned long thread, Pending& taken) noexcept
     return false;
 }
 
+/// Delivers what a thread has pending. The section is not held meanwhile, and the storage is kept for the next text.
+void XCLogStreamBuf::FlushThread(unsigned long thread) noexcept
+{
+    Pending taken;
+    if (!TakePending(thread, taken)) return;
+    Deliver(taken.level, taken.text.View());
+    if (taken.text.Capacity() > kMostKeptUnits) return;
+    taken.text.Assign(L"", 0, 1);
+    std::lock_guard const hold(m_section);
+    for (Pending& pending : m_pending)
+        if (pending.thread == 0) std::swap(pending.text, taken.text);
+}
+
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text) noexcept
 try {
-    m_subscribers->Deliver(*this, level, XCString(text));
+    m_subscribers->Deliver(*this, level, text);
 } catch (std::exception const&) {
     m_subscribers->GetFailures().Note(XCString());
 }
@@ -118,9 +131,8 @@ void XCLogStreamBuf::FlushAll() noexcept
             for (Pending const& pending : m_pending)
                 if (pending.thread != 0) thread = pending.thread;
         }
-        Pending taken;
         if (thread == 0) return;
-        if (TakePending(thread, taken)) Deliver(taken.level, taken.text.View());
+        FlushThread(thread);
     }
 }
 

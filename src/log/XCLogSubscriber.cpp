@@ -37,14 +37,14 @@ namespace {
 /// The block in its layout, as bytes.
 void AppendBlock(std::string& to, XCLogLayout layout, XCString const& channel, int level, XCString const& text)
 {
-    if (layout == XCLogLayout::AsIs) return text::AppendUtf8(to, text.View());
+    if (layout == XCLogLayout::AsIs) return AppendText(to, text.View());
     std::wstring_view const body = WithoutLineEnd(text.View());
     if (layout == XCLogLayout::Json)
         return AppendJsonRecord(to,
                                 {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(), body});
-    text::AppendUtf8(to, EscapeControls(body).View());
+    AppendText(to, EscapeControls(body).View());
     std::wstring_view const end = text.View().substr(body.size());
-    text::AppendUtf8(to, end.empty() ? std::wstring_view(L"\n") : end);
+    AppendText(to, end.empty() ? std::wstring_view(L"\n") : end);
 }
 
 } // namespace

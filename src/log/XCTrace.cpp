@@ -77,8 +77,8 @@ public:
 
     XCCriticalSection section;
 
-    /// Reads the environment, once. What is marked as set is left alone.
-    void InitTracing();
+    /// Reads the environment, once, or again when forced. What is marked as set is left alone.
+    void InitTracing(bool force = false);
     /// A setting made by a call: marked before the environment is read, so that the call wins.
     template <class Set>
     bool Configure(bool TraceState::*done, Set const& set)
@@ -141,9 +141,9 @@ std::optional<XCString> Setting(wchar_t const* variable)
 
 } // namespace
 
-void TraceState::InitTracing()
+void TraceState::InitTracing(bool force)
 {
-    if (InitTracingDone) return;
+    if (InitTracingDone && !force) return;
     InitTracingDone = true;
     if (auto const level = Setting(L"XC_TRACE_LEVEL"); level && !InitTraceLevelDone) SetLevel(level->AsInt());
     if (auto const delim = Setting(L"XC_TRACE_DELIM"); delim && !InitTraceDelimDone) SetDelim(delim->AsInt());
@@ -190,7 +190,7 @@ bool TraceState::SetSubjects(std::wstring_view list)
 bool TraceState::BuildFolderName(std::wstring& folder) const
 {
     folder = CurrTraceFolderName.View();
-    if (folder.empty()) folder = win32::TempFolder();
+    if (folder.empty()) folder = win32::GetTempFolder();
     if (folder.empty()) {
         TellConsole(L"Cannot determine folder");
         return false;
@@ -207,7 +207,7 @@ bool TraceState::OpenTraceFile()
     std::wstring path;
     bool const haveFolder = BuildFolderName(path);
     if (!path.empty() && !IsSeparator(path.back())) path.push_back(kSeparator);
-    path.append(TraceFileName(win32::LongPath(win32::ModulePath()), win32::ProcessId()).View());
+    path.append(BuildFileName(win32::LongPath(win32::ModulePath()), win32::ProcessId()).View());
     m_file.SetTarget(std::move(path), RecordFile::Start::Append); // kept: it is tried again when records come
     if (m_file.Open()) return true;
     if (haveFolder) TellConsole(L"Cannot open trace file");
@@ -318,6 +318,13 @@ bool XCTrace::SetTraceSubjects(wchar_t const* subjects)
     TraceState& state = TraceState::Get();
     return state.Configure(&TraceState::InitTraceSubjectsDone,
                            [&] { return state.SetSubjects(subjects ? subjects : L""); });
+}
+
+void XCTrace::InitTracing(bool force)
+{
+    TraceState& state = TraceState::Get();
+    std::lock_guard const hold(state.section);
+    state.InitTracing(force);
 }
 
 bool XCTrace::IsTracingEnabled()

@@ -7,8 +7,13 @@
 #include <bit>
 #include <immintrin.h>
 
-// TextLength reads whole aligned blocks, which never leave the page that holds the terminator.
-#define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize_address))
+// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. What lies beside the
+// text in a block is read but never looked at: the sanitizers are told so.
+#if defined(__GNUC__)
+#define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize("address", "thread")))
+#else
+#define XC_READS_WHOLE_BLOCKS
+#endif
 
 namespace xc::text {
 

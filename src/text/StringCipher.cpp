@@ -32,20 +32,20 @@ constexpr std::wstring_view kLetters = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklm
 
 /// A block that is initialised before any code runs and never freed: its share count is one above its owners.
 template <std::size_t N>
-struct ConstantBlock {
+struct TextBlock {
     XCString::DataDef header;
     wchar_t text[N];
 };
 template <std::size_t N>
-constexpr ConstantBlock<N> MakeBlock(wchar_t const (&text)[N])
+constexpr TextBlock<N> MakeBlock(wchar_t const (&text)[N])
 {
-    ConstantBlock<N> block{{N - 1, 1, N - 1}, {}};
+    TextBlock<N> block{{N - 1, 1, N - 1}, {}};
     for (std::size_t i = 0; i < N; ++i) block.text[i] = text[i];
     return block;
 }
-constinit ConstantBlock<12> defaultSeed = MakeBlock(L"XelbrinCore");
-constinit ConstantBlock<6> suffix = MakeBlock(L"*XC1*");
-static_assert(offsetof(ConstantBlock<6>, text) == sizeof(XCString::DataDef));
+constinit TextBlock<12> defaultSeed = MakeBlock(L"XelbrinCore");
+constinit TextBlock<6> suffix = MakeBlock(L"*XC1*");
+static_assert(offsetof(TextBlock<6>, text) == sizeof(XCString::DataDef));
 
 void AppendLetters(XCString& out, ByteVector const& bytes)
 {
@@ -108,8 +108,8 @@ Array ArrayAt(ByteVector const& bytes, std::size_t at) noexcept
 
 } // namespace xc::text
 
-constinit XCString const XCString::cryptDefaultSeed(&xc::text::defaultSeed.header);
-constinit XCString const XCString::cryptSuffix(&xc::text::suffix.header);
+constinit XCString const XCString::cryptDefaultSeed(ConstantBlock{}, &xc::text::defaultSeed.header);
+constinit XCString const XCString::cryptSuffix(ConstantBlock{}, &xc::text::suffix.header);
 
 bool XCString::Encrypt(XCString const& seed)
 {

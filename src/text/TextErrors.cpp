@@ -1,39 +1,42 @@
 #include "text/TextErrors.h"
 
+#include "errors/CoreError.h"
 #include "text/Units.h"
 
-#include <XelbrinCore/XCError.h>
+#include <algorithm>
+#include <cstdint>
 
 namespace xc::text {
 
 namespace {
 
-XCErrorID MakeError(long code, XCString text)
+/// A position as the parameter of an error; far ones stay at the largest number that it holds.
+long PositionParameter(std::size_t position) noexcept
 {
-    return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(std::move(text), code)));
+    return static_cast<long>(std::min<std::size_t>(position, INT32_MAX));
 }
 
 } // namespace
 
 XCErrorID MalformedText(std::size_t position)
 {
-    return MakeError(XCErrMalformedText, XCString().Format(L"malformed text at byte %I64u", std::uint64_t{position}));
+    return errors::MakeCoreError(XCErrMalformedText, PositionParameter(position));
 }
 
 XCErrorID UnmappableUnit(wchar_t unit, std::size_t position)
 {
-    return MakeError(XCErrUnmappableUnit, XCString().Format(L"the encoding cannot hold U+%04X at position %I64u",
-                                                            ToUint(unit), std::uint64_t{position}));
+    return errors::MakeCoreError(XCErrUnmappableUnit, XCString().Format(L"U+%04X", ToUint(unit)),
+                                 PositionParameter(position));
 }
 
 XCErrorID UnknownCodePage(unsigned int codePage)
 {
-    return MakeError(XCErrUnknownCodePage, XCString().Format(L"code page %u is not known or not strict", codePage));
+    return errors::MakeCoreError(XCErrUnknownCodePage, XCString().Format(L"%u", codePage));
 }
 
 XCErrorID NoConverter()
 {
-    return MakeError(XCErrNoConverter, XCString(L"no string converter given"));
+    return errors::MakeCoreError(XCErrNoConverter);
 }
 
 } // namespace xc::text

@@ -4,7 +4,6 @@
 #include "text/Units.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <emmintrin.h>
 
@@ -107,6 +106,19 @@ inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint
     return code < 0x10000 || code > 0x10FFFF ? 0 : 4;
 }
 
+/// The same for sequences of two and three bytes, the common ones, by one look at four bytes; 0 for any other.
+inline std::size_t ReadShortSequence(char const* bytes, std::uint32_t& code) noexcept
+{
+    std::uint32_t four = 0;
+    std::memcpy(&four, bytes, sizeof four);
+    if ((four & 0xC0C0F0) == 0x8080E0) {
+        code = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
+        return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
+    }
+    code = (four & 0x1F) << 6 | (four >> 8 & 0x3F);
+    return (four & 0xC0E0) == 0x80C0 && code >= 0x80 ? 2 : 0;
+}
+
 wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
 {
     if (code < 0x10000) {
@@ -151,13 +163,19 @@ std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
 
 namespace {
 
-/// How many of eight units are at least `least`.
-std::size_t CountFrom(__m128i block, short least) noexcept
+/// Sums of eight lanes of small counts.
+std::size_t SumLanes(__m128i lanes) noexcept
 {
-    // Saturated, units below become 0; there is no unsigned comparison.
-    __m128i const below =
-        _mm_cmpeq_epi16(_mm_subs_epu16(block, _mm_set1_epi16(static_cast<short>(least - 1))), _mm_setzero_si128());
-    return 8 - static_cast<std::size_t>(std::popcount(static_cast<unsigned int>(_mm_movemask_epi8(below)))) / 2;
+    __m128i sums = _mm_madd_epi16(lanes, _mm_set1_epi16(1));
+    sums = _mm_add_epi32(sums, _mm_shuffle_epi32(sums, _MM_SHUFFLE(1, 0, 3, 2)));
+    sums = _mm_add_epi32(sums, _mm_shuffle_epi32(sums, _MM_SHUFFLE(2, 3, 0, 1)));
+    return static_cast<std::size_t>(_mm_cvtsi128_si32(sums));
+}
+
+/// -1 in each lane whose unit is at most `most`. (Saturated, such units become 0; there is no unsigned comparison.)
+__m128i AtMost(__m128i block, short most) noexcept
+{
+    return _mm_cmpeq_epi16(_mm_subs_epu16(block, _mm_set1_epi16(most)), _mm_setzero_si128());
 }
 
 bool HasSurrogate(__m128i block) noexcept
@@ -174,11 +192,16 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 {
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < text.size();) {
-        for (; text.size() - i >= kUnitBlock; i += kUnitBlock) {
+        // Three bytes a unit, but one less where 07FF is enough and again where 007F is.
+        __m128i saved = _mm_setzero_si128();
+        std::size_t const begin = i;
+        std::size_t const stop = std::min(text.size(), begin + kUnitBlock * 0x3FFF); // the lanes hold that many
+        for (; stop - i >= kUnitBlock; i += kUnitBlock) {
             __m128i const block = LoadBlock(text.data() + i);
             if (HasSurrogate(block)) break;
-            bytes += kUnitBlock + CountFrom(block, 0x80) + CountFrom(block, 0x800);
+            saved = _mm_sub_epi16(saved, _mm_add_epi16(AtMost(block, 0x7F), AtMost(block, 0x7FF)));
         }
+        bytes += (i - begin) * 3 - SumLanes(saved);
         for (std::size_t const end = std::min(text.size(), i + kUnitBlock); i < end;) {
             std::uint32_t const unit = ToUint(text[i]);
             if ((unit & 0xF800) == 0xD800) {
@@ -195,8 +218,12 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 void AppendUtf8(std::string& out, std::wstring_view text)
 {
     std::size_t const old = out.size();
-    out.resize(old + CountUtf8Bytes(text));
-    EncodeUtf8(out.data() + old, text);
+    out.resize(old + text.size()); // right when all is ASCII, which the first run tells
+    std::size_t const run = NarrowAsciiRun(out.data() + old, text.data(), text.size());
+    if (run == text.size()) return;
+    text.remove_prefix(run);
+    out.resize(old + run + CountUtf8Bytes(text));
+    EncodeUtf8(out.data() + old + run, text);
 }
 
 std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
@@ -217,17 +244,19 @@ std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
 std::size_t CountUtf16Units(std::string_view bytes) noexcept
 {
     // Every byte but the tails starts a character; those of four bytes need two units.
-    std::size_t units = 0;
     std::size_t i = 0;
+    __m128i sums = _mm_setzero_si128();
     __m128i const lastTail = _mm_set1_epi8(static_cast<char>(0xBF));
-    __m128i const lastLead3 = _mm_set1_epi8(static_cast<char>(0xEF - 0x100));
+    __m128i const lastLead3 = _mm_set1_epi8(static_cast<char>(0xEF));
     for (; bytes.size() - i >= kBlock; i += kBlock) {
         __m128i const block = LoadBlock(bytes.data() + i);
-        auto const starts = static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpgt_epi8(block, lastTail)));
-        auto const above = static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpgt_epi8(block, lastLead3)));
-        auto const ascii = ~static_cast<unsigned int>(_mm_movemask_epi8(block)) & 0xFFFF;
-        units += static_cast<unsigned int>(std::popcount(starts) + std::popcount(above & ~ascii));
+        __m128i const starts = _mm_cmpgt_epi8(block, lastTail);
+        __m128i const four =
+            _mm_and_si128(_mm_cmpgt_epi8(block, lastLead3), _mm_cmplt_epi8(block, _mm_setzero_si128()));
+        __m128i const counts = _mm_sub_epi8(_mm_setzero_si128(), _mm_add_epi8(starts, four));
+        sums = _mm_add_epi64(sums, _mm_sad_epu8(counts, _mm_setzero_si128()));
     }
+    auto units = static_cast<std::size_t>(_mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
     for (; i < bytes.size(); ++i) {
         unsigned char const byte = ByteAt(bytes, i);
         units += (IsTail(byte) ? 0u : 1u) + (byte >= 0xF0 ? 1u : 0u);
@@ -246,6 +275,11 @@ std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) 
         i += run;
         std::size_t length = 1;
         for (std::uint32_t code = 0; i < n && ByteAt(bytes, i) >= 0x80; i += length) {
+            length = n - i >= 4 ? ReadShortSequence(bytes.data() + i, code) : 0;
+            if (length != 0) {
+                *at++ = static_cast<wchar_t>(code);
+                continue;
+            }
             length = ReadSequence(bytes, i, code);
             if (length == 0) break;
             at = PutCodePoint(at, code);
@@ -282,6 +316,33 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
         bytes.remove_prefix(used);
     }
     return units;
+}
+
+void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
+{
+    std::size_t i = 0;
+    __m128i const zero = _mm_setzero_si128();
+    for (; bytes.size() - i >= kBlock; i += kBlock) {
+        __m128i const block = LoadBlock(bytes.data() + i);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(block, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + kBlock / 2), _mm_unpackhi_epi8(block, zero));
+    }
+    for (; i < bytes.size(); ++i) out[i] = static_cast<wchar_t>(ByteAt(bytes, i));
+}
+
+std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept
+{
+    std::size_t i = 0;
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF00));
+    for (; text.size() - i >= kBlock; i += kBlock) {
+        __m128i const a = LoadBlock(text.data() + i);
+        __m128i const b = LoadBlock(text.data() + i + kBlock / 2);
+        __m128i const rest = _mm_and_si128(_mm_or_si128(a, b), high);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));
+    }
+    for (; i < text.size() && ToUint(text[i]) <= 0xFF; ++i) out[i] = static_cast<char>(text[i]);
+    return i;
 }
 
 } // namespace xc::text

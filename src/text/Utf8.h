@@ -17,7 +17,7 @@ constexpr std::size_t MaxUtf8Bytes(std::size_t units) noexcept
 
 // To UTF-8, never failing: an unpaired surrogate becomes U+FFFD ("EF BF BD") ------------------------------------
 
-/// Appends the text. Cost: one pass to count, one to write.
+/// Appends the text. Cost: one pass to write; from the first unit beyond ASCII on, one more to count.
 void AppendUtf8(std::string& out, std::wstring_view text);
 /// Writes into a buffer of at least MaxUtf8Bytes(text.size()) bytes; returns the count of bytes written.
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept;
@@ -39,5 +39,12 @@ std::size_t CountUtf16Units(std::string_view bytes) noexcept;
 /// Decodes into a buffer of at least bytes.size() units; a byte that is no UTF-8 becomes the unit of its value.
 /// Returns the count of units.
 std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept;
+
+// Bytes that are units of their own (Latin-1) -------------------------------------------------------------------
+
+/// Writes a unit for each byte, its value.
+void WidenBytes(wchar_t* out, std::string_view bytes) noexcept;
+/// Writes a byte for each unit up to the first one above 00FF; returns how many.
+std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept;
 
 } // namespace xc::text

@@ -44,8 +44,7 @@ XCErrorID XCLatin1Converter::ToUnicode(XCString& result, std::string_view bytes)
     XCString text;
     if (!bytes.empty()) {
         text.Reserve(bytes.size() + 1);
-        std::transform(bytes.begin(), bytes.end(), xc::text::StringAccess::Units(text),
-                       [](char byte) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)); });
+        xc::text::WidenBytes(xc::text::StringAccess::Units(text), bytes);
         xc::text::StringAccess::SetLength(text, bytes.size());
     }
     result.Swap(text);
@@ -55,15 +54,8 @@ XCErrorID XCLatin1Converter::ToUnicode(XCString& result, std::string_view bytes)
 XCErrorID XCLatin1Converter::FromUnicode(std::string& result, std::wstring_view text) const
 {
     std::string bytes(text.size(), '\0');
-    std::uint32_t all = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        all |= ToUint(text[i]);
-        bytes[i] = static_cast<char>(text[i]);
-    }
-    if (all > 0xFF) {
-        auto const foreign = std::find_if(text.begin(), text.end(), [](wchar_t unit) { return ToUint(unit) > 0xFF; });
-        return UnmappableUnit(*foreign, static_cast<std::size_t>(foreign - text.begin()));
-    }
+    std::size_t const written = xc::text::NarrowUnits(bytes.data(), text);
+    if (written < text.size()) return UnmappableUnit(text[written], written);
     result.swap(bytes);
     return XCErrorID::Success;
 }

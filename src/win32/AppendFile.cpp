@@ -97,7 +97,7 @@ unsigned long MakeFolder(std::wstring const& path)
     return error == ERROR_ALREADY_EXISTS ? 0 : error; // another process was faster
 }
 
-std::wstring TempFolder()
+std::wstring GetTempFolder()
 {
     std::wstring folder(260, L'\0');
     for (;;) {

@@ -42,7 +42,7 @@ unsigned long RemoveFile(std::wstring const& path) noexcept;
 /// Creates a folder and the folders above it. 0 also when it is there already, else the number of the system's error.
 unsigned long MakeFolder(std::wstring const& path);
 /// The folder for temporary files, without a separator at its end; empty when there is none.
-std::wstring TempFolder();
+std::wstring GetTempFolder();
 
 /// The path with every short (8.3) name in it made long; the path itself when that cannot be had.
 std::wstring LongPath(std::wstring const& path);

@@ -6,8 +6,8 @@
 
 namespace xc::win32 {
 
-/// Appends the bytes in one write, creating the file when it is missing. False: not, or not all of it.
-bool AppendToFile(wchar_t const* path, std::string_view bytes) noexcept;
+/// Appends the bytes in one write, whoever else appends, creating the file when it is missing. False: not, or not all of it.
+bool AppendToFile(std::wstring const& path, std::string_view bytes);
 
 bool IsDirectory(std::wstring const& path) noexcept;
 

@@ -3,6 +3,7 @@
 #include "win32/UniqueHandle.h"
 
 #include <algorithm>
+#include <vector>
 #include <windows.h>
 
 namespace xc::win32 {
@@ -35,21 +36,42 @@ public:
         return ::CloseHandle(file) ? 0 : LastError();
     }
     unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override;
-    void Remove(std::wstring const& temporary) noexcept override { ::DeleteFileW(temporary.c_str()); }
+    void Remove(std::wstring const& temporary) noexcept override
+    {
+        ::SetFileAttributesW(temporary.c_str(), FILE_ATTRIBUTE_NORMAL);
+        ::DeleteFileW(temporary.c_str());
+    }
 
 private:
     UniqueFile m_file;
 };
 
+/// Who may do what with the file, as a security descriptor; empty when there is none to be had.
+std::vector<unsigned char> AccessRights(std::wstring const& path)
+{
+    DWORD size = 0;
+    ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+    std::vector<unsigned char> rights(size);
+    bool const known =
+        size != 0 && ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, rights.data(), size, &size);
+    if (!known) rights.clear();
+    return rights;
+}
+
 unsigned long SystemSteps::Create(std::wstring const& target, std::wstring& temporary)
 {
     // The process owns names with its number; a file left by a crashed one of the same number is stepped over.
-    std::wstring const stem = SystemPath(target) + L"." + std::to_wstring(::GetCurrentProcessId()) + L"-";
+    std::wstring const path = SystemPath(target);
+    DWORD const attributes = ::GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) return ERROR_ACCESS_DENIED;
+    std::vector<unsigned char> rights = AccessRights(path);
+    SECURITY_ATTRIBUTES security{sizeof security, rights.empty() ? nullptr : rights.data(), FALSE};
+    std::wstring const stem = path + L"." + std::to_wstring(::GetCurrentProcessId()) + L"-";
     constexpr unsigned int kMostTries = 1000;
     for (unsigned int i = 0; i < kMostTries; ++i) {
         temporary = stem + std::to_wstring(i) + L".tmp";
         m_file.Reset(
-            ::CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+            ::CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, &security, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (m_file) return 0;
         unsigned long const error = LastError();
         if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) return error;
@@ -69,24 +91,22 @@ unsigned long SystemSteps::Write(std::string_view bytes)
     return 0;
 }
 
-/// Replacing keeps the target's access rights and attributes; a target that does not exist is renamed into place.
-unsigned long ReplaceOnce(wchar_t const* temporary, wchar_t const* target)
-{
-    if (::ReplaceFileW(target, temporary, nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr)) return 0;
-    unsigned long const error = LastError();
-    if (error != ERROR_FILE_NOT_FOUND) return error;
-    return ::MoveFileExW(temporary, target, MOVEFILE_WRITE_THROUGH) ? 0 : LastError();
-}
-
 unsigned long SystemSteps::Replace(std::wstring const& temporary, std::wstring const& target)
 {
-    // Virus scanners and indexers open fresh files for a moment: those are waited for.
+    std::wstring const path = SystemPath(target);
+    DWORD const attributes = ::GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES) // hidden, not indexed and the like stay
+        ::SetFileAttributesW(temporary.c_str(), attributes);
+
+    // A rename that replaces is the one call that never leaves the name without a file. Virus scanners and indexers
+    // open fresh files for a moment: those are waited for.
     constexpr int kTries = 5;
     constexpr DWORD kPause = 20; // milliseconds
-    std::wstring const path = SystemPath(target);
     for (int i = 1;; ++i) {
-        unsigned long const error = ReplaceOnce(temporary.c_str(), path.c_str());
-        bool const inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_UNABLE_TO_REMOVE_REPLACED;
+        if (::MoveFileExW(temporary.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+            return 0;
+        unsigned long const error = LastError();
+        bool const inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
         if (!inUse || i == kTries) return error;
         ::Sleep(kPause);
     }

@@ -80,7 +80,7 @@ std::vector<long> ResourceLanguages(void* module, ResourceKind kind)
     LPCWSTR const type = kind == ResourceKind::StringTable ? RT_STRING : RT_MESSAGETABLE;
     Languages languages;
     LONG_PTR const self = reinterpret_cast<LONG_PTR>(&languages);
-    if (module) {
+    if (module || kind == ResourceKind::StringTable) {
         ::EnumResourceNamesW(static_cast<HMODULE>(module), type, Languages::OnName, self);
     } else { // in which of its base libraries the system keeps its messages depends on the release
         for (LPCWSTR const name : {L"kernel32.dll", L"kernelbase.dll", L"ntdll.dll"})

@@ -15,10 +15,10 @@ bool LoadMessage(std::wstring& text, void* module, unsigned long id, unsigned lo
 /// Whether LoadMessage would succeed.
 bool HasMessage(void* module, unsigned long id, unsigned long language) noexcept;
 
-/// A text of the module's string table, cut to 499 units. Empty: there is none.
+/// A text of the module's string table (null: of the program's), cut to 499 units. Empty: there is none.
 std::wstring LoadStringText(void* module, unsigned int id);
 
-/// The languages in which the module has resources of the kind.
+/// The languages in which the module has resources of the kind; null as above.
 std::vector<long> ResourceLanguages(void* module, ResourceKind kind);
 
 } // namespace xc::win32

@@ -115,6 +115,7 @@ ZoneData ReadLocalZone()
         if (auto zone = ReadZone(now.TimeZoneKeyName)) return *std::move(zone);
     // A zone without a name, or one whose yearly rules are switched off: what the system says now holds for all years.
     ZoneData data;
+    data.isWhole = false;
     data.name = now.TimeZoneKeyName;
     data.standardName = now.StandardName;
     data.daylightName = now.DaylightName;

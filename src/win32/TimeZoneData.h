@@ -37,6 +37,7 @@ struct ZoneData {
     ZoneRules rules; ///< of years without rules of their own
     std::int32_t firstYear = 0;
     std::vector<ZoneRules> years; ///< from firstYear on; the first and the last hold for all before and after them
+    bool isWhole = true;          ///< what the name stands for; false: the system's rules of this moment alone
 
     friend bool operator==(ZoneData const&, ZoneData const&) = default;
 };

@@ -166,11 +166,8 @@ bool IsFree(XCConfigFile const& file)
 {
     bool free = false;
     std::thread([&] {
-        std::thread probe([&] {
-            XCConfigLock const lock(file);
-            free = true;
-        });
-        probe.join();
+        XCConfigLock const lock(file);
+        free = true;
     }).join();
     return free;
 }

@@ -1,12 +1,21 @@
-#include <XelbrinCore/XCString.h>
+// A program outside the tree: uses inline code, exported code and exported constants of the installed library.
+#include <XelbrinCore/XelbrinCore.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 int main()
 {
-    XCString line(L"outside: text ");
-    line += static_cast<wchar_t>(L'0' + XC_VERSION_MAJOR);
-    line += L".0";
-    for (wchar_t const unit : line) std::putchar(static_cast<char>(unit));
-    return line.AsInt() == 0 ? 0 : 1;
+    std::vector<XCString> const arguments{L"text", L"outside"};
+    XCString line;
+    line.Format(L"%ls %d.%d", XCPrintf(L"%1:s: %0:s", arguments).AsWChar(), XC_VERSION_MAJOR, XC_VERSION_MINOR);
+    // std::max takes references: the constants need a place in the library.
+    if (std::max(XCString::npos, XCString::kMaxLength) != line.Find(L'#')) return 1;
+    try {
+        throw XCException(line);
+    } catch (std::exception const& e) {
+        std::puts(e.what());
+    }
+    return 0;
 }

@@ -87,7 +87,7 @@ TEST(SystemTimes, Variants)
     EXPECT_TRUE(read.FromVariant(value) && read.IsNull());
     value.vt = VT_I4;
     EXPECT_FALSE(read.FromVariant(value) || XCDateEx().FromVariant(value) || XCTimeEx().FromVariant(value));
-    EXPECT_FALSE(XCDateEx(2009, 2, 30).AsVariant(value));
+    EXPECT_FALSE(XCDateEx(2009, 2, 30).AsVariant(value) || XCDateEx(99, 1, 1).AsVariant(value));
     EXPECT_TRUE(XCTimeEx(6, 0, 0).AsVariant(value) && value.date == 0.25);
     EXPECT_TRUE(XCDateTimeEx(1899, 12, 29, 6, 0, 0, 0, XCTimeZone()).AsVariant(value, XCTimeZone()) &&
                 value.date == -1.25);
@@ -109,7 +109,8 @@ TEST(SystemTimes, Zones)
     }
 }
 
-// What the system itself shows for this process's zone, through two centuries of its rules.
+// What the system itself shows for this process's zone. (Its data start with 2000; for the years before them this
+// library goes on with the first ones, while the system's call may answer with those of today.)
 TEST(LocalZone, AgreesWithTheSystem)
 {
     DYNAMIC_TIME_ZONE_INFORMATION zone{};
@@ -118,7 +119,7 @@ TEST(LocalZone, AgreesWithTheSystem)
     EXPECT_STREQ(XCTimeZone::Local().GetName().AsWChar(), zone.TimeZoneKeyName);
     char const* const expected = std::getenv("XC_TEST_ZONE"); // set by the tests that run in another zone
     EXPECT_TRUE(!expected || XCTimeZone::Local().GetName().AsMbString() == expected);
-    for (int year = 1990; year < 2040; ++year) {
+    for (int year = 2000; year < 2040; ++year) {
         TIME_ZONE_INFORMATION rules;
         ASSERT_TRUE(::GetTimeZoneInformationForYear(static_cast<USHORT>(year), &zone, &rules));
         for (XCDateTimeEx value(year, 1, 2, 0, 0, 0, 0, XCTimeZone());

@@ -93,6 +93,27 @@ TEST(XCErrorWithArgs, ParametersAreReadByTheirOwnTypeOnly)
     EXPECT_TRUE(error->GetParam(decimal, 5) && decimal == XCDouble(2.68));
 }
 
+TEST(XCErrorWithArgs, AnyDateHasAText)
+{
+    struct {
+        const char* fault;
+        std::int64_t seconds;
+        const char* text;
+    } const cases[] = {
+        {"no value", XCDateTime::kNull, ""},
+        {"second before 1970", -1, "1969/12/31 23:59:59"},
+        {"midnight before 1970", -86400, "1969/12/31 00:00:00"},
+        {"leap day of a century", 951782400, "2000/02/29 00:00:00"},
+        {"first second of all overflows", XCDateTime::kNull + 1, ""},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.fault);
+        XCErrorWithArgs error(nullptr, 1);
+        error.AddParam(XCDateTime(c.seconds));
+        EXPECT_EQ(Plain(error.GetParameterValueAsString(0, XCExecContext())), c.text);
+    }
+}
+
 TEST(XCError, KindsFollowTheClasses)
 {
     XCSmartPtr<XCErrorWithArgs> const error = ErrorWithAllTypes(nullptr);

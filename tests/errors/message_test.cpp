@@ -1,5 +1,6 @@
 // Message sources over real modules.
 #include <XelbrinCore/XCMessageSource.h>
+#include <XelbrinCore/XCOldDateTime.h>
 
 #include "errors/Plain.h"
 #include "errors/TestModule.h"
@@ -123,6 +124,18 @@ TEST(MessageTable, LongTextWithArgumentsIsCut)
     EXPECT_EQ(text[2000], L'|');
 }
 
+TEST(MessageTable, DatesAreWrittenInTheZoneOfTheReader)
+{
+    XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
+    source->Add(1, L"at %s");
+    XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(source, 1));
+    error->AddParam(XCDateTime(951782399));
+    XCTimeZone const tokyo = XCTimeZone::FromName(L"Tokyo Standard Time");
+    XCString text;
+    EXPECT_TRUE(error->AsString(text, XCFormatContext(L"enu", L"enu", &tokyo)).Good());
+    EXPECT_TRUE(text == L"at 2000/02/29 08:59:59") << Plain(text);
+}
+
 TEST(StringTable, DeliversTheModulesText)
 {
     Opened<RCStringTableMsgSource> const source(TestModule());
@@ -148,6 +161,8 @@ TEST(ResourceSources, ListTheirLanguages)
     EXPECT_EQ(languages, std::vector<XCString>{L"enu"});
     EXPECT_TRUE(RCMessageTableSource().GetAvailableLanguages(languages).Good());
     EXPECT_NE(std::find(languages.begin(), languages.end(), XCString(L"enu")), languages.end());
+    EXPECT_TRUE(RCMessageTableSource().IsValid() && RCStringTableMsgSource(TestModule()).IsValid());
+    EXPECT_FALSE(RCStringTableMsgSource(nullptr).IsValid()); // the test program has none
     EXPECT_TRUE(RCMessageTableSource().GetDefaultLanguage() == std::wstring_view(L"enu"));
 }
 

@@ -26,10 +26,17 @@ std::vector<ZoneData> const& Zones()
              L"Eastern Daylight Time",
              eastern,
              2006,
-             {eastern2006, eastern}},
-            {L"AUS Eastern Standard Time", L"AUS Eastern Standard Time", L"AUS Eastern Daylight Time", sydney, 0, {}},
-            {L"India Standard Time", L"India Standard Time", L"India Daylight Time", india, 0, {}},
-            {L"UTC", L"UTC", L"UTC", utc, 0, {}},
+             {eastern2006, eastern},
+             true},
+            {L"AUS Eastern Standard Time",
+             L"AUS Eastern Standard Time",
+             L"AUS Eastern Daylight Time",
+             sydney,
+             0,
+             {},
+             true},
+            {L"India Standard Time", L"India Standard Time", L"India Daylight Time", india, 0, {}, true},
+            {L"UTC", L"UTC", L"UTC", utc, 0, {}, true},
         };
     }();
     return zones;

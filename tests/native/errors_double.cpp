@@ -1,10 +1,10 @@
 // Messages, stacks and the error log's file, answered natively: for the sanitizer and fuzzing builds only.
+#include "win32/AppendFile.h"
 #include "win32/AppendToFile.h"
 #include "win32/LibraryModule.h"
 #include "win32/Messages.h"
 #include "win32/StackTrace.h"
 
-#include <cstdio>
 #include <filesystem>
 
 char __ImageBase;
@@ -58,13 +58,12 @@ std::wstring DescribeAddress(void const*, bool)
     return L"native!frame";
 }
 
-bool AppendToFile(wchar_t const* path, std::string_view bytes) noexcept
+bool AppendToFile(std::wstring const& path, std::string_view bytes)
 {
-    std::wstring const wide(path);
-    std::FILE* const file = std::fopen(std::string(wide.begin(), wide.end()).c_str(), "ab");
-    if (!file) return false;
-    bool const whole = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    return std::fclose(file) == 0 && whole;
+    AppendFile file;
+    unsigned long error = 0;
+    return file.Open(path, AppendFile::Start::Append) == 0 &&
+           file.Write(bytes.data(), bytes.size(), error) == bytes.size();
 }
 
 bool IsDirectory(std::wstring const& path) noexcept

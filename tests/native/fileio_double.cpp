@@ -40,7 +40,7 @@ public:
     {
         return Error(::write(m_file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()));
     }
-    unsigned long Flush() override { return Error(::fsync(m_file) != 0); }
+    unsigned long Flush() override { return 0; } // nobody pulls the plug of a test
     unsigned long Close() override { return Error(::close(std::exchange(m_file, -1)) != 0); }
     unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override
     {

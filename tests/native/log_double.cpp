@@ -102,7 +102,7 @@ unsigned long MakeFolder(std::wstring const& path)
     return ::stat(Narrow(path).c_str(), &facts) == 0 && S_ISDIR(facts.st_mode) ? 0 : error;
 }
 
-std::wstring TempFolder()
+std::wstring GetTempFolder()
 {
     char const* const named = std::getenv("TMPDIR");
     std::string const folder = named ? named : "/tmp";

@@ -32,6 +32,8 @@ TEST(XCStringConverter, BothWays)
         {"around the surrogates", utf8, "\xED\x9F\xBF\xEE\x80\x80", L"\uD7FF\uE000"},
         {"mark at the start is text", utf8, "\xEF\xBB\xBFx", L"\uFEFFx"},
         {"latin", latin, "a\x80\xE9\xFF", L"a\u0080\u00E9\u00FF"},
+        {"latin in blocks", latin, "0123456789abcde\xE9\xFF-0123456789abcdef",
+         L"0123456789abcde\u00E9\u00FF-0123456789abcdef"},
         {"western", western, "\x80\xE9\x9F", L"\u20AC\u00E9\u0178"},
         {"japanese", japanese, "a\x82\xA0\x8A\xBF\xB1\\~", L"a\u3042\u6F22\uFF71\\~"},
         {"page of UTF-8", Make<XCCodePageConverter>(65001u), "\xC3\xA9", L"\u00E9"},
@@ -50,13 +52,13 @@ TEST(XCStringConverter, BothWays)
     EXPECT_EQ(text, XCString(L"\u2252"));
 }
 
-/// The position that a converter's error text names.
+/// The position that a converter's error carries: its last parameter.
 long PositionOf(XCErrorID const& error)
 {
-    static char const noContext = 0; // an error that carries its text looks at none
-    XCString text;
-    error->AsString(text, reinterpret_cast<XCFormatContext const&>(noContext));
-    return text.SubStr(text.RFind(L' ') + 1).AsLong();
+    auto const* const details = dynamic_cast<XCErrorWithArgs const*>(error.operator->());
+    long position = -1;
+    if (details) details->GetParam(position, details->GetParameterCount() - 1);
+    return position;
 }
 
 TEST(XCStringConverter, RefusesMalformedBytes)
@@ -113,6 +115,7 @@ TEST(XCStringConverter, RefusesWhatTheEncodingCannotHold)
         {"high surrogate before a letter", utf8, L"0123456789\xD800z", 10},
         {"low surrogate first", utf8, L"\xDC00\xD800", 0},
         {"beyond one byte", latin, L"a\u0100", 1},
+        {"beyond one byte, in blocks", latin, L"0123456789abcdef\u00FF123\u0100", 20},
         {"best fit", western, L"\u00E9\u0101", 1},
         {"full width best fit", western, L"\uFF21", 0},
         {"control code without a byte", western, L"x\u0081", 1},

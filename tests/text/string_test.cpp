@@ -43,6 +43,7 @@ TEST(XCString, SharingAndTheEmptyBlock)
 
     wchar_t const* const nothing = nullptr;
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(nothing)));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(nullptr)));
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"")));
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(std::wstring())));
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"abc").Remove(0, 3)));

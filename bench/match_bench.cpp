@@ -1,0 +1,189 @@
+// Rows of the matcher: name/subject units. Each pattern runs through XCRegEx, a plain dense-table loop without any
+// shortcut (the scalar limit) and std::wregex; boost::wregex beside them. Peers that recurse or explode on long subjects
+// are measured on the shorter ones only.
+#include <XelbrinCore/XCRegEx.h>
+
+#include <benchmark/benchmark.h>
+#include <regex>
+#include <string>
+#include <vector>
+
+#if __has_include(<boost/regex.hpp>) && defined(XC_BENCH_BOOST)
+#include <boost/regex.hpp>
+#define XC_HAS_BOOST
+#endif
+
+namespace {
+
+/// The text repeated up to n units, cut at a place where it still matches when `unit` divides n.
+std::wstring Repeat(std::wstring const& piece, std::size_t n)
+{
+    std::wstring text;
+    while (text.size() + piece.size() <= n) text += piece;
+    return text;
+}
+
+struct Shape {
+    char const* name;
+    wchar_t const* pattern;
+    std::wstring (*subject)(std::size_t n);
+};
+
+std::wstring Digits(std::size_t n)
+{
+    return Repeat(L"2024-06-07", std::max<std::size_t>(n, 10)).substr(0, 10);
+}
+std::wstring Email(std::size_t n)
+{
+    return std::wstring(n > 16 ? n - 16 : 0, L'a') + L".b@example.com";
+}
+constexpr wchar_t const* kWords = L"(alpha|bravo|charlie|delta|echo|foxtrot|golf|hotel|india|juliett|kilo|lima|mike|"
+                                  L"november|oscar|papa|quebec|romeo|sierra|tango)";
+
+Shape const kShapes[] = {
+    {"identifier", L"[a-z0-9_]+", [](std::size_t n) { return Repeat(L"some_name_42_and_", n); }},
+    {"cyrillic", L"[\x0410-\x044F]+", [](std::size_t n) { return Repeat(L"\x043F\x0440\x0438\x0432\x0435\x0442", n); }},
+    {"kanji", L"[\x4E00-\x9FFF]+", [](std::size_t n) { return Repeat(L"\x6F22\x5B57\x4EEE\x540D", n); }},
+    {"needle_absent", L".*needle.*", [](std::size_t n) { return Repeat(L"the need for hay and more hay ", n); }},
+    {"needle_late", L".*needle.*",
+     [](std::size_t n) { return Repeat(L"the need for hay and more hay ", n - 6) + L"needle"; }},
+    {"three_needles", L".*red.*green.*blue.*",
+     [](std::size_t n) { return L"red" + Repeat(L"some grey text ", n - 12) + L"greenblue"; }},
+    {"everything", L".*", [](std::size_t n) { return Repeat(L"whatever it holds ", n); }},
+    {"extension", L".*\\.txt", [](std::size_t n) { return Repeat(L"folder/name.", n - 4) + L".txt"; }},
+    {"literal", L"the literal text of fifty units, no more and no less",
+     [](std::size_t) { return std::wstring(L"the literal text of fifty units, no more and no less"); }},
+    {"ab_c", L"(a|b)*c", [](std::size_t n) { return Repeat(L"abba", n - 1) + L"c"; }},
+    {"csv", L"([0-9]+,[a-z ]*,(\"[^\"]*\")?\n)+", [](std::size_t n) { return Repeat(L"17,abc d,\"x\"\n", n); }},
+    {"words",
+     L"((alpha|bravo|charlie|delta|echo|foxtrot|golf|hotel|india|juliett|kilo|lima|mike|november|oscar|papa|"
+     L"quebec|romeo|sierra|tango) )+",
+     [](std::size_t n) { return Repeat(L"golf tango echo november kilo mike alpha juliett ", n); }},
+    {"states_1024", L"(a|b)*a(a|b){9}", [](std::size_t n) { return Repeat(L"abaabbab", n); }},
+    {"negated_mixed", L"[^a-z0-9;]+", [](std::size_t n) { return Repeat(L"\x041F\x0440 \x6F22 \x00C9! ", n); }},
+    {"log_lines",
+     L"([0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} (INFO|WARN|ERROR) [a-z.]+ \\[[0-9]+\\] [^\n]*\n)+",
+     [](std::size_t n) {
+         return Repeat(L"2024-06-07 12:34:56 INFO net.io [4711] connection accepted from peer\n", n);
+     }},
+};
+
+/// One state array, one look-up a unit: what a straightforward automaton does.
+class PlainTable {
+public:
+    explicit PlainTable(XCRegEx const& expression)
+    {
+        auto const states = expression.GetStates();
+        std::uint32_t const dead = static_cast<std::uint32_t>(states.size());
+        std::vector<std::vector<std::uint32_t>> columns;
+        m_classes.resize(0x10000);
+        for (std::uint32_t unit = 0; unit < 0x10000; ++unit) {
+            std::vector<std::uint32_t> column;
+            for (auto const& state : states) {
+                std::uint32_t target = dead;
+                for (auto const& t : state.transitions)
+                    if (unit >= t.first && unit < t.end) target = t.target;
+                column.push_back(target);
+            }
+            std::size_t at = 0;
+            while (at < columns.size() && columns[at] != column) ++at;
+            if (at == columns.size()) columns.push_back(column);
+            m_classes[unit] = static_cast<std::uint16_t>(at);
+        }
+        m_width = static_cast<std::uint32_t>(columns.size());
+        for (auto const& state : states) {
+            for (auto const& column : columns) m_cells.push_back(column[state.number] * m_width);
+            m_accepting.push_back(state.accepting);
+        }
+        m_cells.resize(m_cells.size() + m_width, dead * m_width);
+        m_accepting.push_back(false);
+    }
+    bool Match(wchar_t const* text) const
+    {
+        std::uint32_t state = 0;
+        for (; *text; ++text) state = m_cells[state + m_classes[static_cast<std::uint16_t>(*text)]];
+        return m_accepting[state / m_width];
+    }
+
+private:
+    std::vector<std::uint16_t> m_classes;
+    std::vector<std::uint32_t> m_cells;
+    std::vector<bool> m_accepting;
+    std::uint32_t m_width = 0;
+};
+
+template <class MatchFunction>
+void Measure(benchmark::State& state, std::wstring const& text, MatchFunction match)
+{
+    bool matched = false;
+    for (auto _ : state) benchmark::DoNotOptimize(matched = match(text.c_str()));
+    state.counters["ns/unit"] =
+        benchmark::Counter(static_cast<double>(text.size()) * 1e-9,
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.SetLabel(matched ? "match" : "no match");
+}
+
+XCRegEx Compile(wchar_t const* pattern)
+{
+    return XCRegEx(XCStringRegExParser(pattern).Parse(), false);
+}
+
+void RegisterShape(Shape const& shape, std::size_t n)
+{
+    std::string const tail = std::string("/") + shape.name + "/" + std::to_string(n);
+    benchmark::RegisterBenchmark(("Match" + tail).c_str(), [&shape, n](benchmark::State& state) {
+        XCRegEx const expression = Compile(shape.pattern);
+        Measure(state, shape.subject(n), [&](wchar_t const* text) { return expression.Match(text); });
+    });
+    benchmark::RegisterBenchmark(("Match_table" + tail).c_str(), [&shape, n](benchmark::State& state) {
+        PlainTable const table(Compile(shape.pattern));
+        Measure(state, shape.subject(n), [&](wchar_t const* text) { return table.Match(text); });
+    });
+    if (n > 1024) return;
+    benchmark::RegisterBenchmark(("Match_stdwregex" + tail).c_str(), [&shape, n](benchmark::State& state) {
+        std::wregex const expression(shape.pattern);
+        Measure(state, shape.subject(n), [&](wchar_t const* text) { return std::regex_match(text, expression); });
+    });
+#if defined(XC_HAS_BOOST)
+    benchmark::RegisterBenchmark(("Match_boost" + tail).c_str(), [&shape, n](benchmark::State& state) {
+        boost::wregex const expression(shape.pattern);
+        Measure(state, shape.subject(n), [&](wchar_t const* text) { return boost::regex_match(text, expression); });
+    });
+#endif
+}
+
+/// Subjects of fixed size: one call each.
+Shape const kCalls[] = {
+    {"date", L"[0-9]{4}-[0-9]{2}-[0-9]{2}", Digits},
+    {"email_40", L"[a-zA-Z0-9._]+@[a-zA-Z0-9.]+\\.[a-z]{2,4}", Email},
+    {"log_line_131", L"[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} (INFO|WARN|ERROR) [a-z.]+ \\[[0-9]+\\] .*",
+     [](std::size_t) {
+         return std::wstring(L"2024-06-07 12:34:56 INFO net.io [4711] connection accepted from peer 10.11.12.13 port "
+                             L"4711 after 3 attempts and 17 milliseconds");
+     }},
+    {"word_of_20", kWords, [](std::size_t) { return std::wstring(L"november"); }},
+    {"refused_first", L"[a-z]+=[0-9]+", [](std::size_t) { return std::wstring(L"#comment line"); }},
+    {"backtracking", L"(a+)+b", [](std::size_t) { return std::wstring(27, L'a'); }},
+};
+
+void Construct(benchmark::State& state, wchar_t const* pattern)
+{
+    for (auto _ : state) {
+        XCRegEx const expression = Compile(pattern);
+        benchmark::DoNotOptimize(&expression);
+    }
+}
+
+bool const g_registered = [] {
+    for (Shape const& shape : kShapes)
+        for (std::size_t const n : {16u, 1024u, 65536u, 4194304u}) RegisterShape(shape, n);
+    for (Shape const& shape : kCalls) RegisterShape(shape, 40);
+    for (Shape const& shape : kShapes)
+        benchmark::RegisterBenchmark((std::string("Construct/") + shape.name).c_str(), Construct, shape.pattern);
+    for (Shape const& shape : kCalls)
+        benchmark::RegisterBenchmark((std::string("Construct/") + shape.name).c_str(), Construct, shape.pattern);
+    benchmark::RegisterBenchmark("Construct/beyond_the_budget", Construct, L"(a|b)*a(a|b){9}(a|b){9}");
+    return true;
+}();
+
+} // namespace

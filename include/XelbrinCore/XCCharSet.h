@@ -1,0 +1,216 @@
+// XCCharSet.h - sets of code units kept as sorted ranges, and the table of ranges below them.
+//
+// WHAT     XCLookupTable maps keys to values by disjoint, ordered ranges. XCRangeSet is such a table used as a set;
+//          XCUWCharSet is the set of UTF-16 code units that the regular expressions are made of.
+// SHAPE    A range is half-open: [begin, end). The largest key can therefore never be covered: U+FFFF is in no
+//          XCUWCharSet, and adding it does nothing. A range end never wraps.
+// COST     Look-up: O(log ranges). Changing one range: O(ranges). Set operations: O(ranges of both).
+// THREADS  Any threads may read one object; changing it needs the callers' own lock.
+#pragma once
+
+#include <XelbrinCore/XCExport.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <utility>
+#include <vector>
+
+/// One entry of a look-up table: the keys from begin up to but not including end have this value.
+template <class Key, class Value>
+struct XCLookupRange {
+    Key begin;
+    Key end;
+    Value value;
+
+    friend bool operator==(XCLookupRange const&, XCLookupRange const&) = default;
+};
+
+/// Values by ranges of keys. Ranges are disjoint and ascending; neighbours that touch have different values.
+template <class Key, class Value>
+class XCLookupTable {
+public:
+    using Range = XCLookupRange<Key, Value>;
+    using Iterator = typename std::vector<Range>::const_iterator;
+
+    /// Gives the keys [begin, end) this value, whatever they had. begin >= end changes nothing.
+    void Assign(Key begin, Key end, Value value)
+    {
+        if (!(begin < end)) return;
+        if (m_ranges.empty() || m_ranges.back().end < begin) {
+            m_ranges.push_back({begin, end, std::move(value)});
+            return;
+        }
+        auto at = Cut(begin, end);
+        if (at != m_ranges.end() && at->begin == end && at->value == value) {
+            end = at->end;
+            at = m_ranges.erase(at);
+        }
+        if (at != m_ranges.begin() && std::prev(at)->end == begin && std::prev(at)->value == value)
+            std::prev(at)->end = end;
+        else
+            m_ranges.insert(at, {begin, end, std::move(value)});
+    }
+    /// Takes the value from the keys [begin, end).
+    void Erase(Key begin, Key end)
+    {
+        if (begin < end) Cut(begin, end);
+    }
+    /// Puts a range behind all others; begin must not lie before the last range's end.
+    void Append(Key begin, Key end, Value value)
+    {
+        if (!m_ranges.empty() && m_ranges.back().end == begin && m_ranges.back().value == value)
+            m_ranges.back().end = end;
+        else
+            m_ranges.push_back({begin, end, std::move(value)});
+    }
+    void Clear() noexcept { m_ranges.clear(); }
+
+    /// The value of a key; null when it has none.
+    [[nodiscard]] Value const* Find(Key key) const noexcept
+    {
+        auto const at = FirstEndingAfter(key);
+        return at != m_ranges.end() && !(key < at->begin) ? &at->value : nullptr;
+    }
+    [[nodiscard]] bool IsEmpty() const noexcept { return m_ranges.empty(); }
+    [[nodiscard]] Iterator GetBegin() const noexcept { return m_ranges.begin(); }
+    [[nodiscard]] Iterator GetEnd() const noexcept { return m_ranges.end(); }
+    [[nodiscard]] Iterator begin() const noexcept { return m_ranges.begin(); }
+    [[nodiscard]] Iterator end() const noexcept { return m_ranges.end(); }
+    [[nodiscard]] std::size_t GetRangeCount() const noexcept { return m_ranges.size(); }
+
+    friend bool operator==(XCLookupTable const&, XCLookupTable const&) = default;
+
+private:
+    /// Removes [begin, end) and returns the place of the gap.
+    typename std::vector<Range>::iterator Cut(Key begin, Key end)
+    {
+        auto const offset = FirstEndingAfter(begin) - m_ranges.cbegin();
+        auto first = m_ranges.begin() + offset;
+        if (first != m_ranges.end() && first->begin < begin) {
+            Range const head{first->begin, begin, first->value};
+            first->begin = begin;
+            first = std::next(m_ranges.insert(first, head));
+        }
+        auto last = first;
+        while (last != m_ranges.end() && !(end < last->end)) ++last;
+        if (last != m_ranges.end() && last->begin < end) last->begin = end;
+        return m_ranges.erase(first, last);
+    }
+    [[nodiscard]] Iterator FirstEndingAfter(Key key) const noexcept
+    {
+        return std::partition_point(m_ranges.begin(), m_ranges.end(),
+                                    [key](Range const& range) { return !(key < range.end); });
+    }
+
+    std::vector<Range> m_ranges;
+};
+
+/// A set of keys of an unsigned integer type, kept as ranges in canonical form: equal sets compare equal.
+template <class Key>
+class XCRangeSet {
+public:
+    using Table = XCLookupTable<Key, bool>;
+    using Range = typename Table::Range;
+    using Iterator = typename Table::Iterator;
+    /// The one key that no set can hold, and the end of the set of all others.
+    static constexpr Key kLimit = std::numeric_limits<Key>::max();
+
+    /// A narrow unit counts as its unsigned byte.
+    void AddChar(char unit) { AddOne(ToKey(unit)); }
+    void AddChar(wchar_t unit) { AddOne(ToKey(unit)); }
+    /// Adds first to last, both included; last < first adds nothing.
+    void AddRange(char first, char last) { Add(ToKey(first), AfterKey(ToKey(last))); }
+    void AddRange(wchar_t first, wchar_t last) { Add(ToKey(first), AfterKey(ToKey(last))); }
+    /// Adds every key but kLimit.
+    void AddAllChars() { Add(0, kLimit); }
+    void DelChar(char unit) { Del(ToKey(unit), AfterKey(ToKey(unit))); }
+    void DelChar(wchar_t unit) { Del(ToKey(unit), AfterKey(ToKey(unit))); }
+    void DelRange(char first, char last) { Del(ToKey(first), AfterKey(ToKey(last))); }
+    void DelRange(wchar_t first, wchar_t last) { Del(ToKey(first), AfterKey(ToKey(last))); }
+
+    /// The raw, half-open forms.
+    void Add(Key begin, Key end) { m_table.Assign(begin, end, true); }
+    void Add(Range const& range) { Add(range.begin, range.end); }
+    void Del(Key begin, Key end) { m_table.Erase(begin, end); }
+    void Del(Range const& range) { Del(range.begin, range.end); }
+    void Clear() noexcept { m_table.Clear(); }
+
+    [[nodiscard]] bool IsInSet(Key key) const noexcept { return m_table.Find(key) != nullptr; }
+    [[nodiscard]] bool IsInSet(wchar_t unit) const noexcept { return IsInSet(ToKey(unit)); }
+    [[nodiscard]] bool IsEmpty() const noexcept { return m_table.IsEmpty(); }
+    /// The number of keys in the set.
+    [[nodiscard]] std::uint64_t GetCount() const noexcept
+    {
+        std::uint64_t count = 0;
+        for (Range const& range : m_table) count += static_cast<std::uint64_t>(range.end - range.begin);
+        return count;
+    }
+    /// The number of ranges.
+    [[nodiscard]] std::size_t GetRangeCount() const noexcept { return m_table.GetRangeCount(); }
+    /// The ranges, ascending.
+    [[nodiscard]] Iterator GetBegin() const noexcept { return m_table.GetBegin(); }
+    [[nodiscard]] Iterator GetEnd() const noexcept { return m_table.GetEnd(); }
+    [[nodiscard]] Iterator begin() const noexcept { return m_table.begin(); }
+    [[nodiscard]] Iterator end() const noexcept { return m_table.end(); }
+    /// The size of a key in bytes.
+    [[nodiscard]] static constexpr std::size_t GetKeyLength() noexcept { return sizeof(Key); }
+
+    friend bool operator==(XCRangeSet const&, XCRangeSet const&) = default;
+
+    /// Union.
+    XCRangeSet& operator|=(XCRangeSet const& other)
+    {
+        return *this = Combine(*this, other, [](bool inA, bool inB) { return inA || inB; });
+    }
+    /// Intersection.
+    XCRangeSet& operator&=(XCRangeSet const& other)
+    {
+        return *this = Combine(*this, other, [](bool inA, bool inB) { return inA && inB; });
+    }
+    /// Difference.
+    XCRangeSet& operator/=(XCRangeSet const& other) { return *this = ComputeDifference(*this, other); }
+
+    /// What is in a and not in b.
+    [[nodiscard]] static XCRangeSet ComputeDifference(XCRangeSet const& a, XCRangeSet const& b)
+    {
+        return Combine(a, b, [](bool inA, bool inB) { return inA && !inB; });
+    }
+
+private:
+    static constexpr Key ToKey(char unit) noexcept { return static_cast<unsigned char>(unit); }
+    static constexpr Key ToKey(wchar_t unit) noexcept { return static_cast<Key>(unit); }
+    /// The key after this one, or kLimit: ends never wrap.
+    static constexpr Key AfterKey(Key key) noexcept { return key == kLimit ? kLimit : static_cast<Key>(key + 1); }
+    void AddOne(Key key) { Add(key, AfterKey(key)); }
+
+    /// Sweeps over the borders of both sets and keeps the stretches for which `keep` holds.
+    template <class Keep>
+    static XCRangeSet Combine(XCRangeSet const& a, XCRangeSet const& b, Keep keep)
+    {
+        XCRangeSet result;
+        Iterator nextA = a.begin();
+        Iterator nextB = b.begin();
+        for (Key from = 0; from != kLimit;) {
+            while (nextA != a.end() && !(from < nextA->end)) ++nextA;
+            while (nextB != b.end() && !(from < nextB->end)) ++nextB;
+            bool const inA = nextA != a.end() && !(from < nextA->begin);
+            bool const inB = nextB != b.end() && !(from < nextB->begin);
+            Key const to = std::min(Border(nextA, a.end(), inA), Border(nextB, b.end(), inB));
+            if (keep(inA, inB)) result.m_table.Append(from, to, true);
+            from = to;
+        }
+        return result;
+    }
+    static Key Border(Iterator range, Iterator end, bool inside) noexcept
+    {
+        if (range == end) return kLimit;
+        return inside ? range->end : range->begin;
+    }
+
+    Table m_table;
+};
+
+/// A set of UTF-16 code units; U+FFFF can never be a member.
+using XCUWCharSet = XCRangeSet<unsigned short>;

@@ -1,0 +1,36 @@
+// The compiler gives a constant member of an exported class a place in the library only when something here takes its
+// address; programs that bind a reference to one need that place.
+#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCRegEx.h>
+#include <XelbrinCore/XCString.h>
+
+namespace {
+
+[[maybe_unused, gnu::used]] void const* const exportedConstants[] = {
+    &XCString::npos,
+    &XCString::kMaxLength,
+    &XCDurationEx::minimum_,
+    &XCDurationEx::maximum_,
+    &XCTimeEx::NULL_TIME,
+    &XCDateTime::kNull,
+    &XCFormatContext::kMaxLanguage,
+    &XCDouble::kMaxDecimals,
+    &XCDouble::kDefaultDecimals,
+    &XCErrorI::kIUID,
+    &XCError::kIUID,
+    &XCErrorWithArgs::kIUID,
+    &XCErrorString::kIUID,
+    &XCWinLastError::kIUID,
+    &XCXMLError::kIUID,
+    &XCStackDump::kMaxFrames,
+    &XCRegExSyntaxNode::Unbounded,
+    &XCRegExParserBase::kMaxNesting,
+    &XCNFANodeSet::kSmallCount,
+    &XCNFANodeSet::kNone,
+    &XCRegEx::kMaxNodes,
+};
+
+} // namespace

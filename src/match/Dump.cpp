@@ -1,0 +1,100 @@
+#include "match/Dump.h"
+
+namespace xc::match {
+
+namespace {
+
+/// Closures of larger automata are not spelled out: their text would grow with the square of the nodes.
+constexpr std::uint32_t kMaxClosuresShown = 1024;
+
+void AppendNumber(std::wstring& text, std::uint32_t number)
+{
+    std::wstring digits;
+    do digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + number % 10));
+    while ((number /= 10) != 0);
+    text += digits;
+}
+
+void AppendUnit(std::wstring& text, std::uint32_t unit)
+{
+    if (unit >= 0x20 && unit <= 0xFF) {
+        if (unit == L'\\' || unit == L'[' || unit == L']') text += L'\\';
+        text += static_cast<wchar_t>(unit);
+        return;
+    }
+    text += L"\\x";
+    for (int shift = 12; shift >= 0; shift -= 4) text += L"0123456789ABCDEF"[unit >> shift & 0xF];
+}
+
+void AppendRange(std::wstring& text, std::uint32_t first, std::uint32_t end)
+{
+    AppendUnit(text, first);
+    if (end - first > 2) text += L'-';
+    if (end - first > 1) AppendUnit(text, end - 1);
+}
+
+/// The epsilon transitions of a node, followed to their end when `closure`.
+NfaNode NodeOf(Nfa const& nfa, std::uint32_t number, bool closure)
+{
+    NfaNode node{number, closure, {}};
+    std::vector<std::uint32_t> pending{number};
+    if (closure) node.nodes.Insert(number);
+    while (!pending.empty()) {
+        std::uint32_t const from = pending.back();
+        pending.pop_back();
+        for (NfaEdge const& edge : nfa.Edges(from))
+            if (edge.set == kEpsilon && node.nodes.Insert(edge.to) && closure) pending.push_back(edge.to);
+    }
+    return node;
+}
+
+} // namespace
+
+std::wstring DumpNodes(Nfa const& nfa)
+{
+    std::wstring text;
+    bool const closures = nfa.NodeCount() <= kMaxClosuresShown;
+    for (std::uint32_t number = 0; number < nfa.NodeCount(); ++number) {
+        NfaNode const node = NodeOf(nfa, number, closures);
+        AppendNumber(text, node.number);
+        text += node.isClosure ? L":\n    e-closure = {" : L":\n    e-transtions = {";
+        wchar_t const* separator = L"";
+        for (unsigned int const member : node.nodes) {
+            text += separator;
+            AppendNumber(text, member);
+            separator = L", ";
+        }
+        text += L'\n';
+    }
+    return text;
+}
+
+std::wstring DumpStates(Dfa const& dfa, UnitClasses const& classes)
+{
+    std::wstring text;
+    for (std::uint32_t state = 0; state < dfa.StateCount(); ++state) {
+        AppendNumber(text, state);
+        text += dfa.accepting[state] ? L"*:\n" : L":\n";
+        for (auto const& transition : TransitionsOf(dfa, classes, state)) {
+            text += L"    ";
+            AppendRange(text, transition.first, transition.end);
+            text += L" --> ";
+            AppendNumber(text, transition.target);
+            text += L'\n';
+        }
+    }
+    return text;
+}
+
+std::wstring DumpStopFlags(Dfa const& dfa)
+{
+    std::wstring text;
+    for (std::uint32_t state = 0; state < dfa.StateCount(); ++state) {
+        text += L"Node ";
+        AppendNumber(text, state);
+        text += dfa.stop[state] ? L" : STOP\n" : L" : Continue\n";
+    }
+    return text;
+}
+
+} // namespace xc::match

@@ -1,0 +1,75 @@
+#include "match/NodeSets.h"
+
+#include <algorithm>
+
+namespace xc::match {
+
+namespace {
+
+/// How many nodes the search for absorbing ones may look at; the rest count as not absorbing.
+constexpr std::size_t kMaxAbsorbingWork = 1u << 19;
+
+} // namespace
+
+NodeFacts::NodeFacts(Nfa const& nfa) : m_matters(nfa.NodeCount()), m_absorbs(nfa.NodeCount())
+{
+    m_matters[Nfa::kEnd] = 1;
+    for (std::uint32_t node = 0; node < nfa.NodeCount(); ++node)
+        for (NfaEdge const& edge : nfa.Edges(node))
+            if (edge.set != kEpsilon) m_matters[node] = 1;
+    FindAbsorbing(nfa);
+}
+
+/// A node absorbs when one transition on every unit leads to where the node itself and the end are reached again.
+void NodeFacts::FindAbsorbing(Nfa const& nfa)
+{
+    XCUWCharSet all;
+    all.AddAllChars();
+    auto const full = std::find(nfa.Sets().begin(), nfa.Sets().end(), all) - nfa.Sets().begin();
+    if (static_cast<std::size_t>(full) == nfa.Sets().size()) return;
+    Closure closure(nfa, *this);
+    NodeSet reached;
+    for (std::uint32_t node = 0; node < nfa.NodeCount(); ++node) {
+        for (NfaEdge const& edge : nfa.Edges(node)) {
+            if (edge.set != static_cast<std::uint32_t>(full)) continue;
+            if (closure.Work() > kMaxAbsorbingWork) return;
+            closure.Close({&edge.to, 1}, reached);
+            if (!IsAccepting(reached) || !std::binary_search(reached.begin(), reached.end(), node)) continue;
+            m_absorbs[node] = 1;
+            if (m_universal.empty()) m_universal = {std::min(node, Nfa::kEnd), std::max(node, Nfa::kEnd)};
+        }
+    }
+}
+
+Closure::Closure(Nfa const& nfa, NodeFacts const& facts) : m_nfa(nfa), m_facts(facts), m_seen(nfa.NodeCount()) {}
+
+void Closure::Close(NodeSetView from, NodeSet& result)
+{
+    if (++m_round == 0) {
+        std::fill(m_seen.begin(), m_seen.end(), 0);
+        m_round = 1;
+    }
+    result.clear();
+    for (std::uint32_t const node : from) Visit(node);
+    bool absorbs = false;
+    while (!m_pending.empty()) {
+        std::uint32_t const node = m_pending.back();
+        m_pending.pop_back();
+        if (m_facts.Matters(node)) result.push_back(node);
+        absorbs = absorbs || m_facts.Absorbs(node);
+        for (NfaEdge const& edge : m_nfa.Edges(node))
+            if (edge.set == kEpsilon) Visit(edge.to);
+    }
+    std::sort(result.begin(), result.end());
+    if (absorbs && IsAccepting(result)) result = m_facts.Universal();
+}
+
+void Closure::Visit(std::uint32_t node)
+{
+    if (m_seen[node] == m_round) return;
+    m_seen[node] = m_round;
+    ++m_work;
+    m_pending.push_back(node);
+}
+
+} // namespace xc::match

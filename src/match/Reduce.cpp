@@ -1,0 +1,164 @@
+#include "match/Reduce.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace xc::match {
+
+namespace {
+
+/// Finds an earlier entry with the same hash for which `same` holds.
+class HashIndex {
+public:
+    explicit HashIndex(std::size_t count) : m_slots(std::size_t{16})
+    {
+        while (m_slots.size() < 2 * count) m_slots.resize(2 * m_slots.size());
+    }
+    template <class Same>
+    std::uint32_t FindOrAdd(std::uint64_t hash, std::uint32_t value, Same same)
+    {
+        std::size_t slot = static_cast<std::size_t>(hash >> 32) & (m_slots.size() - 1);
+        for (; m_slots[slot] != 0; slot = (slot + 1) & (m_slots.size() - 1))
+            if (same(m_slots[slot] - 1)) return m_slots[slot] - 1;
+        m_slots[slot] = value + 1;
+        return value;
+    }
+
+private:
+    std::vector<std::uint32_t> m_slots;
+};
+
+constexpr std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) noexcept
+{
+    return (hash ^ value) * 0x9E3779B97F4A7C15u;
+}
+
+/// Merges states from the last one to the first until nothing changes (a few rounds): what follows a state mostly has a
+/// higher number, so one round does nearly all.
+class StateMerger {
+public:
+    explicit StateMerger(Dfa const& dfa)
+        : m_dfa(dfa), m_dead(dfa.StateCount()), m_stop(dfa.StateCount() + 1), m_same(dfa.StateCount() + 2)
+    {
+        std::iota(m_same.begin(), m_same.end(), 0u);
+        for (std::uint32_t state = 0; state < m_dead; ++state)
+            if (dfa.stop[state]) m_same[state] = m_stop;
+        for (int round = 0; round < 4 && MergeOnce(); ++round) {
+        }
+    }
+    [[nodiscard]] std::uint32_t Dead() const noexcept { return m_dead; }
+    [[nodiscard]] std::uint32_t Stop() const noexcept { return m_stop; }
+    /// The state that stands for this one.
+    [[nodiscard]] std::uint32_t Same(std::uint32_t state) const noexcept
+    {
+        if (state == Dfa::kNoState) return m_dead;
+        while (m_same[state] != state) state = m_same[state];
+        return state;
+    }
+
+private:
+    static constexpr std::uint32_t kSelf = 0xFFFFFFFE;
+
+    bool MergeOnce()
+    {
+        bool changed = false;
+        HashIndex index(m_dead);
+        for (std::uint32_t state = m_dead; state-- > 0;) {
+            if (m_same[state] != state) continue;
+            std::uint64_t hash = m_dfa.accepting[state];
+            bool leadsOn = hash != 0;
+            for (std::uint32_t const target : m_dfa.Row(state)) {
+                std::uint32_t const seen = Seen(state, target);
+                hash = Mix(hash, seen);
+                leadsOn = leadsOn || (seen != m_dead && seen != kSelf);
+            }
+            m_same[state] =
+                !leadsOn ? m_dead
+                         : index.FindOrAdd(hash, state, [&](std::uint32_t other) { return AreEqual(state, other); });
+            changed = changed || m_same[state] != state;
+        }
+        return changed;
+    }
+    [[nodiscard]] std::uint32_t Seen(std::uint32_t from, std::uint32_t target) const noexcept
+    {
+        std::uint32_t const same = Same(target);
+        return same == from ? kSelf : same;
+    }
+    [[nodiscard]] bool AreEqual(std::uint32_t a, std::uint32_t b) const noexcept
+    {
+        if (m_dfa.accepting[a] != m_dfa.accepting[b]) return false;
+        auto const rowA = m_dfa.Row(a);
+        auto const rowB = m_dfa.Row(b);
+        for (std::size_t i = 0; i < rowA.size(); ++i)
+            if (Seen(a, rowA[i]) != Seen(b, rowB[i])) return false;
+        return true;
+    }
+
+    Dfa const& m_dfa;
+    std::uint32_t m_dead, m_stop;
+    std::vector<std::uint32_t> m_same;
+};
+
+/// The states that are left, in the order of the rows after the fixed ones.
+std::vector<std::uint32_t> RowOrder(Dfa const& dfa, StateMerger const& merger, ReducedDfa& result)
+{
+    std::vector<std::uint32_t> order{merger.Dead()};
+    result.hasStop = std::find(dfa.stop.begin(), dfa.stop.end(), 1) != dfa.stop.end();
+    if (result.hasStop) order.push_back(merger.Stop());
+    for (std::uint8_t const accepting : {std::uint8_t{0}, std::uint8_t{1}}) {
+        if (accepting) result.firstAccepting = static_cast<std::uint32_t>(order.size());
+        for (std::uint32_t state = 0; state < dfa.StateCount(); ++state)
+            if (merger.Same(state) == state && dfa.accepting[state] == accepting) order.push_back(state);
+    }
+    return order;
+}
+
+/// Gives classes with equal cells in every row one column.
+void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t> const& full, std::uint32_t classCount)
+{
+    std::vector<std::uint64_t> hashes(classCount);
+    for (std::size_t i = 0; i < full.size(); ++i) hashes[i % classCount] = Mix(hashes[i % classCount], full[i]);
+    HashIndex index(classCount);
+    std::vector<std::uint32_t> kept;
+    std::vector<std::uint16_t> columnOf(classCount);
+    for (std::uint32_t c = 0; c < classCount; ++c) {
+        std::uint32_t const equal = index.FindOrAdd(hashes[c], c, [&](std::uint32_t other) {
+            for (std::size_t row = 0; row < full.size(); row += classCount)
+                if (full[row + c] != full[row + other]) return false;
+            return true;
+        });
+        if (equal == c) kept.push_back(c);
+        columnOf[c] = equal == c ? static_cast<std::uint16_t>(kept.size() - 1) : columnOf[equal];
+    }
+    result.columnOfClass = std::move(columnOf);
+    result.columnCount = static_cast<std::uint32_t>(kept.size());
+    result.cells.reserve(static_cast<std::size_t>(result.rowCount) * kept.size());
+    for (std::size_t row = 0; row < full.size(); row += classCount)
+        for (std::uint32_t const c : kept) result.cells.push_back(full[row + c]);
+}
+
+} // namespace
+
+ReducedDfa Reduce(Dfa const& dfa)
+{
+    StateMerger const merger(dfa);
+    ReducedDfa result;
+    std::vector<std::uint32_t> const order = RowOrder(dfa, merger, result);
+    std::vector<std::uint32_t> rowOf(dfa.StateCount() + 2);
+    for (std::uint32_t row = 0; row < order.size(); ++row) rowOf[order[row]] = row;
+    result.rowCount = static_cast<std::uint32_t>(order.size());
+    result.start = rowOf[merger.Same(0)];
+
+    std::vector<std::uint32_t> full;
+    full.reserve(static_cast<std::size_t>(result.rowCount) * dfa.classCount);
+    for (std::uint32_t row = 0; row < result.rowCount; ++row) {
+        if (row <= result.LastSettled())
+            full.insert(full.end(), dfa.classCount, row);
+        else
+            for (std::uint32_t const target : dfa.Row(order[row])) full.push_back(rowOf[merger.Same(target)]);
+    }
+    FoldColumns(result, full, dfa.classCount);
+    return result;
+}
+
+} // namespace xc::match

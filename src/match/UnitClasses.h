@@ -1,0 +1,87 @@
+// UnitClasses.h - units that no set of an expression tells apart fold into one class.
+//
+// The borders of all sets cut the units into atoms (stretches that every set holds wholly or not at all); atoms that lie
+// in the same sets are one class. Classes are numbered by their least unit.
+#pragma once
+
+#include <XelbrinCore/XCRegEx.h>
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace xc::match {
+
+class UnitClasses {
+public:
+    explicit UnitClasses(std::vector<XCUWCharSet> const& sets);
+
+    /// Units [begin, the next atom's begin) are of this class; the atoms cover 0 to 0xFFFF.
+    struct Atom {
+        std::uint32_t begin;
+        std::uint32_t unitClass;
+    };
+    [[nodiscard]] std::vector<Atom> const& Atoms() const noexcept { return m_atoms; }
+    [[nodiscard]] std::uint32_t AtomEnd(std::size_t i) const noexcept
+    {
+        return i + 1 < m_atoms.size() ? m_atoms[i + 1].begin : 0x10000;
+    }
+    [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_leastUnits.size()); }
+    /// The least unit of a class, which stands for all of them.
+    [[nodiscard]] std::uint32_t LeastUnit(std::uint32_t unitClass) const noexcept { return m_leastUnits[unitClass]; }
+    /// The classes a set consists of. Only when IsFolded.
+    [[nodiscard]] std::span<std::uint32_t const> ClassesOf(std::uint32_t set) const noexcept
+    {
+        return {m_setClasses.data() + m_setOffsets[set], m_setClasses.data() + m_setOffsets[set + 1]};
+    }
+    /// False when there are so many sets that folding was given up: every atom is a class of its own then.
+    [[nodiscard]] bool IsFolded() const noexcept { return m_folded; }
+
+private:
+    void CutAtoms(std::vector<XCUWCharSet> const& sets);
+    void Fold(std::vector<XCUWCharSet> const& sets);
+    void Number();
+    void ListSetClasses(std::vector<XCUWCharSet> const& sets);
+    [[nodiscard]] std::size_t AtomAt(std::uint32_t begin) const noexcept;
+
+    std::vector<Atom> m_atoms;
+    std::vector<std::uint32_t> m_leastUnits;
+    std::vector<std::uint32_t> m_setOffsets;
+    std::vector<std::uint32_t> m_setClasses;
+    bool m_folded = true;
+};
+
+/// A number for every unit of a subject, by pages of 256 units; equal pages are kept once. The collating tables are
+/// folded in, so that translation costs nothing while matching.
+class UnitMap {
+public:
+    UnitMap() = default;
+    /// @param valueOfClass what a unit of each class maps to. @param table, wideTable may be null; the first one wins.
+    UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass,
+            XCCollatingTable<char> const* table, XCCollatingTable<wchar_t> const* wideTable);
+
+    [[nodiscard]] std::uint16_t operator[](wchar_t unit) const noexcept
+    {
+        auto const u = static_cast<std::uint16_t>(unit);
+        return m_cells[static_cast<std::size_t>(m_pages[u >> 8]) + (u & 0xFF)];
+    }
+    /// Gives U+0000, which no subject holds, a number of its own.
+    void SetTerminator(std::uint16_t value)
+    {
+        std::vector<std::uint16_t> first(m_cells.begin() + m_pages[0], m_cells.begin() + m_pages[0] + 256);
+        first[0] = value;
+        AddPage(0, std::span<std::uint16_t const, 256>(first));
+    }
+    /// For inner loops: the offset of each page, and all pages.
+    [[nodiscard]] std::uint16_t const* Pages() const noexcept { return m_pages.data(); }
+    [[nodiscard]] std::uint16_t const* Cells() const noexcept { return m_cells.data(); }
+
+private:
+    void AddPage(std::size_t page, std::span<std::uint16_t const, 256> cells);
+
+    std::array<std::uint16_t, 256> m_pages{};
+    std::vector<std::uint16_t> m_cells;
+};
+
+} // namespace xc::match

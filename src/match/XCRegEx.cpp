@@ -1,0 +1,54 @@
+#include <XelbrinCore/XCRegEx.h>
+
+#include "match/Dump.h"
+#include "match/Expression.h"
+
+XCRegEx::XCRegEx(XCParsedRegEx const& parsed, bool debug) : XCRegEx(parsed, debug, Limits{}) {}
+XCRegEx::XCRegEx(XCParsedRegEx const& parsed, bool debug, Limits const& limits)
+    : m_expression(std::make_shared<xc::match::Expression>(parsed, debug, limits)),
+      m_table(parsed.GetCollatingTableP()), m_wideTable(parsed.GetWCollatingTableP())
+{
+}
+XCRegEx::XCRegEx(XCRegEx const& other) = default;
+XCRegEx& XCRegEx::operator=(XCRegEx const& other) = default;
+XCRegEx::~XCRegEx() = default;
+
+bool XCRegEx::Match(wchar_t const* subject) const
+{
+    return m_expression->Match(subject ? subject : L"", XCString::npos);
+}
+
+bool XCRegEx::Match(XCString const& subject) const
+{
+    return m_expression->Match(subject.AsWChar(), subject.Length());
+}
+
+XCString XCRegEx::GetConstantStart() const
+{
+    return m_expression->ConstantStart();
+}
+
+bool XCRegEx::IsTooLarge() const noexcept
+{
+    return m_expression->IsTooLarge();
+}
+
+bool XCRegEx::UsesStateSets() const noexcept
+{
+    return m_expression->UsesStateSets();
+}
+
+std::vector<XCRegEx::DfaState> XCRegEx::GetStates() const
+{
+    return m_expression->States();
+}
+
+XCString XCRegEx::DumpStates() const
+{
+    return m_expression->DumpStates();
+}
+
+XCString XCRegEx::DumpNodes(XCParsedRegEx const& parsed)
+{
+    return XCString(xc::match::DumpNodes(xc::match::Nfa(parsed.GetRoot())));
+}

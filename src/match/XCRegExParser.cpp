@@ -1,0 +1,218 @@
+#include <XelbrinCore/XCRegEx.h>
+
+#include "text/Units.h"
+
+#include <utility>
+
+using Node = XCRegExSyntaxNode;
+
+XCRegExParserBase::XCRegExParserBase() = default;
+XCRegExParserBase::XCRegExParserBase(XCRegExParserBase const& other) = default;
+XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other) = default;
+XCRegExParserBase::~XCRegExParserBase() = default;
+
+XCParsedRegEx XCRegExParserBase::Parse()
+{
+    if (m_root.IsNull() && !m_error) {
+        GetRegExChar();
+        NodePtr root = ParseRegEx();
+        if (m_token != RegExToken::End || m_char != 0) Fail();
+        if (!m_error) m_root = std::move(root);
+    }
+    return XCParsedRegEx(m_root, m_table, m_wideTable);
+}
+
+XCRegExParserBase::NodePtr XCRegExParserBase::ParseRegEx()
+{
+    NodePtr result = ParseSequence();
+    while (m_token == RegExToken::Or && !m_error) {
+        GetRegExChar();
+        NodePtr further = ParseSequence();
+        if (m_error) break;
+        result = new Node::AlternativeNode(std::move(result), std::move(further));
+    }
+    return result;
+}
+
+XCRegExParserBase::NodePtr XCRegExParserBase::ParseSequence()
+{
+    NodePtr result = ParseRepSubRegEx();
+    while (!m_error && m_token != RegExToken::End && m_token != RegExToken::Or && m_token != RegExToken::CloseGroup) {
+        NodePtr further = ParseRepSubRegEx();
+        if (m_error) break;
+        result = new Node::SequenceNode(std::move(result), std::move(further));
+    }
+    return result;
+}
+
+XCRegExParserBase::NodePtr XCRegExParserBase::ParseRepSubRegEx()
+{
+    NodePtr atom = ParseSubRegEx();
+    if (atom.IsNull()) Fail();
+    if (m_error) return atom;
+    std::uint32_t minimum = 1;
+    std::uint32_t maximum = 1;
+    if (!ReadCounts(minimum, maximum) || minimum > maximum) Fail();
+    if (m_error || (minimum == 1 && maximum == 1)) return atom;
+    return new Node::RepeatNode(std::move(atom), minimum, maximum);
+}
+
+/// Reads a repetition suffix, if there is one; false when it is malformed.
+bool XCRegExParserBase::ReadCounts(std::uint32_t& minimum, std::uint32_t& maximum)
+{
+    switch (m_token) {
+    case RegExToken::Plus: maximum = Node::Unbounded; break;
+    case RegExToken::Star:
+        minimum = 0;
+        maximum = Node::Unbounded;
+        break;
+    case RegExToken::Question: minimum = 0; break;
+    case RegExToken::OpenBrace:
+        GetRegExChar();
+        minimum = maximum = GetCount(1);
+        if (m_token == RegExToken::CloseBrace) break;
+        if (m_token != RegExToken::Char) return false;
+        GetRegExChar(); // any ordinary character separates the counts
+        maximum = GetCount(Node::Unbounded);
+        if (m_token != RegExToken::CloseBrace) return false;
+        break;
+    default: return true;
+    }
+    GetRegExChar();
+    return true;
+}
+
+XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
+{
+    XCUWCharSet set;
+    switch (m_token) {
+    case RegExToken::Char: set.AddChar(m_char); break;
+    case RegExToken::Dot: set.AddAllChars(); break;
+    case RegExToken::OpenBracket: return ParseGroupDef();
+    case RegExToken::OpenGroup: {
+        if (++m_nesting > kMaxNesting) Fail();
+        if (m_error) return {};
+        GetRegExChar();
+        NodePtr inner = ParseRegEx();
+        --m_nesting;
+        if (m_token != RegExToken::CloseGroup) Fail();
+        if (!m_error) GetRegExChar();
+        return inner;
+    }
+    default: return {};
+    }
+    GetRegExChar();
+    return new Node::CharSetNode(std::move(set));
+}
+
+XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()
+{
+    XCUWCharSet set;
+    GetGroupChar();
+    bool const negated = m_token == RegExToken::Caret;
+    if (negated) {
+        set.AddAllChars();
+        GetGroupChar();
+    }
+    while (m_token == RegExToken::Char && !m_error) ReadGroupItem(set, negated);
+    if (m_token == RegExToken::CloseBracket && !m_error)
+        GetRegExChar();
+    else
+        Fail();
+    return new Node::CharSetNode(std::move(set));
+}
+
+/// One unit or one range of a bracket class; the current character is its first unit.
+void XCRegExParserBase::ReadGroupItem(XCUWCharSet& set, bool negated)
+{
+    wchar_t const first = m_char;
+    wchar_t last = first;
+    wchar_t const next = GetNextChar();
+    bool const isRange = next == L'-';
+    if (isRange) {
+        GetGroupChar();
+        last = m_char;
+        if (m_token != RegExToken::Char || xc::text::ToUint(last) < xc::text::ToUint(first)) return Fail();
+    }
+    if (negated)
+        set.DelRange(first, last);
+    else
+        set.AddRange(first, last);
+    if (isRange)
+        GetGroupChar();
+    else
+        ClassifyGroupChar(next);
+}
+
+/// Only the last digit of a run counts.
+std::uint32_t XCRegExParserBase::GetCount(std::uint32_t defaultCount)
+{
+    std::uint32_t count = defaultCount;
+    while (m_token == RegExToken::Char && xc::text::IsDigit(m_char)) {
+        count = static_cast<std::uint32_t>(m_char - L'0');
+        GetRegExChar();
+    }
+    return count;
+}
+
+void XCRegExParserBase::GetRegExChar()
+{
+    ClassifyRegExChar(GetNextChar());
+}
+
+void XCRegExParserBase::GetGroupChar()
+{
+    ClassifyGroupChar(GetNextChar());
+}
+
+void XCRegExParserBase::ClassifyRegExChar(wchar_t unit)
+{
+    m_char = unit;
+    switch (unit) {
+    case L'\0': m_token = RegExToken::End; break;
+    case L']': m_token = RegExToken::CloseBracket; break;
+    case L'[': m_token = RegExToken::OpenBracket; break;
+    case L'(': m_token = RegExToken::OpenGroup; break;
+    case L')': m_token = RegExToken::CloseGroup; break;
+    case L'{': m_token = RegExToken::OpenBrace; break;
+    case L'}': m_token = RegExToken::CloseBrace; break;
+    case L'|': m_token = RegExToken::Or; break;
+    case L'.': m_token = RegExToken::Dot; break;
+    case L'+': m_token = RegExToken::Plus; break;
+    case L'*': m_token = RegExToken::Star; break;
+    case L'?': m_token = RegExToken::Question; break;
+    case L'\\': ReadEscaped(); break;
+    default: m_token = RegExToken::Char; break;
+    }
+}
+
+void XCRegExParserBase::ClassifyGroupChar(wchar_t unit)
+{
+    m_char = unit;
+    switch (unit) {
+    case L'\0': m_token = RegExToken::End; break;
+    case L']': m_token = RegExToken::CloseBracket; break;
+    case L'[': m_token = RegExToken::OpenBracket; break;
+    case L'-': m_token = RegExToken::Minus; break;
+    case L'^': m_token = RegExToken::Caret; break;
+    case L'\\': ReadEscaped(); break;
+    default: m_token = RegExToken::Char; break;
+    }
+}
+
+/// The unit after a backslash is ordinary; at the end of the pattern the backslash itself is.
+void XCRegExParserBase::ReadEscaped()
+{
+    m_token = RegExToken::Char;
+    if (wchar_t const unit = GetNextChar(); unit != 0) m_char = unit;
+}
+
+XCStringRegExParser::XCStringRegExParser(XCString pattern) : m_pattern(std::move(pattern)) {}
+XCStringRegExParser::~XCStringRegExParser() = default;
+
+wchar_t XCStringRegExParser::GetNextChar()
+{
+    wchar_t const unit = m_pattern[m_pos];
+    if (unit != 0) ++m_pos;
+    return unit;
+}

@@ -1,0 +1,147 @@
+#include "text/RangeKernels.h"
+
+#include "text/Cpu.h"
+
+#include <bit>
+#include <immintrin.h>
+#include <utility>
+
+namespace xc::text {
+
+namespace {
+
+using ScanFunction = std::size_t (*)(wchar_t const*, std::size_t, UnitRanges const&) noexcept;
+
+template <bool Inside>
+std::size_t ScanPlain(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
+{
+    std::size_t i = 0;
+    while (i < n && ranges.Holds(text[i]) != Inside) ++i;
+    return i;
+}
+
+/// A unit lies in a range when (unit - first), less the span without going below 0, is 0: the least of these values
+/// over all ranges tells it for all of them. Two mask bits a unit.
+template <unsigned Count, bool Inside>
+XC_TARGET_AVX2 inline std::uint32_t HitsAvx2(wchar_t const* at, __m256i const (&first)[Count],
+                                             __m256i const (&span)[Count]) noexcept
+{
+    __m256i const units = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(at));
+    __m256i least = _mm256_subs_epu16(_mm256_sub_epi16(units, first[0]), span[0]);
+    for (unsigned i = 1; i < Count; ++i)
+        least = _mm256_min_epu16(least, _mm256_subs_epu16(_mm256_sub_epi16(units, first[i]), span[i]));
+    auto const inside =
+        static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(least, _mm256_setzero_si256())));
+    return Inside ? inside : ~inside;
+}
+
+template <unsigned Count, bool Inside>
+XC_TARGET_AVX2 std::size_t ScanAvx2(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
+{
+    if (n < 16) return ScanPlain<Inside>(text, n, ranges);
+    __m256i first[Count];
+    __m256i span[Count];
+    for (unsigned i = 0; i < Count; ++i) {
+        first[i] = _mm256_set1_epi16(static_cast<short>(ranges.First(i)));
+        span[i] = _mm256_set1_epi16(static_cast<short>(ranges.Span(i)));
+    }
+    std::size_t i = 0;
+    for (; i + 32 <= n; i += 32) {
+        std::uint32_t const low = HitsAvx2<Count, Inside>(text + i, first, span);
+        std::uint32_t const high = HitsAvx2<Count, Inside>(text + i + 16, first, span);
+        if ((low | high) != 0) {
+            std::uint64_t const both = low | static_cast<std::uint64_t>(high) << 32;
+            return i + static_cast<std::size_t>(std::countr_zero(both)) / 2;
+        }
+    }
+    while (i < n) { // the last vector may overlap units already seen to be no hits
+        i = i + 16 <= n ? i : n - 16;
+        if (std::uint32_t const hits = HitsAvx2<Count, Inside>(text + i, first, span); hits != 0)
+            return i + static_cast<std::size_t>(std::countr_zero(hits)) / 2;
+        i += 16;
+    }
+    return n;
+}
+
+template <bool Inside>
+std::size_t ScanSse2(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
+{
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + i));
+        __m128i inside = _mm_setzero_si128();
+        for (std::uint32_t r = 0; r < ranges.Count(); ++r) {
+            __m128i const above = _mm_sub_epi16(units, _mm_set1_epi16(static_cast<short>(ranges.First(r))));
+            __m128i const rest = _mm_subs_epu16(above, _mm_set1_epi16(static_cast<short>(ranges.Span(r))));
+            inside = _mm_or_si128(inside, _mm_cmpeq_epi16(rest, _mm_setzero_si128()));
+        }
+        auto const mask = static_cast<std::uint32_t>(_mm_movemask_epi8(inside));
+        std::uint32_t const hits = Inside ? mask : mask ^ 0xFFFFu;
+        if (hits != 0) return i + static_cast<std::size_t>(std::countr_zero(hits)) / 2;
+    }
+    return i + ScanPlain<Inside>(text + i, n - i, ranges);
+}
+
+/// One instance for each number of ranges, so that the ranges stay in registers.
+template <bool Inside, unsigned... Counts>
+std::size_t ScanCounted(wchar_t const* text, std::size_t n, UnitRanges const& ranges,
+                        std::integer_sequence<unsigned, Counts...>) noexcept
+{
+    static constexpr ScanFunction kScans[] = {&ScanAvx2<Counts + 1, Inside>...};
+    return kScans[ranges.Count() - 1](text, n, ranges);
+}
+
+template <bool Inside>
+std::size_t Scan(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
+{
+    if (ranges.Count() == 0) return Inside ? n : 0;
+    if (!HasAvx2()) return ScanSse2<Inside>(text, n, ranges);
+    return ScanCounted<Inside>(text, n, ranges, std::make_integer_sequence<unsigned, UnitRanges::kMax>{});
+}
+
+std::size_t CountPlain(wchar_t const* text, std::size_t limit) noexcept
+{
+    std::size_t n = 0;
+    while (n < limit && text[n] != 0) ++n;
+    return n;
+}
+
+/// Aligned vectors lie in one page with the unit they are read for.
+[[maybe_unused]] XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit) noexcept
+{
+    auto const address = reinterpret_cast<std::uintptr_t>(text);
+    auto const skipped = static_cast<unsigned>(address & 31);
+    auto const* at = reinterpret_cast<__m256i const*>(address - skipped);
+    __m256i const zero = _mm256_setzero_si256();
+    auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_load_si256(at), zero)));
+    mask >>= skipped;
+    std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
+    while (mask == 0 && n < limit) {
+        mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_load_si256(++at), zero)));
+        n += mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : 16;
+    }
+    return n < limit ? n : limit;
+}
+
+} // namespace
+
+std::size_t FindInside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
+{
+    return Scan<true>(text, n, ranges);
+}
+
+std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
+{
+    return Scan<false>(text, n, ranges);
+}
+
+std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept
+{
+#if !defined(XC_NO_OVERREAD)
+    bool const aligned = (reinterpret_cast<std::uintptr_t>(text) & 1) == 0;
+    if (limit != 0 && aligned && HasAvx2()) return CountAvx2(text, limit);
+#endif
+    return CountPlain(text, limit);
+}
+
+} // namespace xc::text

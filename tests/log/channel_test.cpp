@@ -1,0 +1,229 @@
+#include "log_files.h"
+
+#include <XelbrinCore/XCLog.h>
+
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+/// Keeps what it receives as "level:text|"; runs `during` inside each OnFlush.
+class Recorder : public XCLogSubscriberI {
+public:
+    explicit Recorder(int desired = 1) { SetDesiredLevel(desired); }
+    void OnFlush(int level, XCString const& text) override
+    {
+        seen += static_cast<wchar_t>(L'0' + level);
+        seen += L":" + std::wstring(text.View()) + L"|";
+        if (during) during();
+    }
+    std::wstring seen;
+    std::function<void()> during;
+};
+using RecorderPtr = XCSmartPtr<Recorder>;
+
+/// A manager of its own with one channel.
+struct Bench {
+    XCLogManager manager;
+    XCLogChannel& channel = manager.GetOrAddChannel(L"test");
+    XCLogStream& out = channel.GetStream();
+
+    RecorderPtr Attach(int desired = 1)
+    {
+        RecorderPtr const recorder(new Recorder(desired));
+        manager.AddSubscriber(recorder);
+        return recorder;
+    }
+};
+
+TEST(XCLogChannel, InterestFollowsEveryChange)
+{
+    Bench b;
+    EXPECT_FALSE(b.out.IsInterested()) << "no subscriber";
+    RecorderPtr const one = b.Attach(1);
+    EXPECT_TRUE(b.out.IsInterested()) << "attached";
+    b.out.SetLoggingLevel(2);
+    EXPECT_FALSE(b.out.IsInterested()) << "level of the channel raised";
+    one->SetDesiredLevel(2);
+    EXPECT_TRUE(b.out.IsInterested()) << "desired level raised";
+    RecorderPtr const other(new Recorder(5));
+    XCLogChannel& second = b.manager.GetOrAddChannel(L"second");
+    second.AddSubscriber(other);
+    EXPECT_FALSE(b.channel.IsInterested(3)) << "subscriber of another channel";
+    EXPECT_TRUE(second.IsInterested(5)) << "subscriber of this channel";
+    EXPECT_TRUE(b.manager.RemoveSubscriber(other));
+    EXPECT_FALSE(second.IsInterested(3)) << "detached from its channel";
+    EXPECT_TRUE(b.manager.RemoveSubscriber(one));
+    EXPECT_FALSE(b.out.IsInterested()) << "detached";
+    EXPECT_FALSE(b.manager.RemoveSubscriber(one));
+}
+
+TEST(XCLogChannel, LevelsDecideWhatIsDelivered)
+{
+    Bench b;
+    b.out << L"nobody" << std::flush;
+    static_cast<std::wostream&>(b.out) << L"listens";
+    RecorderPtr const recorder = b.Attach(1);
+    b.out << std::flush;
+    EXPECT_EQ(recorder->seen, L"") << "text was kept without interest";
+    for (int level = 0; level <= 2; ++level) {
+        b.out.SetLoggingLevel(level);
+        b.out << L"at" << static_cast<wchar_t>(L'0' + level) << std::flush;
+    }
+    EXPECT_EQ(recorder->seen, L"0:at0|1:at1|");
+    recorder->seen.clear();
+    b.out.SetLoggingLevel(1);
+    b.out << L"pending";
+    b.out.SetLoggingLevel(0);
+    EXPECT_EQ(recorder->seen, L"1:pending|") << "not delivered at the old level";
+    b.out << L"rest";
+    b.out.OnEOL();
+    EXPECT_EQ(recorder->seen, L"1:pending|0:rest|");
+    EXPECT_TRUE(b.out.good());
+}
+
+TEST(XCLogChannel, RecordsAreBuiltApart)
+{
+    Bench b;
+    RecorderPtr const recorder = b.Attach(3);
+    XCLogRecord(b.channel, 3) << L"n=" << -5 << L' ' << 7u << L' ' << XCString(L"text") << true << 0.5;
+    XCLogRecord(b.channel, 4) << L"nobody wants it";
+    b.channel.Write(2, L"direct");
+    EXPECT_EQ(recorder->seen, L"3:n=-5 7 texttrue0.5|2:direct|");
+}
+
+TEST(XCLogManager, ChannelsByNameAndIndex)
+{
+    XCLogManager manager;
+    EXPECT_EQ(manager.AddChannel(L"a"), 0u);
+    EXPECT_EQ(manager.AddChannel(L"A"), 1u);
+    EXPECT_EQ(manager.AddChannel(L"a"), 2u) << "an existing name is no reason to refuse";
+    EXPECT_EQ(manager.GetChannel(L"a"), manager.GetChannel(std::size_t{0}));
+    EXPECT_EQ(manager.GetChannel(L"A"), manager.GetChannel(1)) << "case ignored";
+    EXPECT_EQ(manager.GetChannel(L"b"), nullptr);
+    EXPECT_EQ(manager.GetChannel(3), nullptr);
+    EXPECT_EQ(manager.GetLastChannelItr() - manager.GetFirstChannelItr(), 3);
+    EXPECT_EQ(manager.GetAvailableChannels().size(), 3u);
+}
+
+TEST(XCLogSubscriber, WhatOneDoesInsideOnFlushNeverHurtsTheOthers)
+{
+    struct Case {
+        char const* fault;
+        std::function<void(Bench&, RecorderPtr const&, RecorderPtr const&)> misbehaves;
+        wchar_t const *first, *second;
+        std::uint64_t failures;
+    };
+    Case const cases[] = {
+        {"throw ends the delivery", [](Bench&, auto&, auto&) { throw std::runtime_error("broken"); }, L"1:x|1:y|",
+         L"1:x|1:y|", 2},
+        {"foreign exception", [](Bench&, auto&, auto&) { throw 5; }, L"1:x|1:y|", L"1:x|1:y|", 2},
+        {"own record comes back, or before the present one",
+         [](Bench& b, auto&, auto&) { b.out << L"own" << std::flush; }, L"1:x|1:y|", L"1:x|1:own|1:y|1:own|", 0},
+        {"detaching itself skips the next", [](Bench& b, auto& self, auto&) { b.manager.RemoveSubscriber(self); },
+         L"1:x|", L"1:x|1:y|", 0},
+        {"a subscriber that left is served", [](Bench& b, auto&, auto& next) { b.manager.RemoveSubscriber(next); },
+         L"1:x|1:y|", L"", 0},
+        {"interest not refreshed",
+         [](Bench&, auto& self, auto& next) {
+             self->SetDesiredLevel(0);
+             next->SetDesiredLevel(0);
+         },
+         L"1:x|", L"1:x|", 0},
+        {"a newcomer is served from the middle on",
+         [](Bench& b, auto&, auto& next) {
+             b.manager.RemoveSubscriber(next);
+             b.manager.AddSubscriber(next);
+         },
+         L"1:x|1:y|", L"", 0},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.fault);
+        Bench b;
+        RecorderPtr const first = b.Attach();
+        RecorderPtr const second = b.Attach();
+        first->during = [&] { c.misbehaves(b, first, second); };
+        b.out << L"x" << std::flush << L"y" << std::flush;
+        EXPECT_EQ(first->seen, c.first);
+        EXPECT_EQ(second->seen, c.second);
+        EXPECT_EQ(b.manager.GetFailureCount(), c.failures);
+        first->during = nullptr;
+    }
+}
+
+TEST(XCLogSubscriber, TwoThatLogWhenServedComeToAnEnd)
+{
+    Bench b;
+    RecorderPtr const first = b.Attach();
+    RecorderPtr const second = b.Attach();
+    first->during = [&] { b.channel.Write(1, L"by first"); };
+    second->during = [&] { b.channel.Write(1, L"by second"); };
+    b.channel.Write(1, L"x");
+    EXPECT_EQ(first->seen, L"1:x|1:by second|");
+    EXPECT_EQ(second->seen, L"1:x|1:by first|");
+    first->during = second->during = nullptr;
+}
+
+/// Keeps the bytes of all blocks, one after the other.
+class Collector : public XCLogSubscriberI {
+public:
+    void OnFlush(int, XCString const& text) override { bytes.append(text.begin(), text.end()); }
+    std::string bytes;
+};
+
+TEST(XCLogChannel, RecordsOfManyThreadsStayWhole)
+{
+    constexpr int kThreads = 4;
+    constexpr int kRecords = 500;
+    Bench b;
+    XCSmartPtr<Collector> const collector(new Collector);
+    b.manager.AddSubscriber(collector);
+    std::vector<std::thread> threads;
+    for (int writer = 0; writer < kThreads; ++writer)
+        threads.emplace_back([&b, writer] {
+            for (int i = 0; i < kRecords; ++i) {
+                XCString const text = log_test::WholeRecord(writer, i);
+                if (writer % 2 == 0) {
+                    XCLogRecord(b.channel, 1) << text.SubStr(0, 3) << text.SubStr(3);
+                } else { // the buffer of the shared stream keeps threads apart
+                    XCLogStreamBuf& buffer = b.out.GetBuffer();
+                    buffer.sputn(text.AsWChar(), 3);
+                    buffer.sputn(text.AsWChar() + 3, static_cast<std::streamsize>(text.Length() - 3));
+                    buffer.pubsync();
+                }
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(log_test::AllWhole(collector->bytes, kThreads, kRecords));
+}
+
+TEST(XCLogManager, SubscribersComeAndGoWhileThreadsLog)
+{
+    Bench b;
+    RecorderPtr const stays = b.Attach();
+    std::thread writer([&b] {
+        for (int i = 0; i < 2000; ++i) b.channel.Write(1, L"x");
+    });
+    for (int i = 0; i < 200; ++i) {
+        RecorderPtr const passing = b.Attach();
+        passing->SetDesiredLevel(i % 3);
+        b.manager.RemoveSubscriber(passing);
+    }
+    writer.join();
+    EXPECT_EQ(stays->seen.size(), 2000u * 4);
+    EXPECT_EQ(b.manager.GetSubscriberCount(), 1u);
+}
+
+TEST(XCLogManager, FirstUseFromManyThreadsGivesOneManagerAndChannel)
+{
+    std::vector<std::thread> threads;
+    std::vector<XCLogChannel*> channels(8);
+    for (XCLogChannel*& channel : channels)
+        threads.emplace_back([&channel] { channel = &XCLogManager::Get().GetOrAddChannel(L"first use"); });
+    for (std::thread& thread : threads) thread.join();
+    for (XCLogChannel const* const channel : channels) EXPECT_EQ(channel, channels[0]);
+    EXPECT_EQ(XCLogManager::Get().GetChannel(L"first use"), channels[0]);
+}
+
+} // namespace

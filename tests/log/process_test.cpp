@@ -1,0 +1,195 @@
+// What only several processes show: this program starts itself for single tests, with an environment of their own.
+#include "log_files.h"
+
+#include <XelbrinCore/XCLog.h>
+#include <XelbrinCore/XCTrace.h>
+
+#include <map>
+#include <windows.h>
+
+namespace {
+
+/// Runs one of the tests named DISABLED_ in a process of its own.
+class Child {
+public:
+    Child(char const* test, std::map<std::wstring, std::wstring> const& variables)
+    {
+        for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), value.c_str());
+        wchar_t path[1024];
+        ::GetModuleFileNameW(nullptr, path, 1024);
+        std::string const filter(test);
+        std::wstring command = L"\"" + std::wstring(path) + L"\" --gtest_also_run_disabled_tests --gtest_brief=1 " +
+                               L"--gtest_filter=Child.DISABLED_" + std::wstring(filter.begin(), filter.end());
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        EXPECT_TRUE(
+            ::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &m_process));
+        for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), nullptr);
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+    /// Waits for the end of the process.
+    ~Child()
+    {
+        DWORD code = 1;
+        EXPECT_EQ(::WaitForSingleObject(m_process.hProcess, 60000), WAIT_OBJECT_0);
+        ::GetExitCodeProcess(m_process.hProcess, &code);
+        EXPECT_EQ(code, 0u);
+        ::CloseHandle(m_process.hThread);
+        ::CloseHandle(m_process.hProcess);
+    }
+    [[nodiscard]] unsigned long Id() const { return m_process.dwProcessId; }
+
+private:
+    PROCESS_INFORMATION m_process{};
+};
+
+constexpr int kRecords = 400;
+
+int ChildNumber()
+{
+    wchar_t text[16] = {};
+    ::GetEnvironmentVariableW(L"XC_TEST_WRITER", text, 16);
+    return XCString(text).AsInt();
+}
+
+TEST(Child, DISABLED_AppendsWithLogFile)
+{
+    XCSmartPtr<XCLogFile> const log(new XCLogFile);
+    ASSERT_TRUE(log->Open(L"processes.log").Good());
+    for (int i = 0; i < kRecords; ++i) log->PutString(log_test::WholeRecord(ChildNumber(), i));
+}
+
+TEST(Child, DISABLED_AppendsWithSubscriber)
+{
+    XCSmartPtr<XCFileLogSubscriber> const log(new XCFileLogSubscriber(L"processes.log", XCLogOpen::Append));
+    for (int i = 0; i < kRecords; ++i) log->OnFlush(1, log_test::WholeRecord(ChildNumber(), i));
+}
+
+TEST(Processes, AppendToOneFileWithoutInterleaving)
+{
+    log_test::ScratchFile const file("processes.log");
+    {
+        Child const a("AppendsWithLogFile", {{L"XC_TEST_WRITER", L"0"}});
+        Child const b("AppendsWithLogFile", {{L"XC_TEST_WRITER", L"1"}});
+        Child const c("AppendsWithSubscriber", {{L"XC_TEST_WRITER", L"2"}});
+    }
+    std::string bytes = file.Bytes();
+    std::erase(bytes, '\r');
+    EXPECT_TRUE(log_test::AllWhole(bytes, 3, kRecords));
+}
+
+struct LogsInItsDestructor {
+    ~LogsInItsDestructor()
+    {
+        XCLogManager::Get().GetOrAddChannel(L"exit").Write(1, L"from a static destructor\n");
+        XCTrace::Msg(1, 1, L"exit", L"traced");
+    }
+};
+
+TEST(Child, DISABLED_EndsWithBufferedRecords)
+{
+    static LogsInItsDestructor const last;
+    XCLogManager& manager = XCLogManager::Get();
+    manager.AddSubscriber(new XCFileLogSubscriber(L"exit.log", XCLogOpen::Truncate, false));
+    manager.GetOrAddChannel(L"exit").GetStream() << L"pending";
+}
+
+TEST(Processes, NothingIsLostAtTheEndOfAProgram)
+{
+    log_test::ScratchFile const file("exit.log");
+    Child("EndsWithBufferedRecords", {});
+    EXPECT_EQ(file.Bytes(), "pending");
+}
+
+TEST(Child, DISABLED_TracesByTheEnvironment)
+{
+    XCTrace::Msg(1, XCTrace::TraceConfig, L"o", L"error");
+    XCTrace::Msg(2, XCTrace::TraceConfig, L"o", L"warning");
+    XCTrace::Msg(4, XCTrace::TraceConfig, L"o", L"info");
+    XCTrace::Msg(1, XCTrace::TraceXml, L"o", L"other");
+}
+
+TEST(Child, DISABLED_CallsWinOverTheEnvironment)
+{
+    EXPECT_TRUE(XCTrace::SetTraceDelim('|'));
+    EXPECT_TRUE(XCTrace::SetTraceSubjects(L"XML"));
+    XCTrace::Msg(1, XCTrace::TraceConfig, L"o", L"error");
+    XCTrace::Msg(1, XCTrace::TraceXml, L"o", L"other");
+    ::SetEnvironmentVariableW(L"XC_TRACE_LEVEL", L"4");
+    XCTrace::InitTracing(true); // the level was not set by a call
+    XCTrace::Msg(4, XCTrace::TraceXml, L"o", L"forced");
+}
+
+TEST(Processes, TraceEnvironment)
+{
+    struct {
+        char const* fault;
+        char const* test;
+        wchar_t const* delimiter;
+        std::vector<std::string> ends;
+    } const rows[] = {
+        {"level 2 is not mask 3", "TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
+        {"delimiter not reset", "TracesByTheEnvironment", L"300", {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
+        {"the environment wins", "CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        log_test::ScratchFile const folder("trace_environment");
+        unsigned long id = 0;
+        {
+            Child const child(row.test, {{L"XC_TRACE", L"Config"},
+                                         {L"XC_TRACE_LEVEL", L"2"},
+                                         {L"XC_TRACE_DELIM", row.delimiter},
+                                         {L"XC_TRACE_FOLDER", L"trace_environment\\deep"}});
+            id = child.Id();
+        }
+        std::vector<std::string> const lines =
+            log_test::Lines(log_test::ReadFile("trace_environment/deep/test_log__" + std::to_string(id) + ".log"));
+        ASSERT_EQ(lines.size(), row.ends.size());
+        for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_TRUE(lines[i].ends_with(row.ends[i])) << lines[i];
+    }
+}
+
+TEST(Child, DISABLED_WritesToTheConsole)
+{
+    XCTrace::SetTraceDelim(0);
+    XCSmartPtr<XCConsoleLogSubscriber> const console(new XCConsoleLogSubscriber);
+    console->OnFlush(1, L"\u20AC\xD83D\xDE00\n");
+    console->OnFlush(2, L"too detailed\n");
+    EXPECT_EQ(console->GetFailureCount(), 0u);
+}
+
+TEST(Processes, RedirectedConsoleIsUtf8)
+{
+    log_test::ScratchFile const file("console.txt");
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    HANDLE const output = ::CreateFileW(L"console.txt", GENERIC_WRITE, 7, &inherited, CREATE_ALWAYS, 0, nullptr);
+    HANDLE const before = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    ::SetStdHandle(STD_OUTPUT_HANDLE, output);
+    Child("WritesToTheConsole", {});
+    ::SetStdHandle(STD_OUTPUT_HANDLE, before);
+    ::CloseHandle(output);
+    EXPECT_NE(file.Bytes().find("Illegal trace delimiter specified; trace delimiter has been reset to default\n"
+                                "\xE2\x82\xAC\xF0\x9F\x98\x80\n"),
+              std::string::npos)
+        << file.Bytes();
+    EXPECT_EQ(file.Bytes().find("detailed"), std::string::npos);
+}
+
+TEST(XCFileLogSubscriber, FileHeldByAnotherProgramIsTriedAgain)
+{
+    log_test::ScratchFile const file("held.log");
+    HANDLE const holder = ::CreateFileW(L"held.log", GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    XCSmartPtr<XCFileLogSubscriber> const log(new XCFileLogSubscriber(L"held.log", XCLogOpen::Append));
+    log->OnFlush(1, L"1\n");
+    EXPECT_FALSE(log->IsValid());
+    EXPECT_EQ(log->GetFailureCount(), 1u);
+    ::CloseHandle(holder);
+    log->OnFlush(1, L"2\n");
+    log->Flush();
+    EXPECT_TRUE(log->IsValid());
+    EXPECT_EQ(file.Bytes(), "1\n2\n");
+}
+
+} // namespace

@@ -1,0 +1,140 @@
+#include "log_files.h"
+
+#include <XelbrinCore/XCLogSubscriber.h>
+
+namespace {
+
+using log_test::ScratchFile;
+using FilePtr = XCSmartPtr<XCFileLogSubscriber>;
+
+TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
+{
+    ScratchFile const file("subscriber.log");
+    {
+        FilePtr const log(new XCFileLogSubscriber(file.Name()));
+        log->OnFlush(2, L"too detailed\n");
+        EXPECT_FALSE(file.Exists()) << "opened by a block that was ignored";
+        log->OnFlush(1, L"a\nb\r\n\u20AC");
+        EXPECT_EQ(file.Bytes(), "a\nb\r\n\xE2\x82\xAC");
+        log->Close();
+        log->OnFlush(0, L"again");
+        EXPECT_EQ(file.Bytes(), "a\nb\r\n\xE2\x82\xAC"
+                                "again")
+            << "truncated by opening again";
+    }
+    FilePtr(new XCFileLogSubscriber(file.Name(), XCLogOpen::Append))->OnFlush(1, L"!");
+    EXPECT_TRUE(file.Bytes().ends_with("again!")) << "append flag";
+    FilePtr const buffered(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, false));
+    buffered->OnFlush(1, L"new");
+    EXPECT_TRUE(file.Bytes().ends_with("again!")) << "written without auto-flush";
+    buffered->Flush();
+    EXPECT_EQ(file.Bytes(), "new") << "not truncated";
+}
+
+TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
+{
+    ScratchFile const folder("missing_folder");
+    FilePtr const log(new XCFileLogSubscriber(folder.Name() + L"/x.log"));
+    EXPECT_TRUE(log->IsValid());
+    log->OnFlush(1, L"1\n");
+    EXPECT_FALSE(log->IsValid());
+    EXPECT_EQ(log->GetFailureCount(), 1u);
+    EXPECT_TRUE(log->GetLastFailure().Find(L"Cannot open \"missing_folder/x.log\"") != XCString::npos);
+    std::filesystem::create_directory(folder.Path());
+    log->OnFlush(1, L"2\n");
+    log->Flush();
+    EXPECT_TRUE(log->IsValid());
+    log->Close();
+    EXPECT_EQ(log_test::ReadFile("missing_folder/x.log"), "1\n2\n") << "a record was lost";
+}
+
+TEST(XCFileLogSubscriber, OneLineLayout)
+{
+    ScratchFile const file("oneline.log");
+    FilePtr const log(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
+    log->OnFlush(1, L"user=x\nERR> forged\r\n");
+    log->OnFlush(1, L"no end");
+    EXPECT_EQ(file.Bytes(), "user=x\\nERR> forged\r\nno end\n");
+}
+
+TEST(XCJsonLogSubscriber, OneObjectARecord)
+{
+    ScratchFile const file("records.json");
+    FilePtr const log(new XCJsonLogSubscriber(file.Name()));
+    log->OnChannelFlush(L"main \"1\"", 1, L"a\"\\\n\t\x01\u20AC\xD83D\xDE00\xD83D\x7F\n");
+    log->OnFlush(-2, L"x");
+    std::vector<std::string> const lines = log_test::Lines(file.Bytes());
+    ASSERT_EQ(lines.size(), 2u);
+    std::string const head = R"({"time":"0-0-0T0:0:0.0Z","level":)";
+    EXPECT_EQ(log_test::Collapsed(lines[0]).substr(0, head.size()), head);
+    EXPECT_NE(lines[0].find(R"("level":1,"channel":"main \"1\"","process":)"), std::string::npos);
+    std::string const text = R"("text":"a\"\\\n\t\u0001)"
+                             "\xE2\x82\xAC\xF0\x9F\x98\x80"
+                             R"(\uD83D\u007F"})";
+    EXPECT_TRUE(lines[0].ends_with(text)) << lines[0];
+    EXPECT_EQ(log_test::Collapsed(lines[1]), head + R"(-0,"process":0,"thread":0,"text":"x"})");
+}
+
+/// Files of one rotation, in a folder of their own.
+struct RotationBench {
+    ScratchFile folder{"rotation"};
+    RotationBench() { std::filesystem::create_directory("rotation"); }
+
+    static FilePtr Open(XCLogRotation const& rotation, bool autoFlush = true)
+    {
+        return FilePtr(new XCRotatingFileLogSubscriber(L"rotation/x.log", rotation, autoFlush));
+    }
+    static std::string Read(char const* name) { return log_test::ReadFile(std::string("rotation/") + name); }
+    static std::string All()
+    {
+        return Read("x.log") + " " + Read("x.log.1") + " " + Read("x.log.2") + " " + Read("x.log.3");
+    }
+};
+
+TEST(XCRotatingFileLogSubscriber, BySize)
+{
+    for (bool const autoFlush : {true, false}) {
+        SCOPED_TRACE(autoFlush ? "written at once" : "buffered");
+        RotationBench b;
+        FilePtr log = b.Open({.maxBytes = 4, .keepFiles = 2}, autoFlush);
+        for (wchar_t const* const text : {L"aa", L"aa", L"bbb", L"cccccc", L"d"}) log->OnFlush(1, text);
+        log->Close();
+        EXPECT_EQ(b.All(), "d cccccc bbb -") << "split, order or count of files kept";
+        log = b.Open({.maxBytes = 4, .keepFiles = 2}, autoFlush);
+        log->OnFlush(1, L"eee");
+        log->OnFlush(1, L"f");
+        log->Close();
+        EXPECT_EQ(b.All(), "f deee cccccc -") << "the size found at opening is not counted";
+        EXPECT_EQ(log->GetFailureCount(), 0u);
+    }
+}
+
+TEST(XCRotatingFileLogSubscriber, ByDay)
+{
+    RotationBench b;
+    b.Open({.daily = true})->OnFlush(1, L"yesterday");
+    std::filesystem::path const path = "rotation/x.log";
+    std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) - std::chrono::hours(24));
+    FilePtr const log = b.Open({.daily = true});
+    log->OnFlush(1, L"today");
+    log->OnFlush(1, L" too");
+    EXPECT_EQ(b.All(), "today too yesterday - -");
+}
+
+TEST(XCRotatingFileLogSubscriber, GoesOnWhenARenameIsRefused)
+{
+    RotationBench b;
+    std::filesystem::create_directories("rotation/x.log.1/occupied"); // no file can take this name
+    FilePtr log = b.Open({.maxBytes = 2, .keepFiles = 1});
+    for (wchar_t const* const text : {L"aa", L"bb", L"cc"}) log->OnFlush(1, text);
+    EXPECT_EQ(b.Read("x.log"), "aabbcc") << "a record was lost";
+    EXPECT_EQ(log->GetFailureCount(), 1u) << "tried for every record, or not counted";
+    EXPECT_TRUE(log->IsValid());
+    log->Close();
+    std::filesystem::remove_all("rotation/x.log.1");
+    log = b.Open({.maxBytes = 2, .keepFiles = 1});
+    log->OnFlush(1, L"dd");
+    EXPECT_EQ(b.All(), "dd aabbcc - -");
+}
+
+} // namespace

@@ -1,0 +1,152 @@
+#include "log_files.h"
+
+#include <XelbrinCore/XCTrace.h>
+
+#include <fstream>
+#include <thread>
+
+namespace {
+
+/// The trace of this process in a folder of its own, switched off again at the end.
+struct TraceBench {
+    log_test::ScratchFile folder{"trace_folder"};
+    TraceBench()
+    {
+        XCTrace::SetTraceLevel(XCTrace::TraceErrors);
+        XCTrace::SetTraceDelim(9);
+        EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_folder/inner"));
+    }
+    ~TraceBench()
+    {
+        XCTrace::SetTraceSubjects(nullptr);
+        XCTrace::SetTraceLevel(1);
+        XCTrace::SetTraceDelim(9);
+    }
+    /// All bytes of the one file in the folder.
+    static std::string Bytes()
+    {
+        return log_test::ReadFile(std::filesystem::directory_iterator("trace_folder/inner")->path().string());
+    }
+};
+
+TEST(XCTrace, RecordsWantBothMasksAndTheFile)
+{
+    TraceBench b;
+    EXPECT_FALSE(XCTrace::IsTracingEnabled());
+    EXPECT_FALSE(XCTrace::TraceThisSubject(1, XCTrace::TraceConfig)) << "no subject chosen";
+    EXPECT_TRUE(XCTrace::SetTraceSubjects(L" config,\tRegEx ,, 0x8000"));
+    EXPECT_TRUE(XCTrace::IsTracingEnabled());
+    struct {
+        char const* fault;
+        int level, subject;
+        bool wanted;
+    } const rows[] = {
+        {"chosen subject", 1, XCTrace::TraceConfig, true},
+        {"one bit of several", XCTrace::TraceErrors | XCTrace::TraceData, XCTrace::TraceRegEx | XCTrace::TraceXml,
+         true},
+        {"number in the list", 1, XCTrace::TraceUser, true},
+        {"other subject", 1, XCTrace::TraceXml, false},
+        {"other level", XCTrace::TraceInfo, XCTrace::TraceConfig, false},
+        {"no level", 0, XCTrace::TraceConfig, false},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        EXPECT_EQ(XCTrace::TraceThisSubject(row.level, row.subject), row.wanted);
+    }
+    EXPECT_TRUE(XCTrace::SetTraceLevel(XCTrace::TraceInfo));
+    EXPECT_TRUE(XCTrace::TraceThisSubject(XCTrace::TraceErrors, XCTrace::TraceConfig)) << "bit 0 is always set";
+    EXPECT_FALSE(XCTrace::SetTraceSubjects(L"config,nonsense,0x1FFFFFFFF"));
+    EXPECT_TRUE(XCTrace::TraceThisSubject(1, XCTrace::TraceConfig)) << "the good items hold";
+    EXPECT_FALSE(XCTrace::TraceThisSubject(1, XCTrace::TraceRegEx)) << "the old list holds on";
+    EXPECT_TRUE(XCTrace::SetTraceSubjects(L"all"));
+    EXPECT_TRUE(XCTrace::TraceThisSubject(1, 0x40000000));
+}
+
+TEST(XCTrace, BytesOfRecords)
+{
+    TraceBench b;
+    XCTrace::SetTraceSubjects(L"ALL");
+    XCTrace::SetTraceDelim(';');
+    XCTrace::Msg(1, XCTrace::TraceLog, L"here", L"%s=%d", L"x", 5);
+    XCTrace::Msg(1, XCTrace::TraceLog | XCTrace::TraceApp, nullptr, L"ended\n");
+    unsigned char bytes[18] = {0x00, 0xAB};
+    XCTrace::MsgHex(1, XCTrace::TraceLog, L"hex", L"a text", bytes, sizeof bytes);
+    XCTrace::MsgHex(1, XCTrace::TraceLog, L"hex", L"empty", bytes, 0);
+    XCTrace::MsgObject(1, XCTrace::TraceLog, L"obj", L"text");
+    std::string const thread =
+        log_test::Lines(b.Bytes())[0].substr(24, log_test::Lines(b.Bytes())[0].find(';', 24) - 24);
+    std::string const stamp = "0000-00-00;00:00:00.000;";
+    std::vector<std::string> const expected = {";here;1;LOG;x=5",
+                                               ";;1;APP+LOG;ended",
+                                               ";hex;1;LOG;(nrbytes=18): a text",
+                                               "  0000:00AB0000000000000000000000000000",
+                                               "  0016:0000",
+                                               ";hex;1;LOG;(nrbytes=0): empty",
+                                               ";obj;1;LOG;text"};
+    std::vector<std::string> const lines = log_test::Lines(b.Bytes());
+    ASSERT_EQ(lines.size(), expected.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        bool const isRow = expected[i][0] == ' ';
+        EXPECT_EQ(isRow ? lines[i] : lines[i].substr(std::min<std::size_t>(24, lines[i].size())),
+                  isRow ? expected[i] : thread + expected[i]);
+        if (!isRow) {
+            EXPECT_EQ(log_test::Digitless(lines[i].substr(0, 24)), stamp);
+        }
+    }
+}
+
+TEST(XCTrace, DelimitersOutOfRangeFallBackToTab)
+{
+    TraceBench b;
+    XCTrace::SetTraceSubjects(L"ALL");
+    struct {
+        int delimiter;
+        bool accepted;
+        char const* bytes;
+    } const rows[] = {{0, false, "\t1\t"},
+                      {1, true,
+                       "\x01"
+                       "1\x01"},
+                      {255, true,
+                       "\xC3\xBF"
+                       "1\xC3\xBF"},
+                      {256, false, "\t1\t"},
+                      {-1, false, "\t1\t"}};
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.delimiter);
+        EXPECT_EQ(XCTrace::SetTraceDelim(row.delimiter), row.accepted);
+        XCTrace::Msg(1, 1, L"o", L"m");
+        EXPECT_NE(log_test::Lines(b.Bytes()).back().find(row.bytes), std::string::npos);
+    }
+}
+
+TEST(XCTrace, FolderThatCannotBeHad)
+{
+    TraceBench b;
+    XCTrace::SetTraceSubjects(L"ALL");
+    log_test::ScratchFile const file("no_folder");
+    std::ofstream(file.Path()) << "x";
+    std::uint64_t const before = XCTrace::GetFailureCount();
+    EXPECT_FALSE(XCTrace::SetTraceFolderName(L"no_folder/inner"));
+    EXPECT_FALSE(XCTrace::TraceThisSubject(1, 1));
+    EXPECT_GT(XCTrace::GetFailureCount(), before);
+    EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_folder/inner/"));
+    EXPECT_TRUE(XCTrace::TraceThisSubject(1, 1));
+}
+
+TEST(XCTrace, RecordsOfManyThreadsStayWhole)
+{
+    TraceBench b;
+    XCTrace::SetTraceSubjects(L"ALL");
+    std::vector<std::thread> threads;
+    for (int writer = 0; writer < 4; ++writer)
+        threads.emplace_back([writer] {
+            for (int i = 0; i < 100; ++i) XCTrace::Msg(1, 1, L"o", L"%s", log_test::WholeRecord(writer, i).AsWChar());
+        });
+    for (std::thread& thread : threads) thread.join();
+    std::string messages;
+    for (std::string const& line : log_test::Lines(b.Bytes())) messages += line.substr(line.rfind('\t') + 1) + "\n";
+    EXPECT_TRUE(log_test::AllWhole(messages, 4, 100));
+}
+
+} // namespace

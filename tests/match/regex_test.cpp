@@ -1,0 +1,279 @@
+#include <XelbrinCore/XCRegEx.h>
+
+#include "match/reference.h"
+
+#include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <iostream>
+#include <sstream>
+#endif
+#include <thread>
+
+namespace {
+
+XCParsedRegEx Parse(std::wstring const& pattern)
+{
+    return XCStringRegExParser(XCString(pattern)).Parse();
+}
+
+XCRegEx Compile(std::wstring const& pattern)
+{
+    return XCRegEx(Parse(pattern), false);
+}
+
+struct MatchCase {
+    char const* fault;
+    wchar_t const *pattern, *subject;
+    bool matches;
+};
+constexpr MatchCase kMatches[] = {
+    {"star needs one", L"a*", L"", true},
+    {"not anchored at the end", L"a", L"ab", false},
+    {"not anchored at the start", L"b", L"ab", false},
+    {"twelve times", L"a{12}", L"aa", true},
+    {"twelve times", L"a{12}", L"aaaaaaaaaaaa", false},
+    {"ten times", L"a{10}", L"", true},
+    {"ten times", L"a{10}", L"a", false},
+    {"minimum 0 when omitted", L"a{,2}", L"", false},
+    {"letter as a count", L"a{x}", L"aaaaa", true},
+    {"stop state reads the rest", L"ab.*", L"abc\xFFFF", true},
+    {"dot takes FFFF", L"ab.", L"ab\xFFFF", false},
+    {"negated class takes FFFF", L"[^a]", L"\xFFFF", false},
+    {"FFFF before the state that stops", L".*x.*", L"\xFFFFx", false},
+    {"FFFF between literal and needle", L"ab.*x.*", L"ab\xFFFFx", false},
+    {"FFFF behind the last needle", L".*x.*", L"ax\xFFFF", true},
+    {"FFFF before a fixed end", L".*x", L"\xFFFFx", false},
+    {"a range up to FFFD stops too", L"[^\xFFFE]*", L"a\xFFFE\xFFFF", true},
+    {"invalid pattern, empty subject", L"a**", L"", false},
+    {"invalid pattern", L"a**", L"a", false},
+    {"empty class", L"a[]*", L"a", true},
+    {"empty class", L"a[]", L"a", false},
+    {"line ends", L"a.b", L"a\nb", true},
+    {"needle overlaps itself", L".*aab.*", L"aaab", true},
+    {"needles in the wrong order", L".*ab.*cd.*", L"cdab", false},
+    {"literals overlap", L"aba.*aba", L"ababa", false},
+    {"literals touch", L"aba.*aba", L"abaaba", true},
+    {"escape at the end", L"a\\", L"a\\", true},
+    {"anchors are literal", L"^a$", L"^a$", true},
+};
+
+TEST(Match, Table)
+{
+    for (MatchCase const& c : kMatches) {
+        XCRegEx const expression = Compile(c.pattern);
+        EXPECT_EQ(expression.Match(c.subject), c.matches) << c.fault;
+        EXPECT_EQ(expression.Match(XCString(c.subject)), c.matches) << c.fault << ", string";
+    }
+    EXPECT_TRUE(Compile(L"a*").Match(static_cast<wchar_t const*>(nullptr)));
+    XCString withNul(L"aa");
+    withNul += L'\0';
+    withNul += L'b';
+    EXPECT_TRUE(Compile(L"a+").Match(withNul)) << "a subject ends at its terminator";
+}
+
+TEST(Match, CollatingTables)
+{
+    XCSmartPtr<XCCollatingTable<char>> const narrow(new XCCollatingTable<char>);
+    XCSmartPtr<XCCollatingTable<wchar_t>> const wide(new XCCollatingTable<wchar_t>);
+    narrow->Set('A', 'a');
+    narrow->Set('\0', 'z');
+    narrow->Set('\xE9', '\xE8'); // widened as a signed value: U+FFE8
+    wide->Set(L'B', L'b');
+    struct Case {
+        char const* fault;
+        bool useNarrow, useWide;
+        wchar_t const *pattern, *subject;
+        bool matches;
+    };
+    Case const cases[] = {
+        {"subject not translated", true, false, L"a", L"A", true},
+        {"pattern translated", true, false, L"A", L"A", false},
+        {"U+0100 is not its low byte", true, false, L"z", L"\x0100", true},
+        {"unit above U+0100 translated", true, false, L"\x0141", L"\x0141", true},
+        {"code widened as unsigned", true, false, L"\xFFE8", L"\x00E9", true},
+        {"identity above 0x7F is not identity", true, false, L"\xFFE0", L"\x00E0", true},
+        {"wide table", false, true, L"b", L"B", true},
+        {"both: the narrow one wins", true, true, L"b", L"B", false},
+        {"long subject", true, false, L"a+", L"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA", true},
+        {"stop before translation", true, false, L"x.*", L"x\xFFFF", true},
+    };
+    for (Case const& c : cases) {
+        XCStringRegExParser parser{XCString(c.pattern)};
+        if (c.useNarrow) parser.SetCollatingTable(narrow);
+        if (c.useWide) parser.SetWCollatingTable(wide);
+        EXPECT_EQ(XCRegEx(parser.Parse(), false).Match(c.subject), c.matches) << c.fault;
+        EXPECT_EQ(XCRegEx(parser.Parse(), false, {0, 0}).Match(c.subject), c.matches) << c.fault << ", sets";
+    }
+}
+
+TEST(Match, ConstantStart)
+{
+    struct Case {
+        wchar_t const *pattern, *start;
+    };
+    Case const cases[] = {{L"abc|abx", L"ab"}, {L"abc|abd", L"abc"}, {L"[a-z]x", L"ax"}, {L"abc", L"abc"}, {L"a*", L""},
+                          {L"ab.*", L"ab"},    {L"x(a|b)c", L"xac"}, {L"a?b", L""},      {L"a**", L""}};
+    for (Case const& c : cases) EXPECT_TRUE(Compile(c.pattern).GetConstantStart() == c.start);
+}
+
+TEST(Dump, FormatsOfBothAutomata)
+{
+    EXPECT_TRUE(Compile(L"a[0-9]\\\\|[\\]\\[\x01\x3042x-y]").DumpStates() ==
+                L"0:\n    \\x0001 --> 1\n    \\[ --> 1\n    \\] --> 1\n    a --> 2\n    xy --> 1\n    \\x3042 --> 1\n"
+                L"1*:\n2:\n    0-9 --> 3\n3:\n    \\\\ --> 1\n"
+                L"Node 0 : Continue\nNode 1 : Continue\nNode 2 : Continue\nNode 3 : Continue\n");
+    EXPECT_TRUE(Compile(L".*").DumpStates() == L"0*:\n    \\x0000-\\xFFFE --> 0\nNode 0 : STOP\n");
+    EXPECT_TRUE(XCRegEx::DumpNodes(Parse(L"a*")) ==
+                L"0:\n    e-closure = {0, 1, 2\n1:\n    e-closure = {1\n2:\n    e-closure = {1, 2\n");
+#if defined(_WIN32)
+    std::wostringstream printed;
+    std::wstreambuf* const before = std::wcout.rdbuf(printed.rdbuf());
+    XCRegEx const expression(Parse(L"ab.*"), true);
+    std::wcout.rdbuf(before);
+    XCString const expected = XCRegEx::DumpNodes(Parse(L"ab.*")) + expression.DumpStates();
+    EXPECT_TRUE(expected == printed.str().c_str());
+#endif
+}
+
+TEST(NodeSet, KeepsOrderAndBothParts)
+{
+    XCNFANodeSet set, other;
+    for (unsigned int const id : {300u, 5u, 127u, 128u, 0u, 64u}) EXPECT_TRUE(set.Insert(id));
+    EXPECT_FALSE(set.Insert(128));
+    EXPECT_FALSE(set.Insert(64));
+    EXPECT_EQ(std::vector<unsigned int>(set.begin(), set.end()), (std::vector<unsigned int>{0, 5, 64, 127, 128, 300}));
+    EXPECT_EQ(set.GetNextSmallID(64), 127u);
+    EXPECT_EQ(set.GetNextSmallID(127), 0xFFFFFFFFu);
+    EXPECT_EQ(other.GetFirstSmallID(), 0xFFFFFFFFu);
+    EXPECT_TRUE(other.begin() == other.end());
+    EXPECT_TRUE(other.Insert(set));
+    EXPECT_FALSE(other.Insert(set));
+    EXPECT_TRUE(other == set);
+    XCNFANodeSet const copy = other;
+    other.Insert(301u);
+    EXPECT_FALSE(copy.IsInSet(301));
+    EXPECT_TRUE((copy < other) != (other < copy));
+    EXPECT_FALSE(copy < set || set < copy);
+}
+
+TEST(Limits, HugePatternsHaveDefinedResults)
+{
+    std::wstring counted = L"a";
+    for (int i = 0; i < 5; ++i) counted = L"(" + counted + L"{9})";
+    XCRegEx const inside = Compile(counted);
+    EXPECT_FALSE(inside.IsTooLarge());
+    EXPECT_TRUE(inside.Match(std::wstring(59049, L'a').c_str()));
+    EXPECT_FALSE(inside.Match(std::wstring(59048, L'a').c_str()));
+    for (int i = 0; i < 200; ++i) counted = L"(" + counted + L"{9})";
+    XCRegEx const outside = Compile(counted);
+    EXPECT_TRUE(outside.IsTooLarge());
+    EXPECT_FALSE(outside.Match(L""));
+    EXPECT_FALSE(outside.Match(L"aaaaaaaaa"));
+
+    std::wstring nothing = L"a{0}"; // copies of nothing are counted too
+    for (int i = 0; i < 200; ++i) nothing = L"(" + nothing + L"){9}";
+    EXPECT_TRUE(Compile(nothing).IsTooLarge());
+
+    std::wstring const literal(200000, L'a'); // plain text needs no automaton
+    EXPECT_TRUE(Compile(literal).Match(literal.c_str()));
+    EXPECT_FALSE(Compile(literal).Match(std::wstring(199999, L'a').c_str()));
+    EXPECT_TRUE(Compile(literal + L"b?").IsTooLarge());
+
+    std::wstring manySets;
+    for (std::uint32_t unit = 0x100; unit < 0x1100; ++unit) manySets += L"[^" + std::wstring(1, wchar_t(unit)) + L"]";
+    XCRegEx const unfolded = Compile(manySets);
+    EXPECT_TRUE(unfolded.UsesStateSets());
+    EXPECT_TRUE(unfolded.Match(std::wstring(0x1000, L'a').c_str()));
+    EXPECT_FALSE(unfolded.Match(std::wstring(0x1000, wchar_t(0x0800)).c_str()));
+}
+
+TEST(Limits, BeyondTheBudgetTheAnswersStay)
+{
+    XCRegEx const dense = Compile(L"(a|b)*a(a|b){9}");
+    EXPECT_FALSE(dense.UsesStateSets());
+    EXPECT_EQ(dense.GetStates().size(), 1024u);
+    XCRegEx const sets = Compile(L"(a|b)*a(a|b){9}(a|b){9}");
+    EXPECT_TRUE(sets.UsesStateSets());
+    reference::Maker random(3);
+    for (int i = 0; i < 200; ++i) {
+        std::wstring text;
+        for (std::uint32_t n = random.Below(3000); n > 0; --n) text += random.Below(2) ? L'a' : L'b';
+        EXPECT_EQ(sets.Match(text.c_str()), text.size() > 18 && text[text.size() - 19] == L'a');
+        EXPECT_EQ(dense.Match(text.c_str()), text.size() > 9 && text[text.size() - 10] == L'a');
+    }
+}
+
+struct LongCase {
+    char const* fault;
+    wchar_t const *pattern, *piece;
+};
+constexpr LongCase kLongCases[] = {
+    {"guessed states are right", L"((alpha|bravo|charlie|delta|echo) )+", L"echo delta alpha bravo "},
+    {"guessed states are wrong", L"((a|b){9}(a|b){9})*", L"abb"},
+    {"guess needs the record's start", L"([0-9]{4}-[a-z]+ [^\n]*\n)+", L"2024-june a line of seventeen units\n"},
+    {"many states", L"(a|b)*a(a|b){9}", L"abaababbab"},
+    {"few states", L"([0-9]+,[a-z ]*,(\"[^\"]*\")?\n)+", L"17,abc d,\"x\"\n"},
+    {"units of other pages", L"((\x0416|\x3042)+ [ab]+;)+", L"\x0416\x3042\x3042 abba;\x0416 b;"},
+    {"long loops among short ones", L"(a+b[^c]*c)+",
+     L"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab---------------------c"},
+    {"loop to the end", L"x[a-z]*", L"abcdefgh"},
+};
+
+/// Many stretches, the lanes among them; a unit changed somewhere must be seen wherever it stands.
+TEST(Match, LongSubjects)
+{
+    reference::Maker random(11);
+    for (LongCase const& c : kLongCases) {
+        XCRegEx const expression = Compile(c.pattern);
+        auto const states = expression.GetStates();
+        std::wstring text = c.pattern[0] == L'x' ? L"x" : L"";
+        while (text.size() < 70000) text += c.piece;
+        for (int round = 0; round < 40; ++round) {
+            std::wstring subject = text.substr(0, text.size() - random.Below(40000));
+            std::size_t const at = random.Below(static_cast<std::uint32_t>(subject.size()));
+            if (round > 4) subject[at] = L"ab c\x3042\xFFFF"[random.Below(6)];
+            bool const expected = reference::MatchesStates(states, subject);
+            EXPECT_EQ(expression.Match(subject.c_str()), expected) << c.fault << ", unit " << at << " changed";
+            EXPECT_EQ(expression.Match(XCString(subject)), expected) << c.fault << ", string";
+        }
+    }
+}
+
+/// Subjects that end right before memory that must not be read, at every length and alignment.
+TEST(Match, ReadsNothingBehindTheTerminator)
+{
+    XCRegEx const expressions[] = {Compile(L"[a-z0-9_]+"), Compile(L".*b.*"), Compile(L"(a|b)*a(a|b){4}"),
+                                   Compile(L"(ab?)*"),     Compile(L"a*"),    Compile(L".*aaa")};
+    for (std::size_t n = 0; n < 600; n += n < 80 ? 1 : 37) {
+        std::vector<wchar_t> text(n, L'a'); // exactly as long as the string form may read
+        XCString const whole(std::wstring(text.begin(), text.end()));
+        std::unique_ptr<wchar_t[]> const exact(new wchar_t[n + 1]);
+        std::copy(text.begin(), text.end(), exact.get());
+        exact[n] = 0;
+        bool const expected[] = {n > 0, false, n >= 5, true, true, n >= 3};
+        for (std::size_t i = 0; i < std::size(expressions); ++i) {
+            EXPECT_EQ(expressions[i].Match(exact.get()), expected[i]) << n << " " << i;
+            EXPECT_EQ(expressions[i].Match(whole), expected[i]) << n << " " << i;
+        }
+    }
+}
+
+TEST(Threads, OneExpressionInEightThreads)
+{
+    XCRegEx const expressions[] = {Compile(L"(a|b)*abb"), Compile(L"([a-z]+,)*[a-z]+"), Compile(L".*needle.*"),
+                                   Compile(L"(a|b)*a(a|b){9}(a|b){9}")};
+    std::wstring const text = L"aabbabababbabbaaabababababababababababb";
+    bool const expected[] = {true, true, false, true};
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 200; ++round)
+                for (std::size_t e = 0; e < std::size(expressions); ++e)
+                    wrong += XCRegEx(expressions[e]).Match(text.c_str()) != expected[e];
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+} // namespace
