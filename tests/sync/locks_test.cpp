@@ -124,10 +124,11 @@ TEST(XCSynchronizedCriticalSection, NoSignalIsLost)
 
 TEST(XCSynchronizedCriticalSection, FailureLeavesTheSection)
 {
-    HANDLE const handle = NextHandle();
     XCSynchronizedCriticalSection meeting;
     {
-        HandleSabotage const sabotage(handle); // no thread may start here: it could be given the closed handle's value
+        HandleSabotage const sabotage(HandleIn(
+            meeting,
+            sizeof(XCCriticalSection))); // no thread may start here: it could be given the closed handle's value
         for (auto const call : {&XCSynchronizedCriticalSection::PostUnlock, &XCSynchronizedCriticalSection::UnlockWait})
         {
             meeting.Lock();

@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSync.h>
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <random>
 #include <thread>
@@ -69,6 +70,15 @@ public:
 private:
     HANDLE m_handle;
 };
+
+/// The handle that a lock keeps `offset` bytes from its start.
+template <class Lock>
+HANDLE HandleIn(Lock const& lock, std::size_t offset = 0)
+{
+    HANDLE handle = nullptr;
+    std::memcpy(&handle, reinterpret_cast<unsigned char const*>(&lock) + offset, sizeof handle);
+    return handle;
+}
 
 /// The value that the next new handle will have: the lowest free one. Threads that have just ended may still give theirs
 /// back, so the answer must hold for a while.
