@@ -2,7 +2,8 @@
 //
 // WHAT     XCCriticalSection guards short regions of one process; XCMutex and XCEventSemaphore work across processes
 //          when they have a name; XCSynchronizedCriticalSection pairs a section with an event; XCCountingSemaphore
-//          counts units; XCBaton lets numbered turns enter in order. Take them all through XCLockGuard.
+//          counts units; XCBaton lets numbered turns enter in order. Take them all through XCLockGuard, except where
+//          UnlockWait or PostUnlock leaves the section.
 // COST     A free critical section: some nanoseconds. Everything else is a call into the kernel or more. A waiting
 //          XCCountingSemaphore asks again every 10 ms, and a waiting XCBaton at each end of a turn: neither is for
 //          fast hand-overs.
@@ -68,8 +69,8 @@ public:
     ///         once, the next call can take it.
     [[nodiscard]] bool lock(unsigned int timeout);
     [[nodiscard]] bool Lock(unsigned int timeout) { return lock(timeout); }
-    /// lock without limit: false only for an abandoned mutex.
-    [[nodiscard]] bool obtain() { return lock(XCInfinite); }
+    /// lock without limit: false only for an abandoned mutex; unlock then throws.
+    bool obtain() { return lock(XCInfinite); }
     /// Throws when the caller is not the owner.
     void unlock();
     void Unlock() { unlock(); }
@@ -115,8 +116,9 @@ private:
 /// A critical section with an event: one thread at a time waits in it for a signal that others give.
 ///
 /// The waiter locks, looks, and calls UnlockWait when there is nothing to do; whoever has something for it locks,
-/// leaves it and calls PostUnlock. The event is reset on both sides of the wait, so that a second waiter would take
-/// the signal from the first: use one for each.
+/// leaves it and calls PostUnlock. The event is reset on both sides of the wait: several posts may come home as one, so
+/// lock and look again after each; and a second waiter would take the signal from the first, so use one for each. Both
+/// calls leave the section once: enter it once, with Lock, for a guard would leave it a second time.
 class XC_API XCSynchronizedCriticalSection {
 public:
     XCSynchronizedCriticalSection() = default;
@@ -182,7 +184,8 @@ private:
 ///                    holds nothing           then enters
 ///   Unlock by the holder: wakes all waiters, free. Unlock by another: wakes the waiters, changes nothing.
 ///
-/// The current turn never goes back. A holder that ends without Unlock counts as having left.
+/// A holder that ends without Unlock counts as having left. Each number is for one caller: of two that wait with the
+/// same number the second also enters, perhaps after later turns, and sets the current turn back to its own.
 class XC_API XCBaton {
 public:
     XCBaton();

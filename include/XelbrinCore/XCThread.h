@@ -176,8 +176,9 @@ public:
     /// Called on the thread after the callback returned or threw, in the order added; one that is added by another at
     /// the end still runs. One added after the end does not run.
     void AddExitFunction(XCSmartPtr<XCCallback> exitFunction);
-    /// With true, the registry gives the thread and its reference back by itself when the thread ends, and deletes an
-    /// object that nobody holds (it must come from new). Set it before Start, at the latest while the thread runs.
+    /// With true, the registry gives the thread and its reference back by itself when the thread ends, which deletes an
+    /// object that nobody else holds (it must come from new). Set it before Start; while the thread runs only for an
+    /// object that was counted at Start, because the registry holds no reference to another one.
     void SetDeleteOnEnd(bool deleteOnEnd) noexcept { m_deleteOnEnd = deleteOnEnd; }
     [[nodiscard]] bool GetDeleteOnEnd() const noexcept { return m_deleteOnEnd; }
     /// What left the callback or an exit function: the message of the first exception; empty when there was none.

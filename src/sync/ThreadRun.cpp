@@ -144,15 +144,12 @@ void ThreadRun::CallExitFunctions(XCThread& thread)
 /// when nobody else holds it.
 void ThreadRun::End()
 {
-    XCSmartPtr<XCThread> last;
     ThreadNode removed;
     RegistryAccess const registry;
     ThreadEntry* const entry = registry.Find(win32::ThreadId());
     if (!entry) return;
     entry->ended = true;
-    if (!entry->thread->GetDeleteOnEnd()) return;
-    last = entry->thread;
-    removed = registry.Take(win32::ThreadId());
+    if (entry->thread->GetDeleteOnEnd()) removed = registry.Take(win32::ThreadId());
 }
 
 } // namespace xc::sync

@@ -4,8 +4,6 @@
 #include "sync/KernelLock.h"
 #include "win32/UniqueHandle.h"
 
-#include <algorithm>
-
 namespace {
 
 /// The system may take a waiter off an event for a moment, and a pulse then misses it. So nobody relies on the pulse
@@ -35,7 +33,7 @@ bool XCBaton::Lock(unsigned int turn)
     if (turn <= m_turn) return false;
     xc::sync::TakeMutex(m_mutex);
     while (m_turn < turn - 1) AwaitPulse();
-    m_turn = std::max<std::uint32_t>(m_turn, turn); // a second holder of this turn may come after later turns
+    m_turn = turn; // back, for a second holder of this turn that comes after later ones
     return true;
 }
 

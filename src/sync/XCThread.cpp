@@ -26,6 +26,7 @@ XCThread::XCThread(XCSmartPtr<XCCallback> callback) : m_callback(std::move(callb
 
 XCThread::~XCThread()
 {
+    if (GetCurrentThreadP() == this) ::TlsSetValue(tlsDataIndex, nullptr); // destroyed by its own callback
     if (m_uncounted) xc::sync::ForgetThreadsOf(*this);
 }
 
@@ -104,10 +105,13 @@ void XCThread::KeepFailure(XCString const& failure) noexcept
 
 void XCThread::SetName(XCString const& name)
 {
-    Identity const identity = GetIdentity();
+    Identity identity;
+    {
+        XCLockGuard const guard(m_fieldSection);
+        m_name = name;
+        identity = m_identity;
+    }
     if (identity.handle) xc::sync::ThreadRun::Describe(*identity.handle, name);
-    XCLockGuard const guard(m_fieldSection);
-    m_name = name;
 }
 
 XCString XCThread::GetName() const

@@ -1,3 +1,4 @@
+#include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
 #include <algorithm>
@@ -62,9 +63,25 @@ TEST(XCBaton, TwoHundredTurnsInRandomStartOrder)
     EXPECT_EQ(entered.size(), turns.size());
 }
 
+TEST(XCBaton, SecondHolderOfATurnSetsTheTurnBack)
+{
+    static XCBaton* shared = nullptr;
+    XCBaton baton;
+    shared = &baton;
+    // Turns 1 to 3 go by between the first look of Lock(1) and its wait for the mutex.
+    ImportPatch const patch("WaitForSingleObject", reinterpret_cast<void*>(+[](HANDLE handle, DWORD timeout) -> DWORD {
+                                if (XCBaton* const busy = std::exchange(shared, nullptr))
+                                    for (unsigned int turn = 1; turn <= 3; ++turn) XCLockGuard guard(*busy, turn);
+                                return ::WaitForSingleObject(handle, timeout);
+                            }));
+    EXPECT_TRUE(baton.Lock(1));
+    baton.Unlock();
+    EXPECT_TRUE(baton.Lock(2)) << "the current turn is what was entered last";
+    baton.Unlock();
+}
+
 TEST(XCBaton, PulseThatMissesAWaiterDelaysOnly)
 {
-    HANDLE const mutex = NextHandle();
     XCBaton baton;
     XCEventSemaphore started;
     std::thread waiter([&] {
@@ -73,15 +90,16 @@ TEST(XCBaton, PulseThatMissesAWaiterDelaysOnly)
     });
     started.wait();
     EXPECT_TRUE(baton.Lock(1));
-    ::ReleaseMutex(mutex); // leaves the turn without any pulse
+    bool const silent = ::ReleaseMutex(HandleIn(baton)) != 0; // leaves the turn without any pulse
+    EXPECT_TRUE(silent);
+    if (!silent) baton.Unlock();
     waiter.join();
 }
 
 TEST(XCBaton, FailedWaitThrows)
 {
-    HANDLE const mutex = NextHandle();
     XCBaton baton;
-    HandleSabotage const sabotage(mutex);
+    HandleSabotage const sabotage(HandleIn(baton));
     EXPECT_EQ(SystemErrorOf([&] { baton.Lock(1); }), 6u);
     EXPECT_FALSE(baton.Lock(0));
 }

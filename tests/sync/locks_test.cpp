@@ -124,18 +124,18 @@ TEST(XCSynchronizedCriticalSection, NoSignalIsLost)
 
 TEST(XCSynchronizedCriticalSection, FailureLeavesTheSection)
 {
-    HANDLE const handle = NextHandle();
     XCSynchronizedCriticalSection meeting;
-    HandleSabotage const sabotage(handle);
-    for (auto const call : {&XCSynchronizedCriticalSection::PostUnlock, &XCSynchronizedCriticalSection::UnlockWait}) {
-        meeting.Lock();
-        EXPECT_EQ(SystemErrorOf([&] { (meeting.*call)(); }), 6u);
-        EXPECT_TRUE(Elsewhere([&] {
-            meeting.Lock(); // hangs where the section was not left
-            meeting.Unlock();
-            return true;
-        }));
+    {
+        HandleSabotage const sabotage(HandleIn(
+            meeting,
+            sizeof(XCCriticalSection))); // no thread may start here: it could be given the closed handle's value
+        for (auto const call : {&XCSynchronizedCriticalSection::PostUnlock, &XCSynchronizedCriticalSection::UnlockWait})
+        {
+            meeting.Lock();
+            EXPECT_EQ(SystemErrorOf([&] { (meeting.*call)(); }), 6u);
+        }
     }
+    EXPECT_TRUE(Elsewhere([&] { return XCLockGuard(meeting).Holds(); })) << "hangs where the section was not left";
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
 #include <atomic>
@@ -30,15 +31,16 @@ TEST(XCCountingSemaphore, LimitsAreKept)
 
 TEST(XCCountingSemaphore, WaitsForEnoughUnits)
 {
+    static XCCountingSemaphore* shared = nullptr;
     XCCountingSemaphore semaphore(3);
-    std::atomic<bool> entered = false;
-    std::thread taker([&] {
+    shared = &semaphore;
+    {
+        ImportPatch const patch("Sleep", reinterpret_cast<void*>(+[](DWORD milliseconds) {
+                                    EXPECT_EQ(milliseconds, 10u);
+                                    std::thread([] { shared->Unlock(1); }).join(); // hangs where the waiter holds it
+                                }));
         semaphore.Lock(4);
-        entered = true;
-    });
-    EXPECT_FALSE(entered);
-    semaphore.Unlock(1);
-    taker.join();
+    }
     EXPECT_EQ(semaphore.GetCount(), 0u);
 }
 
@@ -68,10 +70,9 @@ TEST(XCCountingSemaphore, EightThreadsShareThreeUnits)
 
 TEST(XCCountingSemaphore, FailedWaitKeepsTheCount)
 {
-    HANDLE const handle = NextHandle();
     XCCountingSemaphore semaphore(2);
     {
-        HandleSabotage const sabotage(handle);
+        HandleSabotage const sabotage(HandleIn(semaphore));
         EXPECT_EQ(SystemErrorOf([&] { semaphore.Lock(1); }), 6u);
         EXPECT_EQ(SystemErrorOf([&] { semaphore.Unlock(1); }), 6u);
         EXPECT_EQ(SystemErrorOf([&] { std::ignore = semaphore.TryLock(1); }), 6u);
@@ -82,8 +83,8 @@ TEST(XCCountingSemaphore, FailedWaitKeepsTheCount)
 
 TEST(XCCountingSemaphore, HolderOfTheInnerMutexMayDie)
 {
-    HANDLE const handle = NextHandle();
     XCCountingSemaphore semaphore(2);
+    HANDLE const handle = HandleIn(semaphore);
     ASSERT_EQ(Elsewhere([&] { return ::WaitForSingleObject(handle, 0); }), WAIT_OBJECT_0);
     semaphore.Lock(1);
     EXPECT_EQ(Elsewhere([&] { return semaphore.GetCount(); }), 1u) << "hangs where the mutex stays held";

@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSync.h>
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <random>
 #include <thread>
@@ -70,12 +71,28 @@ private:
     HANDLE m_handle;
 };
 
-/// The value that the next new handle will have.
+/// The handle that a lock keeps `offset` bytes from its start.
+template <class Lock>
+HANDLE HandleIn(Lock const& lock, std::size_t offset = 0)
+{
+    HANDLE handle = nullptr;
+    std::memcpy(&handle, reinterpret_cast<unsigned char const*>(&lock) + offset, sizeof handle);
+    return handle;
+}
+
+/// The value that the next new handle will have: the lowest free one. Threads that have just ended may still give theirs
+/// back, so the answer must hold for a while.
 inline HANDLE NextHandle()
 {
-    HANDLE const probe = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ::CloseHandle(probe);
-    return probe;
+    HANDLE before = nullptr;
+    for (int same = 0; same < 4;) {
+        HANDLE const probe = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        ::CloseHandle(probe);
+        same = probe == before ? same + 1 : 0;
+        before = probe;
+        ::SwitchToThread();
+    }
+    return before;
 }
 
 } // namespace sync_test

@@ -22,38 +22,49 @@ void WaitOrFindItGone(XCThread_t const& id, int timeout)
 
 TEST(XCThreadRaces, TwoWaitersAndAJoinComeHome)
 {
-    constexpr int kRounds = 1000;
+    constexpr int kBatches = 150;
     std::mt19937 random = Randomness();
+    std::array<XCSmartPtr<XCThread>, 8> threads;
     std::array<XCEventSemaphore, 2> next;
     XCEventSemaphore done;
+    XCEventSemaphore gate; // the threads end when it opens
     std::atomic<int> atWork = 0;
-    XCThread_t id;
     int slice = 0;
     std::vector<std::thread> waiters;
     for (XCEventSemaphore& go : next)
         waiters.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
+            for (int batch = 0; batch < kBatches; ++batch) {
                 go.wait();
                 go.reset();
-                WaitOrFindItGone(id, slice);
+                for (auto const& thread : threads) WaitOrFindItGone(thread->GetThreadId(), slice);
                 if (--atWork == 0) done.post();
             }
         });
-    std::atomic<int> runs = 0;
-    for (int round = 0; round < kRounds; ++round) {
-        XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([&] { ++runs; }));
-        thread->SetDeleteOnEnd(random() % 4 == 0);
+    std::atomic<std::size_t> runs = 0;
+    auto const work = XCMakeCallback([&] {
+        gate.wait();
+        ++runs;
+    });
+    for (int batch = 0; batch < kBatches; ++batch) {
+        runs = 0;
+        for (auto& thread : threads) {
+            thread = new XCThread(work);
+            thread->SetDeleteOnEnd(random() % 4 == 0);
+            EXPECT_TRUE(thread->Start().Good());
+        }
         slice = static_cast<int>(random() % 4) - 1;
         atWork = 2;
-        ASSERT_TRUE(thread->Start().Good());
-        id = thread->GetThreadId();
+        if (random() % 2) gate.post();
         for (XCEventSemaphore& go : next) go.post();
-        if (random() % 2) thread->Join();
-        EXPECT_EQ(done.wait(60000), 0u);
+        gate.post();
+        for (auto const& thread : threads)
+            if (random() % 2) thread->Join();
+        done.wait();
         done.reset();
-        thread->Join();
-        ASSERT_EQ(runs, round + 1) << "came home before the end";
-        ASSERT_FALSE(thread->Exists());
+        gate.reset();
+        for (auto const& thread : threads) thread->Join();
+        EXPECT_EQ(runs, threads.size()) << "came home before the end";
+        for (auto const& thread : threads) EXPECT_FALSE(thread->Exists());
     }
     for (std::thread& waiter : waiters) waiter.join();
 }

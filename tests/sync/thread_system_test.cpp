@@ -1,63 +1,15 @@
 #include <XelbrinCore/XCThread.h>
 
 #include "sync/child_process.h"
+#include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
-#include <cstring>
 #include <objbase.h>
 #include <optional>
 
 namespace {
 
 using namespace sync_test;
-
-/// Replaces one imported function of the library until the end of the block.
-class ImportPatch {
-public:
-    ImportPatch(char const* function, void* replacement) : m_slot(Find(function))
-    {
-        EXPECT_NE(m_slot, nullptr) << function;
-        if (m_slot) m_original = Swap(replacement);
-    }
-    ~ImportPatch()
-    {
-        if (m_slot) Swap(m_original);
-    }
-    ImportPatch(ImportPatch const&) = delete;
-    ImportPatch& operator=(ImportPatch const&) = delete;
-
-private:
-    static void** Find(char const* function)
-    {
-        auto* const base = reinterpret_cast<unsigned char*>(::GetModuleHandleW(L"XelbrinCore-x64.dll"));
-        auto const at = [base](auto offset, auto* type) { return reinterpret_cast<decltype(type)>(base + offset); };
-        auto const* const dos = at(0, static_cast<IMAGE_DOS_HEADER*>(nullptr));
-        auto const* const nt = at(dos->e_lfanew, static_cast<IMAGE_NT_HEADERS64*>(nullptr));
-        auto const& directory = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-        auto const* module = at(directory.VirtualAddress, static_cast<IMAGE_IMPORT_DESCRIPTOR*>(nullptr));
-        for (; module->Name != 0; ++module) {
-            auto const* name = at(module->OriginalFirstThunk, static_cast<IMAGE_THUNK_DATA64*>(nullptr));
-            auto* slot = at(module->FirstThunk, static_cast<void**>(nullptr));
-            for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-                if (IMAGE_SNAP_BY_ORDINAL64(name->u1.Ordinal)) continue;
-                auto const* const hint = at(name->u1.AddressOfData, static_cast<IMAGE_IMPORT_BY_NAME*>(nullptr));
-                if (std::strcmp(reinterpret_cast<char const*>(hint->Name), function) == 0) return slot;
-            }
-        }
-        return nullptr;
-    }
-    void* Swap(void* value)
-    {
-        DWORD protection = 0;
-        ::VirtualProtect(m_slot, sizeof *m_slot, PAGE_READWRITE, &protection);
-        void* const before = std::exchange(*m_slot, value);
-        ::VirtualProtect(m_slot, sizeof *m_slot, protection, &protection);
-        return before;
-    }
-
-    void** m_slot;
-    void* m_original = nullptr;
-};
 
 TEST(XCThreadSystem, CreationFails)
 {

@@ -209,6 +209,7 @@ TEST(XCThread, DestructorOfALocalObjectWaits)
         XCEventSemaphore gate;
         XCThread local(XCMakeCallback([&] {
             gate.wait();
+            XCThread::GetCurrentThreadP()->SetDeleteOnEnd(round % 3 == 0); // too late to delete a local object
             ++ended;
         }));
         ASSERT_TRUE(local.Start().Good());
@@ -222,6 +223,7 @@ TEST(XCThread, DestructorOfALocalObjectWaits)
     XCThread* self = nullptr;
     self = new XCThread(XCMakeCallback([&] {
         delete self; // uncounted: its entry goes, its exit functions with it
+        EXPECT_EQ(XCThread::GetCurrentThreadP(), nullptr);
         destroyed.post();
     }));
     self->AddExitFunction(XCMakeCallback([&] { ++ended; }));
