@@ -85,7 +85,7 @@ public:
     [[nodiscard]] std::int64_t AsMilliSeconds() const noexcept;
 
     /// A copy in another unit, cut toward zero; invalid_ when the pair cannot be converted (years or months and
-    /// milliseconds, no unit).
+    /// milliseconds, no unit), whatever the count.
     [[nodiscard]] XCDurationEx As(Unit unit) const;
     /// Changes the unit. A target of 8 or more, or a count of 0, gives count 0. A pair that cannot be converted takes
     /// the new unit, keeps the count and answers false.
@@ -116,7 +116,9 @@ public:
     friend XCDurationEx operator*(int factor, XCDurationEx a) { return a *= factor; }
     friend XCDurationEx operator/(XCDurationEx a, int divisor) { return a /= divisor; }
     friend bool operator==(XCDurationEx const&, XCDurationEx const&) noexcept = default;
-    /// Orders by length, in the smaller unit of the two; never throws. No unit comes before every unit.
+    /// Orders by length, in the smaller unit of the two, every pair included; never throws. No unit comes before every
+    /// unit. The approximations do not agree with each other (52 weeks are a year, and 364 days, of which a year has
+    /// 365): sort years, months or weeks together with smaller units by AsMilliSeconds instead.
     friend std::weak_ordering operator<=>(XCDurationEx const& a, XCDurationEx const& b) noexcept { return a.Order(b); }
 
     /// "3 days", "-2 hours", "1 day"; short "3d", "5ms". "0" for a count of 0, "" for no unit.
@@ -165,6 +167,7 @@ public:
     explicit XCDateEx(double oleDate) noexcept;
     explicit XCDateEx(XCString const& text) { FromString(text); }
     XCDateEx(XCString const& text, wchar_t const* format) { FromString(text, format); }
+    XCDateEx(XCString const& text, XCString const& format) { FromString(text, format); }
 
     [[nodiscard]] bool IsNull() const noexcept { return m_word == 0; }
     void SetNull() noexcept { m_word = 0; }
@@ -224,7 +227,9 @@ public:
     /// "%Y/%m/%d".
     [[nodiscard]] XCString AsString() const;
     [[nodiscard]] XCString AsString(wchar_t const* format) const;
+    [[nodiscard]] XCString AsString(XCString const& format) const { return AsString(format.AsWChar()); }
     void AsString(XCString& text, wchar_t const* format) const;
+    void AsString(XCString& text, XCString const& format) const { AsString(text, format.AsWChar()); }
     /// @return the units written, without the terminator. A null format is the default one.
     std::size_t AsString(wchar_t* buffer, std::size_t capacity, wchar_t const* format) const noexcept;
     /// Reads "%Y/%m/%d". "SYSDATE" is today; blank text is null, and a success.
@@ -291,6 +296,7 @@ public:
     explicit XCTimeEx(double oleDate) noexcept;
     explicit XCTimeEx(XCString const& text) { FromString(text); }
     XCTimeEx(XCString const& text, wchar_t const* format) { FromString(text, format); }
+    XCTimeEx(XCString const& text, XCString const& format) { FromString(text, format); }
 
     [[nodiscard]] bool IsNull() const noexcept { return m_count < 0; }
     void SetNull() noexcept { m_count = NULL_TIME; }
@@ -330,7 +336,9 @@ public:
     /// "%H:%M:%S.%L".
     [[nodiscard]] XCString AsString() const;
     [[nodiscard]] XCString AsString(wchar_t const* format) const;
+    [[nodiscard]] XCString AsString(XCString const& format) const { return AsString(format.AsWChar()); }
     void AsString(XCString& text, wchar_t const* format) const;
+    void AsString(XCString& text, XCString const& format) const { AsString(text, format.AsWChar()); }
     /// @return the units written, without the terminator. A null format is the default one.
     std::size_t AsString(wchar_t* buffer, std::size_t capacity, wchar_t const* format) const noexcept;
     /// Reads "%H:%M:%S.%L", of which the end may be missing. "SYSTIME" is now; blank text is null, and a success.
@@ -398,6 +406,10 @@ public:
     {
         FromString(text, format, zone);
     }
+    XCDateTimeEx(XCString const& text, XCString const& format, XCTimeZone const& zone = localTimeZone_)
+    {
+        FromString(text, format, zone);
+    }
 
     [[nodiscard]] bool IsNull() const noexcept { return !HasDate() && !HasTime(); }
     [[nodiscard]] bool HasDate() const noexcept { return !m_date.IsNull(); }
@@ -443,7 +455,8 @@ public:
     friend XCDateTimeEx operator+(XCDateTimeEx a, XCDurationEx const& duration) noexcept { return a += duration; }
     friend XCDateTimeEx operator-(XCDateTimeEx a, XCDurationEx const& duration) noexcept { return a -= duration; }
     /// Milliseconds, or seconds (cut toward zero) when those do not fit. A date without time counts from midnight;
-    /// invalid_ when the two have no part in common. @throws XCDurationExceptionEx when seconds do not fit either.
+    /// invalid_ unless both have a valid date, or both are a time alone.
+    /// @throws XCDurationExceptionEx when seconds do not fit either.
     friend XCDurationEx operator-(XCDateTimeEx const& a, XCDateTimeEx const& b) { return a.Since(b); }
     friend bool operator==(XCDateTimeEx const&, XCDateTimeEx const&) noexcept = default;
     /// The date word first, then the signed time word.

@@ -34,6 +34,8 @@ public:
     XCDate& operator-=(long days) noexcept;
     XCDate& operator++() noexcept { return *this += 1; }
     XCDate& operator--() noexcept { return *this -= 1; }
+    constexpr XCDate operator++(int) noexcept { return XCDate(m_days++); }
+    constexpr XCDate operator--(int) noexcept { return XCDate(m_days--); }
     friend constexpr auto operator<=>(XCDate const&, XCDate const&) noexcept = default;
 
     /// "%Y" four digits, "%m", "%d" and "%y" two, "%%"; other specifiers print nothing.

@@ -2,7 +2,6 @@
 
 #include "text/Units.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cwchar>
 #include <memory>
@@ -192,7 +191,7 @@ ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letter
         if (letter == L'\0') break;
         if (letters == kAllLetters && (letter == L'Z' || letter == L'z')) {
             fields.offsetMinutes = ReadOffset(afterNumber);
-            place = std::max(place, afterNumber);
+            if (place < afterNumber) SkipToNumber(place = afterNumber);
             continue;
         }
         Specifier const specifier = SpecifierOf(fields, letter, letters, ignored, unseen);

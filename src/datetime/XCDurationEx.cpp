@@ -141,9 +141,10 @@ std::int64_t XCDurationEx::AsMilliSeconds() const noexcept
 
 XCDurationEx XCDurationEx::As(Unit unit) const
 {
-    if (unit >= InvalidUnit || !IsValid()) return invalid_;
+    if (Factor(m_unit, unit) == 0) return invalid_;
     XCDurationEx result = *this;
-    return result.ConvertTo(unit) ? result : invalid_;
+    result.ConvertTo(unit);
+    return result;
 }
 
 bool XCDurationEx::ConvertTo(Unit target, bool truncate)

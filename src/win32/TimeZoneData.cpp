@@ -76,7 +76,8 @@ void ReadYears(ReadKey const& zone, ZoneData& data)
     auto const first = key.Value<DWORD>(L"FirstEntry", REG_DWORD);
     auto const last = key.Value<DWORD>(L"LastEntry", REG_DWORD);
     constexpr DWORD kMostYears = 1000; // beyond any calendar the system has rules for
-    if (!first || !last || *first > *last || *last - *first > kMostYears) return;
+    constexpr DWORD kLastYear = 30827; // of the system's structures
+    if (!first || !last || *first > *last || *last > kLastYear || *last - *first > kMostYears) return;
     data.firstYear = static_cast<std::int32_t>(*first);
     for (DWORD year = *first; year <= *last; ++year) {
         auto const stored = key.Value<StoredRules>(std::to_wstring(year), REG_BINARY);

@@ -44,7 +44,7 @@ TEST(DateText, Formats)
         EXPECT_TRUE(time.AsString(c.format) == c.time);
         EXPECT_EQ(Text(both, c.format), c.both);
     }
-    EXPECT_TRUE(date.AsString() == L"2009/07/04" && time.AsString() == L"03:05:09.007");
+    EXPECT_TRUE(date.AsString(XCString(L"%d.%m")) == L"04.07" && time.AsString() == L"03:05:09.007");
     EXPECT_TRUE(XCDateEx(5, 1, 2).AsString() == L"5/01/02") << "the year is not filled";
     EXPECT_TRUE(XCDateEx(4194304, 1, 2).AsString(L"%Y %y") == L"-4194304 92");
     EXPECT_TRUE(XCDateEx::null.AsString(L"%Y x").IsNull() && XCTimeEx::null.AsString(L"%H x").IsNull());
@@ -198,6 +198,7 @@ constexpr BothCase kBothCases[] = {
     {"offset after a blank", L"2009/07/04 03:05:09 -0330", L"%Y/%m/%d %H:%M:%S %Z", L"2009/07/04 06:35:09.000"},
     {"offset Z", L"2009/07/04 03:05:09Z", L"%Y/%m/%d %H:%M:%S%Z", L"2009/07/04 03:05:09.000"},
     {"offset across the year's end", L"2009/12/31 23:00:00-01:30", L"%Y/%m/%d %H:%M:%S%Z", L"2010/01/01 00:30:00.000"},
+    {"offset before the date", L"03:05+02:00 2009/07/04", L"%H:%M%Z %Y/%m/%d", L"2009/07/04 01:05:00.000"},
     {"offset out of range", L"2009/07/04 03:05:09+25:00", L"%Y/%m/%d %H:%M:%S%Z", L"2009/07/04 03:05:09.000"},
 };
 

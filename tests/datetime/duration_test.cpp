@@ -39,9 +39,10 @@ TEST(Duration, ConvertTo)
         D value(c.count, c.from);
         EXPECT_EQ(value.ConvertTo(c.to, c.truncate), c.good);
         EXPECT_TRUE(value == D(c.result, c.to));
-        if (!c.truncate || c.to == D::InvalidUnit) continue;
+        if (!c.truncate || c.to == D::InvalidUnit || c.count == 0) continue;
         EXPECT_TRUE(D(c.count, c.from).As(c.to) == (c.good ? D(c.result, c.to) : D::invalid_));
     }
+    EXPECT_TRUE(D(0, D::Year).As(D::Millisecond) == D::invalid_) << "a count of 0 makes the pair convertible";
     D value(30, D::Day);
     EXPECT_THROW(value.ConvertTo(D::Millisecond), XCDurationExceptionEx);
     EXPECT_TRUE(value == D(30, D::Day)) << "a throw leaves a half-done change";
