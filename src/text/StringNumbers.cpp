@@ -7,7 +7,6 @@
 #include <charconv>
 #include <limits>
 
-using xc::text::IsBlank;
 using xc::text::IsDigit;
 using xc::text::IsSpace;
 using xc::text::ToUint;
