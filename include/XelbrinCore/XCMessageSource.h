@@ -70,7 +70,9 @@ private:
     XCString m_language;
 };
 
-/// The base of sources over the resources of a loaded module. The module must stay loaded as long as the source.
+/// The base of sources over the resources of a loaded module. The source does not hold the module: it must stay loaded
+/// while texts are asked for. An error, and an exception that carries one, makes its text when it is first asked for;
+/// whoever unloads a module asks for the texts of its errors before.
 class XC_API RCMessageSource : public XCMessageSource {
 public:
     ~RCMessageSource() override;

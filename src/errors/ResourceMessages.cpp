@@ -6,6 +6,7 @@
 #include "win32/LastError.h"
 #include "win32/Messages.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -34,11 +35,11 @@ constexpr bool IsLanguageCode(wchar_t const* text, wchar_t const* code) noexcept
     return *text == L'\0';
 }
 
-wchar_t const* LanguageCode(long id) noexcept
+/// Resources may name a language alone, without a region: the texts are then those of each of its regions.
+bool Covers(long resourceLanguage, long id) noexcept
 {
-    for (LanguageEntry const& entry : kLanguages)
-        if (entry.id == id) return entry.code;
-    return nullptr;
+    constexpr long kLanguageAlone = 0x3FF;
+    return resourceLanguage == id || resourceLanguage == (id & kLanguageAlone);
 }
 
 } // namespace
@@ -96,8 +97,10 @@ XCErrorID RCMessageSource::GetText(XCString& text, long code, XCFormatContext co
 XCErrorID RCMessageSource::GetAvailableLanguages(std::vector<XCString>& languages) const
 {
     languages.clear();
-    for (long const id : GetLanguageIDs())
-        if (wchar_t const* const code = LanguageCode(id)) languages.emplace_back(code);
+    std::vector<long> const found = GetLanguageIDs();
+    for (LanguageEntry const& entry : kLanguages)
+        if (std::any_of(found.begin(), found.end(), [&entry](long id) { return Covers(id, entry.id); }))
+            languages.emplace_back(entry.code);
     return XCErrorID::Success;
 }
 

@@ -78,7 +78,7 @@ XCString MessageOf(XCErrorID const& error)
 class XCException::State final : public XCRefCount {
 public:
     explicit State(XCString const& message) : m_message(message) {}
-    explicit State(XCErrorID const& error) : m_error(error) {}
+    explicit State(XCErrorID const& error) : m_message(error.Good() ? error.AsString() : XCString()), m_error(error) {}
 
     void Keep(XCStackDump const& stack, bool disabled) noexcept
     {

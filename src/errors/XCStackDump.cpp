@@ -7,20 +7,24 @@
 
 namespace {
 
-/// "module!XCSomeException::XCSomeException(...)", the dump's own constructor too: the way from the throw to the capture.
+/// "module!XCSomeException::XCSomeException(...)": the way from the throw to the capture.
 bool IsConstructorOfOurs(std::wstring_view frame) noexcept
 {
     std::wstring_view const name = frame.substr(frame.find(L'!') + 1);
     std::size_t const nameEnd = name.find(L"::");
     if (nameEnd == std::wstring_view::npos || name.substr(0, 2) != L"XC") return false;
     std::wstring_view const owner = name.substr(0, nameEnd), rest = name.substr(nameEnd + 2);
-    bool const ours = owner.ends_with(L"Exception") || owner.ends_with(L"ExceptionEx") || owner == L"XCStackDump";
+    bool const ours = owner.ends_with(L"Exception") || owner.ends_with(L"ExceptionEx");
     return ours && (rest.starts_with(owner) || rest.starts_with(L"CaptureStack"));
 }
 
 } // namespace
 
-XCStackDump::XCStackDump() noexcept : m_count(xc::win32::CaptureStack(m_frames, kMaxFrames, 0)) {}
+// Never inlined: the frame that is skipped is this constructor's own.
+__attribute__((noinline)) XCStackDump::XCStackDump() noexcept
+    : m_count(xc::win32::CaptureStack(m_frames, kMaxFrames, 1))
+{
+}
 
 XCStackDump::XCStackDump(_CONTEXT const* contextRecord, unsigned long seHNumber) noexcept
     : m_count(contextRecord ? xc::win32::CaptureStackOf(contextRecord, m_frames, kMaxFrames) : 0),

@@ -17,7 +17,11 @@ namespace {
 /// A log file of its own; the path that was set before comes back.
 class ErrorLogFile : public testing::Test {
 protected:
-    void SetUp() override { XCException::SetErrorLogPath(m_path.wstring()); }
+    void SetUp() override
+    {
+        std::filesystem::remove(m_path); // of a run that was cut off
+        XCException::SetErrorLogPath(m_path.wstring());
+    }
     void TearDown() override
     {
         XCException::SetErrorLogPath(m_previous);
@@ -29,7 +33,9 @@ protected:
         return std::string(std::istreambuf_iterator<char>(file), {});
     }
 
-    std::filesystem::path m_path = std::filesystem::temp_directory_path() / "error_log_test.log";
+    // Several runs of the program may go on at once.
+    std::filesystem::path m_path =
+        std::filesystem::temp_directory_path() / ("error_log_test." + std::to_string(::GetCurrentProcessId()) + ".log");
     XCString m_previous = XCException::GetErrorLogPath();
 };
 

@@ -37,7 +37,7 @@ TEST(XCException, StackNamesHostAndModule)
     if (SymbolsTakeTooLong()) GTEST_SKIP() << "names of frames";
     std::string const host = StackOf([](ThrownKind) { ThrowFromHere(3); });
     EXPECT_EQ(host.find("test_errors.exe!ThrowFromHere+0x"), 0u) << host;
-    EXPECT_NE(host.find("\nkernel32.dll!BaseThreadInitThunk"), std::string::npos) << host;
+    EXPECT_NE(host.find("!BaseThreadInitThunk"), std::string::npos) << host;
     std::string const module = StackOf(TestModuleFunction<void (*)(ThrownKind)>("ThrowInModule"));
     EXPECT_EQ(module.find("errors_module.osx!"), 0u) << module;
     EXPECT_NE(module.find("ThrowInModule+0x"), std::string::npos) << module;
@@ -95,6 +95,7 @@ TEST(XCException, CarriesAnError)
     XCException const e(error);
     EXPECT_TRUE(e.What() == L"inside");
     EXPECT_EQ(static_cast<int>(e.GetErrorID()), 77);
+    EXPECT_TRUE(XCException(XCErrorID()).What() == L"SUCCESS");
 }
 
 TEST(XCWindowsLastErrorException, ReadsTheErrorFirst)
@@ -105,7 +106,8 @@ TEST(XCWindowsLastErrorException, ReadsTheErrorFirst)
     } catch (XCWindowsLastErrorException const& e) {
         EXPECT_EQ(e.GetLastErrorCode(), 5u);
         EXPECT_EQ(static_cast<int>(e.GetErrorID()), 5);
-        EXPECT_TRUE(e.What() == L"Access denied."); // the system's text without its line end
+        std::string const text = Plain(e.What()); // "Access denied.", or "is denied": the words are the system's
+        EXPECT_TRUE(text.starts_with("Access ") && text.ends_with(" denied.")) << text; // no line end
     }
 }
 
@@ -162,6 +164,14 @@ TEST(XCSignalException, TakesNumberAndStackFromTheDump)
     EXPECT_NE(stack.find("\ntest_errors.exe!XCSignalException_"), std::string::npos) << stack;
 }
 
+TEST(XCStackDump, StartsAtItsCaller)
+{
+    HMODULE module = nullptr;
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                         static_cast<LPCWSTR>(XCStackDump().GetFrame(0)), &module);
+    EXPECT_EQ(module, ::GetModuleHandleW(nullptr));
+}
+
 TEST(XCStackDump, SurvivesNonsenseRegisters)
 {
     if (SymbolsTakeTooLong()) GTEST_SKIP() << "names of frames";
@@ -201,7 +211,7 @@ void CopyAssignAndThrow()
     XCSmartPtr<XCErrorWithArgs> const copy(new XCErrorWithArgs(*error));
     *copy = *error;
     try {
-        throw XCException(XCErrorID(copy));
+        throw XCException(XCErrorID(copy), SymbolsTakeTooLong());
     } catch (XCException const& e) {
         XCException const kept(e);
         (void)kept.what();
@@ -211,8 +221,9 @@ void CopyAssignAndThrow()
 
 TEST(XCErrorWithArgs, NothingLeaksWhenCopiedAssignedAndThrown)
 {
-    if (SymbolsTakeTooLong()) GTEST_SKIP() << "the heap checks keep freed blocks back";
-    CopyAssignAndThrow(); // names and caches come to stay
+    // Names and caches come to stay. The heap checks keep the last 1,024 freed blocks back, one of every round.
+    int const warmUp = SymbolsTakeTooLong() ? 1200 : 1;
+    for (int i = 0; i < warmUp; ++i) CopyAssignAndThrow();
     std::size_t const before = BusyBlocks();
     for (int i = 0; i < 50; ++i) CopyAssignAndThrow();
     EXPECT_LE(BusyBlocks(), before + 3);
