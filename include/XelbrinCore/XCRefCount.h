@@ -237,9 +237,24 @@ protected:
     XCObjectI& operator=(XCObjectI const&) noexcept = default;
 };
 
-/// A list of counted objects, each held by one reference.
+/// What a list of T holds: T itself when it is a smart pointer already.
 template <class T>
-using XCSmartPtrVector = std::vector<XCSmartPtr<T>>;
+struct XCSmartPtrVectorElement {
+    using Type = XCSmartPtr<T>;
+};
+template <class T>
+struct XCSmartPtrVectorElement<XCSmartPtr<T>> {
+    using Type = XCSmartPtr<T>;
+};
+template <class T>
+struct XCSmartPtrVectorElement<XCSmartPtrToConst<T>> {
+    using Type = XCSmartPtrToConst<T>;
+};
+
+/// A standard vector of counted objects, each held by one reference. It may be named by the class or by the smart
+/// pointer: XCSmartPtrVector<Node> and XCSmartPtrVector<XCSmartPtr<Node>> are one type.
+template <class T>
+using XCSmartPtrVector = std::vector<typename XCSmartPtrVectorElement<T>::Type>;
 
 /// A list that owns plain objects: what is removed, or left when the list ends, is deleted.
 template <class T>

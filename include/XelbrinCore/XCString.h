@@ -103,6 +103,8 @@ public:
     /// @param reserve the least capacity to have afterwards.
     XCString& Assign(wchar_t const* text, std::size_t count, std::size_t reserve = 0);
     XCString& Assign(std::wstring_view text) { return Assign(text.data(), text.size()); }
+    XCString& Assign(std::wstring const& text) { return Assign(text.data(), text.size()); }
+    XCString& Assign(wchar_t const* text) { return *this = text; }
     void Swap(XCString& other) noexcept { std::swap(m_data, other.m_data); }
     /// Lets go of the text: the string is empty and holds no storage.
     void Clear() noexcept { Unshare(std::exchange(m_data, &glbEmptyData.header)); }
@@ -135,6 +137,7 @@ public:
     XCString& Append(wchar_t const* text, std::size_t count = 0);
     XCString& Append(XCString const& text);
     XCString& Append(std::wstring_view text);
+    XCString& Append(std::wstring const& text) { return Append(std::wstring_view(text)); }
     XCString& operator+=(XCString const& text) { return Append(text); }
     XCString& operator+=(wchar_t const* text) { return Append(text, 0); }
     XCString& operator+=(wchar_t unit)
@@ -236,7 +239,7 @@ public:
     friend std::weak_ordering operator<=>(XCString const& a, wchar_t const* b) { return a.Compare(b) <=> 0; }
 
     // Numbers and values ----------------------------------------------------------------------------------------
-    // Leading blanks (space, tab) are skipped. Success wants a number in range with the terminator right after it, so
+    // Leading white space is skipped. Success wants a number in range with the terminator right after it, so
     // trailing blanks fail. The value read is returned in any case; out of range it is the nearest limit. Digits are
     // read in the invariant way, whatever locale is set. @param ok receives success; may be null.
 

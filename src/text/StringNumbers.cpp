@@ -76,15 +76,30 @@ std::string DecimalPart(wchar_t const* text)
     return digits;
 }
 
-/// Whether a number that no double can hold is too small, not too large: by the decimal exponent of its first digit.
+/// The exponent that a decimal number spells, cut to what no text is long enough to outweigh.
+std::int64_t SpelledExponent(std::string_view spelled) noexcept
+{
+    constexpr std::int64_t kMost = std::int64_t{1} << 40;
+    bool const negative = spelled.starts_with('-');
+    if (negative || spelled.starts_with('+')) spelled.remove_prefix(1);
+    std::int64_t exponent = 0;
+    for (char const digit : spelled) {
+        if (digit < '0' || digit > '9') break;
+        exponent = std::min(exponent * 10 + (digit - '0'), kMost);
+    }
+    return negative ? -exponent : exponent;
+}
+
+/// Whether a number that no double can hold is too small, not too large: by the decimal place of its first digit.
 bool IsBelowOne(std::string_view digits) noexcept
 {
     std::size_t const mark = std::min(digits.find_first_of("eE"), digits.size());
-    std::size_t const first = digits.substr(0, mark).find_first_of("123456789");
-    std::size_t const point = std::min(digits.substr(0, mark).find('.'), mark);
+    std::string_view const mantissa = digits.substr(0, mark);
+    std::size_t const first = mantissa.find_first_of("123456789");
     if (first == std::string_view::npos) return true;
-    if (mark + 1 < digits.size() && digits[mark + 1] == '-') return true; // digits before it: never 10^300 of them
-    return mark == digits.size() && point < first;
+    std::size_t const point = std::min(mantissa.find('.'), mark);
+    std::int64_t const place = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
+    return place + SpelledExponent(digits.substr(std::min(mark + 1, digits.size()))) <= 0;
 }
 
 } // namespace

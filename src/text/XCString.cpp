@@ -229,11 +229,13 @@ inline XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
     DataDef* const data = m_data;
     std::size_t const length = data->length;
     if (count == 0) return *this;
-    if (count >= data->capacity - length || IsShared()) {
+    // A text of our own lies before the place, so the two never overlap; unless it takes the terminator with it.
+    bool const takesOwnTerminator = text + count == data->Text() + length + 1;
+    if (count >= data->capacity - length || takesOwnTerminator || IsShared()) {
         AppendInNewBlock(text, count);
         return *this;
     }
-    CopyUnits(data->Text() + length, text, count); // a text of our own lies before the place, so the two never overlap
+    CopyUnits(data->Text() + length, text, count);
     data->length = static_cast<std::uint32_t>(length + count);
     data->Text()[length + count] = L'\0';
     return *this;

@@ -197,7 +197,9 @@ TEST(XCStringNumbers, Doubles)
 {
     double const infinity = std::numeric_limits<double>::infinity();
     std::wstring const tiny = L"0." + std::wstring(400, L'0') + L"1";
+    std::wstring const tinyStill = tiny + L"e20";
     std::wstring const huge = std::wstring(400, L'9');
+    std::wstring const hugeStill = huge + L"e-5";
     ExpectNumbers<double>({{"plain", L"2.5", 2.5, true},
                            {"no digit before the point", L"-.5", -0.5, true},
                            {"no digit after the point", L"5.", 5.0, true},
@@ -215,6 +217,8 @@ TEST(XCStringNumbers, Doubles)
                            {"many digits", huge.c_str(), infinity, false},
                            {"too small", L"1e-999", 0.0, false},
                            {"many zeros", tiny.c_str(), 0.0, false},
+                           {"many digits, exponent down", hugeStill.c_str(), infinity, false},
+                           {"many zeros, exponent up", tinyStill.c_str(), 0.0, false},
                            {"largest", L"1.7976931348623157e308", std::numeric_limits<double>::max(), true},
                            {"smallest", L"5e-324", std::numeric_limits<double>::denorm_min(), true}},
                           [](XCString const& s, bool* ok) { return s.AsDouble(ok); });

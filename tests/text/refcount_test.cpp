@@ -15,6 +15,7 @@ public:
     XCSmartPtr<Node> child;
 };
 class SpecialNode : public Node {};
+static_assert(std::is_same_v<XCSmartPtrVector<XCSmartPtr<Node>>, XCSmartPtrVector<Node>>);
 
 TEST(XCSmartPtr, CountsAndReleases)
 {
@@ -41,6 +42,8 @@ TEST(XCSmartPtr, CountsAndReleases)
         XCSmartPtrToConst<Node> toConst(special);
         EXPECT_TRUE(toConst == special && special == toConst.GetPtr() && toConst != a);
         EXPECT_TRUE((a < toConst) != (toConst < a));
+        Node* const raw = a;
+        EXPECT_TRUE(a && !moved && 0 == moved && raw == a && a != special && !(a < raw) && !(raw < a));
         toConst = a;
         a.Clear();
         EXPECT_EQ(toConst->NbRef(), 1u);

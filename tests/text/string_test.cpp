@@ -2,8 +2,10 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <map>
 #include <random>
 #include <stdexcept>
+#include <unordered_map>
 #include <vector>
 
 #if defined(_WIN32)
@@ -94,6 +96,12 @@ ChangeRow const kChanges[] = {
     {"count 0 is the whole text", L"abc", [](XCString& s) { s.Append(L"xyz", 0); }, L"abcxyz"},
     {"counts units, not terminators", L"abc", [](XCString& s) { s.Append(L"xyz", 2); }, L"abcxy"},
     {"null with count 0", L"abc", [](XCString& s) { s.Append(static_cast<wchar_t const*>(nullptr), 0); }, L"abc"},
+    {"appends itself with its terminator", L"0123456789012345678901234567890123456789",
+     [](XCString& s) {
+         s.Reserve(200), s.Append(s.AsWChar(), s.Length() + 1);
+         if (s.Length() == 81 && s[80] == L'\0') s.Clear();
+     },
+     L""},
     {"inserts own text", L"abcd", [](XCString& s) { s.Insert(1, s.AsWChar() + 2); }, L"acdbcd"},
     {"inserts itself with room", L"ab", [](XCString& s) { s.Reserve(90), s.Insert(1, s); }, L"aabb"},
     {"inserts past the end", L"abc", [](XCString& s) { s.Insert(npos, L"xy"); }, L"abcxy"},
@@ -201,6 +209,36 @@ TEST(XCString, Concatenation)
     EXPECT_TRUE(SharesTheEmptyBlock(XCString() + L""));
     EXPECT_EQ(XCString(L'x', 3, 10).Capacity(), 10u);
     EXPECT_EQ(static_cast<std::wstring>(a + b), L"ab");
+}
+
+// Calls in which a literal could be taken for another type: they must compile, and mean what they say.
+TEST(XCString, LiteralsMeanWhatTheySay)
+{
+    XCString text = L"xax";
+    std::wstring const wide = L"wide";
+    EXPECT_TRUE(text == L"xax" && L"xax" == text && text != L"x" && L"a" < text && text < L"z");
+    EXPECT_TRUE(text.Compare(L"xax", 0) == 0 && text.Compare(text, 0) == 0 && text.IsEqual(L"XAX", 1));
+    EXPECT_TRUE(text.Compare(0) == -1 && text.Compare(nullptr, 0) == -1 && XCString().IsEqual(nullptr));
+    EXPECT_TRUE(text.Find(L"a", 0) == 1 && text.Find(L'a') == 1 && text.Find(text, 0) == 0 && text.RFind(L"x", 0) == 0);
+    EXPECT_TRUE(text.AsInt(0) == 0 && text.SubStr(0, 3) == text && XCString(L'x', 3, 0) == L"xxx");
+    EXPECT_EQ(XCString(text).Replace(L"a", 0), L"xx");
+    EXPECT_EQ(XCString(text).Insert(0, L"q").Insert(0, L'p').Insert(0, text), L"xaxpqxax");
+    EXPECT_EQ(XCString(text).Remove(0, 1).LTrim(L'a', 0).RTrim(L"y", 0), L"x");
+    EXPECT_EQ(XCString(text).Assign(L"ab").Append(wide).Append(std::wstring_view(wide)), L"abwidewide");
+    EXPECT_EQ(XCString(wide).Assign(text).Assign(wide).Append(L"x").Append(text), L"widexxax");
+    EXPECT_EQ(text + wide + L"x" + L'c', wide.substr(0, 0) + text + L"widexc");
+    EXPECT_EQ(XCString().Format(L"%s %d", wide.c_str(), 3), L"wide 3");
+    EXPECT_EQ(XCString().Format(L"%s", L"one"), L"one");
+    EXPECT_EQ(XCPrintf(L"%1:s%0:s", {L"x", L"y"}), L"yx");
+    std::unordered_map<XCString, int, XCStringHash> const hashed = {{L"x", 1}};
+    std::map<XCString, int, XCStringCompare> const ordered = {{L"x", 1}};
+    std::map<XCString, int, XCStringCompare> folded(XCStringCompare(1));
+    folded[L"X"] = folded[L"x"] = 1;
+    EXPECT_EQ(hashed.count(L"x") + ordered.count(L"x") + folded.size(), 3u);
+    text = wide;
+    text += L'!';
+    text += wide;
+    EXPECT_EQ(static_cast<std::wstring>(text), L"wide!wide");
 }
 
 /// Texts of few different units, so that hits, runs and near misses are common.
