@@ -56,6 +56,7 @@ fuzz: setup
 
 bench: setup
 	@scripts/fetch_benchmark.sh $(BUILD)/benchmark
+	@scripts/fetch_boost.sh $(BUILD)/boost $(BUILD)/boost-include
 	@$(call build,bench)
 	@scripts/bench.sh $(BUILD)/bench
 

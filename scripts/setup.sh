@@ -15,7 +15,6 @@ declare -A needs=(
     [ccache]=ccache
     [/usr/src/googletest/googletest/src/gtest-all.cc]=googletest
     [/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a]=libclang-rt-14-dev
-    [/usr/include/boost/regex.hpp]=libboost-regex-dev
     [/usr/lib/x86_64-linux-gnu/libgnutls.so.30]=libgnutls30
 )
 missing=()

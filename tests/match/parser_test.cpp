@@ -128,6 +128,27 @@ TEST(Parser, ASecondParseReadsNothing)
     }
 }
 
+/// Calls the steps itself.
+class Steps : public XCStringRegExParser {
+public:
+    using XCStringRegExParser::XCStringRegExParser;
+    std::string Read()
+    {
+        GetRegExChar();
+        std::string text = Show(ParseRepSubRegEx());
+        text += " " + std::to_string(static_cast<std::uint32_t>(GetCurrentToken())) + ShowUnit(GetCurrentChar());
+        GetGroupChar();
+        return text + " " + std::to_string(static_cast<std::uint32_t>(GetCurrentToken())) +
+               (HasError() ? " error" : "");
+    }
+};
+
+TEST(Parser, AStepLeavesTheTokenAfterIt)
+{
+    EXPECT_EQ(Steps(L"[a-c]{2}|-").Read(), "(r2,2 {a-c}) 8| 13");
+    EXPECT_EQ(Steps(L"*^").Read(), "null 11* 14 error");
+}
+
 TEST(Parser, TheResultOutlivesParserAndTables)
 {
     XCParsedRegEx parsed;
