@@ -20,7 +20,7 @@ std::wstring Repeat(std::wstring const& piece, std::size_t n)
 {
     std::wstring text;
     while (text.size() + piece.size() <= n) text += piece;
-    return text;
+    return text.empty() ? piece.substr(0, n) : text;
 }
 
 /// Letters a and b without a period worth remembering.
