@@ -176,13 +176,13 @@ TEST(Parser, NestingEndsAtItsLimit)
 
 TEST(Parser, LongTreesAreReleasedWithoutRecursion)
 {
-    std::wstring sequence(300000, L'a');
+    std::wstring sequence(60000, L'a');
     XCParsedRegEx const parsed = XCStringRegExParser(XCString(sequence)).Parse();
     EXPECT_TRUE(parsed.IsValid());
     XCSmartPtr<Node> const inner = parsed.GetRoot()->GetLeftChild()->GetLeftChild(); // a part that outlives the rest
     XCSmartPtr<Node> right = new Node::CharSetNode;
-    for (int i = 0; i < 300000; ++i) right = new Node::AlternativeNode(new Node::CharSetNode, std::move(right));
-    for (int i = 0; i < 300000; ++i) right = new Node::RepeatNode(std::move(right), 0, 1);
+    for (int i = 0; i < 60000; ++i) right = new Node::AlternativeNode(new Node::CharSetNode, std::move(right));
+    for (int i = 0; i < 60000; ++i) right = new Node::RepeatNode(std::move(right), 0, 1);
     right.Clear();
     EXPECT_EQ(inner->NbRef(), 2u);
 }
