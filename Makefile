@@ -61,6 +61,7 @@ fuzz: setup-fuzz
 
 bench: setup
 	@scripts/fetch_benchmark.sh $(BUILD)/benchmark
+	@scripts/fetch_boost.sh $(BUILD)/boost $(BUILD)/boost-include
 	@$(call build,bench)
 	@scripts/bench.sh $(BUILD)/bench
 

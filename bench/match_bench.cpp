@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#if __has_include(<boost/regex.hpp>) && defined(XC_BENCH_BOOST)
+#if __has_include(<boost/regex.hpp>)
 #include <boost/regex.hpp>
 #define XC_HAS_BOOST
 #endif
@@ -20,6 +20,15 @@ std::wstring Repeat(std::wstring const& piece, std::size_t n)
 {
     std::wstring text;
     while (text.size() + piece.size() <= n) text += piece;
+    return text.empty() ? piece.substr(0, n) : text;
+}
+
+/// Letters a and b without a period worth remembering.
+std::wstring Scattered(std::size_t n)
+{
+    std::wstring text;
+    for (std::uint32_t bits = 1; text.size() < n; bits = bits * 1664525 + 1013904223)
+        text += (bits & 0x80000000) != 0 ? L'a' : L'b';
     return text;
 }
 
@@ -139,17 +148,55 @@ void RegisterShape(Shape const& shape, std::size_t n)
         PlainTable const table(Compile(shape.pattern));
         Measure(state, shape.subject(n), [&](wchar_t const* text) { return table.Match(text); });
     });
-    if (n > 1024) return;
-    benchmark::RegisterBenchmark(("Match_stdwregex" + tail).c_str(), [&shape, n](benchmark::State& state) {
-        std::wregex const expression(shape.pattern);
-        Measure(state, shape.subject(n), [&](wchar_t const* text) { return std::regex_match(text, expression); });
-    });
+    if (n <= 1024)
+        benchmark::RegisterBenchmark(("Match_stdwregex" + tail).c_str(), [&shape, n](benchmark::State& state) {
+            std::wregex const expression(shape.pattern);
+            Measure(state, shape.subject(n), [&](wchar_t const* text) { return std::regex_match(text, expression); });
+        });
 #if defined(XC_HAS_BOOST)
-    benchmark::RegisterBenchmark(("Match_boost" + tail).c_str(), [&shape, n](benchmark::State& state) {
-        boost::wregex const expression(shape.pattern);
-        Measure(state, shape.subject(n), [&](wchar_t const* text) { return boost::regex_match(text, expression); });
-    });
+    if (n <= 65536)
+        benchmark::RegisterBenchmark(("Match_boost" + tail).c_str(), [&shape, n](benchmark::State& state) {
+            boost::wregex const expression(shape.pattern);
+            try {
+                Measure(state, shape.subject(n),
+                        [&](wchar_t const* text) { return boost::regex_match(text, expression); });
+            } catch (std::runtime_error const&) {
+                state.SkipWithError("gave up: too complex");
+            }
+        });
 #endif
+}
+
+/// Patterns and subjects made to be slow: nested and ambiguous repetition, needles that nearly match everywhere, loops
+/// left as soon as they are entered, guesses that are wrong, sets of states that never come again.
+Shape const kAttacks[] = {
+    {"nested_plus", L"(a+)+b", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"nested_star", L"((a*)*(a*)*)*b", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"same_twice", L"(a|a)*(a|a)*b", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"optional_nine", L"((a?){9}a{9})*b", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"near_needle", L".*aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab.*",
+     [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"near_needle_front", L".*baaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa.*",
+     [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"many_gaps", L".*a.*a.*a.*a.*b", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"short_loops", L"(a+b[^c]*c)+", [](std::size_t n) { return Repeat(L"aaaaaaaaaaaaaaaaab----------------c", n); }},
+    {"wrong_guesses", L"((a|b){9}(a|b){9}c?)*", [](std::size_t n) { return Repeat(L"abb", n); }},
+    {"states_1024", L"(a|b)*a(a|b){9}", [](std::size_t n) { return Scattered(n); }},
+    {"states_2_to_19", L"(a|b)*a(a|b){9}(a|b){9}", [](std::size_t n) { return Scattered(n); }},
+};
+
+void RegisterAttack(Shape const& shape, char const* form, XCRegEx::Limits const& limits)
+{
+    auto const run = [&shape, limits](benchmark::State& state) {
+        XCRegEx const expression(XCStringRegExParser(shape.pattern).Parse(), false, limits);
+        Measure(state, shape.subject(static_cast<std::size_t>(state.range(0))),
+                [&](wchar_t const* text) { return expression.Match(text); });
+        state.SetComplexityN(state.range(0));
+    };
+    benchmark::RegisterBenchmark((std::string("Attack") + form + "/" + shape.name).c_str(), run)
+        ->RangeMultiplier(2)
+        ->Range(65536, 262144)
+        ->Complexity(benchmark::oN);
 }
 
 /// Subjects of fixed size: one call each.
@@ -178,6 +225,10 @@ bool const g_registered = [] {
     for (Shape const& shape : kShapes)
         for (std::size_t const n : {16u, 1024u, 65536u, 4194304u}) RegisterShape(shape, n);
     for (Shape const& shape : kCalls) RegisterShape(shape, 40);
+    for (Shape const& shape : kAttacks) {
+        RegisterAttack(shape, "", {});
+        RegisterAttack(shape, "_sets", {0, 0});
+    }
     for (Shape const& shape : kShapes)
         benchmark::RegisterBenchmark((std::string("Construct/") + shape.name).c_str(), Construct, shape.pattern);
     for (Shape const& shape : kCalls)

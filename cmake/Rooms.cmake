@@ -39,6 +39,16 @@ function(xc_tests name)
   endif()
 endfunction()
 
+# xc_tests_without_avx2(<name>)
+# The room's tests once more, with nothing but the vector instructions that every processor has.
+function(xc_tests_without_avx2 name)
+  add_test(NAME ${name}_without_avx2 COMMAND test_${name} --gtest_brief=1)
+  set_tests_properties(${name}_without_avx2 PROPERTIES TIMEOUT 600 ENVIRONMENT XC_NO_AVX2=1)
+  if(WIN32)
+    set_tests_properties(${name}_without_avx2 PROPERTIES FIXTURES_REQUIRED wine)
+  endif()
+endfunction()
+
 # xc_test_module(<target> files...)
 # A plug-in module (.osx) that tests load at run time; built into bin/modules.
 function(xc_test_module target)

@@ -11,9 +11,11 @@
 #include <XelbrinCore/XCExport.h>
 
 #include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -137,8 +139,14 @@ public:
     void Del(Range const& range) { Del(range.begin, range.end); }
     void Clear() noexcept { m_table.Clear(); }
 
-    [[nodiscard]] bool IsInSet(Key key) const noexcept { return m_table.Find(key) != nullptr; }
-    [[nodiscard]] bool IsInSet(wchar_t unit) const noexcept { return IsInSet(ToKey(unit)); }
+    /// A narrow unit counts as its unsigned byte; a number that is no key is in no set.
+    [[nodiscard]] bool IsInSet(std::integral auto unit) const noexcept
+    {
+        if constexpr (std::is_same_v<decltype(unit), char> || std::is_same_v<decltype(unit), wchar_t>)
+            return m_table.Find(ToKey(unit)) != nullptr;
+        else
+            return static_cast<std::uint64_t>(unit) < kLimit && m_table.Find(static_cast<Key>(unit)) != nullptr;
+    }
     [[nodiscard]] bool IsEmpty() const noexcept { return m_table.IsEmpty(); }
     /// The number of keys in the set.
     [[nodiscard]] std::uint64_t GetCount() const noexcept

@@ -153,6 +153,25 @@ public:
     /// How deep groups may nest.
     static constexpr std::uint32_t kMaxNesting = 250;
 
+    /// What the units of a pattern are read as.
+    enum class RegExToken : std::uint32_t {
+        Char = 0, ///< an ordinary character: GetCurrentChar() tells which
+        End = 1,
+        CloseBracket = 2,
+        OpenBracket = 3,
+        OpenGroup = 4,
+        CloseGroup = 5,
+        OpenBrace = 6,
+        CloseBrace = 7,
+        Or = 8,
+        Dot = 9,
+        Plus = 10,
+        Star = 11,
+        Question = 12,
+        Minus = 13, ///< in brackets only
+        Caret = 14, ///< in brackets only
+    };
+
     XCRegExParserBase();
     XCRegExParserBase(XCRegExParserBase const& other);
     XCRegExParserBase& operator=(XCRegExParserBase const& other);
@@ -173,23 +192,6 @@ public:
     void SetWCollatingTable(XCSmartPtrToConst<XCCollatingTable<wchar_t>> table) { m_wideTable = std::move(table); }
 
 protected:
-    enum class RegExToken : std::uint32_t {
-        Char = 0, ///< an ordinary character: it is in m_char
-        End = 1,
-        CloseBracket = 2,
-        OpenBracket = 3,
-        OpenGroup = 4,
-        CloseGroup = 5,
-        OpenBrace = 6,
-        CloseBrace = 7,
-        Or = 8,
-        Dot = 9,
-        Plus = 10,
-        Star = 11,
-        Question = 12,
-        Minus = 13, ///< in brackets only
-        Caret = 14, ///< in brackets only
-    };
     using NodePtr = XCSmartPtr<XCRegExSyntaxNode>;
 
     NodePtr ParseRegEx();
@@ -203,6 +205,10 @@ protected:
     /// The next token outside, inside brackets.
     void GetRegExChar();
     void GetGroupChar();
+    /// The token read last, its unit (0 at the end of the pattern), and whether an error was met.
+    [[nodiscard]] RegExToken GetCurrentToken() const noexcept { return m_token; }
+    [[nodiscard]] wchar_t GetCurrentChar() const noexcept { return m_char; }
+    [[nodiscard]] bool HasError() const noexcept { return m_error; }
 
 private:
     void ClassifyRegExChar(wchar_t unit);

@@ -1,6 +1,8 @@
 #include "match/Dfa.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 namespace xc::match {
 
@@ -68,8 +70,10 @@ public:
         NodeSet start;
         m_closure.Close(std::vector{Nfa::kStart}, start);
         TargetOf(start);
-        while (m_dfa.ExpandedCount() < m_sets.Count() && IsWithinLimits()) Expand(m_dfa.ExpandedCount());
-        m_dfa.complete = m_dfa.ExpandedCount() == m_sets.Count() && IsWithinLimits();
+        bool within = IsWithinLimits();
+        while (within && m_dfa.ExpandedCount() < m_sets.Count())
+            within = Expand(m_dfa.ExpandedCount()) && IsWithinLimits();
+        m_dfa.complete = within;
         return std::move(m_dfa);
     }
 
@@ -81,9 +85,9 @@ private:
                cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes &&
                m_closure.Work() <= m_limits.bytes;
     }
-    void Expand(std::uint32_t state)
+    bool Expand(std::uint32_t state)
     {
-        CollectReached(m_sets.Get(state));
+        if (!CollectReached(m_sets.Get(state))) return false;
         std::sort(m_touched.begin(), m_touched.end());
         m_dfa.targets.resize(m_dfa.targets.size() + m_dfa.classCount, Dfa::kNoState);
         NodeSet const* before = nullptr;
@@ -100,19 +104,25 @@ private:
         for (std::uint32_t const unitClass : m_touched) m_reached[unitClass].clear();
         m_touched.clear();
         m_dfa.stop[state] = m_dfa.accepting[state] && LoopsOnAlmostAll(state);
+        return true;
     }
-    /// The nodes that each class leads to, before epsilon transitions.
-    void CollectReached(NodeSetView nodes)
+    /// The nodes that each class leads to, before epsilon transitions. False when there are more of them than the limits
+    /// allow: many nodes that read many classes would fill the memory within one state.
+    bool CollectReached(NodeSetView nodes)
     {
         for (std::uint32_t const node : nodes) {
             for (NfaEdge const& edge : m_nfa.Edges(node)) {
                 if (edge.set == kEpsilon) continue;
-                for (std::uint32_t const unitClass : m_classes.ClassesOf(edge.set)) {
+                std::span<std::uint32_t const> const classes = m_classes.ClassesOf(edge.set);
+                m_collected += classes.size();
+                if (m_collected > m_limits.bytes) return false;
+                for (std::uint32_t const unitClass : classes) {
                     if (m_reached[unitClass].empty()) m_touched.push_back(unitClass);
                     m_reached[unitClass].push_back(edge.to);
                 }
             }
         }
+        return true;
     }
     std::uint32_t TargetOf(NodeSet const& set)
     {
@@ -139,6 +149,7 @@ private:
     SetNumbers m_sets;
     std::vector<NodeSet> m_reached;
     std::vector<std::uint32_t> m_touched;
+    std::size_t m_collected = 0;
     NodeSet m_set;
     Dfa m_dfa;
 };
@@ -171,11 +182,24 @@ std::vector<XCRegEx::DfaTransition> TransitionsOf(Dfa const& dfa, UnitClasses co
 XCString ConstantStart(Dfa const& dfa, UnitClasses const& classes)
 {
     XCString start;
+    std::map<std::vector<std::uint8_t>, XCString> known; // by the classes read: what a state with one range appends
     for (std::uint32_t state = 0; state < dfa.ExpandedCount(); ++state) {
         if (dfa.accepting[state]) continue;
-        auto const transitions = TransitionsOf(dfa, classes, state);
-        if (transitions.size() > 1) break;
-        if (!transitions.empty()) start += static_cast<wchar_t>(transitions.front().first);
+        std::vector<std::uint8_t> reads;
+        std::uint32_t target = Dfa::kNoState;
+        for (std::uint32_t const next : dfa.Row(state)) {
+            reads.push_back(next != Dfa::kNoState);
+            if (next == Dfa::kNoState) continue;
+            if (target != Dfa::kNoState && target != next) return start;
+            target = next;
+        }
+        auto const [at, isNew] = known.try_emplace(std::move(reads));
+        if (isNew) {
+            auto const transitions = TransitionsOf(dfa, classes, state);
+            if (transitions.size() > 1) return start;
+            if (!transitions.empty()) at->second += static_cast<wchar_t>(transitions.front().first);
+        }
+        start += at->second;
     }
     return start;
 }

@@ -22,6 +22,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t kLargeSet = 16;   ///< ranges of a set worth remembering
+    static constexpr std::size_t kMergedSet = 256; ///< ranges of branches that become one set
     struct Item {
         Node const* node;
         std::uint32_t from, to;
@@ -31,9 +33,7 @@ private:
     {
         CountStep();
         switch (item.node->GetType()) {
-        case Node::NodeType::CharSetNode:
-            AddSet(item.from, item.to, static_cast<Node::CharSetNode const*>(item.node)->GetCharSet());
-            break;
+        case Node::NodeType::CharSetNode: AddLeaf(item); break;
         case Node::NodeType::SequenceNode: ExpandSequence(item); break;
         case Node::NodeType::AlternativeNode: ExpandAlternative(item); break;
         case Node::NodeType::RepeatNode: ExpandRepeat(item); break;
@@ -53,17 +53,23 @@ private:
             from = to;
         }
     }
-    /// Branches that are one set each become one transition.
+    static bool IsSmallLeaf(Node const* node)
+    {
+        return node->GetType() == Node::NodeType::CharSetNode &&
+               static_cast<Node::CharSetNode const*>(node)->GetCharSet().GetRangeCount() <= kLargeSet;
+    }
+    /// Branches that are one small set each become one transition, or a few.
     void ExpandAlternative(Item const& item)
     {
         XCUWCharSet merged;
         Node const* node = item.node;
         auto const take = [&](Node const* branch) {
             CountStep();
-            if (branch->GetType() == Node::NodeType::CharSetNode)
-                for (auto const& range : static_cast<Node::CharSetNode const*>(branch)->GetCharSet()) merged.Add(range);
-            else
-                m_work.push_back({branch, item.from, item.to});
+            if (!IsSmallLeaf(branch)) return m_work.push_back({branch, item.from, item.to});
+            for (auto const& range : static_cast<Node::CharSetNode const*>(branch)->GetCharSet()) merged.Add(range);
+            if (merged.GetRangeCount() <= kMergedSet) return;
+            AddSet(item.from, item.to, merged);
+            merged.Clear();
         };
         for (; node->GetType() == Node::NodeType::AlternativeNode; node = Left(node)) take(Right(node));
         take(node);
@@ -124,6 +130,15 @@ private:
     {
         if (!set.IsEmpty()) m_nfa.m_edges.push_back({from, to, SetIndex(set)});
     }
+    /// A leaf in a repetition comes many times: the index of a large set is remembered.
+    void AddLeaf(Item const& item)
+    {
+        auto const& leaf = *static_cast<Node::CharSetNode const*>(item.node);
+        if (leaf.GetCharSet().GetRangeCount() <= kLargeSet) return AddSet(item.from, item.to, leaf.GetCharSet());
+        auto const [at, isNew] = m_leafIndices.try_emplace(&leaf, 0);
+        if (isNew) at->second = SetIndex(leaf.GetCharSet());
+        m_nfa.m_edges.push_back({item.from, item.to, at->second});
+    }
     std::uint32_t SetIndex(XCUWCharSet const& set)
     {
         std::uint64_t hash = 0;
@@ -141,6 +156,7 @@ private:
     Nfa& m_nfa;
     std::vector<Item> m_work;
     std::unordered_multimap<std::uint64_t, std::uint32_t> m_setIndices;
+    std::unordered_map<Node const*, std::uint32_t> m_leafIndices;
     std::uint32_t m_steps = 0;
 };
 

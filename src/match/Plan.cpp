@@ -18,7 +18,7 @@ LoopScans::LoopScans(ReducedDfa const& dfa, UnitClasses const& classes)
         Scan ways[2] = {{{}, false}, {{}, true}}; // the units that stay, the units that leave
         bool fits[2] = {true, true};
         auto const& atoms = classes.Atoms();
-        for (std::size_t i = 0; i < atoms.size();) {
+        for (std::size_t i = 0; i < atoms.size() && (fits[0] || fits[1]);) {
             auto const leaves = [&](std::size_t atom) {
                 return cells[dfa.columnOfClass[atoms[atom].unitClass]] != row;
             };

@@ -39,6 +39,7 @@ private:
     static constexpr std::size_t kSlots = 1024;
     static constexpr std::size_t kMaxStates = 512;
     static constexpr std::size_t kMaxIds = 1u << 16;
+    static constexpr std::size_t kMaxStopWork = 1u << 20;
 
     void Move(std::uint32_t unitClass)
     {
@@ -91,10 +92,11 @@ private:
         m_ids.insert(m_ids.end(), set.begin(), set.end());
         return state;
     }
-    /// Every unit from 0x0000 to 0xFFFD leads back to the set.
+    /// Every unit from 0x0000 to 0xFFFD leads back to the set. Not asked where it would take longer than reading on.
     bool IsStop(NodeSet const& set)
     {
         if (set == m_sets.facts.Universal()) return true;
+        if (set.size() * m_sets.classes.Count() > kMaxStopWork) return false;
         for (std::uint32_t unitClass = 0; unitClass < m_sets.classes.Count(); ++unitClass) {
             if (m_sets.classes.LeastUnit(unitClass) >= 0xFFFE) continue;
             Step(set, unitClass, m_next);

@@ -1,8 +1,11 @@
 // Cpu.h - which vector instructions this processor offers, asked once.
 //
-// SSE2 is the baseline of the target. Functions marked XC_TARGET_AVX2 may only run when HasAvx2() says so; pass vectors
+// SSE2 is the baseline of the target; XC_NO_AVX2 in the environment keeps a process to it, so that what a processor
+// without more does can be seen on any. Functions marked XC_TARGET_AVX2 may only run when HasAvx2() says so; pass vectors
 // by reference between them, never by value.
 #pragma once
+
+#include <cstdlib>
 
 #if defined(__GNUC__)
 #define XC_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
@@ -15,7 +18,8 @@ namespace xc::text {
 inline bool HasAvx2() noexcept
 {
 #if defined(__GNUC__)
-    static bool const has = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2"));
+    static bool const has = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") &&
+                                                       std::getenv("XC_NO_AVX2") == nullptr);
     return has;
 #else
     return false;

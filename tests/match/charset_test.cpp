@@ -77,6 +77,8 @@ TEST(CharSet, TheLastUnitIsNeverAMember)
     set.Clear();
     set.AddChar(char(-1));
     EXPECT_TRUE(set.IsInSet(wchar_t(0xFF)));
+    EXPECT_TRUE(set.IsInSet(char(-1)) && set.IsInSet(0xFF) && set.IsInSet(static_cast<unsigned short>(0xFF)));
+    EXPECT_FALSE(set.IsInSet(-1) || set.IsInSet(0x100FF)); // no unit
     EXPECT_EQ(set.GetCount(), 1u);
 }
 

@@ -128,6 +128,27 @@ TEST(Parser, ASecondParseReadsNothing)
     }
 }
 
+/// Calls the steps itself.
+class Steps : public XCStringRegExParser {
+public:
+    using XCStringRegExParser::XCStringRegExParser;
+    std::string Read()
+    {
+        GetRegExChar();
+        std::string text = Show(ParseRepSubRegEx());
+        text += " " + std::to_string(static_cast<std::uint32_t>(GetCurrentToken())) + ShowUnit(GetCurrentChar());
+        GetGroupChar();
+        return text + " " + std::to_string(static_cast<std::uint32_t>(GetCurrentToken())) +
+               (HasError() ? " error" : "");
+    }
+};
+
+TEST(Parser, AStepLeavesTheTokenAfterIt)
+{
+    EXPECT_EQ(Steps(L"[a-c]{2}|-").Read(), "(r2,2 {a-c}) 8| 13");
+    EXPECT_EQ(Steps(L"*^").Read(), "null 11* 14 error");
+}
+
 TEST(Parser, TheResultOutlivesParserAndTables)
 {
     XCParsedRegEx parsed;
@@ -155,13 +176,13 @@ TEST(Parser, NestingEndsAtItsLimit)
 
 TEST(Parser, LongTreesAreReleasedWithoutRecursion)
 {
-    std::wstring sequence(300000, L'a');
+    std::wstring sequence(60000, L'a');
     XCParsedRegEx const parsed = XCStringRegExParser(XCString(sequence)).Parse();
     EXPECT_TRUE(parsed.IsValid());
     XCSmartPtr<Node> const inner = parsed.GetRoot()->GetLeftChild()->GetLeftChild(); // a part that outlives the rest
     XCSmartPtr<Node> right = new Node::CharSetNode;
-    for (int i = 0; i < 300000; ++i) right = new Node::AlternativeNode(new Node::CharSetNode, std::move(right));
-    for (int i = 0; i < 300000; ++i) right = new Node::RepeatNode(std::move(right), 0, 1);
+    for (int i = 0; i < 60000; ++i) right = new Node::AlternativeNode(new Node::CharSetNode, std::move(right));
+    for (int i = 0; i < 60000; ++i) right = new Node::RepeatNode(std::move(right), 0, 1);
     right.Clear();
     EXPECT_EQ(inner->NbRef(), 2u);
 }

@@ -183,6 +183,17 @@ TEST(Limits, HugePatternsHaveDefinedResults)
     for (std::uint32_t unit = 0x100; unit < 0x1100; ++unit) manySets += L"[^" + std::wstring(1, wchar_t(unit)) + L"]";
     XCRegEx const unfolded = Compile(manySets);
     EXPECT_TRUE(unfolded.UsesStateSets());
+
+    std::wstring skipped = L"([^a]?){5}", literals; // one state that holds 32805 nodes, which read 20000 classes each
+    for (int i = 0; i < 4; ++i) skipped = L"(" + skipped + L"){9}";
+    for (std::uint32_t unit = 0x100; unit < 0x4F20; ++unit) literals += static_cast<wchar_t>(unit);
+    EXPECT_TRUE(Compile(skipped + L"|" + literals).UsesStateSets());
+
+    std::wstring large; // a set of 10000 ranges, 59049 times
+    for (std::uint32_t unit = 0x100; unit < 0x4F20; unit += 2) large += static_cast<wchar_t>(unit);
+    std::wstring many = L"[" + large + L"]";
+    for (int i = 0; i < 5; ++i) many = L"(" + many + L"){9}";
+    EXPECT_TRUE(Compile(many).Match(std::wstring(59049, L'\x100').c_str()));
     EXPECT_TRUE(unfolded.Match(std::wstring(0x1000, L'a').c_str()));
     EXPECT_FALSE(unfolded.Match(std::wstring(0x1000, wchar_t(0x0800)).c_str()));
 }
