@@ -1,5 +1,6 @@
 // The file format: what is read, what is kept, what is refused.
 #include "app/config_files.h"
+#include "repetitions.h"
 
 #include <XelbrinCore/XCStringConverter.h>
 
@@ -135,11 +136,12 @@ TEST(XCConfigFormat, RefusesBrokenText)
 TEST(XCConfigFormat, ReadsHostileTextInLinearTime)
 {
     std::string sections;
-    for (int i = 0; i < 1000000; ++i) sections += "[s]\n";
+    int const count = xc_test::Times(1000000);
+    for (int i = 0; i < count; ++i) sections += "[s]\n";
     std::string const million(1000000, 'x');
     ScratchFile const disk("xc_config_hostile.ini");
     disk.Write(sections);
-    EXPECT_EQ(XCConfigFile::Load(disk.Path())->GetSize(), 1000000u);
+    EXPECT_EQ(XCConfigFile::Load(disk.Path())->GetSize(), static_cast<std::size_t>(count));
     disk.Write("[s]\n" + million + "=" + million);
     EXPECT_EQ(XCConfigFile::Load(disk.Path())->GetString(L"s", XCString(std::wstring(1000000, L'x')), L"").Length(),
               1000000u);

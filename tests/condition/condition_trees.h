@@ -1,6 +1,8 @@
 // condition_trees.h - generated conditions, a source that counts, and the slow reference of evaluation.
 #pragma once
 
+#include "repetitions.h"
+
 #include <XelbrinCore/XCCondition.h>
 
 #include <cstdlib>
@@ -17,11 +19,7 @@ inline void PrintTo(XCString const& text, std::ostream* out)
 
 namespace condition_test {
 
-/// How often to repeat: less when every call of the heap checks all its blocks (make check-heap).
-inline int Times(int count)
-{
-    return std::getenv("XC_HEAP_CHECK") ? count / 1000 : count;
-}
+using xc_test::Times;
 
 /// Answers by name and writes down who was asked for.
 class CountingSource : public XCConditionParams {

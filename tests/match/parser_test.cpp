@@ -1,3 +1,5 @@
+#include "repetitions.h"
+
 #include <XelbrinCore/XCRegEx.h>
 
 #include <gtest/gtest.h>
@@ -176,13 +178,14 @@ TEST(Parser, NestingEndsAtItsLimit)
 
 TEST(Parser, LongTreesAreReleasedWithoutRecursion)
 {
-    std::wstring sequence(60000, L'a');
+    int const size = xc_test::Times(60000);
+    std::wstring sequence(static_cast<std::size_t>(size), L'a');
     XCParsedRegEx const parsed = XCStringRegExParser(XCString(sequence)).Parse();
     EXPECT_TRUE(parsed.IsValid());
     XCSmartPtr<Node> const inner = parsed.GetRoot()->GetLeftChild()->GetLeftChild(); // a part that outlives the rest
     XCSmartPtr<Node> right = new Node::CharSetNode;
-    for (int i = 0; i < 60000; ++i) right = new Node::AlternativeNode(new Node::CharSetNode, std::move(right));
-    for (int i = 0; i < 60000; ++i) right = new Node::RepeatNode(std::move(right), 0, 1);
+    for (int i = 0; i < size; ++i) right = new Node::AlternativeNode(new Node::CharSetNode, std::move(right));
+    for (int i = 0; i < size; ++i) right = new Node::RepeatNode(std::move(right), 0, 1);
     right.Clear();
     EXPECT_EQ(inner->NbRef(), 2u);
 }
