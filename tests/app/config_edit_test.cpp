@@ -1,6 +1,7 @@
 // Lookups, edits, locking; lists of values in one value.
 #include "app/Names.h"
 #include "app/config_files.h"
+#include "repetitions.h"
 
 #include <chrono>
 #include <gtest/gtest.h>
@@ -82,7 +83,7 @@ TEST(XCConfigEdit, LookupsStayRightAfterEveryEdit)
         std::vector<std::pair<XCString, XCString>> model; // key in lower case, value
         auto const someKey = [&] { return Name(L"key", static_cast<unsigned int>(random() % 20)); };
         auto const placeOf = [&](std::size_t i) { return std::next(section.GetLinesBegin(), static_cast<long>(i)); };
-        for (unsigned int step = 0; step < 4000; ++step) {
+        for (unsigned int step = 0, steps = static_cast<unsigned int>(xc_test::Times(4000)); step < steps; ++step) {
             XCString const key = someKey();
             XCString const value = Name(L"", step);
             std::size_t const i = model.empty() ? 0 : random() % model.size();
@@ -251,7 +252,7 @@ TEST(XCConfigLocking, ReadersSeeWholeValuesWhileOneEdits)
         }
     };
     std::thread first(read), second(read);
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < xc_test::Times(2000); ++i) {
         XCConfigLock const lock(*file->FindSection(L"s"));
         XCString const text(L'v', static_cast<std::size_t>(i % 50));
         file->SetString(L"s", L"a", text);
