@@ -1,6 +1,8 @@
 // Digits.h - numbers as digits for the fixed places of records.
 #pragma once
 
+#include "win32/Clock.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -36,6 +38,18 @@ constexpr Unit* PutDigits(Unit* to, unsigned long value, int width) noexcept
 {
     for (int i = width; i-- > 0; value /= 10) to[i] = static_cast<Unit>('0' + value % 10);
     return to + width;
+}
+
+/// Fills the digits of a stamp laid out as "0000-00-00 00:00:00.000"; what stands between them stays.
+inline void PutStampDigits(char* stamp, win32::WallTime const& t) noexcept
+{
+    PutDigits(stamp, t.year, 4);
+    PutDigits(stamp + 5, t.month, 2);
+    PutDigits(stamp + 8, t.day, 2);
+    PutDigits(stamp + 11, t.hour, 2);
+    PutDigits(stamp + 14, t.minute, 2);
+    PutDigits(stamp + 17, t.second, 2);
+    PutDigits(stamp + 20, t.millisecond, 3);
 }
 
 /// Appends a number to a narrow text.

@@ -79,13 +79,7 @@ std::size_t PlainRun(std::wstring_view text, std::size_t at) noexcept
 void AppendJsonTime(std::string& to, win32::WallTime const& t)
 {
     char stamp[] = "0000-00-00T00:00:00.000Z";
-    PutDigits(stamp, t.year, 4);
-    PutDigits(stamp + 5, t.month, 2);
-    PutDigits(stamp + 8, t.day, 2);
-    PutDigits(stamp + 11, t.hour, 2);
-    PutDigits(stamp + 14, t.minute, 2);
-    PutDigits(stamp + 17, t.second, 2);
-    PutDigits(stamp + 20, t.millisecond, 3);
+    PutStampDigits(stamp, t);
     to += stamp;
 }
 

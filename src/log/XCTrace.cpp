@@ -233,13 +233,7 @@ void TraceState::AppendHeader(std::string& bytes, int level, int subject, wchar_
 {
     win32::WallTime const t = win32::LocalNow();
     char stamp[] = "0000-00-00;00:00:00.000";
-    PutDigits(stamp, t.year, 4);
-    PutDigits(stamp + 5, t.month, 2);
-    PutDigits(stamp + 8, t.day, 2);
-    PutDigits(stamp + 11, t.hour, 2);
-    PutDigits(stamp + 14, t.minute, 2);
-    PutDigits(stamp + 17, t.second, 2);
-    PutDigits(stamp + 20, t.millisecond, 3);
+    PutStampDigits(stamp, t);
     bytes += stamp;
     AppendDelim(bytes);
     AppendNumber(bytes, win32::ThreadId());
