@@ -6,6 +6,8 @@
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCString.h>
 
+#include <vector>
+
 /// The messages of messages.mc. Each module carries the table, as a module that is shipped alone would.
 enum class Message : long {
     CannotOpen = 1,   ///< file, system error

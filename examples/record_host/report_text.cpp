@@ -1,6 +1,7 @@
 #include "report_text.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
