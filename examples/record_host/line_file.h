@@ -18,7 +18,7 @@ public:
     /// Gives the next chunk of whole lines; empty when there is none yet. A line that is longer than a chunk is cut.
     /// @throws XCWindowsLastErrorException when the file cannot be read.
     std::string ReadLines();
-    /// Gives what stands after the last line end, which belongs to nobody else then.
+    /// Gives what stands after the last line end.
     std::string TakeRest();
 
 private:
