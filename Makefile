@@ -27,6 +27,7 @@ run: setup
 test: setup
 	@scripts/check_format.sh
 	@python3 scripts/check_rooms.py
+	@python3 scripts/check_docs.py
 	@$(call build,win)
 	@$(CTEST) --test-dir $(BUILD)/win
 
@@ -67,6 +68,7 @@ bench: setup
 
 format: setup
 	@scripts/check_format.sh apply
+	@python3 scripts/check_docs.py apply
 
 clean:
 	@for p in $(BUILD)/*/wineprefix; do [ ! -d "$$p" ] || $(WINE) down "$(CURDIR)/$$p"; done

@@ -227,7 +227,7 @@ XC_API XCString XCErrorReportText(XCErrorID const& error);
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
 enum XCCoreError : long {
-    XCErrThreadAlreadyStarted = 15,
+    XCErrThreadAlreadyStarted = 15, ///< a thread that was started before
     // 100-199 text
     XCErrMalformedText = 100,   ///< bytes that are no text in the encoding (parameter: position)
     XCErrUnmappableUnit = 101,  ///< a unit that the encoding cannot hold (parameters: unit, position)

@@ -1,6 +1,7 @@
 // XelbrinCore.h - the whole library, for those who want one line.
 #pragma once
 
+#include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
@@ -16,6 +17,7 @@
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCStopWatch.h>
@@ -25,3 +27,4 @@
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
+#include <XelbrinCore/XCUnitTest.h>
