@@ -1,4 +1,4 @@
-# make run | test | bench | check-ub | check-heap | check-native | check-clang | check-split | fuzz | lint | format | clean
+# make run | test | bench | docs | coverage | check-debugger | check-ub | check-heap | check-native | check-clang | check-split | fuzz | lint | format | clean
 # Every target installs what the machine lacks, configures what is not configured and builds what changed.
 SHELL := /bin/bash
 BUILD := build
@@ -7,7 +7,7 @@ JOBS  ?= $(shell nproc)
 CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 
 # Groups of tools: setup for everything, setup-clang and setup-fuzz on top of it.
-.PHONY: setup-clang setup-fuzz run test bench check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
+.PHONY: setup-clang setup-fuzz setup-docs setup-debugger run test bench docs check-debugger check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
 .DELETE_ON_ERROR:
 
 setup:
@@ -16,6 +16,10 @@ setup-clang:
 	@scripts/setup.sh clang
 setup-fuzz:
 	@scripts/setup.sh fuzz
+setup-docs:
+	@scripts/setup.sh docs
+setup-debugger:
+	@scripts/setup.sh debugger
 
 # $(call build,preset): configure once, build quietly, show the log when it fails.
 build = scripts/build.sh $(1)
@@ -27,6 +31,7 @@ run: setup
 test: setup
 	@scripts/check_format.sh
 	@python3 scripts/check_rooms.py
+	@python3 scripts/check_docs.py
 	@$(call build,win)
 	@$(CTEST) --test-dir $(BUILD)/win
 
@@ -65,8 +70,17 @@ bench: setup
 	@$(call build,bench)
 	@scripts/bench.sh $(BUILD)/bench
 
+check-debugger: setup-debugger
+	@$(call build,native --target debugger_values)
+	@python3 scripts/check_debugger.py $(BUILD)/native/bin/debugger_values
+
+docs: setup-docs
+	@mkdir -p $(BUILD)/reference
+	@doxygen scripts/Doxyfile || { cat $(BUILD)/reference/warnings.txt >&2; exit 1; }
+
 format: setup
 	@scripts/check_format.sh apply
+	@python3 scripts/check_docs.py apply
 
 clean:
 	@for p in $(BUILD)/*/wineprefix; do [ ! -d "$$p" ] || $(WINE) down "$(CURDIR)/$$p"; done

@@ -1,7 +1,8 @@
 #!/bin/bash
-# build.sh PRESET: configures once, builds quietly; prints the log when something fails.
+# build.sh PRESET [options of cmake --build]: configures once, builds quietly; prints the log when something fails.
 set -u
 preset=$1
+shift
 cd "$(dirname "$0")/.." || exit 1
 mkdir -p "build/$preset"
 log=build/$preset/build.log
@@ -13,7 +14,7 @@ if [ ! -f "build/$preset/build.ninja" ] && ! cmake --preset "$preset" "${extra[@
     rm -f "build/$preset/build.ninja"
     exit 1
 fi
-if ! cmake --build "build/$preset" >"$log" 2>&1; then
+if ! cmake --build "build/$preset" "$@" >"$log" 2>&1; then
     grep -vE '^\[[0-9]+/[0-9]+\] (Building|Linking|Generating)' "$log" >&2
     exit 1
 fi

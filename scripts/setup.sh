@@ -1,7 +1,7 @@
 #!/bin/bash
 # Installs the tools that this machine lacks. Quiet and quick when nothing is missing.
 set -u
-# setup.sh [clang] [fuzz]: the groups that a target needs beside the common tools.
+# setup.sh [clang] [fuzz] [docs] [coverage] [debugger]: the groups that a target needs beside the common tools.
 declare -A needs=(
     [x86_64-w64-mingw32-g++-posix]=g++-mingw-w64-x86-64-posix
     [/usr/lib/wine/wine64]=wine64
@@ -18,6 +18,9 @@ declare -A needs=(
 for group in "$@"; do
     case $group in
     clang) needs[clang++]=clang needs[clang-tidy]=clang-tidy ;;
+    docs) needs[doxygen]=doxygen ;;
+    coverage) needs[gcovr]=gcovr ;;
+    debugger) needs[gdb]=gdb ;;
     fuzz) needs[clang++]=clang needs[/usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a]=libclang-rt-14-dev ;;
     esac
 done

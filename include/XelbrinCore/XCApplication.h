@@ -58,6 +58,7 @@ public:
     XCErrorID Open(XCString const& fileName);
     /// Restores both; nothing when nothing is redirected.
     void Close();
+    /// Whether output is redirected.
     [[nodiscard]] bool IsOpen() const noexcept { return m_state != nullptr; }
     /// Writes to what was the console before the redirection.
     void WriteToConsole(std::wstring_view text) const;
@@ -90,19 +91,23 @@ public:
     virtual bool DisplayUsageIfNecessary(std::wostream* out = nullptr) const;
     /// The program is to end. Sets the quit flag.
     virtual void RequestExit(bool immediately);
+    /// Whether this program hosts plug-ins: false here.
     virtual bool IsAppWithPlugIn() const;
 
     /// The last registered application; null when there is none.
     static XCApplication* GetApp();
 
+    /// The arguments of the process, parsed at construction. Lives as long as the application.
     [[nodiscard]] XCCommandLine const& GetCmdLine() const noexcept { return m_cmdLine; }
     /// Null when no file was found.
     [[nodiscard]] XCSmartPtr<XCConfigFile> GetConfigFile() const { return m_configFile; }
     /// Why the configuration file could not be read; empty when it could, or there is none.
     [[nodiscard]] XCString const& GetConfigFailure() const noexcept { return m_configFailure; }
+    /// The folder for temporary files, chosen at construction.
     [[nodiscard]] XCString const& GetTmpDirectory() const noexcept { return m_tmpDirectory; }
     /// 0 silent, 1 normal, 2 maximum.
     [[nodiscard]] unsigned int GetTraceLevel() const noexcept { return m_traceLevel; }
+    /// 0 silent, 1 normal, 2 maximum; the console then shows the application channel up to this level.
     void SetTraceLevel(unsigned int level);
     /// The program's name. @param withPath with its folder.   @param withExtension with its extension.
     [[nodiscard]] XCString GetAppName(bool withPath, bool withExtension) const;
@@ -110,6 +115,7 @@ public:
     [[nodiscard]] XCString GetAppPath() const;
     /// Appends a directory to the search path of the process. @return false when it is empty or the system refuses.
     static bool AddToPath(wchar_t const* directory);
+    /// The log manager of the process.
     static XCLogManager& GetLogManager();
     /// The stream of the application channel.
     [[nodiscard]] std::wostream& GetCout() const;
@@ -120,11 +126,13 @@ public:
     XCErrorID StartLoggingToFile(XCString const& fileName, bool keepConsole);
     /// To the application's name with ".log", in the current directory.
     XCErrorID StartLoggingToFile(bool keepConsole);
+    /// Adds a receiver of the application channel; it is taken off at the end of the application.
     void AddLogSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber);
     /// Adds descriptions that the usage screen shows after the own ones.
     void AddCustomUsageInfo(XCUsageInfo const& usage);
     /// Sets the quit flag; a running host sees it at its next look. Any thread, also a signal handler.
     static void PostExitRequest() noexcept;
+    /// Whether the quit flag of the process is set.
     [[nodiscard]] static bool IsExitRequested() noexcept;
     /// Takes a request back, for a program that goes on.
     static void ClearExitRequest() noexcept;
@@ -161,7 +169,9 @@ private:
 /// that come from a module are handed on as texts, so that nothing of a module outlives its code.
 class XC_API XCApplicationWithPlugIns : public XCApplication {
 public:
+    /// The function that a module exports.
     static constexpr wchar_t const* kEntryName = L"GetPlugInObject";
+    /// The extension of modules.
     static constexpr wchar_t const* kExtension = L".osx";
 
     /// As XCApplication. @param module handle of the module that hosts; null is the program.
@@ -217,7 +227,9 @@ public:
     /// In the order of loading.
     [[nodiscard]] XCSmartPtrVector<XCPlugIn> GetLoadedPlugIns() const;
 
+    /// Whether Run shows the main menu at its end.
     void SetIsRunWithMenu(bool runWithMenu) noexcept { m_runWithMenu = runWithMenu; }
+    /// What SetIsRunWithMenu was given last; false at first.
     [[nodiscard]] bool IsRunWithMenu() const noexcept { return m_runWithMenu; }
     /// The menu that Run shows at the end when IsRunWithMenu.
     [[nodiscard]] XCUnitTest& GetMainMenu() noexcept { return *m_mainMenu; }

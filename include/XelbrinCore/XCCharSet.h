@@ -22,9 +22,9 @@
 /// One entry of a look-up table: the keys from begin up to but not including end have this value.
 template <class Key, class Value>
 struct XCLookupRange {
-    Key begin;
-    Key end;
-    Value value;
+    Key begin;   ///< The first key of the range.
+    Key end;     ///< The key behind the last one.
+    Value value; ///< What every key of the range maps to.
 
     friend bool operator==(XCLookupRange const&, XCLookupRange const&) = default;
 };
@@ -33,7 +33,9 @@ struct XCLookupRange {
 template <class Key, class Value>
 class XCLookupTable {
 public:
+    /// One range of equal values.
     using Range = XCLookupRange<Key, Value>;
+    /// Walks over the ranges in ascending order; changing the table ends it.
     using Iterator = typename std::vector<Range>::const_iterator;
 
     /// Gives the keys [begin, end) this value, whatever they had. begin >= end changes nothing.
@@ -67,6 +69,7 @@ public:
         else
             m_ranges.push_back({begin, end, std::move(value)});
     }
+    /// Takes out every range.
     void Clear() noexcept { m_ranges.clear(); }
 
     /// The value of a key; null when it has none.
@@ -75,11 +78,13 @@ public:
         auto const at = FirstEndingAfter(key);
         return at != m_ranges.end() && !(key < at->begin) ? &at->value : nullptr;
     }
+    /// Whether no key has a value.
     [[nodiscard]] bool IsEmpty() const noexcept { return m_ranges.empty(); }
     [[nodiscard]] Iterator GetBegin() const noexcept { return m_ranges.begin(); }
     [[nodiscard]] Iterator GetEnd() const noexcept { return m_ranges.end(); }
     [[nodiscard]] Iterator begin() const noexcept { return m_ranges.begin(); }
     [[nodiscard]] Iterator end() const noexcept { return m_ranges.end(); }
+    /// How many ranges the table has, neighbours of equal value joined.
     [[nodiscard]] std::size_t GetRangeCount() const noexcept { return m_ranges.size(); }
 
     friend bool operator==(XCLookupTable const&, XCLookupTable const&) = default;
@@ -113,8 +118,11 @@ private:
 template <class Key>
 class XCRangeSet {
 public:
+    /// The table behind the set.
     using Table = XCLookupTable<Key, bool>;
+    /// One range of members.
     using Range = typename Table::Range;
+    /// Walks over the ranges in ascending order; changing the set ends it.
     using Iterator = typename Table::Iterator;
     /// The one key that no set can hold, and the end of the set of all others.
     static constexpr Key kLimit = std::numeric_limits<Key>::max();
@@ -127,16 +135,20 @@ public:
     void AddRange(wchar_t first, wchar_t last) { Add(ToKey(first), AfterKey(ToKey(last))); }
     /// Adds every key but kLimit.
     void AddAllChars() { Add(0, kLimit); }
+    /// Takes one unit out; nothing when it is no member.
     void DelChar(char unit) { Del(ToKey(unit), AfterKey(ToKey(unit))); }
     void DelChar(wchar_t unit) { Del(ToKey(unit), AfterKey(ToKey(unit))); }
+    /// Takes out the units from the first to the last, both included.
     void DelRange(char first, char last) { Del(ToKey(first), AfterKey(ToKey(last))); }
     void DelRange(wchar_t first, wchar_t last) { Del(ToKey(first), AfterKey(ToKey(last))); }
 
     /// The raw, half-open forms.
     void Add(Key begin, Key end) { m_table.Assign(begin, end, true); }
     void Add(Range const& range) { Add(range.begin, range.end); }
+    /// Takes out the keys from `begin` up to, not including, `end`.
     void Del(Key begin, Key end) { m_table.Erase(begin, end); }
     void Del(Range const& range) { Del(range.begin, range.end); }
+    /// Takes out every member.
     void Clear() noexcept { m_table.Clear(); }
 
     /// A narrow unit counts as its unsigned byte; a number that is no key is in no set.
@@ -147,6 +159,7 @@ public:
         else
             return static_cast<std::uint64_t>(unit) < kLimit && m_table.Find(static_cast<Key>(unit)) != nullptr;
     }
+    /// Whether the set has no member.
     [[nodiscard]] bool IsEmpty() const noexcept { return m_table.IsEmpty(); }
     /// The number of keys in the set.
     [[nodiscard]] std::uint64_t GetCount() const noexcept

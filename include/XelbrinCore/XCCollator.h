@@ -38,7 +38,9 @@ public:
     /// The identity.
     XCCollatingTable() noexcept;
     ~XCCollatingTable() override;
+    /// The code that stands for this one when texts are compared.
     [[nodiscard]] char Map(char code) const noexcept { return m_map[static_cast<unsigned char>(code)]; }
+    /// Makes one code count as another.
     void Set(char code, char collatingCode) noexcept { m_map[static_cast<unsigned char>(code)] = collatingCode; }
 
 private:
@@ -52,7 +54,9 @@ public:
     /// The identity.
     XCCollatingTable() noexcept;
     ~XCCollatingTable() override;
+    /// The code that stands for this one when texts are compared.
     [[nodiscard]] wchar_t Map(wchar_t code) const noexcept { return m_map[static_cast<std::uint16_t>(code)]; }
+    /// Makes one code count as another.
     void Set(wchar_t code, wchar_t collatingCode) noexcept { m_map[static_cast<std::uint16_t>(code)] = collatingCode; }
 
 private:
@@ -64,9 +68,11 @@ class XC_API XCTableCollator : public XCCollator {
 public:
     ~XCTableCollator() override;
     int Compare(wchar_t const* a, wchar_t const* b) const override;
+    /// The table that the collator maps through; lives as long as the collator.
     [[nodiscard]] XCCollatingTable<wchar_t> const& GetTable() const noexcept { return *m_table; }
 
 protected:
+    /// Keeps a share of the table.
     explicit XCTableCollator(XCSmartPtrToConst<XCCollatingTable<wchar_t>> table) noexcept;
 
 private:

@@ -23,6 +23,7 @@
 /// One argument: its kind, its name (or whole text) and its value. A value type.
 class XC_API XCCommandLineArgument {
 public:
+    /// What an argument is.
     enum ArgumentType : std::int32_t {
         ArgSwitch = 0,      ///< an option without a value: argument is the name, value empty
         ArgWithValue = 1,   ///< an option with a value: argument is the name
@@ -31,13 +32,17 @@ public:
     };
 
     XCCommandLineArgument() = default;
+    /// An argument of the given kind and texts.
     explicit XCCommandLineArgument(ArgumentType type, XCString argument = {}, XCString value = {})
         : m_type(type), m_argument(std::move(argument)), m_value(std::move(value))
     {
     }
 
+    /// What the argument is.
     [[nodiscard]] ArgumentType GetArgType() const noexcept { return m_type; }
+    /// The option's name, or the whole text of an argument that is no option.
     [[nodiscard]] XCString const& GetArgument() const noexcept { return m_argument; }
+    /// The text behind the value delimiter; empty when there is none.
     [[nodiscard]] XCString const& GetValueAsString() const noexcept { return m_value; }
     /// Read by XCString::AsInt, AsDouble: a text that is no number gives what could be read of it, else 0.
     [[nodiscard]] int GetValueAsInt() const noexcept { return m_value.AsInt(); }
@@ -64,6 +69,7 @@ private:
 /// The command line of a process, parsed once (see the head of this file).
 class XC_API XCCommandLine {
 public:
+    /// What an argument is.
     using ArgumentType = XCCommandLineArgument::ArgumentType;
     using enum XCCommandLineArgument::ArgumentType;
 
@@ -93,8 +99,11 @@ public:
     [[nodiscard]] std::size_t GetArgCount() const noexcept { return m_argCount; }
     /// The vector as received, or as built from the command-line string (then a null entry follows the last one).
     [[nodiscard]] wchar_t const* const* GetArgValues() const noexcept { return m_argValues; }
+    /// The units that open an option.
     [[nodiscard]] XCString const& GetArgDelimiters() const noexcept { return m_argDelimiters; }
+    /// The units that separate an option's name from its value.
     [[nodiscard]] XCString const& GetValueDelimiters() const noexcept { return m_valueDelimiters; }
+    /// Whether lookups regard case.
     [[nodiscard]] bool IsCaseSensitive() const noexcept { return m_caseSensitive; }
     /// For the lookups from now on; nothing is parsed again.
     void SetCaseSensitivity(bool caseSensitive) noexcept { m_caseSensitive = caseSensitive; }
@@ -122,12 +131,14 @@ public:
     std::size_t GetInvalidArguments(std::vector<XCString> const& validNames, std::vector<XCString>& invalid) const;
 
 protected:
+    /// Replaces the program name.
     void SetAppName(XCString const& name) { m_appName = name; }
     /// Takes the vector (or builds it from the command line) and parses it.
     void Init(std::size_t count, wchar_t const* const* values);
     void Init(XCString const& commandLine);
     /// Fills the raw list and the parsed vector from the argument vector.
     void ParseCommandLine();
+    /// Sorts one text into its kind, name and value.
     [[nodiscard]] XCCommandLineArgument ParseArgument(XCString const& text) const;
     /// The first entry, of any kind, whose argument text is the name; otherwise one of kind ArgAbsent.
     [[nodiscard]] XCCommandLineArgument GetCommandLineArgument(XCString const& name) const;
@@ -156,7 +167,9 @@ private:
 /// The text of a usage screen: a general paragraph and descriptions of options. A value type.
 class XC_API XCUsageInfo {
 public:
+    /// Sets the paragraph that stands above the options.
     void SetGeneralInfo(XCString const& text) { m_generalInfo = text; }
+    /// The paragraph that stands above the options; empty at first.
     [[nodiscard]] XCString const& GetGeneralInfo() const noexcept { return m_generalInfo; }
 
     /// Adds the description of one option.
@@ -165,6 +178,7 @@ public:
     void AddCmdLineArgDesc(XCString const& name, XCString const& description, bool flag);
     /// The same from NUL-terminated UTF-8; null counts as empty. Bytes that are no UTF-8 are taken as Latin-1.
     void AddCmdLineArgDesc(char const* name, char const* description, bool flag);
+    /// How many options are described.
     [[nodiscard]] std::size_t GetCmdLineArgDescCount() const noexcept { return m_descriptions.size(); }
     /// False, and nothing written, when the index is out of range.
     bool GetCmdLineArgDesc(std::size_t index, XCString& name, XCString& description, bool& flag) const;

@@ -62,12 +62,14 @@ concept Operand =
 /// See the head of this file.
 class XC_API XCCondition : public XCRefCount {
 public:
+    /// How a condition is joined to the one before it.
     enum class Link : std::uint32_t { Or = 0, And = 1 };
     /// A sub-condition and how it is joined with what stands before it.
     struct LinkedCond {
-        Link link;
-        XCSmartPtr<XCCondition> condition;
+        Link link; ///< How this condition is joined to those before it; without meaning for the first.
+        XCSmartPtr<XCCondition> condition; ///< The condition itself, shared.
     };
+    /// The conditions inside parentheses, in order.
     using LinkedCondV = std::vector<LinkedCond>;
 
     /// How deep parentheses may nest in a text.
@@ -88,31 +90,37 @@ public:
     // Each sets the operator and the value, or adds a sub-condition, and returns the condition itself. A value is an
     // integer (AssignInt when it fits, else AssignInt64), an XCDouble, an XCString or an XCDateTime.
 
+    /// Makes the condition "field = value". @return this condition.
     template <xc::condition::Operand T>
     XCCondition& operator==(T const& value)
     {
         return Compare(ConditionOperator::Equal, value);
     }
+    /// Makes the condition "field differs from value". @return this condition.
     template <xc::condition::Operand T>
     XCCondition& operator!=(T const& value)
     {
         return Compare(ConditionOperator::NotEqual, value);
     }
+    /// Makes the condition "field is at least the value". @return this condition.
     template <xc::condition::Operand T>
     XCCondition& operator>=(T const& value)
     {
         return Compare(ConditionOperator::GreaterOrEqual, value);
     }
+    /// Makes the condition "field is at most the value". @return this condition.
     template <xc::condition::Operand T>
     XCCondition& operator<=(T const& value)
     {
         return Compare(ConditionOperator::LessOrEqual, value);
     }
+    /// Makes the condition "field is greater than the value". @return this condition.
     template <xc::condition::Operand T>
     XCCondition& operator>(T const& value)
     {
         return Compare(ConditionOperator::Greater, value);
     }
+    /// Makes the condition "field is less than the value". @return this condition.
     template <xc::condition::Operand T>
     XCCondition& operator<(T const& value)
     {
@@ -125,6 +133,7 @@ public:
     XCCondition& operator/=(XCString const& pattern);
     /// Adds a copy of the other condition, linked by AND, by OR.
     XCCondition& operator&(XCCondition const& other) { return Join(Link::And, other); }
+    /// Joins another condition by OR. @return this condition.
     XCCondition& operator||(XCCondition const& other) { return Join(Link::Or, other); }
 
     /// The value alone; the operator stays.
@@ -140,21 +149,28 @@ public:
 
     // Reading ---------------------------------------------------------------------------------------------------
 
+    /// The field that is compared.
     [[nodiscard]] XCString const& GetFieldName() const noexcept { return m_fieldName; }
+    /// How the field is compared with the value.
     [[nodiscard]] ConditionOperator GetOperator() const noexcept { return m_operator; }
     /// The value, or the pattern of a regular expression. Its text lives as long as this condition is not changed.
     [[nodiscard]] XCConditionValue GetSuppliedValue() const noexcept { return m_value; }
     /// Whether there is no value.
     [[nodiscard]] bool IsNull() const noexcept { return m_value.IsNull(); }
+    /// Whether the value is a regular expression.
     [[nodiscard]] bool IsRegularExpression() const noexcept { return m_regEx.has_value(); }
 
+    /// The conditions inside, in order; empty for a plain comparison.
     [[nodiscard]] LinkedCondV const& GetSubConditionV() const noexcept { return m_subs; }
     /// The list to change. Null conditions in it are passed over; a condition must not come to contain itself.
     [[nodiscard]] LinkedCondV& GetSubConditionVR() noexcept { return m_subs; }
+    /// How many conditions are inside.
     [[nodiscard]] std::size_t GetSubCondCount() const noexcept { return m_subs.size(); }
+    /// Takes out the conditions inside.
     void ClearSubCondV() noexcept;
     /// Whether any sub-condition is linked by OR, by AND.
     [[nodiscard]] bool HasOr() const noexcept { return HasLink(Link::Or); }
+    /// Whether a condition inside is joined by AND.
     [[nodiscard]] bool HasAnd() const noexcept { return HasLink(Link::And); }
 
     // Text ------------------------------------------------------------------------------------------------------
@@ -211,6 +227,7 @@ public:
     virtual void GetFieldName(XCString& text) const;
     /// " >= " and so on.
     virtual void GetOperator(XCString& text) const;
+    /// Writes the value as its text was supplied.
     virtual void GetSuppliedValue(XCString& text) const;
     /// This comparison alone. Called only when there is an operator.
     [[nodiscard]] virtual bool OnEvaluate(XCConditionParams const& params) const;

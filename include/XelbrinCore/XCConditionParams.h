@@ -45,6 +45,7 @@ concept Integer = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as
 /// One value: 16 bytes, copied freely. A text is borrowed: it must live, unchanged, as long as the value is used.
 class XCConditionValue {
 public:
+    /// The type of a value.
     enum class Kind : std::uint8_t {
         Null, ///< no value: the field is missing
         Int,
@@ -92,16 +93,22 @@ public:
     {
     }
 
+    /// The type of the value.
     [[nodiscard]] constexpr Kind GetKind() const noexcept { return m_kind; }
+    /// Whether there is no value.
     [[nodiscard]] constexpr bool IsNull() const noexcept { return m_kind == Kind::Null; }
+    /// Whether the value is a whole number of either kind.
     [[nodiscard]] constexpr bool IsInteger() const noexcept { return m_kind == Kind::Int || m_kind == Kind::Int64; }
     // Each reads its own kind; any other gives 0, 0.0, "" and the null date.
+    /// The whole number; 0 for any other kind.
     [[nodiscard]] constexpr std::int64_t AsInt64() const noexcept { return IsInteger() ? m_integer : 0; }
     [[nodiscard]] constexpr double AsDouble() const noexcept { return m_kind == Kind::Double ? m_double : 0.0; }
+    /// The text, valid as long as its owner; empty for any other kind.
     [[nodiscard]] constexpr std::wstring_view AsText() const noexcept
     {
         return m_kind == Kind::Text ? std::wstring_view(m_text, m_length) : std::wstring_view(L"");
     }
+    /// The date and time; null for any other kind.
     [[nodiscard]] constexpr XCDateTime AsDateTime() const noexcept
     {
         return m_kind == Kind::DateTime ? XCDateTime(m_integer) : XCDateTime();
@@ -139,7 +146,9 @@ public:
 
     /// The position of the name, which is added at the end when it is new. Positions never change.
     std::size_t Add(XCString const& name);
+    /// The position of a field, the name compared as the schema compares names; npos when there is none.
     [[nodiscard]] std::size_t Find(XCString const& name) const noexcept;
+    /// How many fields the schema has.
     [[nodiscard]] std::size_t GetFieldCount() const noexcept { return m_names.size(); }
     /// Empty past the end.
     [[nodiscard]] XCString GetFieldName(std::size_t index) const;

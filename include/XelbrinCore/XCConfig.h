@@ -48,13 +48,16 @@ class XCConfigSection;
 ///   "malformed text in a configuration file".
 class XC_API XCConfigStreamException : public XCException {
 public:
+    /// A failure at a place of a file; line and column count from 1.
     XCConfigStreamException(XCString const& message, XCString const& fileName, std::size_t line, std::size_t column);
     ~XCConfigStreamException() override;
 
+    /// The file that was read.
     [[nodiscard]] XCString const& GetFileName() const noexcept { return m_fileName; }
     /// The place of the offending unit or, where the file ended too early, of the start of what it left open. From 1,
     /// columns in UTF-16 units; 0 when the bytes could not be read as text.
     [[nodiscard]] std::size_t GetLine() const noexcept { return m_line; }
+    /// The column, counted from 1.
     [[nodiscard]] std::size_t GetColumn() const noexcept { return m_column; }
 
 private:
@@ -85,6 +88,7 @@ protected:
 class XC_API XCConfigLockableI {
 public:
     virtual ~XCConfigLockableI();
+    /// Waits until the object belongs to this thread. A thread may lock again what it has locked.
     virtual void Lock() const = 0;
     /// As often as Lock, by the same thread.
     virtual void Unlock() const = 0;
@@ -98,6 +102,7 @@ protected:
 /// Holds a lock for the extent of a block.
 class XCConfigLock {
 public:
+    /// Locks the object until the end of the scope.
     explicit XCConfigLock(XCConfigLockableI const& lockable) : m_lockable(lockable) { m_lockable.Lock(); }
     ~XCConfigLock() { m_lockable.Unlock(); }
     XCConfigLock(XCConfigLock const&) = delete;
@@ -142,10 +147,13 @@ public:
     using iterator = std::vector<XCString>::iterator;
     using const_iterator = std::vector<XCString>::const_iterator;
 
+    /// Appends one comment.
     void AddComment(XCString const& text) { m_comments.push_back(text); }
     /// Returns the place after the deleted comment. The end deletes nothing.
     iterator DeleteComment(iterator where) { return where == m_comments.end() ? where : m_comments.erase(where); }
+    /// Takes out every comment.
     void Clear() noexcept { m_comments.clear(); }
+    /// How many comments there are.
     [[nodiscard]] std::size_t GetSize() const noexcept { return m_comments.size(); }
     [[nodiscard]] iterator GetCommentsBegin() noexcept { return m_comments.begin(); }
     [[nodiscard]] iterator GetCommentsEnd() noexcept { return m_comments.end(); }
@@ -217,14 +225,18 @@ private:
 /// One key=value line and the comments before it. A value type; a copy belongs to no section.
 class XC_API XCConfigLine final : public XCConfigLockable {
 public:
+    /// A line with a key and a value, without comments.
     explicit XCConfigLine(XCString key = {}, XCString value = {});
     XCConfigLine(XCConfigLine const& other);
     /// Takes comments, key and value over; the line stays in its section.
     XCConfigLine& operator=(XCConfigLine const& other);
     ~XCConfigLine() override;
 
+    /// The key as written.
     [[nodiscard]] XCString GetKey() const;
+    /// Replaces the key.
     void SetKey(XCString const& key);
+    /// The value as written.
     [[nodiscard]] XCString GetValue() const;
     /// Blanks at the ends of a value are written, but not read back. A value with a line end cannot be saved.
     void SetValue(XCString const& value);
@@ -235,6 +247,7 @@ public:
     /// Read by XCString::AsLong, AsDouble.
     [[nodiscard]] long GetValueAsLong() const;
     [[nodiscard]] double GetValueAsDouble() const;
+    /// The comments before the line, to be read or changed; they live as long as the line.
     [[nodiscard]] XCConfigComments& GetComments();
     [[nodiscard]] XCConfigComments const& GetComments() const;
     /// Empties comments, key and value.
@@ -261,13 +274,17 @@ public:
     /// @param memory where the lines are kept; it must outlive the section.
     explicit XCConfigSection(XCString name = {}, std::pmr::memory_resource* memory = std::pmr::get_default_resource());
     XCConfigSection(XCConfigSection const& other);
+    /// A copy whose lines are kept in `memory`, which must outlive it.
     XCConfigSection(XCConfigSection const& other, std::pmr::memory_resource* memory);
     /// Takes comments, name and lines over; the section stays in its file.
     XCConfigSection& operator=(XCConfigSection const& other);
     ~XCConfigSection() override;
 
+    /// The name between the brackets.
     [[nodiscard]] XCString GetName() const;
+    /// Replaces the name.
     void SetName(XCString const& name);
+    /// The comments before the section, to be read or changed; they live as long as the section.
     [[nodiscard]] XCConfigComments& GetComments();
     [[nodiscard]] XCConfigComments const& GetComments() const;
 
@@ -283,6 +300,7 @@ public:
     iterator DeleteLine(XCString const& key, iterator from);
     /// Deletes the lines and the comments and empties the name.
     void Clear();
+    /// How many lines the section has.
     [[nodiscard]] std::size_t GetSize() const;
     [[nodiscard]] iterator GetLinesBegin() noexcept { return m_lines.begin(); }
     [[nodiscard]] iterator GetLinesEnd() noexcept { return m_lines.end(); }
@@ -315,6 +333,7 @@ public:
     using iterator = Sections::iterator;
     using const_iterator = Sections::const_iterator;
 
+    /// How the bytes of the file are read and written.
     enum class Encoding {
         Utf8,
         Utf8WithMark, ///< with a byte order mark
@@ -344,7 +363,9 @@ public:
     /// Writes the whole file under another name; the object keeps its own.
     [[nodiscard]] XCErrorID Save2(XCString const& fileName) const;
 
+    /// The name given to Open or to the constructor; empty when there was none.
     [[nodiscard]] XCString GetFileName() const { return m_fileName; }
+    /// The encoding that the file was found in, or was given.
     [[nodiscard]] Encoding GetEncoding() const;
     /// For the next Save.
     void SetEncoding(Encoding encoding);
@@ -355,6 +376,7 @@ public:
     /// Sets the value of the line that GetString finds. A missing section is added at the end of the file, a missing
     /// key at the end of the section.
     void SetString(XCString const& section, XCString const& key, XCString const& value);
+    /// Writes a whole number; section and key are made when missing.
     void SetLong(XCString const& section, XCString const& key, long value);
 
     /// The first section of this name, or null.
@@ -369,6 +391,7 @@ public:
     bool DeleteSection(XCString const& name);
     /// Deletes all sections and comments; file name and encoding stay.
     void Clear();
+    /// How many sections the file has.
     [[nodiscard]] std::size_t GetSize() const;
     [[nodiscard]] iterator GetSectionsBegin() noexcept { return m_sections.begin(); }
     [[nodiscard]] iterator GetSectionsEnd() noexcept { return m_sections.end(); }

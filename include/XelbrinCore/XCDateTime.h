@@ -36,15 +36,15 @@ class XCTimeEx;
 /// A broken-down date and time with the zone it is seen in. A date without a time reads as midnight; a time without a
 /// date has year, month and day 0, and is taken back as such.
 struct XCDateAndTime {
-    int year = 0;
-    unsigned int month = 0;
-    unsigned int day = 0;
-    unsigned int hour = 0;
-    unsigned int minute = 0;
-    unsigned int second = 0;
-    unsigned int millisecond = 0;
-    unsigned int weekDay = 0; ///< as XCDateEx::GetWeekDay gives it; not looked at when a value takes the aggregate
-    XCTimeZone zone;
+    int year = 0;                 ///< The year, negative before year 0.
+    unsigned int month = 0;       ///< 1 to 12.
+    unsigned int day = 0;         ///< 1 to 31.
+    unsigned int hour = 0;        ///< 0 to 23.
+    unsigned int minute = 0;      ///< 0 to 59.
+    unsigned int second = 0;      ///< 0 to 59.
+    unsigned int millisecond = 0; ///< 0 to 999.
+    unsigned int weekDay = 0;     ///< as XCDateEx::GetWeekDay gives it; not looked at when a value takes the aggregate
+    XCTimeZone zone;              ///< The zone that the fields are meant in.
 };
 
 // Durations -----------------------------------------------------------------------------------------------------
@@ -54,10 +54,12 @@ struct XCDateAndTime {
 /// other: a year is 12 months, 52 weeks or 365 days, a month 4 weeks or 30 days.
 class XC_API XCDurationEx {
 public:
+    /// What a duration counts.
     enum Unit : std::uint32_t { Year, Month, Week, Day, Hour, Minute, Second, Millisecond, InvalidUnit };
 
+    /// The smallest count.
     static constexpr long minimum_ = -2147483647L;
-    static constexpr long maximum_ = 2147483647L;
+    static constexpr long maximum_ = 2147483647L; ///< The largest count.
     /// No unit, count 0.
     static XCDurationEx const invalid_;
 
@@ -67,14 +69,19 @@ public:
     XCDurationEx(long count, Unit unit = Second) { SetDuration(count, unit); }
     /// @param unitName a unit as FromString reads it: "days", "d"; an unknown one gives a duration with no unit.
     XCDurationEx(long count, XCString const& unitName);
+    /// Read by FromString.
     explicit XCDurationEx(XCString const& text, Unit defaultUnit = Second) { FromString(text, defaultUnit); }
 
+    /// What the duration counts.
     [[nodiscard]] Unit GetUnit() const noexcept { return m_unit; }
     /// Keeps the count. @param unit 8 or more: no unit.
     void SetUnit(Unit unit) noexcept { m_unit = unit < InvalidUnit ? unit : InvalidUnit; }
+    /// The count, in GetUnit.
     [[nodiscard]] long GetDuration() const noexcept { return m_count; }
+    /// Replaces the count and keeps the unit.
     void SetDuration(long count);
     void SetDuration(long count, Unit unit);
+    /// Whether the unit is one of the eight.
     [[nodiscard]] bool IsValid() const noexcept { return m_unit < InvalidUnit; }
     /// Both fields: the count in the high half, the unit in the low one.
     [[nodiscard]] std::int64_t AsInt64() const noexcept;
@@ -149,7 +156,7 @@ private:
 /// A date of the Gregorian calendar, packed into one word: day (5 bits), month (4), year (23). Words order as dates do.
 class XC_API XCDateEx {
 public:
-    static XCDateEx const null;
+    static XCDateEx const null;    ///< No date.
     static XCDateEx const minimum; ///< 0001-01-01
     static XCDateEx const maximum; ///< 9999-12-31
 
@@ -170,16 +177,22 @@ public:
     XCDateEx(XCString const& text, wchar_t const* format) { FromString(text, format); }
     XCDateEx(XCString const& text, XCString const& format) { FromString(text, format); }
 
+    /// Whether there is no date.
     [[nodiscard]] bool IsNull() const noexcept { return m_word == 0; }
+    /// Becomes "no date".
     void SetNull() noexcept { m_word = 0; }
     /// Whether the calendar has this date; false for null.
     [[nodiscard]] bool IsValid() const noexcept;
     /// The raw word.
     [[nodiscard]] std::uint32_t AsInt() const noexcept { return m_word; }
+    /// Takes a word that AsInt has made; nothing is checked.
     void FromInt(std::uint32_t word) noexcept { m_word = word; }
 
+    /// The year; 0 for no date.
     [[nodiscard]] int GetYear() const noexcept { return static_cast<std::int32_t>(m_word) >> 9; }
+    /// 1 to 12; 0 for no date.
     [[nodiscard]] unsigned int GetMonth() const noexcept { return (m_word >> 5) & 15u; }
+    /// 1 to 31; 0 for no date.
     [[nodiscard]] unsigned int GetDay() const noexcept { return m_word & 31u; }
     /// False, and nothing stored, when the fields are out of the storable range (VALID above); the date need not exist.
     constexpr bool SetDate(int year, unsigned int month, unsigned int day) noexcept
@@ -238,7 +251,7 @@ public:
     bool FromString(XCString const& text, wchar_t const* format);
     bool FromString(XCString const& text, XCString const& format) { return FromString(text, format.AsWChar()); }
 
-    // False, with an empty or untouched result: no valid date. The two system forms want a year of 1601 to 9999.
+    /// False, with an empty or untouched result: no valid date. The two system forms want a year of 1601 to 9999.
     bool AsStructTM(std::tm& time) const noexcept;
     bool AsSystemTime(_SYSTEMTIME& time) const noexcept;
     bool AsFileTime(_FILETIME& time) const noexcept;
@@ -270,8 +283,9 @@ private:
 /// Milliseconds since midnight, 0 to 86,399,999; any negative count is null. Arithmetic wraps at 24 hours.
 class XC_API XCTimeEx {
 public:
+    /// The count that stands for "no time".
     static constexpr std::int32_t NULL_TIME = -1;
-    static XCTimeEx const null;
+    static XCTimeEx const null;    ///< No time.
     static XCTimeEx const minimum; ///< midnight
     static XCTimeEx const maximum; ///< 23:59:59.999
 
@@ -299,8 +313,11 @@ public:
     XCTimeEx(XCString const& text, wchar_t const* format) { FromString(text, format); }
     XCTimeEx(XCString const& text, XCString const& format) { FromString(text, format); }
 
+    /// Whether there is no time.
     [[nodiscard]] bool IsNull() const noexcept { return m_count < 0; }
+    /// Becomes "no time".
     void SetNull() noexcept { m_count = NULL_TIME; }
+    /// Whether the count is inside one day, 0 to 86,399,999 milliseconds.
     [[nodiscard]] bool IsValid() const noexcept { return m_count >= 0 && m_count < 86400000; }
     /// The raw count.
     [[nodiscard]] std::int32_t AsInt() const noexcept { return m_count; }
@@ -308,10 +325,15 @@ public:
     void FromInt(std::int32_t count) noexcept { m_count = count; }
     /// 0 for null.
     [[nodiscard]] unsigned int AsMilliseconds() const noexcept { return m_count > 0 ? AsUInt() : 0u; }
+    /// Whole seconds since midnight.
     [[nodiscard]] unsigned int AsSeconds() const noexcept { return AsMilliseconds() / 1000u; }
+    /// 0 to 23.
     [[nodiscard]] unsigned int GetHour() const noexcept { return AsMilliseconds() / 3600000u; }
+    /// 0 to 59.
     [[nodiscard]] unsigned int GetMinute() const noexcept { return AsMilliseconds() / 60000u % 60u; }
+    /// 0 to 59.
     [[nodiscard]] unsigned int GetSecond() const noexcept { return AsMilliseconds() / 1000u % 60u; }
+    /// 0 to 999.
     [[nodiscard]] unsigned int GetMillisecond() const noexcept { return AsMilliseconds() % 1000u; }
     void GetDateAndTime(XCDateAndTime& fields) const noexcept;
     /// The time fields. @return whether they are less than 24 hours; null otherwise.
@@ -348,8 +370,8 @@ public:
     bool FromString(XCString const& text, wchar_t const* format);
     bool FromString(XCString const& text, XCString const& format) { return FromString(text, format.AsWChar()); }
 
-    // False: null. The date fields of a structure are those of a missing date: 0 (in a FILETIME 1601-01-01, in an
-    // XCDateTime 1970-01-01, in a VARIANT 1899-12-30).
+    /// False: null. The date fields of a structure are those of a missing date: 0 (in a FILETIME 1601-01-01, in an
+    /// XCDateTime 1970-01-01, in a VARIANT 1899-12-30).
     bool AsStructTM(std::tm& time) const noexcept;
     bool AsSystemTime(_SYSTEMTIME& time) const noexcept;
     bool AsFileTime(_FILETIME& time) const noexcept;
@@ -374,11 +396,11 @@ private:
 /// no zone moves it. Where a zone is asked for, the local one is the default.
 class XC_API XCDateTimeEx {
 public:
-    static XCDateTimeEx const null;
-    static XCDateTimeEx const minimum; ///< 0001-01-01 00:00:00.000 UTC
-    static XCDateTimeEx const maximum; ///< 9999-12-31 23:59:59.999 UTC
-    static XCTimeZone const localTimeZone_;
-    static XCTimeZone const utcTimeZone_;
+    static XCDateTimeEx const null;         ///< Neither date nor time.
+    static XCDateTimeEx const minimum;      ///< 0001-01-01 00:00:00.000 UTC
+    static XCDateTimeEx const maximum;      ///< 9999-12-31 23:59:59.999 UTC
+    static XCTimeZone const localTimeZone_; ///< The zone of the process.
+    static XCTimeZone const utcTimeZone_;   ///< UTC.
 
     constexpr XCDateTimeEx() noexcept = default;
     /// What AsInt64 gave.
@@ -412,14 +434,23 @@ public:
         FromString(text, format, zone);
     }
 
+    /// Whether there is neither date nor time.
     [[nodiscard]] bool IsNull() const noexcept { return !HasDate() && !HasTime(); }
+    /// Whether there is a date.
     [[nodiscard]] bool HasDate() const noexcept { return !m_date.IsNull(); }
+    /// Whether there is a time.
     [[nodiscard]] bool HasTime() const noexcept { return !m_time.IsNull(); }
+    /// Whether there is a date without a time.
     [[nodiscard]] bool IsOnlyDate() const noexcept { return HasDate() && !HasTime(); }
+    /// Whether there is a time without a date.
     [[nodiscard]] bool IsOnlyTime() const noexcept { return HasTime() && !HasDate(); }
+    /// Whether both are there.
     [[nodiscard]] bool IsDateAndTime() const noexcept { return HasDate() && HasTime(); }
+    /// Takes the date out.
     void SetDateNull() noexcept { m_date.SetNull(); }
+    /// Takes the time out.
     void SetTimeNull() noexcept { m_time.SetNull(); }
+    /// Takes both out.
     void SetNull() noexcept { *this = XCDateTimeEx(); }
     /// A time only, or a date that the calendar has.
     [[nodiscard]] bool IsValid() const noexcept { return IsOnlyTime() || m_date.IsValid(); }
@@ -427,11 +458,14 @@ public:
     [[nodiscard]] std::int64_t AsInt64() const noexcept;
     void FromInt64(std::int64_t value) noexcept;
 
-    // The value as seen in a zone; a part that is missing reads as its null.
+    /// The value as seen in a zone; a part that is missing reads as its null.
     [[nodiscard]] XCDateEx GetDate(XCTimeZone const& zone = localTimeZone_) const noexcept;
     [[nodiscard]] XCTimeEx GetTime(XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// 0 Sunday to 6 Saturday as XCDateEx tells it, for the date seen in the zone.
     [[nodiscard]] unsigned int GetWeekDay(XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// The day of the year in the zone, counted as XCDateEx counts it.
     [[nodiscard]] unsigned int GetYearDay(XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// The week of the year in the zone, counted as XCDateEx counts it.
     [[nodiscard]] unsigned int GetYearWeek(XCTimeZone const& zone = localTimeZone_) const noexcept;
     /// Minutes that the zone is ahead of UTC at this instant; 0 without a date or a time.
     [[nodiscard]] int GetOffset(XCTimeZone const& zone = localTimeZone_) const noexcept;
@@ -442,6 +476,7 @@ public:
     void ConvertToUTC(XCTimeZone const& zone) noexcept;
     void ConvertFromUTCTo(XCTimeZone const& zone) noexcept;
 
+    /// Now, to the millisecond.
     [[nodiscard]] static XCDateTimeEx GetCurrentDateTime() noexcept;
 
     /// Units of days and more move the date (in UTC), smaller ones the time, which carries into the date. A part that is
@@ -491,7 +526,7 @@ public:
         return FromString(text, format.AsWChar(), zone);
     }
 
-    // False: neither a valid date nor a time alone (a FILETIME, an XCDateTime and a date in a VARIANT want a date).
+    /// False: neither a valid date nor a time alone (a FILETIME, an XCDateTime and a date in a VARIANT want a date).
     bool AsStructTM(std::tm& time, XCTimeZone const& zone = localTimeZone_) const noexcept;
     bool AsSystemTime(_SYSTEMTIME& time, XCTimeZone const& zone = localTimeZone_) const noexcept;
     bool AsVariant(tagVARIANT& value, XCTimeZone const& zone = localTimeZone_) const noexcept;

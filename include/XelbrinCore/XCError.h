@@ -50,8 +50,11 @@ public:
         Keep(m_fallbackLanguage, fallbackLanguage);
     }
 
+    /// The three-letter code asked for first; empty: the user's language.
     [[nodiscard]] wchar_t const* GetLanguage() const noexcept { return m_language; }
+    /// The three-letter code asked for next.
     [[nodiscard]] wchar_t const* GetFallbackLanguage() const noexcept { return m_fallbackLanguage; }
+    /// The zone that dates are written in.
     [[nodiscard]] XCTimeZone const& GetTimeZone() const noexcept { return m_zone; }
 
     /// The user's language, then English; UTC. Usable from the first instruction of the process on.
@@ -71,11 +74,13 @@ private:
 /// A format context and one pointer of the caller's own. A small value.
 class XC_API XCExecContext {
 public:
+    /// Keeps the context and the pointer. @param extraInfo the caller's own, never owned.
     explicit XCExecContext(XCFormatContext const& context = XCFormatContext::defaultContext,
                            void* extraInfo = nullptr) noexcept
         : m_context(context), m_extraInfo(extraInfo)
     {
     }
+    /// Language and zone; lives as long as this object.
     [[nodiscard]] XCFormatContext const& GetFormatContext() const noexcept { return m_context; }
     [[nodiscard]] XCFormatContext const* GetFormatContextP() const noexcept { return &m_context; }
     /// Never looked at by the library.
@@ -95,20 +100,23 @@ private:
 /// not rounded before it enters. Compared with a plain number, that number is rounded to the decimals of this one.
 class XC_API XCDouble {
 public:
-    static constexpr unsigned int kMaxDecimals = 15;
-    static constexpr unsigned int kDefaultDecimals = 2;
+    static constexpr unsigned int kMaxDecimals = 15;    ///< The most decimals that are kept.
+    static constexpr unsigned int kDefaultDecimals = 2; ///< The decimals of a value that names none.
 
     constexpr XCDouble() noexcept = default;
     /// @param decimals more than kMaxDecimals counts as kMaxDecimals.
     explicit XCDouble(double value, unsigned int decimals = kDefaultDecimals) noexcept;
 
+    /// The rounded value.
     [[nodiscard]] double AsDouble() const noexcept { return m_value; }
+    /// How many decimals the value is rounded to.
     [[nodiscard]] unsigned int GetDecimals() const noexcept { return m_decimals; }
     /// Exactly GetDecimals() decimals, a point between: "1.01", "-0.50", "3". Never "-0.00". Also "inf", "-inf", "nan".
     [[nodiscard]] XCString AsString() const;
     /// The same value rounded to another number of decimals.
     [[nodiscard]] XCDouble Round(unsigned int decimals) const noexcept { return XCDouble(m_value, decimals); }
 
+    /// The value with the other sign, rounded as before.
     XCDouble operator-() const noexcept { return XCDouble(-m_value, m_decimals); }
     XCDouble& operator+=(XCDouble other) noexcept { return Become(m_value + other.m_value, other.m_decimals); }
     XCDouble& operator-=(XCDouble other) noexcept { return Become(m_value - other.m_value, other.m_decimals); }
@@ -154,7 +162,9 @@ private:
 /// XCXMLError 105; each also is a kind of 100, XCErrorI.
 class XC_API XCErrorI : public XCObjectI {
 public:
+    /// How bad it is.
     enum Severity { SeverityInformation = 0, SeverityError = 1, SeverityWarning = 2, SeverityFatal = 3 };
+    /// The type of a parameter.
     enum ErrorParamType {
         ParamNone = 0,
         ParamDouble = 1,
@@ -167,7 +177,9 @@ public:
     static constexpr int kIUID = 100;
 
     ~XCErrorI() override;
+    /// The message number within the source.
     [[nodiscard]] long GetCode() const noexcept { return m_code; }
+    /// How bad it is.
     [[nodiscard]] Severity GetSeverity() const noexcept { return m_severity; }
     bool IsKindOf(int iuid) const override;
 
@@ -185,6 +197,7 @@ public:
     virtual XCErrorID AsString(XCString& text, XCFormatContext const& context) const = 0;
 
 protected:
+    /// For derived classes.
     XCErrorI(long code, Severity severity) noexcept : m_code(code), m_severity(severity) {}
     XCErrorI(XCErrorI const&) noexcept = default;
     XCErrorI& operator=(XCErrorI const&) noexcept = default;
@@ -197,22 +210,31 @@ private:
 /// The result of a fallible operation: empty means success.
 class XC_API XCErrorID {
 public:
+    /// The result of what went well.
     enum DefaultConstant { Success };
 
+    /// Success.
     XCErrorID(DefaultConstant = Success) noexcept {}
+    /// Holds a share of the error; null is success.
     XCErrorID(XCSmartPtrToConst<XCErrorI> error) noexcept : m_error(std::move(error)) {}
+    /// From a pointer to one of its classes.
     template <class E>
     requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtr<E> const& error) : m_error(error) {}
+    /// From a pointer to one of its classes.
     template <class E>
     requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtrToConst<E> const& error) : m_error(error) {}
 
+    /// Whether it went well.
     [[nodiscard]] bool Good() const noexcept { return m_error.IsNull(); }
+    /// The same as Good.
     [[nodiscard]] bool IsSuccess() const noexcept { return Good(); }
+    /// Whether it failed.
     [[nodiscard]] bool Bad() const noexcept { return !Good(); }
     /// The code; 0 for success.
     operator int() const noexcept { return m_error.IsNull() ? 0 : static_cast<int>(m_error->GetCode()); }
     /// Null for success.
     XCErrorI const* operator->() const noexcept { return m_error.GetPtr(); }
+    /// The error object; null for success.
     [[nodiscard]] XCSmartPtrToConst<XCErrorI> const& GetError() const noexcept { return m_error; }
     /// "SUCCESS", or the error's text in the default format context.
     [[nodiscard]] XCString AsString() const;
@@ -227,7 +249,7 @@ XC_API XCString XCErrorReportText(XCErrorID const& error);
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
 enum XCCoreError : long {
-    XCErrThreadAlreadyStarted = 15,
+    XCErrThreadAlreadyStarted = 15, ///< a thread that was started before
     // 100-199 text
     XCErrMalformedText = 100,   ///< bytes that are no text in the encoding (parameter: position)
     XCErrUnmappableUnit = 101,  ///< a unit that the encoding cannot hold (parameters: unit, position)
@@ -281,6 +303,7 @@ public:
     XCError& operator=(XCError const& other) noexcept;
     ~XCError() override;
 
+    /// The source of the text; may be null.
     [[nodiscard]] XCSmartPtrToConst<XCMessageSource> const& GetFormatter() const noexcept { return m_source; }
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
@@ -304,10 +327,12 @@ public:
     static constexpr int kIUID = 102;
     /// One parameter: its type and its value on the heap.
     struct Storage {
-        ErrorParamType type;
+        ErrorParamType type; ///< What `value` points to.
+        /// The value, owned by the error.
         void* value;
     };
 
+    /// Without parameters at first. @param source null gives an empty text.
     XCErrorWithArgs(XCSmartPtrToConst<XCMessageSource> source, long code, Severity severity = SeverityError) noexcept;
     /// Copies every value; the copy outlives this object.
     XCErrorWithArgs(XCErrorWithArgs const& other);
@@ -356,6 +381,7 @@ class XC_API XCErrorString : public XCErrorI {
 public:
     static constexpr int kIUID = 103;
 
+    /// Any text; the code is the caller's own, 0 when it has none.
     explicit XCErrorString(XCString text, long code = 0, Severity severity = SeverityError) noexcept
         : XCErrorI(code, severity), m_text(std::move(text))
     {
@@ -389,6 +415,7 @@ class XC_API XCXMLError : public XCErrorI {
 public:
     static constexpr int kIUID = 105;
 
+    /// The code is the reading layer's own.
     explicit XCXMLError(long code, Severity severity = SeverityError) noexcept;
     ~XCXMLError() override;
     int GetIUID() const override;

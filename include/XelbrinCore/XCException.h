@@ -39,12 +39,14 @@ public:
     /// @param seHNumber the structured-exception number, such as 0xC0000005; 0 when there is none.
     explicit XCStackDump(_CONTEXT const* contextRecord, unsigned long seHNumber = 0) noexcept;
 
+    /// How many addresses were captured.
     [[nodiscard]] std::size_t GetFrameCount() const noexcept { return m_count; }
     /// An address in the code; null when the index is out of range.
     [[nodiscard]] void const* GetFrame(std::size_t index) const noexcept
     {
         return index < m_count ? m_frames[index] : nullptr;
     }
+    /// The number of the structured exception; 0 when it was none.
     [[nodiscard]] unsigned long GetSeHNumber() const noexcept { return m_seHNumber; }
     /// The stack text (see the head of this file). The first call of a process that names frames of a module reads the
     /// module's symbols: that may take tens of milliseconds.
@@ -95,6 +97,7 @@ public:
     /// "-ERROR.LOG", in the folder that the environment variable TMP (else TMPDIR) names, else in the current one.
     /// XCApplication sets it. An empty path turns the error log off.
     static void SetErrorLogPath(XCString const& path);
+    /// The file that the error log is written to.
     [[nodiscard]] static XCString GetErrorLogPath();
 
 protected:
@@ -111,6 +114,7 @@ private:
 /// A structured exception of the system (an access violation, a division by zero) that was caught and turned into this.
 class XC_API XCSignalException : public XCException {
 public:
+    /// Takes over the dump.
     explicit XCSignalException(XCStackDump& dump);
     ~XCSignalException() override;
     /// The structured-exception number, such as 0xC0000005.
@@ -137,8 +141,10 @@ private:
 /// Carries a code of a message source.
 class XC_API XCMsgException : public XCException {
 public:
+    /// The text is the source's for this code.
     XCMsgException(long code, XCSmartPtr<XCMessageSource> const& source);
     ~XCMsgException() override;
+    /// The message number within the source.
     [[nodiscard]] long GetCode() const noexcept { return m_code; }
 
 private:
@@ -148,11 +154,13 @@ private:
 /// An older date-time (XCDateTime) could not be made or used; the raw value is its count of seconds.
 class XC_API XCDateException : public XCException {
 public:
+    /// A failure that concerns no particular value.
     explicit XCDateException(XCString const& message);
     XCDateException(XCString const& message, std::int64_t rawValue);
     ~XCDateException() override;
     /// Whether an offending value is carried; otherwise GetRawValue is 0.
     [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    /// The stored form of the value that was refused; 0 when there was none.
     [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
 
 private:
@@ -163,11 +171,13 @@ private:
 /// A date, time or date-time could not be made or used; the raw value is the date-time (XCDateTimeEx) in 64 bits.
 class XC_API XCDateExceptionEx : public XCException {
 public:
+    /// A failure that concerns no particular value.
     explicit XCDateExceptionEx(XCString const& message);
     XCDateExceptionEx(XCString const& message, std::int64_t rawValue);
     ~XCDateExceptionEx() override;
     /// Whether an offending value is carried; otherwise GetRawValue is 0.
     [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    /// The stored form of the value that was refused; 0 when there was none.
     [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
 
 private:
@@ -178,11 +188,13 @@ private:
 /// A duration could not be made or used; the raw value is the duration (XCDurationEx) in 64 bits.
 class XC_API XCDurationExceptionEx : public XCException {
 public:
+    /// A failure that concerns no particular value.
     explicit XCDurationExceptionEx(XCString const& message);
     XCDurationExceptionEx(XCString const& message, std::int64_t rawValue);
     ~XCDurationExceptionEx() override;
     /// Whether an offending value is carried; otherwise GetRawValue is 0.
     [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
+    /// The stored form of the value that was refused; 0 when there was none.
     [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
 
 private:

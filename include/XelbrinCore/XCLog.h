@@ -45,12 +45,14 @@ class SubscriberList;
 /// The stream buffer of one channel. Writing never fails.
 class XC_API XCLogStreamBuf : public std::wstreambuf {
 public:
+    /// Made by the channel. @param subscribers the list that it delivers to, shared.
     XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName);
     ~XCLogStreamBuf() override;
 
     /// Delivers the calling thread's text at the old level, then changes the level. Nothing when it is the same. Text
     /// that another thread has pending is delivered at the level at which it was begun.
     void SetLevel(int level);
+    /// The level of the text that is written now.
     [[nodiscard]] int GetLevel() const noexcept { return m_level.load(std::memory_order_relaxed); }
     /// Whether some subscriber wants the current level.
     [[nodiscard]] bool IsInterested() const noexcept { return m_interested.load(std::memory_order_relaxed); }
@@ -68,11 +70,15 @@ public:
     /// Delivers what all threads have pending. What subscribers write meanwhile, unflushed, may stay pending.
     void FlushAll() noexcept;
 
+    /// The name of the channel that it belongs to.
     [[nodiscard]] XCString const& GetChannelName() const noexcept { return m_name; }
 
 protected:
+    /// Takes one unit; delivers when the buffer is full.
     int_type overflow(int_type unit) override;
+    /// Takes a run of units.
     std::streamsize xsputn(wchar_t const* text, std::streamsize count) override;
+    /// Delivers what has been collected.
     int sync() override;
 
 private:
@@ -101,20 +107,26 @@ private:
 /// value which could not be written (a null text) has left; as a std::wostream it behaves like any other.
 class XC_API XCLogStream : public std::wostream {
 public:
+    /// Made by the channel. @param subscribers the list that it delivers to, shared.
     XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName);
     ~XCLogStream() override;
 
+    /// Sets the level of what is written from now on.
     void SetLoggingLevel(int level) { m_buffer.SetLevel(level); }
+    /// The level of what is written now.
     [[nodiscard]] int GetLoggingLevel() const noexcept { return m_buffer.GetLevel(); }
+    /// Whether a subscriber wants text of the present level.
     [[nodiscard]] bool IsInterested() const noexcept { return m_buffer.IsInterested(); }
     /// The end of a record: what the calling thread has written is delivered as it stands.
     void OnEOL() { m_buffer.pubsync(); }
     void OnDeletedSubscriber() { m_buffer.OnDeletedSubscriber(); }
+    /// The buffer, which lives as long as the stream.
     [[nodiscard]] XCLogStreamBuf& GetBuffer() noexcept { return m_buffer; }
     [[nodiscard]] XCLogStreamBuf const& GetBuffer() const noexcept { return m_buffer; }
 
     template <class T>
     requires requires(std::wostream& out, T const& value) { out << value; }
+    /// Writes a value as std::wostream does; nothing when nobody is interested.
     XCLogStream& operator<<(T const& value)
     {
         if (IsInterested()) Cleared() << value;
@@ -145,13 +157,17 @@ private:
 /// A named channel. Channels belong to their manager and live as long as it does.
 class XC_API XCLogChannel {
 public:
+    /// Made by the log manager. @param subscribers the list that it delivers to, shared.
     XCLogChannel(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString name);
     ~XCLogChannel();
     XCLogChannel(XCLogChannel const&) = delete;
     XCLogChannel& operator=(XCLogChannel const&) = delete;
 
+    /// The name that the channel is found by.
     [[nodiscard]] XCString const& name() const noexcept { return m_name; }
+    /// The stream of the channel; lives as long as it.
     [[nodiscard]] XCLogStream& GetStream() noexcept { return m_stream; }
+    /// Whether a subscriber wants text of this level.
     [[nodiscard]] bool IsInterested(int level) const noexcept { return m_stream.GetBuffer().IsInterested(level); }
     /// Delivers one record at this level, whatever the stream's level is. Any thread.
     void Write(int level, std::wstring_view text)
@@ -176,6 +192,7 @@ private:
 ///     XCLogRecord(*channel, 1) << L"accepted " << count << L" connections\n";
 class XC_API XCLogRecord {
 public:
+    /// Begins a record of this level; it is delivered at its end.
     XCLogRecord(XCLogChannel& channel, int level) noexcept
         : m_channel(channel.IsInterested(level) ? &channel : nullptr), m_level(level)
     {
@@ -237,6 +254,7 @@ private:
 /// The channels and the subscribers. The process has one; others may be built where logs must not mix.
 class XCLogManager {
 public:
+    /// Walks over the channels in the order of their making.
     using ChannelItr = std::vector<std::unique_ptr<XCLogChannel>>::const_iterator;
 
     XC_API XCLogManager();
@@ -272,6 +290,7 @@ public:
     /// Detaches it from the manager and from its channels; false when it was not attached. When the call returns
     /// OnFlush is not running on another thread.
     XC_API bool RemoveSubscriber(XCLogSubscriberI const* subscriber);
+    /// How many subscribers are registered.
     [[nodiscard]] XC_API std::size_t GetSubscriberCount() const;
 
     /// Delivers what the streams of all channels have pending and flushes the subscribers.
@@ -279,6 +298,7 @@ public:
 
     /// Subscribers that threw, and records that could not be handed over.
     [[nodiscard]] XC_API std::uint64_t GetFailureCount() const noexcept;
+    /// The text of the last failure of a subscriber; empty when there was none.
     [[nodiscard]] XC_API XCString GetLastFailure() const;
 
 private:

@@ -27,11 +27,15 @@ public:
 
     /// Closes the file in use and opens this one. On failure no file is open.
     virtual XCErrorID Open(XCString const& path) = 0;
+    /// Whether there is a file to write to.
     virtual bool IsOpen() const = 0;
+    /// Writes what is left and closes; nothing when it is closed.
     virtual void Close() = 0;
     /// Writes out what is buffered; false when it could not be written.
     virtual bool Flush() = 0;
+    /// Whether each record is written through at once.
     virtual bool GetAutoFlush() const = 0;
+    /// Sets whether each record is written through at once.
     virtual void SetAutoFlush(bool autoFlush) = 0;
     /// Writes the local time as "%04d%02d%02d %02d%02d%02d> ".
     virtual void PutDateTime() = 0;
@@ -74,9 +78,11 @@ public:
     /// LogArgList with the arguments themselves.
     void LogArgs(wchar_t const* format, ...);
 
-    /// Whether Log and LogArgList write control characters of messages out (\n, \r, \xHH, ...); off for a new file.
+    /// Whether Log and LogArgList write control characters of messages out (`\n`, `\r`, `\xHH`, ...); off for a new file.
     void SetEscapeControls(bool escape);
+    /// How often writing has failed.
     [[nodiscard]] std::uint64_t GetFailureCount() const noexcept;
+    /// The text of the last failure; empty when there was none.
     [[nodiscard]] XCString GetLastFailure() const;
 
 private:
@@ -88,6 +94,7 @@ private:
 /// that fails is passed over while it stays bad; writing here never fails. One thread at a time.
 class XC_API XCDualLogStreamBuf : public std::wstreambuf {
 public:
+    /// Either may be null; both stay the caller's and must live as long.
     XCDualLogStreamBuf(std::wostream* first, std::wostream* second) noexcept;
     ~XCDualLogStreamBuf() override;
     /// Whether every target is good.
@@ -99,8 +106,11 @@ protected:
     /// The end of a record, after its line feed was passed on: flushes the targets.
     virtual void OnEOL();
 
+    /// Gives one unit to both.
     int_type overflow(int_type unit) override;
+    /// Gives a run of units to both.
     std::streamsize xsputn(wchar_t const* text, std::streamsize count) override;
+    /// Flushes both.
     int sync() override;
 
 private:
@@ -111,8 +121,10 @@ private:
 /// The stream over an XCDualLogStreamBuf.
 class XC_API XCDualLogStream : public std::wostream {
 public:
+    /// Either may be null; both stay the caller's and must live as long.
     XCDualLogStream(std::wostream* first, std::wostream* second);
     ~XCDualLogStream() override;
+    /// Whether neither destination has failed.
     [[nodiscard]] bool IsGood() const { return m_buffer.IsGood(); }
 
 private:

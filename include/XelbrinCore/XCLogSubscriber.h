@@ -32,6 +32,7 @@ public:
 
     /// Every list that the subscriber is attached to learns the change before the call returns.
     void SetDesiredLevel(int level);
+    /// The highest level that it wants.
     [[nodiscard]] int GetDesiredLevel() const noexcept { return m_desiredLevel.load(std::memory_order_relaxed); }
     /// Whether the level is less than or equal to the desired level.
     [[nodiscard]] bool IsInterested(int level) const noexcept { return level <= GetDesiredLevel(); }
@@ -66,12 +67,15 @@ enum class XCLogLayout {
 /// Writes to the standard output: Unicode to a console, UTF-8 to anything it was redirected to, looked up each time.
 class XC_API XCConsoleLogSubscriber : public XCLogSubscriberI {
 public:
+    /// Writes to the console what has at most this level. @param layout how a record is laid out.
     explicit XCConsoleLogSubscriber(int desiredLevel = 1, XCLogLayout layout = XCLogLayout::AsIs);
     ~XCConsoleLogSubscriber() override;
     void OnFlush(int level, XCString const& text) override;
     void OnChannelFlush(XCString const& channel, int level, XCString const& text) override;
 
+    /// How often writing has failed.
     [[nodiscard]] std::uint64_t GetFailureCount() const noexcept;
+    /// The text of the last failure; empty when there was none.
     [[nodiscard]] XCString GetLastFailure() const;
 
 private:
@@ -112,10 +116,15 @@ public:
 
     /// Whether the last try to open or write the file went well; true before the first.
     [[nodiscard]] bool IsValid() const;
+    /// The file it writes to.
     [[nodiscard]] XCString GetFileName() const;
+    /// Whether each record is written through at once.
     [[nodiscard]] bool GetAutoFlush() const noexcept;
+    /// Sets whether each record is written through at once.
     void SetAutoFlush(bool autoFlush) noexcept;
+    /// How often writing has failed.
     [[nodiscard]] std::uint64_t GetFailureCount() const noexcept;
+    /// The text of the last failure; empty when there was none.
     [[nodiscard]] XCString GetLastFailure() const;
 
 protected:
@@ -132,6 +141,7 @@ private:
 /// the renaming tried again a second later. One process should write to a rotating file.
 class XC_API XCRotatingFileLogSubscriber : public XCFileLogSubscriber {
 public:
+    /// Writes to a file that is replaced by the rule of `rotation`.
     XCRotatingFileLogSubscriber(XCString const& fileName, XCLogRotation const& rotation, bool autoFlush = true,
                                 XCLogLayout layout = XCLogLayout::AsIs);
     ~XCRotatingFileLogSubscriber() override;
@@ -140,6 +150,7 @@ public:
 /// A file of JSON objects, one a record and line.
 class XC_API XCJsonLogSubscriber : public XCFileLogSubscriber {
 public:
+    /// Writes one JSON object a line.
     explicit XCJsonLogSubscriber(XCString const& fileName, XCLogOpen open = XCLogOpen::Append, bool autoFlush = true);
     ~XCJsonLogSubscriber() override;
 };

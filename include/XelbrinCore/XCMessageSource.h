@@ -81,6 +81,7 @@ public:
     /// deu 1031, jpn 1041, kor 1042, ptb 1046, esp 1034, esm 2058. Anything else, null included: 1024, which leaves
     /// the choice to the system.
     static long GetLanguageID(wchar_t const* language) noexcept;
+    /// The module whose resources are read; null is the program. Not owned.
     [[nodiscard]] void* GetModule() const noexcept { return m_module; }
 
     bool IsValid() const override;
@@ -132,6 +133,7 @@ protected:
 /// a line on standard output says so.
 class XC_API RCMessageTableSource : public RCMessageSource {
 public:
+    /// @param module the module whose table is read; null is the program. Not owned.
     constexpr explicit RCMessageTableSource(void* module = nullptr) noexcept : RCMessageSource(module) {}
     ~RCMessageTableSource() override;
     /// Whether the module has a message table.

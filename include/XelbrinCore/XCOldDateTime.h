@@ -16,20 +16,27 @@
 class XC_API XCDate {
 public:
     constexpr XCDate() noexcept = default;
+    /// From the stored day number.
     constexpr explicit XCDate(std::uint32_t days) noexcept : m_days(days) {}
     /// Days before 1899-01-01 and dates that no calendar has wrap to some other count.
     XCDate(unsigned int day, unsigned int month, unsigned int year) noexcept;
+    /// The stored day number.
     [[nodiscard]] constexpr std::uint32_t AsInt() const noexcept { return m_days; }
 
+    /// The year of the day.
     [[nodiscard]] unsigned int year() const noexcept;
+    /// 1 to 12.
     [[nodiscard]] unsigned int month() const noexcept;
+    /// 1 to 31.
     [[nodiscard]] unsigned int day() const noexcept;
     /// 0 Sunday to 6 Saturday, in every year.
     [[nodiscard]] unsigned int weekday() const noexcept { return m_days % 7u; }
+    /// How many days its month has, 28 to 31.
     [[nodiscard]] unsigned int days_in_month() const noexcept { return days_in_month(month(), year()); }
     /// 30 for April, June, September and November, 28 or 29 for February, 31 for anything else.
     [[nodiscard]] static unsigned int days_in_month(unsigned int month, unsigned int year) noexcept;
 
+    /// Counts wrap at 32 bits.
     XCDate& operator+=(long days) noexcept;
     XCDate& operator-=(long days) noexcept;
     XCDate& operator++() noexcept { return *this += 1; }
@@ -52,10 +59,15 @@ public:
     static constexpr std::int64_t kNull = INT64_MIN;
 
     constexpr XCDateTime() noexcept = default;
+    /// From a count of seconds since 1970-01-01 00:00:00 UTC.
     constexpr explicit XCDateTime(std::int64_t seconds) noexcept : m_seconds(seconds) {}
+    /// Now, in whole seconds.
     [[nodiscard]] static XCDateTime GetCurrentDateTime() noexcept;
+    /// Whether there is no value.
     [[nodiscard]] constexpr bool IsNull() const noexcept { return m_seconds == kNull; }
+    /// Becomes "no value".
     constexpr void SetNull() noexcept { m_seconds = kNull; }
+    /// Seconds since 1970-01-01 00:00:00 UTC.
     [[nodiscard]] constexpr std::int64_t AsTime() const noexcept { return m_seconds; }
 
     /// Moves by seconds; null stays null, a sum past the limits stays at the limit.

@@ -34,6 +34,7 @@ class XCApplicationWithPlugIns;
 class XC_API XCGuid {
 public:
     constexpr XCGuid() noexcept = default;
+    /// From the fields of the system's GUID.
     constexpr XCGuid(std::uint32_t data1, std::uint16_t data2, std::uint16_t data3,
                      std::array<std::uint8_t, 8> data4) noexcept
         : m_data1(data1), m_data2(data2), m_data3(data3), m_data4(data4)
@@ -43,6 +44,7 @@ public:
     /// @param ok receives success; may be null. Other text gives the null identity.
     explicit XCGuid(XCString const& text, bool* ok = nullptr);
 
+    /// Whether all bits are 0.
     [[nodiscard]] bool IsNull() const noexcept { return *this == XCGuid(); }
     /// In upper case, with braces.
     [[nodiscard]] XCString AsString() const;
@@ -59,8 +61,11 @@ static_assert(sizeof(XCGuid) == 16);
 /// Names a plug-in: its identity, and a text for people. Equal when the identities are.
 class PlugInIdEx {
 public:
+    /// @param text what people read about the plug-in; may be empty.
     PlugInIdEx(XCGuid const& guid, XCString text = {}) : m_guid(guid), m_text(std::move(text)) {}
+    /// The identity.
     [[nodiscard]] XCGuid const& GetGuid() const noexcept { return m_guid; }
+    /// What people read; may be empty.
     [[nodiscard]] XCString const& GetText() const noexcept { return m_text; }
     friend bool operator==(PlugInIdEx const& a, PlugInIdEx const& b) noexcept { return a.m_guid == b.m_guid; }
 
@@ -74,6 +79,7 @@ private:
 class XC_API XCPlugIn : public XCObjectI {
 public:
     static constexpr int kIUID = 4;
+    /// Where a plug-in stands in its life; see the head of this file.
     enum Status : std::uint32_t {
         StatusCreated = 0,
         StatusInitialising = 1,
@@ -85,11 +91,15 @@ public:
     ~XCPlugIn() override;
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
+    /// Where it stands now. Any thread.
     virtual Status GetStatus() const;
     /// The name shown between "<" and ">" in the host's messages.
     virtual XCString GetPlugInName() const = 0;
+    /// Its identity, unlike that of any other plug-in, and a text for people.
     virtual PlugInIdEx GetPlugInIdEx() const = 0;
+    /// Whether it has a Run: false here.
     virtual bool IsRunningPlugIn() const;
+    /// Whether it brings other plug-ins: false here.
     virtual bool IsContainerPlugIn() const;
     /// The options it understands, for the host's usage screen; none by default.
     virtual XCUsageInfo GetUsageInfo() const;
@@ -122,6 +132,7 @@ public:
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
     bool IsRunningPlugIn() const override;
+    /// The work. What it throws is reported by the host.
     virtual void Run() = 0;
 
 protected:
@@ -141,7 +152,7 @@ public:
 
     /// How long RequestExit waits for the end of Run, in milliseconds.
     static constexpr unsigned int kExitPatienceMs = 10000;
-    static constexpr unsigned int kExitStepMs = 200;
+    static constexpr unsigned int kExitStepMs = 200; ///< How often RequestExit looks, in milliseconds.
 
 protected:
     XCThreadedRunPlugIn();
@@ -166,6 +177,7 @@ public:
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
     bool IsContainerPlugIn() const override;
+    /// The plug-ins it brings; asked once, before its own Init.
     virtual XCSmartPtrVector<XCPlugIn> GetPlugInList() const = 0;
 
 protected:

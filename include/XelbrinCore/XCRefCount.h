@@ -24,6 +24,7 @@
 /// An unsigned 32-bit counter that threads share. It wraps at both ends.
 class XCSafeCounter {
 public:
+    /// Starts at the given count.
     constexpr explicit XCSafeCounter(unsigned long start = 0) noexcept : m_count(static_cast<std::uint32_t>(start)) {}
     /// A copy starts with the value of the moment and counts on its own.
     XCSafeCounter(XCSafeCounter const& other) noexcept : m_count(other.m_count.load(std::memory_order_relaxed)) {}
@@ -37,6 +38,7 @@ public:
     unsigned long operator++() noexcept { return m_count.fetch_add(1, std::memory_order_acq_rel) + std::uint32_t{1}; }
     /// Takes one away; returns the value after the change.
     unsigned long operator--() noexcept { return m_count.fetch_sub(1, std::memory_order_acq_rel) - std::uint32_t{1}; }
+    /// The count at this moment.
     operator unsigned long() const noexcept { return m_count.load(std::memory_order_acquire); }
 
 private:
@@ -84,9 +86,13 @@ private:
 template <class T>
 class XCSmartPtrBase {
 public:
+    /// The object, still counted by this pointer; null when there is none.
     T* GetPtr() const noexcept { return m_object; }
+    /// The object; this pointer must not be null.
     T* operator->() const noexcept { return m_object; }
+    /// The object, still counted by this pointer; null when there is none.
     operator T*() const noexcept { return m_object; }
+    /// Whether it points to nothing.
     [[nodiscard]] bool IsNull() const noexcept { return m_object == nullptr; }
     /// Releases what is held.
     void Clear() noexcept { Give(nullptr); }
@@ -117,6 +123,7 @@ protected:
     XCSmartPtrBase(XCSmartPtrBase const&) = delete;
     XCSmartPtrBase& operator=(XCSmartPtrBase const&) = delete;
 
+    /// Counts the new object, then lets go of the old one.
     void Set(T* object)
     {
         if (object) object->AddRef();
@@ -128,6 +135,7 @@ protected:
         T* const old = std::exchange(m_object, object);
         if (old) old->Release();
     }
+    /// Hands the object over with its count; this pointer is null afterwards.
     T* Take() noexcept { return std::exchange(m_object, nullptr); }
 
 private:
@@ -141,9 +149,11 @@ class XCSmartPtr : public XCSmartPtrBase<T> {
 
 public:
     XCSmartPtr() noexcept = default;
+    /// Counts the object; null is allowed.
     XCSmartPtr(T* object) : Base(object) {}
     XCSmartPtr(XCSmartPtr const& other) : Base(other.GetPtr()) {}
     XCSmartPtr(XCSmartPtr&& other) noexcept { Base::Give(other.Base::Take()); }
+    /// From a pointer to a derived class; the object is counted once more.
     template <class U>
     requires std::is_convertible_v<U*, T*> XCSmartPtr(XCSmartPtr<U> const& other) : Base(other.GetPtr()) {}
 
@@ -157,11 +167,13 @@ public:
         if (this != &other) Base::Give(other.Base::Take());
         return *this;
     }
+    /// Counts the object and lets go of the old one.
     XCSmartPtr& operator=(T* object)
     {
         Base::Set(object);
         return *this;
     }
+    /// From a pointer to a derived class; the object is counted once more.
     template <class U>
     requires std::is_convertible_v<U*, T*> XCSmartPtr& operator=(XCSmartPtr<U> const& other)
     {
@@ -177,14 +189,17 @@ class XCSmartPtrToConst : public XCSmartPtrBase<T const> {
 
 public:
     XCSmartPtrToConst() noexcept = default;
+    /// Counts the object; null is allowed.
     constexpr XCSmartPtrToConst(T const* object) : Base(object) {}
     XCSmartPtrToConst(XCSmartPtrToConst const& other) : Base(other.GetPtr()) {}
     XCSmartPtrToConst(XCSmartPtrToConst&& other) noexcept { Base::Give(other.Base::Take()); }
+    /// From a pointer to a derived class; the object is counted once more.
     template <class U>
     requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst(XCSmartPtrToConst<U> const& other)
         : Base(other.GetPtr())
     {
     }
+    /// From a pointer that allows changes; the object is counted once more.
     template <class U>
     requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst(XCSmartPtr<U> const& other)
         : Base(other.GetPtr())
@@ -201,17 +216,20 @@ public:
         if (this != &other) Base::Give(other.Base::Take());
         return *this;
     }
+    /// Counts the object and lets go of the old one.
     XCSmartPtrToConst& operator=(T const* object)
     {
         Base::Set(object);
         return *this;
     }
+    /// From a pointer to a derived class; the object is counted once more.
     template <class U>
     requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst& operator=(XCSmartPtrToConst<U> const& other)
     {
         Base::Set(other.GetPtr());
         return *this;
     }
+    /// From a pointer that allows changes; the object is counted once more.
     template <class U>
     requires std::is_convertible_v<U const*, T const*> XCSmartPtrToConst& operator=(XCSmartPtr<U> const& other)
     {
@@ -240,14 +258,19 @@ protected:
 /// What a list of T holds: T itself when it is a smart pointer already.
 template <class T>
 struct XCSmartPtrVectorElement {
+    /// The pointer that a vector of T stores.
     using Type = XCSmartPtr<T>;
 };
+/// A smart pointer stays what it is.
 template <class T>
 struct XCSmartPtrVectorElement<XCSmartPtr<T>> {
+    /// The pointer itself.
     using Type = XCSmartPtr<T>;
 };
+/// A smart pointer stays what it is.
 template <class T>
 struct XCSmartPtrVectorElement<XCSmartPtrToConst<T>> {
+    /// The pointer itself.
     using Type = XCSmartPtrToConst<T>;
 };
 
@@ -266,12 +289,14 @@ public:
 
     /// Takes the object over, also when the list cannot grow (then it is deleted and std::bad_alloc thrown).
     T& Add(std::unique_ptr<T> object) { return *m_objects.emplace_back(std::move(object)); }
+    /// How many pointers it holds, null ones included.
     [[nodiscard]] std::size_t GetSize() const noexcept { return m_objects.size(); }
     /// Null when the index is out of range.
     [[nodiscard]] T* Get(std::size_t index) const noexcept
     {
         return index < m_objects.size() ? m_objects[index].get() : nullptr;
     }
+    /// Lets go of all objects.
     void Clear() noexcept { m_objects.clear(); }
     auto begin() const noexcept { return m_objects.begin(); }
     auto end() const noexcept { return m_objects.end(); }

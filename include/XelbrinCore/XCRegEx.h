@@ -46,6 +46,7 @@ class Expression;
 /// Trees of any depth are released without recursion.
 class XC_API XCRegExSyntaxNode : public XCRefCount {
 public:
+    /// What a node of the syntax tree stands for.
     enum class NodeType : std::uint32_t {
         CharSetNode = 0,     ///< one code unit out of a set
         RepeatNode = 1,      ///< the left child, between minimum and maximum times
@@ -64,6 +65,7 @@ public:
     XCRegExSyntaxNode(XCRegExSyntaxNode const&) = delete;
     XCRegExSyntaxNode& operator=(XCRegExSyntaxNode const&) = delete;
 
+    /// What the node stands for.
     [[nodiscard]] NodeType GetType() const noexcept { return m_type; }
     /// Null for a leaf.
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetLeftChild() const { return m_left; }
@@ -71,6 +73,7 @@ public:
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetRightChild() const { return m_right; }
 
 protected:
+    /// Keeps a share of each child.
     explicit XCRegExSyntaxNode(NodeType type, XCSmartPtr<XCRegExSyntaxNode> left = {},
                                XCSmartPtr<XCRegExSyntaxNode> right = {}) noexcept;
 
@@ -85,8 +88,10 @@ private:
 /// Matches one unit of the set; an empty set matches nothing.
 class XC_API XCRegExSyntaxNode::CharSetNode : public XCRegExSyntaxNode {
 public:
+    /// One unit out of a set.
     explicit CharSetNode(XCUWCharSet set = {});
     ~CharSetNode() override;
+    /// The units that the node takes.
     [[nodiscard]] XCUWCharSet const& GetCharSet() const noexcept { return m_set; }
 
 private:
@@ -96,9 +101,12 @@ private:
 /// The child (not null) repeated.
 class XC_API XCRegExSyntaxNode::RepeatNode : public XCRegExSyntaxNode {
 public:
+    /// The child between `minimum` and `maximum` times.
     RepeatNode(XCSmartPtr<XCRegExSyntaxNode> child, std::uint32_t minimum, std::uint32_t maximum) noexcept;
     ~RepeatNode() override;
+    /// The least number of repetitions.
     [[nodiscard]] std::uint32_t GetMinimum() const noexcept { return m_minimum; }
+    /// The greatest number of repetitions.
     [[nodiscard]] std::uint32_t GetMaximum() const noexcept { return m_maximum; }
 
 private:
@@ -109,6 +117,7 @@ private:
 /// Left followed by right; neither is null.
 class XC_API XCRegExSyntaxNode::SequenceNode : public XCRegExSyntaxNode {
 public:
+    /// The left child, then the right one.
     SequenceNode(XCSmartPtr<XCRegExSyntaxNode> left, XCSmartPtr<XCRegExSyntaxNode> right) noexcept;
     ~SequenceNode() override;
 };
@@ -116,6 +125,7 @@ public:
 /// Left or right; neither is null.
 class XC_API XCRegExSyntaxNode::AlternativeNode : public XCRegExSyntaxNode {
 public:
+    /// The left child or the right one.
     AlternativeNode(XCSmartPtr<XCRegExSyntaxNode> left, XCSmartPtr<XCRegExSyntaxNode> right) noexcept;
     ~AlternativeNode() override;
 };
@@ -125,15 +135,20 @@ public:
 class XC_API XCParsedRegEx {
 public:
     XCParsedRegEx() noexcept;
+    /// Keeps a share of the tree and of the tables; null tables compare units as they are.
     explicit XCParsedRegEx(XCSmartPtr<XCRegExSyntaxNode> root, XCSmartPtrToConst<XCCollatingTable<char>> table = {},
                            XCSmartPtrToConst<XCCollatingTable<wchar_t>> wideTable = {}) noexcept;
     XCParsedRegEx(XCParsedRegEx const& other);
     XCParsedRegEx& operator=(XCParsedRegEx const& other);
     ~XCParsedRegEx();
 
+    /// The root of the syntax tree; null when the pattern was refused.
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetRoot() const { return m_root; }
+    /// Whether there is a tree.
     [[nodiscard]] bool IsValid() const noexcept { return !m_root.IsNull(); }
+    /// The table for narrow text; null when there is none. Lives as long as this object.
     [[nodiscard]] XCCollatingTable<char> const* GetCollatingTableP() const noexcept { return m_table.GetPtr(); }
+    /// The table for wide text; null when there is none. Lives as long as this object.
     [[nodiscard]] XCCollatingTable<wchar_t> const* GetWCollatingTableP() const noexcept { return m_wideTable.GetPtr(); }
 
 private:
@@ -188,17 +203,24 @@ public:
     /// The tables that translate the subject (not the pattern) when the result is matched; null for none.
     [[nodiscard]] XCCollatingTable<char> const* GetCollatingTableP() const noexcept { return m_table.GetPtr(); }
     [[nodiscard]] XCCollatingTable<wchar_t> const* GetWCollatingTableP() const noexcept { return m_wideTable.GetPtr(); }
+    /// Sets the table for narrow text; it is shared.
     void SetCollatingTable(XCSmartPtrToConst<XCCollatingTable<char>> table) { m_table = std::move(table); }
+    /// Sets the table for wide text; it is shared.
     void SetWCollatingTable(XCSmartPtrToConst<XCCollatingTable<wchar_t>> table) { m_wideTable = std::move(table); }
 
 protected:
+    /// A node, shared.
     using NodePtr = XCSmartPtr<XCRegExSyntaxNode>;
 
+    /// Reads alternatives up to the end or a closing parenthesis.
     NodePtr ParseRegEx();
+    /// Reads a sequence up to the next alternative.
     NodePtr ParseSequence();
+    /// Reads one part with the repetition behind it.
     NodePtr ParseRepSubRegEx();
     /// Null, and nothing read, when the token starts no atom.
     NodePtr ParseSubRegEx();
+    /// Reads what stands between brackets.
     NodePtr ParseGroupDef();
     /// Reads a run of digits and returns the value of the last one; without a digit `defaultCount`, and nothing read.
     std::uint32_t GetCount(std::uint32_t defaultCount);
@@ -230,6 +252,7 @@ private:
 /// Reads a pattern out of a string; the pattern ends at its first U+0000.
 class XC_API XCStringRegExParser : public XCRegExParserBase {
 public:
+    /// Reads this pattern.
     explicit XCStringRegExParser(XCString pattern);
     ~XCStringRegExParser() override;
 
@@ -247,7 +270,7 @@ private:
 /// created when first needed. Sets have a total order, so that they can be keys.
 class XC_API XCNFANodeSet {
 public:
-    static constexpr unsigned int kSmallCount = 128;
+    static constexpr unsigned int kSmallCount = 128; ///< Identities below this are kept as bits.
     /// What the walk over the small numbers returns at its end.
     static constexpr unsigned int kNone = 0xFFFFFFFF;
     class iterator;
@@ -263,6 +286,7 @@ public:
     bool Insert(unsigned int id);
     /// True when anything was added.
     bool Insert(XCNFANodeSet const& other);
+    /// Whether the node is a member.
     [[nodiscard]] bool IsInSet(unsigned int id) const;
     /// The least small number, the next one after `id`; kNone when there is none.
     [[nodiscard]] unsigned int GetFirstSmallID() const noexcept;
@@ -286,12 +310,17 @@ private:
 class XC_API XCNFANodeSet::iterator {
 public:
     using iterator_category = std::forward_iterator_tag;
+    /// An identity.
     using value_type = unsigned int;
+    /// As iterators require.
     using difference_type = std::ptrdiff_t;
+    /// As iterators require.
     using pointer = unsigned int const*;
+    /// Members are given by value.
     using reference = unsigned int;
 
     iterator() noexcept = default;
+    /// The identity that it stands at.
     unsigned int operator*() const noexcept { return m_smallId != kNone ? m_smallId : *m_largeAt; }
     iterator& operator++() noexcept;
     iterator operator++(int) noexcept;
@@ -326,14 +355,14 @@ public:
 
     /// One transition: the units from first up to but not including end lead to the state with this number.
     struct DfaTransition {
-        std::uint16_t first;
-        std::uint16_t end;
-        std::uint32_t target;
+        std::uint16_t first;  ///< The first unit of the range.
+        std::uint16_t end;    ///< The unit behind the last one of the range.
+        std::uint32_t target; ///< The state that it leads to.
     };
     /// One deterministic state.
     struct DfaState {
-        std::uint32_t number; ///< its position in the list
-        bool accepting;
+        std::uint32_t number;                   ///< its position in the list
+        bool accepting;                         ///< Whether a match may end here.
         bool stop;                              ///< the rest of the subject need not be read
         std::vector<DfaTransition> transitions; ///< disjoint, ascending; other units have none
     };

@@ -50,9 +50,13 @@ struct StopWatchFields {
 /// Counts seconds of wall-clock time.
 class XC_API XCRealStopWatch {
 public:
+    /// @param startNow whether it runs at once.
     explicit XCRealStopWatch(bool startNow = false) noexcept;
+    /// Begins at 0 and runs.
     void Start() noexcept;
+    /// Stands still; the time up to now counts.
     void Pause() noexcept;
+    /// Runs on from now.
     void Resume() noexcept;
     /// Whole seconds.
     long Elapsed() noexcept;
@@ -64,9 +68,13 @@ private:
 /// Counts ticks of the C library's clock().
 class XC_API XCCPUStopWatch {
 public:
+    /// @param startNow whether it runs at once.
     explicit XCCPUStopWatch(bool startNow = false) noexcept;
+    /// Begins at 0 and runs.
     void Start() noexcept;
+    /// Stands still; the time up to now counts.
     void Pause() noexcept;
+    /// Runs on from now.
     void Resume() noexcept;
     /// Seconds: the ticks divided by CLOCKS_PER_SEC.
     double Elapsed() noexcept;
@@ -80,9 +88,13 @@ private:
 /// Counts both; Start, Pause and Resume act on both.
 class XC_API XCStopWatch {
 public:
+    /// @param startNow whether both run at once.
     explicit XCStopWatch(bool startNow = false) noexcept : m_real(startNow), m_cpu(startNow) {}
+    /// Both begin at 0 and run.
     void Start() noexcept;
+    /// Both stand still until Resume.
     void Pause() noexcept;
+    /// Both run on.
     void Resume() noexcept;
     /// Whole seconds of wall-clock time.
     long ElapsedReal() noexcept { return m_real.Elapsed(); }

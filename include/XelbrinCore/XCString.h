@@ -54,13 +54,14 @@ public:
         std::int32_t shares;    ///< further strings that point here; 0 means one owner; changed atomically
         std::uint32_t length;   ///< units in use; the unit at this index is always 0
 
+        /// The text behind the header, NUL-terminated.
         wchar_t* Text() noexcept { return reinterpret_cast<wchar_t*>(this + 1); }
         wchar_t const* Text() const noexcept { return reinterpret_cast<wchar_t const*>(this + 1); }
     };
     /// A block with an empty text.
     struct EmptyDataDef {
-        DataDef header;
-        wchar_t terminator;
+        DataDef header;     ///< The header that all empty strings share.
+        wchar_t terminator; ///< The NUL of the empty text.
     };
 
     /// "Not found", and as a count "up to the end".
@@ -96,8 +97,11 @@ public:
         if (this != &other) Unshare(std::exchange(m_data, std::exchange(other.m_data, &glbEmptyData.header)));
         return *this;
     }
+    /// Replaces the text; null gives the empty text.
     XCString& operator=(wchar_t const* text);
+    /// Replaces the text by one unit.
     XCString& operator=(wchar_t unit);
+    /// Shares the other's text.
     XCString& Assign(XCString const& other) noexcept { return *this = other; }
     /// Copies `count` units (no terminator is looked for). @param text null counts as empty.
     /// @param reserve the least capacity to have afterwards.
@@ -105,6 +109,7 @@ public:
     XCString& Assign(std::wstring_view text) { return Assign(text.data(), text.size()); }
     XCString& Assign(std::wstring const& text) { return Assign(text.data(), text.size()); }
     XCString& Assign(wchar_t const* text) { return *this = text; }
+    /// Exchanges the texts. Never fails.
     void Swap(XCString& other) noexcept { std::swap(m_data, other.m_data); }
     /// Lets go of the text: the string is empty and holds no storage.
     void Clear() noexcept { Unshare(std::exchange(m_data, &glbEmptyData.header)); }
@@ -113,14 +118,18 @@ public:
 
     /// Makes sure of room for n units in storage of its own.
     void Reserve(std::size_t n);
+    /// Units that fit without a new block, the NUL not counted.
     [[nodiscard]] std::size_t Capacity() const noexcept { return m_data->capacity; }
+    /// Units of the text, the NUL not counted.
     [[nodiscard]] std::size_t Length() const noexcept { return m_data->length; }
     [[nodiscard]] std::size_t Len() const noexcept { return m_data->length; }
     /// Whether the string is empty.
     [[nodiscard]] bool IsNull() const noexcept { return m_data->length == 0; }
     /// The text, terminated; never null.
     [[nodiscard]] wchar_t const* AsWChar() const noexcept { return m_data->Text(); }
+    /// The text, NUL-terminated; until the next change of this string or its end.
     [[nodiscard]] wchar_t const* c_str() const noexcept { return m_data->Text(); }
+    /// The text; until the next change of this string or its end.
     [[nodiscard]] std::wstring_view View() const noexcept { return {m_data->Text(), m_data->length}; }
     operator std::wstring_view() const noexcept { return View(); }
     operator std::wstring() const { return std::wstring(View()); }
@@ -138,6 +147,7 @@ public:
     XCString& Append(XCString const& text);
     XCString& Append(std::wstring_view text);
     XCString& Append(std::wstring const& text) { return Append(std::wstring_view(text)); }
+    /// Appends; see Append.
     XCString& operator+=(XCString const& text) { return Append(text); }
     XCString& operator+=(wchar_t const* text) { return Append(text, 0); }
     XCString& operator+=(wchar_t unit)
@@ -166,6 +176,7 @@ public:
     XCString& Replace(XCString const& oldText, XCString const& newText);
     /// Maps every unit through XCtowupper, XCtowlower.
     XCString& Upper();
+    /// The same into lower case.
     XCString& Lower();
     /// Steps over units equal to `unit` from min(pos, length - 1) on and removes everything before the place reached:
     /// with pos 0 leading units, with a larger pos also the pos units before. A run up to the end leaves the string
@@ -230,6 +241,7 @@ public:
     /// By the collator; a null collator compares as mode 0.
     [[nodiscard]] int Compare(wchar_t const* other, XCSmartPtrToConst<XCCollator> const& collator) const;
     [[nodiscard]] int Compare(XCString const& other, XCSmartPtrToConst<XCCollator> const& collator) const;
+    /// Whether Compare with the same mode gives 0.
     [[nodiscard]] bool IsEqual(wchar_t const* other, long mode = 0) const { return Compare(other, mode) == 0; }
     [[nodiscard]] bool IsEqual(XCString const& other, long mode = 0) const { return Compare(other, mode) == 0; }
 
@@ -243,13 +255,19 @@ public:
     // trailing blanks fail. The value read is returned in any case; out of range it is the nearest limit. Digits are
     // read in the invariant way, whatever locale is set. @param ok receives success; may be null.
 
+    /// A whole number in the range of int.
     int AsInt(bool* ok = nullptr) const noexcept;
+    /// A whole number in the range of long.
     long AsLong(bool* ok = nullptr) const noexcept;
     /// "-1" reads as the largest value: a sign negates in unsigned arithmetic.
     unsigned int AsUint(bool* ok = nullptr) const noexcept;
+    /// A whole number without a sign; "-1" reads as the largest value.
     unsigned long AsULong(bool* ok = nullptr) const noexcept;
+    /// A whole number of 64 bits.
     std::int64_t AsInt64(bool* ok = nullptr) const noexcept;
+    /// A whole number of 64 bits without a sign.
     std::uint64_t AsUInt64(bool* ok = nullptr) const noexcept;
+    /// A number with a point and an exponent.
     double AsDouble(bool* ok = nullptr) const;
     /// A duration in seconds, read as AsLong does.
     long AsXCDuration(bool* ok = nullptr) const noexcept { return AsLong(ok); }
@@ -310,8 +328,9 @@ public:
     bool Decrypt(XCString const& seed = cryptDefaultSeed);
     /// Whether the text has the form that Encrypt gives.
     [[nodiscard]] bool IsEncrypted() const;
+    /// The seed of Encrypt and Decrypt when none is given; everybody who has the library knows it.
     static XCString const cryptDefaultSeed;
-    static XCString const cryptSuffix;
+    static XCString const cryptSuffix; ///< What marks an encrypted text.
 
 private:
     struct ConstantBlock {};
@@ -371,14 +390,18 @@ XC_API wchar_t XCtowlower(wchar_t unit) noexcept;
 /// Hash and order for containers: h = length, then h = h * 613 + unit (32 bits), made non-negative, modulo 1073741827.
 /// The one value whose negation stays negative gives -1073741821 widened to 64 bits.
 struct XC_API XCStringHash {
+    /// The hash of the text; equal texts have equal hashes.
     std::size_t operator()(XCString const& text) const noexcept;
+    /// Whether the first text stands before the second by code units.
     bool operator()(XCString const& a, XCString const& b) const { return a.Compare(b) < 0; }
 };
 
 /// Orders by Compare in one mode.
 class XCStringCompare {
 public:
+    /// @param mode as XCString::Compare takes it.
     explicit XCStringCompare(long mode = 0) noexcept : m_mode(mode) {}
+    /// Whether the first text stands before the second in this mode.
     bool operator()(XCString const& a, XCString const& b) const { return a.Compare(b, m_mode) < 0; }
 
 private:
@@ -389,6 +412,7 @@ private:
 /// units without regard to case; digits sort before other characters. Negative, 0 or positive.
 class XC_API XCStringNatCompare {
 public:
+    /// Below 0, 0 or above 0, as the first text stands to the second.
     int operator()(XCString const& a, XCString const& b) const noexcept;
 
 private:
@@ -406,8 +430,10 @@ XC_API XCString XCPrintf(XCString const& pattern, std::vector<XCString> const& a
 /// Holds its own copy of the text (no copy of the units).
 class XC_API XCTokenizer {
 public:
+    /// Whether nothing between two separators is a token.
     enum class EmptyTokens { Skip, Keep };
 
+    /// Keeps the text. @param separators each of its units separates tokens.
     XCTokenizer(XCString text, XCString separators, EmptyTokens emptyTokens = EmptyTokens::Skip);
     /// The next token; false at the end (and `token` is then empty).
     bool GetNext(XCString& token);
@@ -428,7 +454,9 @@ extern XC_API bool XCUseFactory_;
 extern XC_API bool XCUseMemoryPool_;
 extern XC_API bool XCInitVar_;
 
+/// @cond
 template <>
 struct std::hash<XCString> {
     std::size_t operator()(XCString const& text) const noexcept { return XCStringHash{}(text); }
 };
+/// @endcond

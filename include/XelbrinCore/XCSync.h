@@ -32,6 +32,7 @@ public:
     XCCriticalSection(XCCriticalSection const&) = delete;
     XCCriticalSection& operator=(XCCriticalSection const&) = delete;
 
+    /// Waits until this thread owns the section; it may lock again what it owns.
     void Lock() noexcept;
     void lock() noexcept { Lock(); }
     void obtain() noexcept { Lock(); }
@@ -39,6 +40,7 @@ public:
     void Unlock() noexcept;
     void unlock() noexcept { Unlock(); }
     void release() noexcept { Unlock(); }
+    /// Takes the section if that needs no waiting. @return whether it did.
     [[nodiscard]] bool TryLock() noexcept;
     /// 0: another thread holds the section; otherwise the recursion count while asking: 1 when it was free, more when
     /// the caller already held it.
@@ -92,8 +94,10 @@ public:
     XCEventSemaphore(XCEventSemaphore const&) = delete;
     XCEventSemaphore& operator=(XCEventSemaphore const&) = delete;
 
+    /// Sets the event: waiting threads go on.
     void post();
     void Post() { post(); }
+    /// Takes the event back: threads wait again.
     void reset();
     void Reset() { reset(); }
     /// Wakes those who wait at this moment and leaves the event unposted. The system may lose a waiter that it has
@@ -123,8 +127,10 @@ class XC_API XCSynchronizedCriticalSection {
 public:
     XCSynchronizedCriticalSection() = default;
 
+    /// Waits until this thread owns the section.
     void Lock() noexcept { m_section.Lock(); }
     void lock() noexcept { Lock(); }
+    /// Gives the section back; by the thread that locked it.
     void Unlock() noexcept { m_section.Unlock(); }
     void unlock() noexcept { Unlock(); }
     /// Posts the event, then leaves the section. The section is left in any case.
@@ -252,6 +258,7 @@ inline void Give(XCCountingSemaphore& semaphore, unsigned int n)
 template <class Lock>
 class [[nodiscard]] XCLockGuard {
 public:
+    /// Locks. @param how what the lock's own operation takes beside, such as a number of milliseconds.
     template <class... How>
     explicit XCLockGuard(Lock& lock, How... how) : m_lock(lock), m_held(xc::sync::Take(lock, how...))
     {
@@ -266,6 +273,7 @@ public:
     XCLockGuard(XCLockGuard const&) = delete;
     XCLockGuard& operator=(XCLockGuard const&) = delete;
 
+    /// Whether the lock was taken.
     [[nodiscard]] bool Holds() const noexcept { return m_held != 0; }
     /// Gives the lock back before the end of the block; throws what the lock throws.
     void Release()

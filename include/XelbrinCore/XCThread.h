@@ -47,6 +47,7 @@ struct ThreadHandle;
 class XC_API XCCallback : public XCRefCount {
 public:
     ~XCCallback() override;
+    /// What the thread does. Called once.
     virtual void Call() = 0;
 
 protected:
@@ -57,6 +58,7 @@ protected:
 template <class F>
 class XCFunctionCallback final : public XCCallback {
 public:
+    /// Keeps a copy of the function.
     explicit XCFunctionCallback(F function) : m_function(std::move(function)) {}
     void Call() override { m_function(); }
 
@@ -79,8 +81,10 @@ requires std::is_invocable_v < std::decay_t<F>
 class XCThread_t {
 public:
     XCThread_t() noexcept = default;
+    /// Does not own the handle.
     XCThread_t(unsigned long id, void* handle) noexcept : m_id(id), m_handle(handle) {}
 
+    /// The thread's identifier.
     operator unsigned long() const noexcept { return m_id; }
     /// Null when there is none.
     [[nodiscard]] void* GetHandle() const noexcept { return m_handle; }
@@ -112,17 +116,24 @@ public:
     /// @throws XCWindowsLastErrorException when the system refuses.
     XCThreadInfo(void* handle, unsigned long id);
 
+    /// The system's identifier.
     [[nodiscard]] unsigned long GetThreadId() const noexcept { return m_id; }
+    /// When the thread was created.
     [[nodiscard]] XCDateTimeEx GetCreationTime() const noexcept { return m_created; }
+    /// Time spent in the system, in units of 100 ns.
     [[nodiscard]] std::int64_t GetKernelTime() const noexcept { return m_kernel; }
+    /// Time spent in the program, in units of 100 ns.
     [[nodiscard]] std::int64_t GetUserTime() const noexcept { return m_user; }
     /// From the thread's creation to the moment of construction, or to the thread's end.
     [[nodiscard]] std::int64_t GetElapsedTime() const noexcept { return m_elapsed; }
 
     /// In the local zone.
     [[nodiscard]] XCString GetCreationTimeAsString() const { return m_created.AsString(); }
+    /// Time spent in the system, as text.
     [[nodiscard]] XCString GetKernelTimeAsString() const;
+    /// Time spent in the program, as text.
     [[nodiscard]] XCString GetUserTimeAsString() const;
+    /// Time since the creation, as text.
     [[nodiscard]] XCString GetElapsedTimeAsString() const;
     /// The name of the Windows constant, such as "THREAD_PRIORITY_NORMAL"; the number where there is no name.
     [[nodiscard]] XCString GetThreadPriority() const;
@@ -144,8 +155,10 @@ private:
 /// One thread (see the head of this file).
 class XC_API XCThread : public XCRefCount {
 public:
+    /// Which apartment of the component model the thread enters.
     using ComModel = XCComModel;
 
+    /// Keeps a share of the callback.
     explicit XCThread(XCSmartPtr<XCCallback> callback);
     /// Waits for a thread that still runs and does not count this object.
     ~XCThread() override;
@@ -165,6 +178,7 @@ public:
     /// Waits until the thread has ended, and takes it out of the registry; at once when that was done before.
     void Join();
 
+    /// Whether Start has succeeded.
     [[nodiscard]] bool IsStarted() const noexcept;
     /// Started, in the registry, and its callback or an exit function still at work.
     [[nodiscard]] bool IsRunning() const;
@@ -185,6 +199,7 @@ public:
     [[nodiscard]] XCString GetFailure() const;
     /// A name that debuggers show, where the system offers it. Before Start or while the thread runs.
     void SetName(XCString const& name);
+    /// The name given by SetName; empty at first.
     [[nodiscard]] XCString GetName() const;
 
     /// Adds the bits of `flag` to the flags of the running thread. @return false when it is not in the registry.
@@ -206,10 +221,13 @@ public:
     /// Takes a thread that has ended out of the registry without waiting. @return false when it is not in the registry
     /// or has not ended.
     static bool DeleteThread(unsigned long id);
+    /// Sets bits of the flags of a registered thread; false when it is not in the registry.
     static bool SetFlag(unsigned long id, int flag);
+    /// Whether bits of the flags of a registered thread are set; false when it is not in the registry.
     [[nodiscard]] static bool IsFlagSet(unsigned long id, int flag);
     /// Of a registered thread or the calling one.
     static XCErrorID SetThreadPriority(XCThread_t const& thread, int priority);
+    /// The thread's priority as the system has it.
     [[nodiscard]] static int GetThreadPriority(XCThread_t const& thread);
 
     /// The threads in the registry, by identifier: those at work and those that nobody has joined yet.
@@ -221,6 +239,7 @@ public:
     [[nodiscard]] static XCThread_t GetCurrentThreadID() noexcept;
     /// The XCThread that the calling thread runs; null on any other thread. Hold it by a smart pointer to keep it.
     [[nodiscard]] static XCThread* GetCurrentThreadP() noexcept;
+    /// Lets the calling thread rest for at least this long.
     static void Sleep(unsigned int milliseconds) noexcept;
     static void Milli_sleep(unsigned int milliseconds) noexcept { Sleep(milliseconds); }
     /// Lets another thread run that is ready.
@@ -232,6 +251,7 @@ public:
     static void InitializeCOM(ComModel model) noexcept;
     /// @param singleThreaded true: apartment-threaded, false: multithreaded.
     static void InitializeCOM(bool singleThreaded) noexcept;
+    /// Whether the calling thread is in a single-threaded apartment.
     [[nodiscard]] static bool IsSingleThreadedCOMApartment() noexcept;
 
     // Thread-local slots -------------------------------------------------------------------------------------------

@@ -27,6 +27,7 @@ struct _SYSTEMTIME;
 /// A time zone: UTC when default-constructed.
 class XC_API XCTimeZone {
 public:
+    /// How often a wall time comes.
     enum class LocalKind {
         Unique,    ///< the wall time comes once
         Ambiguous, ///< it comes twice: clocks go back over it
@@ -34,6 +35,7 @@ public:
     };
 
     constexpr XCTimeZone() noexcept = default;
+    /// The zone without offset and without daylight time.
     [[nodiscard]] static constexpr XCTimeZone UTC() noexcept { return XCTimeZone(); }
     /// The local zone of the process (see LOCAL above).
     [[nodiscard]] static constexpr XCTimeZone Local() noexcept { return XCTimeZone(kLocal); }

@@ -116,7 +116,9 @@ public:
 
     /// The names of the subjects in a mask, joined by "+"; "ALL", or the number for bits without a name.
     XC_API static XCString GetTraceSubjectDescr(int subject);
+    /// How often writing the trace has failed.
     [[nodiscard]] XC_API static std::uint64_t GetFailureCount() noexcept;
+    /// The text of the last failure; empty when there was none.
     [[nodiscard]] XC_API static XCString GetLastFailure();
 
 private:

@@ -24,7 +24,9 @@ public:
     /// "<Unknown XCError }".
     bool CheckGood(XCErrorID const& result, XCString const& what);
 
+    /// How many checks were made.
     [[nodiscard]] std::size_t GetCheckCount() const noexcept { return m_checks; }
+    /// The texts of those that failed, in order.
     [[nodiscard]] std::vector<XCString> const& GetFailures() const noexcept { return m_failures; }
 
 private:
@@ -35,10 +37,14 @@ private:
 /// A list of test cases.
 class XC_API XCUnitTest {
 public:
+    /// The body of a test case.
     using Function = std::function<void(XCTestScope&)>;
 
+    /// @param title the line above the menu.
     explicit XCUnitTest(XCString title = L"Main menu");
+    /// Appends a case. The function is called once a run.
     void AddTestCase(XCString const& name, Function function);
+    /// How many cases there are.
     [[nodiscard]] std::size_t GetTestCaseCount() const noexcept { return m_cases.size(); }
 
     /// Runs one case and reports on it; false when a check failed, something was thrown, or there is no such case.
