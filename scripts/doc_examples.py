@@ -3,13 +3,13 @@
 
 doc_examples.py OUTPUT PAGE...: each ```cpp block becomes one test. A block that begins at file level is marked
 "```cpp top"; the blocks after it in the same page see it. A ```text block directly behind a ```cpp block is what
-std::wcout must receive; without one the block is compiled but not run. Blocks that quote a file, and indented ones,
-are left to others (check_docs.py).
+std::wcout must receive; without one the block is compiled but not run. "```cpp member" is a part of a plug-in's class.
+Blocks that quote a whole file are left to check_docs.py.
 """
 import re
 import sys
 
-BLOCK = re.compile(r"(?<!-->\n)^```cpp( top)?\n(.*?)^```\n(?:\n?```text\n(.*?)^```\n)?", re.MULTILINE | re.DOTALL)
+BLOCK = re.compile(r"(?<!-->\n)^```cpp( top| member)?\n(.*?)^```\n(?:\n?```text\n(.*?)^```\n)?", re.MULTILINE | re.DOTALL)
 
 
 def tests_of(page: str) -> str:
@@ -18,11 +18,13 @@ def tests_of(page: str) -> str:
     name = re.sub(r"\W", "_", re.sub(r".*/", "", page))
     parts = [f"namespace {name} {{\n"]
     for match in BLOCK.finditer(text):
-        top, code, expected = match.groups()
+        kind, code, expected = match.groups()
         line = text.count("\n", 0, match.start()) + 2
         place = f'#line {line} "{page}"\n'
-        if top:
+        if kind == " top":
             parts.append(place + code)
+        elif kind == " member":
+            parts.append(f"struct Line{line} : xc_test::PlugInOfAPage\n{{\n{place}{code}}};\n")
         elif expected is None:
             parts.append(f"[[maybe_unused]] void Line{line}()\n{{\n{place}{code}}}\n")
         else:

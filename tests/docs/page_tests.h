@@ -24,4 +24,10 @@ private:
     std::wstreambuf* m_before;
 };
 
+/// What members of a plug-in's class may count on.
+class PlugInOfAPage : public XCThreadedRunPlugIn {
+protected:
+    XCString m_name;
+};
+
 } // namespace xc_test
