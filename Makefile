@@ -1,4 +1,4 @@
-# make run | test | bench | docs | coverage | check-debugger | check-ub | check-heap | check-native | check-clang | check-split | fuzz | lint | format | clean
+# make run | test | bench | bench-page | coverage | docs | check-debugger | check-ub | check-heap | check-native | check-clang | check-split | fuzz | lint | format | clean
 # Every target installs what the machine lacks, configures what is not configured and builds what changed.
 SHELL := /bin/bash
 BUILD := build
@@ -7,7 +7,7 @@ JOBS  ?= $(shell nproc)
 CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 
 # Groups of tools: setup for everything, setup-clang and setup-fuzz on top of it.
-.PHONY: setup-clang setup-fuzz setup-docs setup-debugger run test bench docs check-debugger check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
+.PHONY: setup-clang setup-fuzz setup-docs setup-debugger setup-coverage run test bench bench-page coverage docs check-debugger check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
 .DELETE_ON_ERROR:
 
 setup:
@@ -16,6 +16,8 @@ setup-clang:
 	@scripts/setup.sh clang
 setup-fuzz:
 	@scripts/setup.sh fuzz
+setup-coverage:
+	@scripts/setup.sh coverage
 setup-docs:
 	@scripts/setup.sh docs
 setup-debugger:
@@ -69,6 +71,13 @@ bench: setup
 	@scripts/fetch_boost.sh $(BUILD)/boost $(BUILD)/boost-include
 	@$(call build,bench)
 	@scripts/bench.sh $(BUILD)/bench
+
+coverage: setup-coverage
+	@$(call build,coverage)
+	@scripts/coverage.sh $(BUILD)/coverage
+
+bench-page: bench
+	@python3 scripts/plot_benchmarks.py $(BUILD)/bench/results.json
 
 check-debugger: setup-debugger
 	@$(call build,native --target debugger_values)

@@ -1,5 +1,5 @@
 # The installed tree: bin/ (the library and the compiler's runtime), lib/, include/, the CMake package and, in share/,
-# the templates of new projects.
+# the templates of new projects and the views for debuggers.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -18,7 +18,7 @@ install(TARGETS XelbrinCore EXPORT XelbrinCoreTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES ${XC_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/XelbrinCore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY templates DESTINATION ${CMAKE_INSTALL_DATADIR}/XelbrinCore)
+install(DIRECTORY templates debug DESTINATION ${CMAKE_INSTALL_DATADIR}/XelbrinCore)
 install(EXPORT XelbrinCoreTargets NAMESPACE XelbrinCore:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/XelbrinCoreConfig.cmake.in ${CMAKE_BINARY_DIR}/XelbrinCoreConfig.cmake
   INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_BINDIR)

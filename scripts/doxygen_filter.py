@@ -3,15 +3,17 @@
 
 - Defaulted and deleted members are left out: the compiler writes them or forbids them, nobody describes them.
 - Members that mean the same in every class get the same words: copies, comparisons, steps, the ends of a range loop.
-- A comment holds for the declarations below it up to the next comment or empty line, as for a reader of the header.
-- A second name of an operation says which one it is.
+- Overloads that follow each other share the comment of the first one, as they do for a reader of the header.
+- What only calls another operation says which one it is.
 """
 import pathlib
 import re
 import sys
 
 COMMENT = re.compile(r"\s*///(?!<)")
-DECLARATION = re.compile(r"(?!(#|//|/\*|template|requires|public:|protected:|private:|friend class|class|struct|[{}:]))\S.*[;({,)]|using ")
+NAME = re.compile(r"\b(operator\s*(?:\(\)|[^\s(]+)|~?\w+)\s*\(|\b(?:using \w*iterator\w* |kIUID )(=)")
+DECLARATION = re.compile(r"(?!(?:#|//|/\*|template|requires|friend class|class|struct|[{}:]))\S.*[;({,)]")
+CLASS = re.compile(r"(?:class|struct) (?:XC_API )?(\w+)[^;]*\{?$")
 CLOSED = re.compile(r"[;}]\s*(//.*)?$")
 DROPPED = re.compile(r"\) *(const)? *(noexcept)? *= *(default|delete);")
 
@@ -29,14 +31,14 @@ CONVENTIONAL = [(re.compile(pattern), text) for pattern, text in (
     (r"^using \w*iterator\w* =", "Walks over the elements in their order."),
     (r"\bkIUID = ", "The number that GetIUID returns and IsKindOf knows."),
 )]
-SECOND_NAME = re.compile(r"\b(\w+)\([^)]*\)[^{]*\{ (?:return )?(\w+)\([^{}]*\); \}$")
+SECOND_NAME = re.compile(r"\b(\w+)\([^{]*\)[^{]*\{ (?:return )?(\w+)\([\w, ]*\); \}$")
 
 
 def conventional(line):
     code = line.strip().removeprefix("[[nodiscard]] ").removeprefix("friend ")
     again = SECOND_NAME.search(code)
-    if again and again.group(1) != again.group(2) and again.group(1).lower() == again.group(2).lower():
-        return f"The same as {again.group(2)}."
+    if again and again.group(1) != again.group(2):
+        return f"See {again.group(2)}."
     return next((text for pattern, text in CONVENTIONAL if pattern.search(code)), None)
 
 
@@ -46,23 +48,30 @@ def without_parameters(comment):
 
 
 def filtered(lines):
-    comment, fresh, at_start = [], False, True
+    comment, of, fresh, at_start, body, classes = [], None, False, True, None, set()
     for line in lines:
-        text = line.strip()
-        if COMMENT.match(line):
-            comment = comment + [text] if fresh else [text]
-            if "cond" in text.split("@")[-1][:7]:  # @cond and @endcond describe nothing
-                comment = []
-            fresh = True
+        text, indent = line.strip(), len(line) - len(line.lstrip())
+        if body is not None or text == "{":  # a function's body; those of classes begin on the line of the name
+            body = indent if body is None else None if text.startswith("}") and indent == body else body
+            fresh, at_start = False, True
             yield line
             continue
-        if not text or text.startswith("//"):
-            comment, fresh = [], False
-        declares = at_start and DECLARATION.match(text) and "///<" not in text
+        if COMMENT.match(line):
+            comment = comment + [text] if fresh else [text]
+            of, fresh = None, True
+            yield line
+            continue
+        if CLASS.match(text):
+            classes.add(CLASS.match(text).group(1))
+        name = NAME.search(re.sub(r"operator[-+*/]=", "operator+=", text))
+        declares = at_start and name and DECLARATION.match(text) and "///<" not in text
         if declares and DROPPED.search(text):
             line = ""
-        elif declares and not fresh:
-            words = conventional(line) or without_parameters(comment)
+        elif declares and fresh:
+            of = name.group(1)
+        elif declares and " override" not in text:  # an override is told of in its base
+            shared = without_parameters(comment) if name.group(1) == of and of not in classes else None
+            words = conventional(line) or shared
             line = f"/** {words} */ {line}" if words else line
         fresh = fresh and text.startswith("template")
         at_start = not text or bool(CLOSED.search(text)) or text.startswith(("template", "//", "#")) \

@@ -178,6 +178,7 @@ public:
     XCApplicationWithPlugIns(int argumentCount, wchar_t const* const* arguments,
                              XCSmartPtr<XCLogSubscriberI> const& subscriber = {}, bool handleSignals = true,
                              void* module = nullptr);
+    /// As XCApplication, from one command line.
     explicit XCApplicationWithPlugIns(XCString const& commandLine, XCSmartPtr<XCLogSubscriberI> const& subscriber = {},
                                       bool handleSignals = true, void* module = nullptr);
     /// Unloads in reverse order of loading.

@@ -46,6 +46,7 @@ public:
     [[nodiscard]] XCString const& GetValueAsString() const noexcept { return m_value; }
     /// Read by XCString::AsInt, AsDouble: a text that is no number gives what could be read of it, else 0.
     [[nodiscard]] int GetValueAsInt() const noexcept { return m_value.AsInt(); }
+    /// As GetValueAsInt, with a point and an exponent.
     [[nodiscard]] double GetValueAsDouble() const { return m_value.AsDouble(); }
     /// The value's first unit; 0 when it is empty.
     [[nodiscard]] wchar_t GetValueAsChar() const noexcept { return m_value[0]; }

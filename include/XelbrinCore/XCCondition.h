@@ -130,6 +130,7 @@ public:
     /// nothing.
     /// @note "/=" binds weaker than "&": write (field /= pattern) & other.
     XCCondition& operator%(XCString const& pattern);
+    /// The text does not match the regular expression; otherwise as operator%.
     XCCondition& operator/=(XCString const& pattern);
     /// Adds a copy of the other condition, linked by AND, by OR.
     XCCondition& operator&(XCCondition const& other) { return Join(Link::And, other); }
@@ -138,9 +139,11 @@ public:
 
     /// The value alone; the operator stays.
     void AssignInt(int value);
+    /// As AssignInt, for 64 bits.
     void AssignInt64(std::int64_t value);
     /// Not a number counts as no value.
     void AssignDouble(XCDouble const& value);
+    /// As AssignInt, for a text.
     void AssignXCString(XCString const& value);
     /// A null date counts as no value.
     void AssignXCDateTime(XCDateTime const& value);

@@ -70,6 +70,7 @@ public:
     {
         if (value != value) m_kind = Kind::Null;
     }
+    /// A number that keeps its decimals.
     XCConditionValue(XCDouble value) noexcept : XCConditionValue(value.AsDouble())
     {
         m_decimals = static_cast<std::uint8_t>(value.GetDecimals());
@@ -79,6 +80,7 @@ public:
         : m_integer(value.AsTime()), m_kind(value.IsNull() ? Kind::Null : Kind::DateTime)
     {
     }
+    /// A text, which must live as long as the value.
     XCConditionValue(XCString const& text) noexcept : XCConditionValue(text.AsWChar(), text.Length()) {}
     /// A temporary would be gone before the value is used.
     XCConditionValue(XCString const&&) = delete;
@@ -102,6 +104,7 @@ public:
     // Each reads its own kind; any other gives 0, 0.0, "" and the null date.
     /// The whole number; 0 for any other kind.
     [[nodiscard]] constexpr std::int64_t AsInt64() const noexcept { return IsInteger() ? m_integer : 0; }
+    /// The number; 0.0 for any other kind.
     [[nodiscard]] constexpr double AsDouble() const noexcept { return m_kind == Kind::Double ? m_double : 0.0; }
     /// The text, valid as long as its owner; empty for any other kind.
     [[nodiscard]] constexpr std::wstring_view AsText() const noexcept
@@ -115,6 +118,7 @@ public:
     }
     /// The decimals of an XCDouble; a plain double has none.
     [[nodiscard]] constexpr bool HasDecimals() const noexcept { return m_kind == Kind::Double && m_decimals != kPlain; }
+    /// How many decimals an XCDouble has; 0 for any other value.
     [[nodiscard]] constexpr unsigned int GetDecimals() const noexcept { return HasDecimals() ? m_decimals : 0u; }
 
 private:

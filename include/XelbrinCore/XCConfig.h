@@ -246,6 +246,7 @@ public:
     void SetValue(double value);
     /// Read by XCString::AsLong, AsDouble.
     [[nodiscard]] long GetValueAsLong() const;
+    /// Read by XCString::AsDouble.
     [[nodiscard]] double GetValueAsDouble() const;
     /// The comments before the line, to be read or changed; they live as long as the line.
     [[nodiscard]] XCConfigComments& GetComments();

@@ -85,6 +85,7 @@ public:
     [[nodiscard]] bool IsValid() const noexcept { return m_unit < InvalidUnit; }
     /// Both fields: the count in the high half, the unit in the low one.
     [[nodiscard]] std::int64_t AsInt64() const noexcept;
+    /// Takes what AsInt64 gave.
     void FromInt64(std::int64_t value);
     /// The older duration: a number of seconds, cut toward zero. 0 for no unit.
     /// @throws XCDurationExceptionEx when the seconds do not fit.
@@ -112,6 +113,7 @@ public:
     /// The integer quotient; when it would be 0 the duration goes down to smaller units first, down to milliseconds:
     /// 1 hour / 2 is 30 minutes. A divisor of 0 throws XCDurationExceptionEx.
     XCDurationEx& operator/=(int divisor);
+    /// The same span in the other direction.
     XCDurationEx operator-() const noexcept;
     XCDurationEx& operator++() { return StepBy(1); }
     XCDurationEx& operator--() { return StepBy(-1); }
@@ -166,10 +168,14 @@ public:
     explicit XCDateEx(XCDateTime const& value, bool local = true) { FromXCDateTime(value, local); }
     /// Null for a count past the storable years.
     explicit XCDateEx(XCDate const& value) noexcept;
+    /// Null when the fields cannot be stored.
     explicit XCDateEx(XCDateAndTime const& fields) noexcept { SetDateAndTime(fields); }
     explicit XCDateEx(std::tm const& time) noexcept { FromStructTM(time); }
+    /// The date of a system time; null when it is none.
     explicit XCDateEx(_SYSTEMTIME const& time) noexcept;
+    /// The date of a file time; null when it is none.
     explicit XCDateEx(_FILETIME const& time) noexcept;
+    /// The date of a variant; null when it holds none.
     explicit XCDateEx(tagVARIANT const& value) noexcept;
     /// An OLE date: days since 1899-12-30; null outside the years 100 to 9999.
     explicit XCDateEx(double oleDate) noexcept;
@@ -202,6 +208,7 @@ public:
         m_word = (unsignedYear << 9) | (month << 5) | day;
         return true;
     }
+    /// Fills every field; those of the time are 0.
     void GetDateAndTime(XCDateAndTime& fields) const noexcept;
     /// The date fields. @return whether the date is valid.
     bool SetDateAndTime(XCDateAndTime const& fields) noexcept;
@@ -253,7 +260,9 @@ public:
 
     /// False, with an empty or untouched result: no valid date. The two system forms want a year of 1601 to 9999.
     bool AsStructTM(std::tm& time) const noexcept;
+    /// As AsStructTM.
     bool AsSystemTime(_SYSTEMTIME& time) const noexcept;
+    /// As AsStructTM.
     bool AsFileTime(_FILETIME& time) const noexcept;
     /// Overwrites the variant (what it held is not released): a date of the years 100 to 9999, or VT_NULL for null.
     bool AsVariant(tagVARIANT& value) const noexcept;
@@ -267,6 +276,7 @@ public:
     bool FromSystemTime(_SYSTEMTIME const& time) noexcept;
     /// Takes a date; an empty or null variant gives null and true, another kind null and false.
     bool FromVariant(tagVARIANT const& value) noexcept;
+    /// The date of the instant, in the local zone or in UTC.
     bool FromXCDateTime(XCDateTime const& value, bool local) noexcept;
 
 private:
@@ -300,12 +310,16 @@ public:
     }
     /// Milliseconds; null when negative, or 24 hours or more.
     constexpr explicit XCTimeEx(int milliseconds) noexcept : XCTimeEx(static_cast<unsigned int>(milliseconds)) {}
+    /// Milliseconds; null for 24 hours or more.
     constexpr explicit XCTimeEx(unsigned int milliseconds) noexcept : XCTimeEx(0, 0, 0, milliseconds) {}
     explicit XCTimeEx(XCDateTime const& value, bool local = true) { FromXCDateTime(value, local); }
     explicit XCTimeEx(XCDateAndTime const& fields) noexcept { SetDateAndTime(fields); }
     explicit XCTimeEx(std::tm const& time) noexcept { FromStructTM(time); }
+    /// The time of a system time; null when it is none.
     explicit XCTimeEx(_SYSTEMTIME const& time) noexcept;
+    /// The time of a file time; null when it is none.
     explicit XCTimeEx(_FILETIME const& time) noexcept;
+    /// The time of a variant; null when it holds none.
     explicit XCTimeEx(tagVARIANT const& value) noexcept;
     /// The time of day of an OLE date.
     explicit XCTimeEx(double oleDate) noexcept;
@@ -321,7 +335,9 @@ public:
     [[nodiscard]] bool IsValid() const noexcept { return m_count >= 0 && m_count < 86400000; }
     /// The raw count.
     [[nodiscard]] std::int32_t AsInt() const noexcept { return m_count; }
+    /// The raw count without a sign.
     [[nodiscard]] std::uint32_t AsUInt() const noexcept { return static_cast<std::uint32_t>(m_count); }
+    /// Takes a raw count; nothing is checked.
     void FromInt(std::int32_t count) noexcept { m_count = count; }
     /// 0 for null.
     [[nodiscard]] unsigned int AsMilliseconds() const noexcept { return m_count > 0 ? AsUInt() : 0u; }
@@ -335,6 +351,7 @@ public:
     [[nodiscard]] unsigned int GetSecond() const noexcept { return AsMilliseconds() / 1000u % 60u; }
     /// 0 to 999.
     [[nodiscard]] unsigned int GetMillisecond() const noexcept { return AsMilliseconds() % 1000u; }
+    /// Fills every field; those of the date are 0.
     void GetDateAndTime(XCDateAndTime& fields) const noexcept;
     /// The time fields. @return whether they are less than 24 hours; null otherwise.
     bool SetDateAndTime(XCDateAndTime const& fields) noexcept;
@@ -373,14 +390,21 @@ public:
     /// False: null. The date fields of a structure are those of a missing date: 0 (in a FILETIME 1601-01-01, in an
     /// XCDateTime 1970-01-01, in a VARIANT 1899-12-30).
     bool AsStructTM(std::tm& time) const noexcept;
+    /// As AsStructTM.
     bool AsSystemTime(_SYSTEMTIME& time) const noexcept;
+    /// As AsStructTM.
     bool AsFileTime(_FILETIME& time) const noexcept;
+    /// As AsStructTM.
     bool AsVariant(tagVARIANT& value) const noexcept;
+    /// As AsStructTM.
     [[nodiscard]] XCDateTime AsXCDateTime() const noexcept;
     /// @return whether the time is valid. A null XCDateTime gives null and true.
     bool FromStructTM(std::tm const& time) noexcept;
+    /// The time of day of a system time. @return whether it is valid.
     bool FromSystemTime(_SYSTEMTIME const& time) noexcept;
+    /// The time of day of a variant. @return whether it is valid.
     bool FromVariant(tagVARIANT const& value) noexcept;
+    /// The time of day of the instant, in the local zone or in UTC.
     bool FromXCDateTime(XCDateTime const& value, bool local) noexcept;
 
 private:
@@ -405,6 +429,7 @@ public:
     constexpr XCDateTimeEx() noexcept = default;
     /// What AsInt64 gave.
     explicit XCDateTimeEx(std::int64_t value) noexcept { FromInt64(value); }
+    /// The wall time of a zone.
     XCDateTimeEx(XCDateEx const& date, XCTimeEx const& time, XCTimeZone const& zone = localTimeZone_) noexcept;
     /// A date only.
     XCDateTimeEx(int year, unsigned int month, unsigned int day) noexcept : m_date(year, month, day) {}
@@ -413,22 +438,30 @@ public:
         : m_time(hour, minute, second, millisecond)
     {
     }
+    /// A date and a time, read as wall time of the zone.
     XCDateTimeEx(int year, unsigned int month, unsigned int day, unsigned int hour, unsigned int minute,
                  unsigned int second, unsigned int millisecond, XCTimeZone const& zone = localTimeZone_) noexcept;
     XCDateTimeEx(XCDateTime const& value, bool local) { FromXCDateTime(value, local); }
+    /// Read in the aggregate's own zone.
     explicit XCDateTimeEx(XCDateAndTime const& fields) noexcept { SetDateAndTime(fields); }
+    /// The wall time of a zone.
     explicit XCDateTimeEx(_SYSTEMTIME const& time, XCTimeZone const& zone = localTimeZone_) noexcept;
+    /// The wall time of a zone.
     explicit XCDateTimeEx(std::tm const& time, XCTimeZone const& zone = localTimeZone_) noexcept;
+    /// The wall time of a zone.
     explicit XCDateTimeEx(tagVARIANT const& value, XCTimeZone const& zone = localTimeZone_) noexcept;
     /// An OLE date: days since 1899-12-30 with the time as fraction.
     explicit XCDateTimeEx(double oleDate, XCTimeZone const& zone = localTimeZone_) noexcept;
+    /// From a file time, which is in UTC.
     explicit XCDateTimeEx(_FILETIME const& time) noexcept;
     /// Null when the text cannot be read.
     explicit XCDateTimeEx(XCString const& text, XCTimeZone const& zone = localTimeZone_) { FromString(text, zone); }
+    /// Null when the text cannot be read in this format.
     XCDateTimeEx(XCString const& text, wchar_t const* format, XCTimeZone const& zone = localTimeZone_)
     {
         FromString(text, format, zone);
     }
+    /// Null when the text cannot be read in this format.
     XCDateTimeEx(XCString const& text, XCString const& format, XCTimeZone const& zone = localTimeZone_)
     {
         FromString(text, format, zone);
@@ -456,10 +489,12 @@ public:
     [[nodiscard]] bool IsValid() const noexcept { return IsOnlyTime() || m_date.IsValid(); }
     /// The date word in the high half, the time word in the low one.
     [[nodiscard]] std::int64_t AsInt64() const noexcept;
+    /// Takes what AsInt64 gave.
     void FromInt64(std::int64_t value) noexcept;
 
     /// The value as seen in a zone; a part that is missing reads as its null.
     [[nodiscard]] XCDateEx GetDate(XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// The time seen in a zone; null when there is none.
     [[nodiscard]] XCTimeEx GetTime(XCTimeZone const& zone = localTimeZone_) const noexcept;
     /// 0 Sunday to 6 Saturday as XCDateEx tells it, for the date seen in the zone.
     [[nodiscard]] unsigned int GetWeekDay(XCTimeZone const& zone = localTimeZone_) const noexcept;
@@ -469,11 +504,13 @@ public:
     [[nodiscard]] unsigned int GetYearWeek(XCTimeZone const& zone = localTimeZone_) const noexcept;
     /// Minutes that the zone is ahead of UTC at this instant; 0 without a date or a time.
     [[nodiscard]] int GetOffset(XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// Fills the fields as the zone shows them.
     void GetDateAndTime(XCDateAndTime& fields, XCTimeZone const& zone = localTimeZone_) const noexcept;
     /// Read in the aggregate's own zone. @return IsValid(); fields that cannot be stored give a null part.
     bool SetDateAndTime(XCDateAndTime const& fields) noexcept;
     /// Shifts the words from the zone's wall time to UTC, and from UTC to the zone's wall time.
     void ConvertToUTC(XCTimeZone const& zone) noexcept;
+    /// The way back of ConvertToUTC.
     void ConvertFromUTCTo(XCTimeZone const& zone) noexcept;
 
     /// Now, to the millisecond.
@@ -528,14 +565,19 @@ public:
 
     /// False: neither a valid date nor a time alone (a FILETIME, an XCDateTime and a date in a VARIANT want a date).
     bool AsStructTM(std::tm& time, XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// As AsStructTM.
     bool AsSystemTime(_SYSTEMTIME& time, XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// As AsStructTM.
     bool AsVariant(tagVARIANT& value, XCTimeZone const& zone = localTimeZone_) const noexcept;
     /// In UTC; a date without time is its midnight. Years 1601 to 9999.
     bool AsFileTime(_FILETIME& time) const noexcept;
     /// The instant, whole seconds; null when there is no valid date. A date without time is its midnight in the zone.
     [[nodiscard]] XCDateTime AsXCDateTime(XCTimeZone const& zone = localTimeZone_) const noexcept;
+    /// Read as wall time of a zone. @return whether the value is valid.
     bool FromStructTM(std::tm const& time, XCTimeZone const& zone = localTimeZone_) noexcept;
+    /// Read as wall time of a zone. @return whether the value is valid.
     bool FromSystemTime(_SYSTEMTIME const& time, XCTimeZone const& zone = localTimeZone_) noexcept;
+    /// Read as wall time of a zone. @return whether the value is valid.
     bool FromVariant(tagVARIANT const& value, XCTimeZone const& zone = localTimeZone_) noexcept;
     /// The instant; the flag tells by which clock it is broken down on the way, which cannot be seen in the result.
     /// False, and null, outside the seconds 0 to 32535244799; a null value gives null and true.

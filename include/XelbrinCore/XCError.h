@@ -82,6 +82,7 @@ public:
     }
     /// Language and zone; lives as long as this object.
     [[nodiscard]] XCFormatContext const& GetFormatContext() const noexcept { return m_context; }
+    /// Language and zone; lives as long as this object.
     [[nodiscard]] XCFormatContext const* GetFormatContextP() const noexcept { return &m_context; }
     /// Never looked at by the library.
     [[nodiscard]] void* GetExtraInfoP() const noexcept { return m_extraInfo; }
@@ -118,11 +119,13 @@ public:
 
     /// The value with the other sign, rounded as before.
     XCDouble operator-() const noexcept { return XCDouble(-m_value, m_decimals); }
+    /// Rounded to the larger number of decimals.
     XCDouble& operator+=(XCDouble other) noexcept { return Become(m_value + other.m_value, other.m_decimals); }
     XCDouble& operator-=(XCDouble other) noexcept { return Become(m_value - other.m_value, other.m_decimals); }
     XCDouble& operator*=(XCDouble other) noexcept { return Become(m_value * other.m_value, other.m_decimals); }
     /// By zero: an infinity, or "not a number" for 0 / 0.
     XCDouble& operator/=(XCDouble other) noexcept { return Become(m_value / other.m_value, other.m_decimals); }
+    /// A plain number has no decimals of its own.
     XCDouble& operator+=(double other) noexcept { return Become(m_value + other, 0); }
     XCDouble& operator-=(double other) noexcept { return Become(m_value - other, 0); }
     XCDouble& operator*=(double other) noexcept { return Become(m_value * other, 0); }

@@ -156,6 +156,7 @@ class XC_API XCDateException : public XCException {
 public:
     /// A failure that concerns no particular value.
     explicit XCDateException(XCString const& message);
+    /// @param rawValue the stored form of the value that was refused.
     XCDateException(XCString const& message, std::int64_t rawValue);
     ~XCDateException() override;
     /// Whether an offending value is carried; otherwise GetRawValue is 0.
@@ -173,6 +174,7 @@ class XC_API XCDateExceptionEx : public XCException {
 public:
     /// A failure that concerns no particular value.
     explicit XCDateExceptionEx(XCString const& message);
+    /// @param rawValue the stored form of the value that was refused.
     XCDateExceptionEx(XCString const& message, std::int64_t rawValue);
     ~XCDateExceptionEx() override;
     /// Whether an offending value is carried; otherwise GetRawValue is 0.
@@ -190,6 +192,7 @@ class XC_API XCDurationExceptionEx : public XCException {
 public:
     /// A failure that concerns no particular value.
     explicit XCDurationExceptionEx(XCString const& message);
+    /// @param rawValue the stored form of the value that was refused.
     XCDurationExceptionEx(XCString const& message, std::int64_t rawValue);
     ~XCDurationExceptionEx() override;
     /// Whether an offending value is carried; otherwise GetRawValue is 0.

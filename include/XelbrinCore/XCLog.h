@@ -119,14 +119,15 @@ public:
     [[nodiscard]] bool IsInterested() const noexcept { return m_buffer.IsInterested(); }
     /// The end of a record: what the calling thread has written is delivered as it stands.
     void OnEOL() { m_buffer.pubsync(); }
+    /// A subscriber has left: the interest is found anew.
     void OnDeletedSubscriber() { m_buffer.OnDeletedSubscriber(); }
     /// The buffer, which lives as long as the stream.
     [[nodiscard]] XCLogStreamBuf& GetBuffer() noexcept { return m_buffer; }
     [[nodiscard]] XCLogStreamBuf const& GetBuffer() const noexcept { return m_buffer; }
 
+    /// Writes a value as std::wostream does; nothing when nobody is interested.
     template <class T>
     requires requires(std::wostream& out, T const& value) { out << value; }
-    /// Writes a value as std::wostream does; nothing when nobody is interested.
     XCLogStream& operator<<(T const& value)
     {
         if (IsInterested()) Cleared() << value;
@@ -283,6 +284,7 @@ public:
     [[nodiscard]] XC_API std::vector<XCString> GetAvailableChannels() const;
     /// The range of the channels (the second is past the end), valid until a channel is added.
     [[nodiscard]] XC_API ChannelItr GetFirstChannelItr() const;
+    /// Behind the last channel; valid until a channel is added.
     [[nodiscard]] XC_API ChannelItr GetLastChannelItr() const;
 
     /// Attaches a subscriber at the end of the list; null changes nothing. Attached twice, it is served twice.

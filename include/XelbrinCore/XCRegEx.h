@@ -202,6 +202,7 @@ public:
 
     /// The tables that translate the subject (not the pattern) when the result is matched; null for none.
     [[nodiscard]] XCCollatingTable<char> const* GetCollatingTableP() const noexcept { return m_table.GetPtr(); }
+    /// The table for wide subjects; null for none.
     [[nodiscard]] XCCollatingTable<wchar_t> const* GetWCollatingTableP() const noexcept { return m_wideTable.GetPtr(); }
     /// Sets the table for narrow text; it is shared.
     void SetCollatingTable(XCSmartPtrToConst<XCCollatingTable<char>> table) { m_table = std::move(table); }
@@ -226,10 +227,13 @@ protected:
     std::uint32_t GetCount(std::uint32_t defaultCount);
     /// The next token outside, inside brackets.
     void GetRegExChar();
+    /// The next token inside brackets.
     void GetGroupChar();
     /// The token read last, its unit (0 at the end of the pattern), and whether an error was met.
     [[nodiscard]] RegExToken GetCurrentToken() const noexcept { return m_token; }
+    /// The unit of the token read last; 0 at the end of the pattern.
     [[nodiscard]] wchar_t GetCurrentChar() const noexcept { return m_char; }
+    /// Whether an error was met.
     [[nodiscard]] bool HasError() const noexcept { return m_error; }
 
 private:
@@ -290,6 +294,7 @@ public:
     [[nodiscard]] bool IsInSet(unsigned int id) const;
     /// The least small number, the next one after `id`; kNone when there is none.
     [[nodiscard]] unsigned int GetFirstSmallID() const noexcept;
+    /// The next small number after `id`; kNone when there is none.
     [[nodiscard]] unsigned int GetNextSmallID(unsigned int id) const noexcept;
 
     /// The members in ascending order.
@@ -369,6 +374,7 @@ public:
 
     /// Compiles. @param debug prints both automata on the wide standard output (see DumpNodes, DumpStates).
     XCRegEx(XCParsedRegEx const& parsed, bool debug);
+    /// The same with limits of the caller's own.
     XCRegEx(XCParsedRegEx const& parsed, bool debug, Limits const& limits);
     XCRegEx(XCRegEx const& other);
     XCRegEx& operator=(XCRegEx const& other);

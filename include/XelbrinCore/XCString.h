@@ -80,7 +80,9 @@ public:
     explicit XCString(wchar_t unit);
     /// `count` times `unit`. @param reserve the least capacity to allocate.
     XCString(wchar_t unit, std::size_t count, std::size_t reserve = 0);
+    /// Copies the text.
     XCString(std::wstring const& text);
+    /// Copies the text; units of value 0 inside are kept.
     explicit XCString(std::wstring_view text);
     XCString(XCString const& other) noexcept : m_data(other.m_data) { Share(m_data); }
     XCString(XCString&& other) noexcept : m_data(std::exchange(other.m_data, &glbEmptyData.header)) {}
@@ -122,6 +124,7 @@ public:
     [[nodiscard]] std::size_t Capacity() const noexcept { return m_data->capacity; }
     /// Units of the text, the NUL not counted.
     [[nodiscard]] std::size_t Length() const noexcept { return m_data->length; }
+    /// The same as Length.
     [[nodiscard]] std::size_t Len() const noexcept { return m_data->length; }
     /// Whether the string is empty.
     [[nodiscard]] bool IsNull() const noexcept { return m_data->length == 0; }
@@ -211,21 +214,28 @@ public:
     }
     /// The first (last) unit at or after (before) start that is, or is not, in a NUL-terminated list of units.
     [[nodiscard]] std::size_t FindFirstOf(wchar_t const* set, std::size_t start = 0) const;
+    /// The first unit at or after start that is not in the list.
     [[nodiscard]] std::size_t FindFirstNotOf(wchar_t const* set, std::size_t start = 0) const;
+    /// The last unit at or before start that is in the list.
     [[nodiscard]] std::size_t FindLastOf(wchar_t const* set, std::size_t start = npos) const;
+    /// The last unit at or before start that is not in the list.
     [[nodiscard]] std::size_t FindLastNotOf(wchar_t const* set, std::size_t start = npos) const;
+    /// The first unit at or after start that is in the list.
     [[nodiscard]] std::size_t FindFirstOf(XCString const& set, std::size_t start = 0) const
     {
         return FindFirstOf(set.AsWChar(), start);
     }
+    /// The first unit at or after start that is not in the list.
     [[nodiscard]] std::size_t FindFirstNotOf(XCString const& set, std::size_t start = 0) const
     {
         return FindFirstNotOf(set.AsWChar(), start);
     }
+    /// The last unit at or before start that is in the list.
     [[nodiscard]] std::size_t FindLastOf(XCString const& set, std::size_t start = npos) const
     {
         return FindLastOf(set.AsWChar(), start);
     }
+    /// The last unit at or before start that is not in the list.
     [[nodiscard]] std::size_t FindLastNotOf(XCString const& set, std::size_t start = npos) const
     {
         return FindLastNotOf(set.AsWChar(), start);
@@ -273,9 +283,13 @@ public:
     long AsXCDuration(bool* ok = nullptr) const noexcept { return AsLong(ok); }
     /// Parsed by the value classes of XCDateTime.h and XCOldDateTime.h, in their default formats.
     XCDurationEx AsXCDurationEx(bool* ok = nullptr) const;
+    /// Read by XCDateEx in its default format.
     XCDateEx AsXCDateEx(bool* ok = nullptr) const;
+    /// Read by XCTimeEx in its default format.
     XCTimeEx AsXCTimeEx(bool* ok = nullptr) const;
+    /// Read by XCDateTime in its default format.
     XCDateTime AsXCDateTime(bool* ok = nullptr) const;
+    /// Read by XCDateTimeEx in its default format.
     XCDateTimeEx AsXCDateTimeEx(bool* ok = nullptr) const;
 
     // Multibyte text (XCStringConverter.h) ----------------------------------------------------------------------
@@ -292,6 +306,7 @@ public:
     XCErrorID ConvertToUnicode(char const* text, XCSmartPtr<XCStringConverter> const& converter);
     static XCErrorID ConvertToUnicode(XCString& result, char const* text,
                                       XCSmartPtr<XCStringConverter> const& converter);
+    /// Writes the text in the encoding of the converter.
     XCErrorID ConvertFromUnicode(std::string& result, XCSmartPtr<XCStringConverter> const& converter) const;
 
     // Formatting ------------------------------------------------------------------------------------------------

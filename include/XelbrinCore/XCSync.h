@@ -157,6 +157,7 @@ public:
 
     /// @throws XCException when initial is greater than the maximum.
     explicit XCCountingSemaphore(unsigned int initial = 1) : XCCountingSemaphore(initial, kMaximum) {}
+    /// @throws XCException when initial is greater than the maximum.
     XCCountingSemaphore(unsigned int initial, unsigned int maximum);
     ~XCCountingSemaphore();
     XCCountingSemaphore(XCCountingSemaphore const&) = delete;

@@ -56,6 +56,7 @@ public:
     [[nodiscard]] XCString GetName() const;
     /// The name for clocks and letters, in the system's language.
     [[nodiscard]] XCString GetStandardName() const;
+    /// The name for clocks and letters while daylight saving is in force.
     [[nodiscard]] XCString GetDaylightName() const;
 
     /// Minutes that the zone is ahead of UTC at an instant; 0 for a value without date or time.
@@ -68,6 +69,7 @@ public:
     /// A SYSTEMTIME in UTC as the zone's clocks show it, and back. False, and the result untouched: no valid time with a
     /// year of 1601 to 30827. The two arguments may be one object.
     bool FromUTC(_SYSTEMTIME const& utc, _SYSTEMTIME& local) const noexcept;
+    /// The way back of FromUTC; the result is untouched when it is false.
     bool ToUTC(_SYSTEMTIME const& local, _SYSTEMTIME& utc) const noexcept;
 
     /// Whether both are the same zone now.

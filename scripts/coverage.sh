@@ -1,0 +1,14 @@
+#!/bin/bash
+# coverage.sh BUILD: runs the tests of an instrumented build and writes docs/coverage.md from what they reached.
+set -u
+cd "$(dirname "$0")/.." || exit 1
+build=$1
+# Counters of earlier runs would count again.
+find "$build" -name '*.gcda' -delete
+# One test after the other: programs of one library add to the same files of counters.
+ctest --test-dir "$build" --output-on-failure --no-tests=error -j1 >"$build/coverage-tests.log" 2>&1 ||
+    { tail -n 30 "$build/coverage-tests.log" >&2; exit 1; }
+gcovr --root . --filter 'src/' --filter 'include/' --exclude-throw-branches --exclude-unreachable-branches \
+    --gcov-executable x86_64-w64-mingw32-gcov-posix --json "$build/coverage.json" "$build/src" >"$build/gcovr.log" 2>&1 ||
+    { tail -n 20 "$build/gcovr.log" >&2; exit 1; }
+exec python3 scripts/coverage_page.py "$build/coverage.json"

@@ -1,0 +1,179 @@
+#!/usr/bin/env python3
+"""plot_benchmarks.py [RESULTS]: writes docs/benchmarks.md and docs/benchmarks/ratios.svg from benchmark results.
+
+RESULTS is the JSON file of a run; what the page needs of it is kept in docs/benchmarks/results.json. Without it page and
+plot are made anew from there, always the same from the same results.
+"""
+import collections
+import html
+import json
+import math
+import pathlib
+import re
+import statistics
+import sys
+import textwrap
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PAGE = ROOT / "docs" / "benchmarks.md"
+FOLDER = ROOT / "docs" / "benchmarks"
+
+# family, our rows, the peer's row of the same run, the peer's name
+PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer in (
+    ("Text", r"(Copy|AppendUnit|AppendSixteen|FindUnitAbsent|FindAnyOfAbsent|EqualUnits)<XCString>(.*)",
+     r"\1<std::wstring>\2", "std::wstring"),
+    ("Text", r"FindText_XCString(.*)", r"FindText_wstring\1", "std::wstring"),
+    ("Text", r"EqualUnits<XCString>(.*)", r"EqualUnits_wmemcmp\1", "wmemcmp"),
+    ("Text", r"Hash(/.*)", r"Hash_std\1", "std::hash"),
+    ("Text", r"UpperCase", r"UpperCase_towupper", "towupper"),
+    ("Text", r"ToInt", r"ToInt_wcstol", "wcstol"),
+    ("Text", r"FromInt", r"FromInt_to_wstring", "std::to_wstring"),
+    ("Text", r"FormatNumberAndText", r"FormatNumberAndText_swprintf", "swprintf"),
+    ("Patterns", r"Match(/.*)", r"Match_stdwregex\1", "std::wregex"),
+    ("Patterns", r"Match(/.*)", r"Match_boost\1", "Boost.Regex"),
+    ("Conditions", r"ConditionMillion_Bound", r"ConditionMillion_CompiledByHand", "compiled by hand"),
+    ("Dates", r"FormatUtc_XCDateTimeEx", r"FormatUtc_wcsftime", "wcsftime"),
+    ("Dates", r"FormatUtc_XCDateTimeEx", r"FormatUtc_strftime", "strftime"),
+    ("Dates", r"ParseUtc_XCDateTimeEx", r"ParseUtc_swscanf", "swscanf"),
+    ("Configuration", r"ConfigLookup_SectionOf/1000", r"ConfigLookup_unordered_map", "std::unordered_map"),
+    ("Log", r"Unwanted_(?:Write|Record|LogStream)", r"Unwanted_wostream", "std::wostream"),
+    ("Log", r"(ToFile|Block16)_(?:Channel|LogFile|LogArgs|Stream)((?:/.*)?)", r"\1_fwprintf\2", "fwprintf"),
+    ("Threads", r"LockUnlock_XC\w+", r"LockUnlock_rawSection", "CRITICAL_SECTION"),
+    ("Threads", r"LockUnlock_XC\w+", r"LockUnlock_recursive_mutex", "std::recursive_mutex"),
+    ("Threads", r"UpDown_XCSafeCounter", r"UpDown_atomic", "std::atomic"),
+    ("Threads", r"RoundTrip_XCMutex", r"RoundTrip_rawMutex", "system mutex"),
+    ("Threads", r"StartJoin_XCThread(.*)", r"StartJoin_std_thread\1", "std::thread"),
+    ("Threads", r"StartJoin_XCThread(.*)", r"StartJoin_rawThread\1", "_beginthreadex"),
+)]
+UNITS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+Pair = collections.namedtuple("Pair", "family row other peer ours theirs")
+
+
+def kept(raw):
+    """Of a run: the machine without its name and paths, and each row once (the median of repeated rows)."""
+    context = raw["context"]
+    rows = {}
+    # A row of one thread that computes should not take longer than its processor time, but for the coarse steps of it.
+    own = [row for row in raw["benchmarks"] if row.get("run_type") == "iteration" and row.get("threads", 1) == 1
+           and "real_time" not in row["name"] and row["cpu_time"] * row["iterations"] * UNITS[row["time_unit"]] > 2e7]
+    waited = sum(row["real_time"] > 1.5 * row["cpu_time"] for row in own) / max(len(own), 1)
+    for row in raw["benchmarks"]:
+        if row.get("error_occurred") or row.get("aggregate_name", "median") != "median":
+            continue
+        name = row["run_name"] if "run_name" in row else row["name"]
+        if row.get("run_type") == "aggregate" or name not in rows:
+            # By the clock: the system counts processor time in steps of ten milliseconds.
+            rows[name] = {"name": name, "ns": float(f"{row['real_time'] * UNITS[row['time_unit']]:.4g}")}
+    return {"date": context["date"][:10], "processors": context["num_cpus"], "mhz": context["mhz_per_cpu"],
+            "repetitions": max((row.get("repetitions", 1) for row in raw["benchmarks"]), default=1),
+            "waited": round(waited, 2), "rows": list(rows.values())}
+
+
+def pairs_of(times):
+    found = []
+    for family, ours, theirs, peer in PEERS:
+        for name in times:
+            match = ours.fullmatch(name)
+            other = match and match.expand(theirs)
+            if other and times.get(other, 0) > 0 and times[name] > 0:
+                found.append(Pair(family, name, other, peer, times[name], times[other]))
+    order = list(dict.fromkeys(family for family, _, _, _ in PEERS))
+    return sorted(found, key=lambda pair: (order.index(pair.family), pair.row, pair.peer))
+
+
+def shown_time(ns):
+    for unit, size in (("s", 1e9), ("ms", 1e6), ("µs", 1e3)):
+        if ns >= size:
+            return f"{ns / size:.3g} {unit}"
+    return f"{ns:.3g} ns"
+
+
+def plot(pairs):
+    """Bars from 1 to the ratio on a logarithmic axis: to the left ours is faster, to the right the peer."""
+    left, width, line, top = 380, 420, 16, 46
+    low, high = -3, 2  # powers of ten; what lies beyond ends in a point, its figure stands beside it
+
+    def x_of(ratio):
+        return left + width * (min(max(math.log10(ratio), low), high) - low) / (high - low)
+
+    out, y, family = [], top, None
+    for pair in pairs:
+        if pair.family != family:
+            family = pair.family
+            y += line
+            out.append(f'<text x="8" y="{y + 12}" class="family">{family}</text>')
+            y += line + 4
+        ratio = pair.ours / pair.theirs
+        start, end = sorted((x_of(1), x_of(ratio)))
+        label = html.escape(f"{pair.row}  :  {pair.peer}")
+        out.append(f'<text x="{left - 10}" y="{y + 12}" class="row">{label}</text>')
+        out.append(f'<rect x="{start:.1f}" y="{y + 3}" width="{max(end - start, 1):.1f}" height="{line - 5}" '
+                   f'class="{"faster" if ratio <= 1 else "slower"}"/>')
+        if not low <= math.log10(ratio) <= high:
+            tip, back = (left - 5, left + 3) if ratio < 1 else (left + width + 5, left + width - 3)
+            out.append(f'<path d="M{tip} {y + 8.5} L{back} {y + 1} L{back} {y + 16} Z" '
+                       f'class="{"faster" if ratio <= 1 else "slower"}"/>')
+        out.append(f'<text x="{left + width + 10}" y="{y + 12}">{ratio:.3g}</text>')
+        y += line
+    axis = []
+    for power in range(low, high + 1):
+        x = x_of(10.0 ** power)
+        axis.append(f'<line x1="{x:.1f}" y1="{top}" x2="{x:.1f}" y2="{y}" class="{"one" if power == 0 else "grid"}"/>')
+        axis.append(f'<text x="{x:.1f}" y="{top - 6}" class="tick">{10.0 ** power:g}</text>')
+    return "\n".join((
+        f'<svg xmlns="http://www.w3.org/2000/svg" width="{left + width + 80}" height="{y + 12}" font-family="sans-serif" '
+        'font-size="11">',
+        "<style>.row{text-anchor:end}.family{font-weight:bold;font-size:13px}.tick{text-anchor:middle}.grid{stroke:#ddd}"
+        ".one{stroke:#444}.faster{fill:#3a7d44}.slower{fill:#c1666b}</style>",
+        '<rect width="100%" height="100%" fill="#fff"/>',
+        f'<text x="{left}" y="16">time of ours : time of the peer, same run; left of 1 ours is faster</text>',
+        *axis, *out, "</svg>", ""))
+
+
+def page(results, pairs, times):
+    ratios = [math.log(pair.ours / pair.theirs) for pair in pairs]
+    faster = sum(ratio <= 0 for ratio in ratios)
+    paired = {pair.row for pair in pairs} | {pair.other for pair in pairs}
+    measured = (f"Measured on {results['date']} under Wine on a machine with {results['processors']} processors of "
+                f"{results['mhz']} MHz; {results['repetitions']} measurement(s) a row, of which the median counts. Times "
+                "depend on machine and load; ratios of one run hold better. Rows of files and threads measure Wine as "
+                "much as us. Real Windows has not been measured.")
+    summary = (f"In {faster} of {len(pairs)} comparisons ours takes no longer than the peer; the median of the ratios is "
+               f"{math.exp(statistics.median(ratios)):.2g}. The peers are built by the same compiler with the same "
+               "options.") if pairs else "No row has its peer in these results."
+    if results["waited"] > 0.05:
+        measured += (f" The machine was busy: {100 * results['waited']:.0f} % of the rows waited for a processor longer "
+                     "than half their time, so that single figures of this run, and single ratios, mean nothing.")
+    lines = ["# Benchmarks", "", textwrap.fill(measured, 120), "",
+             "    make bench-page    # runs the suite and writes this page, the plot and the results anew", "",
+             textwrap.fill(summary, 120), "",
+             "![Ratios of our times to those of the peers](benchmarks/ratios.svg)", "",
+             "The raw figures are in [results.json](benchmarks/results.json), the sources in `bench/`.", ""]
+    family = None
+    for pair in pairs:
+        if pair.family != family:
+            family = pair.family
+            lines += ["", f"## {family}", "", "| row | ours | peer | its time | ratio |", "|---|---|---|---|---|"]
+        lines.append(f"| `{pair.row}` | {shown_time(pair.ours)} | {pair.peer} | {shown_time(pair.theirs)} "
+                     f"| {pair.ours / pair.theirs:.3g} |")
+    lines += ["", "## Rows without a peer", "", "| row | time |", "|---|---|"]
+    lines += [f"| `{name}` | {shown_time(time)} |" for name, time in sorted(times.items()) if name not in paired]
+    return re.sub(r"\n{3,}", "\n\n", "\n".join(lines)) + "\n"
+
+
+def main():
+    store = FOLDER / "results.json"
+    if len(sys.argv) > 1:
+        FOLDER.mkdir(exist_ok=True)
+        raw = json.loads(pathlib.Path(sys.argv[1]).read_text(encoding="utf-8", errors="replace"))
+        store.write_text(json.dumps(kept(raw), indent=1) + "\n", encoding="utf-8")
+    results = json.loads(store.read_text(encoding="utf-8"))
+    times = {row["name"]: row["ns"] for row in results["rows"]}
+    pairs = pairs_of(times)
+    (FOLDER / "ratios.svg").write_text(plot(pairs), encoding="utf-8")
+    PAGE.write_text(page(results, pairs, times), encoding="utf-8")
+    print(f"benchmarks: {len(times)} rows, {len(pairs)} comparisons")
+
+
+if __name__ == "__main__":
+    main()
