@@ -44,11 +44,13 @@ bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
     return !removed.empty();
 }
 
-std::size_t SubscriberList::Count() const
+XCSmartPtrVector<XCLogSubscriberI> SubscriberList::All() const
 {
     std::lock_guard const hold(m_section);
-    return static_cast<std::size_t>(
-        std::count_if(m_entries.begin(), m_entries.end(), [](Entry const& e) { return !e.subscriber.IsNull(); }));
+    XCSmartPtrVector<XCLogSubscriberI> all;
+    for (Entry const& entry : m_entries)
+        if (!entry.subscriber.IsNull()) all.push_back(entry.subscriber);
+    return all;
 }
 
 void SubscriberList::Register(XCLogStreamBuf& buffer)
@@ -84,7 +86,7 @@ void SubscriberList::Refresh(XCLogStreamBuf& buffer) noexcept
 {
     std::int64_t highest = std::numeric_limits<std::int64_t>::min();
     for (Entry const& entry : m_entries)
-        if (!entry.subscriber.IsNull() && (!entry.only || entry.only == &buffer))
+        if (!entry.subscriber.IsNull() && (!entry.only || entry.only == buffer.m_main))
             highest = std::max<std::int64_t>(highest, entry.subscriber->GetDesiredLevel());
     buffer.m_highest.store(highest, std::memory_order_relaxed);
     buffer.m_interested.store(buffer.GetLevel() <= highest, std::memory_order_relaxed);

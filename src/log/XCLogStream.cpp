@@ -15,8 +15,9 @@ constexpr std::size_t kMostKeptUnits = 64 * 1024;
 
 } // namespace
 
-XCLogStreamBuf::XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName)
-    : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_highest(0)
+XCLogStreamBuf::XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
+                               XCLogStreamBuf const* main)
+    : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_main(main ? main : this), m_highest(0)
 {
     m_subscribers->Register(*this);
 }
@@ -117,7 +118,7 @@ void XCLogStreamBuf::FlushThread(unsigned long thread) noexcept
 
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text) noexcept
 try {
-    m_subscribers->Deliver(*this, level, text);
+    m_subscribers->Deliver(*m_main, level, text);
 } catch (std::exception const&) {
     m_subscribers->GetFailures().Note(XCString());
 }
@@ -135,8 +136,9 @@ void XCLogStreamBuf::FlushAll() noexcept
     }
 }
 
-XCLogStream::XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName)
-    : std::wostream(nullptr), m_buffer(std::move(subscribers), std::move(channelName))
+XCLogStream::XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
+                         XCLogStreamBuf const* main)
+    : std::wostream(nullptr), m_buffer(std::move(subscribers), std::move(channelName), main)
 {
     rdbuf(&m_buffer);
 }
