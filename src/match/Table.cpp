@@ -82,11 +82,11 @@ private:
     LoopScans m_scans;
     Opening m_opening;
     std::uint32_t m_start, m_afterOpening, m_firstAccepting, m_stopRow, m_lastSettled;
-    std::uint32_t m_stride;
+    std::uint32_t m_scanColumn; ///< the last cell of a row names the scan of its loop
+    /// Behind the rows of the states: where a column leads from all states that it does not end, 0 when there are several
+    /// such places.
     std::uint32_t m_tellRow;
-    bool m_tells = false;
-    /// Rows of cells, the last cell of each naming the scan of its loop. Behind the states stands one more row: the state
-    /// that a column leads to from wherever it leads on at all, or 0 when there are several.
+    bool m_tells = false; ///< some column has one
     std::vector<Cell> m_cells;
 };
 
@@ -106,24 +106,25 @@ std::uint32_t OnlyTarget(ReducedDfa const& dfa, std::uint32_t column) noexcept
 template <class Cell>
 Table<Cell>::Table(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
     : m_map(std::move(map)), m_latin(m_map.FirstPage()), m_scans(std::move(scans)), m_opening(opening),
-      m_stopRow(kNoRow), m_stride((dfa.columnCount + 1) * sizeof(Cell))
+      m_scanColumn(dfa.columnCount * kColumn)
 {
     m_map.Renumber([](std::uint16_t column) { return static_cast<std::uint16_t>(column * kColumn); });
-    m_start = dfa.start * m_stride;
-    m_afterOpening = opening.Row() * m_stride;
-    m_firstAccepting = dfa.firstAccepting * m_stride;
-    if (dfa.hasStop) m_stopRow = m_stride;
-    m_lastSettled = dfa.LastSettled() * m_stride;
-    m_tellRow = dfa.rowCount * m_stride;
-    m_cells.reserve((m_tellRow + m_stride) / sizeof(Cell));
+    std::uint32_t const stride = (dfa.columnCount + 1) * std::uint32_t{sizeof(Cell)};
+    m_start = dfa.start * stride;
+    m_afterOpening = opening.Row() * stride;
+    m_firstAccepting = dfa.firstAccepting * stride;
+    m_stopRow = dfa.hasStop ? stride : kNoRow;
+    m_lastSettled = dfa.LastSettled() * stride;
+    m_tellRow = dfa.rowCount * stride;
+    m_cells.reserve((m_tellRow + stride) / sizeof(Cell));
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row) {
-        for (std::uint32_t const next : dfa.Row(row)) m_cells.push_back(static_cast<Cell>(next * m_stride));
+        for (std::uint32_t const next : dfa.Row(row)) m_cells.push_back(static_cast<Cell>(next * stride));
         m_cells.push_back(static_cast<Cell>(m_scans.OfRow(row)));
     }
     for (std::uint32_t column = 0; column < dfa.columnCount; ++column) {
         std::uint32_t const target = OnlyTarget(dfa, column);
         m_tells = m_tells || target != 0;
-        m_cells.push_back(static_cast<Cell>(target * m_stride));
+        m_cells.push_back(static_cast<Cell>(target * stride));
     }
     m_cells.push_back(0);
 }
@@ -204,8 +205,7 @@ std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std
                 current = StepFour(current, text + i);
         }
         if (current == before && current == beforeThat)
-            if (std::uint32_t const scan = Next(m_cells.data(), (m_stride / sizeof(Cell) - 1) * kColumn, current);
-                scan != 0)
+            if (std::uint32_t const scan = Next(m_cells.data(), m_scanColumn, current); scan != 0)
                 i += m_scans.Skip(scan, text + i, n - i);
         beforeThat = std::exchange(before, current);
     }

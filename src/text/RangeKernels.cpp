@@ -115,7 +115,19 @@ XC_TARGET_AVX2 inline std::uint32_t EndsAvx2(__m256i const* at) noexcept
     return static_cast<std::uint32_t>(_mm256_movemask_epi8(ends));
 }
 
-/// Aligned vectors lie in one page with the unit they are read for.
+/// Whether two vectors hold no end: U+0000 is the least unit and U+FFFF the greatest.
+template <bool Dots>
+XC_TARGET_AVX2 inline bool HasNoEndAvx2(__m256i const* at) noexcept
+{
+    __m256i const a = _mm256_load_si256(at);
+    __m256i const b = _mm256_load_si256(at + 1);
+    __m256i ends = _mm256_cmpeq_epi16(_mm256_min_epu16(a, b), _mm256_setzero_si256());
+    if (Dots)
+        ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(_mm256_max_epu16(a, b), _mm256_set1_epi16(-1)));
+    return _mm256_testz_si256(ends, ends) != 0;
+}
+
+/// Aligned vectors, and aligned pairs of them, lie in one page with the unit they are read for.
 template <bool Dots>
 [[maybe_unused]] XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit) noexcept
 {
@@ -125,7 +137,10 @@ template <bool Dots>
     std::uint32_t mask = EndsAvx2<Dots>(at) >> skipped;
     std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
     while (mask == 0 && n < limit) {
-        mask = EndsAvx2<Dots>(++at);
+        if ((reinterpret_cast<std::uintptr_t>(++at) & 63) == 0)
+            for (; n + 32 <= limit && HasNoEndAvx2<Dots>(at); at += 2) n += 32;
+        if (n == limit) break;
+        mask = EndsAvx2<Dots>(at);
         n += mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : 16;
     }
     return n < limit ? n : limit;
