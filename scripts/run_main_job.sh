@@ -11,8 +11,12 @@ done
 windows_path() { printf 'Z:%s' "$(realpath "$1" | tr / '\\')"; }
 
 "$wine" up "$build/wineprefix" || exit 1
+# Into a file: a service that the program starts would keep a pipe open long after the program has ended.
+said=$(mktemp)
 "$wine" run "$build/wineprefix" "$build/bin/record_host.exe" "/osxpath:$(windows_path "$build/bin/record_host")" \
-    "/input:$(windows_path "$input")" | tr -d '\r'
-code=${PIPESTATUS[0]}
+    "/input:$(windows_path "$input")" >"$said"
+code=$?
+tr -d '\r' <"$said"
+rm -f "$said"
 "$wine" down "$build/wineprefix"
 exit "$code"

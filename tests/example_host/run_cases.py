@@ -5,6 +5,7 @@ Folders are written as @bin (the programs), @here (this folder) and @work (a fol
 """
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import sys
@@ -67,12 +68,13 @@ def start(options, **environment):
         options = [option.replace(name, windows(path)) for option in options]
     return subprocess.Popen(
         [WINE_ENV, "run", PREFIX, str(BIN / "record_host.exe"), *options], cwd=WORK, env={**os.environ, **environment},
-        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        stdin=subprocess.DEVNULL, stdout=(WORK / "said").open("wb"),
         preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
 
 
 def finish(process):
-    said = process.communicate(timeout=PATIENCE)[0].decode()
+    process.wait(PATIENCE)
+    said = (WORK / "said").read_text()  # no pipe: a service that the program starts would keep it open
     for name, path in FOLDERS.items():
         said = said.replace(windows(path), name)
     return said.replace("\r", ""), process.returncode
@@ -136,4 +138,5 @@ def differences():
 
 FAILED = list(differences())
 print("\n".join(FAILED))
+shutil.rmtree(WORK, ignore_errors=True)
 sys.exit(1 if FAILED else 0)
