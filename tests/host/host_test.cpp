@@ -57,13 +57,7 @@ TEST(Host, TheWholeStoryOfThreeModulesThatDependOnOneAnother)
     XCApplication::ClearExitRequest();
     Session const session(folder, {}, [](XCApplicationWithPlugIns& host) {
         ASSERT_TRUE(XCApplicationWithPlugIns::GetApp() == &host);
-        (void)host.LoadPlugIn(new OwnRunner<XCThreadedRunPlugIn>(50, [](auto&) {
-            while (XCApplicationWithPlugIns::GetApp()
-                       ->FindPlugIn(XCGuid(3, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}))
-                       ->GetStatus() != XCPlugIn::StatusRunning)
-                XCThread::Sleep(1);
-            XCApplication::PostExitRequest();
-        }));
+        (void)host.LoadPlugIn(NewQuitter(3));
     });
     XCApplication::ClearExitRequest();
     EXPECT_EQ(session.exitCode, 0);

@@ -136,4 +136,14 @@ public:
     std::function<void(OwnRunner&)> onRun;
 };
 
+/// A threaded plug-in that asks the program to exit as soon as the module with this identity runs.
+inline XCSmartPtr<XCPlugIn> NewQuitter(std::uint32_t module)
+{
+    return new OwnRunner<XCThreadedRunPlugIn>(50, [module](auto&) {
+        XCGuid const guid(module, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8});
+        while (XCApplicationWithPlugIns::GetApp()->FindPlugIn(guid)->GetStatus() != XCPlugIn::StatusRunning) ::Sleep(1);
+        XCApplication::PostExitRequest();
+    });
+}
+
 } // namespace xc_test

@@ -90,12 +90,13 @@ TEST(HostLife, APlugInThatIgnoresTheRequestIsNamedAndKeepsWhatItNeeds)
     ModuleFolder const folder({"stubborn", "filter", "reader", "a_report"});
     ListenerPtr const listener(new Listener);
     {
-        QuitAfter const quit(20);
         XCApplicationWithPlugIns host(L"host /noconsole /osxpath:" + folder.Path(), listener, false);
         EXPECT_EQ(host.GetExitPatience(), 10000u);
-        host.SetExitPatience(100);
+        host.SetExitPatience(300);
+        (void)host.LoadPlugIn(NewQuitter(3)); // Report is the last that starts
         EXPECT_EQ(host.LoadAndRun(), 0);
     }
+    XCApplication::ClearExitRequest();
     std::string const said(listener->heard.AsUTF8());
     EXPECT_NE(said.find("ERR> ***<Stubborn> ignores the request to exit\n"
                         "Exiting application...\n"
