@@ -28,7 +28,10 @@ unsigned long Verdict(int result) noexcept
 
 struct AppendFile::Handle {
     int fd = -1;
-    ~Handle() { ::close(fd); }
+    ~Handle()
+    {
+        if (fd >= 0) ::close(fd);
+    }
 };
 
 AppendFile::AppendFile() noexcept = default;
@@ -37,11 +40,11 @@ AppendFile::~AppendFile() = default;
 unsigned long AppendFile::Open(std::wstring const& path, Start start)
 {
     Close();
-    int const fd =
-        ::open(Narrow(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | (start == Start::Truncate ? O_TRUNC : 0), 0644);
-    if (fd < 0) return static_cast<unsigned long>(errno);
-    m_handle = std::make_unique<Handle>();
-    m_handle->fd = fd;
+    auto handle = std::make_unique<Handle>();
+    int const flags = O_WRONLY | O_APPEND | O_CREAT | (start == Start::Truncate ? O_TRUNC : 0);
+    handle->fd = ::open(Narrow(path).c_str(), flags, 0644);
+    if (handle->fd < 0) return static_cast<unsigned long>(errno);
+    m_handle = std::move(handle);
     return 0;
 }
 
