@@ -14,6 +14,7 @@
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCStringConverter.h>
+#include <XelbrinCore/XCTrace.h>
 
 #include <ostream>
 
@@ -417,12 +418,12 @@ void LogThroughChannel()
         manager.AddSubscriber(subscriber);
         XCLogChannel& channel = manager.GetOrAddChannel(L"a channel with a long name");
         channel.Write(1, L"a record that is written at once\n");
-        channel.GetStream() << L"a record by the stream, number " << 12 << std::endl;
+        channel.GetStream() << L"a record by the stream, " << L"in two parts" << std::endl;
         XCLogRecord(channel, 1) << L"a record of parts, " << 1.5 << L'\n';
     });
     failures = manager.GetFailureCount();
     XCString const all(
-        L"a record that is written at once\na record by the stream, number 12\na record of parts, 1.5\n");
+        L"a record that is written at once\na record by the stream, in two parts\na record of parts, 1.5\n");
     EXPECT_TRUE(!done || failures != 0 || ear->heard == all) << ear->heard.AsUTF8();
     if (manager.GetSubscriberCount() == 0) manager.AddSubscriber(subscriber);
     ear->heard = L"";
@@ -491,6 +492,23 @@ void RotatingLog()
     EXPECT_TRUE(bytes.size() == 3 * 41 || (bytes.size() == 2 * 41 && log->GetFailureCount() > 0)) << bytes;
 }
 
+/// The trace goes on after whatever its set-up or a record has missed.
+void Trace()
+{
+    Folder const folder;
+    auto const record = [path = folder.Path("trace")](wchar_t const* text) {
+        XCTrace::SetTraceFolderName(path.AsWChar());
+        XCTrace::SetTraceSubjects(L"ALL");
+        XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceLog, L"here", L"a record of some length: %s", text);
+    };
+    Attempt([&] { record(L"first"); });
+    record(L"second");
+    XCTrace::SetTraceSubjects(L"");
+    std::string bytes;
+    for (auto const& entry : std::filesystem::directory_iterator(folder.path / "trace")) bytes += BytesOf(entry.path());
+    EXPECT_TRUE(bytes.ends_with("a record of some length: second\n")) << bytes;
+}
+
 std::vector<Scenario> Scenarios()
 {
     std::vector<Scenario> all;
@@ -505,7 +523,8 @@ std::vector<Scenario> Scenarios()
                            {"log channel", LogThroughChannel},
                            {"log, leaving it", LeaveLog},
                            {"log file", LogFile},
-                           {"log file, rotating", RotatingLog}});
+                           {"log file, rotating", RotatingLog},
+                           {"trace", Trace}});
     return all;
 }
 

@@ -1,4 +1,5 @@
 // Files, folders and standard streams of the native builds, over POSIX.
+#include "narrow_path.h"
 #include "win32/AppendFile.h"
 #include "win32/Console.h"
 
@@ -13,11 +14,6 @@
 namespace xc::win32 {
 
 namespace {
-
-std::string Narrow(std::wstring const& path)
-{
-    return std::string(path.begin(), path.end());
-}
 
 unsigned long Verdict(int result) noexcept
 {
