@@ -356,11 +356,10 @@ TEST(FailingSystem, SaysSoAndLosesNothing)
                                         entry.run();
                                         g_row = nullptr;
                                     }};
-            long faults = 0;
-            for (faults::Mode const mode : {faults::Mode::Once, faults::Mode::Lasting})
-                faults += faults::FailEach(scenario, mode);
-            row.faults += faults;
-            count += faults;
+            long reached = faults::FailEach(scenario, faults::Mode::Once);
+            if (reached != 0) reached += faults::FailEach(scenario, faults::Mode::Lasting);
+            row.faults += reached;
+            count += reached;
         }
         std::printf("%-28s %4ld faults\n", entry.name, count);
     }
