@@ -33,15 +33,22 @@ void SubscriberList::Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogSt
     RefreshInterest();
 }
 
+/// Needs no memory: destructors detach what they have attached.
 bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
 {
-    std::vector<Entry> removed; // released after the section, by the end of this scope
-    std::lock_guard const hold(m_section);
-    for (Entry& entry : m_entries)
-        if (entry.subscriber == subscriber && subscriber) removed.push_back(std::exchange(entry, {{}, nullptr}));
-    if (!m_delivering) Compact();
-    RefreshInterest();
-    return !removed.empty();
+    for (bool found = false;; found = true) {
+        XCSmartPtr<XCLogSubscriberI> released; // after the section
+        std::lock_guard const hold(m_section);
+        auto const entry = std::find_if(m_entries.begin(), m_entries.end(),
+                                        [&](Entry const& e) { return subscriber && e.subscriber == subscriber; });
+        if (entry != m_entries.end()) {
+            released = std::exchange(entry->subscriber, {});
+            continue;
+        }
+        if (!m_delivering) Compact();
+        RefreshInterest();
+        return found;
+    }
 }
 
 XCSmartPtrVector<XCLogSubscriberI> SubscriberList::All() const

@@ -181,14 +181,10 @@ XCSmartPtrVector<XCLogSubscriberI> XCLogManager::GetSubscribers() const
     return m_subscribers->All();
 }
 
+/// Needs no memory: destructors flush. Delivery runs without the lock, since subscribers may ask for channels.
 void XCLogManager::Flush()
 {
-    std::vector<XCLogChannel*> channels; // delivery runs without the lock: subscribers may ask for channels
-    {
-        std::lock_guard const hold(m_section);
-        for (auto const& channel : m_channels) channels.push_back(channel.get());
-    }
-    for (XCLogChannel* const channel : channels) channel->FlushStreams();
+    for (std::size_t i = 0; XCLogChannel* const channel = GetChannel(i); ++i) channel->FlushStreams();
     m_subscribers->FlushSubscribers();
 }
 

@@ -109,7 +109,7 @@ void XCLogStreamBuf::FlushThread(unsigned long thread) noexcept
     Pending taken;
     if (!TakePending(thread, taken)) return;
     Deliver(taken.level, taken.text.View());
-    if (taken.text.Capacity() > kMostKeptUnits) return;
+    if (taken.text.IsNull() || taken.text.Capacity() > kMostKeptUnits) return; // null: its text found no memory
     taken.text.Assign(L"", 0, 1);
     std::lock_guard const hold(m_section);
     for (Pending& pending : m_pending)
