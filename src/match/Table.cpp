@@ -224,21 +224,21 @@ bool Table<Cell>::RunLanes(std::uint32_t& state, wchar_t const* text, std::size_
     Latin const latin{m_cells.data(), m_latin};
     std::uint32_t a = state, b = guesses[1], c = guesses[2], d = guesses[3];
     static_assert(kLanes == 4);
-    for (wchar_t const* const end = text + lane; text != end; text += 4) {
-        std::uint64_t const unitsA = FourUnits(text);
-        std::uint64_t const unitsB = FourUnits(text + lane);
-        std::uint64_t const unitsC = FourUnits(text + 2 * lane);
-        std::uint64_t const unitsD = FourUnits(text + 3 * lane);
+    for (wchar_t const* at = text; at != text + lane; at += 4) {
+        std::uint64_t const unitsA = FourUnits(at);
+        std::uint64_t const unitsB = FourUnits(at + lane);
+        std::uint64_t const unitsC = FourUnits(at + 2 * lane);
+        std::uint64_t const unitsD = FourUnits(at + 3 * lane);
         if (((unitsA | unitsB | unitsC | unitsD) & kBeyondLatin) == 0) {
             latin.StepFour(a, unitsA);
             latin.StepFour(b, unitsB);
             latin.StepFour(c, unitsC);
             latin.StepFour(d, unitsD);
         } else {
-            a = StepFour(a, text);
-            b = StepFour(b, text + lane);
-            c = StepFour(c, text + 2 * lane);
-            d = StepFour(d, text + 3 * lane);
+            a = StepFour(a, at);
+            b = StepFour(b, at + lane);
+            c = StepFour(c, at + 2 * lane);
+            d = StepFour(d, at + 3 * lane);
         }
         if (IsSettled(a)) {
             state = a;
@@ -248,12 +248,12 @@ bool Table<Cell>::RunLanes(std::uint32_t& state, wchar_t const* text, std::size_
     LaneStates const ends{a, b, c, d};
     bool agreed = true;
     state = a;
-    for (std::size_t at = 1; at < kLanes; ++at) {
-        bool const right = state == guesses[at];
+    for (std::size_t i = 1; i < kLanes; ++i) {
+        bool const right = state == guesses[i];
         if (right)
-            state = ends[at];
+            state = ends[i];
         else
-            RunSteps(state, text + (at - 1) * lane, lane, lane); // text is at the second lane now
+            RunSteps(state, text + i * lane, lane, lane);
         agreed = agreed && right;
     }
     return agreed;

@@ -122,8 +122,7 @@ XC_TARGET_AVX2 inline bool HasNoEndAvx2(__m256i const* at) noexcept
     __m256i const a = _mm256_load_si256(at);
     __m256i const b = _mm256_load_si256(at + 1);
     __m256i ends = _mm256_cmpeq_epi16(_mm256_min_epu16(a, b), _mm256_setzero_si256());
-    if (Dots)
-        ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(_mm256_max_epu16(a, b), _mm256_set1_epi16(-1)));
+    if (Dots) ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(_mm256_max_epu16(a, b), _mm256_set1_epi16(-1)));
     return _mm256_testz_si256(ends, ends) != 0;
 }
 
