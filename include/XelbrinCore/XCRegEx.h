@@ -71,8 +71,9 @@ public:
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetLeftChild() const { return m_left; }
     /// Null for a leaf and for a repetition.
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetRightChild() const { return m_right; }
-    /// The same without a reference of the caller's: valid while this node lives.
+    /// The left child without a reference of the caller's: valid while this node lives.
     [[nodiscard]] XCRegExSyntaxNode const* GetLeftChildP() const noexcept { return m_left.GetPtr(); }
+    /// The right child, likewise.
     [[nodiscard]] XCRegExSyntaxNode const* GetRightChildP() const noexcept { return m_right.GetPtr(); }
 
 protected:
@@ -400,7 +401,8 @@ public:
     /// Whether the automaton would have more states than the limits allow, so that matching follows sets of states.
     [[nodiscard]] bool UsesStateSets() const noexcept;
 
-    /// The deterministic automaton, the start state first; empty when there is none (IsTooLarge, UsesStateSets).
+    /// The deterministic automaton, the start state first; empty when there is none (IsTooLarge, UsesStateSets). A pattern
+    /// of literals and ".*" alone is matched without one: it is built, and kept, when it is first asked for.
     [[nodiscard]] std::vector<DfaState> GetStates() const;
     /// The deterministic automaton as the debug switch prints it, stop flags last.
     [[nodiscard]] XCString DumpStates() const;
