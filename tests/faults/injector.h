@@ -5,6 +5,8 @@
 // that the cleaning up has no memory either.
 #pragma once
 
+#include "repetitions.h"
+
 #include <XelbrinCore/XCException.h>
 
 #include <atomic>
@@ -102,13 +104,13 @@ inline void ExpectNoLeak(Scenario const& scenario, Plan const& plan, std::size_t
     EXPECT_LT(grown, 3u) << "something is left behind";
 }
 
-/// Every call up to `kAll` fails once, then every `kStep`th. Returns the number of faults.
+/// Every one of the first calls fails, then every `kStep`th. Returns the number of faults.
 inline long FailEach(Scenario const& scenario, Mode mode)
 {
-    constexpr long kAll = 400;
+    static long const all = xc_test::Times(1000) > 1 ? 400 : 5;
     constexpr long kStep = 29;
     long count = 0;
-    for (long at = 0;; at += at < kAll ? 1 : kStep) {
+    for (long at = 0;; at += at < all ? 1 : kStep) {
         SCOPED_TRACE(testing::Message() << scenario.name << (mode == Mode::Once ? ", fault " : ", lasting fault ")
                                         << at);
         Plan const plan{at, mode};
