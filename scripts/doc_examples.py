@@ -3,13 +3,14 @@
 
 doc_examples.py OUTPUT PAGE...: each ```cpp block becomes one test. A block that begins at file level is marked
 "```cpp top"; the blocks after it in the same page see it. A ```text block directly behind a ```cpp block is what
-std::wcout must receive; without one the block is compiled but not run. "```cpp member" is a part of a plug-in's class.
+std::wcout must receive; without one the block is compiled but not run. "```cpp member" is a part of a plug-in's class,
+"```cpp program" a program of its own.
 Blocks that quote a whole file are left to check_docs.py.
 """
 import re
 import sys
 
-BLOCK = re.compile(r"(?<!-->\n)^```cpp( top| member)?\n(.*?)^```\n(?:\n?```text\n(.*?)^```\n)?", re.MULTILINE | re.DOTALL)
+BLOCK = re.compile(r"(?<!-->\n)^```cpp( top| member| program)?\n(.*?)^```\n(?:\n?```text\n(.*?)^```\n)?", re.MULTILINE | re.DOTALL)
 
 
 def tests_of(page: str) -> str:
@@ -23,6 +24,8 @@ def tests_of(page: str) -> str:
         place = f'#line {line} "{page}"\n'
         if kind == " top":
             parts.append(place + code)
+        elif kind == " program":
+            parts.append(f"namespace Line{line} {{\n{place}{code}}}\n")
         elif kind == " member":
             parts.append(f"struct Line{line} : xc_test::PlugInOfAPage\n{{\n{place}{code}}};\n")
         elif expected is None:

@@ -24,9 +24,6 @@ public:
     int Main();
     int Run() override;
 
-protected:
-    XCErrorID AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool quiet) override;
-
 private:
     int ShowHelp();
 
@@ -68,13 +65,6 @@ int RecordHost::ShowHelp()
     DisplayUsage();
     SetTraceLevel(0);
     return 0;
-}
-
-/// Asks before the plug-in is initialised: the options of one that refuses to work are wanted most.
-XCErrorID RecordHost::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool quiet)
-{
-    if (!plugIn.IsNull()) AddCustomUsageInfo(plugIn->GetUsageInfo());
-    return XCApplicationWithPlugIns::AddPlugIn(plugIn, quiet);
 }
 
 int RecordHost::Run()

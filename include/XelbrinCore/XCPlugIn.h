@@ -104,7 +104,8 @@ public:
     virtual bool IsRunningPlugIn() const;
     /// Whether it brings other plug-ins: false here.
     virtual bool IsContainerPlugIn() const;
-    /// The options it understands; they join the host's usage screen when it is loaded. None by default.
+    /// The options it understands; they join the host's usage screen, also when it refuses to work. Called before Init.
+    /// None by default.
     virtual XCUsageInfo GetUsageInfo() const;
     /// The plug-ins that must be loaded before it; none by default.
     virtual std::vector<PlugInIdEx> GetDependentV() const;

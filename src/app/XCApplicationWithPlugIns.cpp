@@ -120,6 +120,9 @@ XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool 
         PrintError(present.AsString());
         return present;
     }
+    // Of a plug-in that is refused, too: its options may be what was wrong.
+    XCUsageInfo const usage = xc::app::SealedValue([&] { return plugIn->GetUsageInfo(); }, XCUsageInfo());
+    if (usage.GetCmdLineArgDescCount() != 0 || !usage.GetGeneralInfo().IsNull()) AddCustomUsageInfo(usage);
     XCErrorID const dependencies = CheckDependents(*plugIn, false);
     if (dependencies.Bad()) return dependencies;
 
@@ -133,8 +136,6 @@ XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool 
         m_host->UnloadChildrenOf(facts.guid);
         return initialised;
     }
-    XCUsageInfo const usage = xc::app::SealedValue([&] { return plugIn->GetUsageInfo(); }, XCUsageInfo());
-    if (usage.GetCmdLineArgDescCount() != 0 || !usage.GetGeneralInfo().IsNull()) AddCustomUsageInfo(usage);
     m_host->Add(std::move(plugIn), std::move(facts));
     return initialised;
 }

@@ -107,7 +107,6 @@ void FillTable()
     XC_FAULT(RegOpenKeyExW, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED);
     XC_FAULT(GetModuleFileNameW, 0, ERROR_NOT_ENOUGH_MEMORY);
     XC_FAULT(GetEnvironmentVariableW, 0, ERROR_ENVVAR_NOT_FOUND);
-    XC_FAULT(RegisterWaitForSingleObject, FALSE, ERROR_NOT_ENOUGH_MEMORY);
     XC_FAULT(FormatMessageW, 0, ERROR_MR_MID_NOT_FOUND);
     XC_FAULT(BCryptOpenAlgorithmProvider, STATUS_NO_MEMORY, 0);
     XC_FAULT(BCryptGenRandom, STATUS_NO_MEMORY, 0);
@@ -308,7 +307,7 @@ void Host()
     std::filesystem::path const modules = std::filesystem::path(program).parent_path() / "modules";
     Folder const folder;
     for (char const* const name : {"reader.osx", "filter.osx"})
-        std::filesystem::copy_file(modules / name, folder.path / name);
+        std::filesystem::copy_file(modules / "plugin.osx", folder.path / name);
     struct Result {
         int code = -1;
         XCString said;
