@@ -49,14 +49,19 @@ function(xc_tests_without_avx2 name)
   endif()
 endfunction()
 
-# xc_test_module(<target> files...)
-# A plug-in module (.osx) that tests load at run time; built into bin/modules.
-function(xc_test_module target)
+# xc_module(<target> <folder> files...)
+# A plug-in module (.osx), built into the folder.
+function(xc_module target folder)
   add_library(${target} MODULE ${ARGN})
   xc_own_code(${target})
   target_link_libraries(${target} PRIVATE XelbrinCore)
-  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".osx"
-    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/modules)
+  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".osx" LIBRARY_OUTPUT_DIRECTORY ${folder})
+endfunction()
+
+# xc_test_module(<target> files...)
+# A module that tests load at run time.
+function(xc_test_module target)
+  xc_module(${target} ${CMAKE_BINARY_DIR}/bin/modules ${ARGN})
 endfunction()
 
 # xc_example(<name> <file>)

@@ -22,6 +22,7 @@
 #include <XelbrinCore/XCTimeZone.h>
 
 #include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -613,6 +614,13 @@ XC_API XCString XCPrintDuration(long const& seconds);
 /// The same with the fraction of the seconds, up to microseconds, zeros at its end dropped: "0:00:01.5". A value that
 /// is no number reads as 0; values past 64 bits are held at the limit.
 XC_API XCString XCPrintDuration(double const& seconds);
+/// The same for other kinds of whole numbers; above what a long holds it is written as the double.
+template <std::integral T>
+XCString XCPrintDuration(T seconds)
+{
+    return std::in_range<long>(seconds) ? XCPrintDuration(static_cast<long>(seconds))
+                                        : XCPrintDuration(static_cast<double>(seconds));
+}
 
 // The default text of each class; XCDurationEx in the short form, date-times in the local zone. Reading takes one word
 // (a date-time takes a second one when a blank and a digit follow the date) and sets failbit when it is no such value.

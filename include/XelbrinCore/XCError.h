@@ -267,8 +267,10 @@ enum XCCoreError : long {
     // 400-499 threads and locks
 
     // 500-599 application
-    XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used (text)
+    XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used; the error has a text of its own
     XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error)
+    XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error)
+    XCErrListMalformed = 503,        ///< a list file of plug-ins is no text in its encoding (file)
 
     // 600-699 configuration
     XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read (file, system error)

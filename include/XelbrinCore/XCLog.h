@@ -46,7 +46,9 @@ class SubscriberList;
 class XC_API XCLogStreamBuf : public std::wstreambuf {
 public:
     /// Made by the channel. @param subscribers the list that it delivers to, shared.
-    XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName);
+    /// @param main the buffer of the channel's own stream, when this one is another of the channel; null: this is it.
+    XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
+                   XCLogStreamBuf const* main = nullptr);
     ~XCLogStreamBuf() override;
 
     /// Delivers the calling thread's text at the old level, then changes the level. Nothing when it is the same. Text
@@ -95,6 +97,7 @@ private:
 
     std::shared_ptr<xc::log::SubscriberList> m_subscribers;
     XCString m_name;
+    XCLogStreamBuf const* m_main; ///< stands for the channel
     std::atomic<int> m_level{1};
     std::atomic<bool> m_interested{false};
     std::atomic<std::int64_t> m_highest; ///< the highest level that somebody wants
@@ -107,8 +110,9 @@ private:
 /// value which could not be written (a null text) has left; as a std::wostream it behaves like any other.
 class XC_API XCLogStream : public std::wostream {
 public:
-    /// Made by the channel. @param subscribers the list that it delivers to, shared.
-    XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName);
+    /// Made by the channel. @param main as for XCLogStreamBuf.
+    XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
+                XCLogStreamBuf const* main = nullptr);
     ~XCLogStream() override;
 
     /// Sets the level of what is written from now on.
@@ -168,7 +172,13 @@ public:
     [[nodiscard]] XCString const& name() const noexcept { return m_name; }
     /// The stream of the channel; lives as long as it.
     [[nodiscard]] XCLogStream& GetStream() noexcept { return m_stream; }
-    /// Whether a subscriber wants text of this level.
+    /// A further stream of the channel whose level is this one and is not to be changed: threads that write at different
+    /// levels do not disturb each other, as they would with SetLoggingLevel. What the calling thread has pending in the
+    /// channel's other streams is delivered first, so that its records keep their order. Made at the first call for a
+    /// level, lives as long as the channel. Any thread.
+    [[nodiscard]] XCLogStream& GetStream(int level);
+    /// Delivers what all threads have pending in all streams of the channel.
+    void FlushStreams() noexcept;
     [[nodiscard]] bool IsInterested(int level) const noexcept { return m_stream.GetBuffer().IsInterested(level); }
     /// Delivers one record at this level, whatever the stream's level is. Any thread.
     void Write(int level, std::wstring_view text)
@@ -184,9 +194,12 @@ public:
     void AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber);
 
 private:
+    struct LevelStream;
+
     std::shared_ptr<xc::log::SubscriberList> m_subscribers;
     XCString m_name;
     XCLogStream m_stream;
+    std::atomic<LevelStream*> m_levelStreams{nullptr}; ///< a list that only grows
 };
 
 /// Builds one record and delivers it as one block at the end of its life. Does nothing when nobody is interested.
@@ -294,6 +307,8 @@ public:
     XC_API bool RemoveSubscriber(XCLogSubscriberI const* subscriber);
     /// How many subscribers are registered.
     [[nodiscard]] XC_API std::size_t GetSubscriberCount() const;
+    /// Those attached to the manager or to one of its channels, in the order of attachment.
+    [[nodiscard]] XC_API XCSmartPtrVector<XCLogSubscriberI> GetSubscribers() const;
 
     /// Delivers what the streams of all channels have pending and flushes the subscribers.
     XC_API void Flush();

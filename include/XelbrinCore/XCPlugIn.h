@@ -8,9 +8,12 @@
 //          Its plug-in tells a name, an identity and what it depends on; the host initialises it after those, runs it
 //          when it is runnable, asks it to end, and unloads it (XCApplication.h).
 // STATES   created 0 -> initialising 1 -> ready 2 -> running 3 -> finished 4. A failed Init leaves 0; a plug-in that
-//          cannot run stays ready.
-// LIFETIME Plug-ins are counted. The module stays loaded as long as somebody holds its plug-in.
-// FAILURES What a plug-in throws in any call ends in the host: it is reported with the plug-in's name.
+//          cannot run, or was not run because the program is to end, stays ready.
+// LIFETIME Plug-ins are counted: GetPlugInObject returns one from new that nobody counts yet. The module stays loaded as
+//          long as somebody holds its plug-in. In Unload a plug-in takes back what it has registered in the process: log
+//          subscribers, threads, pointers to others.
+// FAILURES What a plug-in throws in any call ends in the host: it is reported with the plug-in's name. After a failed
+//          Init the plug-in is let go of, Unload is not called, and its test cases leave the main menu.
 // THREADS  The host calls Init, Unload and Run of plain plug-ins on its own thread, Run of threaded ones on a thread of
 //          their own, and RequestExit on any thread, also while Run is at work.
 #pragma once
@@ -101,15 +104,17 @@ public:
     virtual bool IsRunningPlugIn() const;
     /// Whether it brings other plug-ins: false here.
     virtual bool IsContainerPlugIn() const;
-    /// The options it understands, for the host's usage screen; none by default.
+    /// The options it understands; they join the host's usage screen when it is loaded. None by default.
     virtual XCUsageInfo GetUsageInfo() const;
     /// The plug-ins that must be loaded before it; none by default.
     virtual std::vector<PlugInIdEx> GetDependentV() const;
     /// Called once, after what it depends on. A Bad result keeps it out. Success by default.
+    /// @param application the host; it lives until the plug-in was unloaded.
     virtual XCErrorID Init(XCApplicationWithPlugIns const& application);
-    /// Called once before it is let go. Nothing by default.
+    /// Called once before it is let go, when its Run has ended. Nothing by default.
     virtual void Unload();
-    /// The program is to end. Nothing by default.
+    /// The program is to end: make Run return. Called on any thread, perhaps before Run has begun, and must itself
+    /// return. Nothing by default.
     /// @param immediately do not wait for the end of what is going on.
     virtual void RequestExit(bool immediately);
 
@@ -147,10 +152,11 @@ public:
     ~XCThreadedRunPlugIn() override;
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
-    /// Asks Run to end; unless `immediately`, looks every kExitStepMs whether it has, for at most kExitPatienceMs.
+    /// Asks Run to end; unless `immediately`, looks every kExitStepMs whether it has, for at most the host's exit
+    /// patience. On the plug-in's own thread it does not wait. An override calls it.
     void RequestExit(bool immediately) override;
 
-    /// How long RequestExit waits for the end of Run, in milliseconds.
+    /// The patience of a host that has set none (XCApplicationWithPlugIns::SetExitPatience), in milliseconds.
     static constexpr unsigned int kExitPatienceMs = 10000;
     static constexpr unsigned int kExitStepMs = 200; ///< How often RequestExit looks, in milliseconds.
 
@@ -168,7 +174,8 @@ private:
     std::unique_ptr<State> m_state;
 };
 
-/// A plug-in that brings others with it; they are added before it is initialised itself.
+/// A plug-in that brings others with it; they are added before it is initialised itself. A child that fails is reported
+/// and does not keep the container out; when the container fails its children go with it.
 class XC_API XCPlugInContainer : public XCPlugIn {
 public:
     static constexpr int kIUID = 6;
@@ -177,7 +184,7 @@ public:
     int GetIUID() const override;
     bool IsKindOf(int iuid) const override;
     bool IsContainerPlugIn() const override;
-    /// The plug-ins it brings; asked once, before its own Init.
+    /// Called once, when the container is added.
     virtual XCSmartPtrVector<XCPlugIn> GetPlugInList() const = 0;
 
 protected:

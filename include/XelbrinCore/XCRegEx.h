@@ -71,6 +71,9 @@ public:
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetLeftChild() const { return m_left; }
     /// Null for a leaf and for a repetition.
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetRightChild() const { return m_right; }
+    /// The same without a reference of the caller's: valid while this node lives.
+    [[nodiscard]] XCRegExSyntaxNode const* GetLeftChildP() const noexcept { return m_left.GetPtr(); }
+    [[nodiscard]] XCRegExSyntaxNode const* GetRightChildP() const noexcept { return m_right.GetPtr(); }
 
 protected:
     /// Keeps a share of each child.

@@ -44,7 +44,8 @@ public:
     explicit XCUnitTest(XCString title = L"Main menu");
     /// Appends a case. The function is called once a run.
     void AddTestCase(XCString const& name, Function function);
-    /// How many cases there are.
+    /// Removes the cases, from the index `from` on, whose function `which` chooses.
+    void RemoveTestCases(std::function<bool(Function const&)> const& which, std::size_t from = 0);
     [[nodiscard]] std::size_t GetTestCaseCount() const noexcept { return m_cases.size(); }
 
     /// Runs one case and reports on it; false when a check failed, something was thrown, or there is no such case.

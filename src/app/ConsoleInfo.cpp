@@ -1,7 +1,8 @@
 #include <XelbrinCore/XCApplication.h>
-#include <XelbrinCore/XCError.h>
 
-#include "text/Utf8.h"
+#include "errors/CoreError.h"
+#include "win32/Console.h"
+#include "win32/Paths.h"
 #include "win32/UniqueHandle.h"
 
 #include <cstdio>
@@ -13,24 +14,74 @@ namespace {
 constexpr int kOutput = 1;
 constexpr int kError = 2;
 
-/// A copy of the runtime's descriptor, which also keeps the handle behind it open.
-int DuplicateOf(int descriptor) noexcept
+/// Null when there is no such descriptor: services have no console.
+HANDLE HandleOf(int descriptor) noexcept
 {
-    return ::_dup(descriptor);
+    return descriptor < 0 ? nullptr : reinterpret_cast<HANDLE>(::_get_osfhandle(descriptor));
 }
 
-XCErrorID CannotOpen(XCString const& fileName)
+/// A descriptor of the runtime over the file, which is created when missing; -1 and the last error when it cannot be.
+int OpenToAppend(XCString const& fileName) noexcept
 {
-    XCErrorID const reason(XCSmartPtr<XCWinLastError>(new XCWinLastError));
-    return XCErrorID(XCSmartPtr<XCErrorString>(
-        new XCErrorString(fileName + L": " + reason.AsString(), XCErrConsoleNotRedirected, XCErrorI::SeverityError)));
+    xc::win32::UniqueFile file(::CreateFileW(xc::win32::SystemPath(fileName).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
+                                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return -1;
+    int const descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.Get()), _O_APPEND | _O_BINARY);
+    if (descriptor < 0)
+        ::SetLastError(ERROR_TOO_MANY_OPEN_FILES);
+    else
+        (void)file.Release(); // the descriptor's now
+    return descriptor;
+}
+
+void FlushStandardStreams() noexcept
+{
+    std::fflush(stdout);
+    std::fflush(stderr);
 }
 
 } // namespace
 
+namespace xc::app {
+
+/// What a standard stream was before it was sent elsewhere.
+class RedirectedStream {
+public:
+    RedirectedStream(int standard, DWORD id) noexcept : m_standard(standard), m_id(id), m_before(::_dup(standard)) {}
+    ~RedirectedStream()
+    {
+        if (m_before < 0) {
+            ::_close(m_standard); // there was none
+            ::SetStdHandle(m_id, nullptr);
+            return;
+        }
+        Exchange(m_before);
+        ::_close(m_before);
+    }
+    RedirectedStream(RedirectedStream const&) = delete;
+    RedirectedStream& operator=(RedirectedStream const&) = delete;
+
+    /// The descriptors are exchanged, not the handles alone: the runtime's streams follow them, and the handles follow
+    /// for those who look there.
+    void Exchange(int descriptor) const noexcept
+    {
+        ::_dup2(descriptor, m_standard);
+        ::SetStdHandle(m_id, HandleOf(m_standard));
+    }
+    [[nodiscard]] HANDLE Before() const noexcept { return HandleOf(m_before); }
+
+private:
+    int m_standard;
+    DWORD m_id;
+    int m_before; ///< a copy, which also keeps the handle behind it open; -1 when there was no such stream
+};
+
+} // namespace xc::app
+
 struct XCConsoleInfo::State {
-    int output = -1; ///< what was the standard output; -1 when there was none
-    int error = -1;
+    xc::app::RedirectedStream output{kOutput, STD_OUTPUT_HANDLE};
+    xc::app::RedirectedStream error{kError, STD_ERROR_HANDLE};
 };
 
 XCConsoleInfo::XCConsoleInfo() = default;
@@ -40,55 +91,36 @@ XCConsoleInfo::~XCConsoleInfo()
     Close();
 }
 
-// The descriptors are exchanged, not the handles alone: the runtime's streams and GetStdHandle follow both.
 XCErrorID XCConsoleInfo::Open(XCString const& fileName)
 {
-    HANDLE const file = ::CreateFileW(fileName.AsWChar(), FILE_APPEND_DATA | SYNCHRONIZE,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return CannotOpen(fileName);
-    int const descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file), _O_APPEND | _O_BINARY);
-    if (descriptor < 0) {
-        ::CloseHandle(file);
-        return CannotOpen(fileName);
-    }
-    Close();
-    std::fflush(stdout);
-    std::fflush(stderr);
-    auto state = std::make_unique<State>();
-    state->output = DuplicateOf(kOutput);
-    state->error = DuplicateOf(kError);
-    ::_dup2(descriptor, kOutput);
-    ::_dup2(descriptor, kError);
+    int const descriptor = OpenToAppend(fileName);
+    if (descriptor < 0)
+        return xc::errors::MakeCoreError(XCErrConsoleNotRedirected, fileName, static_cast<long>(::GetLastError()));
+    XCLockGuard<XCCriticalSection> const guard(m_section);
+    FlushStandardStreams();
+    if (!m_state) m_state = std::make_unique<State>(); // else the console is known already
+    m_state->output.Exchange(descriptor);
+    m_state->error.Exchange(descriptor);
     ::_close(descriptor);
-    m_state = std::move(state);
     return XCErrorID::Success;
 }
 
 void XCConsoleInfo::Close()
 {
+    XCLockGuard<XCCriticalSection> const guard(m_section);
     if (!m_state) return;
-    std::unique_ptr<State> const state = std::move(m_state);
-    std::fflush(stdout);
-    std::fflush(stderr);
-    for (auto const& [kept, standard] : {std::pair(state->output, kOutput), std::pair(state->error, kError)}) {
-        if (kept < 0) continue;
-        ::_dup2(kept, standard);
-        ::_close(kept);
-    }
+    FlushStandardStreams();
+    m_state.reset();
+}
+
+bool XCConsoleInfo::IsOpen() const
+{
+    XCLockGuard<XCCriticalSection> const guard(m_section);
+    return m_state != nullptr;
 }
 
 void XCConsoleInfo::WriteToConsole(std::wstring_view text) const
 {
-    if (!m_state || m_state->output < 0) return;
-    HANDLE const handle = reinterpret_cast<HANDLE>(::_get_osfhandle(m_state->output));
-    DWORD mode = 0;
-    DWORD written = 0;
-    if (::GetConsoleMode(handle, &mode)) {
-        ::WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-        return;
-    }
-    std::string bytes;
-    xc::text::AppendUtf8(bytes, text);
-    ::WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    XCLockGuard<XCCriticalSection> const guard(m_section);
+    if (m_state && m_state->output.Before()) xc::win32::WriteText(m_state->output.Before(), text);
 }

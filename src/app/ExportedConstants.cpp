@@ -1,10 +1,12 @@
 // The compiler gives a constant member of an exported class a place in the library only when something here takes its
 // address; programs that bind a reference to one need that place.
+#include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCString.h>
 
@@ -34,6 +36,14 @@ namespace {
     &XCRegEx::kMaxNodes,
     &XCCondition::kMaxNesting,
     &XCConditionSchema::npos,
+    &XCPlugIn::kIUID,
+    &XCRunPlugIn::kIUID,
+    &XCThreadedRunPlugIn::kIUID,
+    &XCThreadedRunPlugIn::kExitPatienceMs,
+    &XCThreadedRunPlugIn::kExitStepMs,
+    &XCPlugInContainer::kIUID,
+    &XCApplicationWithPlugIns::kEntryName,
+    &XCApplicationWithPlugIns::kExtension,
 };
 
 } // namespace

@@ -24,20 +24,24 @@ bool XCApplicationWithPlugIns::Host::IsStillRunning(XCPlugIn& plugIn)
     return threaded && threaded->m_state->IsRunning();
 }
 
+bool XCApplicationWithPlugIns::Host::Entry::Needs(Entry const& other) const
+{
+    if (!container.IsNull() && container == other.guid) return true;
+    return std::any_of(dependencies.begin(), dependencies.end(),
+                       [&](PlugInIdEx const& wanted) { return wanted.GetGuid() == other.guid; });
+}
+
 void XCApplicationWithPlugIns::Host::Add(XCSmartPtr<XCPlugIn> plugIn, Facts facts)
 {
     HostGuard const guard(m_section);
-    m_entries.push_back({{}, std::move(plugIn), std::move(facts.name), facts.guid, std::move(facts.dependencies)});
+    m_entries.push_back({std::move(plugIn), std::move(facts.name), facts.guid, std::move(facts.dependencies), {}});
 }
 
-void XCApplicationWithPlugIns::Host::Keep(XCPlugIn const* plugIn, xc::win32::Module module)
+void XCApplicationWithPlugIns::Host::SetContainer(XCPlugIn const* child, XCGuid const& container)
 {
     HostGuard const guard(m_section);
-    for (Entry& entry : m_entries) {
-        if (entry.plugIn != plugIn) continue;
-        entry.module = std::move(module);
-        return;
-    }
+    for (Entry& entry : m_entries)
+        if (entry.plugIn == child) entry.container = container;
 }
 
 auto XCApplicationWithPlugIns::Host::TakeLast() -> std::optional<Entry>
@@ -47,6 +51,37 @@ auto XCApplicationWithPlugIns::Host::TakeLast() -> std::optional<Entry>
     std::optional<Entry> last(std::move(m_entries.back()));
     m_entries.pop_back();
     return last;
+}
+
+auto XCApplicationWithPlugIns::Host::TakeLastChildOf(XCGuid const& container) -> std::optional<Entry>
+{
+    HostGuard const guard(m_section);
+    if (container.IsNull()) return std::nullopt;
+    auto const at = std::find_if(m_entries.rbegin(), m_entries.rend(),
+                                 [&](Entry const& entry) { return entry.container == container; });
+    if (at == m_entries.rend()) return std::nullopt;
+    std::optional<Entry> child(std::move(*at));
+    m_entries.erase(std::next(at).base());
+    return child;
+}
+
+auto XCApplicationWithPlugIns::Host::StillNeeded() const -> std::vector<Staying>
+{
+    HostGuard const guard(m_section);
+    std::vector<Staying> staying;
+    auto const isIn = [&](XCGuid const& guid) {
+        return std::any_of(staying.begin(), staying.end(), [&](Staying const& one) { return one.guid == guid; });
+    };
+    for (Entry const& entry : m_entries)
+        if (IsStillRunning(*entry.plugIn)) staying.push_back({entry.guid, L"is still running"});
+    for (std::size_t i = 0; i < staying.size(); ++i) {
+        auto const user = std::find_if(m_entries.begin(), m_entries.end(),
+                                       [&](Entry const& entry) { return entry.guid == staying[i].guid; });
+        for (Entry const& entry : m_entries)
+            if (user->Needs(entry) && !isIn(entry.guid))
+                staying.push_back({entry.guid, L"is needed by <" + user->name + L">"});
+    }
+    return staying;
 }
 
 bool XCApplicationWithPlugIns::Host::IsEmpty() const

@@ -2,15 +2,16 @@
 
 #include "text/Units.h"
 
+#include <algorithm>
+
 namespace xc::app {
 
 namespace {
 
 std::wstring_view TrimBlanks(std::wstring_view text)
 {
-    auto const drop = [](wchar_t unit) { return text::IsBlank(unit) || unit == L'\r'; };
-    while (!text.empty() && drop(text.front())) text.remove_prefix(1);
-    while (!text.empty() && drop(text.back())) text.remove_suffix(1);
+    while (!text.empty() && text::IsBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && text::IsBlank(text.back())) text.remove_suffix(1);
     return text;
 }
 
@@ -18,8 +19,9 @@ std::wstring_view TrimBlanks(std::wstring_view text)
 
 bool StaysInside(std::wstring_view name)
 {
-    if (name.empty() || name.find(L':') != std::wstring_view::npos || name.front() == L'\\' || name.front() == L'/')
-        return false;
+    if (name.empty() || name.front() == L'\\' || name.front() == L'/') return false;
+    // A colon names a drive or a stream of a file; at a NUL the system would take the name to end.
+    if (std::any_of(name.begin(), name.end(), [](wchar_t unit) { return unit == L':' || unit < L' '; })) return false;
     while (!name.empty()) {
         std::size_t const end = std::min(name.find_first_of(L"\\/"), name.size());
         // The system drops trailing dots and blanks of a name: ".. " leads out as well.
@@ -35,7 +37,7 @@ ModuleList ReadModuleList(std::wstring_view text)
 {
     ModuleList list;
     while (!text.empty()) {
-        std::size_t const end = std::min(text.find(L'\n'), text.size());
+        std::size_t const end = std::min(text.find_first_of(L"\r\n"), text.size());
         std::wstring_view const name = TrimBlanks(text.substr(0, end));
         text.remove_prefix(std::min(end + 1, text.size()));
         if (name.empty() || name.front() == L';') continue;

@@ -1,9 +1,12 @@
 // Finding and loading plug-in modules.
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCUnitTest.h>
 
+#include "app/ConfigBytes.h"
 #include "app/Host.h"
 #include "app/ListFile.h"
 #include "app/Sealed.h"
+#include "errors/CoreError.h"
 #include "text/Utf8.h"
 #include "win32/FileIo.h"
 #include "win32/Paths.h"
@@ -12,6 +15,7 @@
 
 using xc::app::PlugInFailure;
 using xc::app::Sealed;
+using xc::errors::MakeCoreError;
 
 namespace {
 
@@ -28,39 +32,47 @@ std::string NarrowName(XCString const& name)
 
 /// The directory and the list file that a search path names.
 struct ModulePlace {
-    std::wstring directory;
+    std::wstring directory; ///< without a separator at the end, but for the root of a drive
     std::wstring listFile;
     bool listIsNamed; ///< by the path itself, so that it must exist
 };
 
+/// A name in a directory, which may be the root of a drive.
+std::wstring Join(std::wstring directory, std::wstring_view name)
+{
+    if (!directory.empty() && directory.back() != L'\\') directory += L'\\';
+    return directory.append(name);
+}
+
 ModulePlace PlaceOf(XCString const& path)
 {
-    std::wstring const full = xc::win32::FullPath(path);
-    if (xc::win32::IsDirectory(full)) return {full, full + L"\\" + kListFileName, false};
+    std::wstring full = xc::win32::FullPath(path);
+    while (full.size() > 3 && full.back() == L'\\') full.pop_back();
+    if (xc::win32::IsDirectory(full)) return {full, Join(full, kListFileName), false};
     std::size_t const separator = full.find_last_of(L'\\');
     return {full.substr(0, separator == std::wstring::npos ? 0 : separator), full, true};
 }
 
-/// The text of a list file; what is no UTF-8 is read as Latin-1, which covers every byte.
-std::wstring ReadListText(std::wstring const& path)
+/// A list file has the encodings of a configuration file.
+XCErrorID ReadList(std::wstring const& path, xc::app::ModuleList& list)
 {
     std::string bytes;
-    if (xc::win32::ReadWholeFile(path, bytes) != 0) return {};
-    if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
-    XCString text;
-    if (text.SetFromUTF8(bytes).Good()) return std::wstring(text.View());
-    std::wstring latin;
-    for (char const byte : bytes) latin += static_cast<wchar_t>(static_cast<unsigned char>(byte));
-    return latin;
+    if (unsigned long const error = xc::win32::ReadWholeFile(path, bytes); error != 0)
+        return MakeCoreError(XCErrListCannotRead, XCString(path), static_cast<long>(error));
+    XCConfigFile::Encoding encoding{};
+    std::optional<xc::app::UnitBuffer> const text = xc::app::DecodeConfig(bytes, encoding);
+    if (!text) return MakeCoreError(XCErrListMalformed, XCString(path));
+    list = xc::app::ReadModuleList(text->View());
+    return XCErrorID::Success;
 }
 
 void FindModules(std::wstring const& directory, std::wstring const& extension, bool recursive,
                  std::vector<std::wstring>& paths)
 {
-    for (std::wstring const& name : xc::win32::FilesIn(directory, extension)) paths.push_back(directory + L"\\" + name);
+    for (std::wstring const& name : xc::win32::FilesIn(directory, extension)) paths.push_back(Join(directory, name));
     if (!recursive) return;
     for (std::wstring const& name : xc::win32::DirectoriesIn(directory))
-        FindModules(directory + L"\\" + name, extension, recursive, paths);
+        FindModules(Join(directory, name), extension, recursive, paths);
 }
 
 } // namespace
@@ -80,6 +92,7 @@ XCErrorID XCApplicationWithPlugIns::LoadModule(std::wstring const& path, XCStrin
     if (!loaded.module) {
         XCErrorID const reason(XCSmartPtr<XCWinLastError>(new XCWinLastError));
         Print(L"LoadLibrary fails on " + shown + L"\n");
+        PrintError(shown + L": " + reason.AsString());
         return PlugInFailure(shown + L": " + reason.AsString());
     }
     auto* const entry = reinterpret_cast<EntryPoint*>(loaded.module.Find(NarrowName(entryName).c_str()));
@@ -89,19 +102,27 @@ XCErrorID XCApplicationWithPlugIns::LoadModule(std::wstring const& path, XCStrin
         return PlugInFailure(shown + what);
     }
     XCErrorID const made = Sealed([&] { loaded.plugIn = entry(); });
-    if (made.Bad()) Print(L"ERR> ***" + shown + L": " + made.AsString() + L"\n");
+    if (made.Bad()) PrintError(shown + L": " + made.AsString());
     return XCErrorID::Success; // a plug-in that could not be made is refused when it is added
 }
 
 XCErrorID XCApplicationWithPlugIns::AddLoaded(Loaded& loaded)
 {
+    XCString const path(loaded.path);
     XCErrorID const added = AddPlugIn(loaded.plugIn, false);
-    if (added.Bad()) {
-        Print(L"LoaPlugIn failed on " + XCString(loaded.path) + L": AddPlugIn failed\n");
-        (void)Sealed([&] { loaded.plugIn.Clear(); });
+    if (added.Good()) {
+        m_host->modules.push_back({std::move(loaded.module), path});
         return added;
     }
-    m_host->Keep(loaded.plugIn, std::move(loaded.module));
+    Print(L"LoaPlugIn failed on " + path + L": AddPlugIn failed\n");
+    // What the module has brought into the process goes before its code does.
+    m_mainMenu->RemoveTestCases([&](XCUnitTest::Function const& function) {
+        return !m_host->IsLoadedBeside(loaded.module) && loaded.module.Holds(&function.target_type());
+    });
+    Host::Entry entry{std::move(loaded.plugIn), path, {}, {}, {}};
+    if (!entry.plugIn.IsNull()) m_host->lingering.push_back(std::move(entry));
+    m_host->ReleaseLingering();
+    m_host->LetGoOf(loaded.module, path);
     return added;
 }
 
@@ -110,6 +131,11 @@ XCErrorID XCApplicationWithPlugIns::LoadPlugIn(XCString const& path, XCString co
     Loaded loaded;
     XCErrorID const result = LoadModule(xc::win32::FullPath(path), entryName, loaded);
     return result.Bad() ? result : AddLoaded(loaded);
+}
+
+XCString XCApplicationWithPlugIns::DirectoryOfModules(XCString const& path)
+{
+    return XCString(PlaceOf(path).directory);
 }
 
 XCErrorID XCApplicationWithPlugIns::LoadPlugInsFromDirectory(XCString const& directory, XCString const& extension,
@@ -125,11 +151,14 @@ XCErrorID XCApplicationWithPlugIns::GetDLLPlugInsFromDirectory(XCString const& d
     Print(L"Retrieving plug-ins from " + XCString(place.directory) + L"\n");
     std::vector<std::wstring> paths;
     if (xc::win32::IsFile(place.listFile)) {
-        xc::app::ModuleList const list = xc::app::ReadModuleList(ReadListText(place.listFile));
-        for (XCString const& name : list.names)
-            paths.push_back(xc::win32::FullPath(place.directory + L"\\" + name.AsWChar()));
+        xc::app::ModuleList list;
+        if (XCErrorID const read = ReadList(place.listFile, list); read.Bad()) {
+            PrintError(read.AsString());
+            return read;
+        }
+        for (XCString const& name : list.names) paths.push_back(xc::win32::FullPath(Join(place.directory, name)));
         for (XCString const& name : list.refused)
-            Print(L"ERR> ***" + XCString(place.listFile) + L": " + name + L" is not inside the folder of the list\n");
+            PrintError(XCString(place.listFile) + L": " + name + L" is not inside the folder of the list");
     } else if (place.listIsNamed)
         Print(L"The plug-ins list file " + XCString(place.listFile) + L" does not exist.\n");
     else

@@ -1,4 +1,3 @@
-#include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCThread.h>
@@ -92,10 +91,13 @@ bool XCThreadedRunPlugIn::IsKindOf(int iuid) const
 
 void XCThreadedRunPlugIn::RequestExit(bool immediately)
 {
-    m_state->exitRequested.post();
-    for (unsigned int waited = 0; !immediately && m_state->IsRunning() && waited < kExitPatienceMs;
+    State& state = *m_state;
+    state.exitRequested.post();
+    if (immediately || state.threadId == XCThread::GetCurrentThreadID()) return; // Run cannot wait for its own end
+    unsigned int const patience = state.patienceMs;
+    for (unsigned int waited = 0; state.IsRunning() && (patience == XCInfinite || waited < patience);
          waited += kExitStepMs)
-        m_state->ended.wait(kExitStepMs);
+        state.ended.wait(state.StepMs());
 }
 
 bool XCThreadedRunPlugIn::IsExitRequested() const noexcept

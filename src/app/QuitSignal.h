@@ -10,7 +10,7 @@ void RequestQuit() noexcept;
 void ClearQuit() noexcept;
 bool IsQuitRequested() noexcept;
 
-/// Console signals (Ctrl-C, Ctrl-Break, close, log-off, shutdown) set the quit flag as long as one of these lives.
+/// Console signals (Ctrl-C, Ctrl-Break, close, shutdown) set the quit flag as long as one of these lives.
 class QuitOnConsoleSignal {
 public:
     QuitOnConsoleSignal();
@@ -19,8 +19,8 @@ public:
     QuitOnConsoleSignal& operator=(QuitOnConsoleSignal const&) = delete;
 };
 
-/// Calls a function once, on a thread of the system, when the quit flag is or becomes set. Its end waits for a call that
-/// is under way.
+/// Calls a function once, on a thread of its own, when the quit flag is or becomes set. The function throws nothing. The
+/// end of the watch waits for a call that is under way.
 class QuitWatch {
 public:
     explicit QuitWatch(std::function<void()> onQuit);
@@ -29,8 +29,8 @@ public:
     QuitWatch& operator=(QuitWatch const&) = delete;
 
 private:
-    std::function<void()> m_onQuit;
-    void* m_wait = nullptr;
+    struct State;
+    std::unique_ptr<State> m_state;
 };
 
 } // namespace xc::app

@@ -7,17 +7,13 @@
 namespace xc::app {
 
 /// An error as plain text with its code: what a module made may live in the module, a copy of its text does not.
-inline XCErrorID TextOf(XCErrorID const& error)
-{
-    if (error.Good()) return error;
-    return XCErrorID(
-        XCSmartPtr<XCErrorString>(new XCErrorString(error.AsString(), error->GetCode(), error->GetSeverity())));
-}
+XCErrorID TextOf(XCErrorID const& error);
 
-inline XCErrorID PlugInFailure(XCString const& text)
-{
-    return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(text, XCErrPlugInFailed)));
-}
+/// An error of the host with a text of its own.
+XCErrorID PlugInFailure(XCString const& text);
+
+/// The exception being handled, as an error with its message. A message that cannot be had is named as such.
+XCErrorID FailureOfException();
 
 /// Calls a function that returns nothing or an XCErrorID; what it throws becomes an error with the exception's message.
 template <class F>
@@ -29,13 +25,8 @@ XCErrorID Sealed(F&& call)
             return XCErrorID::Success;
         } else
             return TextOf(call());
-    } catch (XCException const& e) {
-        return PlugInFailure(e.What());
-    } catch (std::exception const& e) {
-        std::string_view const what = e.what();
-        return PlugInFailure(XCString(std::wstring(what.begin(), what.end())));
     } catch (...) {
-        return PlugInFailure(L"unknown exception");
+        return FailureOfException();
     }
 }
 

@@ -5,6 +5,9 @@
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCThread.h>
 
+#include <algorithm>
+#include <atomic>
+
 struct XCThreadedRunPlugIn::State {
     XCCriticalSection section; ///< guards the flags
     bool started = false;
@@ -12,11 +15,15 @@ struct XCThreadedRunPlugIn::State {
     XCEventSemaphore startedEvent;
     XCEventSemaphore ended;
     mutable XCEventSemaphore exitRequested;
-    XCSmartPtr<XCThread> thread;
+    std::atomic<unsigned long> threadId = 0;
+    std::atomic<unsigned int> patienceMs = kExitPatienceMs;
+    std::atomic<std::uint64_t> askedAt = 0; ///< the tick at which the host has asked it to end; 0 before
+    XCSmartPtr<XCThread> thread;            ///< from its start until it was joined; the host's thread only
 
     void SetStarted()
     {
         XCLockGuard<XCCriticalSection> const guard(section);
+        threadId = XCThread::GetCurrentThreadID();
         started = running = true;
         startedEvent.post();
     }
@@ -31,4 +38,6 @@ struct XCThreadedRunPlugIn::State {
         XCLockGuard<XCCriticalSection> const guard(section);
         return running;
     }
+    /// How long one look at `ended` may last.
+    [[nodiscard]] unsigned int StepMs() const noexcept { return std::clamp(patienceMs.load(), 1u, kExitStepMs); }
 };

@@ -58,24 +58,43 @@ std::optional<XCString> XCGetEnv(XCString const& name)
 }
 
 struct XCApplication::Members {
+    explicit Members(void* module_) : module(module_) {}
+    /// The file that stands for the program's.
+    [[nodiscard]] std::wstring ModulePath() const { return xc::win32::ModulePath(module); }
+
+    void* module;
     std::optional<xc::app::QuitOnConsoleSignal> signals;
     XCConsoleInfo console;
-    XCSmartPtrVector<XCLogSubscriberI> subscribers; ///< attached by this application, detached at its end
+    XCSmartPtr<XCLogSubscriberI> consoleSubscriber;        ///< null when there is none
+    XCSmartPtr<XCLogSubscriberI> keptConsole;              ///< null unless a redirection keeps the console
+    std::vector<XCSmartPtr<XCLogSubscriberI>> subscribers; ///< attached by this application; guarded by glbLastAppPCS_
 };
 
 // Construction --------------------------------------------------------------------------------------------------
 
 XCApplication::XCApplication(int argumentCount, wchar_t const* const* arguments,
                              XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals)
+    : XCApplication(argumentCount, arguments, subscriber, handleSignals, nullptr)
+{
+}
+
+XCApplication::XCApplication(XCString const& commandLine, XCSmartPtr<XCLogSubscriberI> const& subscriber,
+                             bool handleSignals)
+    : XCApplication(commandLine, subscriber, handleSignals, nullptr)
+{
+}
+
+XCApplication::XCApplication(int argumentCount, wchar_t const* const* arguments,
+                             XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals, void* module)
     : m_cmdLine(argumentCount < 0 ? 0 : static_cast<std::size_t>(argumentCount), arguments),
-      m_members(std::make_unique<Members>())
+      m_members(std::make_unique<Members>(module))
 {
     Construct(subscriber, handleSignals);
 }
 
 XCApplication::XCApplication(XCString const& commandLine, XCSmartPtr<XCLogSubscriberI> const& subscriber,
-                             bool handleSignals)
-    : m_cmdLine(commandLine), m_members(std::make_unique<Members>())
+                             bool handleSignals, void* module)
+    : m_cmdLine(commandLine), m_members(std::make_unique<Members>(module))
 {
     Construct(subscriber, handleSignals);
 }
@@ -84,16 +103,18 @@ void XCApplication::Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bo
 {
     m_traceLevel = static_cast<unsigned int>(std::max(m_cmdLine.GetArg(L"trace", 1), 0));
     xc::log::SetApplicationTraceLevel(m_traceLevel);
-    SetUpLog(subscriber);
-    Register();
     try {
+        SetUpLog(subscriber);
+        Register();
         if (handleSignals) m_members->signals.emplace();
         FindConfigFile();
+        m_customer = XCString(xc::win32::ReadMachineSetting(kSettingsKey, L"Customer").value_or(L""));
+        m_customerCode = XCString(xc::win32::ReadMachineSetting(kSettingsKey, L"Code").value_or(L""));
         ChooseDirectories();
         StartLoggingAsAsked();
+        m_mainThreadId = xc::win32::ThreadId();
     } catch (...) { // the destructor will not run
-        Unregister();
-        for (auto const& attached : m_members->subscribers) GetLogManager().RemoveSubscriber(attached);
+        Detach();
         throw;
     }
 }
@@ -102,14 +123,16 @@ void XCApplication::SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     GetLogManager().Init();
     m_channel = &GetLogManager().GetOrAddChannel(kChannelName);
-    if (!subscriber.IsNull()) {
-        m_channel->AddSubscriber(subscriber);
-        m_members->subscribers.push_back(subscriber);
-    } else if (!m_cmdLine.ArgPresent(L"noconsole")) {
-        XCSmartPtr<XCLogSubscriberI> const console(new XCConsoleLogSubscriber(static_cast<int>(m_traceLevel)));
-        m_channel->AddSubscriber(console);
-        m_members->subscribers.push_back(console);
-    }
+    if (!subscriber.IsNull())
+        AddLogSubscriber(subscriber);
+    else if (!m_cmdLine.ArgPresent(L"noconsole"))
+        AddConsoleSubscriber();
+}
+
+void XCApplication::AddConsoleSubscriber()
+{
+    m_members->consoleSubscriber = new XCConsoleLogSubscriber(static_cast<int>(m_traceLevel));
+    AddLogSubscriber(m_members->consoleSubscriber);
 }
 
 void XCApplication::Register()
@@ -126,15 +149,35 @@ void XCApplication::Unregister() noexcept
     XCApplication** link = &glbLastAppP_;
     while (*link && *link != this) link = &(*link)->m_previous;
     if (*link) *link = m_previous;
+    xc::log::SetApplicationTraceLevel(glbLastAppP_ ? glbLastAppP_->GetTraceLevel() : 1);
+}
+
+// Takes the application out of the process: nobody finds it any more, its own subscribers are gone.
+void XCApplication::Detach() noexcept
+{
+    Unregister();
+    for (XCSmartPtr<XCLogSubscriberI> const& subscriber : m_members->subscribers)
+        if (!IsAttachedByAnother(subscriber)) GetLogManager().RemoveSubscriber(subscriber);
+}
+
+bool XCApplication::IsAttachedByAnother(XCLogSubscriberI const* subscriber) const noexcept
+{
+    SectionGuard const guard(glbLastAppPCS_);
+    for (XCApplication const* other = glbLastAppP_; other; other = other->m_previous) {
+        auto const& held = other->m_members->subscribers;
+        if (other != this && std::find(held.begin(), held.end(), subscriber) != held.end()) return true;
+    }
+    return false;
 }
 
 void XCApplication::FindConfigFile()
 {
-    std::wstring const program = xc::win32::ModulePath();
+    std::wstring const program = m_members->ModulePath();
     std::wstring const beside = program.substr(0, ExtensionStart(program)) + L".ini";
+    bool const isAsked = m_cmdLine.ArgPresent(L"config");
     XCString const asked = m_cmdLine.GetArg(L"config");
     std::vector<XCString> candidates{XCString(beside), XCString(beside.substr(FileNameStart(beside)))};
-    if (m_cmdLine.ArgPresent(L"config")) candidates = {asked};
+    if (isAsked) candidates = {asked};
     XCErrorID whyNot;
     for (XCString const& candidate : candidates) {
         try {
@@ -142,16 +185,14 @@ void XCApplication::FindConfigFile()
         } catch (XCConfigStreamException const& malformed) {
             m_configFailure.Format(L"%ls, line %u: %ls", candidate.AsWChar(),
                                    static_cast<unsigned int>(malformed.GetLine()), malformed.What().AsWChar());
-            Print(XCString(L"ERR> ***") + m_configFailure + L"\n");
-            return;
+            return PrintError(m_configFailure);
         }
         if (!m_configFile.IsNull()) return;
     }
     // An absent file is no error, but one that was asked for should be known to be absent.
-    if (m_cmdLine.ArgPresent(L"config")) {
-        m_configFailure = asked + L": " + whyNot.AsString();
-        Print(XCString(L"ERR> ***") + m_configFailure + L"\n");
-    }
+    if (!isAsked) return;
+    m_configFailure = asked.IsNull() ? XCString(L"/config names no file") : asked + L": " + whyNot.AsString();
+    PrintError(m_configFailure);
 }
 
 void XCApplication::ChooseDirectories()
@@ -167,7 +208,7 @@ void XCApplication::ChooseDirectories()
             break;
         }
     // The module's file name, at most 259 units of its path, without its last four (".exe").
-    std::wstring path = xc::win32::ModulePath().substr(0, 259);
+    std::wstring path = m_members->ModulePath().substr(0, 259);
     path.erase(0, FileNameStart(path));
     path.resize(path.size() < 4 ? 0 : path.size() - 4);
     XCException::SetErrorLogPath(m_tmpDirectory + L"\\" + XCString(path) + L"-ERROR.LOG");
@@ -179,14 +220,13 @@ void XCApplication::StartLoggingAsAsked()
     bool const keepConsole = !m_cmdLine.ArgPresent(L"noconsole");
     XCString const file = m_cmdLine.GetArg(L"consoletofile");
     XCErrorID const started = file.IsNull() ? StartLoggingToFile(keepConsole) : StartLoggingToFile(file, keepConsole);
-    if (started.Bad()) Print(XCString(L"ERR> ***") + started.AsString() + L"\n");
+    if (started.Bad()) PrintError(started.AsString());
 }
 
 XCApplication::~XCApplication()
 {
-    Unregister();
-    m_channel->GetStream().flush();
-    for (auto const& subscriber : m_members->subscribers) GetLogManager().RemoveSubscriber(subscriber);
+    m_channel->FlushStreams();
+    Detach();
 }
 
 // Usage ---------------------------------------------------------------------------------------------------------
@@ -216,7 +256,7 @@ void XCApplication::DisplayUsage(std::wostream* out) const
     XCString const asterisks = XCString(L'*', 78) + L"\n";
     XCUsageInfo const usage = GetUsageInfo();
     XCString screen = asterisks + asterisks;
-    screen += XCString(L"USAGE: ") + GetAppName(false, false) + L" [options list] \n";
+    screen += XCString(L"USAGE: ") + GetAppName() + L" [options list] \n";
     screen += asterisks;
     screen += L"Options list: \n";
     if (!usage.GetGeneralInfo().IsNull()) screen += usage.GetGeneralInfo() + L"\n";
@@ -280,13 +320,15 @@ void XCApplication::SetTraceLevel(unsigned int level)
 {
     m_traceLevel = level;
     xc::log::SetApplicationTraceLevel(level);
-    for (auto const& subscriber : m_members->subscribers) subscriber->SetDesiredLevel(static_cast<int>(level));
+    for (auto const& shown : {m_members->consoleSubscriber, m_members->keptConsole})
+        if (!shown.IsNull()) shown->SetDesiredLevel(static_cast<int>(level));
 }
 
 XCString XCApplication::GetAppName(bool withPath, bool withExtension) const
 {
-    XCString const name = m_cmdLine.GetAppName();
-    std::wstring_view text = name.View();
+    XCString const given = m_cmdLine.GetAppName();
+    std::wstring const file = given.IsNull() ? m_members->ModulePath() : std::wstring();
+    std::wstring_view text = given.IsNull() ? std::wstring_view(file) : given.View();
     if (!withExtension) text = text.substr(0, ExtensionStart(text));
     if (!withPath) text = text.substr(FileNameStart(text));
     return XCString(text);
@@ -294,7 +336,7 @@ XCString XCApplication::GetAppName(bool withPath, bool withExtension) const
 
 XCString XCApplication::GetAppPath() const
 {
-    std::wstring const program = xc::win32::ModulePath();
+    std::wstring const program = m_members->ModulePath();
     std::size_t const name = FileNameStart(program);
     return XCString(std::wstring_view(program).substr(0, name == 0 ? 0 : name - 1));
 }
@@ -318,9 +360,7 @@ std::wostream& XCApplication::GetCout() const
 
 std::wostream& XCApplication::GetAppCout(int level)
 {
-    XCLogStream& stream = GetLogManager().GetOrAddChannel(kChannelName).GetStream();
-    stream.SetLoggingLevel(level);
-    return stream;
+    return GetLogManager().GetOrAddChannel(kChannelName).GetStream(level);
 }
 
 void XCApplication::Print(std::wstring_view text)
@@ -328,24 +368,57 @@ void XCApplication::Print(std::wstring_view text)
     GetLogManager().GetOrAddChannel(kChannelName).Write(1, text);
 }
 
+void XCApplication::PrintError(XCString const& text)
+{
+    Print(XCString(L"ERR> ***") + text + L"\n");
+}
+
 void XCApplication::AddLogSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     if (subscriber.IsNull()) return;
-    m_channel->AddSubscriber(subscriber);
-    m_members->subscribers.push_back(subscriber);
+    {
+        SectionGuard const guard(glbLastAppPCS_);
+        auto& own = m_members->subscribers;
+        if (std::find(own.begin(), own.end(), subscriber) != own.end()) return;
+        own.push_back(subscriber);
+    }
+    // Not under the section: a subscriber at work may ask for the application.
+    if (!IsAttachedByAnother(subscriber)) m_channel->AddSubscriber(subscriber);
+}
+
+bool XCApplication::RemoveLogSubscriber(XCLogSubscriberI const* subscriber)
+{
+    XCSmartPtr<XCLogSubscriberI> keep;
+    {
+        SectionGuard const guard(glbLastAppPCS_);
+        auto& own = m_members->subscribers;
+        auto const found = std::find(own.begin(), own.end(), subscriber);
+        if (found == own.end()) return false;
+        keep = *found;
+        own.erase(found);
+    }
+    if (!IsAttachedByAnother(subscriber)) GetLogManager().RemoveSubscriber(subscriber);
+    return true;
 }
 
 XCErrorID XCApplication::StartLoggingToFile(XCString const& fileName, bool keepConsole)
 {
     XCErrorID const opened = m_members->console.Open(fileName);
-    if (opened.Bad() || !keepConsole) return opened;
-    XCSmartPtr<XCLogSubscriberI> const kept(new KeptConsole(m_members->console));
-    kept->SetDesiredLevel(static_cast<int>(m_traceLevel));
-    AddLogSubscriber(kept);
+    if (opened.Bad()) return opened;
+    if (m_members->consoleSubscriber.IsNull()) AddConsoleSubscriber(); // the console is the file now
+    XCSmartPtr<XCLogSubscriberI>& kept = m_members->keptConsole;
+    if (kept.IsNull() && keepConsole) {
+        kept = new KeptConsole(m_members->console);
+        kept->SetDesiredLevel(static_cast<int>(m_traceLevel));
+        AddLogSubscriber(kept);
+    } else if (!kept.IsNull() && !keepConsole) {
+        RemoveLogSubscriber(kept);
+        kept.Clear();
+    }
     return opened;
 }
 
 XCErrorID XCApplication::StartLoggingToFile(bool keepConsole)
 {
-    return StartLoggingToFile(GetAppName(false, false) + L".log", keepConsole);
+    return StartLoggingToFile(GetAppName() + L".log", keepConsole);
 }

@@ -1,4 +1,4 @@
-// The plug-in host: what is loaded, and how it runs and ends. Loading.cpp finds the modules.
+// The plug-in host: what is loaded, and how it runs. Loading.cpp finds the modules, Unloading.cpp lets them go.
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCUnitTest.h>
@@ -8,6 +8,7 @@
 #include "app/QuitSignal.h"
 #include "app/Sealed.h"
 #include "app/ThreadedState.h"
+#include "win32/Clock.h"
 
 #include <algorithm>
 #include <iostream>
@@ -27,45 +28,17 @@ constexpr int kExitRunFailed = 2;
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(int argumentCount, wchar_t const* const* arguments,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(argumentCount, arguments, subscriber, handleSignals), m_host(std::make_unique<Host>(module)),
-      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName(false, false))), m_exitCode(0)
+    : XCApplication(argumentCount, arguments, subscriber, handleSignals, module), m_host(std::make_unique<Host>()),
+      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
 }
 
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(commandLine, subscriber, handleSignals), m_host(std::make_unique<Host>(module)),
-      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName(false, false))), m_exitCode(0)
+    : XCApplication(commandLine, subscriber, handleSignals, module), m_host(std::make_unique<Host>()),
+      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
-}
-
-XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
-{
-    Print(L"Exiting application...\n");
-    m_mainMenu.reset(); // its test cases may be code of modules
-    while (!m_host->IsEmpty()) UnloadLast();
-}
-
-void XCApplicationWithPlugIns::UnloadLast()
-{
-    Host::Entry entry = m_host->TakeLast().value();
-    Print(L">>>> Unloading <" + entry.name + L">...\n");
-    if (Host::IsStillRunning(*entry.plugIn)) {
-        // Its code is being executed: it keeps its module and itself until the process ends.
-        Print(L"ERR> ***<" + entry.name + L"> is still running and stays loaded\n");
-        entry.plugIn->AddRef();
-        entry.module.KeepLoaded();
-        return;
-    }
-    XCErrorID const unloaded = Sealed([&] { entry.plugIn->Unload(); });
-    if (unloaded.Bad()) Print(L"ERR> ***<" + entry.name + L">: " + unloaded.AsString() + L"\n");
-    if (entry.plugIn->NbRef() > 1) {
-        Print(L"ERR> ***<" + entry.name + L"> is still in use and stays loaded\n");
-        entry.module.KeepLoaded();
-    }
-    XCErrorID const released = Sealed([&] { entry.plugIn.Clear(); });
-    if (released.Bad()) Print(L"ERR> ***<" + entry.name + L">: " + released.AsString() + L"\n");
 }
 
 XCUsageInfo XCApplicationWithPlugIns::GetUsageInfo() const
@@ -126,7 +99,7 @@ XCErrorID XCApplicationWithPlugIns::CheckDependents(XCPlugIn const& plugIn, bool
         if (!m_host->Find(wanted.GetGuid()).IsNull()) continue;
         XCString const name = wanted.GetText().IsNull() ? wanted.GetGuid().AsString() : wanted.GetText();
         XCErrorID const missing = PlugInFailure(L"<" + facts.name + L"> depends on " + name + L", which is not loaded");
-        if (!quiet) Print(L"ERR> ***" + missing.AsString() + L"\n");
+        if (!quiet) PrintError(missing.AsString());
         return missing;
     }
     return XCErrorID::Success;
@@ -136,36 +109,58 @@ XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool 
 {
     if (plugIn.IsNull()) return PlugInFailure(L"no plug-in object");
     Host::Facts facts = Host::FactsOf(*plugIn);
-    if (facts.failure.Bad()) return facts.failure;
-    if (m_host->Holds(plugIn) || !m_host->Find(facts.guid).IsNull()) {
+    if (facts.failure.Bad()) {
+        PrintError(facts.failure.AsString());
+        return facts.failure;
+    }
+    // A container may offer itself, or be offered by what it has brought.
+    bool const isBeingAdded = plugIn->m_status.load() == XCPlugIn::StatusInitialising;
+    if (isBeingAdded || m_host->Holds(plugIn) || !m_host->Find(facts.guid).IsNull()) {
         XCErrorID const present = PlugInFailure(L"<" + facts.name + L"> is already loaded");
-        Print(L"ERR> ***" + present.AsString() + L"\n");
+        PrintError(present.AsString());
         return present;
     }
     XCErrorID const dependencies = CheckDependents(*plugIn, false);
     if (dependencies.Bad()) return dependencies;
-    AddChildren(*plugIn, quiet);
 
-    if (!quiet) Print(L">>>> Initializing <" + facts.name + L">...");
+    std::size_t const testCases = m_mainMenu->GetTestCaseCount();
     plugIn->SetStatus(XCPlugIn::StatusInitialising);
-    XCErrorID const initialised = Sealed([&] { return plugIn->Init(*this); });
+    XCErrorID const initialised = Initialise(*plugIn, facts.name, facts.guid, quiet);
     plugIn->SetStatus(initialised.Good() ? XCPlugIn::StatusReady : XCPlugIn::StatusCreated);
-    if (!quiet) Print(initialised.Good() ? L" Done.\n" : L"Failed.\n");
-    if (initialised.Bad())
-        Print(L"ERR> ***<" + facts.name + L">: " + initialised.AsString() + L"\n");
-    else
-        m_host->Add(std::move(plugIn), std::move(facts));
+    if (initialised.Bad()) {
+        PrintError(L"<" + facts.name + L">: " + initialised.AsString());
+        m_mainMenu->RemoveTestCases([](XCUnitTest::Function const&) { return true; }, testCases);
+        m_host->UnloadChildrenOf(facts.guid);
+        return initialised;
+    }
+    XCUsageInfo const usage = xc::app::SealedValue([&] { return plugIn->GetUsageInfo(); }, XCUsageInfo());
+    if (usage.GetCmdLineArgDescCount() != 0 || !usage.GetGeneralInfo().IsNull()) AddCustomUsageInfo(usage);
+    m_host->Add(std::move(plugIn), std::move(facts));
     return initialised;
 }
 
-void XCApplicationWithPlugIns::AddChildren(XCPlugIn& plugIn, bool quiet)
+XCErrorID XCApplicationWithPlugIns::Initialise(XCPlugIn& plugIn, XCString const& name, XCGuid const& guid, bool quiet)
 {
-    if (!xc::app::SealedValue([&] { return plugIn.IsContainerPlugIn(); }, false)) return;
+    XCErrorID const listed = AddChildren(plugIn, guid, quiet);
+    if (listed.Bad()) return listed;
+    if (!quiet) Print(L">>>> Initializing <" + name + L">...");
+    XCErrorID const initialised = Sealed([&] { return plugIn.Init(*this); });
+    if (!quiet) Print(initialised.Good() ? L" Done.\n" : L"Failed.\n");
+    return initialised;
+}
+
+// A child that cannot be added is reported, and does not keep the container out. Bad when the list cannot be had.
+XCErrorID XCApplicationWithPlugIns::AddChildren(XCPlugIn& plugIn, XCGuid const& guid, bool quiet)
+{
+    if (!xc::app::SealedValue([&] { return plugIn.IsContainerPlugIn(); }, false)) return XCErrorID::Success;
     auto* const container = dynamic_cast<XCPlugInContainer*>(&plugIn);
-    if (!container) return;
-    auto const children =
-        xc::app::SealedValue([&] { return container->GetPlugInList(); }, XCSmartPtrVector<XCPlugIn>());
-    for (XCSmartPtr<XCPlugIn> const& child : children) (void)AddPlugIn(child, quiet);
+    if (!container) return XCErrorID::Success;
+    XCSmartPtrVector<XCPlugIn> children;
+    XCErrorID const listed = Sealed([&] { children = container->GetPlugInList(); });
+    for (XCSmartPtr<XCPlugIn> const& child : children) {
+        if (AddPlugIn(child, quiet).Good()) m_host->SetContainer(child, guid);
+    }
+    return listed;
 }
 
 XCErrorID XCApplicationWithPlugIns::LoadPlugIn(XCSmartPtr<XCPlugIn> plugIn)
@@ -182,7 +177,7 @@ int XCApplicationWithPlugIns::LoadAndRun()
         if (argument.GetArgType() != XCCommandLineArgument::ArgWithValue ||
             !argument.GetArgument().IsEqual(L"osxpath", 1) || argument.GetValueAsString().IsNull())
             continue;
-        AddToPath(argument.GetValueAsString().AsWChar());
+        AddToPath(DirectoryOfModules(argument.GetValueAsString()).AsWChar());
         loaded = LoadPlugInsFromDirectory(argument.GetValueAsString()).Good() || loaded;
     }
     if (!loaded && m_host->IsEmpty()) loaded = LoadPlugInsFromDirectory(L".").Good();
@@ -197,13 +192,27 @@ int XCApplicationWithPlugIns::Run()
 {
     XCSmartPtrVector<XCPlugIn> list;
     GetPlugInHier(list);
+    if (!IsExitRequested()) ForgetExitRequest(list);
     {
-        xc::app::QuitWatch const quit([this] { (void)Sealed([this] { RequestExit(false); }); });
+        xc::app::QuitWatch const quit([this] {
+            if (!m_host->exitAsked) (void)Sealed([this] { RequestExit(false); });
+        });
         for (XCSmartPtr<XCPlugIn> const& plugIn : list) RunOne(*plugIn);
         for (XCSmartPtr<XCPlugIn> const& plugIn : list) WaitForEnd(*plugIn);
     }
-    if (m_runWithMenu) m_mainMenu->RunMenu(std::wcin, GetCout());
-    return m_exitCode.load();
+    if (m_runWithMenu && !IsExitRequested()) m_mainMenu->RunMenu(std::wcin, GetCout());
+    return m_exitCode->load();
+}
+
+// An earlier request was taken back: what has not run yet may run now.
+void XCApplicationWithPlugIns::ForgetExitRequest(XCSmartPtrVector<XCPlugIn> const& list)
+{
+    m_host->exitAsked = false;
+    for (XCSmartPtr<XCPlugIn> const& plugIn : list)
+        if (auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(plugIn.GetPtr())) {
+            threaded->m_state->askedAt = 0;
+            threaded->m_state->exitRequested.reset();
+        }
 }
 
 void XCApplicationWithPlugIns::RunOne(XCPlugIn& plugIn)
@@ -218,53 +227,56 @@ void XCApplicationWithPlugIns::RunOne(XCPlugIn& plugIn)
         return;
     }
     Print(L"RUN> Running <" + name + L">...\n");
-    RunHere(*runnable, name);
+    RunHere(*runnable, name, *m_exitCode);
 }
 
-void XCApplicationWithPlugIns::RunHere(XCRunPlugIn& plugIn, XCString const& name)
+// On the host's thread or the plug-in's own. Nothing of the host is used: a plug-in that ignores the request to exit
+// outlives it.
+void XCApplicationWithPlugIns::RunHere(XCRunPlugIn& plugIn, XCString const& name, std::atomic<int>& exitCode)
 {
     plugIn.SetStatus(XCPlugIn::StatusRunning);
     XCErrorID const ran = Sealed([&] { plugIn.Run(); });
     plugIn.SetStatus(XCPlugIn::StatusFinished);
     if (ran.Good()) return;
-    Print(L"ERR> ***<" + name + L">: " + ran.AsString() + L"\n");
+    PrintError(L"<" + name + L">: " + ran.AsString());
     int none = 0;
-    m_exitCode.compare_exchange_strong(none, kExitRunFailed);
+    exitCode.compare_exchange_strong(none, kExitRunFailed);
 }
 
 void XCApplicationWithPlugIns::StartThread(XCThreadedRunPlugIn& plugIn, XCString const& name)
 {
     XCThreadedRunPlugIn::State& state = *plugIn.m_state;
+    state.patienceMs = m_host->exitPatienceMs.load();
     XCErrorID const started = Sealed([&] {
-        state.thread = new XCThread(XCMakeCallback([this, &plugIn, name] { RunInThread(plugIn, name); }));
+        state.thread = new XCThread(XCMakeCallback([&plugIn, name, exitCode = m_exitCode] {
+            plugIn.m_state->SetStarted();
+            RunHere(plugIn, name, *exitCode);
+            plugIn.m_state->SetEnded();
+        }));
         state.thread->SetName(name);
         return state.thread->Start();
     });
-    if (started.Good())
+    if (started.Good()) {
         (void)state.startedEvent.wait(XCInfinite);
-    else
-        Print(L"ERR> ***<" + name + L">: " + started.AsString() + L"\n");
+        return;
+    }
+    state.thread.Clear(); // there is no end to wait for
+    PrintError(L"<" + name + L">: " + started.AsString());
+    int none = 0;
+    m_exitCode->compare_exchange_strong(none, kExitRunFailed);
 }
 
-void XCApplicationWithPlugIns::RunInThread(XCThreadedRunPlugIn& plugIn, XCString const& name)
-{
-    plugIn.m_state->SetStarted();
-    RunHere(plugIn, name);
-    plugIn.m_state->SetEnded();
-}
-
-// Waits for a threaded plug-in; after a quit request no longer than the plug-in's patience, then it is named.
+// Waits for a threaded plug-in; once it was asked to exit no longer than the host's patience, then it is named.
 void XCApplicationWithPlugIns::WaitForEnd(XCPlugIn& plugIn)
 {
     auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(&plugIn);
     if (!threaded || threaded->m_state->thread.IsNull()) return;
     XCThreadedRunPlugIn::State& state = *threaded->m_state;
-    unsigned int patience = XCThreadedRunPlugIn::kExitPatienceMs;
-    while (state.ended.wait(XCThreadedRunPlugIn::kExitStepMs) != 0) {
-        if (!IsExitRequested()) continue;
-        patience -= std::min(patience, XCThreadedRunPlugIn::kExitStepMs);
-        if (patience != 0) continue;
-        Print(L"ERR> ***<" + m_host->NameOf(plugIn) + L"> ignores the request to exit\n");
+    while (state.ended.wait(state.StepMs()) != 0) {
+        std::uint64_t const askedAt = state.askedAt;
+        unsigned int const patience = state.patienceMs;
+        if (askedAt == 0 || patience == XCInfinite || xc::win32::TickMs() - askedAt < patience) continue;
+        PrintError(L"<" + m_host->NameOf(plugIn) + L"> ignores the request to exit");
         return;
     }
     state.thread->Join();
@@ -273,8 +285,28 @@ void XCApplicationWithPlugIns::WaitForEnd(XCPlugIn& plugIn)
 
 void XCApplicationWithPlugIns::RequestExit(bool immediately)
 {
+    m_host->exitAsked = true; // before the flag: the watch would ask once more
     XCApplication::RequestExit(immediately);
     Print(L">>>> Quit signal received. Requesting exit to all plug-ins...\n");
-    for (XCSmartPtr<XCPlugIn> const& plugIn : m_host->PlugIns())
-        (void)Sealed([&] { plugIn->RequestExit(immediately); });
+    XCSmartPtrVector<XCPlugIn> const plugIns = m_host->PlugIns();
+    // All threads learn it at once: one that is slow to end does not delay the others.
+    for (XCSmartPtr<XCPlugIn> const& plugIn : plugIns)
+        if (auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(plugIn.GetPtr()))
+            threaded->m_state->exitRequested.post();
+    for (XCSmartPtr<XCPlugIn> const& plugIn : plugIns) {
+        if (auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(plugIn.GetPtr()))
+            threaded->m_state->askedAt = xc::win32::TickMs();
+        XCErrorID const asked = Sealed([&] { plugIn->RequestExit(immediately); });
+        if (asked.Bad()) PrintError(L"<" + m_host->NameOf(*plugIn) + L">: " + asked.AsString());
+    }
+}
+
+void XCApplicationWithPlugIns::SetExitPatience(unsigned int milliseconds) noexcept
+{
+    m_host->exitPatienceMs = milliseconds;
+}
+
+unsigned int XCApplicationWithPlugIns::GetExitPatience() const noexcept
+{
+    return m_host->exitPatienceMs;
 }

@@ -2,6 +2,7 @@
 
 #include "app/Sealed.h"
 
+#include <algorithm>
 #include <istream>
 #include <ostream>
 #include <string>
@@ -24,6 +25,14 @@ XCUnitTest::XCUnitTest(XCString title) : m_title(std::move(title)) {}
 void XCUnitTest::AddTestCase(XCString const& name, Function function)
 {
     m_cases.push_back({name, std::move(function)});
+}
+
+void XCUnitTest::RemoveTestCases(std::function<bool(Function const&)> const& which, std::size_t from)
+{
+    if (from >= m_cases.size()) return;
+    auto const first = m_cases.begin() + static_cast<std::ptrdiff_t>(from);
+    m_cases.erase(std::remove_if(first, m_cases.end(), [&](Case const& test) { return which(test.function); }),
+                  m_cases.end());
 }
 
 bool XCUnitTest::Run(std::size_t index, std::wostream& out) const

@@ -90,13 +90,18 @@ void RecordFile::RotateIfDue()
     if (!m_rotation->IsDue(m_fileSize + m_recordStart, recordSize)) return;
     std::string const record = m_pending.substr(m_recordStart);
     m_pending.resize(m_recordStart);
-    if (Flush()) {
-        m_file.Close();
-        if (unsigned long const error = m_rotation->Rotate(m_path))
-            m_failures.NoteFile(L"Cannot rename", m_path, error);
-    }
+    if (Flush()) PutAside();
     m_recordStart = m_pending.size();
-    m_pending += record;
+    m_pending += record; // there is room: it stood here before
+}
+
+/// When that fails the present file is used on.
+void RecordFile::PutAside() noexcept
+try {
+    m_file.Close();
+    if (unsigned long const error = m_rotation->Rotate(m_path)) m_failures.NoteFile(L"Cannot rename", m_path, error);
+} catch (std::exception const&) {
+    m_failures.NoteFile(L"No memory to rename", m_path, 0);
 }
 
 } // namespace xc::log

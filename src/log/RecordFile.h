@@ -60,6 +60,7 @@ private:
     [[nodiscard]] bool MayTry() const noexcept;
     bool Fail(wchar_t const* what, unsigned long error) noexcept;
     void RotateIfDue();
+    void PutAside() noexcept;
 
     std::wstring m_path;
     Start m_start = Start::Append;

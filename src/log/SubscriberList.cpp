@@ -33,22 +33,31 @@ void SubscriberList::Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogSt
     RefreshInterest();
 }
 
+/// Needs no memory: destructors detach what they have attached.
 bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
 {
-    std::vector<Entry> removed; // released after the section, by the end of this scope
-    std::lock_guard const hold(m_section);
-    for (Entry& entry : m_entries)
-        if (entry.subscriber == subscriber && subscriber) removed.push_back(std::exchange(entry, {{}, nullptr}));
-    if (!m_delivering) Compact();
-    RefreshInterest();
-    return !removed.empty();
+    for (bool found = false;; found = true) {
+        XCSmartPtr<XCLogSubscriberI> released; // after the section
+        std::lock_guard const hold(m_section);
+        auto const entry = std::find_if(m_entries.begin(), m_entries.end(),
+                                        [&](Entry const& e) { return subscriber && e.subscriber == subscriber; });
+        if (entry != m_entries.end()) {
+            released = std::exchange(entry->subscriber, {});
+            continue;
+        }
+        if (!m_delivering) Compact();
+        RefreshInterest();
+        return found;
+    }
 }
 
-std::size_t SubscriberList::Count() const
+XCSmartPtrVector<XCLogSubscriberI> SubscriberList::All() const
 {
     std::lock_guard const hold(m_section);
-    return static_cast<std::size_t>(
-        std::count_if(m_entries.begin(), m_entries.end(), [](Entry const& e) { return !e.subscriber.IsNull(); }));
+    XCSmartPtrVector<XCLogSubscriberI> all;
+    for (Entry const& entry : m_entries)
+        if (!entry.subscriber.IsNull()) all.push_back(entry.subscriber);
+    return all;
 }
 
 void SubscriberList::Register(XCLogStreamBuf& buffer)
@@ -84,7 +93,7 @@ void SubscriberList::Refresh(XCLogStreamBuf& buffer) noexcept
 {
     std::int64_t highest = std::numeric_limits<std::int64_t>::min();
     for (Entry const& entry : m_entries)
-        if (!entry.subscriber.IsNull() && (!entry.only || entry.only == &buffer))
+        if (!entry.subscriber.IsNull() && (!entry.only || entry.only == buffer.m_main))
             highest = std::max<std::int64_t>(highest, entry.subscriber->GetDesiredLevel());
     buffer.m_highest.store(highest, std::memory_order_relaxed);
     buffer.m_interested.store(buffer.GetLevel() <= highest, std::memory_order_relaxed);

@@ -26,7 +26,7 @@ public:
     /// @param only the buffer whose blocks the subscriber wants; null for all.
     void Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogStreamBuf const* only);
     bool Remove(XCLogSubscriberI const* subscriber);
-    [[nodiscard]] std::size_t Count() const;
+    [[nodiscard]] XCSmartPtrVector<XCLogSubscriberI> All() const;
 
     /// Buffers are told of every change of interest between these two.
     void Register(XCLogStreamBuf& buffer);

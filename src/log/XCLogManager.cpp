@@ -12,7 +12,50 @@ XCLogChannel::XCLogChannel(std::shared_ptr<xc::log::SubscriberList> subscribers,
 {
 }
 
-XCLogChannel::~XCLogChannel() = default;
+struct XCLogChannel::LevelStream {
+    LevelStream(XCLogChannel& channel, int level_)
+        : level(level_), stream(channel.m_subscribers, channel.m_name, &channel.m_stream.GetBuffer())
+    {
+        stream.SetLoggingLevel(level);
+    }
+    int level;
+    XCLogStream stream;
+    LevelStream* next = nullptr;
+};
+
+XCLogChannel::~XCLogChannel()
+{
+    for (LevelStream* next = m_levelStreams.load(); next;) {
+        std::unique_ptr<LevelStream> const owner(next);
+        next = owner->next;
+    }
+}
+
+XCLogStream& XCLogChannel::GetStream(int level)
+{
+    m_stream.OnEOL();
+    LevelStream* found = nullptr;
+    LevelStream* const first = m_levelStreams.load();
+    for (LevelStream* other = first; other; other = other->next) {
+        if (other->level == level)
+            found = other;
+        else
+            other->stream.OnEOL();
+    }
+    if (found) return found->stream;
+    auto fresh = std::make_unique<LevelStream>(*this, level);
+    fresh->next = first;
+    LevelStream* expected = first;
+    // Another thread may have been quicker, perhaps with this very level.
+    if (!m_levelStreams.compare_exchange_strong(expected, fresh.get())) return GetStream(level);
+    return fresh.release()->stream;
+}
+
+void XCLogChannel::FlushStreams() noexcept
+{
+    m_stream.GetBuffer().FlushAll();
+    for (LevelStream* other = m_levelStreams.load(); other; other = other->next) other->stream.GetBuffer().FlushAll();
+}
 
 void XCLogChannel::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
@@ -130,17 +173,18 @@ bool XCLogManager::RemoveSubscriber(XCLogSubscriberI const* subscriber)
 
 std::size_t XCLogManager::GetSubscriberCount() const
 {
-    return m_subscribers->Count();
+    return m_subscribers->All().size();
 }
 
+XCSmartPtrVector<XCLogSubscriberI> XCLogManager::GetSubscribers() const
+{
+    return m_subscribers->All();
+}
+
+/// Needs no memory: destructors flush. Delivery runs without the lock, since subscribers may ask for channels.
 void XCLogManager::Flush()
 {
-    std::vector<XCLogChannel*> channels; // delivery runs without the lock: subscribers may ask for channels
-    {
-        std::lock_guard const hold(m_section);
-        for (auto const& channel : m_channels) channels.push_back(channel.get());
-    }
-    for (XCLogChannel* const channel : channels) channel->GetStream().GetBuffer().FlushAll();
+    for (std::size_t i = 0; XCLogChannel* const channel = GetChannel(i); ++i) channel->FlushStreams();
     m_subscribers->FlushSubscribers();
 }
 

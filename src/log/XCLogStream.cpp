@@ -15,8 +15,9 @@ constexpr std::size_t kMostKeptUnits = 64 * 1024;
 
 } // namespace
 
-XCLogStreamBuf::XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName)
-    : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_highest(0)
+XCLogStreamBuf::XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
+                               XCLogStreamBuf const* main)
+    : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_main(main ? main : this), m_highest(0)
 {
     m_subscribers->Register(*this);
 }
@@ -108,7 +109,7 @@ void XCLogStreamBuf::FlushThread(unsigned long thread) noexcept
     Pending taken;
     if (!TakePending(thread, taken)) return;
     Deliver(taken.level, taken.text.View());
-    if (taken.text.Capacity() > kMostKeptUnits) return;
+    if (taken.text.IsNull() || taken.text.Capacity() > kMostKeptUnits) return; // null: its text found no memory
     taken.text.Assign(L"", 0, 1);
     std::lock_guard const hold(m_section);
     for (Pending& pending : m_pending)
@@ -117,7 +118,7 @@ void XCLogStreamBuf::FlushThread(unsigned long thread) noexcept
 
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text) noexcept
 try {
-    m_subscribers->Deliver(*this, level, text);
+    m_subscribers->Deliver(*m_main, level, text);
 } catch (std::exception const&) {
     m_subscribers->GetFailures().Note(XCString());
 }
@@ -135,8 +136,9 @@ void XCLogStreamBuf::FlushAll() noexcept
     }
 }
 
-XCLogStream::XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName)
-    : std::wostream(nullptr), m_buffer(std::move(subscribers), std::move(channelName))
+XCLogStream::XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
+                         XCLogStreamBuf const* main)
+    : std::wostream(nullptr), m_buffer(std::move(subscribers), std::move(channelName), main)
 {
     rdbuf(&m_buffer);
 }

@@ -1,80 +1,118 @@
 #include "match/Expression.h"
 
 #include "match/Dump.h"
+#include "match/Glob.h"
+#include "match/Shuffle.h"
+#include "match/StateSetMatcher.h"
+#include "match/Table.h"
 
 #include <numeric>
 #include <utility>
 
 namespace xc::match {
 
-Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits)
+namespace {
+
+bool Translates(XCParsedRegEx const& parsed) noexcept
 {
-    bool const translates = parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
-    if (!translates) m_glob = Glob::From(parsed.GetRoot());
-    Nfa nfa(parsed.GetRoot());
-    if (debug) WriteWideOut(match::DumpNodes(nfa));
-    m_tooLarge = nfa.IsTooLarge() && !m_glob;
-    if (nfa.IsTooLarge() && m_glob) {
-        m_constantStart = XCString(m_glob->Prefix());
-        return;
-    }
-    NodeFacts facts(nfa);
-    m_classes.emplace(nfa.Sets());
-    if (m_classes->IsFolded()) m_dfa = BuildDfa(nfa, facts, *m_classes, limits);
-    m_constantStart = match::ConstantStart(m_dfa, *m_classes);
-    if (m_dfa.complete) {
-        if (!m_glob) BuildProgram(parsed);
-    } else {
-        m_dfa = Dfa{};
-        if (!m_glob) {
-            std::vector<std::uint16_t> classNumbers(m_classes->Count());
-            std::iota(classNumbers.begin(), classNumbers.end(), std::uint16_t{0});
-            UnitMap map(*m_classes, classNumbers, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
-            m_sets.emplace(StateSets{std::move(nfa), std::move(facts), std::move(*m_classes), std::move(map)});
-        }
-        m_classes.reset();
-    }
+    return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
+}
+
+UnitMap MapOf(XCParsedRegEx const& parsed, UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass)
+{
+    return UnitMap(classes, valueOfClass, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
+}
+
+} // namespace
+
+Expression::Automaton::Automaton(Nfa const& nfa, NodeFacts const& facts, XCRegEx::Limits const& limits)
+    : classes(nfa.Sets())
+{
+    if (classes->IsFolded()) dfa = BuildDfa(nfa, facts, *classes, limits);
+}
+
+void Expression::Automaton::Forget()
+{
+    constantStart = match::ConstantStart(dfa, *classes);
+    dfa = Dfa{};
+    classes.reset();
+}
+
+Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits) : m_limits(limits)
+{
+    if (debug) WriteWideOut(XCRegEx::DumpNodes(parsed).View());
+    if (!Translates(parsed)) m_program = Glob::From(parsed.GetRoot());
+    if (m_program)
+        m_globRoot = parsed.GetRoot();
+    else
+        MakeProgram(parsed);
     if (debug) WriteWideOut(DumpStates().View());
 }
 
-void Expression::BuildProgram(XCParsedRegEx const& parsed)
+void Expression::MakeProgram(XCParsedRegEx const& parsed)
 {
-    ReducedDfa reduced = Reduce(m_dfa);
-    bool const translates = parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
-    LoopScans scans = translates ? LoopScans() : LoopScans(reduced, *m_classes);
-    bool const shuffles = Shuffle::Suits(reduced);
-    std::vector<std::uint16_t> values = reduced.columnOfClass;
-    if (shuffles)
-        for (std::uint16_t& value : values) value = static_cast<std::uint16_t>(value * Shuffle::kBytesPerColumn);
-    UnitMap map(*m_classes, values, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
-    if (shuffles)
-        m_shuffle.emplace(reduced, std::move(scans), std::move(map));
-    else
-        m_table.emplace(reduced, std::move(scans), std::move(map));
+    Nfa nfa(parsed.GetRoot());
+    m_tooLarge = nfa.IsTooLarge();
+    NodeFacts facts(nfa);
+    m_automaton = std::make_unique<Automaton>(nfa, facts, m_limits);
+    if (m_automaton->dfa.complete) return MakeTableProgram(parsed);
+    m_usesSets = true;
+    UnitClasses classes = *m_automaton->classes;
+    m_automaton->Forget();
+    std::vector<std::uint16_t> numbers(classes.Count());
+    std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
+    UnitMap map = MapOf(parsed, classes, numbers);
+    m_program = std::make_unique<StateSets>(std::move(nfa), std::move(facts), std::move(classes), std::move(map));
 }
 
-bool Expression::Match(wchar_t const* text, std::size_t limit) const
+void Expression::MakeTableProgram(XCParsedRegEx const& parsed)
 {
-    if (m_shuffle) return m_shuffle->Match(text, limit);
-    if (m_table) return m_table->Match(text, limit);
-    if (m_glob) return m_glob->Match(text, limit);
-    return m_sets->Match(text, limit);
+    UnitClasses const& classes = *m_automaton->classes;
+    ReducedDfa const reduced = Reduce(m_automaton->dfa);
+    bool const translates = Translates(parsed);
+    LoopScans scans = translates ? LoopScans() : LoopScans(reduced, classes);
+    Opening const opening(reduced, translates ? nullptr : &classes);
+    UnitMap map = MapOf(parsed, classes, reduced.columnOfClass);
+    m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)(reduced, opening, std::move(scans), std::move(map));
+}
+
+auto Expression::GetAutomaton() const -> Automaton const&
+{
+    if (m_globRoot.IsNull()) return *m_automaton;
+    std::lock_guard const lock(m_building);
+    if (!m_automaton) {
+        Nfa const nfa(m_globRoot);
+        auto made = std::make_unique<Automaton>(nfa, NodeFacts(nfa), m_limits);
+        if (nfa.IsTooLarge() || !made->dfa.complete) made->Forget();
+        if (nfa.IsTooLarge()) made->constantStart = XCString(static_cast<Glob const&>(*m_program).Prefix());
+        m_automaton = std::move(made);
+    }
+    return *m_automaton;
+}
+
+XCString Expression::ConstantStart() const
+{
+    Automaton const& automaton = GetAutomaton();
+    return automaton.classes ? match::ConstantStart(automaton.dfa, *automaton.classes) : automaton.constantStart;
 }
 
 std::vector<XCRegEx::DfaState> Expression::States() const
 {
+    Automaton const& automaton = GetAutomaton();
+    Dfa const& dfa = automaton.dfa;
     std::vector<XCRegEx::DfaState> states;
-    states.reserve(m_dfa.StateCount());
-    for (std::uint32_t number = 0; number < m_dfa.StateCount(); ++number)
-        states.push_back(
-            {number, m_dfa.accepting[number] != 0, m_dfa.stop[number] != 0, TransitionsOf(m_dfa, *m_classes, number)});
+    states.reserve(dfa.StateCount());
+    for (std::uint32_t number = 0; number < dfa.StateCount(); ++number)
+        states.push_back({number, dfa.accepting[number] != 0, dfa.stop[number] != 0,
+                          TransitionsOf(dfa, *automaton.classes, number)});
     return states;
 }
 
 XCString Expression::DumpStates() const
 {
-    if (!m_classes) return {};
-    return XCString(match::DumpStates(m_dfa, *m_classes) + DumpStopFlags(m_dfa));
+    Automaton const& automaton = GetAutomaton();
+    if (!automaton.classes) return {};
+    return XCString(match::DumpStates(automaton.dfa, *automaton.classes) + DumpStopFlags(automaton.dfa));
 }
 
 } // namespace xc::match

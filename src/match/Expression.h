@@ -1,12 +1,11 @@
-// Expression.h - a compiled expression: everything Match needs, never changed after it is built.
+// Expression.h - a compiled expression: the program that matches and, to look at, the deterministic automaton.
 #pragma once
 
 #include "match/Dfa.h"
-#include "match/Glob.h"
-#include "match/Shuffle.h"
-#include "match/StateSetMatcher.h"
-#include "match/Table.h"
+#include "match/Plan.h"
 
+#include <memory>
+#include <mutex>
 #include <optional>
 
 namespace xc::match {
@@ -17,25 +16,36 @@ public:
     Expression(Expression const&) = delete;
     Expression& operator=(Expression const&) = delete;
 
-    /// @param limit the units to read at most; a terminator ends the subject earlier.
-    [[nodiscard]] bool Match(wchar_t const* text, std::size_t limit) const;
-    [[nodiscard]] XCString ConstantStart() const { return m_constantStart; }
+    [[nodiscard]] bool Match(wchar_t const* text) const { return m_program->Match(text); }
+    [[nodiscard]] XCString ConstantStart() const;
     [[nodiscard]] bool IsTooLarge() const noexcept { return m_tooLarge; }
-    [[nodiscard]] bool UsesStateSets() const noexcept { return m_sets.has_value(); }
+    [[nodiscard]] bool UsesStateSets() const noexcept { return m_usesSets; }
     [[nodiscard]] std::vector<XCRegEx::DfaState> States() const;
     [[nodiscard]] XCString DumpStates() const;
 
 private:
-    void BuildProgram(XCParsedRegEx const& parsed);
+    struct Automaton {
+        Automaton(Nfa const& nfa, NodeFacts const& facts, XCRegEx::Limits const& limits);
+        /// Keeps nothing but the constant start: the limits ended the construction.
+        void Forget();
 
-    std::optional<Glob> m_glob;       ///< literals and gaps: no automaton is needed to match
-    std::optional<Shuffle> m_shuffle; ///< else: up to 16 states, processor permitting
-    std::optional<Table> m_table;     ///< else: any number of states within the limits
-    std::optional<StateSets> m_sets;  ///< else
-    std::optional<UnitClasses> m_classes;
-    Dfa m_dfa;
-    XCString m_constantStart;
+        std::optional<UnitClasses> classes; ///< none when forgotten
+        Dfa dfa;
+        XCString constantStart; ///< when forgotten
+    };
+
+    [[nodiscard]] Automaton const& GetAutomaton() const;
+    void MakeProgram(XCParsedRegEx const& parsed);
+    void MakeTableProgram(XCParsedRegEx const& parsed);
+
+    std::unique_ptr<Program const> m_program;
+    /// Literals and gaps are matched without an automaton: it is built from the tree when it is first asked for.
+    XCSmartPtr<XCRegExSyntaxNode> m_globRoot;
+    XCRegEx::Limits m_limits;
+    mutable std::mutex m_building;
+    mutable std::unique_ptr<Automaton> m_automaton;
     bool m_tooLarge = false;
+    bool m_usesSets = false;
 };
 
 } // namespace xc::match

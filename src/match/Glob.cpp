@@ -1,17 +1,16 @@
 #include "match/Glob.h"
 
+#include "text/FindText.h"
 #include "text/Kernels.h"
-#include "text/RangeKernels.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace xc::match {
 
 namespace {
 
 using Node = XCRegExSyntaxNode;
-
-constexpr wchar_t kNeverMatched = static_cast<wchar_t>(0xFFFF);
 
 bool IsAnySet(Node const& node)
 {
@@ -21,7 +20,7 @@ bool IsAnySet(Node const& node)
 
 bool IsGap(Node const& node)
 {
-    if (node.GetType() != Node::NodeType::RepeatNode || !IsAnySet(*node.GetLeftChild().GetPtr())) return false;
+    if (node.GetType() != Node::NodeType::RepeatNode || !IsAnySet(*node.GetLeftChildP())) return false;
     auto const& repeat = static_cast<Node::RepeatNode const&>(node);
     return repeat.GetMinimum() == 0 && repeat.GetMaximum() == Node::Unbounded;
 }
@@ -40,67 +39,64 @@ bool StartsWith(wchar_t const* text, std::wstring const& literal) noexcept
     return text::Mismatch(text, literal.data(), literal.size()) == literal.size();
 }
 
-/// Looks for a needle in a subject whose end is not known yet, a growing stretch at a time.
+/// Looks for needles in a subject whose end is not known yet, a stretch at a time. U+FFFF ends what may be read, because
+/// "." never matches it.
 class NeedleSearch {
 public:
-    NeedleSearch(wchar_t const* text, std::size_t limit) : m_text(text), m_limit(limit) {}
+    explicit NeedleSearch(wchar_t const* text) : m_text(text) {}
 
     /// Skips a literal that must stand at the place reached.
     bool Take(std::wstring const& literal)
     {
-        while (m_known - m_at < literal.size())
-            if (!Extend()) return false;
-        if (!StartsWith(m_text + m_at, literal)) return false;
-        m_at += literal.size();
+        while (m_known < literal.size())
+            if (!Extend(literal.size())) return false;
+        if (!StartsWith(m_text, literal)) return false;
+        m_at = literal.size();
         return true;
     }
-    /// Goes on behind the next place of the needle; false when it is not there or U+FFFF comes first.
+    /// Goes on behind the next place of the needle; false when there is none.
     bool Find(std::wstring const& needle)
     {
-        std::size_t from = m_at; // before it no place of the needle begins
+        text::TextFinder finder(needle);
         for (;;) {
-            std::size_t const span = m_known - from;
-            std::size_t const found = text::FindText(m_text + from, span, needle.data(), needle.size());
-            bool const hit = found < span;
-            std::size_t const gapEnd =
-                hit ? from + found : std::max(from, m_known - std::min(m_known, needle.size() - 1));
-            if (text::FindUnit(m_text + from, gapEnd - from, kNeverMatched) < gapEnd - from) return false;
-            from = gapEnd;
-            if (hit) {
-                m_at = from + needle.size();
+            std::size_t const span = m_known - m_at;
+            std::size_t const found = finder.Find(m_text + m_at, span);
+            if (found < span) {
+                m_at += found + needle.size();
                 return true;
             }
-            if (!Extend()) return false;
+            if (span >= needle.size()) m_at = m_known - (needle.size() - 1); // no place before begins a needle
+            if (!Extend(needle.size())) return false;
         }
     }
 
 private:
-    bool Extend()
+    /// A stretch stays in the processor's nearest cache until it has been searched.
+    bool Extend(std::size_t needle)
     {
-        std::size_t const n = text::UnitCount(m_text + m_known, std::min(m_limit - m_known, m_stretch));
-        m_stretch = std::min<std::size_t>(m_stretch * 4, 1u << 15);
+        constexpr std::size_t kStretch = 4096;
+        std::size_t const n = text::DotCount(m_text + m_known, std::max(kStretch, 4 * needle));
         m_known += n;
         return n > 0;
     }
 
     wchar_t const* m_text;
-    std::size_t m_limit;
     std::size_t m_known = 0;
     std::size_t m_at = 0;
-    std::size_t m_stretch = 256;
 };
 
 } // namespace
 
-std::optional<Glob> Glob::From(XCSmartPtr<XCRegExSyntaxNode> const& root)
+std::unique_ptr<Glob const> Glob::From(XCSmartPtr<XCRegExSyntaxNode> const& root)
 {
     if (root.IsNull()) return {};
     std::vector<Node const*> parts; // from the right: sequences are spines of left children
     Node const* node = root.GetPtr();
-    for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChild().GetPtr())
-        parts.push_back(node->GetRightChild().GetPtr());
+    for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChildP())
+        parts.push_back(node->GetRightChildP());
     parts.push_back(node);
-    Glob glob;
+    auto made = std::make_unique<Glob>();
+    Glob& glob = *made;
     std::wstring* literal = &glob.m_prefix;
     for (std::size_t i = parts.size(); i-- > 0;) {
         if (IsGap(*parts[i])) {
@@ -118,36 +114,32 @@ std::optional<Glob> Glob::From(XCSmartPtr<XCRegExSyntaxNode> const& root)
         glob.m_needles.pop_back();
         glob.m_openEnd = glob.m_suffix.empty();
     }
-    return glob;
+    return made;
 }
 
-bool Glob::Match(wchar_t const* text, std::size_t limit) const
+bool Glob::Match(wchar_t const* text) const
 {
-    if (!m_hasGap) {
-        std::size_t const n = text::UnitCount(text, limit <= m_prefix.size() ? limit : m_prefix.size() + 1);
-        return n == m_prefix.size() && StartsWith(text, m_prefix);
-    }
-    return m_openEnd ? MatchOpen(text, limit) : MatchClosed(text, limit);
+    if (!m_hasGap) return text::UnitCount(text, m_prefix.size() + 1) == m_prefix.size() && StartsWith(text, m_prefix);
+    return m_openEnd ? MatchOpen(text) : MatchClosed(text);
 }
 
-bool Glob::MatchOpen(wchar_t const* text, std::size_t limit) const
+bool Glob::MatchOpen(wchar_t const* text) const
 {
-    NeedleSearch search(text, limit);
+    NeedleSearch search(text);
     if (!search.Take(m_prefix)) return false;
     return std::all_of(m_needles.begin(), m_needles.end(),
                        [&](std::wstring const& needle) { return search.Find(needle); });
 }
 
 /// The whole subject must be known: its end is looked at first.
-bool Glob::MatchClosed(wchar_t const* text, std::size_t limit) const
+bool Glob::MatchClosed(wchar_t const* text) const
 {
-    std::size_t const n = text::UnitCount(text, limit);
-    if (n < m_fixedLength || !StartsWith(text, m_prefix) || !StartsWith(text + n - m_suffix.size(), m_suffix))
+    std::size_t const n = text::DotCount(text, static_cast<std::size_t>(-1));
+    if (text[n] != 0 || n < m_fixedLength || !StartsWith(text, m_prefix) ||
+        !StartsWith(text + n - m_suffix.size(), m_suffix))
         return false;
     wchar_t const* at = text + m_prefix.size();
     wchar_t const* const end = text + n - m_suffix.size();
-    if (text::FindUnit(at, static_cast<std::size_t>(end - at), kNeverMatched) < static_cast<std::size_t>(end - at))
-        return false;
     for (std::wstring const& needle : m_needles) {
         auto const span = static_cast<std::size_t>(end - at);
         std::size_t const found = text::FindText(at, span, needle.data(), needle.size());

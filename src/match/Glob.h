@@ -5,26 +5,26 @@
 // literal before it is found, whatever the rest holds; before that U+FFFF is refused, because "." never matches it.
 #pragma once
 
-#include "match/Nfa.h"
+#include "match/Plan.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace xc::match {
 
-class Glob {
+class Glob : public Program {
 public:
-    /// Nothing when the tree has another form.
-    [[nodiscard]] static std::optional<Glob> From(XCSmartPtr<XCRegExSyntaxNode> const& root);
+    /// Null when the tree has another form.
+    [[nodiscard]] static std::unique_ptr<Glob const> From(XCSmartPtr<XCRegExSyntaxNode> const& root);
 
-    [[nodiscard]] bool Match(wchar_t const* text, std::size_t limit) const;
+    [[nodiscard]] bool Match(wchar_t const* text) const override;
     /// The literal before the first gap.
     [[nodiscard]] std::wstring const& Prefix() const noexcept { return m_prefix; }
 
 private:
-    [[nodiscard]] bool MatchOpen(wchar_t const* text, std::size_t limit) const;
-    [[nodiscard]] bool MatchClosed(wchar_t const* text, std::size_t limit) const;
+    [[nodiscard]] bool MatchOpen(wchar_t const* text) const;
+    [[nodiscard]] bool MatchClosed(wchar_t const* text) const;
 
     std::wstring m_prefix;
     std::vector<std::wstring> m_needles; ///< each after a gap

@@ -44,7 +44,8 @@ private:
     {
         std::vector<Node const*> parts;
         Node const* node = item.node;
-        for (; node->GetType() == Node::NodeType::SequenceNode; node = Left(node)) parts.push_back(Right(node));
+        for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChildP())
+            parts.push_back(node->GetRightChildP());
         parts.push_back(node);
         std::uint32_t from = item.from;
         for (std::size_t i = parts.size(); i-- > 0 && !m_nfa.m_tooLarge;) {
@@ -71,14 +72,15 @@ private:
             AddSet(item.from, item.to, merged);
             merged.Clear();
         };
-        for (; node->GetType() == Node::NodeType::AlternativeNode; node = Left(node)) take(Right(node));
+        for (; node->GetType() == Node::NodeType::AlternativeNode; node = node->GetLeftChildP())
+            take(node->GetRightChildP());
         take(node);
         AddSet(item.from, item.to, merged);
     }
     void ExpandRepeat(Item const& item)
     {
         auto const& repeat = *static_cast<Node::RepeatNode const*>(item.node);
-        Node const* const child = Left(item.node);
+        Node const* const child = item.node->GetLeftChildP();
         std::uint32_t const minimum = repeat.GetMinimum();
         std::uint32_t const maximum = repeat.GetMaximum();
         std::uint32_t at = item.from;
@@ -108,9 +110,6 @@ private:
         m_work.push_back({child, from, to});
         return to;
     }
-
-    static Node const* Left(Node const* node) { return node->GetLeftChild().GetPtr(); }
-    static Node const* Right(Node const* node) { return node->GetRightChild().GetPtr(); }
 
     std::uint32_t NewNode()
     {

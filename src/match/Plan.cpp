@@ -9,6 +9,30 @@ constexpr std::size_t kMaxAtoms = 1024;
 
 } // namespace
 
+Opening::Opening(ReducedDfa const& dfa, UnitClasses const* classes) : m_row(dfa.start)
+{
+    m_span.fill(0xFFFF);
+    while (classes && m_length < kMax && m_row > dfa.LastSettled() && !dfa.IsAccepting(m_row)) {
+        std::uint32_t first = 0; // one range from here to `last` leads on, and only it
+        std::uint32_t last = 0;
+        std::uint32_t target = 0;
+        for (std::size_t i = 0; i < classes->Atoms().size(); ++i) {
+            UnitClasses::Atom const& atom = classes->Atoms()[i];
+            std::uint32_t const next = dfa.Row(m_row)[dfa.columnOfClass[atom.unitClass]];
+            std::uint32_t const begin = std::max(atom.begin, 1u); // no subject holds U+0000
+            if (next == 0 || begin >= classes->AtomEnd(i)) continue;
+            if (last != 0 && (next != target || begin != last + 1)) return;
+            if (last == 0) first = begin;
+            last = classes->AtomEnd(i) - 1;
+            target = next;
+        }
+        if (last == 0) return;
+        m_first[m_length] = static_cast<std::uint16_t>(first);
+        m_span[m_length++] = static_cast<std::uint16_t>(last - first);
+        m_row = target;
+    }
+}
+
 LoopScans::LoopScans(ReducedDfa const& dfa, UnitClasses const& classes)
 {
     if (classes.Atoms().size() > kMaxAtoms) return;

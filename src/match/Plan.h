@@ -1,17 +1,64 @@
-// Plan.h - what the matching engines over a reduced automaton share: scans over loops and the
-// walk over a subject whose length is not known beforehand.
+// Plan.h - what the matching engines over a reduced automaton share: the beginning that all matches have in common, scans
+// over loops and the walk over a subject whose length is not known beforehand.
 #pragma once
 
 #include "match/Reduce.h"
 #include "text/RangeKernels.h"
 
 #include <algorithm>
+#include <emmintrin.h>
 #include <vector>
 
 namespace xc::match {
 
 /// A state that no engine has.
 constexpr std::uint32_t kNoRow = 0xFFFFFFFF;
+
+/// An expression in the form that matches. Never changed after it is built.
+class Program {
+public:
+    Program() = default;
+    virtual ~Program() = default;
+    Program(Program const&) = delete;
+    Program& operator=(Program const&) = delete;
+    /// @param text ends at its terminator.
+    [[nodiscard]] virtual bool Match(wchar_t const* text) const = 0;
+};
+
+/// What matches begin with as long as there is one way through the automaton: one range of units for each place. All
+/// places are compared at once, and most subjects that do not match go no further.
+class Opening {
+public:
+    static constexpr std::size_t kMax = 16;
+
+    /// @param classes null when the units of the subject are translated: nothing is known of them then.
+    Opening(ReducedDfa const& dfa, UnitClasses const* classes);
+
+    [[nodiscard]] std::size_t Length() const noexcept { return m_length; }
+    /// The row that the opening leads to.
+    [[nodiscard]] std::uint32_t Row() const noexcept { return m_row; }
+    /// Whether a subject begins so. Reads kMax units: MayReadVector(text). The terminator fits no place.
+    [[nodiscard]] bool Fits(wchar_t const* text) const noexcept
+    {
+        return _mm_movemask_epi8(
+                   _mm_cmpeq_epi16(_mm_or_si128(Excess(text, 0), Excess(text, 8)), _mm_setzero_si128())) == 0xFFFF;
+    }
+
+private:
+    /// 0 for each unit in its range.
+    [[nodiscard]] __m128i Excess(wchar_t const* text, std::size_t at) const noexcept
+    {
+        auto const load = [at](auto const* from) {
+            return _mm_loadu_si128(reinterpret_cast<__m128i const*>(from + at));
+        };
+        return _mm_subs_epu16(_mm_sub_epi16(load(text), load(m_first.data())), load(m_span.data()));
+    }
+
+    std::array<std::uint16_t, kMax> m_first{};
+    std::array<std::uint16_t, kMax> m_span; ///< last minus first; everything behind the opening
+    std::size_t m_length = 0;
+    std::uint32_t m_row;
+};
 
 /// Where a state leads to itself on a few ranges, or on all but a few: the scan for the next unit that leaves it.
 class LoopScans {
@@ -43,18 +90,16 @@ private:
 /// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided
 /// early is not read to its end. Engine: IsSettled(state), IsAccepting(state), Run(state, text, n).
 template <class Engine>
-bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text, std::size_t limit)
+bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text)
 {
-    constexpr std::size_t kFirstStretch = 256;
+    constexpr std::size_t kFirstStretch = 1024;
     constexpr std::size_t kStretch = 32768;
     std::size_t stretch = kFirstStretch;
     while (!engine.IsSettled(state)) {
-        std::size_t const want = std::min(limit, stretch);
-        std::size_t const n = text::UnitCount(text, want);
+        std::size_t const n = text::UnitCount(text, stretch);
         state = engine.Run(state, text, n);
-        if (n < want || n == limit) break;
+        if (n < stretch) break;
         text += n;
-        limit -= n;
         stretch = kStretch;
     }
     return engine.IsAccepting(state);

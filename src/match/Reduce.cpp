@@ -67,10 +67,14 @@ private:
             if (m_same[state] != state) continue;
             std::uint64_t hash = m_dfa.accepting[state];
             bool leadsOn = hash != 0;
+            std::uint64_t column = 0; // most columns lead nowhere, and cost nothing
             for (std::uint32_t const target : m_dfa.Row(state)) {
+                ++column;
+                if (target == Dfa::kNoState) continue;
                 std::uint32_t const seen = Seen(state, target);
-                hash = Mix(hash, seen);
-                leadsOn = leadsOn || (seen != m_dead && seen != kSelf);
+                if (seen == m_dead) continue;
+                hash = Mix(hash, column << 32 | seen);
+                leadsOn = leadsOn || seen != kSelf;
             }
             m_same[state] =
                 !leadsOn ? m_dead
@@ -114,10 +118,11 @@ std::vector<std::uint32_t> RowOrder(Dfa const& dfa, StateMerger const& merger, R
 }
 
 /// Gives classes with equal cells in every row one column.
-void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t> const& full, std::uint32_t classCount)
+void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t>&& full, std::uint32_t classCount)
 {
     std::vector<std::uint64_t> hashes(classCount);
-    for (std::size_t i = 0; i < full.size(); ++i) hashes[i % classCount] = Mix(hashes[i % classCount], full[i]);
+    for (std::size_t row = 0; row < full.size(); row += classCount)
+        for (std::uint32_t c = 0; c < classCount; ++c) hashes[c] = Mix(hashes[c], full[row + c]);
     HashIndex index(classCount);
     std::vector<std::uint32_t> kept;
     std::vector<std::uint16_t> columnOf(classCount);
@@ -132,9 +137,14 @@ void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t> const& full, std
     }
     result.columnOfClass = std::move(columnOf);
     result.columnCount = static_cast<std::uint32_t>(kept.size());
-    result.cells.reserve(static_cast<std::size_t>(result.rowCount) * kept.size());
+    if (kept.size() == classCount) {
+        result.cells = std::move(full);
+        return;
+    }
+    result.cells.resize(static_cast<std::size_t>(result.rowCount) * kept.size());
+    std::uint32_t* cell = result.cells.data();
     for (std::size_t row = 0; row < full.size(); row += classCount)
-        for (std::uint32_t const c : kept) result.cells.push_back(full[row + c]);
+        for (std::uint32_t const c : kept) *cell++ = full[row + c];
 }
 
 } // namespace
@@ -155,9 +165,10 @@ ReducedDfa Reduce(Dfa const& dfa)
         if (row <= result.LastSettled())
             full.insert(full.end(), dfa.classCount, row);
         else
-            for (std::uint32_t const target : dfa.Row(order[row])) full.push_back(rowOf[merger.Same(target)]);
+            for (std::uint32_t const target : dfa.Row(order[row]))
+                full.push_back(target == Dfa::kNoState ? 0 : rowOf[merger.Same(target)]);
     }
-    FoldColumns(result, full, dfa.classCount);
+    FoldColumns(result, std::move(full), dfa.classCount);
     return result;
 }
 

@@ -4,13 +4,18 @@
 
 #include <array>
 #include <bit>
+#include <cstring>
 #include <immintrin.h>
-#include <optional>
 #include <utility>
 
 namespace xc::match {
 
 namespace {
+
+constexpr std::uint32_t kMaxRows = 16;
+constexpr std::uint32_t kMaxColumns = 256;
+constexpr std::uint32_t kLatin = 256; ///< units with a column of their own; the columns of classes follow
+constexpr std::uint32_t kBytesPerColumn = 16;
 
 /// From kKeep[16 - n] on: n units kept of 16.
 alignas(64) constexpr std::array<std::uint16_t, 32> kKeep = [] {
@@ -19,48 +24,12 @@ alignas(64) constexpr std::array<std::uint16_t, 32> kKeep = [] {
     return keep;
 }();
 
-/// Where each state leads on one column.
-XC_TARGET_AVX2 inline __m128i Column(std::uint8_t const* columns, std::uint32_t offset) noexcept
-{
-    return _mm_loadu_si128(reinterpret_cast<__m128i const*>(columns + offset));
-}
+// Vectors of 32 bytes must not go through the stack, which is aligned for 16: what takes them is inlined.
+#define XC_INLINE_AVX2 [[gnu::always_inline]] XC_TARGET_AVX2 inline
 
-XC_TARGET_AVX2 inline void Step(__m128i& states, std::uint8_t const* columns, std::uint32_t offset) noexcept
+XC_INLINE_AVX2 __m256i Load16(void const* at) noexcept
 {
-    states = _mm_shuffle_epi8(Column(columns, offset), states);
-}
-
-/// Four steps: the columns are composed among themselves first, so that the chain of states is one shuffle long.
-XC_TARGET_AVX2 inline void StepFour(__m128i& states, std::uint8_t const* columns, std::uint32_t a, std::uint32_t b,
-                                    std::uint32_t c, std::uint32_t d) noexcept
-{
-    __m128i const ab = _mm_shuffle_epi8(Column(columns, b), Column(columns, a));
-    __m128i const cd = _mm_shuffle_epi8(Column(columns, d), Column(columns, c));
-    states = _mm_shuffle_epi8(_mm_shuffle_epi8(cd, ab), states);
-}
-
-/// Four units of the first page.
-XC_TARGET_AVX2 inline void StepFourLatin(__m128i& states, std::uint8_t const* columns, std::uint16_t const* page,
-                                         long long four) noexcept
-{
-    auto const units = static_cast<std::uint64_t>(four);
-    StepFour(states, columns, page[units & 0xFF], page[units >> 16 & 0xFF], page[units >> 32 & 0xFF],
-             page[units >> 48]);
-}
-
-/// Sixteen units, when all are of the first page.
-XC_TARGET_AVX2 inline bool StepLatin(__m128i& states, std::uint8_t const* columns, std::uint16_t const* page,
-                                     wchar_t const* text) noexcept
-{
-    __m256i const units = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(text));
-    if (_mm256_testz_si256(units, _mm256_set1_epi16(static_cast<short>(0xFF00))) == 0) return false;
-    __m128i const low = _mm256_castsi256_si128(units);
-    __m128i const high = _mm256_extracti128_si256(units, 1);
-    StepFourLatin(states, columns, page, _mm_cvtsi128_si64(low));
-    StepFourLatin(states, columns, page, _mm_extract_epi64(low, 1));
-    StepFourLatin(states, columns, page, _mm_cvtsi128_si64(high));
-    StepFourLatin(states, columns, page, _mm_extract_epi64(high, 1));
-    return true;
+    return _mm256_loadu_si256(static_cast<__m256i const*>(at));
 }
 
 XC_TARGET_AVX2 inline std::uint32_t FirstState(__m128i const& states) noexcept
@@ -68,93 +37,150 @@ XC_TARGET_AVX2 inline std::uint32_t FirstState(__m128i const& states) noexcept
     return static_cast<std::uint32_t>(_mm_cvtsi128_si32(states)) & 0xFF;
 }
 
-} // namespace
+/// How many of 16 units stand before the terminator.
+XC_INLINE_AVX2 std::size_t CountUnits(__m256i const& units) noexcept
+{
+    __m256i const ends = _mm256_cmpeq_epi16(units, _mm256_setzero_si256());
+    return static_cast<std::size_t>(std::countr_zero(static_cast<std::uint32_t>(_mm256_movemask_epi8(ends)))) / 2;
+}
 
-struct Shuffle::Engine {
-    Shuffle const& program;
+class Shuffle : public Program {
+public:
+    Shuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map);
+    [[nodiscard]] XC_TARGET_AVX2 bool Match(wchar_t const* text) const override;
 
-    [[nodiscard]] std::uint32_t Start() const noexcept { return program.m_start; }
-    [[nodiscard]] bool IsSettled(std::uint32_t state) const noexcept { return state <= program.m_lastSettled; }
+    [[nodiscard]] bool IsSettled(std::uint32_t state) const noexcept { return state <= m_lastSettled; }
     [[nodiscard]] bool IsAccepting(std::uint32_t state) const noexcept
     {
-        return state >= program.m_firstAccepting || (program.m_hasStop && state == 1);
-    }
-    /// A subject of up to 16 units of the first page, without loops over units: the terminator's column keeps every
-    /// state, so that whole groups of four can be read. Nothing when the subject is another one.
-    [[nodiscard]] XC_TARGET_AVX2 std::optional<bool> MatchShort(wchar_t const* text, std::size_t limit) const noexcept
-    {
-        __m256i units = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(text));
-        __m256i const ends = _mm256_cmpeq_epi16(units, _mm256_setzero_si256());
-        auto const mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(ends));
-        std::size_t const n = static_cast<std::size_t>(std::countr_zero(mask)) / 2;
-        if (n > limit || (n == 16 && (limit < 16 || (limit > 16 && text[16] != 0)))) return {};
-        units = _mm256_and_si256(units, _mm256_loadu_si256(reinterpret_cast<__m256i const*>(&kKeep[16 - n])));
-        if (_mm256_testz_si256(units, _mm256_set1_epi16(static_cast<short>(0xFF00))) == 0) return {};
-        std::uint8_t const* const columns = program.m_columns.data();
-        std::uint16_t const* const page = program.m_map.Cells() + program.m_map.Pages()[0];
-        __m128i states = _mm_set1_epi8(static_cast<char>(program.m_start));
-        __m128i const low = _mm256_castsi256_si128(units);
-        StepFourLatin(states, columns, page, _mm_cvtsi128_si64(low));
-        if (n > 4) StepFourLatin(states, columns, page, _mm_extract_epi64(low, 1));
-        if (n > 8) {
-            __m128i const high = _mm256_extracti128_si256(units, 1);
-            StepFourLatin(states, columns, page, _mm_cvtsi128_si64(high));
-            if (n > 12) StepFourLatin(states, columns, page, _mm_extract_epi64(high, 1));
-        }
-        return IsAccepting(FirstState(states));
+        return state >= m_firstAccepting || state == m_stopRow;
     }
     /// Sixteen units at a time; a state found again twice in a row is probably looping, and is scanned.
     [[nodiscard]] XC_TARGET_AVX2 std::uint32_t Run(std::uint32_t state, wchar_t const* text,
-                                                   std::size_t n) const noexcept
+                                                   std::size_t n) const noexcept;
+
+private:
+    XC_INLINE_AVX2 __m128i Column(std::uint32_t place) const noexcept
     {
-        std::uint8_t const* const columns = program.m_columns.data();
-        UnitMap const& map = program.m_map;
-        std::uint16_t const* const page = map.Cells() + map.Pages()[0];
-        __m128i states = _mm_set1_epi8(static_cast<char>(state));
-        wchar_t const* const end = text + n;
-        std::uint32_t before = state;
-        std::uint32_t beforeThat = kNoRow;
-        while (end - text >= 16) {
-            if (!StepLatin(states, columns, page, text))
-                for (int i = 0; i < 16; i += 4)
-                    StepFour(states, columns, map[text[i]], map[text[i + 1]], map[text[i + 2]], map[text[i + 3]]);
-            text += 16;
-            state = FirstState(states);
-            if (IsSettled(state)) return state;
-            if (state == before && state == beforeThat)
-                if (std::uint32_t const scan = program.m_scans.OfRow(state); scan != 0)
-                    text += program.m_scans.Skip(scan, text, static_cast<std::size_t>(end - text));
-            beforeThat = std::exchange(before, state);
-        }
-        while (text != end) Step(states, columns, map[*text++]);
-        return FirstState(states);
+        return _mm_load_si128(reinterpret_cast<__m128i const*>(m_columns.data() + place));
     }
+    /// The columns are composed among themselves first, so that the chain of states is one shuffle long.
+    XC_INLINE_AVX2 void StepFour(__m128i& states, std::uint32_t a, std::uint32_t b, std::uint32_t c,
+                                 std::uint32_t d) const noexcept
+    {
+        __m128i const ab = _mm_shuffle_epi8(Column(b), Column(a));
+        __m128i const cd = _mm_shuffle_epi8(Column(d), Column(c));
+        states = _mm_shuffle_epi8(_mm_shuffle_epi8(cd, ab), states);
+    }
+    /// The first n of 16 units (the others are 0), four at a time: the terminator's column keeps every state.
+    XC_INLINE_AVX2 void StepLatin(__m128i& states, __m256i const& units, std::size_t n) const noexcept
+    {
+        std::array<std::uint16_t, 16> at; // where their columns stand
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(at.data()),
+                            _mm256_slli_epi16(units, std::countr_zero(kBytesPerColumn)));
+        StepFour(states, at[0], at[1], at[2], at[3]);
+        if (n > 4) StepFour(states, at[4], at[5], at[6], at[7]);
+        if (n > 8) StepFour(states, at[8], at[9], at[10], at[11]);
+        if (n > 12) StepFour(states, at[12], at[13], at[14], at[15]);
+    }
+    XC_INLINE_AVX2 void StepAny(__m128i& states, wchar_t const* text, std::size_t n) const noexcept
+    {
+        wchar_t const* const end = text + n;
+        for (; end - text >= 4; text += 4)
+            StepFour(states, m_map[text[0]], m_map[text[1]], m_map[text[2]], m_map[text[3]]);
+        for (; text != end; ++text) states = _mm_shuffle_epi8(Column(m_map[*text]), states);
+    }
+    /// The n units at a place: at most 16, all of them loaded already.
+    XC_INLINE_AVX2 void StepVector(__m128i& states, wchar_t const* text, __m256i const& loaded,
+                                   std::size_t n) const noexcept
+    {
+        __m256i const units = _mm256_and_si256(loaded, Load16(&kKeep[16 - n]));
+        if (_mm256_testz_si256(units, _mm256_set1_epi16(static_cast<short>(0xFF00))) != 0)
+            StepLatin(states, units, n);
+        else
+            StepAny(states, text, n);
+    }
+    [[gnu::noinline]] bool Walk(std::uint32_t state, wchar_t const* text) const noexcept
+    {
+        return WalkSubject(*this, state, text);
+    }
+
+    UnitMap m_map; ///< from units to the places of their columns
+    LoopScans m_scans;
+    Opening m_opening;
+    std::uint32_t m_start, m_firstAccepting, m_stopRow, m_lastSettled;
+    std::vector<std::uint8_t> m_columns; ///< kBytesPerColumn each, the next state by the state
 };
 
-bool Shuffle::Suits(ReducedDfa const& dfa) noexcept
+Shuffle::Shuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
+    : m_map(std::move(map)), m_scans(std::move(scans)), m_opening(opening), m_start(dfa.start),
+      m_firstAccepting(dfa.firstAccepting), m_stopRow(dfa.hasStop ? 1 : kNoRow), m_lastSettled(dfa.LastSettled()),
+      m_columns((std::size_t{kLatin} + dfa.columnCount) * kBytesPerColumn)
+{
+    m_map.Renumber(
+        [](std::uint16_t column) { return static_cast<std::uint16_t>((kLatin + column) * kBytesPerColumn); });
+    for (std::uint32_t row = 0; row < dfa.rowCount; ++row)
+        for (std::uint32_t column = 0; column < dfa.columnCount; ++column)
+            m_columns[(kLatin + column) * kBytesPerColumn + row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
+    std::array<std::uint16_t, kLatin> places{};
+    for (std::uint32_t row = 0; row < kMaxRows; ++row) m_columns[row] = static_cast<std::uint8_t>(row);
+    for (std::uint32_t unit = 1; unit < kLatin; ++unit) {
+        places[unit] = static_cast<std::uint16_t>(unit * kBytesPerColumn);
+        std::memcpy(&m_columns[places[unit]], &m_columns[m_map[static_cast<wchar_t>(unit)]], kBytesPerColumn);
+    }
+    m_map.SetFirstPage(places);
+}
+
+bool Shuffle::Match(wchar_t const* text) const
+{
+    std::uint32_t state = m_start;
+    if (m_opening.Length() != 0 && text::MayReadVector(text)) {
+        if (!m_opening.Fits(text)) return false;
+        text += m_opening.Length();
+        state = m_opening.Row();
+    }
+    __m128i states = _mm_set1_epi8(static_cast<char>(state));
+    for (int blocks = 0; blocks < 4 && text::MayReadVector(text); ++blocks) {
+        __m256i const units = Load16(text);
+        std::size_t const n = CountUnits(units);
+        if (n == 0) return IsAccepting(state);
+        StepVector(states, text, units, n);
+        state = FirstState(states);
+        if (n < 16 || IsSettled(state)) return IsAccepting(state);
+        text += 16;
+    }
+    return Walk(state, text);
+}
+
+std::uint32_t Shuffle::Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept
+{
+    __m128i states = _mm_set1_epi8(static_cast<char>(state));
+    wchar_t const* const end = text + n;
+    std::uint32_t before = state;
+    std::uint32_t beforeThat = kNoRow;
+    while (end - text >= 16) {
+        StepVector(states, text, Load16(text), 16);
+        text += 16;
+        state = FirstState(states);
+        if (IsSettled(state)) return state;
+        if (state == before && state == beforeThat)
+            if (std::uint32_t const scan = m_scans.OfRow(state); scan != 0)
+                text += m_scans.Skip(scan, text, static_cast<std::size_t>(end - text));
+        beforeThat = std::exchange(before, state);
+    }
+    StepAny(states, text, static_cast<std::size_t>(end - text));
+    return FirstState(states);
+}
+
+} // namespace
+
+bool SuitsShuffle(ReducedDfa const& dfa) noexcept
 {
     return dfa.rowCount <= kMaxRows && dfa.columnCount <= kMaxColumns && text::HasAvx2();
 }
 
-Shuffle::Shuffle(ReducedDfa const& dfa, LoopScans scans, UnitMap map)
-    : m_map(std::move(map)), m_scans(std::move(scans)), m_start(dfa.start), m_firstAccepting(dfa.firstAccepting),
-      m_lastSettled(dfa.LastSettled()), m_hasStop(dfa.hasStop),
-      m_columns((static_cast<std::size_t>(dfa.columnCount) + 1) * kBytesPerColumn)
+std::unique_ptr<Program const> MakeShuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
 {
-    m_map.SetTerminator(static_cast<std::uint16_t>(dfa.columnCount * kBytesPerColumn));
-    for (std::uint32_t row = 0; row < kMaxRows; ++row)
-        m_columns[dfa.columnCount * kBytesPerColumn + row] = static_cast<std::uint8_t>(row);
-    for (std::uint32_t row = 0; row < dfa.rowCount; ++row)
-        for (std::uint32_t column = 0; column < dfa.columnCount; ++column)
-            m_columns[column * kBytesPerColumn + row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
-}
-
-bool Shuffle::Match(wchar_t const* text, std::size_t limit) const
-{
-    Engine const engine{*this};
-    if (limit > 0 && text::MayReadVector(text))
-        if (std::optional<bool> const result = engine.MatchShort(text, limit)) return *result;
-    return WalkSubject(engine, m_start, text, limit);
+    return std::make_unique<Shuffle>(dfa, opening, std::move(scans), std::move(map));
 }
 
 } // namespace xc::match

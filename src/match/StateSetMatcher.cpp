@@ -15,12 +15,12 @@ public:
         m_state = Intern(m_set);
     }
 
-    bool Run(wchar_t const* text, std::size_t limit)
+    bool Run(wchar_t const* text)
     {
-        for (std::size_t i = 0; i < limit && text[i] != 0; ++i) {
+        for (; *text != 0; ++text) {
             if (m_states[m_state].dead) return false;
             if (m_states[m_state].stop) return true;
-            Move(m_sets.map[text[i]]);
+            Move(m_sets.map[*text]);
         }
         return m_states[m_state].accepting;
     }
@@ -122,9 +122,9 @@ private:
 
 } // namespace
 
-bool StateSets::Match(wchar_t const* text, std::size_t limit) const
+bool StateSets::Match(wchar_t const* text) const
 {
-    return SetRun(*this).Run(text, limit);
+    return SetRun(*this).Run(text);
 }
 
 } // namespace xc::match

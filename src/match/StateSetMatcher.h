@@ -4,19 +4,21 @@
 // The answers, stop flags included, are those of the deterministic automaton. Linear in the subject, whatever happens.
 #pragma once
 
-#include "match/NodeSets.h"
-#include "match/UnitClasses.h"
+#include "match/Plan.h"
 
 namespace xc::match {
 
-struct StateSets {
+struct StateSets : Program {
+    StateSets(Nfa&& nfaOf, NodeFacts&& factsOf, UnitClasses&& classesOf, UnitMap&& mapOf)
+        : nfa(std::move(nfaOf)), facts(std::move(factsOf)), classes(std::move(classesOf)), map(std::move(mapOf))
+    {
+    }
+    [[nodiscard]] bool Match(wchar_t const* text) const override;
+
     Nfa nfa;
     NodeFacts facts;
     UnitClasses classes;
     UnitMap map; ///< from units of the subject to classes
-
-    /// @param limit the units to read at most; a terminator ends the subject earlier.
-    [[nodiscard]] bool Match(wchar_t const* text, std::size_t limit) const;
 };
 
 } // namespace xc::match

@@ -8,179 +8,295 @@ namespace xc::match {
 
 namespace {
 
-template <class Cell>
-std::vector<Cell> Lay(ReducedDfa const& dfa, LoopScans const& scans)
+constexpr std::uint64_t kOnes = 0x0001000100010001; ///< four units
+constexpr std::uint64_t kBeyondLatin = 0xFF00 * kOnes;
+
+std::uint64_t FourUnits(wchar_t const* text) noexcept
 {
-    std::uint32_t const stride = dfa.columnCount + 1;
-    std::vector<Cell> cells;
-    cells.reserve(static_cast<std::size_t>(dfa.rowCount) * stride);
-    for (std::uint32_t row = 0; row < dfa.rowCount; ++row) {
-        for (std::uint32_t const next : dfa.Row(row)) cells.push_back(static_cast<Cell>(next * stride));
-        cells.push_back(static_cast<Cell>(scans.OfRow(row)));
+    std::uint64_t units;
+    std::memcpy(&units, text, sizeof units);
+    return units;
+}
+
+template <class Cell>
+class Table : public Program {
+public:
+    Table(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map);
+    [[nodiscard]] bool Match(wchar_t const* text) const override;
+
+    [[nodiscard]] bool IsSettled(std::uint32_t state) const noexcept { return state <= m_lastSettled; }
+    [[nodiscard]] bool IsAccepting(std::uint32_t state) const noexcept
+    {
+        return state >= m_firstAccepting || state == m_stopRow;
     }
-    return cells;
+    /// Long texts: by lanes where that works, else one unit after the other.
+    [[nodiscard]] std::uint32_t Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept;
+
+private:
+    static constexpr std::uint32_t kColumn = sizeof(Cell) == 2 ? 2 : 1; ///< of a column in the map
+    static constexpr std::size_t kProbe = 64;  ///< units read one after the other between two rounds of lanes
+    static constexpr std::size_t kGuess = 128; ///< units read before a lane whose beginning is a guess
+    static constexpr std::size_t kLanes = 4;
+    static constexpr std::size_t kLane = 2048;    ///< units of a lane at most
+    static constexpr std::size_t kShortLane = 64; ///< and at least, where there are units that tell the state
+    using LaneStates = std::array<std::uint32_t, kLanes>;
+
+    /// States are offsets in bytes, so that the sum of cells and column does not wait for the state. Columns of narrow
+    /// cells are, too; those of wide cells would not fit 16 bits.
+    static std::uint32_t Next(Cell const* cells, std::uint32_t column, std::uint32_t state) noexcept
+    {
+        auto const* const at =
+            reinterpret_cast<std::byte const*>(cells) + std::size_t{column} * (sizeof(Cell) / kColumn);
+        return *reinterpret_cast<Cell const*>(at + state);
+    }
+    /// Units of the first page need no look-up of their page.
+    void Step(std::uint32_t& state, wchar_t unit) const noexcept
+    {
+        state = Next(m_cells.data(), static_cast<std::uint16_t>(unit) < 0x100 ? m_latin[unit] : m_map[unit], state);
+    }
+    [[gnu::noinline]] bool Walk(std::uint32_t state, wchar_t const* text) const noexcept
+    {
+        return WalkSubject(*this, state, text);
+    }
+    /// What steps over units of the first page need, in registers.
+    struct Latin {
+        Cell const* cells;
+        std::uint16_t const* columns;
+
+        void StepFour(std::uint32_t& state, std::uint64_t units) const noexcept
+        {
+            state = Next(cells, columns[units & 0xFF], state);
+            state = Next(cells, columns[units >> 16 & 0xFF], state);
+            state = Next(cells, columns[units >> 32 & 0xFF], state);
+            state = Next(cells, columns[units >> 48], state);
+        }
+    };
+    [[nodiscard, gnu::noinline]] std::uint32_t StepFour(std::uint32_t state, wchar_t const* text) const noexcept;
+    std::size_t RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n, std::size_t least) const noexcept;
+    bool RunLanes(std::uint32_t& state, wchar_t const* text, std::size_t lane) const noexcept;
+    [[nodiscard]] LaneStates Guess(std::uint32_t state, wchar_t const* text, std::size_t lane) const noexcept;
+    [[nodiscard]] std::uint32_t Tell(wchar_t const* text, std::size_t most) const noexcept;
+
+    UnitMap m_map;
+    std::uint16_t const* m_latin; ///< its first page
+    LoopScans m_scans;
+    Opening m_opening;
+    std::uint32_t m_start, m_afterOpening, m_firstAccepting, m_stopRow, m_lastSettled;
+    std::uint32_t m_scanColumn; ///< the last cell of a row names the scan of its loop
+    /// Behind the rows of the states: where a column leads from all states that it does not end, 0 when there are several
+    /// such places.
+    std::uint32_t m_tellRow;
+    bool m_tells = false; ///< some column has one
+    std::vector<Cell> m_cells;
+};
+
+/// The row that the column leads to from all rows where it does not end the match; 0 when there are several.
+std::uint32_t OnlyTarget(ReducedDfa const& dfa, std::uint32_t column) noexcept
+{
+    std::uint32_t target = 0;
+    for (std::uint32_t row = dfa.LastSettled() + 1; row < dfa.rowCount; ++row) {
+        std::uint32_t const next = dfa.Row(row)[column];
+        if (next == 0 || next == target) continue;
+        if (target != 0) return 0;
+        target = next;
+    }
+    return target;
+}
+
+template <class Cell>
+Table<Cell>::Table(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
+    : m_map(std::move(map)), m_latin(m_map.FirstPage()), m_scans(std::move(scans)), m_opening(opening),
+      m_scanColumn(dfa.columnCount * kColumn)
+{
+    m_map.Renumber([](std::uint16_t column) { return static_cast<std::uint16_t>(column * kColumn); });
+    std::uint32_t const stride = (dfa.columnCount + 1) * std::uint32_t{sizeof(Cell)};
+    m_start = dfa.start * stride;
+    m_afterOpening = opening.Row() * stride;
+    m_firstAccepting = dfa.firstAccepting * stride;
+    m_stopRow = dfa.hasStop ? stride : kNoRow;
+    m_lastSettled = dfa.LastSettled() * stride;
+    m_tellRow = dfa.rowCount * stride;
+    m_cells.reserve((m_tellRow + stride) / sizeof(Cell));
+    for (std::uint32_t row = 0; row < dfa.rowCount; ++row) {
+        for (std::uint32_t const next : dfa.Row(row)) m_cells.push_back(static_cast<Cell>(next * stride));
+        m_cells.push_back(static_cast<Cell>(m_scans.OfRow(row)));
+    }
+    for (std::uint32_t column = 0; column < dfa.columnCount; ++column) {
+        std::uint32_t const target = OnlyTarget(dfa, column);
+        m_tells = m_tells || target != 0;
+        m_cells.push_back(static_cast<Cell>(target * stride));
+    }
+    m_cells.push_back(0);
+}
+
+/// Short subjects are read in one go; it is not worth looking for their end beforehand.
+template <class Cell>
+bool Table<Cell>::Match(wchar_t const* text) const
+{
+    std::uint32_t state = m_start;
+    if (m_opening.Length() != 0 && text::MayReadVector(text)) {
+        if (!m_opening.Fits(text)) return false;
+        text += m_opening.Length();
+        state = m_afterOpening;
+    }
+    Latin const latin{m_cells.data(), m_latin};
+    for (int blocks = 0; blocks < 4 && text::MayReadVector(text); ++blocks) {
+        for (wchar_t const* const end = text + 16; text != end; text += 4) {
+            std::uint64_t const units = FourUnits(text);
+            if (((units | (units - kOnes)) & kBeyondLatin) == 0) { // none is the terminator
+                latin.StepFour(state, units);
+                continue;
+            }
+            for (int i = 0; i < 4; ++i) {
+                if (text[i] == 0) return IsAccepting(state);
+                Step(state, text[i]);
+            }
+        }
+        if (IsSettled(state)) return IsAccepting(state);
+    }
+    return Walk(state, text);
+}
+
+template <class Cell>
+auto Table<Cell>::StepFour(std::uint32_t state, wchar_t const* text) const noexcept -> std::uint32_t
+{
+    for (int i = 0; i < 4; ++i) Step(state, text[i]);
+    return state;
+}
+
+template <class Cell>
+std::uint32_t Table<Cell>::Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept
+{
+    std::size_t const leastLane = m_tells ? kShortLane : kLane;
+    bool agreed = true;
+    while (n >= kProbe + kLanes * leastLane && agreed) {
+        std::size_t const done = RunSteps(state, text, n, kProbe);
+        text += done;
+        n -= done;
+        if (IsSettled(state)) return state;
+        std::size_t const lane = std::min(kLane, n / kLanes & ~std::size_t{7});
+        if (lane < leastLane) break;
+        agreed = RunLanes(state, text, lane);
+        if (IsSettled(state)) return state;
+        text += kLanes * lane;
+        n -= kLanes * lane;
+    }
+    RunSteps(state, text, n, n);
+    return state;
+}
+
+/// At least `least` of n units, eight at a time; a state found again twice in a row is probably looping, and is
+/// scanned. Returns how many were read; a settled state ends it early.
+template <class Cell>
+std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n,
+                                  std::size_t least) const noexcept
+{
+    Latin const latin{m_cells.data(), m_latin};
+    std::uint32_t current = state; // kept in a register
+    std::uint32_t before = current;
+    std::uint32_t beforeThat = kNoRow;
+    std::size_t i = 0;
+    while (i < least && i + 8 <= n && !IsSettled(current)) {
+        for (std::size_t const end = i + 8; i != end; i += 4) {
+            std::uint64_t const units = FourUnits(text + i);
+            if ((units & kBeyondLatin) == 0)
+                latin.StepFour(current, units);
+            else
+                current = StepFour(current, text + i);
+        }
+        if (current == before && current == beforeThat)
+            if (std::uint32_t const scan = Next(m_cells.data(), m_scanColumn, current); scan != 0)
+                i += m_scans.Skip(scan, text + i, n - i);
+        beforeThat = std::exchange(before, current);
+    }
+    if (least == n && !IsSettled(current))
+        for (; i < n; ++i) Step(current, text[i]);
+    state = current;
+    return i;
+}
+
+/// Four stretches side by side, each but the first from a guessed state: a chain of look-ups waits for memory most
+/// of the time, four chains wait together. A wrong guess is run again from the right state. False when one was.
+template <class Cell>
+bool Table<Cell>::RunLanes(std::uint32_t& state, wchar_t const* text, std::size_t lane) const noexcept
+{
+    LaneStates const guesses = Guess(state, text, lane);
+    Latin const latin{m_cells.data(), m_latin};
+    std::uint32_t a = state, b = guesses[1], c = guesses[2], d = guesses[3];
+    static_assert(kLanes == 4);
+    for (wchar_t const* at = text; at != text + lane; at += 4) {
+        std::uint64_t const unitsA = FourUnits(at);
+        std::uint64_t const unitsB = FourUnits(at + lane);
+        std::uint64_t const unitsC = FourUnits(at + 2 * lane);
+        std::uint64_t const unitsD = FourUnits(at + 3 * lane);
+        if (((unitsA | unitsB | unitsC | unitsD) & kBeyondLatin) == 0) {
+            latin.StepFour(a, unitsA);
+            latin.StepFour(b, unitsB);
+            latin.StepFour(c, unitsC);
+            latin.StepFour(d, unitsD);
+        } else {
+            a = StepFour(a, at);
+            b = StepFour(b, at + lane);
+            c = StepFour(c, at + 2 * lane);
+            d = StepFour(d, at + 3 * lane);
+        }
+        if (IsSettled(a)) {
+            state = a;
+            return true;
+        }
+    }
+    LaneStates const ends{a, b, c, d};
+    bool agreed = true;
+    state = a;
+    for (std::size_t i = 1; i < kLanes; ++i) {
+        bool const right = state == guesses[i];
+        if (right)
+            state = ends[i];
+        else
+            RunSteps(state, text + i * lane, lane, lane);
+        agreed = agreed && right;
+    }
+    return agreed;
+}
+
+/// The states at the lanes' beginnings: what a unit before them tells, or found by reading a little before them, because
+/// most automata forget where they started. A way that ends is begun again from the start state.
+template <class Cell>
+auto Table<Cell>::Guess(std::uint32_t state, wchar_t const* text, std::size_t lane) const noexcept -> LaneStates
+{
+    if (m_tells) return {state, Tell(text + lane, lane), Tell(text + 2 * lane, lane), Tell(text + 3 * lane, lane)};
+    LaneStates guesses{state, state, state, state};
+    for (wchar_t const* at = text + lane - kGuess; at != text + lane; ++at) {
+        for (std::size_t i = 1; i < kLanes; ++i) {
+            Step(guesses[i], at[(i - 1) * lane]);
+            if (IsSettled(guesses[i])) guesses[i] = m_start;
+        }
+    }
+    return guesses;
+}
+
+/// The state behind the nearest of the `most` units before a place that tells it; the start state when none does.
+template <class Cell>
+std::uint32_t Table<Cell>::Tell(wchar_t const* text, std::size_t most) const noexcept
+{
+    for (std::size_t back = 1; back <= most; ++back) {
+        std::uint32_t state = m_tellRow;
+        Step(state, text[-static_cast<std::ptrdiff_t>(back)]);
+        if (state == 0) continue;
+        while (--back > 0) Step(state, text[-static_cast<std::ptrdiff_t>(back)]);
+        return state;
+    }
+    return m_start;
 }
 
 } // namespace
 
-template <class Cell>
-struct Table::Engine {
-    Table const& table;
-    Cell const* cells;
-    std::uint16_t const* latin; ///< the columns of the first page
-
-    static constexpr std::size_t kProbe = 64;  ///< units read one after the other between two rounds of lanes
-    static constexpr std::size_t kGuess = 128; ///< units read before a lane
-    static constexpr std::size_t kLanes = 4;
-    static constexpr std::size_t kLane = 2048; ///< units of a lane
-
-    [[nodiscard]] std::uint32_t Start() const noexcept { return table.m_start; }
-    [[nodiscard]] bool IsSettled(std::uint32_t state) const noexcept { return state <= table.m_lastSettled; }
-    [[nodiscard]] bool IsAccepting(std::uint32_t state) const noexcept
-    {
-        return state >= table.m_firstAccepting || state == table.m_stopRow;
-    }
-    /// Short subjects are read in one go; it is not worth looking for their end beforehand.
-    [[nodiscard]] bool Match(wchar_t const* text, std::size_t limit) const noexcept
-    {
-        std::uint32_t state = Start();
-        for (int blocks = 0; blocks < 4; ++blocks) {
-            std::size_t const n = limit < 8 ? limit : 8;
-            for (std::size_t i = 0; i < n; ++i) {
-                if (text[i] == 0) return IsAccepting(state);
-                Step(state, text[i]);
-            }
-            if (n < 8 || IsSettled(state)) return IsAccepting(state);
-            text += n;
-            limit -= n;
-        }
-        return WalkSubject(*this, state, text, limit);
-    }
-    void Step(std::uint32_t& state, wchar_t unit) const noexcept { state = (cells + table.m_map[unit])[state]; }
-
-    /// Four units at once; those of the first page need no look-up of their page.
-    void StepFour(std::uint32_t& state, wchar_t const* text) const noexcept
-    {
-        std::uint64_t units;
-        std::memcpy(&units, text, sizeof units);
-        if ((units & 0xFF00FF00FF00FF00) != 0) {
-            for (int i = 0; i < 4; ++i) Step(state, text[i]);
-            return;
-        }
-        state = (cells + latin[units & 0xFF])[state];
-        state = (cells + latin[units >> 16 & 0xFF])[state];
-        state = (cells + latin[units >> 32 & 0xFF])[state];
-        state = (cells + latin[units >> 48])[state];
-    }
-
-    /// Long texts: by lanes where that works, else one unit after the other.
-    [[nodiscard]] std::uint32_t Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept
-    {
-        bool agreed = true;
-        while (n >= kProbe + kLanes * kLane && agreed) {
-            std::size_t const done = RunSteps(state, text, n, kProbe);
-            text += done;
-            n -= done;
-            if (IsSettled(state)) return state;
-            if (n < kLanes * kLane) break;
-            agreed = RunLanes(state, text);
-            if (IsSettled(state)) return state;
-            text += kLanes * kLane;
-            n -= kLanes * kLane;
-        }
-        RunSteps(state, text, n, n);
-        return state;
-    }
-
-    /// At least `least` of n units, eight at a time; a state found again twice in a row is probably looping, and is
-    /// scanned. Returns how many were read; a settled state ends it early.
-    std::size_t RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n, std::size_t least) const noexcept
-    {
-        std::uint32_t current = state; // kept in a register
-        std::uint32_t before = current;
-        std::uint32_t beforeThat = kNoRow;
-        std::size_t i = 0;
-        while (i < least && i + 8 <= n && !IsSettled(current)) {
-            StepFour(current, text + i);
-            StepFour(current, text + i + 4);
-            i += 8;
-            if (current == before && current == beforeThat)
-                if (std::uint32_t const scan = cells[current + table.m_stride - 1]; scan != 0)
-                    i += table.m_scans.Skip(scan, text + i, n - i);
-            beforeThat = std::exchange(before, current);
-        }
-        if (least == n && !IsSettled(current))
-            for (; i < n; ++i) Step(current, text[i]);
-        state = current;
-        return i;
-    }
-
-    /// Four stretches side by side, each but the first from a guessed state: a chain of look-ups waits for memory most
-    /// of the time, four chains wait together. A wrong guess is run again from the right state. False when one was.
-    bool RunLanes(std::uint32_t& state, wchar_t const* text) const noexcept
-    {
-        std::array<std::uint32_t, kLanes> const guesses = Guess(state, text);
-        std::uint32_t a = state, b = guesses[1], c = guesses[2], d = guesses[3];
-        static_assert(kLanes == 4);
-        for (std::size_t i = 0; i < kLane; i += 8) {
-            for (std::size_t k = i; k < i + 8; k += 4) {
-                StepFour(a, text + k);
-                StepFour(b, text + k + kLane);
-                StepFour(c, text + k + 2 * kLane);
-                StepFour(d, text + k + 3 * kLane);
-            }
-            if (IsSettled(a)) {
-                state = a;
-                return true;
-            }
-        }
-        std::array<std::uint32_t, kLanes> const ends{a, b, c, d};
-        bool agreed = true;
-        state = a;
-        for (std::size_t lane = 1; lane < kLanes; ++lane) {
-            bool const right = state == guesses[lane];
-            if (right)
-                state = ends[lane];
-            else
-                RunSteps(state, text + lane * kLane, kLane, kLane);
-            agreed = agreed && right;
-        }
-        return agreed;
-    }
-    /// The states at the lanes' beginnings, found by reading a little before them: most automata forget where they
-    /// started. A way that ends is begun again from the start state.
-    [[nodiscard]] std::array<std::uint32_t, kLanes> Guess(std::uint32_t state, wchar_t const* text) const noexcept
-    {
-        std::array<std::uint32_t, kLanes> guesses{state, state, state, state};
-        for (wchar_t const* at = text - kGuess; at != text; ++at) {
-            for (std::size_t lane = 1; lane < kLanes; ++lane) {
-                Step(guesses[lane], at[lane * kLane]);
-                if (IsSettled(guesses[lane])) guesses[lane] = table.m_start;
-            }
-        }
-        return guesses;
-    }
-};
-
-Table::Table(ReducedDfa const& dfa, LoopScans scans, UnitMap map)
-    : m_map(std::move(map)), m_scans(std::move(scans)), m_start(0), m_firstAccepting(0), m_stopRow(kNoRow),
-      m_lastSettled(0), m_stride(dfa.columnCount + 1)
+std::unique_ptr<Program const> MakeTable(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
 {
-    m_start = dfa.start * m_stride;
-    m_firstAccepting = dfa.firstAccepting * m_stride;
-    if (dfa.hasStop) m_stopRow = m_stride;
-    m_lastSettled = dfa.LastSettled() * m_stride;
-    if (static_cast<std::uint64_t>(dfa.rowCount) * m_stride <= 0x10000)
-        m_narrow = Lay<std::uint16_t>(dfa, m_scans);
-    else
-        m_wide = Lay<std::uint32_t>(dfa, m_scans);
-}
-
-bool Table::Match(wchar_t const* text, std::size_t limit) const
-{
-    std::uint16_t const* const latin = m_map.Cells() + m_map.Pages()[0];
-    if (!m_narrow.empty()) return Engine<std::uint16_t>{*this, m_narrow.data(), latin}.Match(text, limit);
-    return Engine<std::uint32_t>{*this, m_wide.data(), latin}.Match(text, limit);
+    std::uint64_t const cells = (std::uint64_t{dfa.rowCount} + 1) * (dfa.columnCount + 1);
+    if (cells * sizeof(std::uint16_t) <= 0x10000)
+        return std::make_unique<Table<std::uint16_t>>(dfa, opening, std::move(scans), std::move(map));
+    return std::make_unique<Table<std::uint32_t>>(dfa, opening, std::move(scans), std::move(map));
 }
 
 } // namespace xc::match

@@ -66,16 +66,15 @@ public:
         auto const u = static_cast<std::uint16_t>(unit);
         return m_cells[static_cast<std::size_t>(m_pages[u >> 8]) + (u & 0xFF)];
     }
-    /// Gives U+0000, which no subject holds, a number of its own.
-    void SetTerminator(std::uint16_t value)
+    /// The numbers of the units below 0x100, for inner loops.
+    [[nodiscard]] std::uint16_t const* FirstPage() const noexcept { return m_cells.data() + m_pages[0]; }
+    void SetFirstPage(std::span<std::uint16_t const, 256> cells) { AddPage(0, cells); }
+    /// Replaces each number by what it stands for in an engine.
+    template <class Change>
+    void Renumber(Change change)
     {
-        std::vector<std::uint16_t> first(m_cells.begin() + m_pages[0], m_cells.begin() + m_pages[0] + 256);
-        first[0] = value;
-        AddPage(0, std::span<std::uint16_t const, 256>(first));
+        for (std::uint16_t& cell : m_cells) cell = change(cell);
     }
-    /// For inner loops: the offset of each page, and all pages.
-    [[nodiscard]] std::uint16_t const* Pages() const noexcept { return m_pages.data(); }
-    [[nodiscard]] std::uint16_t const* Cells() const noexcept { return m_cells.data(); }
 
 private:
     void AddPage(std::size_t page, std::span<std::uint16_t const, 256> cells);

@@ -15,12 +15,12 @@ XCRegEx::~XCRegEx() = default;
 
 bool XCRegEx::Match(wchar_t const* subject) const
 {
-    return m_expression->Match(subject ? subject : L"", XCString::npos);
+    return m_expression->Match(subject ? subject : L"");
 }
 
 bool XCRegEx::Match(XCString const& subject) const
 {
-    return m_expression->Match(subject.AsWChar(), subject.Length());
+    return m_expression->Match(subject.AsWChar()); // a subject ends at its terminator, whatever its length
 }
 
 XCString XCRegEx::GetConstantStart() const

@@ -83,6 +83,21 @@ XCErrorID ThreadRun::CreateAndRegister(XCThread& thread, int priority, SharedHan
     return XCErrorID::Success;
 }
 
+std::vector<std::type_info const*> ThreadRun::ClassesInUse()
+{
+    std::vector<std::type_info const*> classes;
+    RegistryAccess const registry;
+    for (auto const& [id, entry] : registry.Threads()) {
+        XCThread const& thread = *entry.thread;
+        classes.push_back(&typeid(thread));
+        if (XCCallback const* const callback = thread.m_callback) classes.push_back(&typeid(*callback));
+        XCLockGuard const guard(thread.m_fieldSection);
+        for (XCCallback const* const exitFunction : thread.m_exitFunctions)
+            if (exitFunction) classes.push_back(&typeid(*exitFunction));
+    }
+    return classes;
+}
+
 void ThreadRun::Describe(ThreadHandle const& handle, XCString const& name)
 {
     using SetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);

@@ -3,6 +3,8 @@
 
 #include "sync/ThreadRegistry.h"
 
+#include <typeinfo>
+
 namespace xc::sync {
 
 /// The calling thread's last error of the system.
@@ -10,6 +12,10 @@ XCErrorID LastErrorID();
 
 class ThreadRun {
 public:
+    /// The classes of what the threads in the registry are made of: thread objects, callbacks, exit functions. Their
+    /// addresses tell the modules whose code is still needed.
+    static std::vector<std::type_info const*> ClassesInUse();
+
     static XCErrorID Start(XCThread& thread, int priority);
     /// Gives a thread a name for debuggers, where the system offers it.
     static void Describe(ThreadHandle const& handle, XCString const& name);

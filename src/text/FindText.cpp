@@ -105,7 +105,15 @@ struct Progress {
     enum { Found, Exhausted, GaveUp } state;
 };
 
-/// Tries the places from `i` on while a whole step of 16 fits; `last` is the last place where the needle could begin.
+/// The places of 16 where both units are the wanted ones.
+[[gnu::always_inline]] XC_TARGET_AVX2 inline __m256i BothFit(wchar_t const* x, wchar_t const* y, __m256i const& a,
+                                                             __m256i const& b) noexcept
+{
+    return _mm256_and_si256(_mm256_cmpeq_epi16(_mm256_loadu_si256(reinterpret_cast<__m256i const*>(x)), a),
+                            _mm256_cmpeq_epi16(_mm256_loadu_si256(reinterpret_cast<__m256i const*>(y)), b));
+}
+
+/// Tries the places from the first on while a whole step of 16 fits; `last` is the last place where the needle could begin.
 XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFinder& needle) noexcept
 {
     std::size_t i = 0;
@@ -114,10 +122,14 @@ XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFi
     __m256i const a = _mm256_set1_epi16(static_cast<short>(needle[first]));
     __m256i const b = _mm256_set1_epi16(static_cast<short>(needle[second]));
     for (; i + 15 <= last; i += 16) {
-        auto const* const x = reinterpret_cast<__m256i const*>(text + i + first);
-        auto const* const y = reinterpret_cast<__m256i const*>(text + i + second);
-        __m256i const both = _mm256_and_si256(_mm256_cmpeq_epi16(_mm256_loadu_si256(x), a),
-                                              _mm256_cmpeq_epi16(_mm256_loadu_si256(y), b));
+        while (i + 31 <= last) {
+            __m256i const low = BothFit(text + i + first, text + i + second, a, b);
+            __m256i const high = BothFit(text + i + first + 16, text + i + second + 16, a, b);
+            if (_mm256_movemask_epi8(_mm256_or_si256(low, high)) != 0) break;
+            i += 32;
+        }
+        if (i + 15 > last) break;
+        __m256i const both = BothFit(text + i + first, text + i + second, a, b);
         for (auto mask = static_cast<unsigned int>(_mm256_movemask_epi8(both)); mask != 0;) {
             std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
             if (needle.IsAt(text + at)) return {at, Progress::Found};

@@ -99,28 +99,62 @@ std::size_t Scan(wchar_t const* text, std::size_t n, UnitRanges const& ranges) n
     return ScanCounted<Inside>(text, n, ranges, std::make_integer_sequence<unsigned, UnitRanges::kMax>{});
 }
 
-std::size_t CountPlain(wchar_t const* text, std::size_t limit) noexcept
+/// Whether a unit ends the count; U+FFFF does when Dots.
+template <bool Dots>
+constexpr bool IsEnd(wchar_t unit) noexcept
 {
-    std::size_t n = 0;
-    while (n < limit && text[n] != 0) ++n;
-    return n;
+    return unit == 0 || (Dots && unit == static_cast<wchar_t>(0xFFFF));
 }
 
-/// Aligned vectors lie in one page with the unit they are read for.
+template <bool Dots>
+XC_TARGET_AVX2 inline std::uint32_t EndsAvx2(__m256i const* at) noexcept
+{
+    __m256i const units = _mm256_load_si256(at);
+    __m256i ends = _mm256_cmpeq_epi16(units, _mm256_setzero_si256());
+    if (Dots) ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(units, _mm256_set1_epi16(-1)));
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(ends));
+}
+
+/// Whether two vectors hold no end: U+0000 is the least unit and U+FFFF the greatest.
+template <bool Dots>
+XC_TARGET_AVX2 inline bool HasNoEndAvx2(__m256i const* at) noexcept
+{
+    __m256i const a = _mm256_load_si256(at);
+    __m256i const b = _mm256_load_si256(at + 1);
+    __m256i ends = _mm256_cmpeq_epi16(_mm256_min_epu16(a, b), _mm256_setzero_si256());
+    if (Dots) ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(_mm256_max_epu16(a, b), _mm256_set1_epi16(-1)));
+    return _mm256_testz_si256(ends, ends) != 0;
+}
+
+/// Aligned vectors, and aligned pairs of them, lie in one page with the unit they are read for.
+template <bool Dots>
 [[maybe_unused]] XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit) noexcept
 {
     auto const address = reinterpret_cast<std::uintptr_t>(text);
     auto const skipped = static_cast<unsigned>(address & 31);
     auto const* at = reinterpret_cast<__m256i const*>(address - skipped);
-    __m256i const zero = _mm256_setzero_si256();
-    auto mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_load_si256(at), zero)));
-    mask >>= skipped;
+    std::uint32_t mask = EndsAvx2<Dots>(at) >> skipped;
     std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
     while (mask == 0 && n < limit) {
-        mask = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_load_si256(++at), zero)));
+        if ((reinterpret_cast<std::uintptr_t>(++at) & 63) == 0)
+            for (; n + 32 <= limit && HasNoEndAvx2<Dots>(at); at += 2) n += 32;
+        if (n == limit) break;
+        mask = EndsAvx2<Dots>(at);
         n += mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : 16;
     }
     return n < limit ? n : limit;
+}
+
+template <bool Dots>
+std::size_t Count(wchar_t const* text, std::size_t limit) noexcept
+{
+#if !defined(XC_NO_OVERREAD)
+    bool const aligned = (reinterpret_cast<std::uintptr_t>(text) & 1) == 0;
+    if (limit != 0 && aligned && HasAvx2()) return CountAvx2<Dots>(text, limit);
+#endif
+    std::size_t n = 0;
+    while (n < limit && !IsEnd<Dots>(text[n])) ++n;
+    return n;
 }
 
 } // namespace
@@ -137,11 +171,12 @@ std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ra
 
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept
 {
-#if !defined(XC_NO_OVERREAD)
-    bool const aligned = (reinterpret_cast<std::uintptr_t>(text) & 1) == 0;
-    if (limit != 0 && aligned && HasAvx2()) return CountAvx2(text, limit);
-#endif
-    return CountPlain(text, limit);
+    return Count<false>(text, limit);
+}
+
+std::size_t DotCount(wchar_t const* text, std::size_t limit) noexcept
+{
+    return Count<true>(text, limit);
 }
 
 } // namespace xc::text

@@ -1,6 +1,6 @@
 // RangeKernels.h - scans for the next unit inside or outside a few ranges, and for the terminator.
 //
-// The vector form is chosen once, by the processor. No kernel reads outside [text, text + n), but for UnitCount, which
+// The vector form is chosen once, by the processor. No kernel reads outside [text, text + n), but for the counts, which
 // may read the rest of an aligned vector of 32 bytes: never across a page.
 #pragma once
 
@@ -65,5 +65,7 @@ std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ra
 
 /// The units before the terminator, at most `limit`.
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept;
+/// The units before the terminator or U+FFFF, at most `limit`.
+std::size_t DotCount(wchar_t const* text, std::size_t limit) noexcept;
 
 } // namespace xc::text

@@ -34,4 +34,9 @@ std::int64_t UtcTicks() noexcept
     return static_cast<std::int64_t>((static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime);
 }
 
+std::uint64_t TickMs() noexcept
+{
+    return ::GetTickCount64();
+}
+
 } // namespace xc::win32

@@ -16,4 +16,7 @@ WallTime UtcNow() noexcept;
 /// Steps of 100 nanoseconds since 1601-01-01 00:00 UTC, at the system's best resolution.
 std::int64_t UtcTicks() noexcept;
 
+/// Milliseconds since the system started; never set back.
+std::uint64_t TickMs() noexcept;
+
 } // namespace xc::win32

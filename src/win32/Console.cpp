@@ -3,6 +3,7 @@
 #include "win32/LastError.h"
 
 #include <algorithm>
+#include <string>
 #include <windows.h>
 
 namespace xc::win32 {
@@ -23,40 +24,67 @@ std::size_t ConsolePiece(wchar_t const* text, std::size_t count) noexcept
     return kMostAtOnce - (splits ? 1 : 0);
 }
 
+/// Writes all of it, in pieces that `write` takes at once; `write` tells how much it has written.
+template <class Unit, class PieceOf, class Write>
+unsigned long WriteAll(Unit const* data, std::size_t count, PieceOf pieceOf, Write write) noexcept
+{
+    while (count > 0) {
+        DWORD written = 0;
+        if (!write(data, static_cast<DWORD>(pieceOf(data, count)), &written)) return LastError();
+        if (written == 0) return ERROR_WRITE_FAULT;
+        data += written;
+        count -= written;
+    }
+    return 0;
+}
+
+unsigned long WriteUnits(HANDLE console, wchar_t const* text, std::size_t count) noexcept
+{
+    return WriteAll(text, count, ConsolePiece, [console](wchar_t const* piece, DWORD units, DWORD* written) {
+        return ::WriteConsoleW(console, piece, units, written, nullptr);
+    });
+}
+
+unsigned long WriteBytes(HANDLE handle, char const* bytes, std::size_t count) noexcept
+{
+    static constexpr std::size_t kMostAtOnce = 1u << 20;
+    auto const piece = [](char const*, std::size_t rest) { return std::min(rest, kMostAtOnce); };
+    return WriteAll(bytes, count, piece, [handle](char const* from, DWORD size, DWORD* written) {
+        return ::WriteFile(handle, from, size, written, nullptr);
+    });
+}
+
+bool IsConsoleHandle(HANDLE handle) noexcept
+{
+    KeepLastError const keep;
+    DWORD mode = 0;
+    return ::GetConsoleMode(handle, &mode) != 0;
+}
+
 } // namespace
 
 bool IsConsole(StandardStream stream) noexcept
 {
-    KeepLastError const keep;
-    DWORD mode = 0;
-    return ::GetConsoleMode(StreamHandle(stream), &mode) != 0;
+    return IsConsoleHandle(StreamHandle(stream));
 }
 
 unsigned long WriteToConsole(StandardStream stream, wchar_t const* text, std::size_t count) noexcept
 {
-    while (count > 0) {
-        DWORD written = 0;
-        auto const piece = static_cast<DWORD>(ConsolePiece(text, count));
-        if (!::WriteConsoleW(StreamHandle(stream), text, piece, &written, nullptr)) return LastError();
-        if (written == 0) return ERROR_WRITE_FAULT;
-        text += written;
-        count -= written;
-    }
-    return 0;
+    return WriteUnits(StreamHandle(stream), text, count);
+}
+
+unsigned long WriteText(void* handle, std::wstring_view text)
+{
+    if (IsConsoleHandle(handle)) return WriteUnits(handle, text.data(), text.size());
+    std::string bytes(text.size() * 3, '\0'); // most that a unit takes
+    int const size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                                           static_cast<int>(bytes.size()), nullptr, nullptr);
+    return WriteBytes(handle, bytes.data(), static_cast<std::size_t>(size));
 }
 
 unsigned long WriteToStream(StandardStream stream, char const* bytes, std::size_t count) noexcept
 {
-    constexpr std::size_t kMostAtOnce = 1u << 20;
-    while (count > 0) {
-        DWORD written = 0;
-        auto const piece = static_cast<DWORD>(std::min(count, kMostAtOnce));
-        if (!::WriteFile(StreamHandle(stream), bytes, piece, &written, nullptr)) return LastError();
-        if (written == 0) return ERROR_WRITE_FAULT;
-        bytes += written;
-        count -= written;
-    }
-    return 0;
+    return WriteBytes(StreamHandle(stream), bytes, count);
 }
 
 } // namespace xc::win32

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 namespace xc::win32 {
 
@@ -12,6 +13,8 @@ enum class StandardStream { Output, Error };
 
 /// Writes the whole text; pairs of surrogates are not taken apart. 0, or the number of the system's error.
 unsigned long WriteToConsole(StandardStream stream, wchar_t const* text, std::size_t count) noexcept;
+/// The same to a handle that was a standard stream; to anything but a console as UTF-8.
+unsigned long WriteText(void* handle, std::wstring_view text);
 unsigned long WriteToStream(StandardStream stream, char const* bytes, std::size_t count) noexcept;
 
 } // namespace xc::win32

@@ -1,5 +1,6 @@
 #include "win32/FileIo.h"
 
+#include "win32/Paths.h"
 #include "win32/UniqueHandle.h"
 
 #include <algorithm>
@@ -11,19 +12,6 @@ namespace xc::win32 {
 namespace {
 
 constexpr DWORD kLargestStep = 1u << 28; // bytes for one call of the system
-
-/// The path as the system takes it: absolute, since another thread may change the current folder between two steps;
-/// a long one with the prefix that lifts the limit of its length.
-std::wstring SystemPath(std::wstring const& path)
-{
-    constexpr std::size_t kSafeLength = 240; // leaves room for the ending of a temporary file
-    DWORD const length = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
-    if (length == 0 || path.starts_with(L"\\\\?\\")) return path;
-    std::wstring full(length, L'\0');
-    full.resize(::GetFullPathNameW(path.c_str(), length, full.data(), nullptr));
-    if (full.size() < kSafeLength) return full;
-    return full.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
-}
 
 class SystemSteps final : public ReplaceSteps {
 public:

@@ -18,10 +18,15 @@ unsigned long ReplaceFileContents(std::wstring const& path, std::string_view byt
 {
     std::wstring temporary;
     if (unsigned long const error = steps.Create(path, temporary)) return error;
-    unsigned long error = WriteThrough(bytes, steps);
-    if (error == 0) error = steps.Replace(temporary, path);
-    if (error != 0) steps.Remove(temporary);
-    return error;
+    try {
+        unsigned long error = WriteThrough(bytes, steps);
+        if (error == 0) error = steps.Replace(temporary, path);
+        if (error != 0) steps.Remove(temporary);
+        return error;
+    } catch (...) { // no memory for the names
+        steps.Remove(temporary);
+        throw;
+    }
 }
 
 } // namespace xc::win32

@@ -24,6 +24,10 @@ public:
     /// Loads the module of this absolute path, or takes one more reference when it is loaded already. What it links to
     /// is looked for in its own directory first. Empty on failure, with the thread's last error.
     static Module Load(std::wstring const& path);
+    /// One more reference to the loaded module that an address lies in; empty when it lies in none.
+    static Module OfAddress(void const* address) noexcept;
+    /// Whether an address lies in the image of this module.
+    [[nodiscard]] bool Holds(void const* address) const noexcept;
     explicit operator bool() const noexcept { return m_handle != nullptr; }
     [[nodiscard]] void* Get() const noexcept { return m_handle; }
     /// The address of an exported function; null when there is none.

@@ -3,19 +3,20 @@
 #include "win32/Process.h"
 
 #include <algorithm>
+#include <string_view>
 #include <windows.h>
 
 namespace xc::win32 {
 
-bool IsDirectory(std::wstring const& path) noexcept
+bool IsDirectory(std::wstring const& path)
 {
-    DWORD const attributes = ::GetFileAttributesW(path.c_str());
+    DWORD const attributes = ::GetFileAttributesW(SystemPath(path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-bool IsFile(std::wstring const& path) noexcept
+bool IsFile(std::wstring const& path)
 {
-    DWORD const attributes = ::GetFileAttributesW(path.c_str());
+    DWORD const attributes = ::GetFileAttributesW(SystemPath(path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
@@ -31,6 +32,15 @@ std::wstring FullPath(std::wstring const& path)
     }
 }
 
+std::wstring SystemPath(std::wstring const& path)
+{
+    constexpr std::size_t kSafeLength = 240; // leaves room for the ending of a temporary file
+    if (path.empty() || path.starts_with(L"\\\\?\\")) return path;
+    std::wstring full = FullPath(path);
+    if (full.size() < kSafeLength) return full;
+    return full.starts_with(L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
+}
+
 namespace {
 
 bool EndsIn(std::wstring const& name, std::wstring const& extension)
@@ -44,7 +54,7 @@ std::vector<std::wstring> EntriesOf(std::wstring const& directory, bool director
 {
     std::vector<std::wstring> names;
     WIN32_FIND_DATAW entry;
-    HANDLE const search = ::FindFirstFileW((directory + L"\\*").c_str(), &entry);
+    HANDLE const search = ::FindFirstFileW(SystemPath(directory + L"\\*").c_str(), &entry);
     if (search == INVALID_HANDLE_VALUE) return names;
     do {
         std::wstring const name = entry.cFileName;
@@ -70,9 +80,26 @@ std::vector<std::wstring> DirectoriesIn(std::wstring const& directory)
     return EntriesOf(directory, true);
 }
 
+namespace {
+
+/// Whether a list of directories between semicolons holds this one.
+bool HoldsDirectory(std::wstring_view path, std::wstring const& directory)
+{
+    while (!path.empty()) {
+        std::size_t const end = std::min(path.find(L';'), path.size());
+        if (::CompareStringOrdinal(path.data(), static_cast<int>(end), directory.c_str(), -1, TRUE) == CSTR_EQUAL)
+            return true;
+        path.remove_prefix(std::min(end + 1, path.size()));
+    }
+    return false;
+}
+
+} // namespace
+
 bool AppendToSearchPath(std::wstring const& directory)
 {
     std::wstring path = ReadEnvironment(L"PATH").value_or(L"");
+    if (HoldsDirectory(path, directory)) return true;
     if (!path.empty() && path.back() != L';') path += L';';
     return ::SetEnvironmentVariableW(L"PATH", (path + directory).c_str()) != 0;
 }

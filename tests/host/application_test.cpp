@@ -1,16 +1,11 @@
 #include "host/host_tools.h"
 
-#include "app/ListFile.h"
-
-#include <XelbrinCore/XCUnitTest.h>
-
-#include <gtest/gtest.h>
-#include <sstream>
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCThread.h>
 
 namespace {
 
-using xc_test::Listener;
-using xc_test::ModuleFolder;
+using namespace xc_test;
 
 TEST(Application, OptionsAndUsageScreen)
 {
@@ -59,47 +54,193 @@ TEST(Application, ConfigurationFiles)
     EXPECT_FALSE(absent.GetConfigFailure().IsNull());
 }
 
-TEST(Application, NamesOfAListStayInsideItsFolder)
+TEST(Application, NamesWithAndWithoutFolderAndExtension)
 {
     struct Case {
-        wchar_t const* name;
-        bool inside;
+        wchar_t const* commandLine;
+        char const* plain;
+        char const* full;
     };
-    constexpr Case kCases[] = {{L"a.osx", true},      {L"sub\\a.osx", true}, {L"a..b\\c", true},  {L"./a.osx", true},
-                               {L"..\\a.osx", false}, {L"s/../../a", false}, {L"c:a.osx", false}, {L"\\a.osx", false},
-                               {L".. \\a", false},    {L"...\\a", false},    {L"", false}};
+    constexpr Case kCases[] = {
+        {L"\"c:\\two words\\my.tool.exe\" /x", "my.tool", "c:\\two words\\my.tool.exe"},
+        {L"tool", "tool", "tool"},
+        {L"c:\\dir.d\\tool -x", "tool", "c:\\dir.d\\tool"},
+        {L"c:/dir/tool.exe", "tool", "c:/dir/tool.exe"},
+    };
     for (Case const& c : kCases) {
-        xc::app::ModuleList const list = xc::app::ReadModuleList(c.name);
-        EXPECT_EQ(list.names.size(), c.inside ? 1u : 0u) << XCString(c.name).AsUTF8();
+        XCApplication const application(c.commandLine, ListenerPtr(new Listener), false);
+        EXPECT_EQ(application.GetAppName().AsUTF8(), c.plain);
+        EXPECT_EQ(application.GetAppName(true, true).AsUTF8(), c.full);
     }
+    // Without a name in the command line the file's is taken.
+    XCApplication const nameless(XCString(L"-x"), ListenerPtr(new Listener), false);
+    EXPECT_EQ(nameless.GetAppName().AsUTF8(), "test_host");
+    EXPECT_EQ(nameless.GetAppName(true, true), nameless.GetAppPath() + L"\\test_host.exe");
+    EXPECT_EQ(nameless.GetMainThreadId(), ::GetCurrentThreadId());
+    // A module that hosts stands for the program.
+    XCApplicationWithPlugIns const inModule(XCString(L"-x"), ListenerPtr(new Listener), false,
+                                            ::GetModuleHandleW(L"XelbrinCore-x64.dll"));
+    EXPECT_EQ(inModule.GetAppName().AsUTF8(), "XelbrinCore-x64");
+    EXPECT_TRUE(XCException::GetErrorLogPath().View().ends_with(L"\\XelbrinCore-x64-ERROR.LOG"));
 }
 
-TEST(PlugIns, IdentitiesAsTextAndBack)
-{
-    bool ok = false;
-    XCGuid const guid(L"{01234567-89ab-CDEF-0123-456789abcdef}", &ok);
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(guid.AsString().AsUTF8(), "{01234567-89AB-CDEF-0123-456789ABCDEF}");
-    for (wchar_t const* const wrong :
-         {L"", L"{01234567-89ab-CDEF-0123-456789abcde}", L"01234567-89ab-CDEF-0123+456789abcdef",
-          L"g1234567-89ab-CDEF-0123-456789abcdef"})
+/// Takes its values away at the end.
+class MachineSettings {
+public:
+    static constexpr wchar_t kKey[] = L"Software\\Harvel\\Corvane\\XelbrinCore";
+    static void Set(std::wstring const& below, wchar_t const* name, std::wstring const& value)
     {
-        EXPECT_TRUE(XCGuid(wrong, &ok).IsNull());
-        EXPECT_FALSE(ok);
+        EXPECT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kKey + below).c_str(), name, REG_SZ, value.c_str(),
+                                    static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
+                  ERROR_SUCCESS);
     }
+    ~MachineSettings()
+    {
+        ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kKey + std::wstring(L"\\XCORE")).c_str());
+        ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
+    }
+};
+
+XCString TmpDirectoryNow()
+{
+    XCApplication const application(XCString(L"x"), ListenerPtr(new Listener), false);
+    EXPECT_EQ(XCException::GetErrorLogPath(), application.GetTmpDirectory() + L"\\test_host-ERROR.LOG");
+    return application.GetTmpDirectory();
 }
 
-TEST(UnitTestMenu, RunsWhatIsChosen)
+TEST(Application, TheTemporaryDirectoryComesFromTheRegistryOrTheEnvironment)
 {
-    XCUnitTest menu(L"Menu");
-    menu.AddTestCase(L"good", [](XCTestScope& scope) { scope.Check(true, L"holds"); });
-    menu.AddTestCase(L"bad", [](XCTestScope& scope) { scope.Check(false, L"does not hold"); });
-    menu.AddTestCase(L"throws", [](XCTestScope&) { throw XCException(L"planned"); });
-    std::wistringstream in(L"1\n 2 \n7\nx\na\nq\n1\n");
-    std::wostringstream out;
-    EXPECT_EQ(menu.RunMenu(in, out), 3u);
-    EXPECT_NE(out.str().find(L"[FAIL] bad (1 checks)\n       does not hold\n"), std::wstring::npos);
-    EXPECT_NE(out.str().find(L"[FAIL] throws (0 checks)\n       threw: planned\n"), std::wstring::npos);
+    std::optional<XCString> const tmp = XCGetEnv(L"TMP");
+    std::wstring const present = std::filesystem::temp_directory_path().wstring();
+    struct Case {
+        wchar_t const* tmp;
+        wchar_t const* tmpDir;
+        std::wstring expected;
+    };
+    Case const cases[] = {{present.c_str(), nullptr, present},
+                          {L"c:\\absent", present.c_str(), present},
+                          {L"c:\\absent", L"c:\\absent", L"."},
+                          {nullptr, nullptr, L"."}};
+    for (Case const& c : cases) {
+        ::SetEnvironmentVariableW(L"TMP", c.tmp);
+        ::SetEnvironmentVariableW(L"TMPDIR", c.tmpDir);
+        EXPECT_EQ(TmpDirectoryNow(), XCString(c.expected));
+    }
+    ::SetEnvironmentVariableW(L"TMPDIR", nullptr);
+    ::SetEnvironmentVariableW(L"TMP", tmp ? tmp->AsWChar() : nullptr);
+
+    MachineSettings const settings;
+    settings.Set(L"", L"Customer", L"North");
+    settings.Set(L"", L"Code", L"17");
+    EXPECT_EQ(TmpDirectoryNow().AsUTF8(), "."); // the key alone takes the environment's place
+    settings.Set(L"\\XCORE", L"DebugPath", L"c:\\anything at all");
+    EXPECT_EQ(TmpDirectoryNow().AsUTF8(), "c:\\anything at all");
+    EXPECT_FALSE(XCException(L"lost", true).LogInErrorFile()); // no such folder: told, and nothing more
+    XCApplication const application(XCString(L"x"), ListenerPtr(new Listener), false);
+    EXPECT_EQ(application.GetCustomer().AsUTF8(), "North");
+    EXPECT_EQ(application.GetCustomerCode().AsUTF8(), "17");
+}
+
+TEST(Application, ASubscriberOfTwoIsServedOnceUntilTheLastEnds)
+{
+    ListenerPtr const listener(new Listener);
+    auto first = std::make_unique<XCApplication>(XCString(L"a /trace:2"), listener, false);
+    auto second = std::make_unique<XCApplication>(XCString(L"b"), listener, false);
+    first->GetCout() << L"1" << std::flush;
+    second.reset();
+    first->GetCout() << L"2" << std::flush;
+    EXPECT_TRUE(first->RemoveLogSubscriber(listener));
+    EXPECT_FALSE(first->RemoveLogSubscriber(listener));
+    first->GetCout() << L"3" << std::flush;
+    EXPECT_EQ(listener->heard.AsUTF8(), "12");
+}
+
+/// Notes the level of each block.
+class LevelListener final : public XCLogSubscriberI {
+public:
+    LevelListener() { SetDesiredLevel(9); }
+    void OnFlush(int level, XCString const& text) override
+    {
+        if (!text.View().ends_with(std::to_wstring(level) + L"\n")) ++wrong;
+        ++count;
+    }
+    std::atomic<int> wrong = 0;
+    std::atomic<int> count = 0;
+};
+
+TEST(Application, ThreadsWriteAtTheirOwnLevels)
+{
+    XCSmartPtr<LevelListener> const listener(new LevelListener);
+    XCApplication const application(XCString(L"a"), listener, false);
+    std::vector<XCSmartPtr<XCThread>> threads;
+    for (int level = 1; level <= 4; ++level)
+        threads.push_back(new XCThread(XCMakeCallback([level] {
+            for (int i = 0; i < 500; ++i) XCApplication::GetAppCout(level) << L"written at " << level << std::endl;
+        })));
+    for (auto const& thread : threads) ASSERT_TRUE(thread->Start().Good());
+    for (auto const& thread : threads) thread->Join();
+    EXPECT_EQ(listener->wrong, 0);
+    EXPECT_EQ(listener->count, 2000);
+    // Without a flush between them the texts of one thread keep their order.
+    application.GetCout() << L"1\n";
+    XCApplication::GetAppCout(3) << L"3\n";
+    XCApplication::GetAppCout(2) << L"2\n" << std::flush;
+    EXPECT_EQ(listener->count, 2003);
+    EXPECT_EQ(listener->wrong, 0);
+}
+
+// The console of these tests is a file of theirs, so that what reaches it can be read.
+TEST(Console, GoesToTheFileAndBack)
+{
+    ModuleFolder const folder({});
+    auto const show = [](char const* text) { std::fputs(text, stdout), std::fflush(stdout); };
+    XCConsoleInfo console;
+    ASSERT_TRUE(console.Open(folder.Path() + L"\\console").Good());
+    for (bool const keep : {true, false}) {
+        XCString const option = L"x /consoletofile:" + folder.Path() + L"\\log" + (keep ? L"" : L" /noconsole");
+        XCApplication application(option, {}, false);
+        XCApplication::GetAppCout(1) << (keep ? L"kept \u20AC\n" : L"file alone\n") << std::flush;
+        application.GetCout() << L"more\n" << std::flush;
+        show("plain\n");
+    }
+    show("back\n");
+    {
+        XCApplication application(XCString(L"x"), {}, false);
+        EXPECT_TRUE(application.StartLoggingToFile(folder.Path() + L"\\first", true).Good());
+        EXPECT_TRUE(application.StartLoggingToFile(folder.Path() + L"\\second", true).Good());
+        application.GetCout() << L"once\n" << std::flush;
+        EXPECT_TRUE(application.StartLoggingToFile(folder.Path() + L"\\third", false).Good());
+        application.GetCout() << L"unseen\n" << std::flush;
+        application.SetTraceLevel(0);
+        application.GetCout() << L"silent\n" << std::flush;
+    }
+    console.Close();
+    EXPECT_EQ(ReadFile(folder.path / "console"), "kept \xE2\x82\xAC\nmore\nback\nonce\n");
+    EXPECT_EQ(ReadFile(folder.path / "log"), "kept \xE2\x82\xAC\nmore\nplain\nfile alone\nmore\nplain\n");
+    EXPECT_EQ(ReadFile(folder.path / "first"), "");
+    EXPECT_EQ(ReadFile(folder.path / "second"), "once\n");
+    EXPECT_EQ(ReadFile(folder.path / "third"), "unseen\n");
+}
+
+TEST(Console, DefaultNameAndAFileThatCannotBeOpened)
+{
+    ModuleFolder const folder({});
+    std::filesystem::path const before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path);
+    ListenerPtr const listener(new Listener);
+    {
+        XCApplication const application(XCString(L"c:\\bin\\my.tool.exe /consoletofile"), listener, false);
+        std::fputs("text\n", stdout);
+    }
+    HANDLE const held = ::CreateFileW(L"held.log", GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    {
+        XCApplication const application(XCString(L"x /consoletofile:held.log"), listener, false);
+    }
+    ::CloseHandle(held);
+    std::filesystem::current_path(before);
+    EXPECT_EQ(ReadFile(folder.path / "my.tool.log"), "text\n");
+    EXPECT_NE(listener->heard.Find(L"ERR> ***The console cannot be sent to the file held.log (system error 32).\n"),
+              XCString::npos);
 }
 
 } // namespace

@@ -1,14 +1,14 @@
+// What hosts do with modules of every sort: messages, order, containers, menu.
 #include "host/host_tools.h"
 
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCUnitTest.h>
 
-#include <gtest/gtest.h>
+#include <iostream>
 
 namespace {
 
-using xc_test::Listener;
-using xc_test::ModuleFolder;
-using xc_test::Session;
+using namespace xc_test;
 
 TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
 {
@@ -21,104 +21,138 @@ TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
         {"no_entry", L"LoadPlugIn failed on @\\no_entry.osx: Cannot locate \"GetPlugInObject\" entry point\n", 0},
         {"null_entry", L"LoaPlugIn failed on @\\null_entry.osx: AddPlugIn failed\n", 0},
         {"throws_entry", L"ERR> ***@\\throws_entry.osx: planned fault\n", 0},
-        {"throws_name", L"LoaPlugIn failed on @\\throws_name.osx: AddPlugIn failed\n", 0},
+        {"throws_name", L"ERR> ***planned fault\nLoaPlugIn failed on @\\throws_name.osx: AddPlugIn failed\n", 0},
         {"throws_init", L">>>> Initializing <ThrowsInit>...Failed.\nERR> ***<ThrowsInit>: planned fault\n", 0},
+        {"throws_what", L">>>> Initializing <ThrowsWhat>...Failed.\nERR> ***<ThrowsWhat>: ", 0},
         {"refuses", L">>>> Initializing <Refuses>...Failed.\nERR> ***<Refuses>: no licence to run\n", 0},
         {"throws_run", L"ERR> ***<ThrowsRun>: planned fault\n", 2},
         {"throws_thread", L"ERR> ***<ThrowsThread>: planned fault\n", 2},
-        {"throws_unload", L">>>> Unloading <ThrowsUnload>...\nERR> ***<ThrowsUnload>: planned fault\n", 0},
+        {"throws_unload", L"ERR> ***<ThrowsUnload>: planned fault\n", 0},
         {"orphan", L"ERR> ***<Orphan> depends on {00000063-0001-0002-0102-030405060708}, which is not loaded\n", 0},
         {"twin", L"ERR> ***<Twin> is already loaded\n", 0},
+        {"container_throws", L"ERR> ***<ContainerThrows>: planned fault\n", 0},
+        {"left_subscriber", L"ERR> ***@\\left_subscriber.osx has left a log subscriber behind and stays loaded\n", 0},
+        {"left_thread", L"ERR> ***@\\left_thread.osx has left a thread behind and stays loaded\n", 0},
     };
     for (Case const& c : kCases) {
         SCOPED_TRACE(c.module);
         Session const session(ModuleFolder({"reader", "filter", c.module}));
-        EXPECT_NE(session.said.Find(c.reported), XCString::npos) << std::string(session.said.AsUTF8());
-        EXPECT_NE(session.said.Find(L"Filter at work\n"), XCString::npos);
+        ExpectSaid(session, c.reported);
+        ExpectSaid(session, L"Filter at work\n");
         EXPECT_EQ(session.exitCode, c.exitCode);
     }
-}
-
-TEST(Host, FilesThatAreNoModulesAndListsThatAreMissing)
-{
-    ModuleFolder const folder({"reader"});
-    folder.Write("broken.osx", "no library at all");
-    EXPECT_NE(Session(folder).said.Find(L"LoadLibrary fails on @\\broken.osx\n"), XCString::npos);
-
-    ModuleFolder const empty({});
-    empty.Write("osx.lst", "");
-    Session const nothing(empty);
-    EXPECT_EQ(nothing.exitCode, 1);
-    EXPECT_NE(nothing.said.Find(L"Couldn't find any OSX to load.\n"), XCString::npos);
-    EXPECT_NE(Session(empty, L"\\my.lst").said.Find(L"The plug-ins list file @\\my.lst does not exist.\n"),
-              XCString::npos);
+    // What was left behind still has its code.
+    EXPECT_EQ(XCThread::GetAllThreadsInfo().size(), 1u);
+    for (XCThreadInfo const& left : XCThread::GetAllThreadsInfo())
+        XCThread::WaitForThread(XCThread_t(left.GetThreadId(), nullptr), -1);
+    for (auto const& left : XCApplication::GetLogManager().GetSubscribers())
+        XCApplication::GetLogManager().RemoveSubscriber(left);
+    EXPECT_EQ(XCApplication::GetLogManager().GetSubscriberCount(), 0u);
+    EXPECT_EQ(::GetModuleHandleW(L"throws_init.osx"), nullptr);
 }
 
 TEST(Host, TheWholeStoryOfThreeModulesThatDependOnOneAnother)
 {
     ModuleFolder const folder({"a_report", "filter", "reader"});
-    XCApplication::PostExitRequest(); // for the threaded one, which waits for it
     XCApplication::ClearExitRequest();
-    XCSmartPtr<Listener> const listener(new Listener);
-    {
-        XCApplicationWithPlugIns host(L"host.exe /noconsole /osxpath:" + folder.Path(), listener, false);
+    Session const session(folder, {}, [](XCApplicationWithPlugIns& host) {
         ASSERT_TRUE(XCApplicationWithPlugIns::GetApp() == &host);
-        XCSmartPtr<XCThread> const quitter(new XCThread(XCMakeCallback([] {
-            XCThread::Sleep(300);
-            XCApplication::PostExitRequest();
-        })));
-        ASSERT_TRUE(quitter->Start().Good());
-        EXPECT_EQ(host.LoadAndRun(), 0);
-        quitter->Join();
-        for (XCSmartPtr<XCPlugIn> const& plugIn : host.GetLoadedPlugIns())
-            EXPECT_EQ(plugIn->GetStatus(),
-                      plugIn->IsRunningPlugIn() ? XCPlugIn::StatusFinished : XCPlugIn::StatusReady);
-    }
+        (void)host.LoadPlugIn(NewQuitter(3));
+    });
     XCApplication::ClearExitRequest();
-    XCString said = listener->heard;
-    said.Replace(folder.Path(), XCString(L"@"));
-    EXPECT_EQ(said.AsUTF8(), "Retrieving plug-ins from @\n"
-                             ">>>> Initializing <Reader>... Done.\n"
-                             ">>>> Initializing <Filter>... Done.\n"
-                             ">>>> Initializing <Report>... Done.\n"
-                             "RUN> Running <Filter>...\n"
-                             "Filter at work\n"
-                             "RUN> Running <Report>...(threaded)\n"
-                             ">>>> Quit signal received. Requesting exit to all plug-ins...\n"
-                             "Exiting application...\n"
-                             ">>>> Unloading <Report>...\n"
-                             ">>>> Unloading <Filter>...\n"
-                             ">>>> Unloading <Reader>...\n");
-}
-
-TEST(Host, ListsAreFollowedInTheirOrderAndNeverOutOfTheirFolder)
-{
-    ModuleFolder const folder({"reader", "filter", "twin"});
-    folder.Write("my.lst", "; comment\r\n\r\n  filter.osx \r\nreader.osx\n..\\outside.osx\nc:\\evil.osx\n");
-    Session const session(folder, L"\\my.lst");
-    EXPECT_NE(session.said.Find(L"my.lst: ..\\outside.osx is not inside the folder of the list\n"), XCString::npos);
-    EXPECT_NE(session.said.Find(L"my.lst: c:\\evil.osx is not inside the folder of the list\n"), XCString::npos);
-    EXPECT_NE(session.said.Find(L"<Reader>... Done.\n>>>> Initializing <Filter>... Done.\n"), XCString::npos);
-    EXPECT_EQ(session.said.Find(L"Twin"), XCString::npos);
+    EXPECT_EQ(session.exitCode, 0);
+    EXPECT_EQ(session.Text(), ">>>> Initializing <Own>... Done.\n"
+                              "Retrieving plug-ins from @\n"
+                              ">>>> Initializing <Reader>... Done.\n"
+                              ">>>> Initializing <Filter>... Done.\n"
+                              ">>>> Initializing <Report>... Done.\n"
+                              "RUN> Running <Own>...(threaded)\n"
+                              "RUN> Running <Filter>...\n"
+                              "Filter at work\n"
+                              "RUN> Running <Report>...(threaded)\n"
+                              ">>>> Quit signal received. Requesting exit to all plug-ins...\n"
+                              "Exiting application...\n"
+                              ">>>> Unloading <Report>...\n"
+                              ">>>> Unloading <Filter>...\n"
+                              ">>>> Unloading <Reader>...\n"
+                              ">>>> Unloading <Own>...\n");
 }
 
 TEST(Host, ACycleIsReportedOnceForEachOfItsPlugIns)
 {
     Session const session(ModuleFolder({"cycle_a", "cycle_b", "reader"}));
-    for (wchar_t const* const line : {L"ERR> ***<CycleA> depends on", L"ERR> ***<CycleB> depends on"}) {
-        std::size_t const first = session.said.Find(line);
-        ASSERT_NE(first, XCString::npos);
-        EXPECT_EQ(session.said.Find(line, first + 1), XCString::npos);
-    }
+    EXPECT_EQ(session.Count(L"ERR> ***<CycleA> depends on"), 1);
+    EXPECT_EQ(session.Count(L"ERR> ***<CycleB> depends on"), 1);
 }
 
-TEST(Host, HostsStartAndEndManyTimes)
+TEST(Host, AContainerBringsItsChildrenAndTakesThemAlongWhenItFails)
 {
-    ModuleFolder const folder({"a_report", "filter", "reader", "throws_exit"});
-    XCApplication::PostExitRequest(); // every run is asked to end before it has begun
-    for (int round = 0; round < 30; ++round) EXPECT_EQ(Session(folder).exitCode, 0);
-    XCApplication::ClearExitRequest();
-    EXPECT_EQ(::GetModuleHandleW(L"reader.osx"), nullptr);
+    Session const good(ModuleFolder({"container"}));
+    EXPECT_EQ(good.Text(), "Retrieving plug-ins from @\n"
+                           ">>>> Initializing <Child1>... Done.\n"
+                           ">>>> Initializing <Child2>... Done.\n"
+                           "ERR> ***<Child3> depends on Nobody, which is not loaded\n"
+                           "ERR> ***<Container> is already loaded\n"
+                           ">>>> Initializing <Container>... Done.\n"
+                           "RUN> Running <Child1>...\n"
+                           "Child1 at work\n"
+                           "RUN> Running <Child2>...\n"
+                           "Child2 at work\n"
+                           "Exiting application...\n"
+                           ">>>> Unloading <Container>...\n"
+                           ">>>> Unloading <Child2>...\n"
+                           ">>>> Unloading <Child1>...\n");
+    ModuleFolder const folder({"container_refuses", "reader"});
+    Session const bad(folder);
+    ExpectSaid(bad, L"ERR> ***<ContainerRefuses>: no licence to run\n"
+                    L">>>> Unloading <Child2>...\n"
+                    L">>>> Unloading <Child1>...\n"
+                    L"LoaPlugIn failed on @\\container_refuses.osx: AddPlugIn failed\n");
+    EXPECT_EQ(bad.Count(L"stays loaded"), 0);
+    EXPECT_EQ(bad.Count(L" at work"), 0);
+    EXPECT_EQ(::GetModuleHandleW(L"container_refuses.osx"), nullptr);
+}
+
+TEST(Host, TheMenuRunsAtTheEndWithoutTheCasesOfThoseThatFailed)
+{
+    std::wistringstream typed(L"a\n0\n");
+    std::wstreambuf* const before = std::wcin.rdbuf(typed.rdbuf());
+    Session const session(ModuleFolder({"reader", "throws_init"}), {}, [](XCApplicationWithPlugIns& host) {
+        host.SetIsRunWithMenu(true);
+        auto* const refused = new OwnPlugIn<XCPlugIn>(60);
+        refused->onInit = [&host] {
+            host.GetMainMenu().AddTestCase(L"gone with its plug-in", [](XCTestScope&) {});
+            return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"refused", 1)));
+        };
+        EXPECT_EQ(static_cast<int>(host.LoadPlugIn(refused)), 1);
+    });
+    std::wcin.rdbuf(before);
+    ExpectSaid(session, L"host\n  1  Reader\n  a  all\n  0  end\n> [ ok ] Reader (1 checks)\n");
+}
+
+TEST(Host, TheUsageScreenShowsTheOptionsOfLoadedPlugIns)
+{
+    ModuleFolder const folder({"reader", "throws_init"});
+    XCApplicationWithPlugIns host(L"host.exe /noconsole", ListenerPtr(new Listener), false);
+    EXPECT_TRUE(host.LoadPlugInsFromDirectory(folder.Path()).Good());
+    std::wostringstream screen;
+    host.DisplayUsage(&screen);
+    EXPECT_NE(screen.str().find(L"   /osxpath:{directory}"), std::wstring::npos);
+    EXPECT_NE(screen.str().find(L"   /Reader:{n}"), std::wstring::npos);
+    EXPECT_EQ(screen.str().find(L"ThrowsInit"), std::wstring::npos);
+}
+
+TEST(UnitTestMenu, RunsWhatIsChosen)
+{
+    XCUnitTest menu(L"Menu");
+    menu.AddTestCase(L"good", [](XCTestScope& scope) { scope.Check(true, L"holds"); });
+    menu.AddTestCase(L"bad", [](XCTestScope& scope) { scope.Check(false, L"does not hold"); });
+    menu.AddTestCase(L"throws", [](XCTestScope&) { throw XCException(L"planned"); });
+    std::wistringstream in(L"1\n 2 \n7\nx\na\nq\n1\n");
+    std::wostringstream out;
+    EXPECT_EQ(menu.RunMenu(in, out), 3u);
+    EXPECT_NE(out.str().find(L"[FAIL] bad (1 checks)\n       does not hold\n"), std::wstring::npos);
+    EXPECT_NE(out.str().find(L"[FAIL] throws (0 checks)\n       threw: planned\n"), std::wstring::npos);
 }
 
 } // namespace

@@ -56,6 +56,13 @@ constexpr MatchCase kMatches[] = {
     {"literals touch", L"aba.*aba", L"abaaba", true},
     {"escape at the end", L"a\\", L"a\\", true},
     {"anchors are literal", L"^a$", L"^a$", true},
+    {"terminator taken for a unit", L"a.", L"a", false},
+    {"terminator taken for a unit", L"[^b]c*", L"", false},
+    {"fixed beginning, no match", L"[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}", L"2024-06-07 1a:34", false},
+    {"beginning longer than a vector", L"[0-9]{9}[a-f]{9}(x|yz)+", L"123456789abcdefabcxyz", true},
+    {"beginning longer than a vector", L"[0-9]{9}[a-f]{9}(x|yz)+", L"123456789abcdefabgxyz", false},
+    {"beginning longer than the subject", L"[0-9]{9}[a-f]{9}(x|yz)+", L"123456789abc", false},
+    {"ends with the beginning", L"[0-9]{4}(-[a-z]*)?", L"2024", true},
 };
 
 TEST(Match, Table)
@@ -242,12 +249,33 @@ TEST(Match, LongSubjects)
         std::wstring text = c.pattern[0] == L'x' ? L"x" : L"";
         while (text.size() < 70000) text += c.piece;
         for (int round = 0; round < 40; ++round) {
-            std::wstring subject = text.substr(0, text.size() - random.Below(40000));
+            std::uint32_t const most = round % 3 == 0 ? 3000 : 70000;
+            std::wstring subject = text.substr(0, most - random.Below(most / 2));
             std::size_t const at = random.Below(static_cast<std::uint32_t>(subject.size()));
             if (round > 4) subject[at] = L"ab c\x3042\xFFFF"[random.Below(6)];
             bool const expected = reference::MatchesStates(states, subject);
             EXPECT_EQ(expression.Match(subject.c_str()), expected) << c.fault << ", unit " << at << " changed";
             EXPECT_EQ(expression.Match(XCString(subject)), expected) << c.fault << ", string";
+        }
+    }
+}
+
+/// So many states and columns that the offsets of the table do not fit 16 bits.
+TEST(Match, WideTable)
+{
+    std::wstring pattern, text;
+    for (std::uint32_t i = 0; i < 200; ++i) {
+        std::wstring const word{wchar_t(0x4E00 + i), wchar_t(0x5E00 + i), wchar_t(0x4E00 + i * 7 % 200)};
+        pattern += (i == 0 ? L"(" : L"|") + word;
+        text += word;
+    }
+    XCRegEx const expression = Compile(pattern + L")+");
+    for (std::wstring const& subject : {text, text + text, text + text + text + text}) {
+        EXPECT_TRUE(expression.Match(subject.c_str()));
+        for (std::size_t const at : {std::size_t{0}, subject.size() / 2, subject.size() - 1}) {
+            std::wstring changed = subject;
+            changed[at] = L'a';
+            EXPECT_FALSE(expression.Match(changed.c_str())) << at;
         }
     }
 }
@@ -284,6 +312,7 @@ TEST(Threads, OneExpressionInEightThreads)
             for (int round = 0; round < 200; ++round)
                 for (std::size_t e = 0; e < std::size(expressions); ++e)
                     wrong += XCRegEx(expressions[e]).Match(text.c_str()) != expected[e];
+            wrong += expressions[2].GetStates().empty(); // built by the first thread that asks
         });
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);

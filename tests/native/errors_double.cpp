@@ -67,7 +67,7 @@ bool AppendToFile(std::wstring const& path, std::string_view bytes)
            file.Write(bytes.data(), bytes.size(), error) == bytes.size();
 }
 
-bool IsDirectory(std::wstring const& path) noexcept
+bool IsDirectory(std::wstring const& path)
 {
     std::error_code error;
     return std::filesystem::is_directory(std::string(path.begin(), path.end()), error);

@@ -1,4 +1,5 @@
 // Whole files for the native build, by the C library and POSIX calls.
+#include "narrow_path.h"
 #include "win32/FileIo.h"
 
 #include <cerrno>
@@ -11,11 +12,6 @@
 namespace xc::win32 {
 
 namespace {
-
-std::string Narrow(std::wstring const& path)
-{
-    return {path.begin(), path.end()};
-}
 
 unsigned long Error(bool failed) noexcept
 {

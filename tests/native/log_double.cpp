@@ -1,4 +1,5 @@
 // Files, folders and standard streams of the native builds, over POSIX.
+#include "narrow_path.h"
 #include "win32/AppendFile.h"
 #include "win32/Console.h"
 
@@ -14,11 +15,6 @@ namespace xc::win32 {
 
 namespace {
 
-std::string Narrow(std::wstring const& path)
-{
-    return std::string(path.begin(), path.end());
-}
-
 unsigned long Verdict(int result) noexcept
 {
     return result == 0 ? 0 : static_cast<unsigned long>(errno);
@@ -28,7 +24,10 @@ unsigned long Verdict(int result) noexcept
 
 struct AppendFile::Handle {
     int fd = -1;
-    ~Handle() { ::close(fd); }
+    ~Handle()
+    {
+        if (fd >= 0) ::close(fd);
+    }
 };
 
 AppendFile::AppendFile() noexcept = default;
@@ -37,11 +36,11 @@ AppendFile::~AppendFile() = default;
 unsigned long AppendFile::Open(std::wstring const& path, Start start)
 {
     Close();
-    int const fd =
-        ::open(Narrow(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | (start == Start::Truncate ? O_TRUNC : 0), 0644);
-    if (fd < 0) return static_cast<unsigned long>(errno);
-    m_handle = std::make_unique<Handle>();
-    m_handle->fd = fd;
+    auto handle = std::make_unique<Handle>();
+    int const flags = O_WRONLY | O_APPEND | O_CREAT | (start == Start::Truncate ? O_TRUNC : 0);
+    handle->fd = ::open(Narrow(path).c_str(), flags, 0644);
+    if (handle->fd < 0) return static_cast<unsigned long>(errno);
+    m_handle = std::move(handle);
     return 0;
 }
 

@@ -8,10 +8,11 @@
 
 namespace sync_test {
 
-/// Replaces one imported function of the library until the end of the block.
+/// Replaces one imported function of the library, or of another module, until the end of the block.
 class ImportPatch {
 public:
-    ImportPatch(char const* function, void* replacement) : m_slot(Find(function))
+    ImportPatch(char const* function, void* replacement, wchar_t const* module = L"XelbrinCore-x64.dll")
+        : m_slot(Find(function, module))
     {
         EXPECT_NE(m_slot, nullptr) << function;
         if (m_slot) m_original = Swap(replacement);
@@ -23,10 +24,13 @@ public:
     ImportPatch(ImportPatch const&) = delete;
     ImportPatch& operator=(ImportPatch const&) = delete;
 
+    /// The function that was replaced.
+    [[nodiscard]] void* Original() const noexcept { return m_original; }
+
 private:
-    static void** Find(char const* function)
+    static void** Find(char const* function, wchar_t const* moduleName)
     {
-        auto* const base = reinterpret_cast<unsigned char*>(::GetModuleHandleW(L"XelbrinCore-x64.dll"));
+        auto* const base = reinterpret_cast<unsigned char*>(::GetModuleHandleW(moduleName));
         auto const at = [base](auto offset, auto* type) { return reinterpret_cast<decltype(type)>(base + offset); };
         auto const* const dos = at(0, static_cast<IMAGE_DOS_HEADER*>(nullptr));
         auto const* const nt = at(dos->e_lfanew, static_cast<IMAGE_NT_HEADERS64*>(nullptr));

@@ -1,24 +1,125 @@
-// One plug-in, built several times: PLUG_NAME, PLUG_ID, PLUG_DEPENDS (an id or 0), PLUG_KIND and PLUG_FAULT choose what
-// it is and where it fails.
+// One module that tests copy under many names: its file name chooses what it is and where it fails.
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCPlugIn.h>
+#include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCUnitTest.h>
 
 #include <stdexcept>
+#include <string_view>
+#include <windows.h>
 
 namespace {
 
-enum Kind { Plain, Runs, Threaded };
-enum Fault { None, InEntry, InName, InInit, InRun, InUnload, InRequestExit, NullEntry, RefusesInit };
+enum Kind { Plain, Runs, Threaded, Container };
+enum Fault {
+    None,
+    InEntry,
+    InName,
+    InInit,
+    InRun,
+    InUnload,
+    InRequestExit,
+    InList,
+    InWhat,
+    NullEntry,
+    RefusesInit,
+    LeavesSubscriber,
+    LeavesThread,
+    IgnoresExit,
+    EndsAtOnce
+};
+
+struct Role {
+    wchar_t const* file;
+    wchar_t const* name;
+    unsigned int id;
+    unsigned int dependsOn; ///< 0: on nothing
+    Kind kind;
+    Fault fault;
+};
+constexpr Role kRoles[] = {
+    {L"reader", L"Reader", 1, 0, Plain, None},
+    {L"filter", L"Filter", 2, 1, Runs, None},
+    {L"a_report", L"Report", 3, 2, Threaded, None}, // sorts before what it depends on
+    {L"twin", L"Twin", 1, 0, Plain, None},
+    {L"orphan", L"Orphan", 5, 99, Plain, None},
+    {L"cycle_a", L"CycleA", 6, 7, Plain, None},
+    {L"cycle_b", L"CycleB", 7, 6, Plain, None},
+    {L"null_entry", L"Null", 8, 0, Plain, NullEntry},
+    {L"throws_entry", L"ThrowsEntry", 9, 0, Plain, InEntry},
+    {L"throws_name", L"ThrowsName", 10, 0, Plain, InName},
+    {L"throws_init", L"ThrowsInit", 11, 0, Plain, InInit},
+    {L"throws_run", L"ThrowsRun", 12, 0, Runs, InRun},
+    {L"throws_unload", L"ThrowsUnload", 13, 0, Plain, InUnload},
+    {L"throws_exit", L"ThrowsExit", 14, 0, Threaded, InRequestExit},
+    {L"refuses", L"Refuses", 15, 0, Plain, RefusesInit},
+    {L"throws_thread", L"ThrowsThread", 16, 0, Threaded, InRun},
+    {L"throws_what", L"ThrowsWhat", 17, 0, Plain, InWhat},
+    {L"left_subscriber", L"LeftSubscriber", 18, 0, Plain, LeavesSubscriber},
+    {L"left_thread", L"LeftThread", 19, 0, Plain, LeavesThread},
+    {L"stubborn", L"Stubborn", 20, 2, Threaded, IgnoresExit},
+    {L"quick", L"Quick", 21, 1, Threaded, EndsAtOnce},
+    {L"container", L"Container", 22, 0, Container, None},
+    {L"container_refuses", L"ContainerRefuses", 23, 0, Container, RefusesInit},
+    {L"container_throws", L"ContainerThrows", 24, 0, Container, InList},
+};
+
+Role const& FindRole()
+{
+    HMODULE self = nullptr;
+    wchar_t path[1024] = L"";
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                         reinterpret_cast<LPCWSTR>(&kRoles), &self);
+    ::GetModuleFileNameW(self, path, 1024);
+    std::wstring_view name = path;
+    name.remove_prefix(name.find_last_of(L'\\') + 1);
+    name = name.substr(0, name.find(L'.'));
+    for (Role const& role : kRoles)
+        if (name == role.file) return role;
+    return kRoles[0];
+}
+
+Role const& Me()
+{
+    static Role const& role = FindRole();
+    return role;
+}
 
 constexpr XCGuid IdOf(unsigned int number)
 {
     return XCGuid(number, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8});
 }
 
-template <Fault fault>
-void ThrowIf()
+void ThrowIf(Fault fault)
 {
-    if constexpr (fault == PLUG_FAULT) throw std::runtime_error("planned fault");
+    if (fault == Me().fault) throw std::runtime_error("planned fault");
+}
+
+void Say(XCString const& text)
+{
+    XCApplication::GetLogManager().GetOrAddChannel(L"XCApplicationChannel").Write(1, text);
+}
+
+/// An error that makes its text by code of the module, and cannot.
+class Unspeakable final : public XCErrorI {
+public:
+    Unspeakable() : XCErrorI(78, SeverityError) {}
+    int GetIUID() const override { return kIUID; }
+    XCErrorID AsString(XCString&, XCFormatContext const&) const override { throw std::runtime_error("no words"); }
+};
+
+class Subscriber final : public XCLogSubscriberI {
+public:
+    void OnFlush(int, XCString const& text) override { heard = text; }
+    XCString heard;
+};
+
+void LeaveSomethingBehind()
+{
+    if (Me().fault == LeavesSubscriber) XCApplication::GetLogManager().AddSubscriber(new Subscriber);
+    if (Me().fault != LeavesThread) return;
+    XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([] { Say(Me().name + XCString(L"'s thread\n")); })));
+    (void)thread->Start(); // nobody joins it
 }
 
 template <class Base>
@@ -26,26 +127,36 @@ class TestPlugIn : public Base {
 public:
     XCString GetPlugInName() const override
     {
-        ThrowIf<InName>();
-        return XCString(PLUG_NAME);
+        ThrowIf(InName);
+        return XCString(Me().name);
     }
-    PlugInIdEx GetPlugInIdEx() const override { return {IdOf(PLUG_ID), XCString(PLUG_NAME)}; }
+    PlugInIdEx GetPlugInIdEx() const override { return {IdOf(Me().id), XCString(Me().name)}; }
+    XCUsageInfo GetUsageInfo() const override
+    {
+        XCUsageInfo usage;
+        usage.AddCmdLineArgDesc(Me().name + XCString(L":{n}"), XCString(L"What it does."), false);
+        return usage;
+    }
     std::vector<PlugInIdEx> GetDependentV() const override
     {
-        if (PLUG_DEPENDS == 0) return {};
-        return {PlugInIdEx(IdOf(PLUG_DEPENDS))};
+        if (Me().dependsOn == 0) return {};
+        return {PlugInIdEx(IdOf(Me().dependsOn))};
     }
     XCErrorID Init(XCApplicationWithPlugIns const&) override
     {
-        ThrowIf<InInit>();
-        if (PLUG_FAULT != RefusesInit) return XCErrorID::Success;
+        XCApplicationWithPlugIns::GetApp()->GetMainMenu().AddTestCase(
+            Me().name, [this](XCTestScope& scope) { scope.Check(this->GetStatus() != 0, L"in use"); });
+        LeaveSomethingBehind();
+        ThrowIf(InInit);
+        if (Me().fault == InWhat) throw XCException(XCErrorID(XCSmartPtr<Unspeakable>(new Unspeakable)));
+        if (Me().fault != RefusesInit) return XCErrorID::Success;
         return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"no licence to run", 77)));
     }
-    void Unload() override { ThrowIf<InUnload>(); }
+    void Unload() override { ThrowIf(InUnload); }
     void RequestExit(bool immediately) override
     {
         Base::RequestExit(immediately);
-        ThrowIf<InRequestExit>();
+        ThrowIf(InRequestExit);
     }
 };
 
@@ -53,8 +164,8 @@ class RunningPlugIn : public TestPlugIn<XCRunPlugIn> {
 public:
     void Run() override
     {
-        ThrowIf<InRun>();
-        XCApplication::GetLogManager().GetChannel(L"XCApplicationChannel")->Write(1, PLUG_NAME L" at work\n");
+        ThrowIf(InRun);
+        Say(Me().name + XCString(L" at work\n"));
     }
 };
 
@@ -62,20 +173,68 @@ class ThreadedPlugIn : public TestPlugIn<XCThreadedRunPlugIn> {
 public:
     void Run() override
     {
-        ThrowIf<InRun>();
+        ThrowIf(InRun);
+        if (Me().fault == EndsAtOnce) return;
+        if (Me().fault == IgnoresExit) {
+            XCMutex door(L"xc_host_test_door"); // held by the test until it has seen enough
+            (void)door.lock(XCInfinite);
+            door.unlock();
+            Say(Me().name + XCString(L" ends at last\n"));
+            throw std::runtime_error("and fails, when its host has gone");
+        }
         while (!WaitForExitRequest(10000)) {
         }
     }
 };
 
-using PlugInOfKind = std::conditional_t<PLUG_KIND == Plain, TestPlugIn<XCPlugIn>,
-                                        std::conditional_t<PLUG_KIND == Runs, RunningPlugIn, ThreadedPlugIn>>;
+/// Comes with the container; the third of them misses something.
+class Child final : public XCRunPlugIn {
+public:
+    explicit Child(unsigned int number) : m_number(number) {}
+    XCString GetPlugInName() const override { return XCString(L"Child") + static_cast<wchar_t>(L'0' + m_number); }
+    PlugInIdEx GetPlugInIdEx() const override { return {IdOf(Me().id * 10 + m_number), GetPlugInName()}; }
+    std::vector<PlugInIdEx> GetDependentV() const override
+    {
+        if (m_number != 3) return {};
+        return {PlugInIdEx(IdOf(99), L"Nobody")};
+    }
+    void Run() override { Say(GetPlugInName() + L" at work\n"); }
+
+private:
+    unsigned int m_number;
+};
+
+class ContainerPlugIn : public TestPlugIn<XCPlugInContainer> {
+public:
+    XCSmartPtrVector<XCPlugIn> GetPlugInList() const override
+    {
+        ThrowIf(InList);
+        XCSmartPtrVector<XCPlugIn> list(m_children);
+        list.push_back(XCSmartPtr<XCPlugIn>(const_cast<ContainerPlugIn*>(this))); // refused, like anything twice
+        return list;
+    }
+
+private:
+    /// Held all the time, as containers do.
+    XCSmartPtrVector<XCPlugIn> m_children;
+
+public:
+    ContainerPlugIn()
+    {
+        for (unsigned int number = 1; number <= 3; ++number) m_children.push_back(new Child(number));
+    }
+};
 
 } // namespace
 
 extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 {
-    ThrowIf<InEntry>();
-    if (PLUG_FAULT == NullEntry) return nullptr;
-    return new PlugInOfKind;
+    ThrowIf(InEntry);
+    if (Me().fault == NullEntry) return nullptr;
+    switch (Me().kind) {
+    case Runs: return new RunningPlugIn;
+    case Threaded: return new ThreadedPlugIn;
+    case Container: return new ContainerPlugIn;
+    default: return new TestPlugIn<XCPlugIn>;
+    }
 }

@@ -1,0 +1,100 @@
+// reader.osx - reads a log file and hands its records on.
+//
+// It runs on the thread of the host: the sinks behind it have threads of their own.
+#include "line_file.h"
+#include "module_tools.h"
+#include "record_parser.h"
+#include "records.h"
+
+#include <XelbrinCore/XCTrace.h>
+
+namespace {
+
+constexpr wchar_t kName[] = L"Reader";
+constexpr int kDefaultPollMs = 500;
+
+class Reader final : public XCRunPlugIn {
+public:
+    XCString GetPlugInName() const override { return kName; }
+    PlugInIdEx GetPlugInIdEx() const override { return {kReaderId, kName}; }
+    std::vector<PlugInIdEx> GetDependentV() const override { return {{kFilterId, L"Filter"}}; }
+    XCUsageInfo GetUsageInfo() const override;
+    XCErrorID Init(XCApplicationWithPlugIns const& application) override;
+    void Run() override;
+    void RequestExit(bool) override { m_exit.post(); }
+    void Unload() override { m_next.Clear(); } // whoever holds a plug-in keeps it from being unloaded
+
+private:
+    bool Send(std::string const& lines);
+    bool MayGoOn();
+
+    XCString m_input;
+    int m_pollMs = 0; // 0: the end of the file is the end of the job
+    LineFile m_file;
+    RecordParser m_parser{[](std::size_t line) { XCLogRecord(Channel(kName), 2) << L"malformed line " << line; }};
+    XCSmartPtr<RecordSink> m_next;
+    XCEventSemaphore m_exit;
+};
+
+XCUsageInfo Reader::GetUsageInfo() const
+{
+    XCUsageInfo usage;
+    usage.SetGeneralInfo(L"Options of the reader:");
+    usage.AddCmdLineArgDesc(L"input:{file}", L"The log to read.", false);
+    usage.AddCmdLineArgDesc(L"follow[:milliseconds]",
+                            L"Do not stop at the end of the log: look for new lines again and again, every 500 "
+                            L"milliseconds or as given, until the program is asked to end (Ctrl-C).",
+                            false);
+    return usage;
+}
+
+XCErrorID Reader::Init(XCApplicationWithPlugIns const& application)
+{
+    m_input = Setting(application, kName, L"Input");
+    m_next = FindSink(application, kFilterId);
+    if (Setting(application, kName, L"Follow", L"0").IsNull())
+        m_pollMs = kDefaultPollMs; // "/follow" alone
+    else if (XCErrorID const bad = NumberSetting(application, kName, L"Follow", 0, 60000, m_pollMs); bad.Bad())
+        return bad;
+    if (unsigned long const error = m_file.Open(m_input))
+        return MakeError(application, Message::CannotOpen, {m_input, XCString().Format(L"%u", error)});
+    return XCErrorID::Success;
+}
+
+void Reader::Run()
+{
+    FinishAtEnd const end(*m_next);
+    bool wanted = Send({}); // an empty log is one, too
+    while (wanted) {
+        std::string const lines = m_file.ReadLines();
+        if (!lines.empty())
+            wanted = Send(lines) && !m_exit.posted();
+        else if (!MayGoOn())
+            break;
+    }
+    if (m_pollMs == 0 && wanted) Send(m_file.TakeRest());
+}
+
+/// At the end of the file: waits for more to come, if that is wanted.
+bool Reader::MayGoOn()
+{
+    if (m_pollMs == 0) return false;
+    XCTrace::Msg(XCTrace::TraceDetail, XCTrace::TraceUser, kName, L"waiting for more");
+    return m_exit.wait(static_cast<unsigned int>(m_pollMs)) != 0;
+}
+
+bool Reader::Send(std::string const& lines)
+{
+    RecordBatch batch = m_parser.Parse(lines);
+    batch.source = m_input;
+    XCTrace::Msg(XCTrace::TraceInfo, XCTrace::TraceUser, kName, L"%I64u lines, %I64u records", batch.lines,
+                 batch.records.size());
+    return m_next->Put(std::move(batch));
+}
+
+} // namespace
+
+extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
+{
+    return new Reader;
+}

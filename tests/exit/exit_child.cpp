@@ -1,0 +1,116 @@
+// exit_child.cpp - a program that ends in the way its first argument names, with exit code 7. The second argument is its
+// log file, the third a folder with the module.
+#include "exit/endings.h"
+
+#include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCLog.h>
+#include <XelbrinCore/XCLogSubscriber.h>
+#include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCTrace.h>
+
+#include <cstdlib>
+#include <string_view>
+#include <windows.h>
+
+namespace {
+
+constexpr int kCode = 7;
+
+XCLogChannel& Channel()
+{
+    return XCLogManager::Get().GetOrAddChannel(L"exit");
+}
+
+/// Uses much of the library when nearly everything else has gone.
+struct LastWords {
+    bool wanted = false;
+    ~LastWords()
+    {
+        if (!wanted) return;
+        try {
+            throw XCException(XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"last words"))));
+        } catch (XCException const& failure) {
+            Channel().Write(1, failure.What().View());
+            Channel().Write(1, L"\n");
+        }
+        XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceLog, L"exit", L"%d", 1);
+    }
+};
+LastWords g_lastWords; // built before, and so destroyed after, what main uses first
+
+/// Threads that log until the process ends.
+void StartLoggers()
+{
+    static std::atomic<int> running{0};
+    for (int i = 0; i < 3; ++i) {
+        auto* const thread = new XCThread(XCMakeCallback([] {
+            ++running;
+            for (;;) Channel().Write(1, L"from a thread\n");
+        }));
+        thread->AddRef(); // its thread outlives main
+        (void)thread->Start();
+    }
+    while (running < 3) ::Sleep(1);
+}
+
+XCApplicationWithPlugIns* StartHost(wchar_t const* folder, wchar_t const* kind)
+{
+    ::SetEnvironmentVariableW(L"XC_EXIT_KIND", kind);
+    return new XCApplicationWithPlugIns(XCString(L"host.exe /noconsole /osxpath:") + folder, {}, false);
+}
+
+/// Loads a module, lets it start and end a thread of its own, and frees it.
+int UseModule(XCString const& folder)
+{
+    HMODULE const module = ::LoadLibraryW((folder + L"\\exit_module.osx").AsWChar());
+    if (!module) return 1;
+    auto* const use = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "UseLibrary")));
+    if (!use) return 2;
+    use();
+    return ::FreeLibrary(module) ? kCode : 3;
+}
+
+int End(std::wstring_view how, wchar_t const* folder)
+{
+    if (how == kReturn) return kCode;
+    if (how == kExit) std::exit(kCode);
+    if (how == kExitProcess) ::ExitProcess(kCode);
+    if (how == kPending) Channel().GetStream() << L"pending";
+    if (how == kStatic) g_lastWords.wanted = true;
+    if (how == kModule) return UseModule(folder);
+    if (how == kApplication) new XCApplication(L"app.exe /noconsole", {}, true);
+    if (how == kStaticApplication) {
+        static XCApplication const application(L"app.exe /noconsole", {}, true);
+    }
+    if (how == kThreadsReturn || how == kThreadsExit || how == kThreadsExitProcess || how == kThreadsQuick)
+        StartLoggers();
+    if (how == kThreadsExit) std::exit(kCode);
+    if (how == kThreadsExitProcess) ::ExitProcess(kCode);
+    if (how == kThreadsQuick) std::_Exit(kCode);
+    if (how == kPlugInRuns) {
+        XCApplicationWithPlugIns& host = *StartHost(folder, L"stubborn");
+        XCThread* const runner = new XCThread(XCMakeCallback([&host] { host.LoadAndRun(); }));
+        runner->AddRef();
+        (void)runner->Start();
+        while (::GetEnvironmentVariableW(L"XC_EXIT_RUNS", nullptr, 0) == 0) ::Sleep(1);
+    }
+    if (how == kExitInRun || how == kExitProcessInRun) {
+        XCApplicationWithPlugIns* const host = StartHost(folder, how == kExitInRun ? L"exits" : L"exits process");
+        host->LoadAndRun();
+        return 4; // Run came back
+    }
+    return kCode;
+}
+
+} // namespace
+
+int wmain(int count, wchar_t** arguments)
+{
+    if (count != 4) return 5;
+    bool const autoFlush = std::wstring_view(arguments[1]) != kHeldBack;
+    XCLogManager::Get().AddSubscriber(
+        XCSmartPtr<XCLogSubscriberI>(new XCFileLogSubscriber(XCString(arguments[2]), XCLogOpen::Truncate, autoFlush)));
+    Channel().Write(1, L"before the end\n");
+    return End(arguments[1], arguments[3]);
+}

@@ -1,0 +1,377 @@
+// Calls of the system that fail, or write less than asked: a clear error, nothing lost, no handle left open, and the
+// next try goes well. Every function in the table fails at every place where a scenario calls it.
+#include "app/config_files.h"
+#include "faults/folder.h"
+#include "faults/injector.h"
+#include "sync/import_patch.h"
+
+#include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCLogFile.h>
+#include <XelbrinCore/XCLogSubscriber.h>
+#include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCThread.h>
+
+#include <algorithm>
+#include <bcrypt.h>
+#include <deque>
+#include <process.h>
+
+namespace {
+
+using faults::Attempt;
+using faults::BytesOf;
+using faults::Folder;
+using faults::Scenario;
+using xc_test::ScratchFile;
+
+// The functions -------------------------------------------------------------------------------------------------------
+
+struct Row {
+    char const* name;
+    void* stub;
+    long faults = 0;
+};
+
+Row const* g_row = nullptr; ///< the one whose calls are counted
+
+bool FailsIn(Row const* row) noexcept
+{
+    return g_row == row && row && faults::Fails();
+}
+
+/// What stands in the place of the n-th row's function.
+template <int N, class Function>
+struct Stub;
+template <int N, class Result, class... Arguments>
+struct Stub<N, Result (*)(Arguments...)> {
+    static inline Row* row = nullptr;
+    static inline Result (*original)(Arguments...) = nullptr;
+    static inline Result failure{};
+    static inline DWORD error = 0;
+
+    static Result Call(Arguments... arguments)
+    {
+        if (!FailsIn(row)) return original(arguments...);
+        ::SetLastError(error);
+        return failure;
+    }
+};
+
+std::deque<Row> g_rows;
+
+template <int N, class Function, class Failure>
+void Add(char const* name, Function original, Failure failure, DWORD error)
+{
+    using S = Stub<N, Function>;
+    S::original = original;
+    if constexpr (std::is_pointer_v<decltype(S::failure)>)
+        S::failure = reinterpret_cast<decltype(S::failure)>(static_cast<INT_PTR>(failure));
+    else
+        S::failure = static_cast<decltype(S::failure)>(failure);
+    S::error = error;
+    S::row = &g_rows.emplace_back(name, reinterpret_cast<void*>(&S::Call));
+}
+
+/// Writes `N` bytes of what it is given and says so.
+template <int N>
+BOOL WriteLess(HANDLE file, void const* bytes, DWORD count, DWORD* written, OVERLAPPED* overlapped)
+{
+    static Row const* const row = &*std::find_if(
+        g_rows.begin(), g_rows.end(), [](Row const& r) { return r.stub == reinterpret_cast<void*>(&WriteLess<N>); });
+    return ::WriteFile(file, bytes, FailsIn(row) ? std::min<DWORD>(count, N) : count, written, overlapped);
+}
+
+#define XC_FAULT(function, failure, error) Add<__COUNTER__>(#function, &::function, failure, error)
+
+void FillTable()
+{
+    XC_FAULT(CreateFileW, -1, ERROR_ACCESS_DENIED);
+    XC_FAULT(ReadFile, FALSE, ERROR_CRC);
+    XC_FAULT(WriteFile, FALSE, ERROR_DISK_FULL);
+    XC_FAULT(FlushFileBuffers, FALSE, ERROR_IO_DEVICE);
+    XC_FAULT(MoveFileExW, FALSE, ERROR_SHARING_VIOLATION);
+    XC_FAULT(GetFileSizeEx, FALSE, ERROR_IO_DEVICE);
+    XC_FAULT(GetFullPathNameW, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(GetFileAttributesW, INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND);
+    XC_FAULT(GetFileSecurityW, FALSE, ERROR_ACCESS_DENIED);
+    XC_FAULT(GetFileInformationByHandle, FALSE, ERROR_INVALID_FUNCTION);
+    XC_FAULT(CreateFileMappingW, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(MapViewOfFile, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(CreateEventW, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(CreateMutexW, 0, ERROR_ACCESS_DENIED);
+    XC_FAULT(_beginthreadex, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(LoadLibraryExW, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(GetProcAddress, 0, ERROR_PROC_NOT_FOUND);
+    XC_FAULT(FindFirstFileW, -1, ERROR_ACCESS_DENIED);
+    XC_FAULT(RegOpenKeyExW, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED);
+    XC_FAULT(GetModuleFileNameW, 0, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(GetEnvironmentVariableW, 0, ERROR_ENVVAR_NOT_FOUND);
+    XC_FAULT(RegisterWaitForSingleObject, FALSE, ERROR_NOT_ENOUGH_MEMORY);
+    XC_FAULT(FormatMessageW, 0, ERROR_MR_MID_NOT_FOUND);
+    XC_FAULT(BCryptOpenAlgorithmProvider, STATUS_NO_MEMORY, 0);
+    XC_FAULT(BCryptGenRandom, STATUS_NO_MEMORY, 0);
+    XC_FAULT(BCryptDeriveKeyPBKDF2, STATUS_NO_MEMORY, 0);
+    XC_FAULT(BCryptGenerateSymmetricKey, STATUS_NO_MEMORY, 0);
+    XC_FAULT(BCryptEncrypt, STATUS_NO_MEMORY, 0);
+    XC_FAULT(BCryptDecrypt, STATUS_NO_MEMORY, 0);
+    g_rows.emplace_back("WriteFile", reinterpret_cast<void*>(&WriteLess<0>));
+    g_rows.emplace_back("WriteFile", reinterpret_cast<void*>(&WriteLess<3>));
+}
+
+// The scenarios ---------------------------------------------------------------------------------------------------------
+
+void Config()
+{
+    Folder const folder;
+    ScratchFile const disk(std::string_view("[s]\r\nkey=old\r\n"), folder.File("a.ini"));
+    XCErrorID loaded;
+    XCSmartPtr<XCConfigFile> file;
+    if (!Attempt([&] { file = XCConfigFile::Load(folder.Path("a.ini"), &loaded); }) || file.IsNull()) {
+        EXPECT_TRUE(loaded.Bad() && !loaded.AsString().IsNull());
+        file = XCConfigFile::Load(folder.Path("a.ini"));
+    }
+    ASSERT_FALSE(file.IsNull());
+    EXPECT_EQ(file->GetString(L"s", L"key", L""), XCString(L"old"));
+}
+
+void SaveConfig()
+{
+    Folder const folder;
+    ScratchFile const disk(std::string_view("[s]\r\nkey=old\r\n"), folder.File("a.ini"));
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(folder.Path("a.ini"));
+    file->SetString(L"s", L"key", L"new");
+    XCErrorID saved;
+    if (!Attempt([&] { saved = file->Save(); }) || saved.Bad()) {
+        EXPECT_EQ(disk.Bytes(), "[s]\r\nkey=old\r\n");
+        EXPECT_EQ(folder.Count(), 1);
+        EXPECT_FALSE(saved.AsString().IsNull());
+        EXPECT_TRUE(file->Save().Good());
+    }
+    EXPECT_EQ(disk.Bytes(), "[s]\r\nkey=new\r\n");
+    EXPECT_EQ(folder.Count(), 1);
+}
+
+/// A text comes out in any case.
+void SystemText()
+{
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    XCErrorID const error(XCSmartPtr<XCWinLastError>(new XCWinLastError));
+    XCString text;
+    EXPECT_TRUE(Attempt([&] { text = error.AsString(); }));
+    EXPECT_FALSE(text.IsNull());
+}
+
+/// Whatever failed in between: when the file is closed, every record is there once.
+void LogFile()
+{
+    Folder const folder;
+    XCSmartPtr<XCLogFile> const log(new XCLogFile);
+    XCErrorID opened;
+    Attempt([&] {
+        opened = log->Open(folder.Path("a.log"));
+        log->PutString(L"first\n");
+        log->PutString(L"second\n");
+        log->Flush();
+    });
+    std::string expected = "first\r\nsecond\r\nthird\r\n";
+    if (opened.Bad()) {
+        EXPECT_FALSE(opened.AsString().IsNull());
+        EXPECT_TRUE(log->Open(folder.Path("a.log")).Good());
+        expected = "third\r\n";
+    }
+    log->PutString(L"third\n");
+    log->Close();
+    EXPECT_EQ(BytesOf(folder.path / "a.log"), expected);
+}
+
+/// The same over two files. A rename that is refused lets the first file grow.
+void RotatingLog()
+{
+    Folder const folder;
+    auto* const log = new XCRotatingFileLogSubscriber(folder.Path("a.log"), {.maxBytes = 8, .keepFiles = 1});
+    XCSmartPtr<XCLogSubscriberI> const keep(log);
+    EXPECT_TRUE(Attempt([&] {
+        log->OnFlush(1, L"first\n");
+        log->OnFlush(1, L"second\n");
+    }));
+    log->Close();
+    EXPECT_EQ(BytesOf(folder.path / "a.log.1") + BytesOf(folder.path / "a.log"), "first\nsecond\n");
+}
+
+void ErrorLog()
+{
+    Folder const folder;
+    XCString const before = XCException::GetErrorLogPath();
+    XCException::SetErrorLogPath(folder.Path("errors.log"));
+    XCException const failure(L"a failure");
+    bool written = false;
+    EXPECT_TRUE(Attempt([&] { written = failure.LogInErrorFile(XCException::LogWithoutStack); }));
+    if (!written) written = failure.LogInErrorFile(XCException::LogWithoutStack);
+    EXPECT_TRUE(written);
+    EXPECT_NE(BytesOf(folder.path / "errors.log").find("a failure"), std::string::npos);
+    XCException::SetErrorLogPath(before);
+}
+
+void Locks()
+{
+    auto const useAll = [] {
+        XCMutex const mutex(L"Local\\xc_faults_mutex");
+        XCEventSemaphore event(L"Local\\xc_faults_event", true);
+        XCCountingSemaphore const semaphore(1, 2);
+        XCSynchronizedCriticalSection const section;
+        XCBaton const baton;
+        XCThreadInfo const info(::GetCurrentThread(), ::GetCurrentThreadId());
+        (void)event.posted();
+    };
+    if (!Attempt(useAll)) useAll();
+}
+
+void Threads()
+{
+    std::atomic<int> runs{0};
+    XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([&] { ++runs; })));
+    XCErrorID started;
+    bool const done = Attempt([&] {
+        started = thread->Start();
+        thread->Join();
+    });
+    if (!done || started.Bad()) {
+        EXPECT_FALSE(thread->IsStarted());
+        EXPECT_FALSE(thread->Exists());
+        EXPECT_TRUE(thread->Start().Good());
+        thread->Join();
+    }
+    EXPECT_EQ(runs, 1);
+    EXPECT_FALSE(thread->Exists());
+}
+
+void Cipher()
+{
+    XCString text(L"a text to hide");
+    bool hidden = false;
+    Attempt([&] { hidden = text.Encrypt(L"seed"); });
+    EXPECT_EQ(hidden, text.IsEncrypted());
+    g_row = nullptr;
+    EXPECT_TRUE(hidden ? text.Decrypt(L"seed") : !text.Decrypt(L"seed"));
+    EXPECT_EQ(text, XCString(L"a text to hide"));
+}
+
+void Decipher()
+{
+    static XCString const secret = [] {
+        XCString text(L"a text to hide");
+        (void)text.Encrypt(L"seed");
+        return text;
+    }();
+    XCString text = secret;
+    bool shown = false;
+    Attempt([&] { shown = text.Decrypt(L"seed"); });
+    EXPECT_EQ(text, shown ? XCString(L"a text to hide") : secret);
+}
+
+class Ear final : public XCLogSubscriberI {
+public:
+    void OnFlush(int, XCString const& text) override { heard += text; }
+    XCString heard;
+};
+
+/// An application with a configuration file and a console that goes to a file.
+void Application()
+{
+    Folder const folder;
+    ScratchFile const disk(std::string_view("[s]\r\nkey=value\r\n"), folder.File("a.ini"));
+    std::size_t const subscribers = XCLogManager::Get().GetSubscriberCount();
+    auto const session = [&] {
+        XCSmartPtr<Ear> const ear(new Ear);
+        XCApplication const application(L"app.exe /noconsole /config:" + folder.Path("a.ini") + L" /consoletofile:" +
+                                            folder.Path("out.log"),
+                                        ear, false);
+        XCSmartPtr<XCConfigFile> const config = application.GetConfigFile();
+        // What went wrong has been said.
+        EXPECT_TRUE(!config.IsNull() || !ear->heard.IsNull());
+        return config.IsNull() ? XCString() : config->GetString(L"s", L"key", L"");
+    };
+    XCString value;
+    Attempt([&] { value = session(); });
+    EXPECT_EQ(XCApplication::GetApp(), nullptr);
+    EXPECT_EQ(XCLogManager::Get().GetSubscriberCount(), subscribers);
+    g_row = nullptr;
+    EXPECT_EQ(session(), XCString(L"value"));
+}
+
+/// A host with modules: what cannot be loaded is named, the others run, and all is unloaded at the end.
+void Host()
+{
+    wchar_t program[1024];
+    ::GetModuleFileNameW(nullptr, program, 1024);
+    std::filesystem::path const modules = std::filesystem::path(program).parent_path() / "modules";
+    Folder const folder;
+    for (char const* const name : {"reader.osx", "filter.osx"})
+        std::filesystem::copy_file(modules / name, folder.path / name);
+    struct Result {
+        int code = -1;
+        XCString said;
+    };
+    auto const session = [&](Result& result) {
+        XCSmartPtr<Ear> const ear(new Ear);
+        XCApplicationWithPlugIns host(L"host.exe /noconsole /osxpath:" + XCString(folder.path.wstring()), ear, false);
+        result.code = host.LoadAndRun();
+        result.said = ear->heard;
+    };
+    Result faulty;
+    bool const ended = Attempt([&] { session(faulty); });
+    EXPECT_TRUE(!ended || !faulty.said.IsNull());
+    g_row = nullptr;
+    Result whole;
+    session(whole);
+    EXPECT_EQ(whole.code, 0);
+    EXPECT_NE(whole.said.Find(L"Filter at work"), XCString::npos) << whole.said.AsUTF8();
+    for (char const* const name : {"reader.osx", "filter.osx"})
+        EXPECT_EQ(::GetModuleHandleW((folder.path / name).c_str()), nullptr) << name;
+}
+
+constexpr struct {
+    char const* name;
+    void (*run)();
+} kScenarios[] = {
+    {"config load", Config},       {"config save", SaveConfig},  {"log file", LogFile},
+    {"rotating log", RotatingLog}, {"error log", ErrorLog},      {"locks", Locks},
+    {"threads", Threads},          {"encrypt", Cipher},          {"decrypt", Decipher},
+    {"system text", SystemText},   {"application", Application}, {"host", Host},
+};
+
+TEST(FailingSystem, SaysSoAndLosesNothing)
+{
+    FillTable();
+    faults::g_heapFails = false;
+    faults::g_countsHandles = true;
+    for (auto const& entry : kScenarios) {
+        long count = 0;
+        for (Row& row : g_rows) {
+            SCOPED_TRACE(row.name);
+            sync_test::ImportPatch const patch(row.name, row.stub);
+            Scenario const scenario{entry.name, [&] {
+                                        g_row = &row;
+                                        entry.run();
+                                        g_row = nullptr;
+                                    }};
+            long reached = faults::FailEach(scenario, faults::Mode::Once);
+            if (reached != 0) reached += faults::FailEach(scenario, faults::Mode::Lasting);
+            row.faults += reached;
+            count += reached;
+        }
+        std::printf("%-28s %4ld faults\n", entry.name, count);
+    }
+    for (Row const& row : g_rows) EXPECT_GT(row.faults, 0) << row.name << " is called by no scenario";
+    faults::g_countsHandles = false;
+    faults::g_heapFails = true;
+}
+
+/// Off as long as the destructors of an application build messages: without memory they end the process.
+TEST(FailingMemory, DISABLED_Application)
+{
+    faults::FailEverywhere(std::initializer_list<Scenario>{{"application", Application}, {"host", Host}});
+}
+
+} // namespace

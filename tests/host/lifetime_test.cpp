@@ -1,0 +1,179 @@
+// How hosts end: quit requests at any moment, plug-ins that do not obey, what still holds a module, a thousand cycles.
+#include "host/host_tools.h"
+
+#include "repetitions.h"
+
+#include <XelbrinCore/XCThread.h>
+
+#include <random>
+
+namespace {
+
+using namespace xc_test;
+
+/// Blocks in use in all heaps of the process.
+std::size_t BlocksInUse()
+{
+    std::vector<HANDLE> heaps(64);
+    heaps.resize(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
+    std::size_t count = 0;
+    for (HANDLE const heap : heaps) {
+        PROCESS_HEAP_ENTRY entry{};
+        ::HeapLock(heap);
+        while (::HeapWalk(heap, &entry))
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) ++count;
+        ::HeapUnlock(heap);
+    }
+    return count;
+}
+
+/// The system gives out the lowest free number: it grows when handles are left open.
+std::uintptr_t NextHandle()
+{
+    HANDLE const event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    ::CloseHandle(event);
+    return reinterpret_cast<std::uintptr_t>(event);
+}
+
+/// Posts the quit request after some milliseconds, from a thread of its own.
+class QuitAfter {
+public:
+    explicit QuitAfter(unsigned int ms)
+        : m_thread(new XCThread(XCMakeCallback([ms] {
+              XCThread::Sleep(ms);
+              XCApplication::PostExitRequest();
+          })))
+    {
+        EXPECT_TRUE(m_thread->Start().Good());
+    }
+    ~QuitAfter()
+    {
+        m_thread->Join();
+        XCApplication::ClearExitRequest();
+    }
+
+private:
+    XCSmartPtr<XCThread> m_thread;
+};
+
+TEST(HostLife, AThousandHostsAreAskedToEndAtAnyMoment)
+{
+    ModuleFolder const folder({"quick", "reader"});
+    std::mt19937 random(5);
+    auto const cycle = [&] {
+        QuitAfter const quit(random() % 6);
+        Session const session(folder, {}, [](XCApplicationWithPlugIns& host) {
+            (void)host.LoadPlugIn(new OwnRunner<XCThreadedRunPlugIn>(70, [](auto& self) {
+                while (!self.WaitForExit(10000)) {
+                }
+            }));
+        });
+        EXPECT_EQ(session.exitCode, 0);
+        EXPECT_EQ(session.Count(L"stays loaded"), 0);
+        EXPECT_EQ(session.Count(L">>>> Unloading"), 3);
+    };
+    for (int round = 0; round < 10; ++round) cycle(); // what is made once is made
+    std::size_t const blocks = BlocksInUse();
+    std::uintptr_t const handle = NextHandle();
+    int const rounds = std::getenv("XC_HEAP_CHECK") ? 20 : 1000;
+    for (int round = 0; round < rounds; ++round) cycle();
+    EXPECT_LT(BlocksInUse(), blocks + 100);
+    EXPECT_LT(NextHandle(), handle + 4 * 20);
+    EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
+    EXPECT_EQ(::GetModuleHandleW(L"reader.osx"), nullptr);
+    EXPECT_EQ(XCApplication::GetLogManager().GetSubscriberCount(), 0u);
+}
+
+TEST(HostLife, APlugInThatIgnoresTheRequestIsNamedAndKeepsWhatItNeeds)
+{
+    XCMutex door(L"xc_host_test_door", true);
+    ModuleFolder const folder({"stubborn", "filter", "reader", "a_report"});
+    ListenerPtr const listener(new Listener);
+    {
+        XCApplicationWithPlugIns host(L"host /noconsole /osxpath:" + folder.Path(), listener, false);
+        EXPECT_EQ(host.GetExitPatience(), 10000u);
+        host.SetExitPatience(300);
+        (void)host.LoadPlugIn(NewQuitter(3)); // Report is the last that starts
+        EXPECT_EQ(host.LoadAndRun(), 0);
+    }
+    XCApplication::ClearExitRequest();
+    std::string const said(listener->heard.AsUTF8());
+    EXPECT_NE(said.find("ERR> ***<Stubborn> ignores the request to exit\n"
+                        "Exiting application...\n"
+                        ">>>> Unloading <Report>...\n"
+                        ">>>> Unloading <Stubborn>...\n"
+                        "ERR> ***<Stubborn> is still running and stays loaded\n"
+                        ">>>> Unloading <Filter>...\n"
+                        "ERR> ***<Filter> is needed by <Stubborn> and stays loaded\n"
+                        ">>>> Unloading <Reader>...\n"
+                        "ERR> ***<Reader> is needed by <Filter> and stays loaded\n"),
+              std::string::npos)
+        << said;
+    EXPECT_EQ(::GetModuleHandleW(L"a_report.osx"), nullptr);
+    door.unlock(); // it ends now, without its host, and fails
+    for (int i = 0; i < 5000 && !XCThread::GetAllThreadsInfo().empty(); ++i) XCThread::Sleep(1);
+    EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
+}
+
+TEST(HostLife, ARequestIsHandedOnOnceAlsoFromAPlugInsOwnThread)
+{
+    for (bool const threaded : {true, false}) {
+        ModuleFolder const folder({"a_report", "filter", "reader", "throws_exit"});
+        Session const session(folder, {}, [&](XCApplicationWithPlugIns& host) {
+            auto const ask = [&host](auto&) { host.RequestExit(false); };
+            if (threaded)
+                (void)host.LoadPlugIn(new OwnRunner<XCThreadedRunPlugIn>(71, ask));
+            else
+                (void)host.LoadPlugIn(new OwnRunner<XCRunPlugIn>(71, ask));
+        });
+        EXPECT_EQ(session.Count(L">>>> Quit signal received. Requesting exit to all plug-ins...\n"), 1);
+        ExpectSaid(session, L"ERR> ***<ThrowsExit>: planned fault\n");
+        XCApplication::ClearExitRequest();
+    }
+}
+
+TEST(HostLife, APlugInThatSomebodyHoldsKeepsItsCode)
+{
+    ModuleFolder const folder({"reader", "filter"});
+    XCSmartPtr<XCPlugIn> held;
+    ListenerPtr const listener(new Listener);
+    {
+        XCApplicationWithPlugIns host(L"host /noconsole", listener, false);
+        EXPECT_TRUE(host.LoadPlugInsFromDirectory(folder.Path()).Good());
+        held = host.FindPlugIn(XCGuid(1, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}));
+    }
+    EXPECT_NE(listener->heard.Find(L"ERR> ***<Reader> is still in use and stays loaded\n"), XCString::npos);
+    EXPECT_EQ(listener->heard.Find(L"<Filter> is still"), XCString::npos);
+    EXPECT_EQ(held->GetPlugInName().AsUTF8(), "Reader");
+    held.Clear();
+}
+
+TEST(HostLife, APlugInMayHoldOneThatWasLoadedLater)
+{
+    ModuleFolder const folder({"quick", "reader"});
+    Session const session(folder, {}, [&](XCApplicationWithPlugIns& host) {
+        auto* const early = new OwnRunner<XCRunPlugIn>(73, [&host](auto& self) {
+            self.onInit = [held = host.FindPlugIn(XCGuid(1, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}))] { return XCErrorID(); };
+        });
+        (void)host.LoadPlugIn(early);
+    });
+    EXPECT_EQ(session.Count(L"stays loaded"), 0);
+}
+
+TEST(HostLife, AnErrorFromAModuleIsATextOfTheHost)
+{
+    ModuleFolder const folder({"refuses"});
+    XCErrorID refused;
+    {
+        XCApplicationWithPlugIns host(L"host /noconsole", ListenerPtr(new Listener), false);
+        refused = host.LoadPlugIn(folder.Path() + L"\\refuses.osx", XCApplicationWithPlugIns::kEntryName);
+        EXPECT_EQ(host.LoadPlugIn(folder.Path() + L"\\refuses.osx", L"Elsewhere").AsString().Find(L"Elsewhere") ==
+                      XCString::npos,
+                  false);
+    }
+    EXPECT_EQ(::GetModuleHandleW(L"refuses.osx"), nullptr);
+    EXPECT_EQ(static_cast<int>(refused), 77);
+    EXPECT_EQ(refused.AsString().AsUTF8(), "no licence to run");
+}
+
+} // namespace

@@ -1,0 +1,91 @@
+// What of the host is pure logic: list files, the order of plug-ins, identities as text.
+#include "app/ListFile.h"
+#include "app/PlugInOrder.h"
+
+#include <XelbrinCore/XCPlugIn.h>
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace {
+
+TEST(ListFile, LinesNamesAndWhatIsRefused)
+{
+    struct Case {
+        char const* fault;
+        std::wstring_view text;
+        char const* names; ///< with "|" behind each
+        char const* refused;
+    };
+    constexpr Case kCases[] = {
+        {"line ends", L"a.osx\r\nb.osx\nc.osx\rd.osx", "a.osx|b.osx|c.osx|d.osx|", ""},
+        {"comments and blanks", L"\n ; no\n;a.osx\n\t a b.osx \t\n\n", "a b.osx|", ""},
+        {"a comment is a whole line", L"a;b.osx", "a;b.osx|", ""},
+        {"the order is kept, also of twins", L"z\na\nz", "z|a|z|", ""},
+        {"folders", L"sub\\a.osx\n./a.osx\na..b\\c", "sub\\a.osx|./a.osx|a..b\\c|", ""},
+        {"ways out", L"..\\a\ns/../../a\n\\a\n/a\n.. \\a\n...\\a\n..", "", "..\\a|s/../../a|\\a|/a|.. \\a|...\\a|..|"},
+        {"drives and streams", L"c:a.osx\nc:\\a\na.osx:b", "", "c:a.osx|c:\\a|a.osx:b|"},
+        {"a NUL ends a name early", {L"..\0x\na\0", 7}, "", "..|a|"}, // shown up to it
+        {"nothing", L"", "", ""},
+    };
+    auto const joined = [](std::vector<XCString> const& names) {
+        std::string text;
+        for (XCString const& name : names) text += std::string(XCString(name.AsWChar()).AsUTF8()) + "|";
+        return text;
+    };
+    for (Case const& c : kCases) {
+        xc::app::ModuleList const list = xc::app::ReadModuleList(c.text);
+        EXPECT_EQ(joined(list.names), c.names) << c.fault;
+        EXPECT_EQ(joined(list.refused), c.refused) << c.fault;
+    }
+}
+
+/// The order by definition: again and again the first item that has all it depends on; what is left at the end.
+std::vector<std::size_t> SlowOrder(std::vector<std::vector<std::size_t>> const& dependsOn)
+{
+    std::vector<std::size_t> order;
+    auto const placed = [&](std::size_t item) { return std::find(order.begin(), order.end(), item) != order.end(); };
+    for (bool progress = true; progress;) {
+        progress = false;
+        for (std::size_t i = 0; i < dependsOn.size() && !progress; ++i) {
+            if (placed(i) || !std::all_of(dependsOn[i].begin(), dependsOn[i].end(), placed)) continue;
+            order.push_back(i);
+            progress = true;
+        }
+    }
+    for (std::size_t i = 0; i < dependsOn.size(); ++i)
+        if (!placed(i)) order.push_back(i);
+    return order;
+}
+
+TEST(PlugInOrder, AgreesWithItsDefinitionOnAnyGraph)
+{
+    std::mt19937 random(20261121);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<std::vector<std::size_t>> dependsOn(random() % 9);
+        for (auto& wanted : dependsOn)
+            for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
+        EXPECT_EQ(xc::app::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
+    }
+}
+
+TEST(Guid, TextAndBack)
+{
+    bool ok = false;
+    XCGuid const guid(L"{01234567-89ab-CDEF-0123-456789abcdef}", &ok);
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(guid, XCGuid(0x01234567, 0x89AB, 0xCDEF, {1, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}));
+    EXPECT_EQ(guid.AsString().AsUTF8(), "{01234567-89AB-CDEF-0123-456789ABCDEF}");
+    EXPECT_EQ(XCGuid(L"01234567-89ab-cdef-0123-456789abcdef"), guid);
+    for (wchar_t const* const wrong :
+         {L"", L"{}", L"{01234567-89ab-CDEF-0123-456789abcde}", L"01234567-89ab-CDEF-0123+456789abcdef",
+          L"g1234567-89ab-CDEF-0123-456789abcdef", L"{01234567-89ab-cdef-0123-456789abcdef",
+          L" 01234567-89ab-cdef-0123-456789abcdef"})
+    {
+        EXPECT_TRUE(XCGuid(wrong, &ok).IsNull());
+        EXPECT_FALSE(ok);
+    }
+}
+
+} // namespace
