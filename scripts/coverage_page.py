@@ -5,6 +5,7 @@ import datetime
 import json
 import pathlib
 import sys
+import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 SHOWN_GAPS = 30
@@ -56,10 +57,10 @@ def main():
     largest = sorted(gaps, key=lambda gap: (-gap.size, gap.file, gap.first))[:SHOWN_GAPS]
     listed = [f"| {gap.size} | `{gap.file}` | {gap.first}–{gap.last} | "
               f"`{source[gap.file][gap.first - 1].strip()[:80].replace('|', chr(92) + '|')}` |" for gap in largest]
-    page = ["# Coverage", "",
-            f"What the tests of the Windows build reach, measured on {datetime.date.today()} by `make coverage` (about ten "
-            "minutes). Branches that only exceptions take are not counted; neither are lines that a test reaches in a "
-            "process that it ends by force.", "",
+    about = (f"What the tests of the Windows build reach, measured on {datetime.date.today()} by `make coverage` (about "
+             "ten minutes). Branches that only exceptions take are not counted, and neither is what a test reaches in a "
+             "process that it ends by force.")
+    page = ["# Coverage", "", textwrap.fill(about, 120), "",
             "| room | lines reached | | branches reached | |", "|---|---|---|---|---|", *table, "",
             "## The largest stretches that no test reaches", "",
             f"Together {sum(gap.size for gap in gaps)} lines in {len(gaps)} places; the {len(largest)} longest are",

@@ -77,6 +77,7 @@ public:
     XCErrorID Open(XCString const& fileName);
     /// Restores both; nothing when nothing is redirected.
     void Close();
+    /// Whether output is redirected.
     [[nodiscard]] bool IsOpen() const;
     /// Writes to what was the standard output before the redirection: Unicode to a console, UTF-8 to anything else.
     /// Nothing when nothing is redirected; a failure is not told.
@@ -141,9 +142,10 @@ public:
     /// The folder of the program's file, without a separator at the end.
     [[nodiscard]] XCString GetAppPath() const;
     /// The registry values "Customer" and "Code" under the library's key (HKEY_LOCAL_MACHINE,
-    /// Software\Harvel\Corvane\XelbrinCore) as they were at construction; empty when they are not there. They are for
+    /// `Software\Harvel\Corvane\XelbrinCore`) as they were at construction; empty when they are not there. They are for
     /// programs that differ from customer to customer: the library itself does nothing by them.
     [[nodiscard]] XCString const& GetCustomer() const noexcept { return m_customer; }
+    /// The registry value "Code"; see GetCustomer.
     [[nodiscard]] XCString const& GetCustomerCode() const noexcept { return m_customerCode; }
     /// The identifier of the thread that built the application.
     [[nodiscard]] unsigned long GetMainThreadId() const noexcept { return m_mainThreadId; }
@@ -184,6 +186,7 @@ protected:
     ///               log's name, GetAppPath and, where the command line has none, GetAppName. Null: the program.
     XCApplication(int argumentCount, wchar_t const* const* arguments, XCSmartPtr<XCLogSubscriberI> const& subscriber,
                   bool handleSignals, void* module);
+    /// The same from one command line.
     XCApplication(XCString const& commandLine, XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                   void* module);
 

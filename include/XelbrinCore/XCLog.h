@@ -179,6 +179,7 @@ public:
     [[nodiscard]] XCLogStream& GetStream(int level);
     /// Delivers what all threads have pending in all streams of the channel.
     void FlushStreams() noexcept;
+    /// Whether a subscriber wants text of this level.
     [[nodiscard]] bool IsInterested(int level) const noexcept { return m_stream.GetBuffer().IsInterested(level); }
     /// Delivers one record at this level, whatever the stream's level is. Any thread.
     void Write(int level, std::wstring_view text)

@@ -73,7 +73,7 @@ public:
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetRightChild() const { return m_right; }
     /// The left child without a reference of the caller's: valid while this node lives.
     [[nodiscard]] XCRegExSyntaxNode const* GetLeftChildP() const noexcept { return m_left.GetPtr(); }
-    /// The right child, likewise.
+    /// The right child; null for a leaf and for a repetition. Valid while this node lives.
     [[nodiscard]] XCRegExSyntaxNode const* GetRightChildP() const noexcept { return m_right.GetPtr(); }
 
 protected:

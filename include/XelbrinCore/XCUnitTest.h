@@ -46,6 +46,7 @@ public:
     void AddTestCase(XCString const& name, Function function);
     /// Removes the cases, from the index `from` on, whose function `which` chooses.
     void RemoveTestCases(std::function<bool(Function const&)> const& which, std::size_t from = 0);
+    /// How many cases there are.
     [[nodiscard]] std::size_t GetTestCaseCount() const noexcept { return m_cases.size(); }
 
     /// Runs one case and reports on it; false when a check failed, something was thrown, or there is no such case.
