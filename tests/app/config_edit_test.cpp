@@ -49,6 +49,21 @@ TEST(XCConfigEdit, CreatesWhatIsMissingAtTheEnd)
     EXPECT_EQ(file->GetLong(L"C", L"N", 7), 7);
 }
 
+TEST(XCConfigEdit, AClearedSectionIsEmptyAndNameless)
+{
+    ScratchFile const disk("; c\n[a]\nk=1\n[b]\nk=2\n; end\n", "xc_config_clear.ini");
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
+    XCConfigSection* const section = file->FindSection(L"a");
+    ASSERT_TRUE(section);
+    EXPECT_EQ(section->FindLine(L"k")->GetComments().GetSize(), 0u);
+    section->Clear();
+    EXPECT_EQ(section->GetSize() + section->GetComments().GetSize(), 0u);
+    EXPECT_EQ(file->FindSection(L"a"), nullptr);
+    EXPECT_EQ(file->FindSection(L""), section);
+    EXPECT_EQ(file->GetString(L"b", L"k", L""), XCString(L"2"));
+    EXPECT_EQ(file->GetEndComments().GetSize(), 1u);
+}
+
 TEST(XCConfigEdit, OneValueChangesOneLine)
 {
     ScratchFile const disk("; c\r\n[a]\r\n; d\r\nk=1\r\nl=2\r\n\r\n[b]\r\nk=3\r\n; e\r\n", "xc_config_one.ini");

@@ -33,6 +33,31 @@ struct Walker {
     }
 };
 
+/// Each step and what it answers, across the end of a leap day or of a day.
+template <class T>
+void ExpectSteps(T const& before, T const& after)
+{
+    T value = before;
+    EXPECT_EQ(value++, before);
+    EXPECT_EQ(value--, after);
+    EXPECT_EQ(++value, after);
+    EXPECT_EQ(--value, before);
+}
+
+TEST(Calendar, StepsAnswerTheValueBeforeOrAfter)
+{
+    XCDateEx const leapDay(2024, 2, 29), march(2024, 3, 1);
+    XCTimeEx const last(23, 59, 59), midnight(0, 0, 0);
+    ExpectSteps(leapDay, march);
+    ExpectSteps(last, midnight);
+    ExpectSteps(XCDateTimeEx(leapDay, last), XCDateTimeEx(march, midnight));
+    XCTimeZone const tokyo = XCTimeZone::FromName(L"Tokyo Standard Time"); // nine hours ahead
+    XCDateTimeEx const evening(leapDay, XCTimeEx(20, 0, 0));
+    EXPECT_EQ(evening.GetWeekDay(tokyo), march.GetWeekDay());
+    EXPECT_EQ(evening.GetYearDay(tokyo), 61u);
+    EXPECT_EQ(evening.GetYearWeek(tokyo), march.GetYearWeek());
+}
+
 TEST(Calendar, EveryDayOfNineCenturies)
 {
     Walker walker{1600};
