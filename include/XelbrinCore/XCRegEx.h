@@ -246,7 +246,14 @@ private:
     void ReadEscaped();
     bool ReadCounts(std::uint32_t& minimum, std::uint32_t& maximum);
     void ReadGroupItem(XCUWCharSet& set, bool negated);
+    NodePtr LeafOf(wchar_t unit);
     void Fail() noexcept { m_error = true; }
+
+    /// The leaf made last for a unit; "." has the unit 0.
+    struct Leaf {
+        wchar_t unit = 0;
+        NodePtr node;
+    };
 
     XCSmartPtrToConst<XCCollatingTable<char>> m_table;
     XCSmartPtrToConst<XCCollatingTable<wchar_t>> m_wideTable;
@@ -255,6 +262,7 @@ private:
     bool m_error = false;
     NodePtr m_root;
     std::uint32_t m_nesting = 0;
+    std::array<Leaf, 32> m_leaves; ///< by the low bits of the unit: equal units share a leaf
 };
 
 /// Reads a pattern out of a string; the pattern ends at its first U+0000.
@@ -359,7 +367,7 @@ public:
     /// How far the deterministic automaton may grow before matching falls back to sets of states.
     struct Limits {
         std::uint32_t states = 4096;    ///< beside one for every node of the intermediate automaton
-        std::uint32_t bytes = 4u << 20; ///< of the transition table, and as much again while it is built
+        std::uint32_t bytes = 4u << 20; ///< of the transition table; the lists behind it take up to twice as much again
     };
 
     /// One transition: the units from first up to but not including end lead to the state with this number.

@@ -1,5 +1,7 @@
 #include "match/Dfa.h"
 
+#include "match/NumberedSets.h"
+
 #include <algorithm>
 #include <map>
 #include <utility>
@@ -8,68 +10,26 @@ namespace xc::match {
 
 namespace {
 
-/// Numbers the node sets it is shown. Sets stand one behind the other; an open hash table finds them.
-class SetNumbers {
-public:
-    SetNumbers() : m_slots(64, Dfa::kNoState) {}
-    [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_ends.size()); }
-    [[nodiscard]] std::size_t Bytes() const noexcept { return (m_ids.size() + m_ends.size()) * sizeof(std::uint32_t); }
-    [[nodiscard]] NodeSetView Get(std::uint32_t number) const noexcept
-    {
-        std::size_t const begin = number == 0 ? 0 : m_ends[number - 1];
-        return {m_ids.data() + begin, m_ends[number] - begin};
-    }
-    /// The number of the set, a new one when it was not known.
-    std::uint32_t NumberOf(NodeSetView set)
-    {
-        if (2 * (m_ends.size() + 1) > m_slots.size()) Grow();
-        std::size_t slot = Slot(set);
-        while (m_slots[slot] != Dfa::kNoState) {
-            NodeSetView const known = Get(m_slots[slot]);
-            if (std::equal(known.begin(), known.end(), set.begin(), set.end())) return m_slots[slot];
-            slot = (slot + 1) & (m_slots.size() - 1);
-        }
-        m_slots[slot] = Count();
-        m_ids.insert(m_ids.end(), set.begin(), set.end());
-        m_ends.push_back(m_ids.size());
-        return m_slots[slot];
-    }
-
-private:
-    [[nodiscard]] std::size_t Slot(NodeSetView set) const noexcept
-    {
-        std::uint64_t hash = set.size();
-        for (std::uint32_t const id : set) hash = (hash ^ id) * 0x9E3779B97F4A7C15u;
-        return static_cast<std::size_t>(hash >> 32) & (m_slots.size() - 1);
-    }
-    void Grow()
-    {
-        m_slots.assign(2 * m_slots.size(), Dfa::kNoState);
-        for (std::uint32_t number = 0; number < Count(); ++number) {
-            std::size_t slot = Slot(Get(number));
-            while (m_slots[slot] != Dfa::kNoState) slot = (slot + 1) & (m_slots.size() - 1);
-            m_slots[slot] = number;
-        }
-    }
-
-    std::vector<std::uint32_t> m_ids;
-    std::vector<std::size_t> m_ends;
-    std::vector<std::uint32_t> m_slots;
-};
-
+/// @tparam Sets MaskSets or ListSets.
+template <class Sets>
 class DfaBuilder {
 public:
     DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
-        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_closure(nfa, facts), m_reached(classes.Count())
+        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts), m_reached(classes.Count())
     {
         m_dfa.classCount = classes.Count();
+        for (std::uint32_t unitClass = 0; unitClass < classes.Count(); ++unitClass)
+            if (IsCommon(unitClass)) ++m_commonClasses;
+        std::size_t const likely = std::min<std::size_t>(nfa.NodeCount(), 1024);
+        m_dfa.steps.reserve(2 * likely);
+        m_dfa.ends.reserve(likely);
+        m_dfa.accepting.reserve(likely);
+        m_dfa.stop.reserve(likely);
     }
 
     Dfa Build()
     {
-        NodeSet start;
-        m_closure.Close(std::vector{Nfa::kStart}, start);
-        TargetOf(start);
+        TargetOf(m_sets.Start());
         bool within = IsWithinLimits();
         while (within && m_dfa.ExpandedCount() < m_sets.Count())
             within = Expand(m_dfa.ExpandedCount()) && IsWithinLimits();
@@ -83,74 +43,72 @@ private:
         std::size_t const cells = static_cast<std::size_t>(m_sets.Count()) * m_dfa.classCount;
         return m_sets.Count() <= static_cast<std::size_t>(m_limits.states) + m_nfa.NodeCount() &&
                cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes &&
-               m_closure.Work() <= m_limits.bytes;
+               m_sets.Work() <= m_limits.bytes;
     }
     bool Expand(std::uint32_t state)
     {
-        if (!CollectReached(m_sets.Get(state))) return false;
+        if (!CollectReached(state)) return false;
         std::sort(m_touched.begin(), m_touched.end());
-        m_dfa.targets.resize(m_dfa.targets.size() + m_dfa.classCount, Dfa::kNoState);
-        NodeSet const* before = nullptr;
+        typename Sets::Reached const* before = nullptr;
         std::uint32_t target = Dfa::kNoState;
+        std::uint32_t loops = 0; // common classes that lead back
         for (std::uint32_t const unitClass : m_touched) {
-            NodeSet& reached = m_reached[unitClass];
-            if (!before || *before != reached) {
-                m_closure.Close(reached, m_set);
-                target = TargetOf(m_set);
-            }
-            m_dfa.targets[static_cast<std::size_t>(state) * m_dfa.classCount + unitClass] = target;
+            typename Sets::Reached const& reached = m_reached[unitClass];
+            if (!before || *before != reached) target = TargetOf(m_sets.Close(reached));
+            if (target != Dfa::kNoState) m_dfa.steps.push_back({unitClass, target});
+            if (target == state && IsCommon(unitClass)) ++loops;
             before = &reached;
         }
+        m_dfa.ends.push_back(m_dfa.steps.size());
         for (std::uint32_t const unitClass : m_touched) m_reached[unitClass].clear();
         m_touched.clear();
-        m_dfa.stop[state] = m_dfa.accepting[state] && LoopsOnAlmostAll(state);
+        m_dfa.stop[state] = m_dfa.accepting[state] && loops == m_commonClasses;
         return true;
     }
-    /// The nodes that each class leads to, before epsilon transitions. False when there are more of them than the limits
-    /// allow: many nodes that read many classes would fill the memory within one state.
-    bool CollectReached(NodeSetView nodes)
+    /// The nodes that each class leads to. False when there are more of them than the limits allow: many nodes that read
+    /// many classes would fill the memory within one state.
+    bool CollectReached(std::uint32_t state)
     {
-        for (std::uint32_t const node : nodes) {
+        m_sets.ForEachNode(state, [this](std::uint32_t node) {
             for (NfaEdge const& edge : m_nfa.Edges(node)) {
-                if (edge.set == kEpsilon) continue;
+                if (edge.set == kEpsilon || m_collected > m_limits.bytes) continue;
                 std::span<std::uint32_t const> const classes = m_classes.ClassesOf(edge.set);
                 m_collected += classes.size();
-                if (m_collected > m_limits.bytes) return false;
+                if (m_collected > m_limits.bytes) continue;
                 for (std::uint32_t const unitClass : classes) {
-                    if (m_reached[unitClass].empty()) m_touched.push_back(unitClass);
-                    m_reached[unitClass].push_back(edge.to);
+                    bool const isFirst = m_reached[unitClass].empty();
+                    m_sets.Add(edge.to, m_reached[unitClass]);
+                    if (isFirst && !m_reached[unitClass].empty()) m_touched.push_back(unitClass);
                 }
             }
-        }
-        return true;
+        });
+        return m_collected <= m_limits.bytes;
     }
-    std::uint32_t TargetOf(NodeSet const& set)
+    template <class Set>
+    std::uint32_t TargetOf(Set const& set)
     {
         if (set.empty() && m_sets.Count() > 0) return Dfa::kNoState;
         std::uint32_t const number = m_sets.NumberOf(set);
         if (number == m_dfa.StateCount()) {
-            m_dfa.accepting.push_back(IsAccepting(set));
+            m_dfa.accepting.push_back(Sets::Accepts(set));
             m_dfa.stop.push_back(0);
         }
         return number;
     }
-    [[nodiscard]] bool LoopsOnAlmostAll(std::uint32_t state) const noexcept
+    /// A state that all of these lead back to stops the match: U+FFFE and U+FFFF alone may lead elsewhere.
+    [[nodiscard]] bool IsCommon(std::uint32_t unitClass) const noexcept
     {
-        std::span<std::uint32_t const> const row = m_dfa.Row(state);
-        for (std::uint32_t unitClass = 0; unitClass < row.size(); ++unitClass)
-            if (row[unitClass] != state && m_classes.LeastUnit(unitClass) < 0xFFFE) return false;
-        return true;
+        return m_classes.LeastUnit(unitClass) < 0xFFFE;
     }
 
     Nfa const& m_nfa;
     UnitClasses const& m_classes;
     XCRegEx::Limits m_limits;
-    Closure m_closure;
-    SetNumbers m_sets;
-    std::vector<NodeSet> m_reached;
+    Sets m_sets;
+    std::vector<typename Sets::Reached> m_reached; ///< by class
     std::vector<std::uint32_t> m_touched;
     std::size_t m_collected = 0;
-    NodeSet m_set;
+    std::uint32_t m_commonClasses = 0;
     Dfa m_dfa;
 };
 
@@ -158,13 +116,21 @@ private:
 
 Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
 {
-    return DfaBuilder(nfa, facts, classes, limits).Build();
+    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits).Build();
+    return DfaBuilder<ListSets>(nfa, facts, classes, limits).Build();
+}
+
+std::vector<std::uint32_t> Dfa::Row(std::uint32_t state) const
+{
+    std::vector<std::uint32_t> row(classCount, kNoState);
+    for (Step const& step : Steps(state)) row[step.unitClass] = step.target;
+    return row;
 }
 
 std::vector<XCRegEx::DfaTransition> TransitionsOf(Dfa const& dfa, UnitClasses const& classes, std::uint32_t state)
 {
     std::vector<XCRegEx::DfaTransition> result;
-    std::span<std::uint32_t const> const row = dfa.Row(state);
+    std::vector<std::uint32_t> const row = dfa.Row(state);
     for (std::size_t i = 0; i < classes.Atoms().size(); ++i) {
         UnitClasses::Atom const& atom = classes.Atoms()[i];
         std::uint32_t const target = row[atom.unitClass];

@@ -1,4 +1,5 @@
-// Dfa.h - the deterministic automaton: states times unit classes, in order of creation, the start state first.
+// Dfa.h - the deterministic automaton: for each state the classes that lead on, states in order of creation, the start
+// state first. Most states have few such classes, so they are listed and not laid out as a table.
 #pragma once
 
 #include "match/NodeSets.h"
@@ -12,21 +13,26 @@ namespace xc::match {
 struct Dfa {
     static constexpr std::uint32_t kNoState = 0xFFFFFFFF;
 
+    struct Step {
+        std::uint32_t unitClass;
+        std::uint32_t target;
+    };
+
     std::uint32_t classCount = 0;
-    std::vector<std::uint32_t> targets;  ///< [state * classCount + class], kNoState where there is no transition
+    std::vector<Step> steps;             ///< by state; of one state by class, ascending
+    std::vector<std::size_t> ends;       ///< by state: where its steps end
     std::vector<std::uint8_t> accepting; ///< by state
     std::vector<std::uint8_t> stop;      ///< by state: accepting, and 0x0000 to 0xFFFD lead back to it
     bool complete = false;               ///< false: the limits ended the construction, the last states have no targets
 
     [[nodiscard]] std::uint32_t StateCount() const noexcept { return static_cast<std::uint32_t>(accepting.size()); }
-    [[nodiscard]] std::uint32_t ExpandedCount() const noexcept
+    [[nodiscard]] std::uint32_t ExpandedCount() const noexcept { return static_cast<std::uint32_t>(ends.size()); }
+    [[nodiscard]] std::span<Step const> Steps(std::uint32_t state) const noexcept
     {
-        return classCount ? static_cast<std::uint32_t>(targets.size() / classCount) : 0;
+        return {steps.data() + (state == 0 ? 0 : ends[state - 1]), steps.data() + ends[state]};
     }
-    [[nodiscard]] std::span<std::uint32_t const> Row(std::uint32_t state) const noexcept
-    {
-        return {targets.data() + static_cast<std::size_t>(state) * classCount, classCount};
-    }
+    /// The targets of a state by class, kNoState where there is none.
+    [[nodiscard]] std::vector<std::uint32_t> Row(std::uint32_t state) const;
 };
 
 /// Subset construction under the limits. The classes must be folded.

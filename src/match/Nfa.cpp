@@ -1,5 +1,7 @@
 #include "match/Nfa.h"
 
+#include "match/Numbering.h"
+
 #include <unordered_map>
 #include <utility>
 
@@ -42,15 +44,15 @@ private:
     /// Long sequences are spines of left children: numbered from the left, so that nodes ascend along the text.
     void ExpandSequence(Item const& item)
     {
-        std::vector<Node const*> parts;
+        m_parts.clear();
         Node const* node = item.node;
         for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChildP())
-            parts.push_back(node->GetRightChildP());
-        parts.push_back(node);
+            m_parts.push_back(node->GetRightChildP());
+        m_parts.push_back(node);
         std::uint32_t from = item.from;
-        for (std::size_t i = parts.size(); i-- > 0 && !m_nfa.m_tooLarge;) {
+        for (std::size_t i = m_parts.size(); i-- > 0 && !m_nfa.m_tooLarge;) {
             std::uint32_t const to = i == 0 ? item.to : NewNode();
-            m_work.push_back({parts[i], from, to});
+            m_work.push_back({m_parts[i], from, to});
             from = to;
         }
     }
@@ -143,18 +145,16 @@ private:
         std::uint64_t hash = 0;
         for (auto const& range : set)
             hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
-        auto const [first, last] = m_setIndices.equal_range(hash);
-        for (auto known = first; known != last; ++known)
-            if (m_nfa.m_sets[known->second] == set) return known->second;
-        auto const index = static_cast<std::uint32_t>(m_nfa.m_sets.size());
-        m_nfa.m_sets.push_back(set);
-        m_setIndices.emplace(hash, index);
+        std::uint32_t const index =
+            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return m_nfa.m_sets[known] == set; });
+        if (index == m_nfa.m_sets.size()) m_nfa.m_sets.push_back(set);
         return index;
     }
 
     Nfa& m_nfa;
     std::vector<Item> m_work;
-    std::unordered_multimap<std::uint64_t, std::uint32_t> m_setIndices;
+    std::vector<Node const*> m_parts; ///< of the sequence at hand
+    Numbering m_setNumbers;
     std::unordered_map<Node const*, std::uint32_t> m_leafIndices;
     std::uint32_t m_steps = 0;
 };

@@ -1,6 +1,7 @@
 #include "match/Reduce.h"
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
 
 namespace xc::match {
@@ -10,10 +11,7 @@ namespace {
 /// Finds an earlier entry with the same hash for which `same` holds.
 class HashIndex {
 public:
-    explicit HashIndex(std::size_t count) : m_slots(std::size_t{16})
-    {
-        while (m_slots.size() < 2 * count) m_slots.resize(2 * m_slots.size());
-    }
+    explicit HashIndex(std::size_t count) : m_slots(std::bit_ceil(2 * count + 1)) {}
     template <class Same>
     std::uint32_t FindOrAdd(std::uint64_t hash, std::uint32_t value, Same same)
     {
@@ -67,13 +65,10 @@ private:
             if (m_same[state] != state) continue;
             std::uint64_t hash = m_dfa.accepting[state];
             bool leadsOn = hash != 0;
-            std::uint64_t column = 0; // most columns lead nowhere, and cost nothing
-            for (std::uint32_t const target : m_dfa.Row(state)) {
-                ++column;
-                if (target == Dfa::kNoState) continue;
-                std::uint32_t const seen = Seen(state, target);
+            for (Dfa::Step const& step : m_dfa.Steps(state)) {
+                std::uint32_t const seen = Seen(state, step.target);
                 if (seen == m_dead) continue;
-                hash = Mix(hash, column << 32 | seen);
+                hash = Mix(hash, std::uint64_t{step.unitClass} << 32 | seen);
                 leadsOn = leadsOn || seen != kSelf;
             }
             m_same[state] =
@@ -91,11 +86,14 @@ private:
     [[nodiscard]] bool AreEqual(std::uint32_t a, std::uint32_t b) const noexcept
     {
         if (m_dfa.accepting[a] != m_dfa.accepting[b]) return false;
-        auto const rowA = m_dfa.Row(a);
-        auto const rowB = m_dfa.Row(b);
-        for (std::size_t i = 0; i < rowA.size(); ++i)
-            if (Seen(a, rowA[i]) != Seen(b, rowB[i])) return false;
-        return true;
+        auto const stepsA = m_dfa.Steps(a);
+        auto const stepsB = m_dfa.Steps(b);
+        for (auto atA = stepsA.begin(), atB = stepsB.begin();; ++atA, ++atB) {
+            while (atA != stepsA.end() && Seen(a, atA->target) == m_dead) ++atA;
+            while (atB != stepsB.end() && Seen(b, atB->target) == m_dead) ++atB;
+            if (atA == stepsA.end() || atB == stepsB.end()) return atA == stepsA.end() && atB == stepsB.end();
+            if (atA->unitClass != atB->unitClass || Seen(a, atA->target) != Seen(b, atB->target)) return false;
+        }
     }
 
     Dfa const& m_dfa;
@@ -117,12 +115,10 @@ std::vector<std::uint32_t> RowOrder(Dfa const& dfa, StateMerger const& merger, R
     return order;
 }
 
-/// Gives classes with equal cells in every row one column.
-void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t>&& full, std::uint32_t classCount)
+/// Gives classes with equal cells in every row one column. @param hashes of the columns.
+void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t>&& full, std::span<std::uint64_t const> hashes)
 {
-    std::vector<std::uint64_t> hashes(classCount);
-    for (std::size_t row = 0; row < full.size(); row += classCount)
-        for (std::uint32_t c = 0; c < classCount; ++c) hashes[c] = Mix(hashes[c], full[row + c]);
+    auto const classCount = static_cast<std::uint32_t>(hashes.size());
     HashIndex index(classCount);
     std::vector<std::uint32_t> kept;
     std::vector<std::uint16_t> columnOf(classCount);
@@ -159,16 +155,18 @@ ReducedDfa Reduce(Dfa const& dfa)
     result.rowCount = static_cast<std::uint32_t>(order.size());
     result.start = rowOf[merger.Same(0)];
 
-    std::vector<std::uint32_t> full;
-    full.reserve(static_cast<std::size_t>(result.rowCount) * dfa.classCount);
-    for (std::uint32_t row = 0; row < result.rowCount; ++row) {
-        if (row <= result.LastSettled())
-            full.insert(full.end(), dfa.classCount, row);
-        else
-            for (std::uint32_t const target : dfa.Row(order[row]))
-                full.push_back(target == Dfa::kNoState ? 0 : rowOf[merger.Same(target)]);
+    std::vector<std::uint32_t> full(static_cast<std::size_t>(result.rowCount) * dfa.classCount);
+    std::vector<std::uint64_t> hashes(dfa.classCount);
+    if (result.hasStop) std::fill_n(full.begin() + dfa.classCount, dfa.classCount, 1);
+    for (std::uint32_t row = result.LastSettled() + 1; row < result.rowCount; ++row) {
+        std::uint32_t* const cells = full.data() + static_cast<std::size_t>(row) * dfa.classCount;
+        for (Dfa::Step const& step : dfa.Steps(order[row])) {
+            std::uint32_t const target = rowOf[merger.Same(step.target)];
+            cells[step.unitClass] = target;
+            if (target != 0) hashes[step.unitClass] = Mix(hashes[step.unitClass], std::uint64_t{row} << 32 | target);
+        }
     }
-    FoldColumns(result, std::move(full), dfa.classCount);
+    FoldColumns(result, std::move(full), hashes);
     return result;
 }
 

@@ -116,17 +116,17 @@ Table<Cell>::Table(ReducedDfa const& dfa, Opening const& opening, LoopScans scan
     m_stopRow = dfa.hasStop ? stride : kNoRow;
     m_lastSettled = dfa.LastSettled() * stride;
     m_tellRow = dfa.rowCount * stride;
-    m_cells.reserve((m_tellRow + stride) / sizeof(Cell));
+    m_cells.resize((m_tellRow + stride) / sizeof(Cell));
+    Cell* cell = m_cells.data();
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row) {
-        for (std::uint32_t const next : dfa.Row(row)) m_cells.push_back(static_cast<Cell>(next * stride));
-        m_cells.push_back(static_cast<Cell>(m_scans.OfRow(row)));
+        for (std::uint32_t const next : dfa.Row(row)) *cell++ = static_cast<Cell>(next * stride);
+        *cell++ = static_cast<Cell>(m_scans.OfRow(row));
     }
     for (std::uint32_t column = 0; column < dfa.columnCount; ++column) {
         std::uint32_t const target = OnlyTarget(dfa, column);
         m_tells = m_tells || target != 0;
-        m_cells.push_back(static_cast<Cell>(target * stride));
+        *cell++ = static_cast<Cell>(target * stride);
     }
-    m_cells.push_back(0);
 }
 
 /// Short subjects are read in one go; it is not worth looking for their end beforehand.

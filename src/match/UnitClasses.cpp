@@ -121,20 +121,26 @@ UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valu
     std::array<std::uint16_t, 256> page;
     std::vector<UnitClasses::Atom> const& atoms = classes.Atoms();
     std::size_t atom = 0;
-    std::uint32_t filled = 0; // pages that lie in the atom of the page before are that page again
+    m_cells.reserve(std::size_t{2} * 256);
+    bool uniform = false; // pages that lie in the atom of the page before are that page again
     for (std::uint32_t unit = 0; unit < kUnitCount; unit += 256) {
-        bool const same = unit > 0 && flat.empty() && filled >= 256 && classes.AtomEnd(atom) >= unit + 256;
-        if (same) {
-            m_pages[unit >> 8] = m_pages[(unit >> 8) - 1];
+        if (classes.AtomEnd(atom) <= unit) {
+            ++atom;
+            uniform = false;
+        }
+        bool const inOneAtom = classes.AtomEnd(atom) >= unit + 256;
+        if (flat.empty() && uniform && inOneAtom) {
+            std::uint32_t const lastPage = (classes.AtomEnd(atom) >> 8) - 1;
+            std::fill(m_pages.begin() + (unit >> 8), m_pages.begin() + lastPage + 1, m_pages[(unit >> 8) - 1]);
+            unit = lastPage << 8;
             continue;
         }
-        filled = 0;
-        for (std::uint32_t i = 0; i < 256; ++i, ++filled) {
-            if (classes.AtomEnd(atom) <= unit + i) {
-                ++atom;
-                filled = 0;
-            }
-            page[i] = valueOfClass[atoms[atom].unitClass];
+        uniform = inOneAtom;
+        for (std::uint32_t i = 0; i < 256;) {
+            if (classes.AtomEnd(atom) <= unit + i) ++atom;
+            std::uint32_t const end = std::min(256u, classes.AtomEnd(atom) - unit);
+            std::fill(page.begin() + i, page.begin() + end, valueOfClass[atoms[atom].unitClass]);
+            i = end;
         }
         if (flat.empty())
             AddPage(unit >> 8, page);

@@ -84,10 +84,10 @@ bool XCRegExParserBase::ReadCounts(std::uint32_t& minimum, std::uint32_t& maximu
 
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
 {
-    XCUWCharSet set;
+    NodePtr leaf;
     switch (m_token) {
-    case RegExToken::Char: set.AddChar(m_char); break;
-    case RegExToken::Dot: set.AddAllChars(); break;
+    case RegExToken::Char: leaf = LeafOf(m_char); break;
+    case RegExToken::Dot: leaf = LeafOf(0); break;
     case RegExToken::OpenBracket: return ParseGroupDef();
     case RegExToken::OpenGroup: {
         if (++m_nesting > kMaxNesting) Fail();
@@ -102,7 +102,23 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
     default: return {};
     }
     GetRegExChar();
-    return new Node::CharSetNode(std::move(set));
+    return leaf;
+}
+
+/// Nodes never change, so a letter that comes again is the same leaf again.
+XCRegExParserBase::NodePtr XCRegExParserBase::LeafOf(wchar_t unit)
+{
+    Leaf& known = m_leaves[xc::text::ToUint(unit) % m_leaves.size()];
+    if (known.node.IsNull() || known.unit != unit) {
+        XCUWCharSet set;
+        if (unit == 0)
+            set.AddAllChars();
+        else
+            set.AddChar(unit);
+        known.node = new Node::CharSetNode(std::move(set));
+        known.unit = unit;
+    }
+    return known.node;
 }
 
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()

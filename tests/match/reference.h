@@ -182,13 +182,22 @@ struct Engines {
     explicit Engines(std::wstring const& pattern, bool translated = true)
         : parsed(XCStringRegExParser(XCString(pattern)).Parse()), fast(parsed, false), states(fast.GetStates()),
           dense(translated ? Translated(parsed) : parsed, false),
-          sets(translated ? Translated(parsed) : parsed, false, {0, 0}), tight(parsed, false, {4, 2000})
+          sets(translated ? Translated(parsed) : parsed, false, {0, 0}), tight(parsed, false, {4, 2000}),
+          large(Enlarged(parsed), false)
     {
     }
     static XCParsedRegEx Translated(XCParsedRegEx const& parsed)
     {
         XCSmartPtr<XCCollatingTable<wchar_t>> const identity(new XCCollatingTable<wchar_t>);
         return XCParsedRegEx(parsed.GetRoot(), {}, identity);
+    }
+    /// With a branch that no subject takes and that alone makes a large automaton, which is built in another way.
+    static XCParsedRegEx Enlarged(XCParsedRegEx const& parsed)
+    {
+        if (!parsed.IsValid()) return parsed;
+        XCString const branch(std::wstring(200, wchar_t(0x2603)));
+        return XCParsedRegEx(
+            new XCRegExSyntaxNode::AlternativeNode(parsed.GetRoot(), XCStringRegExParser(branch).Parse().GetRoot()));
     }
     /// The first engine that disagrees; null when there is none.
     char const* Disagreement(std::wstring const& text) const
@@ -203,13 +212,14 @@ struct Engines {
         if (dense.Match(text.c_str()) != expected) return "dense form, translated";
         if (sets.Match(text.c_str()) != expected) return "sets of states";
         if (tight.Match(XCString(text)) != expected) return "small budget";
+        if (!large.IsTooLarge() && large.Match(text.c_str()) != expected) return "large automaton";
         return nullptr;
     }
 
     XCParsedRegEx parsed;
     XCRegEx fast;
     std::vector<XCRegEx::DfaState> states;
-    XCRegEx dense, sets, tight;
+    XCRegEx dense, sets, tight, large;
 };
 
 } // namespace reference
