@@ -18,7 +18,12 @@
 //          config, trace, consoletofile, noconsole, osxpath, help, ?.
 // MESSAGES Go to the application channel at level 1; trace level 0 silences the console. Errors begin "ERR> ***".
 // FAILURES A file, module or directory that is missing or broken is printed and the program goes on: construction
-//          throws only when memory or objects of the system run out. Loading returns an XCErrorID with a text.
+//          throws only when memory or objects of the system run out, and leaves nothing behind. Loading returns an
+//          XCErrorID with a text.
+// MEMORY   A plug-in whose adding runs out of memory is refused as any other ("out of memory"). LoadAndRun and Run may
+//          throw std::bad_alloc before they start the first plug-in, or for the main menu when all have ended, never
+//          while one runs: from the first start to the last end, and while a host ends, what has no memory is done
+//          without its message. What was loaded stays until the host ends.
 // MODULES  A module is freed when all plug-ins have gone. One that something can still reach stays loaded until the
 //          process ends, and is named: a plug-in that still runs or that somebody holds, what such a one depends on, a
 //          log subscriber or a thread (XCThread) that a module has left behind. Errors that the host hands out are
@@ -202,6 +207,7 @@ private:
     void Detach() noexcept;
     [[nodiscard]] bool IsAttachedByAnother(XCLogSubscriberI const* subscriber) const noexcept;
     void AddConsoleSubscriber();
+    void KeepConsole(bool keep);
     void SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber);
     void Register();
     void Unregister() noexcept;
@@ -264,7 +270,8 @@ public:
     virtual XCErrorID LoadPlugIn(XCString const& path, XCString const& entryName);
     /// Runs all plug-ins that are ready, those on the host's thread one after the other, waits for the threaded ones, and
     /// shows the main menu if it is to (IsRunWithMenu), unless the program was asked to exit.
-    /// @return the exit code: what SetExitCode was given last, else 0, or 2 when a Run has failed.
+    /// @return the exit code: what SetExitCode was given last, else 0, or 2 when a Run has failed or its
+    /// thread could not be started.
     virtual int Run();
 
 protected:
@@ -322,13 +329,14 @@ private:
 
     XCErrorID LoadModule(std::wstring const& path, XCString const& entryName, Loaded& loaded);
     XCErrorID LoadModules(std::vector<std::wstring> const& paths, XCString const& entryName);
-    XCErrorID AddLoaded(Loaded& loaded);
+    XCErrorID AddLoaded(Loaded& loaded) noexcept;
     static XCString DirectoryOfModules(XCString const& path);
     XCErrorID Initialise(XCPlugIn& plugIn, XCString const& name, XCGuid const& guid, bool quiet);
     XCErrorID AddChildren(XCPlugIn& plugIn, XCGuid const& guid, bool quiet);
     void ForgetExitRequest(XCSmartPtrVector<XCPlugIn> const& list);
     void RunOne(XCPlugIn& plugIn);
-    static void RunHere(XCRunPlugIn& plugIn, XCString const& name, std::atomic<int>& exitCode);
+    static void RunHere(XCRunPlugIn& plugIn, XCString const& name, std::atomic<int>& exitCode) noexcept;
+    static void NoteFailedRun(XCString const& name, XCErrorID const& failure, std::atomic<int>& exitCode) noexcept;
     void StartThread(XCThreadedRunPlugIn& plugIn, XCString const& name);
     void WaitForEnd(XCPlugIn& plugIn);
 

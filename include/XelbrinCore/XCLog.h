@@ -16,7 +16,7 @@
 //          detach itself or others (a newcomer is served from the next record on), change levels, and throw: the rest
 //          are served, and the failure is counted (GetFailureCount, GetLastFailure) and traced.
 // EXIT     Files are flushed after each block unless asked otherwise. At the end of the program the manager, which is
-//          never destroyed, flushes what is left (std::atexit); a buffered file that is written to later, by
+//          never destroyed, flushes what is left, before threads end; a buffered file that is written to later, by
 //          destructors of static objects, must be closed by its user.
 #pragma once
 
@@ -30,7 +30,6 @@
 #include <atomic>
 #include <concepts>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <ostream>
 #include <streambuf>
@@ -277,13 +276,9 @@ public:
     XCLogManager(XCLogManager const&) = delete;
     XCLogManager& operator=(XCLogManager const&) = delete;
 
-    /// The manager of the process: built on first use, from any thread, and never destroyed.
-    static XCLogManager& Get()
-    {
-        // Registered from the program's own code: handlers of a library run when its other threads are already gone.
-        [[maybe_unused]] static int const registered = std::atexit(&XCLogManager::AtExit);
-        return Instance();
-    }
+    /// The manager of the process: built on first use, from any thread, and never destroyed. From then on the library stays
+    /// loaded until the process ends.
+    XC_API static XCLogManager& Get();
     /// Makes the manager ready. It may be called any number of times; channels and subscribers stay.
     XC_API void Init();
 
@@ -320,8 +315,7 @@ public:
     [[nodiscard]] XC_API XCString GetLastFailure() const;
 
 private:
-    XC_API static XCLogManager& Instance();
-    XC_API static void AtExit();
+    friend class xc::log::SubscriberList;
 
     std::shared_ptr<xc::log::SubscriberList> m_subscribers;
     mutable XCCriticalSection m_section; ///< guards m_channels

@@ -20,19 +20,35 @@ HANDLE HandleOf(int descriptor) noexcept
     return descriptor < 0 ? nullptr : reinterpret_cast<HANDLE>(::_get_osfhandle(descriptor));
 }
 
-/// A descriptor of the runtime over the file, which is created when missing; -1 and the last error when it cannot be.
-int OpenToAppend(XCString const& fileName) noexcept
+/// Owns a descriptor of the runtime; -1 is none.
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
+    ~Descriptor()
+    {
+        if (m_descriptor >= 0) ::_close(m_descriptor);
+    }
+    Descriptor(Descriptor const&) = delete;
+    Descriptor& operator=(Descriptor const&) = delete;
+    [[nodiscard]] int Get() const noexcept { return m_descriptor; }
+
+private:
+    int m_descriptor;
+};
+
+/// Over the file, which is created when missing; none, and the thread's last error, when it cannot be opened.
+Descriptor OpenToAppend(XCString const& fileName)
 {
     xc::win32::UniqueFile file(::CreateFileW(xc::win32::SystemPath(fileName).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
                                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                              OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) return -1;
+    if (!file) return Descriptor(-1);
     int const descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.Get()), _O_APPEND | _O_BINARY);
     if (descriptor < 0)
         ::SetLastError(ERROR_TOO_MANY_OPEN_FILES);
     else
         (void)file.Release(); // the descriptor's now
-    return descriptor;
+    return Descriptor(descriptor);
 }
 
 void FlushStandardStreams() noexcept
@@ -93,15 +109,14 @@ XCConsoleInfo::~XCConsoleInfo()
 
 XCErrorID XCConsoleInfo::Open(XCString const& fileName)
 {
-    int const descriptor = OpenToAppend(fileName);
-    if (descriptor < 0)
+    Descriptor const file = OpenToAppend(fileName);
+    if (file.Get() < 0)
         return xc::errors::MakeCoreError(XCErrConsoleNotRedirected, fileName, static_cast<long>(::GetLastError()));
     XCLockGuard<XCCriticalSection> const guard(m_section);
     FlushStandardStreams();
     if (!m_state) m_state = std::make_unique<State>(); // else the console is known already
-    m_state->output.Exchange(descriptor);
-    m_state->error.Exchange(descriptor);
-    ::_close(descriptor);
+    m_state->output.Exchange(file.Get());
+    m_state->error.Exchange(file.Get());
     return XCErrorID::Success;
 }
 

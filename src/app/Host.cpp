@@ -31,10 +31,10 @@ bool XCApplicationWithPlugIns::Host::Entry::Needs(Entry const& other) const
                        [&](PlugInIdEx const& wanted) { return wanted.GetGuid() == other.guid; });
 }
 
-void XCApplicationWithPlugIns::Host::Add(XCSmartPtr<XCPlugIn> plugIn, Facts facts)
+void XCApplicationWithPlugIns::Host::Add(Entries& entry) noexcept
 {
     HostGuard const guard(m_section);
-    m_entries.push_back({std::move(plugIn), std::move(facts.name), facts.guid, std::move(facts.dependencies), {}});
+    m_entries.splice(m_entries.end(), entry);
 }
 
 void XCApplicationWithPlugIns::Host::SetContainer(XCPlugIn const* child, XCGuid const& container)
@@ -44,44 +44,39 @@ void XCApplicationWithPlugIns::Host::SetContainer(XCPlugIn const* child, XCGuid 
         if (entry.plugIn == child) entry.container = container;
 }
 
-auto XCApplicationWithPlugIns::Host::TakeLast() -> std::optional<Entry>
+auto XCApplicationWithPlugIns::Host::TakeLast() noexcept -> Entries
 {
     HostGuard const guard(m_section);
-    if (m_entries.empty()) return std::nullopt;
-    std::optional<Entry> last(std::move(m_entries.back()));
-    m_entries.pop_back();
+    Entries last;
+    if (!m_entries.empty()) last.splice(last.end(), m_entries, std::prev(m_entries.end()));
     return last;
 }
 
-auto XCApplicationWithPlugIns::Host::TakeLastChildOf(XCGuid const& container) -> std::optional<Entry>
+auto XCApplicationWithPlugIns::Host::TakeLastChildOf(XCGuid const& container) noexcept -> Entries
 {
     HostGuard const guard(m_section);
-    if (container.IsNull()) return std::nullopt;
+    Entries child;
+    if (container.IsNull()) return child;
     auto const at = std::find_if(m_entries.rbegin(), m_entries.rend(),
                                  [&](Entry const& entry) { return entry.container == container; });
-    if (at == m_entries.rend()) return std::nullopt;
-    std::optional<Entry> child(std::move(*at));
-    m_entries.erase(std::next(at).base());
+    if (at != m_entries.rend()) child.splice(child.end(), m_entries, std::next(at).base());
     return child;
 }
 
-auto XCApplicationWithPlugIns::Host::StillNeeded() const -> std::vector<Staying>
+// What needs another was as a rule loaded after it: one pass from behind finds nearly all.
+void XCApplicationWithPlugIns::Host::MarkStaying() noexcept
 {
     HostGuard const guard(m_section);
-    std::vector<Staying> staying;
-    auto const isIn = [&](XCGuid const& guid) {
-        return std::any_of(staying.begin(), staying.end(), [&](Staying const& one) { return one.guid == guid; });
-    };
-    for (Entry const& entry : m_entries)
-        if (IsStillRunning(*entry.plugIn)) staying.push_back({entry.guid, L"is still running"});
-    for (std::size_t i = 0; i < staying.size(); ++i) {
-        auto const user = std::find_if(m_entries.begin(), m_entries.end(),
-                                       [&](Entry const& entry) { return entry.guid == staying[i].guid; });
-        for (Entry const& entry : m_entries)
-            if (user->Needs(entry) && !isIn(entry.guid))
-                staying.push_back({entry.guid, L"is needed by <" + user->name + L">"});
+    for (Entry& entry : m_entries) entry.stays = IsStillRunning(*entry.plugIn);
+    for (bool more = true; more;) {
+        more = false;
+        for (auto user = m_entries.rbegin(); user != m_entries.rend(); ++user)
+            for (Entry& entry : m_entries) {
+                if (!user->stays || entry.stays || !user->Needs(entry)) continue;
+                entry.stays = more = true;
+                entry.neededBy = user->name;
+            }
     }
-    return staying;
 }
 
 bool XCApplicationWithPlugIns::Host::IsEmpty() const
@@ -117,6 +112,13 @@ XCSmartPtrVector<XCPlugIn> XCApplicationWithPlugIns::Host::PlugIns() const
     XCSmartPtrVector<XCPlugIn> list;
     for (Entry const& entry : m_entries) list.push_back(entry.plugIn);
     return list;
+}
+
+XCSmartPtr<XCPlugIn> XCApplicationWithPlugIns::Host::At(std::size_t index) const noexcept
+{
+    HostGuard const guard(m_section);
+    if (index >= m_entries.size()) return {};
+    return std::next(m_entries.begin(), static_cast<std::ptrdiff_t>(index))->plugIn;
 }
 
 XCString XCApplicationWithPlugIns::Host::NameOf(XCPlugIn const& plugIn) const

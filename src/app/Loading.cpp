@@ -13,9 +13,12 @@
 
 #include <string>
 
+using xc::app::FailureOfException;
 using xc::app::PlugInFailure;
+using xc::app::SayIfPossible;
 using xc::app::Sealed;
 using xc::errors::MakeCoreError;
+using xc::win32::Module;
 
 namespace {
 
@@ -77,52 +80,60 @@ void FindModules(std::wstring const& directory, std::wstring const& extension, b
 
 } // namespace
 
-/// A module whose plug-in waits to be added.
+/// A module whose plug-in waits to be added. Its places in the host's lists are there before any of its code has run:
+/// from then on nothing fails for want of memory.
 struct XCApplicationWithPlugIns::Loaded {
-    xc::win32::Module module; // before the plug-in: it must be let go of first
-    XCSmartPtr<XCPlugIn> plugIn;
-    std::wstring path;
+    std::list<Host::LoadedModule> module{1}; // before the plug-in: it must be let go of first
+    Host::Entries entry{1};
+
+    XCSmartPtr<XCPlugIn>& PlugIn() noexcept { return entry.front().plugIn; }
 };
 
 XCErrorID XCApplicationWithPlugIns::LoadModule(std::wstring const& path, XCString const& entryName, Loaded& loaded)
-{
+try {
     XCString const shown(path);
-    loaded.path = path;
-    loaded.module = xc::win32::Module::Load(path);
-    if (!loaded.module) {
+    Module& module = loaded.module.front().module;
+    loaded.module.front().path = loaded.entry.front().name = shown;
+    module = Module::Load(path);
+    if (!module) {
         XCErrorID const reason(XCSmartPtr<XCWinLastError>(new XCWinLastError));
         Print(L"LoadLibrary fails on " + shown + L"\n");
         PrintError(shown + L": " + reason.AsString());
         return PlugInFailure(shown + L": " + reason.AsString());
     }
-    auto* const entry = reinterpret_cast<EntryPoint*>(loaded.module.Find(NarrowName(entryName).c_str()));
+    auto* const entry = reinterpret_cast<EntryPoint*>(module.Find(NarrowName(entryName).c_str()));
     if (!entry) {
         XCString const what = L": Cannot locate \"" + entryName + L"\" entry point";
         Print(L"LoadPlugIn failed on " + shown + what + L"\n");
         return PlugInFailure(shown + what);
     }
-    XCErrorID const made = Sealed([&] { loaded.plugIn = entry(); });
-    if (made.Bad()) PrintError(shown + L": " + made.AsString());
+    XCErrorID const made = Sealed([&] { loaded.PlugIn() = entry(); });
+    if (made.Bad()) SayIfPossible([&] { PrintError(shown + L": " + made.AsString()); });
     return XCErrorID::Success; // a plug-in that could not be made is refused when it is added
+} catch (...) {
+    // The others are loaded all the same.
+    XCErrorID const failure = FailureOfException();
+    SayIfPossible([&] { PrintError(XCString(path) + L": " + failure.AsString()); });
+    return failure;
 }
 
-XCErrorID XCApplicationWithPlugIns::AddLoaded(Loaded& loaded)
+XCErrorID XCApplicationWithPlugIns::AddLoaded(Loaded& loaded) noexcept
 {
-    XCString const path(loaded.path);
-    XCErrorID const added = AddPlugIn(loaded.plugIn, false);
+    XCErrorID const added = Sealed([&] { return AddPlugIn(loaded.PlugIn(), false); });
     if (added.Good()) {
-        m_host->modules.push_back({std::move(loaded.module), path});
+        m_host->modules.splice(m_host->modules.end(), loaded.module);
         return added;
     }
-    Print(L"LoaPlugIn failed on " + path + L": AddPlugIn failed\n");
+    Host::LoadedModule& module = loaded.module.front();
+    SayIfPossible([&] { Print(L"LoaPlugIn failed on " + module.path + L": AddPlugIn failed\n"); });
     // What the module has brought into the process goes before its code does.
-    m_mainMenu->RemoveTestCases([&](XCUnitTest::Function const& function) {
-        return !m_host->IsLoadedBeside(loaded.module) && loaded.module.Holds(&function.target_type());
+    bool const isBeside = m_host->IsLoadedBeside(module.module);
+    m_mainMenu->RemoveTestCases([&code = module.module, isBeside](XCUnitTest::Function const& function) {
+        return !isBeside && code.Holds(&function.target_type());
     });
-    Host::Entry entry{std::move(loaded.plugIn), path, {}, {}, {}};
-    if (!entry.plugIn.IsNull()) m_host->lingering.push_back(std::move(entry));
+    if (!loaded.PlugIn().IsNull()) m_host->lingering.splice(m_host->lingering.end(), loaded.entry);
     m_host->ReleaseLingering();
-    m_host->LetGoOf(loaded.module, path);
+    m_host->LetGoOf(module);
     return added;
 }
 
@@ -170,16 +181,16 @@ XCErrorID XCApplicationWithPlugIns::GetDLLPlugInsFromDirectory(XCString const& d
 // something, or is part of a cycle, and says so once.
 XCErrorID XCApplicationWithPlugIns::LoadModules(std::vector<std::wstring> const& paths, XCString const& entryName)
 {
-    std::vector<Loaded> waiting;
-    for (std::wstring const& path : paths) {
-        Loaded loaded;
-        if (LoadModule(path, entryName, loaded).Good()) waiting.push_back(std::move(loaded));
-    }
+    std::list<Loaded> waiting(paths.size());
+    auto place = waiting.begin();
+    for (std::wstring const& path : paths)
+        place = LoadModule(path, entryName, *place).Good() ? std::next(place) : waiting.erase(place);
     bool any = false;
     for (bool progress = true; progress;) {
         progress = false;
         for (auto it = waiting.begin(); it != waiting.end();) {
-            bool const ready = it->plugIn.IsNull() || CheckDependents(*it->plugIn, true).Good();
+            bool const ready =
+                it->PlugIn().IsNull() || Sealed([&] { return CheckDependents(*it->PlugIn(), true); }).Good();
             if (!ready) {
                 ++it;
                 continue;

@@ -12,12 +12,23 @@ XCErrorID TextOf(XCErrorID const& error);
 /// An error of the host with a text of its own.
 XCErrorID PlugInFailure(XCString const& text);
 
-/// The exception being handled, as an error with its message. A message that cannot be had is named as such.
-XCErrorID FailureOfException();
+/// The exception being handled, as an error with its message. A message that cannot be had is named as such. When memory
+/// has run out the error is one that was made before.
+XCErrorID FailureOfException() noexcept;
+
+/// Prints what only informs: without memory the text is lost, and what it tells about goes on.
+template <class F>
+void SayIfPossible(F&& say) noexcept
+{
+    try {
+        say();
+    } catch (...) { // nobody to tell
+    }
+}
 
 /// Calls a function that returns nothing or an XCErrorID; what it throws becomes an error with the exception's message.
 template <class F>
-XCErrorID Sealed(F&& call)
+XCErrorID Sealed(F&& call) noexcept
 {
     try {
         if constexpr (std::is_void_v<decltype(call())>) {

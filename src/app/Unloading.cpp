@@ -5,11 +5,13 @@
 #include "app/Host.h"
 #include "app/Sealed.h"
 #include "app/ThreadedState.h"
+#include "log/SubscriberList.h"
 #include "sync/ThreadRun.h"
 
 #include <algorithm>
 #include <typeinfo>
 
+using xc::app::SayIfPossible;
 using xc::app::Sealed;
 using xc::win32::Module;
 
@@ -23,102 +25,103 @@ void KeepCodeOf(T const& object)
 }
 
 /// What of a module is still registered in the process; null when nothing is.
-wchar_t const* LeftBehindBy(Module const& module)
+wchar_t const* LeftBehindBy(Module const& module) noexcept
 {
-    for (XCSmartPtr<XCLogSubscriberI> const& subscriber : XCApplication::GetLogManager().GetSubscribers()) {
-        XCLogSubscriberI const& object = *subscriber;
-        if (module.Holds(&typeid(object))) return L"a log subscriber";
-    }
-    for (std::type_info const* const type : xc::sync::ThreadRun::ClassesInUse())
-        if (module.Holds(type)) return L"a thread";
-    return nullptr;
+    auto const holds = [&module](std::type_info const& type) { return module.Holds(&type); };
+    if (xc::log::SubscriberList::Of(XCApplication::GetLogManager()).IsAnyClass(holds)) return L"a log subscriber";
+    return xc::sync::ThreadRun::IsAnyClass(holds) ? L"a thread" : nullptr;
 }
 
 } // namespace
 
 XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
 {
-    Print(L"Exiting application...\n");
+    SayIfPossible([] { Print(L"Exiting application...\n"); });
     auto const all = [](XCUnitTest::Function const&) { return true; };
     m_mainMenu->RemoveTestCases(all); // they may be code of modules
-    std::vector<Host::Staying> const staying = m_host->StillNeeded();
-    while (std::optional<Host::Entry> entry = m_host->TakeLast()) {
-        auto const reason = std::find_if(staying.begin(), staying.end(),
-                                         [&](Host::Staying const& one) { return one.guid == entry->guid; });
-        if (reason == staying.end())
-            m_host->Unload(*entry);
+    m_host->MarkStaying();
+    for (Host::Entries last = m_host->TakeLast(); !last.empty(); last = m_host->TakeLast()) {
+        if (last.front().stays)
+            Host::Leave(last.front());
         else
-            m_host->Leave(*entry, reason->reason);
+            m_host->Unload(std::move(last));
     }
     m_host->ReleaseLingering();
     m_mainMenu->RemoveTestCases(all);
-    for (; !m_host->modules.empty(); m_host->modules.pop_back()) {
-        Host::LoadedModule& last = m_host->modules.back();
-        m_host->LetGoOf(last.module, last.path);
-    }
+    for (; !m_host->modules.empty(); m_host->modules.pop_back()) m_host->LetGoOf(m_host->modules.back());
+}
+
+void XCApplicationWithPlugIns::Host::SayFailure(XCString const& name, XCErrorID const& failure) noexcept
+{
+    SayIfPossible([&] { PrintError(L"<" + name + L">: " + failure.AsString()); });
 }
 
 /// A plug-in whose code is at work, or may be called by such code: it keeps itself and its code until the process ends.
-void XCApplicationWithPlugIns::Host::Leave(Entry& entry, XCString const& reason)
+void XCApplicationWithPlugIns::Host::Leave(Entry& entry) noexcept
 {
-    Print(L">>>> Unloading <" + entry.name + L">...\n");
-    PrintError(L"<" + entry.name + L"> " + reason + L" and stays loaded");
+    SayIfPossible([&] {
+        Print(L">>>> Unloading <" + entry.name + L">...\n");
+        XCString const reason =
+            entry.neededBy.IsNull() ? XCString(L"is still running") : L"is needed by <" + entry.neededBy + L">";
+        PrintError(L"<" + entry.name + L"> " + reason + L" and stays loaded");
+    });
     entry.plugIn->AddRef();
     KeepCodeOf(*entry.plugIn);
     auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(entry.plugIn.GetPtr());
     if (threaded && !threaded->m_state->thread.IsNull()) threaded->m_state->thread->SetDeleteOnEnd(true);
 }
 
-void XCApplicationWithPlugIns::Host::Unload(Entry& entry)
+void XCApplicationWithPlugIns::Host::Unload(Entries one) noexcept
 {
-    Print(L">>>> Unloading <" + entry.name + L">...\n");
+    Entry& entry = one.front();
+    SayIfPossible([&] { Print(L">>>> Unloading <" + entry.name + L">...\n"); });
     auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(entry.plugIn.GetPtr());
     if (threaded && !threaded->m_state->thread.IsNull()) { // ended after the host had given up
         threaded->m_state->thread->Join();
         threaded->m_state->thread.Clear();
     }
     XCErrorID const unloaded = Sealed([&] { entry.plugIn->Unload(); });
-    if (unloaded.Bad()) PrintError(L"<" + entry.name + L">: " + unloaded.AsString());
+    if (unloaded.Bad()) SayFailure(entry.name, unloaded);
     if (entry.plugIn->NbRef() > 1) // perhaps held by a plug-in that goes later
-        lingering.push_back(std::move(entry));
+        lingering.splice(lingering.end(), one);
     else
         Release(entry);
 }
 
-void XCApplicationWithPlugIns::Host::Release(Entry& entry)
+void XCApplicationWithPlugIns::Host::Release(Entry& entry) noexcept
 {
     XCErrorID const released = Sealed([&] { entry.plugIn.Clear(); });
-    if (released.Bad()) PrintError(L"<" + entry.name + L">: " + released.AsString());
+    if (released.Bad()) SayFailure(entry.name, released);
 }
 
-void XCApplicationWithPlugIns::Host::ReleaseLingering()
+void XCApplicationWithPlugIns::Host::ReleaseLingering() noexcept
 {
     for (;;) { // each that goes may hold others
         auto const free =
             std::find_if(lingering.begin(), lingering.end(), [](Entry const& e) { return e.plugIn->NbRef() == 1; });
         if (free == lingering.end()) break;
-        Entry entry = std::move(*free);
-        lingering.erase(free);
-        Release(entry);
+        Entries one;
+        one.splice(one.end(), lingering, free);
+        Release(one.front());
     }
     for (Entry& entry : lingering) {
-        PrintError(L"<" + entry.name + L"> is still in use and stays loaded");
+        SayIfPossible([&] { PrintError(L"<" + entry.name + L"> is still in use and stays loaded"); });
         KeepCodeOf(*entry.plugIn);
         Release(entry);
     }
     lingering.clear();
 }
 
-void XCApplicationWithPlugIns::Host::UnloadChildrenOf(XCGuid const& container)
+void XCApplicationWithPlugIns::Host::UnloadChildrenOf(XCGuid const& container) noexcept
 {
-    while (std::optional<Entry> child = TakeLastChildOf(container)) {
-        XCGuid const guid = child->guid;
-        Unload(*child);
+    for (Entries child = TakeLastChildOf(container); !child.empty(); child = TakeLastChildOf(container)) {
+        XCGuid const guid = child.front().guid;
+        Unload(std::move(child));
         UnloadChildrenOf(guid);
     }
 }
 
-bool XCApplicationWithPlugIns::Host::IsLoadedBeside(Module const& module) const
+bool XCApplicationWithPlugIns::Host::IsLoadedBeside(Module const& module) const noexcept
 {
     return std::any_of(modules.begin(), modules.end(), [&](LoadedModule const& other) {
         return &other.module != &module && other.module.Get() == module.Get();
@@ -126,10 +129,10 @@ bool XCApplicationWithPlugIns::Host::IsLoadedBeside(Module const& module) const
 }
 
 /// Frees a module, unless something that it has registered in the process would be left without code.
-void XCApplicationWithPlugIns::Host::LetGoOf(Module& module, XCString const& path)
+void XCApplicationWithPlugIns::Host::LetGoOf(LoadedModule& loaded) noexcept
 {
-    wchar_t const* const left = IsLoadedBeside(module) ? nullptr : LeftBehindBy(module);
-    if (!left) return module.Free();
-    PrintError(path + L" has left " + left + L" behind and stays loaded");
-    module.KeepLoaded();
+    wchar_t const* const left = IsLoadedBeside(loaded.module) ? nullptr : LeftBehindBy(loaded.module);
+    if (!left) return loaded.module.Free();
+    SayIfPossible([&] { PrintError(loaded.path + L" has left " + left + L" behind and stays loaded"); });
+    loaded.module.KeepLoaded();
 }

@@ -131,8 +131,9 @@ void XCApplication::SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 
 void XCApplication::AddConsoleSubscriber()
 {
-    m_members->consoleSubscriber = new XCConsoleLogSubscriber(static_cast<int>(m_traceLevel));
-    AddLogSubscriber(m_members->consoleSubscriber);
+    XCSmartPtr<XCLogSubscriberI> const console(new XCConsoleLogSubscriber(static_cast<int>(m_traceLevel)));
+    AddLogSubscriber(console);
+    m_members->consoleSubscriber = console;
 }
 
 void XCApplication::Register()
@@ -383,7 +384,12 @@ void XCApplication::AddLogSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscri
         own.push_back(subscriber);
     }
     // Not under the section: a subscriber at work may ask for the application.
-    if (!IsAttachedByAnother(subscriber)) m_channel->AddSubscriber(subscriber);
+    try {
+        if (!IsAttachedByAnother(subscriber)) m_channel->AddSubscriber(subscriber);
+    } catch (...) {
+        RemoveLogSubscriber(subscriber);
+        throw;
+    }
 }
 
 bool XCApplication::RemoveLogSubscriber(XCLogSubscriberI const* subscriber)
@@ -403,19 +409,37 @@ bool XCApplication::RemoveLogSubscriber(XCLogSubscriberI const* subscriber)
 
 XCErrorID XCApplication::StartLoggingToFile(XCString const& fileName, bool keepConsole)
 {
+    bool const wasOpen = m_members->console.IsOpen();
     XCErrorID const opened = m_members->console.Open(fileName);
     if (opened.Bad()) return opened;
-    if (m_members->consoleSubscriber.IsNull()) AddConsoleSubscriber(); // the console is the file now
+    XCSmartPtr<XCLogSubscriberI>& shown = m_members->consoleSubscriber;
+    bool const wasShown = !shown.IsNull();
+    try {
+        if (!wasShown) AddConsoleSubscriber(); // the console is the file now
+        KeepConsole(keepConsole);
+    } catch (...) {
+        if (!wasShown) {
+            RemoveLogSubscriber(shown);
+            shown.Clear();
+        }
+        if (!wasOpen) m_members->console.Close();
+        throw;
+    }
+    return opened;
+}
+
+void XCApplication::KeepConsole(bool keep)
+{
     XCSmartPtr<XCLogSubscriberI>& kept = m_members->keptConsole;
-    if (kept.IsNull() && keepConsole) {
-        kept = new KeptConsole(m_members->console);
-        kept->SetDesiredLevel(static_cast<int>(m_traceLevel));
-        AddLogSubscriber(kept);
-    } else if (!kept.IsNull() && !keepConsole) {
+    if (kept.IsNull() && keep) {
+        XCSmartPtr<XCLogSubscriberI> const fresh(new KeptConsole(m_members->console));
+        fresh->SetDesiredLevel(static_cast<int>(m_traceLevel));
+        AddLogSubscriber(fresh);
+        kept = fresh;
+    } else if (!kept.IsNull() && !keep) {
         RemoveLogSubscriber(kept);
         kept.Clear();
     }
-    return opened;
 }
 
 XCErrorID XCApplication::StartLoggingToFile(bool keepConsole)

@@ -14,6 +14,7 @@
 #include <iostream>
 
 using xc::app::PlugInFailure;
+using xc::app::SayIfPossible;
 using xc::app::Sealed;
 
 namespace {
@@ -127,16 +128,21 @@ XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool 
     if (dependencies.Bad()) return dependencies;
 
     std::size_t const testCases = m_mainMenu->GetTestCaseCount();
+    Host::Entries entry(1); // its place is there before it works: then nothing can keep it out any more
+    entry.front().plugIn = plugIn;
     plugIn->SetStatus(XCPlugIn::StatusInitialising);
-    XCErrorID const initialised = Initialise(*plugIn, facts.name, facts.guid, quiet);
+    XCErrorID const initialised = Sealed([&] { return Initialise(*plugIn, facts.name, facts.guid, quiet); });
     plugIn->SetStatus(initialised.Good() ? XCPlugIn::StatusReady : XCPlugIn::StatusCreated);
     if (initialised.Bad()) {
-        PrintError(L"<" + facts.name + L">: " + initialised.AsString());
+        Host::SayFailure(facts.name, initialised);
         m_mainMenu->RemoveTestCases([](XCUnitTest::Function const&) { return true; }, testCases);
         m_host->UnloadChildrenOf(facts.guid);
         return initialised;
     }
-    m_host->Add(std::move(plugIn), std::move(facts));
+    entry.front().name = std::move(facts.name);
+    entry.front().guid = facts.guid;
+    entry.front().dependencies = std::move(facts.dependencies);
+    m_host->Add(entry);
     return initialised;
 }
 
@@ -146,7 +152,7 @@ XCErrorID XCApplicationWithPlugIns::Initialise(XCPlugIn& plugIn, XCString const&
     if (listed.Bad()) return listed;
     if (!quiet) Print(L">>>> Initializing <" + name + L">...");
     XCErrorID const initialised = Sealed([&] { return plugIn.Init(*this); });
-    if (!quiet) Print(initialised.Good() ? L" Done.\n" : L"Failed.\n");
+    if (!quiet) SayIfPossible([&] { Print(initialised.Good() ? L" Done.\n" : L"Failed.\n"); });
     return initialised;
 }
 
@@ -218,28 +224,34 @@ void XCApplicationWithPlugIns::ForgetExitRequest(XCSmartPtrVector<XCPlugIn> cons
 
 void XCApplicationWithPlugIns::RunOne(XCPlugIn& plugIn)
 {
-    if (plugIn.GetStatus() != XCPlugIn::StatusReady || !plugIn.IsRunningPlugIn()) return;
+    if (plugIn.GetStatus() != XCPlugIn::StatusReady) return;
+    if (!xc::app::SealedValue([&] { return plugIn.IsRunningPlugIn(); }, false)) return;
     auto* const runnable = dynamic_cast<XCRunPlugIn*>(&plugIn);
     if (!runnable || IsExitRequested()) return;
     XCString const name = m_host->NameOf(plugIn);
     if (auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(runnable)) {
-        Print(L"RUN> Running <" + name + L">...(threaded)\n");
+        SayIfPossible([&] { Print(L"RUN> Running <" + name + L">...(threaded)\n"); });
         StartThread(*threaded, name);
         return;
     }
-    Print(L"RUN> Running <" + name + L">...\n");
+    SayIfPossible([&] { Print(L"RUN> Running <" + name + L">...\n"); });
     RunHere(*runnable, name, *m_exitCode);
 }
 
 // On the host's thread or the plug-in's own. Nothing of the host is used: a plug-in that ignores the request to exit
 // outlives it.
-void XCApplicationWithPlugIns::RunHere(XCRunPlugIn& plugIn, XCString const& name, std::atomic<int>& exitCode)
+void XCApplicationWithPlugIns::RunHere(XCRunPlugIn& plugIn, XCString const& name, std::atomic<int>& exitCode) noexcept
 {
     plugIn.SetStatus(XCPlugIn::StatusRunning);
     XCErrorID const ran = Sealed([&] { plugIn.Run(); });
     plugIn.SetStatus(XCPlugIn::StatusFinished);
-    if (ran.Good()) return;
-    PrintError(L"<" + name + L">: " + ran.AsString());
+    if (ran.Bad()) NoteFailedRun(name, ran, exitCode);
+}
+
+void XCApplicationWithPlugIns::NoteFailedRun(XCString const& name, XCErrorID const& failure,
+                                             std::atomic<int>& exitCode) noexcept
+{
+    Host::SayFailure(name, failure);
     int none = 0;
     exitCode.compare_exchange_strong(none, kExitRunFailed);
 }
@@ -262,9 +274,7 @@ void XCApplicationWithPlugIns::StartThread(XCThreadedRunPlugIn& plugIn, XCString
         return;
     }
     state.thread.Clear(); // there is no end to wait for
-    PrintError(L"<" + name + L">: " + started.AsString());
-    int none = 0;
-    m_exitCode->compare_exchange_strong(none, kExitRunFailed);
+    NoteFailedRun(name, started, *m_exitCode);
 }
 
 // Waits for a threaded plug-in; once it was asked to exit no longer than the host's patience, then it is named.
@@ -277,7 +287,7 @@ void XCApplicationWithPlugIns::WaitForEnd(XCPlugIn& plugIn)
         std::uint64_t const askedAt = state.askedAt;
         unsigned int const patience = state.patienceMs;
         if (askedAt == 0 || patience == XCInfinite || xc::win32::TickMs() - askedAt < patience) continue;
-        PrintError(L"<" + m_host->NameOf(plugIn) + L"> ignores the request to exit");
+        SayIfPossible([&] { PrintError(L"<" + m_host->NameOf(plugIn) + L"> ignores the request to exit"); });
         return;
     }
     state.thread->Join();
@@ -288,17 +298,17 @@ void XCApplicationWithPlugIns::RequestExit(bool immediately)
 {
     m_host->exitAsked = true; // before the flag: the watch would ask once more
     XCApplication::RequestExit(immediately);
-    Print(L">>>> Quit signal received. Requesting exit to all plug-ins...\n");
-    XCSmartPtrVector<XCPlugIn> const plugIns = m_host->PlugIns();
+    SayIfPossible([] { Print(L">>>> Quit signal received. Requesting exit to all plug-ins...\n"); });
     // All threads learn it at once: one that is slow to end does not delay the others.
-    for (XCSmartPtr<XCPlugIn> const& plugIn : plugIns)
+    XCSmartPtr<XCPlugIn> plugIn;
+    for (std::size_t i = 0; !(plugIn = m_host->At(i)).IsNull(); ++i)
         if (auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(plugIn.GetPtr()))
             threaded->m_state->exitRequested.post();
-    for (XCSmartPtr<XCPlugIn> const& plugIn : plugIns) {
+    for (std::size_t i = 0; !(plugIn = m_host->At(i)).IsNull(); ++i) {
         if (auto* const threaded = dynamic_cast<XCThreadedRunPlugIn*>(plugIn.GetPtr()))
             threaded->m_state->askedAt = xc::win32::TickMs();
         XCErrorID const asked = Sealed([&] { plugIn->RequestExit(immediately); });
-        if (asked.Bad()) PrintError(L"<" + m_host->NameOf(*plugIn) + L">: " + asked.AsString());
+        if (asked.Bad()) Host::SayFailure(m_host->NameOf(*plugIn), asked);
     }
 }
 

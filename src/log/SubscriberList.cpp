@@ -60,6 +60,15 @@ XCSmartPtrVector<XCLogSubscriberI> SubscriberList::All() const
     return all;
 }
 
+bool SubscriberList::IsAnyClass(std::function<bool(std::type_info const&)> const& test) const
+{
+    std::lock_guard const hold(m_section);
+    return std::any_of(m_entries.begin(), m_entries.end(), [&](Entry const& entry) {
+        XCLogSubscriberI const* const subscriber = entry.subscriber;
+        return subscriber && test(typeid(*subscriber));
+    });
+}
+
 void SubscriberList::Register(XCLogStreamBuf& buffer)
 {
     std::lock_guard const hold(m_section);

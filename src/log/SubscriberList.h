@@ -11,7 +11,9 @@
 #include "log/Failures.h"
 
 #include <deque>
+#include <functional>
 #include <memory>
+#include <typeinfo>
 #include <vector>
 
 namespace xc::log {
@@ -27,6 +29,10 @@ public:
     void Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogStreamBuf const* only);
     bool Remove(XCLogSubscriberI const* subscriber);
     [[nodiscard]] XCSmartPtrVector<XCLogSubscriberI> All() const;
+    /// Whether the test holds for the class of a subscriber. The section is held meanwhile.
+    [[nodiscard]] bool IsAnyClass(std::function<bool(std::type_info const&)> const& test) const;
+    /// The list of a manager.
+    static SubscriberList& Of(XCLogManager& manager) noexcept { return *manager.m_subscribers; }
 
     /// Buffers are told of every change of interest between these two.
     void Register(XCLogStreamBuf& buffer);

@@ -4,6 +4,7 @@
 #include "log/SubscriberList.h"
 #include "text/PrintFormat.h"
 #include "text/Utf8.h"
+#include "win32/Process.h"
 
 #include <mutex>
 
@@ -92,15 +93,14 @@ XCLogManager::~XCLogManager()
 }
 
 /// Never destroyed: destructors of static objects may log after everything else of the library has gone.
-XCLogManager& XCLogManager::Instance()
+XCLogManager& XCLogManager::Get()
 {
-    static XCLogManager* const instance = new XCLogManager;
+    static XCLogManager* const instance = [] {
+        auto manager = std::make_unique<XCLogManager>();
+        xc::win32::CallAtExit([] { Get().Flush(); });
+        return manager.release();
+    }();
     return *instance;
-}
-
-void XCLogManager::AtExit()
-{
-    Instance().Flush();
 }
 
 void XCLogManager::Init()

@@ -83,19 +83,18 @@ XCErrorID ThreadRun::CreateAndRegister(XCThread& thread, int priority, SharedHan
     return XCErrorID::Success;
 }
 
-std::vector<std::type_info const*> ThreadRun::ClassesInUse()
+bool ThreadRun::IsAnyClass(std::function<bool(std::type_info const&)> const& test)
 {
-    std::vector<std::type_info const*> classes;
+    auto const isOf = [&test](XCCallback const* callback) { return callback && test(typeid(*callback)); };
     RegistryAccess const registry;
     for (auto const& [id, entry] : registry.Threads()) {
         XCThread const& thread = *entry.thread;
-        classes.push_back(&typeid(thread));
-        if (XCCallback const* const callback = thread.m_callback) classes.push_back(&typeid(*callback));
+        if (test(typeid(thread)) || isOf(thread.m_callback)) return true;
         XCLockGuard const guard(thread.m_fieldSection);
         for (XCCallback const* const exitFunction : thread.m_exitFunctions)
-            if (exitFunction) classes.push_back(&typeid(*exitFunction));
+            if (isOf(exitFunction)) return true;
     }
-    return classes;
+    return false;
 }
 
 void ThreadRun::Describe(ThreadHandle const& handle, XCString const& name)

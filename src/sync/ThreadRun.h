@@ -3,6 +3,7 @@
 
 #include "sync/ThreadRegistry.h"
 
+#include <functional>
 #include <typeinfo>
 
 namespace xc::sync {
@@ -12,9 +13,9 @@ XCErrorID LastErrorID();
 
 class ThreadRun {
 public:
-    /// The classes of what the threads in the registry are made of: thread objects, callbacks, exit functions. Their
-    /// addresses tell the modules whose code is still needed.
-    static std::vector<std::type_info const*> ClassesInUse();
+    /// Whether the test holds for a class that the threads in the registry are made of: of thread objects, callbacks, exit
+    /// functions. The addresses of the classes tell the modules whose code is still needed.
+    static bool IsAnyClass(std::function<bool(std::type_info const&)> const& test);
 
     static XCErrorID Start(XCThread& thread, int priority);
     /// Gives a thread a name for debuggers, where the system offers it.

@@ -3,6 +3,7 @@
 #include "win32/Process.h"
 
 #include <algorithm>
+#include <memory>
 #include <string_view>
 #include <windows.h>
 
@@ -56,12 +57,13 @@ std::vector<std::wstring> EntriesOf(std::wstring const& directory, bool director
     WIN32_FIND_DATAW entry;
     HANDLE const search = ::FindFirstFileW(SystemPath(directory + L"\\*").c_str(), &entry);
     if (search == INVALID_HANDLE_VALUE) return names;
+    auto const close = [](void* handle) { ::FindClose(handle); };
+    std::unique_ptr<void, decltype(close)> const owner(search, close);
     do {
         std::wstring const name = entry.cFileName;
         bool const isDirectory = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         if (isDirectory == directories && name != L"." && name != L"..") names.push_back(name);
     } while (::FindNextFileW(search, &entry));
-    ::FindClose(search);
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -1,8 +1,22 @@
 #include "win32/Process.h"
 
+#include <stdlib.h> // NOLINT(modernize-deprecated-headers): _onexit
 #include <windows.h>
 
 namespace xc::win32 {
+
+namespace {
+
+/// Whether the other threads have been ended already, perhaps with locks in their hands.
+bool IsProcessEnding() noexcept
+{
+    HMODULE const system = ::GetModuleHandleW(L"ntdll.dll");
+    void* const found = reinterpret_cast<void*>(::GetProcAddress(system, "RtlDllShutdownInProgress"));
+    auto* const ask = reinterpret_cast<BOOLEAN(WINAPI*)()>(found);
+    return ask && ask();
+}
+
+} // namespace
 
 std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 {
@@ -29,6 +43,24 @@ std::wstring ModulePath(void* module)
         }
         path.resize(path.size() * 2); // cut: the answer was as long as the buffer
     }
+}
+
+// The list of the process's runtime, not std::atexit: that is a list of this library's own, run under the loader's lock
+// when the other threads are gone.
+void CallAtExit(void (*function)())
+{
+    static void (*const call)() = function;
+    static bool const registered = [] {
+        HMODULE pinned = nullptr;
+        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                             reinterpret_cast<LPCWSTR>(&CallAtExit), &pinned);
+        auto const run = [] {
+            if (!IsProcessEnding()) call();
+            return 0;
+        };
+        return pinned && ::_onexit(run);
+    }();
+    (void)registered;
 }
 
 unsigned long ProcessId() noexcept

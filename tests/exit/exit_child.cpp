@@ -60,15 +60,18 @@ XCApplicationWithPlugIns* StartHost(wchar_t const* folder, wchar_t const* kind)
     return new XCApplicationWithPlugIns(XCString(L"host.exe /noconsole /osxpath:") + folder, {}, false);
 }
 
-/// Loads a module, lets it start and end a thread of its own, and frees it.
+/// Loads a module, lets it start and end a thread of its own, and frees it: nothing is flushed on that occasion.
 int UseModule(XCString const& folder)
 {
     HMODULE const module = ::LoadLibraryW((folder + L"\\exit_module.osx").AsWChar());
     if (!module) return 1;
     auto* const use = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "UseLibrary")));
     if (!use) return 2;
+    Channel().GetStream() << L"pending";
     use();
-    return ::FreeLibrary(module) ? kCode : 3;
+    if (!::FreeLibrary(module)) return 3;
+    Channel().Write(1, L"after the module\n");
+    return kCode;
 }
 
 int End(std::wstring_view how, wchar_t const* folder)

@@ -59,7 +59,7 @@ constexpr Ending kEndings[] = {
     {kHeldBack, "before the end|"},
     {kPending, "before the end|pending|"},
     {kStatic, "before the end|last words|"},
-    {kModule, "before the end|from the module|"},
+    {kModule, "before the end|from the module|after the module|pending|"},
     {kApplication, "before the end|"},
     {kStaticApplication, "before the end|"},
     {kThreadsReturn, "before the end|"},

@@ -3,6 +3,7 @@
 #include "app/config_files.h"
 #include "faults/folder.h"
 #include "faults/injector.h"
+#include "host/host_tools.h"
 #include "sync/import_patch.h"
 
 #include <XelbrinCore/XCApplication.h>
@@ -269,11 +270,7 @@ void Decipher()
     EXPECT_EQ(text, shown ? XCString(L"a text to hide") : secret);
 }
 
-class Ear final : public XCLogSubscriberI {
-public:
-    void OnFlush(int, XCString const& text) override { heard += text; }
-    XCString heard;
-};
+using Ear = xc_test::Listener;
 
 /// An application with a configuration file and a console that goes to a file.
 void Application()
@@ -299,35 +296,87 @@ void Application()
     EXPECT_EQ(session(), XCString(L"value"));
 }
 
-/// A host with modules: what cannot be loaded is named, the others run, and all is unloaded at the end.
-void Host()
+/// All or nothing: the two subscribers and the file, or the console as it was.
+void ConsoleToFile()
 {
-    wchar_t program[1024];
-    ::GetModuleFileNameW(nullptr, program, 1024);
-    std::filesystem::path const modules = std::filesystem::path(program).parent_path() / "modules";
     Folder const folder;
-    for (char const* const name : {"reader.osx", "filter.osx"})
-        std::filesystem::copy_file(modules / "plugin.osx", folder.path / name);
+    XCSmartPtr<Ear> const ear(new Ear);
+    XCApplication application(L"app.exe /noconsole", ear, true);
+    auto const start = [&] { return application.StartLoggingToFile(folder.Path("out.log"), true).Good(); };
+    bool started = false;
+    Attempt([&] { started = start(); });
+    EXPECT_EQ(XCLogManager::Get().GetSubscriberCount(), started ? 3u : 1u);
+    EXPECT_TRUE(start());
+    EXPECT_EQ(XCLogManager::Get().GetSubscriberCount(), 3u);
+}
+
+/// A host with modules: what cannot be loaded is named, the others run, and all is unloaded at the end.
+void HostWith(std::initializer_list<char const*> roles, XCString const& says)
+{
+    xc_test::ModuleFolder const folder(roles);
     struct Result {
         int code = -1;
         XCString said;
     };
     auto const session = [&](Result& result) {
         XCSmartPtr<Ear> const ear(new Ear);
-        XCApplicationWithPlugIns host(L"host.exe /noconsole /osxpath:" + XCString(folder.path.wstring()), ear, false);
+        XCApplicationWithPlugIns host(L"host.exe /noconsole /osxpath:" + folder.Path(), ear, false);
         result.code = host.LoadAndRun();
         result.said = ear->heard;
+    };
+    auto const expectNoneLoaded = [&] {
+        for (char const* const role : roles)
+            EXPECT_EQ(::GetModuleHandleW((folder.path / (std::string(role) + ".osx")).c_str()), nullptr) << role;
+        EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
     };
     Result faulty;
     bool const ended = Attempt([&] { session(faulty); });
     EXPECT_TRUE(!ended || !faulty.said.IsNull());
     g_row = nullptr;
+    expectNoneLoaded();
     Result whole;
     session(whole);
     EXPECT_EQ(whole.code, 0);
-    EXPECT_NE(whole.said.Find(L"Filter at work"), XCString::npos) << whole.said.AsUTF8();
-    for (char const* const name : {"reader.osx", "filter.osx"})
-        EXPECT_EQ(::GetModuleHandleW((folder.path / name).c_str()), nullptr) << name;
+    EXPECT_NE(whole.said.Find(says), XCString::npos) << whole.said.AsUTF8();
+    expectNoneLoaded();
+}
+
+void Host()
+{
+    HostWith({"reader", "filter"}, L"Filter at work");
+}
+
+/// One is a container that is refused after its children were added.
+void HostThatRefuses()
+{
+    HostWith({"reader", "filter", "container_refuses"}, L"no licence to run");
+}
+
+/// A thread at work while its host has no memory: it is asked to exit and waited for, or was never started.
+void ThreadedHost()
+{
+    std::atomic<int> started{0};
+    std::atomic<int> ended{0};
+    auto const session = [&] {
+        XCSmartPtr<Ear> const ear(new Ear);
+        XCApplicationWithPlugIns host(L"host /noconsole", ear, false);
+        bool const loaded =
+            host.LoadPlugIn(new xc_test::OwnRunner<XCThreadedRunPlugIn>(80,
+                                                                        [&](auto& self) {
+                                                                            ++started;
+                                                                            if (self.WaitForExit(20000)) ++ended;
+                                                                        }))
+                .Good() &&
+            host.LoadPlugIn(new xc_test::OwnRunner<XCRunPlugIn>(81, [&](auto&) { host.RequestExit(false); })).Good();
+        return loaded ? host.Run() : -1;
+    };
+    int code = -1;
+    bool const came = Attempt([&] { code = session(); });
+    XCApplication::ClearExitRequest();
+    EXPECT_EQ(started, came && code == 0 ? 1 : 0);
+    EXPECT_EQ(ended, started);
+    EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
+    EXPECT_EQ(XCApplication::GetApp(), nullptr);
 }
 
 constexpr struct {
@@ -367,10 +416,40 @@ TEST(FailingSystem, SaysSoAndLosesNothing)
     faults::g_heapFails = true;
 }
 
-/// Off as long as the destructors of an application build messages: without memory they end the process.
-TEST(FailingMemory, DISABLED_Application)
+TEST(FailingMemory, Application)
 {
-    faults::FailEverywhere(std::initializer_list<Scenario>{{"application", Application}, {"host", Host}});
+    faults::g_countsHandles = true;
+    faults::FailEverywhere(std::initializer_list<Scenario>{{"application", Application},
+                                                           {"console to file", ConsoleToFile},
+                                                           {"host, one refused", HostThatRefuses},
+                                                           {"threaded host", ThreadedHost}});
+    faults::g_countsHandles = false;
+}
+
+/// The system has threads for the first `n` that ask.
+int g_threadsLeft = 0;
+std::uintptr_t NoMoreThreads(void* security, unsigned int stack, unsigned int(__stdcall* body)(void*), void* argument,
+                             unsigned int flags, unsigned int* id)
+{
+    return g_threadsLeft-- > 0 ? ::_beginthreadex(security, stack, body, argument, flags, id) : 0;
+}
+
+TEST(FailingSystem, APlugInWhoseThreadCannotBeStartedHasFailed)
+{
+    XCSmartPtr<Ear> const ear(new Ear);
+    XCApplicationWithPlugIns host(L"host /noconsole", ear, false);
+    int ran = 0;
+    ASSERT_TRUE(host.LoadPlugIn(new xc_test::OwnRunner<XCThreadedRunPlugIn>(80, [&](auto&) { ran += 1; })).Good());
+    ASSERT_TRUE(host.LoadPlugIn(new xc_test::OwnRunner<XCRunPlugIn>(81, [&](auto&) { ran += 10; })).Good());
+    {
+        sync_test::ImportPatch const patch("_beginthreadex", reinterpret_cast<void*>(&NoMoreThreads));
+        g_threadsLeft = 1; // of the host itself
+        EXPECT_EQ(host.Run(), 2);
+    }
+    EXPECT_EQ(ran, 10);
+    EXPECT_NE(ear->heard.Find(L"ERR> ***<Own>: "), XCString::npos) << ear->heard.AsUTF8();
+    EXPECT_EQ(host.Run(), 2); // it is still ready
+    EXPECT_EQ(ran, 11);
 }
 
 } // namespace

@@ -106,6 +106,11 @@ std::wstring ModulePath(void*)
     return L"native";
 }
 
+void CallAtExit(void (*function)())
+{
+    (void)std::atexit(function);
+}
+
 unsigned long ProcessId() noexcept
 {
     return static_cast<unsigned long>(::getpid());
