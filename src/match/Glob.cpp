@@ -4,6 +4,7 @@
 #include "text/Kernels.h"
 
 #include <algorithm>
+#include <bit>
 #include <optional>
 
 namespace xc::match {
@@ -85,6 +86,60 @@ private:
     std::size_t m_at = 0;
 };
 
+/// A subject of at most 16 units, kept in two vectors: each bit of a mask stands for one place.
+class ShortSubject {
+public:
+    static constexpr unsigned int kUnits = 16;
+
+    /// Reads kUnits units: text::MayReadVector(text).
+    explicit ShortSubject(wchar_t const* text)
+        : m_text(text), m_low(_mm_loadu_si128(reinterpret_cast<__m128i const*>(text))),
+          m_high(_mm_loadu_si128(reinterpret_cast<__m128i const*>(text + 8))),
+          m_known(static_cast<unsigned int>(std::countr_zero(PlacesOf(L'\0') | PlacesOf(0xFFFF) | 1u << kUnits)))
+    {
+    }
+    /// Whether the subject, or what "." may match of it, ends here.
+    [[nodiscard]] bool IsShort() const noexcept { return m_known < kUnits || m_text[kUnits] == L'\0'; }
+    /// The first place of the needle (not empty) from `at` on; kUnits when there is none.
+    [[nodiscard]] unsigned int Find(std::wstring const& needle, unsigned int at) const noexcept
+    {
+        std::size_t const last = needle.size() - 1;
+        if (at + last >= m_known) return kUnits;
+        unsigned int const room = (1u << (m_known - last)) - (1u << at);
+        for (unsigned int places = PlacesOf(needle[0]) & PlacesOf(needle[last]) >> last & room; places != 0;
+             places &= places - 1)
+        {
+            auto const place = static_cast<unsigned int>(std::countr_zero(places));
+            if (std::equal(needle.begin() + 1, needle.end(), m_text + place + 1)) return place;
+        }
+        return kUnits;
+    }
+
+private:
+    [[nodiscard]] unsigned int PlacesOf(wchar_t unit) const noexcept
+    {
+        __m128i const wanted = _mm_set1_epi16(static_cast<short>(unit));
+        return static_cast<unsigned int>(
+            _mm_movemask_epi8(_mm_packs_epi16(_mm_cmpeq_epi16(m_low, wanted), _mm_cmpeq_epi16(m_high, wanted))));
+    }
+
+    wchar_t const* m_text;
+    __m128i m_low;
+    __m128i m_high;
+    unsigned int m_known; ///< how many units "." may match
+};
+
+bool HasInOrder(ShortSubject const& subject, std::vector<std::wstring> const& needles)
+{
+    unsigned int at = 0;
+    for (std::wstring const& needle : needles) {
+        unsigned int const found = subject.Find(needle, at);
+        if (found == ShortSubject::kUnits) return false;
+        at = found + static_cast<unsigned int>(needle.size());
+    }
+    return true;
+}
+
 } // namespace
 
 std::unique_ptr<Glob const> Glob::From(XCSmartPtr<XCRegExSyntaxNode> const& root)
@@ -125,6 +180,10 @@ bool Glob::Match(wchar_t const* text) const
 
 bool Glob::MatchOpen(wchar_t const* text) const
 {
+    if (m_prefix.empty() && text::MayReadVector(text)) {
+        ShortSubject const subject(text);
+        if (subject.IsShort()) return HasInOrder(subject, m_needles);
+    }
     NeedleSearch search(text);
     if (!search.Take(m_prefix)) return false;
     return std::all_of(m_needles.begin(), m_needles.end(),

@@ -4,6 +4,7 @@
 #include "repetitions.h"
 
 #include <gtest/gtest.h>
+#include <random>
 #if defined(_WIN32)
 #include <iostream>
 #include <sstream>
@@ -316,6 +317,36 @@ TEST(Threads, OneExpressionInEightThreads)
         });
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);
+}
+
+/// Whether the needles stand in the text one behind the other, with no U+FFFF before the end of the last one.
+bool HasInOrder(std::wstring const& text, std::vector<std::wstring> const& needles)
+{
+    std::size_t at = 0;
+    for (std::wstring const& needle : needles) {
+        at = text.find(needle, at);
+        if (at == std::wstring::npos) return false;
+        at += needle.size();
+    }
+    return text.find(L'\xFFFF') >= at;
+}
+
+TEST(Match, NeedlesInShortSubjects)
+{
+    std::vector<std::wstring> const lists[] = {{L"a"},      {L"ab"}, {L"aba"}, {L"a", L"b"}, {L"ab", L"ba", L"a"},
+                                               {L"abbabab"}};
+    std::mt19937 random(20);
+    for (std::vector<std::wstring> const& needles : lists) {
+        std::wstring pattern = L".*";
+        for (std::wstring const& needle : needles) pattern += needle + L".*";
+        XCRegEx const expression = Compile(pattern.c_str());
+        for (int round = 0; round < 2000; ++round) {
+            std::wstring subject(random() % 19, L'a');
+            for (wchar_t& unit : subject) unit = L"aaabbbbc\xFFFF"[random() % 9];
+            ASSERT_EQ(expression.Match(subject.c_str()), HasInOrder(subject, needles))
+                << XCString(pattern).AsUTF8() << " on " << XCString(subject).AsUTF8();
+        }
+    }
 }
 
 } // namespace
