@@ -6,8 +6,8 @@ build=$1
 # Counters of earlier runs would count again.
 find "$build" -name '*.gcda' -delete
 # One test after the other: programs of one library add to the same files of counters.
-# Fewer pairs of patterns and texts: without optimisation all of them take minutes, and reach nothing more.
-XC_MATCH_PAIRS=20 ctest --test-dir "$build" --output-on-failure --no-tests=error -j1 >"$build/coverage-tests.log" 2>&1 ||
+# What repeats the same for minutes without optimisation is shortened or left out: it reaches nothing more.
+XC_MATCH_PAIRS=20 GTEST_FILTER='-HostLife.AThousand*' ctest --test-dir "$build" --output-on-failure --no-tests=error -j1 >"$build/coverage-tests.log" 2>&1 ||
     { tail -n 30 "$build/coverage-tests.log" >&2; exit 1; }
 gcovr --root . --filter 'src/' --filter 'include/' --exclude-throw-branches --exclude-unreachable-branches \
     --gcov-executable x86_64-w64-mingw32-gcov-posix --json "$build/coverage.json" "$build/src" >"$build/gcovr.log" 2>&1 ||
