@@ -57,8 +57,8 @@ def main():
     largest = sorted(gaps, key=lambda gap: (-gap.size, gap.file, gap.first))[:SHOWN_GAPS]
     listed = [f"| {gap.size} | `{gap.file}` | {gap.first}–{gap.last} | "
               f"`{source[gap.file][gap.first - 1].strip()[:80].replace('|', chr(92) + '|')}` |" for gap in largest]
-    about = (f"What the tests of the Windows build reach, measured on {datetime.date.today()} by `make coverage` (about "
-             "ten minutes). Branches that only exceptions take are not counted, and neither is what a test reaches in a "
+    about = (f"What the tests of the Windows build reach, measured on {datetime.date.today()} by `make coverage` (some "
+             "minutes). Branches that only exceptions take are not counted, and neither is what a test reaches in a "
              "process that it ends by force.")
     page = ["# Coverage", "", textwrap.fill(about, 120), "",
             "| room | lines reached | | branches reached | |", "|---|---|---|---|---|", *table, "",
