@@ -69,7 +69,7 @@ std::size_t XCErrorWithArgs::Add(ErrorParamType type, T const& value)
     if (m_params.empty()) m_params.reserve(kUsualCount);
     auto copy = std::make_unique<T>(value);
     m_params.push_back({type, copy.get()});
-    copy.release();
+    (void)copy.release();
     return m_params.size() - 1;
 }
 

@@ -114,6 +114,7 @@ std::vector<XCThreadInfo> XCThread::GetAllThreadsInfo()
         for (auto const& [id, entry] : registry.Threads()) threads.emplace_back(id, entry.handle);
     }
     std::vector<XCThreadInfo> infos;
+    infos.reserve(threads.size());
     for (auto const& [id, handle] : threads) infos.emplace_back(handle->value, id);
     return infos;
 }
