@@ -269,7 +269,7 @@ public:
     /// Bad, and printed, when one of it fails; the module is free again then.
     virtual XCErrorID LoadPlugIn(XCString const& path, XCString const& entryName);
     /// Runs all plug-ins that are ready, those on the host's thread one after the other, waits for the threaded ones, and
-    /// shows the main menu if it is to (IsRunWithMenu), unless the program was asked to exit.
+    /// shows the main menu if it is to (IsRunWithMenu), also after a request to exit.
     /// @return the exit code: what SetExitCode was given last, else 0, or 2 when a Run has failed or its
     /// thread could not be started.
     virtual int Run();

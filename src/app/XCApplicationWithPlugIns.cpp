@@ -207,7 +207,7 @@ int XCApplicationWithPlugIns::Run()
         for (XCSmartPtr<XCPlugIn> const& plugIn : list) RunOne(*plugIn);
         for (XCSmartPtr<XCPlugIn> const& plugIn : list) WaitForEnd(*plugIn);
     }
-    if (m_runWithMenu && !IsExitRequested()) m_mainMenu->RunMenu(std::wcin, GetCout());
+    if (m_runWithMenu) m_mainMenu->RunMenu(std::wcin, GetCout());
     return m_exitCode->load();
 }
 

@@ -65,7 +65,10 @@ private:
     {
         static int count = 0;
         std::string const name = "xc_host_" + std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++count);
-        return std::filesystem::temp_directory_path() / name;
+        std::filesystem::path root = std::filesystem::temp_directory_path() / name;
+        std::error_code ignored;
+        std::filesystem::remove_all(root, ignored); // of an earlier process that had this number
+        return root;
     }
 };
 

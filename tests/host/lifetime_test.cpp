@@ -1,4 +1,5 @@
 // How hosts end: quit requests at any moment, plug-ins that do not obey, what still holds a module, a thousand cycles.
+#include "heap_blocks.h"
 #include "host/host_tools.h"
 
 #include "repetitions.h"
@@ -10,22 +11,6 @@
 namespace {
 
 using namespace xc_test;
-
-/// Blocks in use in all heaps of the process.
-std::size_t BlocksInUse()
-{
-    std::vector<HANDLE> heaps(64);
-    heaps.resize(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
-    std::size_t count = 0;
-    for (HANDLE const heap : heaps) {
-        PROCESS_HEAP_ENTRY entry{};
-        ::HeapLock(heap);
-        while (::HeapWalk(heap, &entry))
-            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) ++count;
-        ::HeapUnlock(heap);
-    }
-    return count;
-}
 
 /// The system gives out the lowest free number: it grows when handles are left open.
 std::uintptr_t NextHandle()
@@ -73,11 +58,11 @@ TEST(HostLife, AThousandHostsAreAskedToEndAtAnyMoment)
         EXPECT_EQ(session.Count(L">>>> Unloading"), 3);
     };
     for (int round = 0; round < 10; ++round) cycle(); // what is made once is made
-    std::size_t const blocks = BlocksInUse();
+    std::size_t const blocks = xc_test::BlocksInUse();
     std::uintptr_t const handle = NextHandle();
     int const rounds = std::getenv("XC_HEAP_CHECK") ? 20 : 1000;
     for (int round = 0; round < rounds; ++round) cycle();
-    EXPECT_LT(BlocksInUse(), blocks + 100);
+    EXPECT_LT(xc_test::BlocksInUse(), blocks + 100);
     EXPECT_LT(NextHandle(), handle + 4 * 20);
     EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
     EXPECT_EQ(::GetModuleHandleW(L"reader.osx"), nullptr);

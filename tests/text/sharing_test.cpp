@@ -8,26 +8,15 @@
 #include <vector>
 
 #if defined(_WIN32)
-#include <windows.h>
+#include "heap_blocks.h"
 #endif
 
 namespace {
 
 #if defined(_WIN32)
-/// The busy blocks of all heaps of the process.
 std::size_t CountBlocks()
 {
-    std::vector<HANDLE> heaps(::GetProcessHeaps(0, nullptr) + 8);
-    heaps.resize(::GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data()));
-    std::size_t blocks = 0;
-    for (HANDLE const heap : heaps) {
-        PROCESS_HEAP_ENTRY entry{};
-        ::HeapLock(heap);
-        while (::HeapWalk(heap, &entry))
-            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) ++blocks;
-        ::HeapUnlock(heap);
-    }
-    return blocks;
+    return xc_test::BlocksInUse();
 }
 #else
 std::size_t CountBlocks()
