@@ -12,6 +12,7 @@
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
