@@ -9,9 +9,11 @@
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
@@ -21,9 +23,13 @@
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
+#include <XelbrinCore/XCSafeCounter.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
+#include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringTools.h>
+#include <XelbrinCore/XCStringValue.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCTimeZone.h>
