@@ -42,6 +42,8 @@ HEADER_ROOM = {
     "XCTimeZone.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
     "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime",
+    "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
+    "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",

@@ -295,6 +295,17 @@ enum XCCoreError : long {
     XCErrConditionNative = 908,      ///< the native form is malformed (parameter: position)
     XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
     XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
+    // 1000-1099 binary data; the first parameter is a position in bytes where nothing else is said
+    XCErrDataPastEnd = 1000,      ///< the bytes end inside a value (position, bytes wanted)
+    XCErrDataCorrupt = 1001,      ///< bytes that no such value has (position)
+    XCErrDataLimit = 1002,        ///< a budget of the reader is used up (position, its name, its value)
+    XCErrDataTooLong = 1003,      ///< a length that its form cannot hold (the length, the largest one)
+    XCErrDataOpenMark = 1004,     ///< a marked place has not been filled in (position)
+    XCErrDataText = 1005,         ///< a text that is no bytes in hexadecimal digits or base64 (position in units)
+    XCErrDataFrame = 1006,        ///< the head of a frame is damaged (position)
+    XCErrDataChecksum = 1007,     ///< the content of a frame is damaged (position)
+    XCErrDataUnknownType = 1008,  ///< a frame of a type that nobody has registered (the type)
+    XCErrDataNewerVersion = 1009, ///< a frame of a version that the program does not know (the type, the version)
 };
 
 /// A failure whose text is the source's text of its code.
