@@ -1,43 +1,71 @@
 #!/usr/bin/env python3
-"""Checks that each source folder includes only the folders it may see (docs/architecture.md shows the table)."""
+"""Checks that sources and public headers include only what stands below their room. The table of rooms and the picture
+of the includes in docs/architecture.md come from here (check_docs.py compares them); --picture prints both."""
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# folder -> folders it may include, beside itself and the standard library
-MAY_INCLUDE = {
-    "win32": set(),
-    "text": {"win32"},
-    "errors": {"win32"},
-    "match": {"text"},
-    "datetime": {"text", "errors", "win32"},
-    "sync": {"datetime", "text", "errors", "win32"},
-    "log": {"sync", "datetime", "text", "errors", "win32"},
-    "match/condition": {"match", "datetime", "log", "text", "errors"},
-    "app": {"win32", "text", "errors", "datetime", "sync", "log", "match", "match/condition"},
-}
-# text and errors know each other from their .cpp files only.
-SOURCES_MAY_INCLUDE = {"text": {"errors"}, "errors": {"text", "datetime"}}
+# Bottom up: (room, subject, the rooms it may include; None: every room above it in this list).
+ROOMS = [
+    ("win32", "the edge to the system: handle owners, last error, files, clock, process facts", []),
+    ("text", "string, names without case, identities, number text, collation, the scan kernels", None),
+    ("errors", "error objects, exceptions, what an exception says, stack capture, message sources, the message table",
+     None),
+    ("encoding", "text as bytes and back: converters, encoded files; they report errors, so they stand above both", None),
+    ("datetime", "calendar, value classes, formats, zones; members of lower classes that read or hold dates", None),
+    ("data", "buffers, binary streams, blobs, marshalling", ["text", "errors", "encoding", "datetime"]),
+    ("sync", "locks, semaphores, the baton, stopwatches, threads", None),
+    ("work", "pool, thread server, timers, schedules", None),
+    ("files", "paths, files, directories, streams, change server", None),
+    ("net", "addresses, names, sockets, socket server", ["win32", "text", "errors", "encoding", "datetime", "data", "sync", "work"]),
+    ("xml", "tokens, tree, handlers, writer", ["win32", "text", "errors", "encoding", "data"]),
+    ("system", "registry keys, factories, memory switch", None),
+    ("log", "manager, channels, subscribers, log files, trace",
+     ["win32", "text", "errors", "encoding", "datetime", "data", "sync", "system"]),
+    ("debug", "assertions, signals, crash records, lock order", None),
+    ("match", "character sets, parser, automata, matcher", ["text"]),
+    ("match/condition", "condition expressions", ["text", "errors", "datetime", "log", "match"]),
+    ("unittest", "test cases, scopes, the menu that hosts show", ["text", "errors"]),
+    ("app/commandline", "options and the usage screen", None),
+    ("app/config", "configuration files", None),
+    ("app/host", "application, plug-in modules, console, quit requests", None),
+]
+ORDER = [name for name, _, _ in ROOMS]
 
+# A public header stands in the room of its classes. A zone as a value stands with the errors, whose texts name
+# instants; its rules are computed in datetime.
 HEADER_ROOM = {
     "XCExport.h": None, "XCRefCount.h": None,
-    "XCString.h": "text", "XCStringConverter.h": "text", "XCCollator.h": "text",
+    "XCString.h": "text", "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
+    "XCTimeZone.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
-    "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCTimeZone.h": "datetime",
+    "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
+    "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
+    "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
-    "XCCommandLine.h": "app", "XCConfig.h": "app", "XCPlugIn.h": "app", "XCApplication.h": "app", "XCUnitTest.h": "app",
+    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
+    "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",
 }
+# Files above all rooms: the umbrella, and the constants of all exported classes.
+ABOVE_ALL = {"include/XelbrinCore/XelbrinCore.h", "src/ExportedConstants.cpp"}
 INCLUDE = re.compile(r'^\s*#\s*include\s+["<](?:XelbrinCore/)?([^">]+)[">]')
 
 
-def room_of(path):
-    parts = path.relative_to(ROOT / "src").parts
-    return "match/condition" if parts[:2] == ("match", "condition") else parts[0]
+def may_include(room):
+    """The rooms that a room sees, itself first."""
+    position = ORDER.index(room)
+    named = ROOMS[position][2]
+    return [room] + (ORDER[:position] if named is None else named)
+
+
+def room_of_source(path):
+    folder = path.relative_to(ROOT / "src").parent.as_posix()
+    return folder if folder in ORDER else None
 
 
 def target_room(path, name):
@@ -46,33 +74,83 @@ def target_room(path, name):
         return HEADER_ROOM[name]
     for candidate in (path.parent / name, ROOT / "src" / name):
         if candidate.exists():
-            return room_of(candidate.resolve())
+            return room_of_source(candidate.resolve())
     return None
 
 
-def main():
-    faults = []
+def files():
+    """Every file that is judged, with its room; None where it has none."""
     for path in sorted((ROOT / "src").rglob("*")):
-        if path.suffix not in (".h", ".cpp"):
-            continue
-        room = room_of(path)
-        # A string's common header is what every room speaks, the collating tables of match included.
-        allowed = {room} | MAY_INCLUDE[room]
-        if path.suffix == ".cpp":
-            allowed |= SOURCES_MAY_INCLUDE.get(room, set())
-        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-            found = INCLUDE.match(line)
-            target = found and target_room(path, found.group(1))
-            if target and target not in allowed:
-                faults.append(f"{path.relative_to(ROOT)}:{number}: {room} must not include {target} ({found.group(1)})")
-            if found and found.group(1).lower() == "windows.h" and path.suffix == ".h" and room != "win32":
-                faults.append(f"{path.relative_to(ROOT)}:{number}: windows.h belongs into .cpp files and src/win32")
+        if path.suffix in (".h", ".cpp"):
+            yield path, room_of_source(path)
     for path in sorted((ROOT / "include").rglob("*.h")):
-        if path.name not in HEADER_ROOM and path.name != "XelbrinCore.h":
-            faults.append(f"{path.relative_to(ROOT)}: header without a room")
-        if re.search(r"#\s*include\s+<[wW]indows\.h>", path.read_text(encoding="utf-8")):
-            faults.append(f"{path.relative_to(ROOT)}: public headers never include windows.h")
-    print("\n".join(faults), file=sys.stderr) if faults else None
+        yield path, HEADER_ROOM.get(path.name)
+
+
+def includes(path):
+    """(line number, name) of each include of a file."""
+    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+        found = INCLUDE.match(line)
+        if found:
+            yield number, found.group(1)
+
+
+def judge(path, room):
+    """The faults of one file."""
+    here = path.relative_to(ROOT).as_posix()
+    public = here.startswith("include/")
+    if here in ABOVE_ALL:
+        return
+    if room is None and not (public and path.name in HEADER_ROOM):
+        yield f"{here}: stands in no room"
+        return
+    for number, name in includes(path):
+        target = target_room(path, name)
+        if room and target and target not in may_include(room):
+            yield f"{here}:{number}: {room} must not include {target} ({name})"
+        if room is None and target:
+            yield f"{here}:{number}: a common header includes no room ({name})"
+        if name.lower() == "windows.h" and (public or path.suffix == ".h" and room != "win32"):
+            yield f"{here}:{number}: windows.h belongs into .cpp files and src/win32"
+
+
+def table():
+    """The table of docs/architecture.md; rooms without a file are left out."""
+    standing = {room for _, room in files()}
+    rows = ["| room | subject | may include |", "|---|---|---|"]
+    for name, subject, named in ROOMS:
+        if name not in standing:
+            continue
+        seen = [other for other in may_include(name)[1:] if other in standing]
+        text = ", ".join(seen) if named is not None or len(seen) < 3 else "every room above"
+        rows.append(f"| `{name}` | {subject} | {text or 'nothing of ours'} |")
+    return "\n".join(rows)
+
+
+def picture():
+    """Who includes whom, as found: a row a room, a column a room, bottom up. An "o" is the room itself; an include of a
+    room above would stand right of it."""
+    standing = {room for _, room in files()}
+    rooms = [name for name in ORDER if name in standing]
+    found = {name: set() for name in rooms}
+    for path, room in files():
+        if room and path.relative_to(ROOT).as_posix() not in ABOVE_ALL:
+            found[room] |= {target_room(path, name) for _, name in includes(path)}
+    width = max(map(len, rooms))
+    lines = [" " * (width + 4) + " ".join(f"{column:2}" for column in range(1, len(rooms) + 1))]
+    for row, room in enumerate(rooms, 1):
+        marks = " ".join(" o" if other == room else " x" if other in found[room] else "  " for other in rooms)
+        lines.append(f"{row:2} {room:{width}} {marks}".rstrip())
+    return "\n".join(lines)
+
+
+def main():
+    if "--picture" in sys.argv:
+        print(table(), picture(), sep="\n\n")
+        return 0
+    faults = [fault for path, room in files() for fault in judge(path, room)]
+    if faults:
+        print("\n".join(faults), file=sys.stderr)
     return 1 if faults else 0
 
 

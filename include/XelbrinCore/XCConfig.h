@@ -24,6 +24,7 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
+#include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCSync.h>
 
 #include <atomic>
@@ -168,7 +169,7 @@ private:
     std::vector<XCString> m_comments;
 };
 
-namespace xc::app {
+namespace xc::config {
 
 class ConfigWriter;
 
@@ -220,7 +221,7 @@ private:
     mutable std::unique_ptr<XCConfigComments> m_list;
 };
 
-} // namespace xc::app
+} // namespace xc::config
 
 /// One key=value line and the comments before it. A value type; a copy belongs to no section.
 class XC_API XCConfigLine final : public XCConfigLockable {
@@ -259,9 +260,9 @@ private:
     friend class XCConfigSection;
 
     XCConfigSection* m_section = nullptr; // whose index knows the key
-    xc::app::LazyComments m_comments;
-    xc::app::LazyText m_key;
-    xc::app::LazyText m_value;
+    xc::config::LazyComments m_comments;
+    xc::config::LazyText m_key;
+    xc::config::LazyText m_value;
 };
 
 /// A section: comments, name and lines in order. A value type; a copy belongs to no file.
@@ -318,8 +319,8 @@ private:
     void ForgetIndex() noexcept;
 
     XCConfigFile* m_file = nullptr; // whose index knows the name
-    xc::app::LazyComments m_comments;
-    xc::app::LazyText m_name;
+    xc::config::LazyComments m_comments;
+    xc::config::LazyText m_name;
     Lines m_lines;
     std::unique_ptr<Index> m_index; // made by the first lookup in a long section
 };
@@ -335,13 +336,7 @@ public:
     using const_iterator = Sections::const_iterator;
 
     /// How the bytes of the file are read and written.
-    enum class Encoding {
-        Utf8,
-        Utf8WithMark, ///< with a byte order mark
-        Utf16LE,      ///< both with a byte order mark
-        Utf16BE,
-        Ansi ///< the ANSI code page of the system
-    };
+    using Encoding = XCTextEncoding;
 
     /// An empty file of that name; nothing is read.
     explicit XCConfigFile(XCString fileName = {});
@@ -417,7 +412,7 @@ private:
     void ReadSections(std::wstring_view text);
     void Empty() noexcept;
     [[nodiscard]] bool IsLockedByCaller() const noexcept;
-    [[nodiscard]] XCErrorID WriteText(xc::app::ConfigWriter& writer) const;
+    [[nodiscard]] XCErrorID WriteText(xc::config::ConfigWriter& writer) const;
     [[nodiscard]] iterator Find(std::wstring_view name);
     [[nodiscard]] XCConfigLine const* FindValue(std::wstring_view section, std::wstring_view key) const;
     XCConfigSection& Adopt(XCConfigSection& section);
@@ -431,7 +426,7 @@ private:
     std::size_t m_textLength = 0;
     std::unique_ptr<std::pmr::memory_resource> const m_memory; // of the lists
     Sections m_sections;
-    xc::app::LazyComments m_endComments;
+    xc::config::LazyComments m_endComments;
     std::unique_ptr<Index> m_index; // made by the first lookup among many sections
     Encoding m_encoding = Encoding::Utf8;
     bool m_crlf = true;

@@ -20,6 +20,15 @@
 #include <string>
 #include <string_view>
 
+/// How a text stands in a file.
+enum class XCTextEncoding {
+    Utf8,         ///< UTF-8 without a byte order mark
+    Utf8WithMark, ///< UTF-8 after a byte order mark
+    Utf16LE,      ///< UTF-16, low byte first, after a byte order mark
+    Utf16BE,      ///< UTF-16, high byte first, after a byte order mark
+    Ansi          ///< the ANSI code page of the system
+};
+
 /// One encoding. Counted: create it with new and hold it by XCSmartPtr<XCStringConverter>.
 class XC_API XCStringConverter : public XCRefCount {
 public:

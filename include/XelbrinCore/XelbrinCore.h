@@ -12,6 +12,7 @@
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
@@ -24,7 +25,9 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>

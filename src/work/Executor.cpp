@@ -3,10 +3,9 @@
 #include <XelbrinCore/XCThread.h>
 
 #include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 #include "win32/Clock.h"
 #include "work/TaskBoard.h"
-
-#include <exception>
 
 namespace xc::work {
 
@@ -17,23 +16,6 @@ unsigned long FrameSlot()
 {
     static unsigned long const slot = XCThread::AllocateThreadKey();
     return slot;
-}
-
-XCString TextOfException()
-{
-    try {
-        throw;
-    } catch (XCException const& exception) {
-        return exception.What();
-    } catch (std::bad_alloc const&) {
-        return L"out of memory";
-    } catch (std::exception const& exception) {
-        XCString text;
-        if (text.SetFromUTF8(exception.what()).Bad()) text = L"exception whose text is not UTF-8";
-        return text;
-    } catch (...) {
-        return L"unknown exception";
-    }
 }
 
 // Both are made with the first executor, while there is memory, and never destroyed.
@@ -53,7 +35,7 @@ XCErrorID const& CancelledError()
 
 XCErrorID FailureOfTask() noexcept
 try {
-    return errors::MakeCoreError(XCErrTaskFailed, TextOfException());
+    return errors::MakeCoreError(XCErrTaskFailed, errors::TextOfException());
 } catch (...) {
     return FailureWithoutMemory();
 }

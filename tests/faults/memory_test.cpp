@@ -1,6 +1,6 @@
 // Allocations that fail in the portable part of the library: a call either comes to its end or throws std::bad_alloc,
 // leaves what it worked on whole, keeps nothing, and goes well the next time.
-#include "app/config_files.h"
+#include "config/config_files.h"
 #include "faults/folder.h"
 #include "faults/injector.h"
 

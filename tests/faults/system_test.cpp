@@ -1,6 +1,6 @@
 // Calls of the system that fail, or write less than asked: a clear error, nothing lost, no handle left open, and the
 // next try goes well. Every function in the table fails at every place where a scenario calls it.
-#include "app/config_files.h"
+#include "config/config_files.h"
 #include "faults/folder.h"
 #include "faults/injector.h"
 #include "host/host_tools.h"

@@ -1,8 +1,8 @@
 // List files and identities: whatever the bytes, no name leads out of its folder, and an identity reads back.
 #include <XelbrinCore/XCPlugIn.h>
 
-#include "app/ConfigBytes.h"
-#include "app/ListFile.h"
+#include "app/host/ListFile.h"
+#include "encoding/EncodedText.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -26,7 +26,7 @@ bool LeadsOut(std::wstring_view name)
 
 void CheckList(std::wstring_view text)
 {
-    for (XCString const& name : xc::app::ReadModuleList(text).names) {
+    for (XCString const& name : xc::host::ReadModuleList(text).names) {
         std::wstring_view const view = name.View();
         if (view.empty() || LeadsOut(view) || view.front() == L'\\' || view.front() == L'/') std::abort();
         for (wchar_t const unit : view)
@@ -47,7 +47,7 @@ void CheckGuid(XCString const& text)
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
     XCConfigFile::Encoding encoding{};
-    auto const text = xc::app::DecodeConfig({reinterpret_cast<char const*>(bytes), size}, encoding);
+    auto const text = xc::encoding::DecodeText({reinterpret_cast<char const*>(bytes), size}, encoding);
     if (!text) return 0;
     CheckList(text->View());
     CheckGuid(XCString(text->View()));

@@ -1,6 +1,6 @@
 // What of the host is pure logic: list files, the order of plug-ins, identities as text.
-#include "app/ListFile.h"
-#include "app/PlugInOrder.h"
+#include "app/host/ListFile.h"
+#include "app/host/PlugInOrder.h"
 
 #include <XelbrinCore/XCPlugIn.h>
 
@@ -35,7 +35,7 @@ TEST(ListFile, LinesNamesAndWhatIsRefused)
         return text;
     };
     for (Case const& c : kCases) {
-        xc::app::ModuleList const list = xc::app::ReadModuleList(c.text);
+        xc::host::ModuleList const list = xc::host::ReadModuleList(c.text);
         EXPECT_EQ(joined(list.names), c.names) << c.fault;
         EXPECT_EQ(joined(list.refused), c.refused) << c.fault;
     }
@@ -66,7 +66,7 @@ TEST(PlugInOrder, AgreesWithItsDefinitionOnAnyGraph)
         std::vector<std::vector<std::size_t>> dependsOn(random() % 9);
         for (auto& wanted : dependsOn)
             for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
-        EXPECT_EQ(xc::app::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
+        EXPECT_EQ(xc::host::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
     }
 }
 

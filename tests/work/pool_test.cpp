@@ -58,10 +58,9 @@ TEST(Pool, WaiterRunsOnlyDescendants)
 {
     Pool const pool = NewPool(1, WithoutSpares());
     std::string order;
-    Gate ready;
-    XCSmartPtr<XCTask> foreign;
+    Gate begun, ready;
     auto const root = pool->Submit([&] {
-        ready.Pass(); // the foreign task is queued before the children
+        begun.Open(), ready.Pass(); // the foreign task is queued before the children
         XCTaskGroup group(*pool);
         group.Submit([&] {
             pool->Submit([&] { order += 'g'; }); // left behind by its parent: still a descendant of the group
@@ -71,7 +70,8 @@ TEST(Pool, WaiterRunsOnlyDescendants)
         EXPECT_TRUE(group.Wait().Good());
         order += 'w';
     });
-    foreign = pool->Submit([&] { order += 'f'; }, XCTaskPriority::High).GetPtr();
+    begun.Pass();
+    pool->Submit([&] { order += 'f'; }, XCTaskPriority::High);
     ready.Open();
     EXPECT_TRUE(root->Wait().Good() && pool->WaitIdle().Good());
     EXPECT_LT(order.find('w'), order.find('f')) << order;
@@ -99,7 +99,6 @@ TEST(Pool, SleepingWaiterHelpsWithLateDescendants)
 TEST(Pool, SpareThreadStandsInForASleeper)
 {
     Pool const pool = NewPool(1);
-    Gate gate;
     XCSmartPtr<XCSerialQueue> const queue(new XCSerialQueue(pool.GetPtr()));
     auto const waits = pool->Submit([&] { return int(queue->Submit([] {})->Wait()); }); // no descendant: must sleep
     EXPECT_TRUE(waits->Wait(20000).Good());

@@ -1,0 +1,34 @@
+#include "app/config/ConfigErrors.h"
+
+#include "errors/CoreError.h"
+
+using xc::errors::MakeCoreError;
+
+namespace xc::config {
+
+XCErrorID CannotRead(XCString const& fileName, unsigned long systemError)
+{
+    return MakeCoreError(XCErrConfigCannotRead, fileName, static_cast<long>(systemError));
+}
+
+XCErrorID CannotWrite(XCString const& fileName, unsigned long systemError)
+{
+    return MakeCoreError(XCErrConfigCannotWrite, fileName, static_cast<long>(systemError));
+}
+
+XCErrorID PartlyRead(XCString const& fileName)
+{
+    return MakeCoreError(XCErrConfigPartlyRead, fileName);
+}
+
+XCErrorID WouldNotReadBack(XCString const& section, XCString const& key)
+{
+    return MakeCoreError(XCErrConfigWouldNotReadBack, section, key);
+}
+
+XCErrorID MalformedFile(XCString const& fileName, XCString const& rule, std::size_t line)
+{
+    return MakeCoreError(XCErrConfigMalformed, fileName, static_cast<long>(line), rule);
+}
+
+} // namespace xc::config

@@ -1,0 +1,26 @@
+#include <XelbrinCore/XCConfig.h>
+
+#include "app/config/ConfigErrors.h"
+
+XCConfig::XCConfig() noexcept = default;
+XCConfig::~XCConfig() = default;
+
+XCErrorID XCConfig::Open(XCString const& fileName)
+try {
+    XCErrorID whyNot;
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(fileName, &whyNot);
+    if (whyNot.Good()) m_file = file;
+    return whyNot;
+} catch (XCConfigStreamException const& fault) {
+    return xc::config::MalformedFile(fault.GetFileName(), fault.What(), fault.GetLine());
+}
+
+XCString XCConfig::GetString(XCString const& section, XCString const& key, XCString const& defaultValue) const
+{
+    return m_file.IsNull() ? defaultValue : m_file->GetString(section, key, defaultValue);
+}
+
+long XCConfig::GetLong(XCString const& section, XCString const& key, long defaultValue) const
+{
+    return m_file.IsNull() ? defaultValue : m_file->GetLong(section, key, defaultValue);
+}

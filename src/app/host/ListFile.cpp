@@ -1,0 +1,49 @@
+#include "app/host/ListFile.h"
+
+#include "text/Units.h"
+
+#include <algorithm>
+
+namespace xc::host {
+
+namespace {
+
+std::wstring_view TrimBlanks(std::wstring_view text)
+{
+    while (!text.empty() && text::IsBlank(text.front())) text.remove_prefix(1);
+    while (!text.empty() && text::IsBlank(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+} // namespace
+
+bool StaysInside(std::wstring_view name)
+{
+    if (name.empty() || name.front() == L'\\' || name.front() == L'/') return false;
+    // A colon names a drive or a stream of a file; at a NUL the system would take the name to end.
+    if (std::any_of(name.begin(), name.end(), [](wchar_t unit) { return unit == L':' || unit < L' '; })) return false;
+    while (!name.empty()) {
+        std::size_t const end = std::min(name.find_first_of(L"\\/"), name.size());
+        // The system drops trailing dots and blanks of a name: ".. " leads out as well.
+        std::wstring_view part = name.substr(0, end);
+        bool const dots = part.find_first_not_of(L". ") == std::wstring_view::npos;
+        if (dots && part.size() > 1) return false;
+        name.remove_prefix(std::min(end + 1, name.size()));
+    }
+    return true;
+}
+
+ModuleList ReadModuleList(std::wstring_view text)
+{
+    ModuleList list;
+    while (!text.empty()) {
+        std::size_t const end = std::min(text.find_first_of(L"\r\n"), text.size());
+        std::wstring_view const name = TrimBlanks(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+        if (name.empty() || name.front() == L';') continue;
+        (StaysInside(name) ? list.names : list.refused).emplace_back(name);
+    }
+    return list;
+}
+
+} // namespace xc::host

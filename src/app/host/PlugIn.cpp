@@ -1,0 +1,111 @@
+#include <XelbrinCore/XCPlugIn.h>
+#include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCThread.h>
+
+#include "app/host/ThreadedState.h"
+
+// XCPlugIn ------------------------------------------------------------------------------------------------------
+
+XCPlugIn::~XCPlugIn() = default;
+
+int XCPlugIn::GetIUID() const
+{
+    return kIUID;
+}
+bool XCPlugIn::IsKindOf(int iuid) const
+{
+    return iuid == kIUID;
+}
+XCPlugIn::Status XCPlugIn::GetStatus() const
+{
+    return m_status.load();
+}
+bool XCPlugIn::IsRunningPlugIn() const
+{
+    return false;
+}
+bool XCPlugIn::IsContainerPlugIn() const
+{
+    return false;
+}
+XCUsageInfo XCPlugIn::GetUsageInfo() const
+{
+    return {};
+}
+std::vector<PlugInIdEx> XCPlugIn::GetDependentV() const
+{
+    return {};
+}
+XCErrorID XCPlugIn::Init(XCApplicationWithPlugIns const&)
+{
+    return XCErrorID::Success;
+}
+void XCPlugIn::Unload() {}
+void XCPlugIn::RequestExit(bool) {}
+
+// XCRunPlugIn, XCPlugInContainer --------------------------------------------------------------------------------
+
+XCRunPlugIn::~XCRunPlugIn() = default;
+
+int XCRunPlugIn::GetIUID() const
+{
+    return kIUID;
+}
+bool XCRunPlugIn::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCPlugIn::IsKindOf(iuid);
+}
+bool XCRunPlugIn::IsRunningPlugIn() const
+{
+    return true;
+}
+
+XCPlugInContainer::~XCPlugInContainer() = default;
+
+int XCPlugInContainer::GetIUID() const
+{
+    return kIUID;
+}
+bool XCPlugInContainer::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCPlugIn::IsKindOf(iuid);
+}
+bool XCPlugInContainer::IsContainerPlugIn() const
+{
+    return true;
+}
+
+// XCThreadedRunPlugIn -------------------------------------------------------------------------------------------
+
+XCThreadedRunPlugIn::XCThreadedRunPlugIn() : m_state(std::make_unique<State>()) {}
+XCThreadedRunPlugIn::~XCThreadedRunPlugIn() = default;
+
+int XCThreadedRunPlugIn::GetIUID() const
+{
+    return kIUID;
+}
+bool XCThreadedRunPlugIn::IsKindOf(int iuid) const
+{
+    return iuid == kIUID || XCRunPlugIn::IsKindOf(iuid);
+}
+
+void XCThreadedRunPlugIn::RequestExit(bool immediately)
+{
+    State& state = *m_state;
+    state.exitRequested.post();
+    if (immediately || state.threadId == XCThread::GetCurrentThreadID()) return; // Run cannot wait for its own end
+    unsigned int const patience = state.patienceMs;
+    for (unsigned int waited = 0; state.IsRunning() && (patience == XCInfinite || waited < patience);
+         waited += kExitStepMs)
+        state.ended.wait(state.StepMs());
+}
+
+bool XCThreadedRunPlugIn::IsExitRequested() const noexcept
+{
+    return m_state->exitRequested.posted();
+}
+
+bool XCThreadedRunPlugIn::WaitForExitRequest(unsigned int timeoutMs) const
+{
+    return m_state->exitRequested.wait(timeoutMs) == 0;
+}

@@ -1,0 +1,96 @@
+#include "app/host/QuitSignal.h"
+
+#include <XelbrinCore/XCException.h>
+
+#include "win32/UniqueHandle.h"
+
+#include <atomic>
+#include <process.h>
+#include <windows.h>
+
+namespace xc::host {
+
+namespace {
+
+std::atomic<int> g_handlers{0};
+
+/// Manual reset, made once and never closed: signals may come at any moment, also while the process ends.
+HANDLE QuitEvent() noexcept
+{
+    static HANDLE const event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
+
+BOOL WINAPI OnConsoleSignal(DWORD signal) noexcept
+{
+    if (signal == CTRL_LOGOFF_EVENT) return TRUE; // some user's: only services get it, and they go on
+    RequestQuit();
+    // When the console closes or the system shuts down, the process is killed as soon as its handlers have returned:
+    // this thread waits for the end of the program, as long as the system lets it.
+    if (signal == CTRL_CLOSE_EVENT || signal == CTRL_SHUTDOWN_EVENT) ::Sleep(INFINITE);
+    return TRUE; // the process goes on and ends by itself
+}
+
+} // namespace
+
+void RequestQuit() noexcept
+{
+    ::SetEvent(QuitEvent());
+}
+
+void ClearQuit() noexcept
+{
+    ::ResetEvent(QuitEvent());
+}
+
+bool IsQuitRequested() noexcept
+{
+    return ::WaitForSingleObject(QuitEvent(), 0) == WAIT_OBJECT_0;
+}
+
+QuitOnConsoleSignal::QuitOnConsoleSignal()
+{
+    QuitEvent();
+    if (g_handlers.fetch_add(1) == 0) ::SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
+}
+
+QuitOnConsoleSignal::~QuitOnConsoleSignal()
+{
+    if (g_handlers.fetch_sub(1) == 1) ::SetConsoleCtrlHandler(OnConsoleSignal, FALSE);
+}
+
+// A thread of its own: the waits of the system's pool go on for a moment after they were taken back, and what they call
+// here may be code of modules.
+struct QuitWatch::State {
+    explicit State(std::function<void()> onQuit_)
+        : onQuit(std::move(onQuit_)), stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr))
+    {
+        if (!stop) throw XCWindowsLastErrorException();
+    }
+    static unsigned int __stdcall Body(void* state)
+    {
+        auto const& self = *static_cast<State const*>(state);
+        HANDLE const events[] = {QuitEvent(), self.stop.Get()}; // a request that is there is handed on in any case
+        if (::WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0) self.onQuit();
+        return 0;
+    }
+
+    std::function<void()> onQuit;
+    win32::UniqueKernelObject stop;
+    win32::UniqueKernelObject thread;
+};
+
+QuitWatch::QuitWatch(std::function<void()> onQuit) : m_state(std::make_unique<State>(std::move(onQuit)))
+{
+    m_state->thread.Reset(
+        reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, State::Body, m_state.get(), 0, nullptr)));
+    if (!m_state->thread) throw XCException(L"_beginthreadex failed in QuitWatch");
+}
+
+QuitWatch::~QuitWatch()
+{
+    ::SetEvent(m_state->stop.Get());
+    ::WaitForSingleObject(m_state->thread.Get(), INFINITE);
+}
+
+} // namespace xc::host

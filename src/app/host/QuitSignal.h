@@ -1,0 +1,36 @@
+// QuitSignal.h - the quit flag of the process and the console signals that set it.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace xc::host {
+
+void RequestQuit() noexcept;
+void ClearQuit() noexcept;
+bool IsQuitRequested() noexcept;
+
+/// Console signals (Ctrl-C, Ctrl-Break, close, shutdown) set the quit flag as long as one of these lives.
+class QuitOnConsoleSignal {
+public:
+    QuitOnConsoleSignal();
+    ~QuitOnConsoleSignal();
+    QuitOnConsoleSignal(QuitOnConsoleSignal const&) = delete;
+    QuitOnConsoleSignal& operator=(QuitOnConsoleSignal const&) = delete;
+};
+
+/// Calls a function once, on a thread of its own, when the quit flag is or becomes set. The function throws nothing. The
+/// end of the watch waits for a call that is under way.
+class QuitWatch {
+public:
+    explicit QuitWatch(std::function<void()> onQuit);
+    ~QuitWatch();
+    QuitWatch(QuitWatch const&) = delete;
+    QuitWatch& operator=(QuitWatch const&) = delete;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace xc::host

@@ -1,0 +1,122 @@
+#include "encoding/EncodedText.h"
+
+#include "encoding/TextErrors.h"
+#include "text/Units.h"
+#include "text/Utf8.h"
+
+#include <XelbrinCore/XCError.h>
+
+#include <bit>
+#include <cstring>
+
+namespace xc::encoding {
+
+namespace {
+
+using Encoding = XCTextEncoding;
+
+static_assert(std::endian::native == std::endian::little);
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view kUtf16LEMark = "\xFF\xFE";
+constexpr std::string_view kUtf16BEMark = "\xFE\xFF";
+
+void SwapBytes(wchar_t* units, std::size_t count) noexcept
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint32_t const unit = text::ToUint(units[i]);
+        units[i] = static_cast<wchar_t>((unit >> 8 | unit << 8) & 0xFFFF);
+    }
+}
+
+std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
+{
+    if (bytes.size() % sizeof(wchar_t) != 0) return std::nullopt;
+    std::size_t const count = bytes.size() / sizeof(wchar_t);
+    UnitBuffer text(count);
+    if (count != 0) std::memcpy(text.Units(), bytes.data(), bytes.size());
+    if (encoding == Encoding::Utf16BE) SwapBytes(text.Units(), count);
+    text.SetLength(count);
+    return text;
+}
+
+std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
+{
+    UnitBuffer text(bytes.size());
+    std::size_t used = 0;
+    if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
+    if (used != bytes.size()) return std::nullopt;
+    return text;
+}
+
+std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes)
+{
+    XCString units;
+    if (XCCodePageConverter().ToUnicode(units, bytes).Bad()) return std::nullopt;
+    UnitBuffer text(units.Length());
+    std::memcpy(text.Units(), units.AsWChar(), units.Length() * sizeof(wchar_t));
+    text.SetLength(units.Length());
+    return text;
+}
+
+void AppendUtf16(std::string& bytes, std::wstring_view text, Encoding encoding)
+{
+    std::wstring units(text);
+    if (encoding == Encoding::Utf16BE) SwapBytes(units.data(), units.size());
+    bytes.append(reinterpret_cast<char const*>(units.data()), units.size() * sizeof(wchar_t));
+}
+
+XCErrorID AppendAnsi(std::string& bytes, std::wstring_view text)
+{
+    std::string encoded;
+    XCErrorID const result = XCCodePageConverter().FromUnicode(encoded, text);
+    bytes += encoded;
+    return result;
+}
+
+XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
+{
+    std::size_t const unpaired = xc::text::FindUnpairedSurrogate(text);
+    if (unpaired != text.size()) return UnmappableUnit(text[unpaired], unpaired);
+    xc::text::AppendUtf8(bytes, text);
+    return XCErrorID::Success;
+}
+
+} // namespace
+
+std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
+{
+    for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE}) {
+        std::string_view const mark = ByteOrderMark(marked);
+        if (!bytes.starts_with(mark)) continue;
+        encoding = marked;
+        bytes.remove_prefix(mark.size());
+        return marked == Encoding::Utf8WithMark ? DecodeUtf8(bytes) : DecodeUtf16(bytes, marked);
+    }
+    encoding = Encoding::Utf8;
+    if (std::optional<UnitBuffer> text = DecodeUtf8(bytes)) return text;
+    encoding = Encoding::Ansi;
+    return DecodeAnsi(bytes);
+}
+
+std::string_view ByteOrderMark(Encoding encoding) noexcept
+{
+    switch (encoding) {
+    case Encoding::Utf8WithMark: return kUtf8Mark;
+    case Encoding::Utf16LE: return kUtf16LEMark;
+    case Encoding::Utf16BE: return kUtf16BEMark;
+    default: return {};
+    }
+}
+
+XCErrorID AppendEncoded(std::string& bytes, std::wstring_view text, Encoding encoding)
+{
+    switch (encoding) {
+    case Encoding::Utf16LE:
+    case Encoding::Utf16BE: AppendUtf16(bytes, text, encoding); return XCErrorID::Success;
+    case Encoding::Ansi: return AppendAnsi(bytes, text);
+    default: return AppendUtf8(bytes, text);
+    }
+}
+
+} // namespace xc::encoding

@@ -1,0 +1,42 @@
+#include "encoding/TextErrors.h"
+
+#include "errors/CoreError.h"
+#include "text/Units.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace xc::encoding {
+
+namespace {
+
+/// A position as the parameter of an error; far ones stay at the largest number that it holds.
+long PositionParameter(std::size_t position) noexcept
+{
+    return static_cast<long>(std::min<std::size_t>(position, INT32_MAX));
+}
+
+} // namespace
+
+XCErrorID MalformedText(std::size_t position)
+{
+    return errors::MakeCoreError(XCErrMalformedText, PositionParameter(position));
+}
+
+XCErrorID UnmappableUnit(wchar_t unit, std::size_t position)
+{
+    return errors::MakeCoreError(XCErrUnmappableUnit, XCString().Format(L"U+%04X", text::ToUint(unit)),
+                                 PositionParameter(position));
+}
+
+XCErrorID UnknownCodePage(unsigned int codePage)
+{
+    return errors::MakeCoreError(XCErrUnknownCodePage, XCString().Format(L"%u", codePage));
+}
+
+XCErrorID NoConverter()
+{
+    return errors::MakeCoreError(XCErrNoConverter);
+}
+
+} // namespace xc::encoding

@@ -1,0 +1,249 @@
+// Saving: whatever fails, the file on disk is the old or the new one, whole.
+#include "config/config_files.h"
+#include "win32/FileIo.h"
+
+#include <gtest/gtest.h>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+namespace {
+
+using xc_test::ScratchFile;
+
+constexpr char kOld[] = "[s]\nk=old\n";
+constexpr char kNew[] = "[s]\nk=new\n";
+
+XCSmartPtr<XCConfigFile> LoadAndEdit(ScratchFile const& disk)
+{
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
+    file->SetString(L"s", L"k", L"new");
+    return file;
+}
+
+// Failing steps -------------------------------------------------------------------------------------------------
+
+enum class Step { Create, Write, WriteHalf, Flush, Close, Replace, None };
+constexpr unsigned long kInjected = 999;
+
+/// The system's steps, one of which fails or, as in a crash, is the last thing the process did.
+class FailingSteps final : public xc::win32::ReplaceSteps {
+public:
+    struct Crash {};
+
+    FailingSteps(Step failing, bool crash) : m_failing(failing), m_crash(crash) {}
+
+    unsigned long Create(std::wstring const& target, std::wstring& temporary) override
+    {
+        if (unsigned long const error = FailAt(Step::Create)) return error;
+        unsigned long const error = m_real->Create(target, temporary);
+        m_temporary = temporary;
+        return error;
+    }
+    unsigned long Write(std::string_view bytes) override
+    {
+        if (m_failing == Step::WriteHalf) {
+            m_real->Write(bytes.substr(0, bytes.size() / 2));
+            return FailAt(Step::WriteHalf);
+        }
+        if (unsigned long const error = FailAt(Step::Write)) return error;
+        return m_real->Write(bytes);
+    }
+    unsigned long Flush() override
+    {
+        unsigned long const error = FailAt(Step::Flush);
+        return error ? error : m_real->Flush();
+    }
+    unsigned long Close() override
+    {
+        unsigned long const real = m_real->Close();
+        unsigned long const error = FailAt(Step::Close);
+        return error ? error : real;
+    }
+    unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override
+    {
+        unsigned long const error = FailAt(Step::Replace);
+        return error ? error : m_real->Replace(temporary, target);
+    }
+    void Remove(std::wstring const& temporary) noexcept override { m_real->Remove(temporary); }
+
+    [[nodiscard]] std::wstring const& Temporary() const { return m_temporary; }
+
+private:
+    unsigned long FailAt(Step step) const
+    {
+        if (step != m_failing) return 0;
+        if (m_crash) throw Crash();
+        return kInjected;
+    }
+
+    std::unique_ptr<xc::win32::ReplaceSteps> m_real = xc::win32::SystemReplaceSteps();
+    std::wstring m_temporary;
+    Step m_failing;
+    bool m_crash;
+};
+
+bool IsThere(std::wstring const& path)
+{
+    std::string bytes;
+    return !path.empty() && xc::win32::ReadWholeFile(path, bytes) == 0;
+}
+
+TEST(XCConfigSave, AFailureAtAnyStepLeavesTheOldFile)
+{
+    for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace}) {
+        SCOPED_TRACE(static_cast<int>(step));
+        ScratchFile const disk(kOld, "xc_config_steps.ini");
+        FailingSteps failing(step, false);
+        EXPECT_EQ(xc::win32::ReplaceFileContents(disk.Path(), kNew, failing), kInjected);
+        EXPECT_EQ(disk.Bytes(), kOld);
+        EXPECT_FALSE(IsThere(failing.Temporary()));
+    }
+}
+
+TEST(XCConfigSave, ACrashAtAnyStepLeavesTheOldFileAndTheNextSaveWorks)
+{
+    for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace}) {
+        SCOPED_TRACE(static_cast<int>(step));
+        ScratchFile const disk(kOld, "xc_config_steps.ini");
+        std::wstring leftover;
+        {
+            FailingSteps crashing(step, true);
+            EXPECT_THROW(xc::win32::ReplaceFileContents(disk.Path(), kNew, crashing), FailingSteps::Crash);
+            leftover = crashing.Temporary();
+        }
+        EXPECT_EQ(disk.Bytes(), kOld);
+        EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
+        EXPECT_EQ(disk.Bytes(), kNew);
+        if (!leftover.empty()) xc::win32::SystemReplaceSteps()->Remove(leftover);
+    }
+}
+
+// Whole files ---------------------------------------------------------------------------------------------------
+
+TEST(XCConfigSave, MissingFilesAndFolders)
+{
+    ScratchFile const disk("xc_config_new.ini");
+    XCErrorID whyNot;
+    EXPECT_TRUE(XCConfigFile::Load(disk.Path(), &whyNot).IsNull());
+    EXPECT_EQ(whyNot, XCErrConfigCannotRead);
+
+    XCSmartPtr<XCConfigFile> const file(new XCConfigFile(disk.Path()));
+    file->SetString(L"s", L"k", L"v");
+    EXPECT_EQ(file->Reload(), XCErrConfigCannotRead);
+    EXPECT_TRUE(file->GetString(L"s", L"k", L"") == L"v") << "a file that cannot be read changes nothing";
+    EXPECT_TRUE(file->Save().Good());
+    EXPECT_EQ(disk.Bytes(), "[s]\r\nk=v\r\n") << "a new file has CRLF line ends";
+    EXPECT_EQ(file->Save2(L"no such folder/x.ini"), XCErrConfigCannotWrite);
+
+    ScratchFile const other("xc_config_other.ini");
+    file->SetEncoding(XCConfigFile::Encoding::Utf8WithMark);
+    EXPECT_TRUE(file->Save2(other.Path()).Good());
+    EXPECT_EQ(other.Bytes(), "\xEF\xBB\xBF[s]\r\nk=v\r\n");
+    EXPECT_TRUE(file->GetFileName() == disk.Path().c_str());
+
+    XCConfig reader;
+    EXPECT_TRUE(reader.Open(other.Path()).Good());
+    EXPECT_EQ(reader.Open(L"no such file.ini"), XCErrConfigCannotRead);
+    EXPECT_EQ(reader.GetLong(L"S", L"K", 5), 0) << "the reader answers as before";
+}
+
+TEST(XCConfigSave, AFileThatFailedToParseIsNotSavedOver)
+{
+    ScratchFile const disk(kOld, "xc_config_failed.ini");
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
+    std::string const broken = "[s]\nk=1\n[cut";
+    disk.Write(broken);
+    EXPECT_THROW(file->Reload(), XCConfigStreamException);
+    EXPECT_TRUE(file->GetString(L"s", L"k", L"") == L"1") << "what stood before the fault is read";
+    EXPECT_EQ(file->Save(), XCErrConfigPartlyRead);
+    file->Clear();
+    EXPECT_EQ(file->Save2(disk.Path()), XCErrConfigPartlyRead);
+    EXPECT_EQ(disk.Bytes(), broken);
+    disk.Write(kNew);
+    EXPECT_TRUE(file->Reload().Good());
+    EXPECT_TRUE(file->Save().Good());
+}
+
+struct UnsavableCase {
+    const char* fault;
+    const wchar_t *section, *key, *value, *comment;
+    long code;
+};
+constexpr UnsavableCase kUnsavableCases[] = {
+    {"line feed in a value", L"s", L"k", L"a\nb", L"c", XCErrConfigWouldNotReadBack},
+    {"carriage return in a value lost", L"s", L"k", L"a\rb", L"c", XCErrConfigWouldNotReadBack},
+    {"'=' in a key", L"s", L"k=l", L"v", L"c", XCErrConfigWouldNotReadBack},
+    {"key becomes a comment", L"s", L" ;k", L"v", L"c", XCErrConfigWouldNotReadBack},
+    {"key becomes a section", L"s", L"[k", L"v", L"c", XCErrConfigWouldNotReadBack},
+    {"bracket in a name", L"s]", L"k", L"v", L"c", XCErrConfigWouldNotReadBack},
+    {"comment becomes a line", L"s", L"k", L"v", L"c\nx=y", XCErrConfigWouldNotReadBack},
+    {"unpaired surrogate in UTF-8", L"s", L"k", L"\xD800", L"c", XCErrUnmappableUnit},
+};
+
+TEST(XCConfigSave, RefusesWhatWouldReadAsSomethingElse)
+{
+    for (UnsavableCase const& c : kUnsavableCases) {
+        SCOPED_TRACE(c.fault);
+        ScratchFile const disk(kOld, "xc_config_unsavable.ini");
+        XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
+        file->SetString(c.section, c.key, c.value);
+        file->FindSection(c.section)->GetComments().AddComment(c.comment);
+        EXPECT_EQ(file->Save(), c.code);
+        EXPECT_EQ(disk.Bytes(), kOld);
+    }
+    ScratchFile const ansi("[s]\nk=\xE9\n", "xc_config_ansi.ini");
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(ansi.Path());
+    EXPECT_EQ(file->GetEncoding(), XCConfigFile::Encoding::Ansi);
+    file->SetString(L"s", L"k", L"\u65E5");
+    EXPECT_EQ(file->Save(), XCErrUnmappableUnit);
+    file->SetEncoding(XCConfigFile::Encoding::Utf8);
+    EXPECT_TRUE(file->Save().Good());
+    EXPECT_EQ(ansi.Bytes(), "[s]\nk=\xE6\x97\xA5\n");
+}
+
+#if defined(_WIN32)
+TEST(XCConfigSave, FilesThatMayNotBeReplacedStayWhole)
+{
+    ScratchFile const disk(kOld, "xc_config_held.ini");
+    XCSmartPtr<XCConfigFile> const file = LoadAndEdit(disk);
+    HANDLE const held =
+        ::CreateFileW(disk.Path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_EQ(file->Save(), XCErrConfigCannotWrite);
+    ::CloseHandle(held);
+    EXPECT_EQ(disk.Bytes(), kOld);
+
+    ::SetFileAttributesW(disk.Path().c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(file->Save(), XCErrConfigCannotWrite);
+    EXPECT_EQ(disk.Bytes(), kOld);
+    ::SetFileAttributesW(disk.Path().c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_TRUE(file->Save().Good());
+    EXPECT_EQ(disk.Bytes(), kNew);
+
+    WIN32_FIND_DATAW found;
+    HANDLE const search = ::FindFirstFileW(L"xc_config_held.ini.*.tmp", &found);
+    EXPECT_EQ(search, INVALID_HANDLE_VALUE) << "temporary files are gone";
+    if (search != INVALID_HANDLE_VALUE) ::FindClose(search);
+}
+
+TEST(XCConfigSave, LongPaths)
+{
+    std::wstring folder(MAX_PATH, L'\0');
+    folder.resize(::GetCurrentDirectoryW(MAX_PATH, folder.data()));
+    folder = L"\\\\?\\" + folder + L"\\" + std::wstring(120, L'f');
+    std::wstring const inner = folder + L"\\" + std::wstring(120, L'g');
+    ::CreateDirectoryW(folder.c_str(), nullptr);
+    ::CreateDirectoryW(inner.c_str(), nullptr);
+    std::wstring const path = (inner + L"\\x.ini").substr(4);
+    XCConfigFile file{XCString(path)};
+    file.SetString(L"s", L"k", L"v");
+    EXPECT_TRUE(file.Save().Good());
+    EXPECT_TRUE(file.Reload().Good());
+    ::DeleteFileW((inner + L"\\x.ini").c_str());
+    ::RemoveDirectoryW(inner.c_str());
+    ::RemoveDirectoryW(folder.c_str());
+}
+#endif
+
+} // namespace
