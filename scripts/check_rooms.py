@@ -45,6 +45,8 @@ HEADER_ROOM = {
     "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
     "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
+    "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
+    "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",

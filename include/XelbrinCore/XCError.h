@@ -306,6 +306,17 @@ enum XCCoreError : long {
     XCErrDataChecksum = 1007,     ///< the content of a frame is damaged (position)
     XCErrDataUnknownType = 1008,  ///< a frame of a type that nobody has registered (the type)
     XCErrDataNewerVersion = 1009, ///< a frame of a version that the program does not know (the type, the version)
+
+    // 1100-1199 tasks, timers, schedules
+    XCErrTimedOut = 1100,        ///< the time ran out; the thing waited for goes on
+    XCErrCancelled = 1101,       ///< taken back before it began
+    XCErrExecutorStopped = 1102, ///< a pool, server or queue takes no more tasks (its name)
+    XCErrQueueFull = 1103,       ///< the queue of a pool is at its limit (name, limit)
+    XCErrWaitCycle = 1104,       ///< a wait that could never end (who waits for whom)
+    XCErrTaskFailed = 1105,      ///< an exception has left a task (its text)
+    XCErrNoThread = 1106,        ///< no thread could be started (name, reason)
+    XCErrStillRunning = 1107,    ///< the deadline of a stop has passed (name, what runs)
+    XCErrScheduleText = 1108,    ///< a text that is no schedule (position, what was expected there)
 };
 
 /// A failure whose text is the source's text of its code.

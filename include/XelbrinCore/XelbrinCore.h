@@ -31,7 +31,9 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>
