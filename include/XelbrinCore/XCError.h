@@ -295,6 +295,7 @@ enum XCCoreError : long {
     XCErrConditionNative = 908,      ///< the native form is malformed (parameter: position)
     XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
     XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
+    XCErrConditionBlanks = 911,      ///< an operator without blanks around it: "a=1" (position, what was found)
 };
 
 /// A failure whose text is the source's text of its code.
