@@ -295,6 +295,8 @@ enum XCCoreError : long {
     XCErrConditionNative = 908,      ///< the native form is malformed (parameter: position)
     XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
     XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
+    XCErrConditionBlanks = 911,      ///< an operator without blanks around it: "a=1" (position, what was found)
+
     // 1000-1099 binary data; the first parameter is a position in bytes where nothing else is said
     XCErrDataPastEnd = 1000,      ///< the bytes end inside a value (position, bytes wanted)
     XCErrDataCorrupt = 1001,      ///< bytes that no such value has (position)
