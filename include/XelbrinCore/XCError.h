@@ -19,6 +19,7 @@
 #pragma once
 
 #include <XelbrinCore/XCDouble.h>
+#include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCRefCount.h>
@@ -29,98 +30,7 @@
 #include <utility>
 #include <vector>
 
-class XCErrorID;
 class XCMessageSource;
-
-/// A failure: its code is the message number within its source.
-///
-/// GetIUID of the library's own classes: XCError 101, XCErrorWithArgs 102, XCErrorString 103, XCWinLastError 104,
-/// XCXMLError 105; each also is a kind of 100, XCErrorI.
-class XC_API XCErrorI : public XCObjectI {
-public:
-    /// How bad it is.
-    enum Severity { SeverityInformation = 0, SeverityError = 1, SeverityWarning = 2, SeverityFatal = 3 };
-    /// The type of a parameter.
-    enum ErrorParamType {
-        ParamNone = 0,
-        ParamDouble = 1,
-        ParamInt = 2,
-        ParamLong = 3,
-        ParamString = 4,
-        ParamDateTime = 5,
-        ParamXCDouble = 6
-    };
-    static constexpr int kIUID = 100;
-
-    ~XCErrorI() override;
-    /// The message number within the source.
-    [[nodiscard]] long GetCode() const noexcept { return m_code; }
-    /// How bad it is.
-    [[nodiscard]] Severity GetSeverity() const noexcept { return m_severity; }
-    bool IsKindOf(int iuid) const override;
-
-    /// 0 where the class has no parameters.
-    virtual std::size_t GetParameterCount() const;
-    /// ParamNone when the index is out of range.
-    virtual ErrorParamType GetParameterType(std::size_t index) const;
-    /// Points to the value, of the type that GetParameterType tells; null when the index is out of range. Lives as
-    /// long as the error.
-    virtual void const* GetParameterValue(std::size_t index) const;
-    /// The value as text, dates in the context's zone; empty when the index is out of range.
-    virtual XCString GetParameterValueAsString(std::size_t index, XCExecContext const& context) const;
-    /// Writes the error's text. Bad when the source has no text for the code; `text` then holds what the source
-    /// delivers instead.
-    virtual XCErrorID AsString(XCString& text, XCFormatContext const& context) const = 0;
-
-protected:
-    /// For derived classes.
-    XCErrorI(long code, Severity severity) noexcept : m_code(code), m_severity(severity) {}
-    XCErrorI(XCErrorI const&) noexcept = default;
-    XCErrorI& operator=(XCErrorI const&) noexcept = default;
-
-private:
-    long m_code;
-    Severity m_severity;
-};
-
-/// The result of a fallible operation: empty means success.
-class XC_API XCErrorID {
-public:
-    /// The result of what went well.
-    enum DefaultConstant { Success };
-
-    /// Success.
-    XCErrorID(DefaultConstant = Success) noexcept {}
-    /// Holds a share of the error; null is success.
-    XCErrorID(XCSmartPtrToConst<XCErrorI> error) noexcept : m_error(std::move(error)) {}
-    /// From a pointer to one of its classes.
-    template <class E>
-    requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtr<E> const& error) : m_error(error) {}
-    /// From a pointer to one of its classes.
-    template <class E>
-    requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtrToConst<E> const& error) : m_error(error) {}
-
-    /// Whether it went well.
-    [[nodiscard]] bool Good() const noexcept { return m_error.IsNull(); }
-    /// The same as Good.
-    [[nodiscard]] bool IsSuccess() const noexcept { return Good(); }
-    /// Whether it failed.
-    [[nodiscard]] bool Bad() const noexcept { return !Good(); }
-    /// The code; 0 for success.
-    operator int() const noexcept { return m_error.IsNull() ? 0 : static_cast<int>(m_error->GetCode()); }
-    /// Null for success.
-    XCErrorI const* operator->() const noexcept { return m_error.GetPtr(); }
-    /// The error object; null for success.
-    [[nodiscard]] XCSmartPtrToConst<XCErrorI> const& GetError() const noexcept { return m_error; }
-    /// "SUCCESS", or the error's text in the default format context.
-    [[nodiscard]] XCString AsString() const;
-
-private:
-    XCSmartPtrToConst<XCErrorI> m_error;
-};
-
-/// The text that test results show for an error: AsString(), or "<Unknown XCError }" where that is empty.
-XC_API XCString XCErrorReportText(XCErrorID const& error);
 
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
@@ -141,19 +51,18 @@ enum XCCoreError : long {
 
     // 500-599 application
     XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used; the error has a text of its own
-    XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error, its words)
-    XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error, its words)
+    XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error, words)
+    XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error, words)
     XCErrListMalformed = 503,        ///< a list file of plug-ins is no text in its encoding (file)
 
     // 600-699 configuration
-    XCErrConfigCannotRead = 600, ///< a configuration file is missing or cannot be read (file, system error, its words)
-    XCErrConfigCannotWrite =
-        601,                     ///< a file cannot be written; the old one is untouched (file, system error, its words)
-    XCErrConfigPartlyRead = 602, ///< the last read failed half-way: the file is not saved over (file)
+    XCErrConfigCannotRead = 600,  ///< a configuration file is missing or cannot be read (file, system error, words)
+    XCErrConfigCannotWrite = 601, ///< a file cannot be written; the old one is untouched (file, system error, words)
+    XCErrConfigPartlyRead = 602,  ///< the last read failed half-way: the file is not saved over (file)
     XCErrConfigWouldNotReadBack = 603, ///< a text that would be read as something else (section, key)
     XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
-    XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, its words)
+    XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)
 
     // 800-899 patterns
 
@@ -169,6 +78,30 @@ enum XCCoreError : long {
     XCErrConditionNative = 908,      ///< the native form is malformed (parameter: position)
     XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
     XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
+    XCErrConditionBlanks = 911,      ///< an operator without blanks around it: "a=1" (position, what was found)
+
+    // 1000-1099 binary data; the first parameter is a position in bytes where nothing else is said
+    XCErrDataPastEnd = 1000,      ///< the bytes end inside a value (position, bytes wanted)
+    XCErrDataCorrupt = 1001,      ///< bytes that no such value has (position)
+    XCErrDataLimit = 1002,        ///< a budget of the reader is used up (position, its name, its value)
+    XCErrDataTooLong = 1003,      ///< a length that its form cannot hold (the length, the largest one)
+    XCErrDataOpenMark = 1004,     ///< a marked place has not been filled in (position)
+    XCErrDataText = 1005,         ///< a text that is no bytes in hexadecimal digits or base64 (position in units)
+    XCErrDataFrame = 1006,        ///< the head of a frame is damaged (position)
+    XCErrDataChecksum = 1007,     ///< the content of a frame is damaged (position)
+    XCErrDataUnknownType = 1008,  ///< a frame of a type that nobody has registered (the type)
+    XCErrDataNewerVersion = 1009, ///< a frame of a version that the program does not know (the type, the version)
+
+    // 1100-1199 tasks, timers, schedules
+    XCErrTimedOut = 1100,        ///< the time ran out; the thing waited for goes on
+    XCErrCancelled = 1101,       ///< taken back before it began
+    XCErrExecutorStopped = 1102, ///< a pool, server or queue takes no more tasks (its name)
+    XCErrQueueFull = 1103,       ///< the queue of a pool is at its limit (name, limit)
+    XCErrWaitCycle = 1104,       ///< a wait that could never end (who waits for whom)
+    XCErrTaskFailed = 1105,      ///< an exception has left a task (its text)
+    XCErrNoThread = 1106,        ///< no thread could be started (name, reason)
+    XCErrStillRunning = 1107,    ///< the deadline of a stop has passed (name, what runs)
+    XCErrScheduleText = 1108,    ///< a text that is no schedule (position, what was expected there)
 };
 
 /// A failure whose text is the source's text of its code.

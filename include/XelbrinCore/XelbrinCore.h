@@ -2,6 +2,11 @@
 #pragma once
 
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCBinaryReader.h>
+#include <XelbrinCore/XCBinaryWriter.h>
+#include <XelbrinCore/XCBlob.h>
+#include <XelbrinCore/XCBuffer.h>
+#include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
@@ -11,6 +16,7 @@
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatContext.h>
@@ -18,6 +24,7 @@
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
+#include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCPlugIn.h>
@@ -31,7 +38,10 @@
 #include <XelbrinCore/XCStringTools.h>
 #include <XelbrinCore/XCStringValue.h>
 #include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>
+#include <XelbrinCore/XCUntypedVector.h>

@@ -15,7 +15,7 @@ namespace xc::errors {
 
 namespace {
 
-/// What was set, if anything was; lives as long as the process.
+/// The path that was set, if any; lives as long as the process.
 struct LogPath {
     std::mutex lock;
     std::optional<XCString> path;

@@ -1,5 +1,15 @@
+// Numbers of the condition language, as text and back.
+//
+// A comparison must see the number that was written, so a literal becomes the double nearest to it and nothing rounds
+// it again. XCDouble, which carries the decimals that were shown, shows at most 15 of them: it holds a literal only
+// when these show its whole value. Any other literal stays a plain double.
+// Invariant: PrintNumber(v) read by ReadNumber gives v again, kind, value and decimals. A plain double is printed with
+// the fewest digits that read back to it (std::to_chars); the decimals of that text show no more than those of the first.
+// The scan accepts a number only as a whole and is linear. std::from_chars reads the value; the texts that it reports
+// as out of range are told apart by the place of their first digit (infinity or 0).
 #include "match/condition/NumberText.h"
 
+#include "text/NumberText.h"
 #include "text/Units.h"
 
 #include <algorithm>
@@ -116,26 +126,11 @@ double ReadReal(std::wstring_view text, NumberParts const& parts)
     return parts.negative ? -value : value;
 }
 
-XCString Ascii(char const* begin, char const* end)
-{
-    XCString text;
-    text.Reserve(static_cast<std::size_t>(end - begin) + 1);
-    for (; begin != end; ++begin) text += static_cast<wchar_t>(*begin);
-    return text;
-}
-
-XCString IntegerText(std::int64_t value)
-{
-    char digits[24];
-    return Ascii(std::begin(digits), std::to_chars(std::begin(digits), std::end(digits), value).ptr);
-}
-
 /// With the value's decimals, or with the fewest digits that read back to a plain double.
 XCString RealText(XCConditionValue const& value)
 {
     if (value.HasDecimals()) return XCDouble(value.AsDouble(), value.GetDecimals()).AsString();
-    char digits[32];
-    return Ascii(std::begin(digits), std::to_chars(std::begin(digits), std::end(digits), value.AsDouble()).ptr);
+    return text::NumberText(value.AsDouble());
 }
 
 } // namespace
@@ -159,12 +154,24 @@ std::optional<XCConditionValue> ReadNumber(std::wstring_view text)
     }
     long const shown = static_cast<long>(std::min<std::size_t>(parts->fraction, 1000)) - parts->exponent;
     long const decimals = std::clamp(shown, 0L, static_cast<long>(XCDouble::kMaxDecimals));
-    return XCConditionValue(XCDouble(ReadReal(text, *parts), static_cast<unsigned int>(decimals)));
+    return RealWithDecimals(ReadReal(text, *parts), static_cast<unsigned int>(decimals));
+}
+
+XCConditionValue RealWithDecimals(double value, unsigned int decimals) noexcept
+{
+    XCDouble const rounded(value, decimals);
+    if (!std::isfinite(value)) return XCConditionValue(rounded);
+    char text[400]; // the largest double has 309 digits before the point
+    std::to_chars_result const end = std::to_chars(std::begin(text), std::end(text), rounded.AsDouble(),
+                                                   std::chars_format::fixed, static_cast<int>(rounded.GetDecimals()));
+    double shown = 0;
+    std::from_chars(std::begin(text), end.ptr, shown);
+    return shown == value ? XCConditionValue(rounded) : XCConditionValue(value);
 }
 
 XCString PrintNumber(XCConditionValue const& value)
 {
-    if (value.IsInteger()) return IntegerText(value.AsInt64());
+    if (value.IsInteger()) return text::NumberText(value.AsInt64());
     if (std::isinf(value.AsDouble())) return value.AsDouble() > 0 ? L"1e999" : L"-1e999";
     XCString text = RealText(value);
     if (text.FindFirstOf(L".e") == XCString::npos) text += L'.';
@@ -175,7 +182,7 @@ XCString SubjectOf(XCConditionValue const& value)
 {
     switch (value.GetKind()) {
     case XCConditionValue::Kind::Int:
-    case XCConditionValue::Kind::Int64: return IntegerText(value.AsInt64());
+    case XCConditionValue::Kind::Int64: return text::NumberText(value.AsInt64());
     case XCConditionValue::Kind::Double: return RealText(value);
     case XCConditionValue::Kind::DateTime: return value.AsDateTime().AsString();
     case XCConditionValue::Kind::Text: return XCString(value.AsText());
