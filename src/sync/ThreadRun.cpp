@@ -1,8 +1,7 @@
 #include "sync/ThreadRun.h"
 
-#include <XelbrinCore/XCException.h>
-
 #include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 #include "sync/ComApartment.h"
 #include "win32/Process.h"
 
@@ -22,22 +21,6 @@ unsigned int StackSizeSetting()
     std::wstring const text = win32::ReadEnvironment(L"XC_THREAD_STACKSIZE").value_or(L"");
     long const size = std::wcstol(text.c_str(), nullptr, 10);
     return size > 0 ? static_cast<unsigned int>(size) : 0;
-}
-
-/// What the exception being handled says.
-XCString TextOfException()
-{
-    try {
-        throw;
-    } catch (XCException const& exception) {
-        return exception.What();
-    } catch (std::exception const& exception) {
-        XCString text;
-        if (text.SetFromUTF8(exception.what()).Bad()) text = L"exception whose text is not UTF-8";
-        return text;
-    } catch (...) {
-        return L"unknown exception";
-    }
 }
 
 } // namespace
@@ -127,7 +110,7 @@ void ThreadRun::Call(XCThread& thread, XCCallback& callback) noexcept
         callback.Call();
     } catch (...) {
         try {
-            if (XCString const text = TextOfException(); StillRegistered(thread)) thread.KeepFailure(text);
+            if (XCString const text = errors::TextOfException(); StillRegistered(thread)) thread.KeepFailure(text);
         } catch (...) { // no memory for the text
         }
     }
