@@ -195,6 +195,8 @@ public:
     /// object that was counted at Start, because the registry holds no reference to another one.
     void SetDeleteOnEnd(bool deleteOnEnd) noexcept { m_deleteOnEnd = deleteOnEnd; }
     [[nodiscard]] bool GetDeleteOnEnd() const noexcept { return m_deleteOnEnd; }
+    /// The apartment that threads of this object enter, in place of the process's setting. Before Start.
+    void SetComModel(ComModel model) noexcept { m_flags = (m_flags & ~0xFul) | model; }
     /// What left the callback or an exit function: the message of the first exception; empty when there was none.
     [[nodiscard]] XCString GetFailure() const;
     /// A name that debuggers show, where the system offers it. Before Start or while the thread runs.

@@ -2,6 +2,11 @@
 #pragma once
 
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCBinaryReader.h>
+#include <XelbrinCore/XCBinaryWriter.h>
+#include <XelbrinCore/XCBlob.h>
+#include <XelbrinCore/XCBuffer.h>
+#include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
@@ -20,6 +25,7 @@
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
+#include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
@@ -32,8 +38,11 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCSync.h>
+#include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimeEx.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>
+#include <XelbrinCore/XCUntypedVector.h>

@@ -9,9 +9,8 @@
 //           exit functions run all the same. A refused priority leaves the thread suspended and unregistered.
 #include "sync/ThreadRun.h"
 
-#include <XelbrinCore/XCException.h>
-
 #include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 #include "sync/ComApartment.h"
 #include "win32/Process.h"
 
@@ -31,22 +30,6 @@ unsigned int StackSizeSetting()
     std::wstring const text = win32::ReadEnvironment(L"XC_THREAD_STACKSIZE").value_or(L"");
     long const size = std::wcstol(text.c_str(), nullptr, 10);
     return size > 0 ? static_cast<unsigned int>(size) : 0;
-}
-
-/// What the exception being handled says.
-XCString TextOfException()
-{
-    try {
-        throw;
-    } catch (XCException const& exception) {
-        return exception.What();
-    } catch (std::exception const& exception) {
-        XCString text;
-        if (text.SetFromUTF8(exception.what()).Bad()) text = L"exception whose text is not UTF-8";
-        return text;
-    } catch (...) {
-        return L"unknown exception";
-    }
 }
 
 } // namespace
@@ -136,7 +119,7 @@ void ThreadRun::Call(XCThread& thread, XCCallback& callback) noexcept
         callback.Call();
     } catch (...) {
         try {
-            if (XCString const text = TextOfException(); StillRegistered(thread)) thread.KeepFailure(text);
+            if (XCString const text = errors::TextOfException(); StillRegistered(thread)) thread.KeepFailure(text);
         } catch (...) { // no memory for the text
         }
     }

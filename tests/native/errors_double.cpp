@@ -15,7 +15,7 @@ namespace xc::win32 {
 namespace {
 
 constexpr unsigned long kNeutral = 1024, kEnglish = 1033, kFrench = 1036;
-constexpr unsigned long kHighestMessage = 999;
+constexpr unsigned long kHighestMessage = 1199;
 
 } // namespace
 

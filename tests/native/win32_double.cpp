@@ -92,6 +92,13 @@ std::int64_t UtcTicks() noexcept
     return (static_cast<std::int64_t>(now.tv_sec) + 11644473600) * 10000000 + now.tv_nsec / 100;
 }
 
+std::uint64_t TickMs() noexcept
+{
+    std::timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+}
+
 std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 {
     std::wstring const wide(name);
