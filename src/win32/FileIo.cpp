@@ -1,5 +1,6 @@
 #include "win32/FileIo.h"
 
+#include "win32/Leftovers.h"
 #include "win32/Paths.h"
 #include "win32/UniqueHandle.h"
 
@@ -52,12 +53,12 @@ unsigned long SystemSteps::Create(std::wstring const& target, std::wstring& temp
     std::wstring const path = SystemPath(target);
     DWORD const attributes = ::GetFileAttributesW(path.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) return ERROR_ACCESS_DENIED;
+    RemoveLeftovers(path);
     std::vector<unsigned char> rights = AccessRights(path);
     SECURITY_ATTRIBUTES security{sizeof security, rights.empty() ? nullptr : rights.data(), FALSE};
-    std::wstring const stem = path + L"." + std::to_wstring(::GetCurrentProcessId()) + L"-";
     constexpr unsigned int kMostTries = 1000;
     for (unsigned int i = 0; i < kMostTries; ++i) {
-        temporary = stem + std::to_wstring(i) + L".tmp";
+        temporary = TemporaryName(path, ::GetCurrentProcessId(), i);
         m_file.Reset(
             ::CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, &security, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (m_file) return 0;
