@@ -99,6 +99,25 @@ std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
     return DecodeAnsi(bytes);
 }
 
+UnitBuffer DecodeReadablePart(std::string_view bytes, Encoding encoding)
+{
+    bytes.remove_prefix(ByteOrderMark(encoding).size());
+    if (encoding == Encoding::Utf16LE || encoding == Encoding::Utf16BE)
+        return *DecodeUtf16(bytes.substr(0, bytes.size() / sizeof(wchar_t) * sizeof(wchar_t)), encoding);
+    if (encoding == Encoding::Ansi) {
+        XCString units;
+        XCErrorID const error = XCCodePageConverter().ToUnicode(units, bytes);
+        auto const* const position = error == XCErrMalformedText && error->GetParameterType(0) == XCErrorI::ParamLong
+                                         ? static_cast<long const*>(error->GetParameterValue(0))
+                                         : nullptr;
+        return DecodeAnsi(bytes.substr(0, position ? static_cast<std::size_t>(*position) : 0)).value_or(UnitBuffer(0));
+    }
+    UnitBuffer text(bytes.size());
+    std::size_t used = 0;
+    text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
+    return text;
+}
+
 std::string_view ByteOrderMark(Encoding encoding) noexcept
 {
     switch (encoding) {
