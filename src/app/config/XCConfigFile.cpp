@@ -99,8 +99,8 @@ void XCConfigFile::Read(std::string const& bytes)
     m_partlyRead = true;
     std::optional<xc::encoding::UnitBuffer> text = xc::encoding::DecodeText(bytes, m_encoding);
     if (!text) {
-        xc::encoding::UnitBuffer const readable = xc::encoding::DecodeReadablePart(bytes, m_encoding);
-        xc::config::LineAndColumn const place = xc::config::Locate(readable.View(), readable.View().size());
+        xc::encoding::UnitBuffer const start = xc::encoding::DecodeStart(bytes, m_encoding);
+        xc::config::LineAndColumn const place = xc::config::Locate(start.View(), start.View().size());
         throw XCConfigStreamException(kMalformed, m_fileName, place.line, place.column);
     }
     std::wstring_view const view = text->View();

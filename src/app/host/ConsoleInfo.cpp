@@ -111,8 +111,7 @@ XCConsoleInfo::~XCConsoleInfo()
 XCErrorID XCConsoleInfo::Open(XCString const& fileName)
 {
     Descriptor const file = OpenToAppend(fileName);
-    if (file.Get() < 0)
-        return xc::errors::MakeCoreError(XCErrConsoleNotRedirected, fileName, static_cast<long>(::GetLastError()));
+    if (file.Get() < 0) return xc::errors::MakeFileError(XCErrConsoleNotRedirected, fileName, ::GetLastError());
     XCLockGuard<XCCriticalSection> const guard(m_section);
     FlushStandardStreams();
     if (!m_state) m_state = std::make_unique<State>(); // else the console is known already

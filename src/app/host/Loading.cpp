@@ -7,9 +7,11 @@
 #include "encoding/EncodedText.h"
 #include "errors/CoreError.h"
 #include "errors/Sealed.h"
+#include "errors/SystemWords.h"
 #include "text/Utf8.h"
 #include "win32/FileIo.h"
 #include "win32/FileSystem.h"
+#include "win32/LastError.h"
 
 #include <string>
 
@@ -62,7 +64,7 @@ XCErrorID ReadList(std::wstring const& path, xc::host::ModuleList& list)
 {
     std::string bytes;
     if (unsigned long const error = xc::win32::ReadWholeFile(SystemPath(path), bytes); error != 0)
-        return MakeCoreError(XCErrListCannotRead, XCString(path), static_cast<long>(error));
+        return xc::errors::MakeFileError(XCErrListCannotRead, XCString(path), error);
     XCConfigFile::Encoding encoding{};
     std::optional<xc::encoding::UnitBuffer> const text = xc::encoding::DecodeText(bytes, encoding);
     if (!text) return MakeCoreError(XCErrListMalformed, XCString(path));
@@ -98,10 +100,10 @@ try {
     loaded.module.front().path = loaded.entry.front().name = shown;
     module = Module::Load(SystemPath(path));
     if (!module) {
-        XCErrorID const reason(XCSmartPtr<XCWinLastError>(new XCWinLastError));
+        XCString const reason = xc::errors::SystemFailure(path, xc::win32::LastError());
         Print(L"LoadLibrary fails on " + shown + L"\n");
-        PrintError(shown + L": " + reason.AsString());
-        return PlugInFailure(shown + L": " + reason.AsString());
+        PrintError(reason);
+        return PlugInFailure(reason);
     }
     auto* const entry = reinterpret_cast<EntryPoint*>(module.Find(NarrowName(entryName).c_str()));
     if (!entry) {
