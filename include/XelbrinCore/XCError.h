@@ -56,10 +56,10 @@ enum XCCoreError : long {
     XCErrListMalformed = 503,        ///< a list file of plug-ins is no text in its encoding (file)
 
     // 600-699 configuration
-    XCErrConfigCannotRead = 600,  ///< a configuration file is missing or cannot be read (file, system error, words)
-    XCErrConfigCannotWrite = 601, ///< a file cannot be written; the old one is untouched (file, system error, words)
-    XCErrConfigPartlyRead = 602,  ///< the last read failed half-way: the file is not saved over (file)
-    XCErrConfigWouldNotReadBack = 603, ///< a text that would be read as something else (section, key)
+    XCErrConfigCannotRead = 600,       ///< a file is missing or cannot be read (file, system error, its words)
+    XCErrConfigCannotWrite = 601,      ///< not written; the old one is untouched (file, system error, its words)
+    XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over (file)
+    XCErrConfigWouldNotReadBack = 603, ///< a text would not be read back as it is (section, key, reason)
     XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
     XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)

@@ -13,8 +13,12 @@
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCDateAndTime.h>
+#include <XelbrinCore/XCDateEx.h>
 #include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCDateTimeEx.h>
 #include <XelbrinCore/XCDouble.h>
+#include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
@@ -26,10 +30,13 @@
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCMessageSource.h>
+#include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
+#include <XelbrinCore/XCRegExParser.h>
+#include <XelbrinCore/XCRegExTree.h>
 #include <XelbrinCore/XCSafeCounter.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
@@ -41,6 +48,7 @@
 #include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCThreadPool.h>
+#include <XelbrinCore/XCTimeEx.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>

@@ -1,3 +1,12 @@
+// Starts a thread and runs its callback and exit functions.
+//
+// The thread is created suspended and entered in the registry before it runs, so that it finds itself there. What could
+// fail for lack of memory (the map node, the shared handle) is made first. The body holds references to what it calls,
+// because a callback may drop the last outside reference to its own thread object; an object that nobody counts may even
+// be destroyed by its callback, so it is looked up in the registry again before it is touched.
+//
+// INVARIANT No exception leaves the body: it would end the process. The first one's text is kept for GetFailure, and the
+//           exit functions run all the same. A refused priority leaves the thread suspended and unregistered.
 #include "sync/ThreadRun.h"
 
 #include "errors/CoreError.h"

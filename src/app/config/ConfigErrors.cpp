@@ -22,9 +22,9 @@ XCErrorID PartlyRead(XCString const& fileName)
     return MakeCoreError(XCErrConfigPartlyRead, fileName);
 }
 
-XCErrorID WouldNotReadBack(XCString const& section, XCString const& key)
+XCErrorID WouldNotReadBack(XCString const& section, XCString const& key, XCString const& reason)
 {
-    return MakeCoreError(XCErrConfigWouldNotReadBack, section, key);
+    return MakeCoreError(XCErrConfigWouldNotReadBack, section, key, reason);
 }
 
 XCErrorID MalformedFile(XCString const& fileName, XCString const& rule, std::size_t line)
