@@ -2,12 +2,15 @@
 #pragma once
 
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCApplicationBase.h>
+#include <XelbrinCore/XCApplicationWithPlugIns.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
