@@ -39,12 +39,15 @@ struct XCApplicationWithPlugIns::Host {
         return xc::host::Facts::Of(plugIn, path);
     }
 
+    /// What of a module is still registered with the log or among the threads; null when nothing is.
+    static wchar_t const* LeftBehindBy(void const* module);
+
     xc::host::PlugInList list;
     std::atomic<bool> exitAsked = false; ///< RequestExit was called for the present quit request
     std::atomic<unsigned int> exitPatienceMs = XCThreadedRunPlugIn::kExitPatienceMs;
 
     // For the thread that loads and unloads:
-    xc::host::ModuleSet modules;
+    xc::host::ModuleSet modules{&LeftBehindBy};
     xc::host::Unloader unloader;
 
 private:

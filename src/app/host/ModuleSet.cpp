@@ -1,14 +1,10 @@
-// Code is freed only when nothing can reach it. Log subscribers and threads of the library remember the module that their
-// class comes from, so two questions answer for them. Other threads are looked for in the process (ModuleThreads.h), for
+// Code is freed only when nothing can reach it. What is registered with the library remembers the module that its class
+// comes from, so that one question answers for it. Other threads are looked for in the process (ModuleThreads.h), for
 // up to 64 modules in one pass, since a pass costs some system calls a thread. References of the set are counted here:
 // the system counts as well, but does not tell. Unloading needs no memory: what is told is dropped without it.
 #include "app/host/ModuleSet.h"
 
-#include <XelbrinCore/XCApplication.h>
-
 #include "app/host/HostLines.h"
-#include "log/SubscriberList.h"
-#include "sync/ThreadRun.h"
 #include "win32/ModuleThreads.h"
 
 #include <algorithm>
@@ -20,12 +16,6 @@ namespace {
 constexpr std::size_t kModulesAtATime = 64;
 
 } // namespace
-
-wchar_t const* LeftBehindBy(void const* module)
-{
-    if (log::SubscriberList::Of(XCLogManager::Get()).IsAnyFrom(module)) return L"a log subscriber";
-    return sync::ThreadRun::IsAnyFrom(module) ? L"a thread" : nullptr;
-}
 
 void ModuleSet::Open(std::wstring const& path, Loaded& one)
 {
@@ -56,7 +46,7 @@ void ModuleSet::Free(Loaded& one, unsigned long thread) noexcept
     wchar_t const* left = nullptr;
     if (--shares->second == 0) {
         m_shares.erase(shares);
-        left = thread != 0 ? L"a thread" : LeftBehindBy(one.module.Get());
+        left = thread != 0 ? L"a thread" : m_leftBehind(one.module.Get());
     }
     if (!left) {
         ModuleCall const noted(L"FreeLibrary", {}, one.path);

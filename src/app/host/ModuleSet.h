@@ -7,6 +7,7 @@
 
 #include <list>
 #include <map>
+#include <typeinfo>
 
 namespace xc::host {
 
@@ -17,13 +18,13 @@ void PinCodeOf(T const& object)
     win32::Module::OfAddress(&typeid(object)).KeepLoaded();
 }
 
-/// What of a module is still in the process: "a log subscriber", "a thread"; null when nothing was found. Registered
-/// things remember the module they came from. Threads that the module started itself are not asked for here.
-wchar_t const* LeftBehindBy(void const* module);
-
 /// One thread: the host's.
 class ModuleSet {
 public:
+    /// What of a module is still registered in the process: "a log subscriber"; null when nothing was found.
+    using LeftBehind = wchar_t const* (*)(void const* module);
+    explicit ModuleSet(LeftBehind leftBehind) noexcept : m_leftBehind(leftBehind) {}
+
     /// One reference to a module, from its loading to Close.
     struct Loaded {
         win32::Module module;
@@ -47,6 +48,7 @@ public:
 private:
     void Free(Loaded& one, unsigned long thread) noexcept;
 
+    LeftBehind m_leftBehind;
     std::map<void*, std::size_t> m_shares; ///< references of this set, by the system's handle
     List m_kept;
 };

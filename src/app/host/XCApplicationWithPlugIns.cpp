@@ -4,6 +4,8 @@
 #include "app/host/Host.h"
 #include "app/host/HostLines.h"
 #include "app/host/ThreadedState.h"
+#include "log/SubscriberList.h"
+#include "sync/ThreadRun.h"
 
 using xc::errors::PlugInFailure;
 using xc::errors::SayIfPossible;
@@ -71,6 +73,12 @@ bool XCApplicationWithPlugIns::IsAppWithPlugIn() const
 XCApplicationWithPlugIns* XCApplicationWithPlugIns::GetApp()
 {
     return dynamic_cast<XCApplicationWithPlugIns*>(XCApplication::GetApp());
+}
+
+wchar_t const* XCApplicationWithPlugIns::Host::LeftBehindBy(void const* module)
+{
+    if (xc::log::SubscriberList::Of(GetLogManager()).IsAnyFrom(module)) return L"a log subscriber";
+    return xc::sync::ThreadRun::IsAnyFrom(module) ? L"a thread" : nullptr;
 }
 
 // What is loaded ------------------------------------------------------------------------------------------------
