@@ -412,13 +412,15 @@ private:
     void ReadSections(std::wstring_view text);
     void Empty() noexcept;
     [[nodiscard]] bool IsLockedByCaller() const noexcept;
+    [[nodiscard]] XCErrorID SaveAs(XCString const& path, XCString const& fileName) const;
     [[nodiscard]] XCErrorID WriteText(xc::config::ConfigWriter& writer) const;
     [[nodiscard]] iterator Find(std::wstring_view name);
     [[nodiscard]] XCConfigLine const* FindValue(std::wstring_view section, std::wstring_view key) const;
     XCConfigSection& Adopt(XCConfigSection& section);
     void ForgetIndex() noexcept;
 
-    XCString const m_fileName;
+    XCString const m_fileName; ///< as it was given
+    XCString const m_path;     ///< where that was when the object was made
     mutable XCCriticalSection m_lock;
     mutable unsigned int m_lockDepth = 0;                // of the thread that holds the lock
     mutable std::atomic<bool> m_everRemovedLocks{false}; // only then Unlock may come without a lock

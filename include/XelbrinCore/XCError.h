@@ -295,6 +295,30 @@ enum XCCoreError : long {
     XCErrConditionNative = 908,      ///< the native form is malformed (parameter: position)
     XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
     XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
+    XCErrConditionBlanks = 911,      ///< an operator without blanks around it: "a=1" (position, what was found)
+
+    // 1000-1099 binary data; the first parameter is a position in bytes where nothing else is said
+    XCErrDataPastEnd = 1000,      ///< the bytes end inside a value (position, bytes wanted)
+    XCErrDataCorrupt = 1001,      ///< bytes that no such value has (position)
+    XCErrDataLimit = 1002,        ///< a budget of the reader is used up (position, its name, its value)
+    XCErrDataTooLong = 1003,      ///< a length that its form cannot hold (the length, the largest one)
+    XCErrDataOpenMark = 1004,     ///< a marked place has not been filled in (position)
+    XCErrDataText = 1005,         ///< a text that is no bytes in hexadecimal digits or base64 (position in units)
+    XCErrDataFrame = 1006,        ///< the head of a frame is damaged (position)
+    XCErrDataChecksum = 1007,     ///< the content of a frame is damaged (position)
+    XCErrDataUnknownType = 1008,  ///< a frame of a type that nobody has registered (the type)
+    XCErrDataNewerVersion = 1009, ///< a frame of a version that the program does not know (the type, the version)
+
+    // 1100-1199 tasks, timers, schedules
+    XCErrTimedOut = 1100,        ///< the time ran out; the thing waited for goes on
+    XCErrCancelled = 1101,       ///< taken back before it began
+    XCErrExecutorStopped = 1102, ///< a pool, server or queue takes no more tasks (its name)
+    XCErrQueueFull = 1103,       ///< the queue of a pool is at its limit (name, limit)
+    XCErrWaitCycle = 1104,       ///< a wait that could never end (who waits for whom)
+    XCErrTaskFailed = 1105,      ///< an exception has left a task (its text)
+    XCErrNoThread = 1106,        ///< no thread could be started (name, reason)
+    XCErrStillRunning = 1107,    ///< the deadline of a stop has passed (name, what runs)
+    XCErrScheduleText = 1108,    ///< a text that is no schedule (position, what was expected there)
 };
 
 /// A failure whose text is the source's text of its code.

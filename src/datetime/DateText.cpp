@@ -1,3 +1,15 @@
+// Writes dates and times by a format, and reads them back.
+//
+// Writing walks the format once and appends digits to a buffer of fixed size; TextOut drops what does not fit and never
+// writes past the end, so no caller computes lengths beforehand.
+//
+// Reading follows the format's specifiers, not its literals: each specifier reads an integer, then everything up to the
+// next number is skipped. When neither the end nor the format's next unit follows a number, the text steps back to where
+// the number began and the next specifier reads it again: a text that lacks the separators of its format fails, rather
+// than being split by guess. docs/dates.md has the steps and examples.
+//
+// COST      One pass over format and text; nothing is allocated when the text fits the first buffer.
+// INVARIANT Numbers are held one past the limits of 32 bits, so that any overflow is out of every field's range.
 #include "datetime/DateText.h"
 
 #include "text/Units.h"

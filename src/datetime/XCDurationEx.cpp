@@ -1,3 +1,11 @@
+// Durations: conversion between units by a fixed table, arithmetic in the smaller unit, text.
+//
+// The table holds a factor for each pair of units; -1 says that the other direction's factor divides, 0 that the pair
+// cannot be converted. Factors between calendar units are approximations that do not agree with each other (a year is
+// 52 weeks and 365 days), so As and ConvertTo never go by way of a third unit: they take one step of the table.
+//
+// INVARIANT Arithmetic is done in 64 bits and stored through one checked operation: the count -2147483648 never
+//           appears, and a result that does not fit throws before anything changes.
 #include <XelbrinCore/XCDateTime.h>
 
 #include <XelbrinCore/XCException.h>

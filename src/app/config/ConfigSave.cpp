@@ -139,10 +139,15 @@ XCErrorID XCConfigFile::WriteText(xc::config::ConfigWriter& writer) const
 
 XCErrorID XCConfigFile::Save() const
 {
-    return Save2(m_fileName);
+    return SaveAs(m_path, m_fileName);
 }
 
 XCErrorID XCConfigFile::Save2(XCString const& fileName) const
+{
+    return SaveAs(fileName, fileName);
+}
+
+XCErrorID XCConfigFile::SaveAs(XCString const& path, XCString const& fileName) const
 {
     constexpr std::size_t kRoomForEdits = 4096;
     XCConfigLock const lock(*this);
@@ -151,6 +156,7 @@ XCErrorID XCConfigFile::Save2(XCString const& fileName) const
     if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
     std::string bytes;
     if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
-    unsigned long const error = xc::win32::ReplaceFileContents(fileName, bytes, *xc::win32::SystemReplaceSteps());
+    unsigned long const error =
+        xc::win32::ReplaceFileContents(xc::win32::SystemPath(path.View()), bytes, *xc::win32::SystemReplaceSteps());
     return error == 0 ? XCErrorID::Success : xc::config::CannotWrite(fileName, error);
 }

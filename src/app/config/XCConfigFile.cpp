@@ -31,7 +31,8 @@ struct XCConfigFile::Index {
 };
 
 XCConfigFile::XCConfigFile(XCString fileName)
-    : m_fileName(std::move(fileName)), m_memory(new xc::config::NodePool), m_sections(m_memory.get())
+    : m_fileName(std::move(fileName)), m_path(xc::win32::SystemPath(m_fileName.View()).Text()),
+      m_memory(new xc::config::NodePool), m_sections(m_memory.get())
 {
 }
 
@@ -85,7 +86,7 @@ XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID*
 XCErrorID XCConfigFile::Reload()
 {
     std::string bytes;
-    if (unsigned long const error = xc::win32::ReadWholeFile(m_fileName, bytes))
+    if (unsigned long const error = xc::win32::ReadWholeFile(xc::win32::SystemPath(m_path.View()), bytes))
         return xc::config::CannotRead(m_fileName, error);
     XCConfigLock const lock(*this);
     Read(bytes);

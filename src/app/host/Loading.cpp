@@ -14,7 +14,7 @@
 #include "app/host/PlugInOrder.h"
 #include "text/Utf8.h"
 #include "text/Visible.h"
-#include "win32/Paths.h"
+#include "win32/SystemPath.h"
 
 #include <map>
 #include <queue>
@@ -227,7 +227,7 @@ void XCApplicationWithPlugIns::Refuse(Waiting& loaded) noexcept
 XCErrorID XCApplicationWithPlugIns::LoadPlugIn(XCString const& path, XCString const& entryName)
 {
     Waiting loaded(*m_host);
-    XCErrorID const result = LoadModule(xc::win32::FullPath(path), entryName, loaded);
+    XCErrorID const result = LoadModule(xc::win32::SystemPath(path.View()).Text(), entryName, loaded);
     if (result.Bad()) return result;
     if (!loaded.PlugIn().IsNull()) loaded.facts = xc::host::Facts::Of(*loaded.PlugIn(), loaded.Path());
     return AddLoaded(loaded);

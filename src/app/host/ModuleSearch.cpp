@@ -4,11 +4,13 @@
 #include "encoding/EncodedText.h"
 #include "errors/CoreError.h"
 #include "win32/FileIo.h"
-#include "win32/Paths.h"
+#include "win32/FileSystem.h"
 
 #include <optional>
 
 namespace xc::host {
+
+using win32::SystemPath;
 
 namespace {
 
@@ -25,7 +27,7 @@ std::wstring Join(std::wstring directory, std::wstring_view name)
 XCErrorID ReadList(std::wstring const& path, ModuleList& list)
 {
     std::string bytes;
-    if (unsigned long const error = win32::ReadWholeFile(path, bytes); error != 0)
+    if (unsigned long const error = win32::ReadWholeFile(SystemPath(path), bytes); error != 0)
         return errors::MakeCoreError(XCErrListCannotRead, XCString(path), static_cast<long>(error));
     XCConfigFile::Encoding encoding{};
     std::optional<encoding::UnitBuffer> const text = encoding::DecodeText(bytes, encoding);
@@ -37,9 +39,10 @@ XCErrorID ReadList(std::wstring const& path, ModuleList& list)
 void AddFiles(std::wstring const& directory, std::wstring const& extension, bool recursive,
               std::vector<std::wstring>& paths)
 {
-    for (std::wstring const& name : win32::FilesIn(directory, extension)) paths.push_back(Join(directory, name));
+    for (std::wstring const& name : win32::FilesIn(SystemPath(directory), extension))
+        paths.push_back(Join(directory, name));
     if (!recursive) return;
-    for (std::wstring const& name : win32::DirectoriesIn(directory))
+    for (std::wstring const& name : win32::FoldersIn(SystemPath(directory)))
         AddFiles(Join(directory, name), extension, recursive, paths);
 }
 
@@ -47,9 +50,9 @@ void AddFiles(std::wstring const& directory, std::wstring const& extension, bool
 
 ModulePlace PlaceOf(XCString const& path)
 {
-    std::wstring full = win32::FullPath(path);
+    std::wstring full = SystemPath(path.View()).Text();
     while (full.size() > 3 && full.back() == L'\\') full.pop_back();
-    if (win32::IsDirectory(full)) return {full, Join(full, kListFileName), false};
+    if (win32::IsFolder(SystemPath(full))) return {full, Join(full, kListFileName), false};
     std::size_t const separator = full.find_last_of(L'\\');
     return {full.substr(0, separator == std::wstring::npos ? 0 : separator), full, true};
 }
@@ -57,10 +60,10 @@ ModulePlace PlaceOf(XCString const& path)
 FoundModules FindModules(ModulePlace const& place, std::wstring const& extension, bool recursive)
 {
     FoundModules found;
-    if (win32::IsFile(place.listFile)) {
+    if (win32::IsFile(SystemPath(place.listFile))) {
         ModuleList list;
         found.failure = ReadList(place.listFile, list);
-        for (XCString const& name : list.names) found.paths.push_back(win32::FullPath(Join(place.directory, name)));
+        for (XCString const& name : list.names) found.paths.push_back(SystemPath(Join(place.directory, name)).Text());
         found.refused = std::move(list.refused);
     } else if (place.listIsNamed)
         found.listIsMissing = true;

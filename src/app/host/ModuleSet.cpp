@@ -20,7 +20,7 @@ constexpr std::size_t kModulesAtATime = 64;
 void ModuleSet::Open(std::wstring const& path, Loaded& one)
 {
     ModuleCall const noted(L"LoadLibrary", {}, one.path);
-    win32::Module module = win32::Module::Load(path);
+    win32::Module module = win32::Module::Load(win32::SystemPath(path));
     if (module) ++m_shares[module.Get()];
     one.module = std::move(module);
 }
