@@ -55,7 +55,8 @@ HEADER_ROOM = {
     "XCNFANodeSet.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
-    "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",
+    "XCApplication.h": "app/host", "XCApplicationBase.h": "app/host", "XCApplicationWithPlugIns.h": "app/host",
+    "XCConsoleInfo.h": "app/host", "XCUnitTest.h": "unittest",
 }
 # Files above all rooms: the umbrella, and the constants of all exported classes.
 ABOVE_ALL = {"include/XelbrinCore/XelbrinCore.h", "src/ExportedConstants.cpp"}

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCApplicationBase.h>
+#include <XelbrinCore/XCApplicationWithPlugIns.h>
 #include <XelbrinCore/XCBinaryReader.h>
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCBlob.h>
@@ -13,6 +15,7 @@
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateAndTime.h>
 #include <XelbrinCore/XCDateEx.h>
 #include <XelbrinCore/XCDateTime.h>
