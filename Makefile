@@ -39,6 +39,7 @@ run: setup
 test: setup
 	@scripts/check_format.sh
 	@python3 scripts/check_rooms.py
+	@python3 scripts/check_paths.py
 	@python3 scripts/check_docs.py
 	@$(call build,win)
 	@$(CTEST) --test-dir $(BUILD)/win
