@@ -105,7 +105,7 @@ public:
     template <XCFixedWidth T>
     bool Read(T& value)
     {
-        using Number = xc::data::Bits<xc::data::kWidth<T>>;
+        using Number = xc::data::Bits<sizeof(T)>;
         Number number{};
         if (!Load(number)) return false;
         if constexpr (std::is_floating_point_v<T>)
@@ -163,8 +163,7 @@ public:
     template <XCFixedWidth T>
     bool ReadArray(T* values, std::size_t count)
     {
-        if (m_order == XCByteOrder::Little && sizeof(T) == xc::data::kWidth<T> && count <= kMaxArray / sizeof(T))
-            return ReadRaw(values, count * sizeof(T));
+        if (m_order == XCByteOrder::Little && count <= kMaxArray / sizeof(T)) return ReadRaw(values, count * sizeof(T));
         for (std::size_t i = 0; i < count; ++i)
             if (!Read(values[i])) return false;
         return true;
