@@ -37,9 +37,11 @@ ORDER = [name for name, _, _ in ROOMS]
 # A public header stands in the room of its classes. A zone as a value stands with the errors, whose texts name
 # instants; its rules are computed in datetime.
 HEADER_ROOM = {
-    "XCExport.h": None, "XCRefCount.h": None,
-    "XCString.h": "text", "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
+    "XCExport.h": None, "XCRefCount.h": None, "XCSafeCounter.h": None,
+    "XCString.h": "text", "XCStringValue.h": "text", "XCStringOrder.h": "text", "XCStringTools.h": "text",
+    "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
     "XCTimeZone.h": "errors",
+    "XCFormatContext.h": "errors", "XCDouble.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
     "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCDateAndTime.h": "datetime",
     "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",

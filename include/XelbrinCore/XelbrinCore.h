@@ -20,10 +20,12 @@
 #include <XelbrinCore/XCDateEx.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCDateTimeEx.h>
+#include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
@@ -37,9 +39,13 @@
 #include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
+#include <XelbrinCore/XCSafeCounter.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
+#include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringTools.h>
+#include <XelbrinCore/XCStringValue.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>

@@ -26,6 +26,10 @@ TEST(ListFile, LinesNamesAndWhatIsRefused)
         {"folders", L"sub\\a.osx\n./a.osx\na..b\\c", "sub\\a.osx|./a.osx|a..b\\c|", ""},
         {"ways out", L"..\\a\ns/../../a\n\\a\n/a\n.. \\a\n...\\a\n..", "", "..\\a|s/../../a|\\a|/a|.. \\a|...\\a|..|"},
         {"drives and streams", L"c:a.osx\nc:\\a\na.osx:b", "", "c:a.osx|c:\\a|a.osx:b|"},
+        {"devices of the system", L"CON\nnul.osx\nsub\\aux .x.osx\ncom1\nLPT9.txt\nCOM\u00B2\nconin$\nCLOCK$/x\nprn. .",
+         "", "CON|nul.osx|sub\\aux .x.osx|com1|LPT9.txt|COM\u00B2|conin$|CLOCK$/x|prn. .|"},
+        {"names that begin like a device", L"console.osx\nCOM10\nlpt\nnull\na.con", "console.osx|COM10|lpt|null|a.con|",
+         ""},
         {"a NUL ends a name early", {L"..\0x\na\0", 7}, "", "..|a|"}, // shown up to it
         {"nothing", L"", "", ""},
     };

@@ -135,8 +135,7 @@ XCErrorID XCConsoleInfo::Open(XCString const& fileName)
     XCLockGuard<XCCriticalSection> const guard(m_section);
     std::unique_ptr<State> fresh = m_state ? nullptr : std::make_unique<State>(); // else the console is known already
     Descriptor const file = OpenToAppend(fileName);
-    if (file.Get() < 0)
-        return xc::errors::MakeCoreError(XCErrConsoleNotRedirected, fileName, static_cast<long>(::GetLastError()));
+    if (file.Get() < 0) return xc::errors::MakeFileError(XCErrConsoleNotRedirected, fileName, ::GetLastError());
     FlushStandardStreams();
     if (fresh) m_state = std::move(fresh);
     m_state->output.Exchange(file.Get());

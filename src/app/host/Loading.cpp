@@ -12,8 +12,10 @@
 #include "app/host/HostLines.h"
 #include "app/host/ModuleSearch.h"
 #include "app/host/PlugInOrder.h"
+#include "errors/SystemWords.h"
 #include "text/Utf8.h"
 #include "text/Visible.h"
+#include "win32/LastError.h"
 #include "win32/SystemPath.h"
 
 #include <map>
@@ -174,10 +176,10 @@ try {
     one.path = shown;
     m_host->modules.Open(path, one);
     if (!one.module) {
-        XCErrorID const reason(XCSmartPtr<XCWinLastError>(new XCWinLastError));
+        XCString const reason = xc::errors::SystemFailure(shown.View(), xc::win32::LastError());
         Print(L"LoadLibrary fails on " + shown + L"\n");
-        PrintError(shown + L": " + reason.AsString());
-        return PlugInFailure(shown + L": " + reason.AsString());
+        PrintError(reason);
+        return PlugInFailure(reason);
     }
     auto* const entry = reinterpret_cast<EntryPoint*>(one.module.Find(NarrowName(entryName).c_str()));
     if (!entry) {

@@ -3,6 +3,7 @@
 #include "app/host/ListFile.h"
 #include "encoding/EncodedText.h"
 #include "errors/CoreError.h"
+#include "errors/SystemWords.h"
 #include "win32/FileIo.h"
 #include "win32/FileSystem.h"
 
@@ -28,7 +29,7 @@ XCErrorID ReadList(std::wstring const& path, ModuleList& list)
 {
     std::string bytes;
     if (unsigned long const error = win32::ReadWholeFile(SystemPath(path), bytes); error != 0)
-        return errors::MakeCoreError(XCErrListCannotRead, XCString(path), static_cast<long>(error));
+        return errors::MakeFileError(XCErrListCannotRead, XCString(path), error);
     XCConfigFile::Encoding encoding{};
     std::optional<encoding::UnitBuffer> const text = encoding::DecodeText(bytes, encoding);
     if (!text) return errors::MakeCoreError(XCErrListMalformed, XCString(path));

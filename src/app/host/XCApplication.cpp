@@ -192,7 +192,7 @@ void XCApplication::FindConfigFile()
     }
     // An absent file is no error, but one that was asked for should be known to be absent.
     if (!isAsked) return;
-    m_configFailure = asked.IsNull() ? XCString(L"/config names no file") : asked + L": " + whyNot.AsString();
+    m_configFailure = asked.IsNull() ? XCString(L"/config names no file") : whyNot.AsString();
     PrintError(m_configFailure);
 }
 
