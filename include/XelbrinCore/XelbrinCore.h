@@ -22,6 +22,7 @@
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>

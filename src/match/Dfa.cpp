@@ -26,8 +26,10 @@ namespace {
 template <class Sets>
 class DfaBuilder {
 public:
-    DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
-        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts), m_reached(classes.Count())
+    DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+               Memory memory)
+        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts, memory),
+          m_reached(classes.Count(), memory), m_touched(memory), m_dfa(memory)
     {
         m_dfa.classCount = classes.Count();
         for (std::uint32_t unitClass = 0; unitClass < classes.Count(); ++unitClass)
@@ -117,8 +119,8 @@ private:
     UnitClasses const& m_classes;
     XCRegEx::Limits m_limits;
     Sets m_sets;
-    std::vector<typename Sets::Reached> m_reached; ///< by class
-    std::vector<std::uint32_t> m_touched;
+    List<typename Sets::Reached> m_reached; ///< by class
+    List<std::uint32_t> m_touched;
     std::size_t m_collected = 0;
     std::uint32_t m_commonClasses = 0;
     Dfa m_dfa;
@@ -126,10 +128,11 @@ private:
 
 } // namespace
 
-Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
+Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+             Memory memory)
 {
-    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits).Build();
-    return DfaBuilder<ListSets>(nfa, facts, classes, limits).Build();
+    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits, memory).Build();
+    return DfaBuilder<ListSets>(nfa, facts, classes, limits, memory).Build();
 }
 
 std::vector<std::uint32_t> Dfa::Row(std::uint32_t state) const

@@ -13,6 +13,8 @@
 
 #include "match/Numbering.h"
 
+#include <algorithm>
+#include <memory_resource>
 #include <unordered_map>
 #include <utility>
 
@@ -23,7 +25,11 @@ using Node = XCRegExSyntaxNode;
 /// Lays the tree out between two nodes, by a work list instead of recursion: trees may be deep.
 class NfaBuilder {
 public:
-    explicit NfaBuilder(Nfa& nfa) : m_nfa(nfa) { m_nfa.m_edges.reserve(128); }
+    NfaBuilder(Nfa& nfa, Memory memory)
+        : m_nfa(nfa), m_work(memory), m_parts(memory), m_setNumbers(memory), m_leafIndices(memory)
+    {
+        m_nfa.m_edges.reserve(128);
+    }
     void Build(Node const& root)
     {
         m_work.push_back({&root, Nfa::kStart, Nfa::kEnd});
@@ -157,26 +163,51 @@ private:
         for (auto const& range : set)
             hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
         std::uint32_t const index =
-            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return m_nfa.m_sets[known] == set; });
-        if (index == m_nfa.m_sets.size()) m_nfa.m_sets.push_back(set);
+            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return m_nfa.m_sets.IsEqual(known, set); });
+        if (index == m_nfa.m_sets.Count()) m_nfa.m_sets.Add(set);
         return index;
     }
 
     Nfa& m_nfa;
-    std::vector<Item> m_work;
-    std::vector<Node const*> m_parts; ///< of the sequence at hand
+    List<Item> m_work;
+    List<Node const*> m_parts; ///< of the sequence at hand
     Numbering m_setNumbers;
-    std::unordered_map<Node const*, std::uint32_t> m_leafIndices;
+    std::pmr::unordered_map<Node const*, std::uint32_t> m_leafIndices;
     std::uint32_t m_steps = 0;
 };
 
-Nfa::Nfa(XCSmartPtr<XCRegExSyntaxNode> const& root)
+bool SetList::IsInSet(std::uint32_t set, std::uint32_t unit) const noexcept
 {
-    if (!root.IsNull()) NfaBuilder(*this).Build(*root.GetPtr());
+    auto const ranges = (*this)[set];
+    auto const at = std::partition_point(ranges.begin(), ranges.end(), [unit](Range const& r) { return r.end <= unit; });
+    return at != ranges.end() && at->begin <= unit;
+}
+
+bool SetList::IsEqual(std::uint32_t set, XCUWCharSet const& other) const noexcept
+{
+    auto const ranges = (*this)[set];
+    return std::equal(ranges.begin(), ranges.end(), other.begin(), other.end());
+}
+
+void SetList::Add(XCUWCharSet const& set)
+{
+    m_ranges.insert(m_ranges.end(), set.begin(), set.end());
+    m_ends.push_back(static_cast<std::uint32_t>(m_ranges.size()));
+}
+
+void SetList::Clear() noexcept
+{
+    m_ranges.clear();
+    m_ends.clear();
+}
+
+Nfa::Nfa(Node const* root, Memory memory) : m_edges(memory), m_offsets(memory), m_sets(memory)
+{
+    if (root) NfaBuilder(*this, memory).Build(*root);
     if (m_tooLarge) {
         m_nodeCount = 2;
         m_edges.clear();
-        m_sets.clear();
+        m_sets.Clear();
     }
     SortEdges();
 }
@@ -187,8 +218,9 @@ void Nfa::SortEdges()
     m_offsets.assign(m_nodeCount + 1, 0);
     for (NfaEdge const& edge : m_edges) ++m_offsets[edge.from + 1];
     for (std::uint32_t i = 0; i < m_nodeCount; ++i) m_offsets[i + 1] += m_offsets[i];
-    std::vector<std::uint32_t> next(m_offsets.begin(), m_offsets.end() - 1);
-    std::vector<NfaEdge> sorted(m_edges.size());
+    Memory const memory = m_edges.get_allocator().resource();
+    List<std::uint32_t> next(m_offsets.begin(), m_offsets.end() - 1, memory);
+    List<NfaEdge> sorted(m_edges.size(), memory);
     for (NfaEdge const& edge : m_edges) sorted[next[edge.from]++] = edge;
     m_edges = std::move(sorted);
 }
