@@ -52,12 +52,15 @@ public:
     }
 
 private:
+    /// The limits bound the time, too: a class collected counts as two bytes, a node visited as eight.
+    [[nodiscard]] bool HasTime() const noexcept { return 8 * m_sets.Work() + 2 * m_collected <= m_limits.bytes; }
+
     [[nodiscard]] bool IsWithinLimits() const noexcept
     {
         std::size_t const cells = static_cast<std::size_t>(m_sets.Count()) * m_dfa.classCount;
         return m_sets.Count() <= static_cast<std::size_t>(m_limits.states) + m_nfa.NodeCount() &&
                cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes &&
-               m_sets.Work() <= m_limits.bytes;
+               HasTime();
     }
     bool Expand(std::uint32_t state)
     {
@@ -85,10 +88,10 @@ private:
     {
         m_sets.ForEachNode(state, [this](std::uint32_t node) {
             for (NfaEdge const& edge : m_nfa.Edges(node)) {
-                if (edge.set == kEpsilon || m_collected > m_limits.bytes) continue;
+                if (edge.set == kEpsilon || !HasTime()) continue;
                 std::span<std::uint32_t const> const classes = m_classes.ClassesOf(edge.set);
                 m_collected += classes.size();
-                if (m_collected > m_limits.bytes) continue;
+                if (!HasTime()) continue;
                 for (std::uint32_t const unitClass : classes) {
                     bool const isFirst = m_reached[unitClass].empty();
                     m_sets.Add(edge.to, m_reached[unitClass]);
@@ -96,7 +99,7 @@ private:
                 }
             }
         });
-        return m_collected <= m_limits.bytes;
+        return HasTime();
     }
     template <class Set>
     std::uint32_t TargetOf(Set const& set)

@@ -18,7 +18,7 @@ namespace xc::match {
 namespace {
 
 /// How many nodes the search for absorbing ones may look at; the rest count as not absorbing.
-constexpr std::size_t kMaxAbsorbingWork = 1u << 19;
+constexpr std::size_t kMaxAbsorbingWork = 1u << 16;
 
 } // namespace
 

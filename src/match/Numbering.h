@@ -28,6 +28,12 @@ public:
         return m_slots[slot];
     }
 
+    void Clear() noexcept
+    {
+        m_hashes.clear();
+        m_slots.clear();
+    }
+
 private:
     static constexpr std::uint32_t kFree = 0xFFFFFFFF;
 
