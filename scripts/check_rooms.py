@@ -41,7 +41,7 @@ HEADER_ROOM = {
     "XCString.h": "text", "XCStringValue.h": "text", "XCStringOrder.h": "text", "XCStringTools.h": "text",
     "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
     "XCTimeZone.h": "errors",
-    "XCFormatContext.h": "errors", "XCDouble.h": "errors",
+    "XCFormatContext.h": "errors", "XCDouble.h": "errors", "XCErrorID.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
     "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCDateAndTime.h": "datetime",
     "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",

@@ -23,6 +23,7 @@
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatContext.h>

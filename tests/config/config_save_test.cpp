@@ -346,7 +346,7 @@ TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
     ScratchFile const disk(kOld, "xc_config_left.ini");
     EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
     for (auto const& c : cases) {
-        EXPECT_EQ(IsThere(c.name), c.stays) << c.fault;
+        EXPECT_EQ(IsThere(SystemPath(c.name)), c.stays) << c.fault;
         ::DeleteFileW(c.name.c_str());
     }
 }
