@@ -28,6 +28,7 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>

@@ -135,13 +135,6 @@ bool IsProcessAlive(unsigned long id) noexcept
     return ::kill(static_cast<pid_t>(id), 0) == 0;
 }
 
-std::uint64_t TickMs() noexcept
-{
-    std::timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
-}
-
 unsigned long ThreadId() noexcept
 {
     return std::hash<std::thread::id>{}(std::this_thread::get_id());
