@@ -46,7 +46,9 @@ HEADER_ROOM = {
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
-    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
+    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
+    "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
+    "XCPlugIn.h": "app/host",
     "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",
 }
 # Files above all rooms: the umbrella, and the constants of all exported classes.

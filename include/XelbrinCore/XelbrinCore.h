@@ -4,10 +4,13 @@
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCCommaSeparatedValues.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConfigFile.h>
+#include <XelbrinCore/XCConfigParts.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
