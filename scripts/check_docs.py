@@ -5,7 +5,8 @@
 - docs/error-codes.md lists the library's own errors as XCError.h and core.mc have them.
 - XelbrinCore.h includes every public header.
 - A link of a page to a file leads to one.
-- The table of rooms in docs/architecture.md is the one that check_rooms.py judges by.
+- The table of rooms in docs/architecture.md is the one that check_rooms.py judges by, and the picture of the includes
+  shows those that stand in the files.
 """
 import pathlib
 import re
@@ -16,6 +17,7 @@ import check_rooms
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 HEADERS = ROOT / "include" / "XelbrinCore"
 ROOMS = re.compile(r"^\| room \|.*?\n(?=\n)", re.M | re.S)
+PICTURE = re.compile(r"(?<=<!-- picture of the includes -->\n```text\n).*?(?=^```$)", re.M | re.S)
 QUOTE = re.compile(r"(<!-- quoted: (?P<file>[^ ]+) -->\n```\w*\n)(?P<text>.*?)(?=^```$)", re.M | re.S)
 LINK = re.compile(r"\]\((?!https?:|#)([^)#]+)")
 
@@ -89,6 +91,7 @@ def check_page(path, apply, faults):
     wanted = error_page(faults) if path.name == "error-codes.md" else with_quotes(page, text, faults)
     if path.name == "architecture.md":
         wanted = ROOMS.sub(lambda _: check_rooms.table() + "\n", wanted)
+        wanted = PICTURE.sub(lambda _: check_rooms.picture() + "\n", wanted)
     if wanted != text and apply:
         path.write_text(wanted, encoding="utf-8")
     elif wanted != text:

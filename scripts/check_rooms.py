@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that sources and public headers include only what stands below their room; with "apply" or --table the table
-of rooms in docs/architecture.md comes from here (check_docs.py compares it)."""
+"""Checks that sources and public headers include only what stands below their room. The table of rooms and the picture
+of the includes in docs/architecture.md come from here (check_docs.py compares them); --picture prints both."""
 import pathlib
 import re
 import sys
@@ -37,14 +37,22 @@ ORDER = [name for name, _, _ in ROOMS]
 # A public header stands in the room of its classes. A zone as a value stands with the errors, whose texts name
 # instants; its rules are computed in datetime.
 HEADER_ROOM = {
-    "XCExport.h": None, "XCRefCount.h": None,
-    "XCString.h": "text", "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
+    "XCExport.h": None, "XCRefCount.h": None, "XCSafeCounter.h": None,
+    "XCString.h": "text", "XCStringValue.h": "text", "XCStringOrder.h": "text", "XCStringTools.h": "text",
+    "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
     "XCTimeZone.h": "errors",
+    "XCFormatContext.h": "errors", "XCDouble.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
-    "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime",
+    "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCDateAndTime.h": "datetime",
+    "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",
+    "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
+    "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
+    "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
+    "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
-    "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
+    "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
+    "XCNFANodeSet.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
     "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
@@ -127,9 +135,26 @@ def table():
     return "\n".join(rows)
 
 
+def picture():
+    """Who includes whom, as found: a row a room, a column a room, bottom up. An "o" is the room itself; an include of a
+    room above would stand right of it."""
+    standing = {room for _, room in files()}
+    rooms = [name for name in ORDER if name in standing]
+    found = {name: set() for name in rooms}
+    for path, room in files():
+        if room and path.relative_to(ROOT).as_posix() not in ABOVE_ALL:
+            found[room] |= {target_room(path, name) for _, name in includes(path)}
+    width = max(map(len, rooms))
+    lines = [" " * (width + 4) + " ".join(f"{column:2}" for column in range(1, len(rooms) + 1))]
+    for row, room in enumerate(rooms, 1):
+        marks = " ".join(" o" if other == room else " x" if other in found[room] else "  " for other in rooms)
+        lines.append(f"{row:2} {room:{width}} {marks}".rstrip())
+    return "\n".join(lines)
+
+
 def main():
-    if "--table" in sys.argv:
-        print(table())
+    if "--picture" in sys.argv:
+        print(table(), picture(), sep="\n\n")
         return 0
     faults = [fault for path, room in files() for fault in judge(path, room)]
     if faults:

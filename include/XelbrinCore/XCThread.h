@@ -11,7 +11,7 @@
 //                     "Invalid Thread ID"; IsStarted: yes; IsRunning, Exists: no
 //          With delete-on-end a thread goes from running to joined by itself.
 // LIFETIME The registry holds a reference to a thread object that is counted when it starts, until the thread is
-//          joined; so an owner may let go of it at any time. An object that nobody counts (a local variable) must
+//          joined; so an owner may release it at any time. An object that nobody counts (a local variable) must
 //          outlive its thread: its destructor waits for it. A thread that nobody joins keeps its entry and its handle:
 //          join it, or call SetDeleteOnEnd before Start.
 // OWN      A thread that waits for itself, or joins its own object, returns at once and stays in the registry: those
@@ -22,7 +22,7 @@
 // THREADS  Everything here may be called from any thread.
 #pragma once
 
-#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCDateTimeEx.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
@@ -195,6 +195,8 @@ public:
     /// object that was counted at Start, because the registry holds no reference to another one.
     void SetDeleteOnEnd(bool deleteOnEnd) noexcept { m_deleteOnEnd = deleteOnEnd; }
     [[nodiscard]] bool GetDeleteOnEnd() const noexcept { return m_deleteOnEnd; }
+    /// The apartment that threads of this object enter, in place of the process's setting. Before Start.
+    void SetComModel(ComModel model) noexcept { m_flags = (m_flags & ~0xFul) | model; }
     /// What left the callback or an exit function: the message of the first exception; empty when there was none.
     [[nodiscard]] XCString GetFailure() const;
     /// A name that debuggers show, where the system offers it. Before Start or while the thread runs.

@@ -1,9 +1,6 @@
 #include "errors/Sealed.h"
 
-#include "text/Utf8.h"
-
-#include <new>
-#include <string>
+#include "errors/ExceptionText.h"
 
 namespace xc::errors {
 
@@ -12,32 +9,13 @@ namespace {
 /// Made when there is memory, and never destroyed: modules may fail while the process ends.
 XCErrorID const& g_outOfMemory = *new XCErrorID(PlugInFailure(L"out of memory"));
 
-/// What the exception being handled says; the bytes of a foreign one are taken as UTF-8, else one by one.
-XCString MessageOfException()
-{
-    try {
-        throw;
-    } catch (XCException const& exception) {
-        return exception.What();
-    } catch (std::bad_alloc const&) {
-        throw;
-    } catch (std::exception const& exception) {
-        std::string_view const bytes = exception.what();
-        std::wstring units(bytes.size(), L'\0');
-        units.resize(text::DecodeUtf8Leniently(units.data(), bytes));
-        return XCString(units);
-    } catch (...) {
-        return L"unknown exception";
-    }
-}
-
 } // namespace
 
 XCErrorID TextOf(XCErrorID const& error)
 {
     if (error.Good()) return error;
     return XCErrorID(
-        XCSmartPtr<XCErrorString>(new XCErrorString(error.AsString(), error->GetCode(), error->GetSeverity())));
+        XCSmartPtr<XCErrorString>(new XCErrorString(MessageOf(error), error->GetCode(), error->GetSeverity())));
 }
 
 XCErrorID PlugInFailure(XCString const& text)
@@ -47,13 +25,7 @@ XCErrorID PlugInFailure(XCString const& text)
 
 XCErrorID FailureOfException() noexcept
 try {
-    try {
-        return PlugInFailure(MessageOfException());
-    } catch (std::bad_alloc const&) {
-        return g_outOfMemory;
-    } catch (...) { // the text of its error is made by the module, too
-        return PlugInFailure(L"an exception whose message cannot be had");
-    }
+    return PlugInFailure(TextOfException());
 } catch (...) {
     return g_outOfMemory;
 }

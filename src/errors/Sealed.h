@@ -12,11 +12,11 @@ XCErrorID TextOf(XCErrorID const& error);
 /// An error of the host with a text of its own.
 XCErrorID PlugInFailure(XCString const& text);
 
-/// The exception being handled, as an error with its message. A message that cannot be had is named as such. When memory
-/// has run out the error is one that was made before.
+/// The exception that is being handled, as an error with its text (TextOfException). If memory runs out, the answer is
+/// an error that was made before.
 XCErrorID FailureOfException() noexcept;
 
-/// Prints what only informs: without memory the text is lost, and what it tells about goes on.
+/// Prints an informational message. If memory runs out, the message is dropped.
 template <class F>
 void SayIfPossible(F&& say) noexcept
 {

@@ -2,8 +2,9 @@
 
 #include <XelbrinCore/XCTrace.h>
 
+#include "errors/ExceptionText.h"
+
 #include <algorithm>
-#include <exception>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -173,27 +174,20 @@ void SubscriberList::FlushSubscribers() noexcept
 template <class Call>
 void SubscriberList::Guarded(Call const& call) noexcept
 {
-    XCString what;
     try {
         call();
-        return;
-    } catch (std::exception const& error) {
-        try {
-            for (char const* c = error.what(); *c != 0; ++c)
-                what += static_cast<wchar_t>(static_cast<unsigned char>(*c));
-        } catch (...) { // the failure counts without its text
-            what = XCString();
-        }
     } catch (...) {
-        what = XCString();
+        NoteFailure(errors::TextOfException());
     }
-    try {
-        m_failures.Note(XCString(L"A log subscriber failed: ") + what);
-        XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceLog, L"XCLogManager", L"a log subscriber failed: %s",
-                     what.AsWChar());
-    } catch (...) {
-        m_failures.Note(XCString());
-    }
+}
+
+void SubscriberList::NoteFailure(XCString const& what) noexcept
+try {
+    m_failures.Note(XCString(L"A log subscriber failed: ") + what);
+    XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceLog, L"XCLogManager", L"a log subscriber failed: %s",
+                 what.AsWChar());
+} catch (...) {
+    m_failures.Note(XCString());
 }
 
 } // namespace xc::log

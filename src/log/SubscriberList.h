@@ -62,6 +62,7 @@ private:
     void Serve() noexcept;
     template <class Call>
     void Guarded(Call const& call) noexcept;
+    void NoteFailure(XCString const& what) noexcept;
     [[nodiscard]] bool IsAuthor(XCLogSubscriberI const* subscriber) const noexcept;
     void Refresh(XCLogStreamBuf& buffer) noexcept;
     void Compact() noexcept;

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -95,8 +96,7 @@ bool XCLogStreamBuf::TakePending(unsigned long thread, Pending& taken) noexcept
     std::lock_guard const hold(m_section);
     for (Pending& pending : m_pending) {
         if (pending.thread != thread) continue;
-        taken = std::move(pending);
-        pending.thread = 0;
+        taken = std::exchange(pending, Pending{}); // thread 0: a free place
         --m_pendingCount;
         return true;
     }

@@ -1,8 +1,16 @@
+// Starts a thread and runs its callback and exit functions.
+//
+// The thread is created suspended and entered in the registry before it runs, so that it finds itself there. What could
+// fail for lack of memory (the map node, the shared handle) is made first. The body holds references to what it calls,
+// because a callback may drop the last outside reference to its own thread object; an object that nobody counts may even
+// be destroyed by its callback, so it is looked up in the registry again before it is touched.
+//
+// INVARIANT No exception leaves the body: it would end the process. The first one's text is kept for GetFailure, and the
+//           exit functions run all the same. A refused priority leaves the thread suspended and unregistered.
 #include "sync/ThreadRun.h"
 
-#include <XelbrinCore/XCException.h>
-
 #include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 #include "sync/ComApartment.h"
 #include "win32/Process.h"
 
@@ -22,22 +30,6 @@ unsigned int StackSizeSetting()
     std::wstring const text = win32::ReadEnvironment(L"XC_THREAD_STACKSIZE").value_or(L"");
     long const size = std::wcstol(text.c_str(), nullptr, 10);
     return size > 0 ? static_cast<unsigned int>(size) : 0;
-}
-
-/// What the exception being handled says.
-XCString TextOfException()
-{
-    try {
-        throw;
-    } catch (XCException const& exception) {
-        return exception.What();
-    } catch (std::exception const& exception) {
-        XCString text;
-        if (text.SetFromUTF8(exception.what()).Bad()) text = L"exception whose text is not UTF-8";
-        return text;
-    } catch (...) {
-        return L"unknown exception";
-    }
 }
 
 } // namespace
@@ -127,7 +119,7 @@ void ThreadRun::Call(XCThread& thread, XCCallback& callback) noexcept
         callback.Call();
     } catch (...) {
         try {
-            if (XCString const text = TextOfException(); StillRegistered(thread)) thread.KeepFailure(text);
+            if (XCString const text = errors::TextOfException(); StillRegistered(thread)) thread.KeepFailure(text);
         } catch (...) { // no memory for the text
         }
     }

@@ -1,3 +1,13 @@
+// Writes a plan: literal pieces as they stand, conversions with sign, prefix, padding and precision.
+//
+// Digits come from std::to_chars, which is exact, knows no locale and needs no memory: %f of the largest double prints all
+// of its 309 digits, and an exact tie rounds to the even digit. Only what to_chars lacks is added here: the alternate
+// form, the trailing zeros of a large precision (not computed, only filled in), widths and signs.
+//
+// Numbers are cut into prefix, zeros, digits, zeros and exponent, so that padding with zeros can go between the prefix and
+// the digits. Texts know no zero flag: they are padded with blanks.
+//
+// Invariant: no call writes outside the buffer; what does not fit is cut where the buffer ends.
 #include "text/Kernels.h"
 #include "text/PrintFormatTerms.h"
 #include "text/Utf8.h"
@@ -205,12 +215,21 @@ private:
             return;
         }
         std::string_view bytes = piece.value.NarrowText();
-        bytes = bytes.substr(0, CutLength(piece, bytes.size()));
-        std::size_t const cut = bytes.size() > Room() ? bytes.size() - Room() : 0; // where the buffer ends the result
-        bytes.remove_suffix(cut);
+        // A text as long as its precision may have been cut already by who read it.
+        std::size_t const most = CutLength(piece, bytes.size() + 1);
+        if (most <= bytes.size()) bytes = WithoutBegunCharacter(bytes.substr(0, most));
+        if (bytes.size() > Room())
+            PutNarrowCut(bytes, piece);
+        else
+            PutNarrowWhole(bytes, piece);
+    }
+
+    /// Decodes in place, once, and makes room for the blanks then.
+    void PutNarrowWhole(std::string_view bytes, Piece const& piece) noexcept
+    {
         wchar_t* const begin = m_at;
         std::size_t units = DecodeUtf8Leniently(begin, bytes);
-        std::size_t const blanks = piece.width > units + cut ? piece.width - units - cut : 0;
+        std::size_t const blanks = piece.width > units ? piece.width - units : 0;
         if ((piece.flags & kLeft) != 0) {
             m_at += units;
             Fill(L' ', blanks);
@@ -221,6 +240,17 @@ private:
         std::memmove(begin + shift, begin, units * sizeof(wchar_t));
         Fill(L' ', shift);
         m_at += units;
+    }
+
+    /// There are more bytes than room for units: some of the text may not fit, and how much is not known yet.
+    void PutNarrowCut(std::string_view bytes, Piece const& piece) noexcept
+    {
+        bool const left = (piece.flags & kLeft) != 0;
+        std::size_t const units = DecodeUtf8Leniently(nullptr, 0, bytes);
+        std::size_t const blanks = piece.width > units ? piece.width - units : 0;
+        if (!left) Fill(L' ', blanks);
+        m_at += std::min(DecodeUtf8Leniently(m_at, Room(), bytes), Room());
+        if (left) Fill(L' ', blanks);
     }
 
     void PutNumber(NumberField& field, Piece const& piece) noexcept

@@ -1,3 +1,13 @@
+// UTF-8 to UTF-16 and back.
+//
+// Most text is ASCII: runs of it are packed or widened 16 at a time. What follows a run is read one character at a time:
+// sequences of two and three bytes by one look at four bytes, all others by the table of well-formed sequences of the
+// Unicode standard (chapter 3, table 3-7). That table refuses overlong forms, surrogates and codes above U+10FFFF, so
+// each code has exactly one spelling. Sizes are counted before, so that a conversion allocates once.
+//
+// Invariant: at every return of DecodeUtf8 the bytes before `used` are whole, well-formed characters, and `out` holds
+// exactly their units. The lenient form relies on it: it steps over one byte and goes on. No kernel writes more units
+// than there are bytes.
 #include "text/Utf8.h"
 
 #include "text/StringAccess.h"
@@ -316,6 +326,41 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
         bytes.remove_prefix(used);
     }
     return units;
+}
+
+std::size_t DecodeUtf8Leniently(wchar_t* out, std::size_t room, std::string_view bytes) noexcept
+{
+    std::size_t units = 0;
+    for (std::size_t i = 0; i < bytes.size();) {
+        std::uint32_t code = 0;
+        std::size_t length = ReadSequence(bytes, i, code);
+        if (length == 0) {
+            code = ByteAt(bytes, i);
+            length = 1;
+        }
+        wchar_t pair[2];
+        wchar_t const* const end = PutCodePoint(pair, code);
+        for (wchar_t const* unit = pair; unit != end; ++unit, ++units)
+            if (units < room) out[units] = *unit;
+        i += length;
+    }
+    return units;
+}
+
+std::string_view WithoutBegunCharacter(std::string_view bytes) noexcept
+{
+    std::size_t tails = 0;
+    while (tails < 3 && tails < bytes.size() && IsTail(ByteAt(bytes, bytes.size() - 1 - tails))) ++tails;
+    if (tails == bytes.size()) return bytes;
+    std::size_t const begin = bytes.size() - 1 - tails;
+    // The begun character is one if some tails make it whole. The second byte has narrower bounds than the others.
+    for (char const tail : {'\x80', '\xBF'}) {
+        char whole[4] = {tail, tail, tail, tail};
+        std::copy(bytes.begin() + static_cast<std::ptrdiff_t>(begin), bytes.end(), whole);
+        std::uint32_t code = 0;
+        if (ReadSequence({whole, 4}, 0, code) > tails + 1) return bytes.substr(0, begin);
+    }
+    return bytes;
 }
 
 void WidenBytes(wchar_t* out, std::string_view bytes) noexcept

@@ -39,6 +39,11 @@ std::size_t CountUtf16Units(std::string_view bytes) noexcept;
 /// Decodes into a buffer of at least bytes.size() units; a byte that is no UTF-8 becomes the unit of its value.
 /// Returns the count of units.
 std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept;
+/// The same into a buffer that may be too small: writes the first `room` units at most and returns the count of all.
+/// The bytes are never cut, because a character that is cut would become other units. Slower than the above.
+std::size_t DecodeUtf8Leniently(wchar_t* out, std::size_t room, std::string_view bytes) noexcept;
+/// Bytes that may have been cut behind any byte, without the begun character at their end.
+std::string_view WithoutBegunCharacter(std::string_view bytes) noexcept;
 
 // Bytes that are units of their own (Latin-1) -------------------------------------------------------------------
 

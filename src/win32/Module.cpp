@@ -1,18 +1,17 @@
 #include "win32/Module.h"
 
 #include "win32/LastError.h"
-#include "win32/Paths.h"
 
 #include <windows.h>
 
 namespace xc::win32 {
 
-Module Module::Load(std::wstring const& path)
+Module Module::Load(SystemPath const& path)
 {
     // A failing load must return, not show a box that nobody sees on a server.
     DWORD before = 0;
     ::SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
-    HMODULE const handle = ::LoadLibraryExW(SystemPath(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    HMODULE const handle = ::LoadLibraryExW(path.ForSystem(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     KeepLastError const keep;
     ::SetThreadErrorMode(before, nullptr);
     return Module(handle);

@@ -1,7 +1,8 @@
 // Module.h - loading modules and asking for their functions.
 #pragma once
 
-#include <string>
+#include "win32/SystemPath.h"
+
 #include <utility>
 
 namespace xc::win32 {
@@ -21,9 +22,9 @@ public:
     }
     ~Module() { Free(); }
 
-    /// Loads the module of this absolute path, or takes one more reference when it is loaded already. What it links to
+    /// Loads the module of this path, or takes one more reference when it is loaded already. What it links to
     /// is looked for in its own directory first. Empty on failure, with the thread's last error.
-    static Module Load(std::wstring const& path);
+    static Module Load(SystemPath const& path);
     /// One more reference to the loaded module that an address lies in; empty when it lies in none.
     static Module OfAddress(void const* address) noexcept;
     /// Whether an address lies in the image of this module.

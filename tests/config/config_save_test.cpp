@@ -12,6 +12,7 @@
 
 namespace {
 
+using xc::win32::SystemPath;
 using xc_test::ScratchFile;
 
 constexpr char kOld[] = "[s]\nk=old\n";
@@ -36,7 +37,7 @@ public:
 
     FailingSteps(Step failing, bool crash) : m_failing(failing), m_crash(crash) {}
 
-    unsigned long Create(std::wstring const& target, std::wstring& temporary) override
+    unsigned long Create(SystemPath const& target, SystemPath& temporary) override
     {
         if (unsigned long const error = FailAt(Step::Create)) return error;
         unsigned long const error = m_real->Create(target, temporary);
@@ -63,14 +64,14 @@ public:
         unsigned long const error = FailAt(Step::Close);
         return error ? error : real;
     }
-    unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override
+    unsigned long Replace(SystemPath const& temporary, SystemPath const& target) override
     {
         unsigned long const error = FailAt(Step::Replace);
         return error ? error : m_real->Replace(temporary, target);
     }
-    void Remove(std::wstring const& temporary) noexcept override { m_real->Remove(temporary); }
+    void Remove(SystemPath const& temporary) noexcept override { m_real->Remove(temporary); }
 
-    [[nodiscard]] std::wstring const& Temporary() const { return m_temporary; }
+    [[nodiscard]] SystemPath const& Temporary() const { return m_temporary; }
 
 private:
     unsigned long FailAt(Step step) const
@@ -81,15 +82,15 @@ private:
     }
 
     std::unique_ptr<xc::win32::ReplaceSteps> m_real = xc::win32::SystemReplaceSteps();
-    std::wstring m_temporary;
+    SystemPath m_temporary;
     Step m_failing;
     bool m_crash;
 };
 
-bool IsThere(std::wstring const& path)
+bool IsThere(SystemPath const& path)
 {
     std::string bytes;
-    return !path.empty() && xc::win32::ReadWholeFile(path, bytes) == 0;
+    return !path.IsEmpty() && xc::win32::ReadWholeFile(path, bytes) == 0;
 }
 
 TEST(XCConfigSave, AFailureAtAnyStepLeavesTheOldFile)
@@ -98,7 +99,7 @@ TEST(XCConfigSave, AFailureAtAnyStepLeavesTheOldFile)
         SCOPED_TRACE(static_cast<int>(step));
         ScratchFile const disk(kOld, "xc_config_steps.ini");
         FailingSteps failing(step, false);
-        EXPECT_EQ(xc::win32::ReplaceFileContents(disk.Path(), kNew, failing), kInjected);
+        EXPECT_EQ(xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, failing), kInjected);
         EXPECT_EQ(disk.Bytes(), kOld);
         EXPECT_FALSE(IsThere(failing.Temporary()));
     }
@@ -109,16 +110,16 @@ TEST(XCConfigSave, ACrashAtAnyStepLeavesTheOldFileAndTheNextSaveWorks)
     for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace}) {
         SCOPED_TRACE(static_cast<int>(step));
         ScratchFile const disk(kOld, "xc_config_steps.ini");
-        std::wstring leftover;
+        SystemPath leftover;
         {
             FailingSteps crashing(step, true);
-            EXPECT_THROW(xc::win32::ReplaceFileContents(disk.Path(), kNew, crashing), FailingSteps::Crash);
+            EXPECT_THROW(xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, crashing), FailingSteps::Crash);
             leftover = crashing.Temporary();
         }
         EXPECT_EQ(disk.Bytes(), kOld);
         EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
         EXPECT_EQ(disk.Bytes(), kNew);
-        if (!leftover.empty()) xc::win32::SystemReplaceSteps()->Remove(leftover);
+        if (!leftover.IsEmpty()) xc::win32::SystemReplaceSteps()->Remove(leftover);
     }
 }
 
@@ -345,7 +346,7 @@ TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
     ScratchFile const disk(kOld, "xc_config_left.ini");
     EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
     for (auto const& c : cases) {
-        EXPECT_EQ(IsThere(c.name), c.stays) << c.fault;
+        EXPECT_EQ(IsThere(SystemPath(c.name)), c.stays) << c.fault;
         ::DeleteFileW(c.name.c_str());
     }
 }

@@ -51,7 +51,9 @@ TEST(Calendar, StepsAnswerTheValueBeforeOrAfter)
     ExpectSteps(leapDay, march);
     ExpectSteps(last, midnight);
     ExpectSteps(XCDateTimeEx(leapDay, last), XCDateTimeEx(march, midnight));
-    XCTimeZone const tokyo = XCTimeZone::FromName(L"Tokyo Standard Time"); // nine hours ahead
+    bool known = false;
+    XCTimeZone const tokyo = XCTimeZone::FromName(L"Tokyo Standard Time", &known); // nine hours ahead
+    ASSERT_TRUE(known);                                                            // an unknown zone is UTC
     XCDateTimeEx const evening(leapDay, XCTimeEx(20, 0, 0));
     EXPECT_EQ(evening.GetWeekDay(tokyo), march.GetWeekDay());
     EXPECT_EQ(evening.GetYearDay(tokyo), 61u);

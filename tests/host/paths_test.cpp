@@ -93,7 +93,7 @@ TEST(ModulePaths, AListThatAnotherProgramHoldsIsReported)
     folder.Write("osx.lst", "reader.osx");
     HANDLE const held =
         ::CreateFileW((folder.path / "osx.lst").wstring().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    ExpectSaid(Session(folder), L"ERR> ***The plug-ins list file @\\osx.lst cannot be read (system error 32).\n");
+    ExpectSaid(Session(folder), L"ERR> ***The plug-ins list file @\\osx.lst cannot be read (system error 32: ");
     ::CloseHandle(held);
 }
 

@@ -1,5 +1,6 @@
 #include "log_files.h"
 
+#include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCLog.h>
 
 #include <chrono>
@@ -118,11 +119,15 @@ TEST(XCLogSubscriber, WhatOneDoesInsideOnFlushNeverHurtsTheOthers)
         std::function<void(Bench&, RecorderPtr const&, RecorderPtr const&)> misbehaves;
         wchar_t const *first, *second;
         std::uint64_t failures;
+        wchar_t const* text = L"";
     };
     Case const cases[] = {
         {"throw ends the delivery", [](Bench&, auto&, auto&) { throw std::runtime_error("broken"); }, L"1:x|1:y|",
-         L"1:x|1:y|", 2},
-        {"foreign exception", [](Bench&, auto&, auto&) { throw 5; }, L"1:x|1:y|", L"1:x|1:y|", 2},
+         L"1:x|1:y|", 2, L"A log subscriber failed: broken"},
+        {"text read as bytes of another encoding", [](Bench&, auto&, auto&) { throw XCException(L"Gr\u00F6\u00DFe"); },
+         L"1:x|1:y|", L"1:x|1:y|", 2, L"A log subscriber failed: Gr\u00F6\u00DFe"},
+        {"foreign exception", [](Bench&, auto&, auto&) { throw 5; }, L"1:x|1:y|", L"1:x|1:y|", 2,
+         L"A log subscriber failed: unknown exception"},
         {"own record comes back, or before the present one",
          [](Bench& b, auto&, auto&) { b.out << L"own" << std::flush; }, L"1:x|1:y|", L"1:x|1:own|1:y|1:own|", 0},
         {"detaching itself skips the next", [](Bench& b, auto& self, auto&) { b.manager.RemoveSubscriber(self); },
@@ -152,6 +157,7 @@ TEST(XCLogSubscriber, WhatOneDoesInsideOnFlushNeverHurtsTheOthers)
         EXPECT_EQ(first->seen, c.first);
         EXPECT_EQ(second->seen, c.second);
         EXPECT_EQ(b.manager.GetFailureCount(), c.failures);
+        EXPECT_EQ(b.manager.GetLastFailure(), c.text);
         first->during = nullptr;
     }
 }

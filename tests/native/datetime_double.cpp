@@ -19,6 +19,7 @@ std::vector<ZoneData> const& Zones()
         ZoneRules const eastern{300, 0, -60, On(11, 1, 2), On(3, 2, 2)};
         ZoneRules const sydney{-600, 0, -60, On(4, 1, 3), On(10, 1, 2)};
         ZoneRules const india{-330, 0, -60, {}, {}};
+        ZoneRules const tokyo{-540, 0, -60, {}, {}};
         ZoneRules const utc{};
         return std::vector<ZoneData>{
             {L"Eastern Standard Time",
@@ -36,6 +37,7 @@ std::vector<ZoneData> const& Zones()
              {},
              true},
             {L"India Standard Time", L"India Standard Time", L"India Daylight Time", india, 0, {}, true},
+            {L"Tokyo Standard Time", L"Tokyo Standard Time", L"Tokyo Daylight Time", tokyo, 0, {}, true},
             {L"UTC", L"UTC", L"UTC", utc, 0, {}, true},
         };
     }();

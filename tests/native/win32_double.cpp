@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
@@ -92,6 +93,13 @@ std::int64_t UtcTicks() noexcept
     return (static_cast<std::int64_t>(now.tv_sec) + 11644473600) * 10000000 + now.tv_nsec / 100;
 }
 
+std::uint64_t TickMs() noexcept
+{
+    std::timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+}
+
 std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 {
     std::wstring const wide(name);
@@ -103,7 +111,7 @@ std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 
 std::wstring ModulePath(void*)
 {
-    return L"native";
+    return L"C:\\native"; // in the form that programs have where the library is used
 }
 
 void CallAtExit(void (*function)())
@@ -114,6 +122,18 @@ void CallAtExit(void (*function)())
 unsigned long ProcessId() noexcept
 {
     return static_cast<unsigned long>(::getpid());
+}
+
+bool IsProcessAlive(unsigned long id) noexcept
+{
+    return ::kill(static_cast<pid_t>(id), 0) == 0;
+}
+
+std::uint64_t TickMs() noexcept
+{
+    std::timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
 }
 
 unsigned long ThreadId() noexcept

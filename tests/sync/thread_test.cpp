@@ -131,9 +131,14 @@ TEST(XCThread, ExceptionsEndAtTheThread)
         void (*callback)();
         wchar_t const* failure;
     };
+    struct NullMessage : std::exception {
+        [[nodiscard]] char const* what() const noexcept override { return nullptr; }
+    };
     Row const rows[] = {
         {[] { throw XCException(L"\u00E9t\u00E9"); }, L"\u00E9t\u00E9"},
-        {[] { throw std::runtime_error("plain"); }, L"plain"},
+        {[] { throw std::runtime_error("UTF-8 \xC3\xA9, not UTF-8 \xE9"); }, L"UTF-8 \u00E9, not UTF-8 \u00E9"},
+        {[] { throw std::bad_alloc(); }, L"out of memory"},
+        {[] { throw NullMessage(); }, L"an exception without a message"},
         {[] { throw 42; }, L"unknown exception"},
         {[] {}, L"exit two"},
     };

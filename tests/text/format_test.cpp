@@ -43,7 +43,10 @@ TEST(XCStringFormat, Conversions)
         {"width and side of text", Formatted(L"[%5s][%-5s][%5S][%-5S]", L"ab", L"ab", "cd", "cd"),
          L"[   ab][ab   ][   cd][cd   ]"},
         {"precision of text", Formatted(L"%.2s %.2S %.9s", L"abc", "xyz", L"q"), L"ab xy q"},
-        {"precision cuts a UTF-8 sequence", Formatted(L"%.4S|", "ab\xE2\x82\xAC"), L"ab\u00E2\u0082|"},
+        {"precision cuts a UTF-8 sequence", Formatted(L"%.4S|", "ab\xE2\x82\xAC"), L"ab|"},
+        {"precision ends with a sequence", Formatted(L"%.5S|", "ab\xE2\x82\xAC"), L"ab\u20AC|"},
+        {"precision ends with what is no UTF-8", Formatted(L"%.3S|%.2S|", "ab\xFF", "\xF5\x80\x80"),
+         L"ab\u00FF|\u00F5\u0080|"},
         {"signs", Formatted(L"%d %+d % d %+d", -5, 5, 5, 0), L"-5 +5  5 +0"},
         {"zero padding", Formatted(L"%05d %-05d| %05.2d %+05d", -42, 42, 7, 3), L"-0042 42   |    07 +0003"},
         {"limits of 32 bits", Formatted(L"%d %u %i", INT32_MIN, UINT32_MAX, INT32_MAX),
@@ -155,8 +158,9 @@ TEST(PrintFormat, TypedValuesNeverFault)
 
 TEST(PrintFormat, BuffersAreCutAndTerminated)
 {
-    FormatValue const values[] = {FormatValue::Wide(L"ab\xD83D\xDE00z"), FormatValue::Narrow("narrow")};
-    struct Row {
+    FormatValue const values[] = {FormatValue::Wide(L"ab\xD83D\xDE00z"), FormatValue::Narrow("narrow"),
+                                  FormatValue::Narrow("\xE2\x82\xAC\xE2\x82\xAC\xC2\xA2\xFF\xF0\x9F\x98\x80")};
+    struct Row { // more bytes than room must not split, lose or misplace a character that fits
         wchar_t const* format;
         std::size_t capacity;
         wchar_t const* expected;
@@ -166,7 +170,14 @@ TEST(PrintFormat, BuffersAreCutAndTerminated)
                         {L"%s", 4, L"ab"},
                         {L"%9s", 4, L"   "},
                         {L"<%s%10S>", 12, L"<ab\xD83D\xDE00z    n"},
-                        {L"%-99s", 5, L"ab\xD83D\xDE00"}};
+                        {L"%-99s", 5, L"ab\xD83D\xDE00"},
+                        {L"%.0s%.0S%S", 7, L"\x20AC\x20AC\xA2\xFF\xD83D\xDE00"},
+                        {L"%.0s%.0S%S", 6, L"\x20AC\x20AC\xA2\xFF"},
+                        {L"%.0s%.0S%S", 3, L"\x20AC\x20AC"},
+                        {L"%.0s%.0S%8S", 8, L"  \x20AC\x20AC\xA2\xFF"},
+                        {L"%.0s%.0S%-8S|", 9, L"\x20AC\x20AC\xA2\xFF\xD83D\xDE00  "},
+                        {L"%.0s%.0S%.11S|", 12, L"\x20AC\x20AC\xA2\xFF|"},
+                        {L"%.0s%.0S%.5S|", 12, L"\x20AC|"}};
     for (Row const& row : rows) {
         xc::text::ValueListSource source(values);
         wchar_t buffer[16];

@@ -104,7 +104,8 @@ struct FileData {
     explicit FileData(XCString name);
     ~FileData();
 
-    XCString const fileName;
+    XCString const fileName; ///< as it was given
+    XCString const path;     ///< where that was when the object was made
     XCCriticalSection lock;
     unsigned int lockDepth = 0;                ///< of the thread that holds the lock
     std::atomic<bool> everRemovedLocks{false}; ///< only then Unlock may come without a lock

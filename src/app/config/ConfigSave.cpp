@@ -13,6 +13,7 @@
 #include "encoding/EncodedText.h"
 #include "text/Units.h"
 #include "win32/FileIo.h"
+#include "win32/SystemPath.h"
 
 #include <algorithm>
 
@@ -173,27 +174,34 @@ XCErrorID WriteText(ConfigWriter& writer, FileData const& file)
     return XCErrorID::Success;
 }
 
+/// Writes the file to `path`, which messages call `fileName`.
+XCErrorID SaveAs(XCConfigFile const& file, XCString const& path, XCString const& fileName)
+{
+    constexpr std::size_t kRoomForEdits = 4096;
+    XCConfigLock const lock(file);
+    FileData const& data = Access::Of(file);
+    if (data.partlyRead) return PartlyRead(data.fileName);
+    ConfigWriter writer(data.encoding, data.crlf, data.textLength + kRoomForEdits);
+    if (XCErrorID const fault = WriteText(writer, data); fault.Bad()) return fault;
+    std::string bytes;
+    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
+    if (data.encoding == XCTextEncoding::Ansi && ReadsAsOtherText(bytes))
+        return WouldNotReadBack(XCString(), XCString(), L"these bytes would be read as UTF-8");
+    unsigned long const error =
+        win32::ReplaceFileContents(win32::SystemPath(path.View()), bytes, *win32::SystemReplaceSteps());
+    return error == 0 ? XCErrorID::Success : CannotWrite(fileName, error);
+}
+
 } // namespace
 
 } // namespace xc::config
 
 XCErrorID XCConfigFile::Save() const
 {
-    return Save2(m_data->fileName);
+    return xc::config::SaveAs(*this, m_data->path, m_data->fileName);
 }
 
 XCErrorID XCConfigFile::Save2(XCString const& fileName) const
 {
-    constexpr std::size_t kRoomForEdits = 4096;
-    XCConfigLock const lock(*this);
-    xc::config::FileData const& data = *m_data;
-    if (data.partlyRead) return xc::config::PartlyRead(data.fileName);
-    xc::config::ConfigWriter writer(data.encoding, data.crlf, data.textLength + kRoomForEdits);
-    if (XCErrorID const fault = xc::config::WriteText(writer, data); fault.Bad()) return fault;
-    std::string bytes;
-    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
-    if (data.encoding == Encoding::Ansi && xc::config::ReadsAsOtherText(bytes))
-        return xc::config::WouldNotReadBack(XCString(), XCString(), L"these bytes would be read as UTF-8");
-    unsigned long const error = xc::win32::ReplaceFileContents(fileName, bytes, *xc::win32::SystemReplaceSteps());
-    return error == 0 ? XCErrorID::Success : xc::config::CannotWrite(fileName, error);
+    return xc::config::SaveAs(*this, fileName, fileName);
 }

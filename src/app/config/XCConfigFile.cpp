@@ -10,6 +10,7 @@
 #include "encoding/EncodedText.h"
 #include "text/NumberText.h"
 #include "win32/FileIo.h"
+#include "win32/SystemPath.h"
 
 #include <cstring>
 
@@ -41,7 +42,10 @@ struct SectionIndex {
     text::NameIndex<Sections::iterator, NameOf> table;
 };
 
-FileData::FileData(XCString name) : fileName(std::move(name)), sections(&memory) {}
+FileData::FileData(XCString name)
+    : fileName(std::move(name)), path(win32::SystemPath(fileName.View()).Text()), sections(&memory)
+{
+}
 FileData::~FileData() = default;
 
 Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name)
@@ -130,7 +134,7 @@ void ReadBytes(XCConfigFile& file, std::string const& bytes)
     }
     Empty(file);
     data.partlyRead = true;
-    encoding::UnitBuffer const readable = encoding::DecodeReadablePart(bytes, data.encoding);
+    encoding::UnitBuffer const readable = encoding::DecodeStart(bytes, data.encoding);
     LineAndColumn const place = Locate(readable.View(), readable.View().size());
     throw XCConfigStreamException(kMalformed, data.fileName, place.line, place.column);
 }
@@ -202,7 +206,7 @@ XCSmartPtr<XCConfigFile> XCConfigFile::FromText(std::wstring_view text, XCString
 XCErrorID XCConfigFile::Reload()
 {
     std::string bytes;
-    if (unsigned long const error = xc::win32::ReadWholeFile(m_data->fileName, bytes))
+    if (unsigned long const error = xc::win32::ReadWholeFile(xc::win32::SystemPath(m_data->path.View()), bytes))
         return xc::config::CannotRead(m_data->fileName, error);
     XCConfigLock const lock(*this);
     xc::config::ReadBytes(*this, bytes);

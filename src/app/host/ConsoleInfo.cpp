@@ -2,12 +2,12 @@
 
 #include "errors/CoreError.h"
 #include "win32/Console.h"
-#include "win32/Paths.h"
-#include "win32/UniqueHandle.h"
+#include "win32/File.h"
 
 #include <cstdio>
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 namespace {
 
@@ -39,11 +39,12 @@ private:
 /// Over the file, which is created when missing; none, and the thread's last error, when it cannot be opened.
 Descriptor OpenToAppend(XCString const& fileName)
 {
-    xc::win32::UniqueFile file(::CreateFileW(xc::win32::SystemPath(fileName).c_str(), FILE_APPEND_DATA | SYNCHRONIZE,
-                                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) return Descriptor(-1);
-    int const descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.Get()), _O_APPEND | _O_BINARY);
+    using xc::win32::FileMode;
+    xc::win32::File file;
+    if (file.Open(xc::win32::SystemPath(fileName.View()),
+                  {.access = FileMode::Access::Append, .start = FileMode::Start::OpenOrCreate}) != 0)
+        return Descriptor(-1);
+    int const descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.Handle()), _O_APPEND | _O_BINARY);
     if (descriptor < 0)
         ::SetLastError(ERROR_TOO_MANY_OPEN_FILES);
     else
@@ -110,8 +111,7 @@ XCConsoleInfo::~XCConsoleInfo()
 XCErrorID XCConsoleInfo::Open(XCString const& fileName)
 {
     Descriptor const file = OpenToAppend(fileName);
-    if (file.Get() < 0)
-        return xc::errors::MakeCoreError(XCErrConsoleNotRedirected, fileName, static_cast<long>(::GetLastError()));
+    if (file.Get() < 0) return xc::errors::MakeFileError(XCErrConsoleNotRedirected, fileName, ::GetLastError());
     XCLockGuard<XCCriticalSection> const guard(m_section);
     FlushStandardStreams();
     if (!m_state) m_state = std::make_unique<State>(); // else the console is known already

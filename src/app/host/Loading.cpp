@@ -7,9 +7,11 @@
 #include "encoding/EncodedText.h"
 #include "errors/CoreError.h"
 #include "errors/Sealed.h"
+#include "errors/SystemWords.h"
 #include "text/Utf8.h"
 #include "win32/FileIo.h"
-#include "win32/Paths.h"
+#include "win32/FileSystem.h"
+#include "win32/LastError.h"
 
 #include <string>
 
@@ -19,6 +21,7 @@ using xc::errors::PlugInFailure;
 using xc::errors::SayIfPossible;
 using xc::errors::Sealed;
 using xc::win32::Module;
+using xc::win32::SystemPath;
 
 namespace {
 
@@ -49,9 +52,9 @@ std::wstring Join(std::wstring directory, std::wstring_view name)
 
 ModulePlace PlaceOf(XCString const& path)
 {
-    std::wstring full = xc::win32::FullPath(path);
+    std::wstring full = SystemPath(path.View()).Text();
     while (full.size() > 3 && full.back() == L'\\') full.pop_back();
-    if (xc::win32::IsDirectory(full)) return {full, Join(full, kListFileName), false};
+    if (xc::win32::IsFolder(SystemPath(full))) return {full, Join(full, kListFileName), false};
     std::size_t const separator = full.find_last_of(L'\\');
     return {full.substr(0, separator == std::wstring::npos ? 0 : separator), full, true};
 }
@@ -60,8 +63,8 @@ ModulePlace PlaceOf(XCString const& path)
 XCErrorID ReadList(std::wstring const& path, xc::host::ModuleList& list)
 {
     std::string bytes;
-    if (unsigned long const error = xc::win32::ReadWholeFile(path, bytes); error != 0)
-        return MakeCoreError(XCErrListCannotRead, XCString(path), static_cast<long>(error));
+    if (unsigned long const error = xc::win32::ReadWholeFile(SystemPath(path), bytes); error != 0)
+        return xc::errors::MakeFileError(XCErrListCannotRead, XCString(path), error);
     XCConfigFile::Encoding encoding{};
     std::optional<xc::encoding::UnitBuffer> const text = xc::encoding::DecodeText(bytes, encoding);
     if (!text) return MakeCoreError(XCErrListMalformed, XCString(path));
@@ -72,9 +75,10 @@ XCErrorID ReadList(std::wstring const& path, xc::host::ModuleList& list)
 void FindModules(std::wstring const& directory, std::wstring const& extension, bool recursive,
                  std::vector<std::wstring>& paths)
 {
-    for (std::wstring const& name : xc::win32::FilesIn(directory, extension)) paths.push_back(Join(directory, name));
+    for (std::wstring const& name : xc::win32::FilesIn(SystemPath(directory), extension))
+        paths.push_back(Join(directory, name));
     if (!recursive) return;
-    for (std::wstring const& name : xc::win32::DirectoriesIn(directory))
+    for (std::wstring const& name : xc::win32::FoldersIn(SystemPath(directory)))
         FindModules(Join(directory, name), extension, recursive, paths);
 }
 
@@ -94,12 +98,12 @@ try {
     XCString const shown(path);
     Module& module = loaded.module.front().module;
     loaded.module.front().path = loaded.entry.front().name = shown;
-    module = Module::Load(path);
+    module = Module::Load(SystemPath(path));
     if (!module) {
-        XCErrorID const reason(XCSmartPtr<XCWinLastError>(new XCWinLastError));
+        XCString const reason = xc::errors::SystemFailure(path, xc::win32::LastError());
         Print(L"LoadLibrary fails on " + shown + L"\n");
-        PrintError(shown + L": " + reason.AsString());
-        return PlugInFailure(shown + L": " + reason.AsString());
+        PrintError(reason);
+        return PlugInFailure(reason);
     }
     auto* const entry = reinterpret_cast<EntryPoint*>(module.Find(NarrowName(entryName).c_str()));
     if (!entry) {
@@ -140,7 +144,7 @@ XCErrorID XCApplicationWithPlugIns::AddLoaded(Loaded& loaded) noexcept
 XCErrorID XCApplicationWithPlugIns::LoadPlugIn(XCString const& path, XCString const& entryName)
 {
     Loaded loaded;
-    XCErrorID const result = LoadModule(xc::win32::FullPath(path), entryName, loaded);
+    XCErrorID const result = LoadModule(SystemPath(path.View()).Text(), entryName, loaded);
     return result.Bad() ? result : AddLoaded(loaded);
 }
 
@@ -161,13 +165,13 @@ XCErrorID XCApplicationWithPlugIns::GetDLLPlugInsFromDirectory(XCString const& d
     ModulePlace const place = PlaceOf(directory);
     Print(L"Retrieving plug-ins from " + XCString(place.directory) + L"\n");
     std::vector<std::wstring> paths;
-    if (xc::win32::IsFile(place.listFile)) {
+    if (xc::win32::IsFile(SystemPath(place.listFile))) {
         xc::host::ModuleList list;
         if (XCErrorID const read = ReadList(place.listFile, list); read.Bad()) {
             PrintError(read.AsString());
             return read;
         }
-        for (XCString const& name : list.names) paths.push_back(xc::win32::FullPath(Join(place.directory, name)));
+        for (XCString const& name : list.names) paths.push_back(SystemPath(Join(place.directory, name)).Text());
         for (XCString const& name : list.refused)
             PrintError(XCString(place.listFile) + L": " + name + L" is not inside the folder of the list");
     } else if (place.listIsNamed)

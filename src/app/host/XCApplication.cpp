@@ -4,7 +4,7 @@
 #include "app/commandline/UsageText.h"
 #include "app/host/QuitSignal.h"
 #include "log/ApplicationTraceLevel.h"
-#include "win32/Paths.h"
+#include "win32/FileSystem.h"
 #include "win32/Process.h"
 #include "win32/Registry.h"
 
@@ -204,7 +204,7 @@ void XCApplication::ChooseDirectories()
     else
         for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
             std::optional<std::wstring> const folder = xc::win32::ReadEnvironment(name);
-            if (!folder || !xc::win32::IsDirectory(*folder)) continue;
+            if (!folder || !xc::win32::IsFolder(xc::win32::SystemPath(*folder))) continue;
             m_tmpDirectory = XCString(*folder);
             break;
         }

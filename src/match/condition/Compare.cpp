@@ -74,14 +74,16 @@ XCConditionValue Spelled(XCConditionValue const& text, XCConditionValue const& o
     return date.IsNull() ? text : XCConditionValue(date);
 }
 
-/// Skips digits and the unit after them; false when there are no digits or it is another unit.
-bool SkipField(std::wstring_view& text, wchar_t end) noexcept
+/// Whether the text begins with "digits/digits/digit", as a year or a day, a month and the third of them.
+bool LooksLikeDate(std::wstring_view text) noexcept
 {
-    std::size_t digits = 0;
-    while (digits < text.size() && text::IsDigit(text[digits])) ++digits;
-    if (digits == 0 || digits == text.size() || text[digits] != end) return false;
-    text.remove_prefix(digits + 1);
-    return true;
+    for (int separators = 0; separators < 2; ++separators) {
+        std::size_t digits = 0;
+        while (digits < text.size() && text::IsDigit(text[digits])) ++digits;
+        if (digits == 0 || digits == text.size() || text[digits] != L'/') return false;
+        text.remove_prefix(digits + 1);
+    }
+    return !text.empty() && text::IsDigit(text[0]);
 }
 
 } // namespace
@@ -95,8 +97,7 @@ std::partial_ordering CompareValues(XCConditionValue const& a, XCConditionValue 
 XCDateTime ReadDate(std::wstring_view text)
 {
     // The reader of dates takes what it can get; a text such as "12 apples" is not meant as one.
-    std::wstring_view day = text;
-    if (!SkipField(day, L'/') || !SkipField(day, L'/') || day.empty() || !text::IsDigit(day[0])) return {};
+    if (!LooksLikeDate(text)) return {};
     XCDateTime date;
     return date.FromString(XCString(text)) ? date : XCDateTime();
 }

@@ -1,0 +1,251 @@
+#include "work/Executor.h"
+
+#include <XelbrinCore/XCThread.h>
+
+#include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
+#include "win32/Clock.h"
+#include "work/TaskBoard.h"
+
+namespace xc::work {
+
+namespace {
+
+/// The slot of the innermost frame of each thread.
+unsigned long FrameSlot()
+{
+    static unsigned long const slot = XCThread::AllocateThreadKey();
+    return slot;
+}
+
+// Both are made with the first executor, while there is memory, and never destroyed.
+XCErrorID const& FailureWithoutMemory()
+{
+    static XCErrorID const& failure =
+        *new XCErrorID(errors::MakeCoreError(XCErrTaskFailed, XCString(L"out of memory")));
+    return failure;
+}
+
+XCErrorID const& CancelledError()
+{
+    static XCErrorID const& cancelled = *new XCErrorID(errors::MakeCoreError(XCErrCancelled));
+    return cancelled;
+}
+
+} // namespace
+
+XCErrorID FailureOfTask() noexcept
+try {
+    return errors::MakeCoreError(XCErrTaskFailed, errors::TextOfException());
+} catch (...) {
+    return FailureWithoutMemory();
+}
+
+Frame* TopFrame() noexcept
+{
+    return static_cast<Frame*>(XCThread::Get(FrameSlot()));
+}
+
+bool RunTask(Frame& frame) noexcept
+{
+    frame.below = TopFrame();
+    frame.depth = frame.below ? frame.below->depth + 1 : 0;
+    XCThread::Set(FrameSlot(), &frame);
+    XCTaskState state = XCTaskState::Done;
+    try {
+        TaskAccess::Run(*frame.task);
+    } catch (...) {
+        TaskAccess::Error(*frame.task) = FailureOfTask();
+        state = XCTaskState::Failed;
+    }
+    TaskAccess::Drop(*frame.task);
+    XCThread::Set(FrameSlot(), frame.below);
+    theBoard.Finish(*frame.task, state);
+    return state == XCTaskState::Failed;
+}
+
+void EndUnrun(XCTask& task, XCErrorID const& why) noexcept
+{
+    TaskAccess::Error(task) = why.Bad() ? why : CancelledError();
+    TaskAccess::Drop(task);
+    theBoard.Finish(task, XCTaskState::Cancelled);
+}
+
+bool Refuse(XCTask& task, XCErrorID const& why) noexcept
+{
+    if (!TaskAccess::Move(task, XCTaskState::Queued, XCTaskState::Running)) return false;
+    EndUnrun(task, why);
+    return true;
+}
+
+bool TaskAccess::Move(XCTask& task, XCTaskState from, XCTaskState to) noexcept
+{
+    std::atomic<std::uint32_t>& word = State(task);
+    std::uint32_t seen = word.load(std::memory_order_acquire);
+    while (StateOf(seen) == from)
+        if (word.compare_exchange_weak(seen, (seen & ~kStateBits) | Word(to), std::memory_order_acq_rel)) return true;
+    return false;
+}
+
+ExecutorCore::ExecutorCore(XCString const& name) : m_name(name)
+{
+    FrameSlot();
+    FailureWithoutMemory();
+    CancelledError();
+}
+
+ExecutorCore::~ExecutorCore()
+{
+    theBoard.Pass();
+}
+
+void TaskList::PushBack(XCTask& task) noexcept
+{
+    TaskAccess::Linked(task) = true;
+    TaskAccess::Next(task) = nullptr;
+    TaskAccess::Previous(task) = m_last;
+    (m_last ? TaskAccess::Next(*m_last) : m_first) = &task;
+    m_last = &task;
+}
+
+XCTask* TaskList::PopFront() noexcept
+{
+    XCTask* const task = m_first;
+    if (task) Remove(*task);
+    return task;
+}
+
+void TaskList::Remove(XCTask& task) noexcept
+{
+    XCTask *const next = TaskAccess::Next(task), *const previous = TaskAccess::Previous(task);
+    (previous ? TaskAccess::Next(*previous) : m_first) = next;
+    (next ? TaskAccess::Previous(*next) : m_last) = previous;
+    TaskAccess::Linked(task) = false;
+}
+
+Deadline::Deadline(std::uint32_t timeoutMs) noexcept
+    : m_end(timeoutMs == XCInfinite ? UINT64_MAX
+            : timeoutMs == 0        ? 0
+                                    : win32::TickMs() + timeoutMs)
+{
+}
+
+std::uint32_t Deadline::Left() const noexcept
+{
+    if (m_end == UINT64_MAX) return XCInfinite;
+    if (m_end == 0) return 0;
+    std::uint64_t const now = win32::TickMs();
+    return now >= m_end ? 0 : static_cast<std::uint32_t>(m_end - now);
+}
+
+} // namespace xc::work
+
+using namespace xc::work;
+
+XCTask::XCTask() noexcept
+{
+    m_node.task = this;
+}
+
+XCTask::~XCTask() = default;
+
+XCTaskState XCTask::GetState() const noexcept
+{
+    return TaskAccess::StateOf(m_state.load(std::memory_order_acquire));
+}
+
+bool XCTask::Cancel() noexcept
+{
+    return theBoard.Cancel(*this);
+}
+
+bool XCTask::IsCancelAsked() const noexcept
+{
+    return (m_state.load(std::memory_order_relaxed) & TaskAccess::kCancelAsked) != 0 ||
+           (GetState() == XCTaskState::Running && GetCurrent() == this && m_executor->IsStopping());
+}
+
+XCErrorID XCTask::Wait(unsigned int timeoutMs)
+{
+    if (!IsFinished())
+        if (XCErrorID const refused = theBoard.Wait(m_node, timeoutMs); refused.Bad()) return refused;
+    return m_error;
+}
+
+XCErrorID XCTask::GetError() const
+{
+    return IsFinished() ? m_error : XCErrorID();
+}
+
+XCTask* XCTask::GetCurrent() noexcept
+{
+    Frame const* const top = TopFrame();
+    return top ? top->task : nullptr;
+}
+
+XCExecutor::~XCExecutor()
+{
+    m_core->Release();
+}
+
+XCString XCExecutor::GetName() const
+{
+    return m_core->Name();
+}
+
+XCErrorID XCExecutor::Add(XCSmartPtr<XCTask> const& task)
+{
+    XCErrorID refused;
+    AddTask(*task, nullptr, refused);
+    return refused;
+}
+
+void XCExecutor::AddTask(XCTask& task, GroupState* group, XCErrorID& refused)
+{
+    // Until everything is in place nobody may claim it.
+    if (!TaskAccess::Move(task, XCTaskState::New, XCTaskState::Running))
+        throw XCException(L"the task was given to an executor before");
+    TaskAccess::Executor(task) = m_core;
+    theBoard.Enter(task, group);
+    TaskAccess::Move(task, XCTaskState::Running, XCTaskState::Queued);
+    refused = m_core->Add(task);
+    if (refused.Bad())
+        Refuse(task, refused);
+    else
+        theBoard.OfferHelp(task);
+}
+
+XCTaskGroup::XCTaskGroup(XCExecutor& executor) : m_executor(executor), m_state(new GroupState)
+{
+    m_state->AddRef();
+    theBoard.EnterGroup(*m_state);
+}
+
+XCTaskGroup::~XCTaskGroup()
+{
+    CancelRest();
+    try {
+        (void)theBoard.Wait(m_state->node, XCInfinite);
+    } catch (...) { // no memory to say that the wait would never end
+    }
+    theBoard.Leave(*m_state);
+    m_state->Release();
+}
+
+XCErrorID XCTaskGroup::Add(XCSmartPtr<XCTask> const& task)
+{
+    XCErrorID refused;
+    TaskAccess::Add(m_executor, *task, m_state, refused);
+    return refused;
+}
+
+XCErrorID XCTaskGroup::Wait(unsigned int timeoutMs)
+{
+    if (XCErrorID const refused = theBoard.Wait(m_state->node, timeoutMs); refused.Bad()) return refused;
+    return m_state->firstFailure;
+}
+
+std::size_t XCTaskGroup::CancelRest() noexcept
+{
+    return theBoard.CancelMembers(*m_state);
+}

@@ -1,0 +1,69 @@
+// PoolCore.h - the queue and the threads of a pool.
+#pragma once
+
+#include <XelbrinCore/XCThreadPool.h>
+
+#include "work/Executor.h"
+
+#include <vector>
+
+namespace xc::work {
+
+class PoolCore final : public ExecutorCore {
+public:
+    PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options);
+
+    XCErrorID Add(XCTask& task) override;
+    void TakeOut(XCTask& task) noexcept override;
+    [[nodiscard]] bool IsStopping() const noexcept override { return m_stopping.load(std::memory_order_relaxed); }
+    [[nodiscard]] bool HasFreeRunner() noexcept override;
+    bool NoteBlocked(int change) noexcept override;
+    void StartSpare() noexcept override;
+
+    /// Runs a task that a waiter on one of the pool's threads has claimed, and gives its reference back.
+    void Help(XCTask& task) noexcept;
+    XCErrorID Stop(std::uint32_t timeoutMs, XCStopQueued queued);
+    XCErrorID WaitIdle(std::uint32_t timeoutMs);
+    [[nodiscard]] XCPoolStatistics Statistics() noexcept;
+    [[nodiscard]] unsigned int Maximum() const noexcept { return m_maximum; }
+
+private:
+    struct Runner { // a task at work, for the report of Stop
+        Frame frame;
+        Runner* next = nullptr;
+        Runner* previous = nullptr;
+    };
+    enum class Room { Queue, Refused, RunHere };
+
+    Room MakeRoom(std::unique_lock<win32::SlimLock>& hold, XCErrorID& refused);
+    [[nodiscard]] XCTask* Pop() noexcept;
+    [[nodiscard]] bool MayGrow() const noexcept;
+    void Reserve() noexcept;
+    XCErrorID StartReserved() noexcept;
+    void Work() noexcept;
+    bool AwaitWork(std::unique_lock<win32::SlimLock>& hold) noexcept;
+    bool Spin() const noexcept;
+    void RunHere(XCTask& task, std::uint64_t XCPoolStatistics::*count) noexcept;
+    void Begin(Runner& runner) noexcept;
+    void End(Runner& runner, bool failed) noexcept;
+    void CancelQueued() noexcept;
+    [[nodiscard]] bool IsIdle() const noexcept;
+    [[nodiscard]] XCString DescribeRunning() noexcept;
+
+    unsigned int const m_minimum, m_maximum;
+    XCPoolOptions const m_options;
+
+    win32::SlimLock m_lock; // guards all that follows
+    win32::SlimSignal m_work, m_room, m_change;
+    TaskList m_lists[3]; // by priority
+    std::atomic<std::size_t> m_queued{0};
+    unsigned int m_threads = 0, m_idle = 0, m_wakes = 0, m_blocked = 0, m_roomWaiters = 0, m_changeWaiters = 0;
+    std::atomic<unsigned int> m_spinning{0};
+    std::atomic<bool> m_stopping{false};
+    bool m_draining = false;
+    Runner* m_running = nullptr;
+    unsigned int m_runningCount = 0;
+    XCPoolStatistics m_statistics;
+};
+
+} // namespace xc::work

@@ -1,0 +1,124 @@
+// Slim locks, threads and thread slots over the native ones, for the sanitizer builds of the portable core.
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCThread.h>
+
+#include "win32/SlimLock.h"
+
+#include <chrono>
+#include <pthread.h>
+#include <thread>
+
+namespace xc::win32 {
+
+void SlimLock::lock() noexcept
+{
+    m_lock.lock();
+}
+
+void SlimLock::unlock() noexcept
+{
+    m_lock.unlock();
+}
+
+bool SlimSignal::Wait(SlimLock& lock, std::uint32_t timeoutMs) noexcept
+{
+    std::unique_lock guard(lock.m_lock, std::adopt_lock);
+    bool inTime = true;
+    if (timeoutMs == UINT32_MAX)
+        m_signal.wait(guard);
+    else // on the clock of the system, whose waits the thread sanitizer knows
+        inTime = m_signal.wait_until(guard, std::chrono::system_clock::now() + std::chrono::milliseconds(timeoutMs)) ==
+                 std::cv_status::no_timeout;
+    guard.release();
+    return inTime;
+}
+
+void SlimSignal::WakeOne() noexcept
+{
+    m_signal.notify_one();
+}
+
+void SlimSignal::WakeAll() noexcept
+{
+    m_signal.notify_all();
+}
+
+unsigned int ProcessorCount() noexcept
+{
+    return 2;
+}
+
+} // namespace xc::win32
+
+namespace xc::sync {
+
+struct ThreadHandle {
+    std::thread thread;
+};
+
+} // namespace xc::sync
+
+constinit std::atomic<unsigned long> glbComModel = XCComNone;
+unsigned long const XCThread::tlsDataIndex = 0;
+
+XCCallback::~XCCallback() = default;
+
+XCThread::XCThread(XCSmartPtr<XCCallback> callback) : m_callback(std::move(callback)), m_flags(glbComModel) {}
+
+XCThread::~XCThread()
+{
+    Join();
+}
+
+XCErrorID XCThread::Start(int)
+{
+    XCSmartPtr<XCThread> const self(m_deleteOnEnd ? this : nullptr);
+    std::thread thread([this, self] { m_callback->Call(); });
+    if (m_deleteOnEnd)
+        thread.detach();
+    else
+        m_identity.handle = std::make_shared<xc::sync::ThreadHandle>(xc::sync::ThreadHandle{std::move(thread)});
+    return XCErrorID::Success;
+}
+
+void XCThread::Join()
+{
+    if (m_identity.handle && m_identity.handle->thread.joinable()) m_identity.handle->thread.join();
+}
+
+void XCThread::SetName(XCString const& name)
+{
+    m_name = name;
+}
+
+XCString XCThread::GetName() const
+{
+    return m_name;
+}
+
+unsigned long XCThread::AllocateThreadKey()
+{
+    pthread_key_t key = 0;
+    if (pthread_key_create(&key, nullptr) != 0) throw XCException(L"no thread slot");
+    return key;
+}
+
+void* XCThread::Get(unsigned long key) noexcept
+{
+    return pthread_getspecific(static_cast<pthread_key_t>(key));
+}
+
+void XCThread::Set(unsigned long key, void* value)
+{
+    pthread_setspecific(static_cast<pthread_key_t>(key), value);
+}
+
+void XCThread::Sleep(unsigned int milliseconds) noexcept
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void XCThread::yield() noexcept
+{
+    std::this_thread::yield();
+}
