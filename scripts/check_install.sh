@@ -6,11 +6,11 @@ build=$1
 root=$(cd "$(dirname "$0")/.." && pwd)
 stage=$build/stage log=$build/outside.log
 
-# outside SOURCE FOLDER OPTIONS...: a project of its own, configured anew and built.
+# outside SOURCE FOLDER OPTIONS...: a project of its own, configured anew and built; only objects of the library stay.
 outside() {
     local source=$1 folder=$2
     shift 2
-    rm -f "$folder/CMakeCache.txt"
+    [ "$folder" = "$build/embedded" ] && rm -f "$folder/CMakeCache.txt" || rm -rf "$folder"
     cmake -G Ninja -S "$source" -B "$folder" "$@" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" &&
         cmake --build "$folder"
 }
@@ -49,7 +49,6 @@ says 'the program with the package' 'outside: text 1.0 1' "$build/consumer/consu
 says 'the program by pkg-config' 'outside: text 1.0 1' "$build/by-pkg-config/consumer.exe"
 says 'the program with a subdirectory' 'outside: text 1.0 1' "$build/embedded/by_subdirectory.exe"
 says 'the program with fetched sources' 'outside: text 1.0 1' "$build/embedded/consumer.exe"
-rm -f "$build"/consumer/*.debug
 says 'a stack without debug data' 'no source file' "$build/consumer/consumer.exe" stack
 cp "$stage"/bin/*.debug "$build/consumer/"
 says 'a stack with debug data' 'source file' "$build/consumer/consumer.exe" stack

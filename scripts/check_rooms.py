@@ -41,7 +41,7 @@ HEADER_ROOM = {
     "XCString.h": "text", "XCStringValue.h": "text", "XCStringOrder.h": "text", "XCStringTools.h": "text",
     "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
     "XCTimeZone.h": "errors",
-    "XCFormatContext.h": "errors", "XCDouble.h": "errors",
+    "XCFormatContext.h": "errors", "XCDouble.h": "errors", "XCErrorID.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
     "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCDateAndTime.h": "datetime",
     "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",
@@ -52,12 +52,13 @@ HEADER_ROOM = {
     "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
-    "XCNFANodeSet.h": "match", "XCCondition.h": "match/condition",
+    "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
     "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
     "XCPlugIn.h": "app/host",
-    "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",
+    "XCApplication.h": "app/host", "XCApplicationBase.h": "app/host", "XCApplicationWithPlugIns.h": "app/host",
+    "XCConsoleInfo.h": "app/host", "XCUnitTest.h": "unittest",
 }
 # Files above all rooms: the umbrella, and the constants of all exported classes.
 ABOVE_ALL = {"include/XelbrinCore/XelbrinCore.h", "src/ExportedConstants.cpp"}

@@ -13,7 +13,7 @@
 /// A double that is always rounded to a number of decimals, half away from zero, as a person would round the figure on
 /// paper: XCDouble(1.005, 2) is 1.01 although the nearest binary number lies below 1.005.
 ///
-/// Rounding looks at 15 significant digits, so the dust that binary arithmetic leaves behind does not decide. A value
+/// Rounding looks at 15 significant digits, so rounding errors of binary arithmetic do not decide. A value
 /// that has 15 or more digits before the last decimal is kept as it is; so are infinities and "not a number".
 /// Results of arithmetic keep the larger number of decimals of the operands; a plain number has none of its own and is
 /// not rounded before it enters. Compared with a plain number, that number is rounded to the decimals of this one.

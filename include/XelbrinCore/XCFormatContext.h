@@ -11,7 +11,7 @@
 
 #include <cstddef>
 
-/// What the making of a text needs to know: the reader's language and time zone. A small value.
+/// The reader's language and time zone, for whoever makes a text. A small value.
 class XC_API XCFormatContext {
 public:
     /// The longest language text that is kept, in units; longer ones are cut.

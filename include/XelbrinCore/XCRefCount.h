@@ -68,7 +68,7 @@ public:
     operator T*() const noexcept { return m_object; }
     /// Whether it points to nothing.
     [[nodiscard]] bool IsNull() const noexcept { return m_object == nullptr; }
-    /// Releases what is held.
+    /// Releases the object.
     void Clear() noexcept { Give(nullptr); }
 
     /// Compared with a raw pointer, another smart pointer or 0: the addresses.
@@ -97,7 +97,7 @@ protected:
     XCSmartPtrBase(XCSmartPtrBase const&) = delete;
     XCSmartPtrBase& operator=(XCSmartPtrBase const&) = delete;
 
-    /// Counts the new object, then lets go of the old one.
+    /// Counts the new object, then releases the old one.
     void Set(T* object)
     {
         if (object) object->AddRef();
@@ -141,7 +141,7 @@ public:
         if (this != &other) Base::Give(other.Base::Take());
         return *this;
     }
-    /// Counts the object and lets go of the old one.
+    /// Counts the object and releases the old one.
     XCSmartPtr& operator=(T* object)
     {
         Base::Set(object);
@@ -190,7 +190,7 @@ public:
         if (this != &other) Base::Give(other.Base::Take());
         return *this;
     }
-    /// Counts the object and lets go of the old one.
+    /// Counts the object and releases the old one.
     XCSmartPtrToConst& operator=(T const* object)
     {
         Base::Set(object);
@@ -253,7 +253,7 @@ struct XCSmartPtrVectorElement<XCSmartPtrToConst<T>> {
 template <class T>
 using XCSmartPtrVector = std::vector<typename XCSmartPtrVectorElement<T>::Type>;
 
-/// A list that owns plain objects: what is removed, or left when the list ends, is deleted.
+/// A list that owns plain objects: it deletes objects that are removed, and all others when it ends.
 template <class T>
 class XCPointerVector {
 public:
@@ -270,7 +270,7 @@ public:
     {
         return index < m_objects.size() ? m_objects[index].get() : nullptr;
     }
-    /// Lets go of all objects.
+    /// Deletes all objects.
     void Clear() noexcept { m_objects.clear(); }
     auto begin() const noexcept { return m_objects.begin(); }
     auto end() const noexcept { return m_objects.end(); }

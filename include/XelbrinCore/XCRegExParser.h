@@ -100,6 +100,7 @@ private:
     void ClassifyRegExChar(wchar_t unit);
     void ClassifyGroupChar(wchar_t unit);
     void ReadEscaped();
+    xc::match::NodeMaker& Maker();
     bool ReadCounts(std::uint32_t& minimum, std::uint32_t& maximum);
     void ReadGroupItem(XCUWCharSet& set, bool negated);
     void Fail() noexcept { m_error = true; }

@@ -12,7 +12,12 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
 
+#include <cstddef>
 #include <cstdint>
+
+namespace xc::match {
+class NodePool;
+}
 
 /// A node of a syntax tree. Counted; children are shared and never change.
 /// Trees of any depth are released without recursion.
@@ -36,6 +41,12 @@ public:
     ~XCRegExSyntaxNode() override;
     XCRegExSyntaxNode(XCRegExSyntaxNode const&) = delete;
     XCRegExSyntaxNode& operator=(XCRegExSyntaxNode const&) = delete;
+
+    /// The nodes that one parser makes stand together in blocks of memory; a block is freed with its last node.
+    static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, xc::match::NodePool& pool);
+    static void operator delete(void* node) noexcept;
+    static void operator delete(void* node, xc::match::NodePool& pool) noexcept;
 
     /// What the node stands for.
     [[nodiscard]] NodeType GetType() const noexcept { return m_type; }

@@ -34,7 +34,7 @@ public:
     XCTokenizer(XCString text, XCString separators, EmptyTokens emptyTokens = EmptyTokens::Skip);
     /// The next token; false at the end (and `token` is then empty).
     bool GetNext(XCString& token);
-    /// What no call has delivered yet.
+    /// The rest of the text, which no call has delivered yet.
     [[nodiscard]] XCString GetRest() const { return m_text.SubStr(m_pos); }
 
 private:

@@ -48,7 +48,7 @@ class XC_API XCString {
 public:
     /// The header of a storage block; the text, capacity + 1 units, follows it.
     struct DataDef {
-        std::uint32_t capacity; ///< units the block can hold beside the terminator; 0 only in glbEmptyData
+        std::uint32_t capacity; ///< units that fit, the terminator not counted; 0 only in glbEmptyData
         std::int32_t shares;    ///< further strings that point here; 0 means one owner; changed atomically
         std::uint32_t length;   ///< units in use; the unit at this index is always 0
 
@@ -164,7 +164,7 @@ public:
     XCString& Insert(std::size_t pos, wchar_t const* text);
     XCString& Insert(std::size_t pos, XCString const& text);
     XCString& Insert(std::size_t pos, wchar_t unit);
-    /// Takes out `count` units from pos on, at most what is there.
+    /// Removes `count` units from pos on, or all that follow when there are fewer.
     XCString& Remove(std::size_t pos, std::size_t count);
     /// A new string of at most `count` units from pos on; the whole text is shared, not copied.
     [[nodiscard]] XCString SubStr(std::size_t pos, std::size_t count = npos) const;
@@ -311,7 +311,7 @@ public:
 
     /// printf-style formatting; the result replaces the text. %s is wide and %S narrow text, %hs narrow and %ls wide,
     /// %I64d a 64-bit integer; a null text prints "(null)". Numbers are written in the invariant way. The format and
-    /// its arguments may point into this string. What is no conversion is printed as it stands; %n writes nothing.
+    /// its arguments may point into this string. Text outside conversions is printed as it stands; %n writes nothing.
     /// @throws std::length_error when widths, precisions and texts add up to more than a string holds.
     XCString& Format(wchar_t const* format, ...);
     /// The same with the arguments of another function.
@@ -343,7 +343,7 @@ public:
     [[nodiscard]] bool IsEncrypted() const;
     /// The seed of Encrypt and Decrypt when none is given; everybody who has the library knows it.
     static XCString const cryptDefaultSeed;
-    static XCString const cryptSuffix; ///< What marks an encrypted text.
+    static XCString const cryptSuffix; ///< The end of every enciphered text.
 
 private:
     struct ConstantBlock {};

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCApplicationBase.h>
+#include <XelbrinCore/XCApplicationWithPlugIns.h>
 #include <XelbrinCore/XCBinaryReader.h>
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCBlob.h>
@@ -16,6 +18,7 @@
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCConfigFile.h>
 #include <XelbrinCore/XCConfigParts.h>
+#include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateAndTime.h>
 #include <XelbrinCore/XCDateEx.h>
 #include <XelbrinCore/XCDateTime.h>
@@ -23,10 +26,12 @@
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>

@@ -68,8 +68,9 @@ std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes, std::size_t* malfor
     XCString units;
     XCErrorID const result = XCCodePageConverter().ToUnicode(units, bytes);
     if (result.Bad()) {
-        void const* const position = result->GetParameterValue(0);
-        if (malformedAt && position) *malformedAt = static_cast<std::size_t>(*static_cast<long const*>(position));
+        if (malformedAt &&
+            result->GetParameterType(0) == XCErrorI::ParamLong) // the position; none if the page is unknown
+            *malformedAt = static_cast<std::size_t>(*static_cast<long const*>(result->GetParameterValue(0)));
         return std::nullopt;
     }
     UnitBuffer text(units.Length());

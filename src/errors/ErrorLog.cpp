@@ -1,5 +1,6 @@
 #include "errors/ErrorLog.h"
 
+#include "errors/RunningCalls.h"
 #include "text/Utf8.h"
 #include "win32/AppendFile.h"
 #include "win32/Clock.h"
@@ -112,6 +113,7 @@ bool AppendToErrorLog(XCString const& message, XCString const& stack)
     std::string record = RecordHead();
     AppendLines(record, message);
     if (!stack.IsNull()) AppendLines(record, L"\n" + stack);
+    if (XCString const calls = RunningCallsText(win32::ThreadId()); !calls.IsNull()) AppendLines(record, L"\n" + calls);
     record += "\r\n";
     return win32::AppendToFile(path, record);
 }

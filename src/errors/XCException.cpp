@@ -66,7 +66,7 @@ XCString SignalMessage(unsigned long seHNumber)
 
 } // namespace
 
-// What all copies of an exception share. It does not change, but for the texts that are made when asked for.
+// The state that all copies of an exception share. Only the texts change: they are made when asked for.
 class XCException::State final : public XCRefCount {
 public:
     explicit State(XCString const& message) : m_message(message) {}

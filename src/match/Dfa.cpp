@@ -26,8 +26,10 @@ namespace {
 template <class Sets>
 class DfaBuilder {
 public:
-    DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
-        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts), m_reached(classes.Count())
+    DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+               Memory memory)
+        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts, memory),
+          m_reached(classes.Count(), memory), m_touched(memory), m_dfa(memory)
     {
         m_dfa.classCount = classes.Count();
         for (std::uint32_t unitClass = 0; unitClass < classes.Count(); ++unitClass)
@@ -50,12 +52,15 @@ public:
     }
 
 private:
+    /// The limits bound the time, too: a class collected counts as two bytes, a node visited as eight.
+    [[nodiscard]] bool HasTime() const noexcept { return 8 * m_sets.Work() + 2 * m_collected <= m_limits.bytes; }
+
     [[nodiscard]] bool IsWithinLimits() const noexcept
     {
         std::size_t const cells = static_cast<std::size_t>(m_sets.Count()) * m_dfa.classCount;
         return m_sets.Count() <= static_cast<std::size_t>(m_limits.states) + m_nfa.NodeCount() &&
                cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes &&
-               m_sets.Work() <= m_limits.bytes;
+               HasTime();
     }
     bool Expand(std::uint32_t state)
     {
@@ -83,10 +88,10 @@ private:
     {
         m_sets.ForEachNode(state, [this](std::uint32_t node) {
             for (NfaEdge const& edge : m_nfa.Edges(node)) {
-                if (edge.set == kEpsilon || m_collected > m_limits.bytes) continue;
+                if (edge.set == kEpsilon || !HasTime()) continue;
                 std::span<std::uint32_t const> const classes = m_classes.ClassesOf(edge.set);
                 m_collected += classes.size();
-                if (m_collected > m_limits.bytes) continue;
+                if (!HasTime()) continue;
                 for (std::uint32_t const unitClass : classes) {
                     bool const isFirst = m_reached[unitClass].empty();
                     m_sets.Add(edge.to, m_reached[unitClass]);
@@ -94,7 +99,7 @@ private:
                 }
             }
         });
-        return m_collected <= m_limits.bytes;
+        return HasTime();
     }
     template <class Set>
     std::uint32_t TargetOf(Set const& set)
@@ -117,8 +122,8 @@ private:
     UnitClasses const& m_classes;
     XCRegEx::Limits m_limits;
     Sets m_sets;
-    std::vector<typename Sets::Reached> m_reached; ///< by class
-    std::vector<std::uint32_t> m_touched;
+    List<typename Sets::Reached> m_reached; ///< by class
+    List<std::uint32_t> m_touched;
     std::size_t m_collected = 0;
     std::uint32_t m_commonClasses = 0;
     Dfa m_dfa;
@@ -126,10 +131,11 @@ private:
 
 } // namespace
 
-Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
+Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+             Memory memory)
 {
-    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits).Build();
-    return DfaBuilder<ListSets>(nfa, facts, classes, limits).Build();
+    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits, memory).Build();
+    return DfaBuilder<ListSets>(nfa, facts, classes, limits, memory).Build();
 }
 
 std::vector<std::uint32_t> Dfa::Row(std::uint32_t state) const

@@ -3,9 +3,11 @@
 
 #include <XelbrinCore/XCRegExTree.h>
 
+#include "match/NodePool.h"
 #include "text/Units.h"
 
 #include <array>
+#include <utility>
 
 namespace xc::match {
 
@@ -24,10 +26,17 @@ public:
                 set.AddAllChars();
             else
                 set.AddChar(unit);
-            known.node = new XCRegExSyntaxNode::CharSetNode(std::move(set));
+            known.node = Make<XCRegExSyntaxNode::CharSetNode>(std::move(set));
             known.unit = unit;
         }
         return known.node;
+    }
+
+    /// A node of class T in the memory of this maker.
+    template <class T, class... Arguments>
+    NodePtr Make(Arguments&&... arguments)
+    {
+        return NodePtr(new (m_pool) T(std::forward<Arguments>(arguments)...));
     }
 
 private:
@@ -35,6 +44,7 @@ private:
         wchar_t unit = 0;
         NodePtr node;
     };
+    NodePool m_pool;
     std::array<Leaf, 32> m_leaves; ///< the leaf made last, by the low bits of its unit
 };
 

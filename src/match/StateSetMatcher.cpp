@@ -25,9 +25,10 @@ namespace {
 
 class SetRun {
 public:
-    explicit SetRun(StateSets const& sets) : m_sets(sets), m_closure(sets.nfa, sets.facts), m_edges(kEdges)
+    explicit SetRun(StateSets const& sets)
+        : m_sets(sets), m_closure(sets.nfa, sets.facts, std::pmr::new_delete_resource()), m_edges(kEdges)
     {
-        m_closure.Close(std::vector{Nfa::kStart}, m_set);
+        m_closure.Close(std::span(&Nfa::kStart, 1), m_set);
         m_state = Intern(m_set);
     }
 
@@ -80,11 +81,11 @@ private:
     }
     void Step(NodeSetView nodes, std::uint32_t unitClass, NodeSet& result)
     {
-        auto const unit = static_cast<unsigned short>(m_sets.classes.LeastUnit(unitClass));
+        std::uint32_t const unit = m_sets.classes.LeastUnit(unitClass);
         m_targets.clear();
         for (std::uint32_t const node : nodes)
             for (NfaEdge const& edge : m_sets.nfa.Edges(node))
-                if (edge.set != kEpsilon && m_sets.nfa.Sets()[edge.set].IsInSet(unit)) m_targets.push_back(edge.to);
+                if (edge.set != kEpsilon && m_sets.nfa.Sets().IsInSet(edge.set, unit)) m_targets.push_back(edge.to);
         m_closure.Close(m_targets, result);
     }
     void Forget()
@@ -171,6 +172,23 @@ private:
 };
 
 } // namespace
+
+namespace {
+
+UnitMap MapOf(XCParsedRegEx const& parsed, UnitClasses const& classes)
+{
+    std::vector<std::uint16_t> numbers(classes.Count());
+    std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
+    return UnitMap(classes, numbers, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
+}
+
+} // namespace
+
+StateSets::StateSets(XCParsedRegEx const& parsed)
+    : nfa(parsed.GetRoot(), std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
+      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(MapOf(parsed, classes))
+{
+}
 
 bool StateSets::Match(wchar_t const* text) const
 {

@@ -24,7 +24,8 @@ constexpr std::size_t kMaxFoldingWork = 1u << 20;
 
 } // namespace
 
-UnitClasses::UnitClasses(std::vector<XCUWCharSet> const& sets)
+UnitClasses::UnitClasses(SetList const& sets, Memory memory)
+    : m_atoms(memory), m_leastUnits(memory), m_setOffsets(memory), m_setClasses(memory)
 {
     CutAtoms(sets);
     Fold(sets);
@@ -32,11 +33,11 @@ UnitClasses::UnitClasses(std::vector<XCUWCharSet> const& sets)
     if (m_folded) ListSetClasses(sets);
 }
 
-void UnitClasses::CutAtoms(std::vector<XCUWCharSet> const& sets)
+void UnitClasses::CutAtoms(SetList const& sets)
 {
-    std::vector<std::uint32_t> borders{0};
-    for (XCUWCharSet const& set : sets)
-        for (auto const& range : set) borders.insert(borders.end(), {range.begin, range.end});
+    List<std::uint32_t> borders(1, 0u, TheMemory());
+    for (std::uint32_t set = 0; set < sets.Count(); ++set)
+        for (auto const& range : sets[set]) borders.insert(borders.end(), {range.begin, range.end});
     std::sort(borders.begin(), borders.end());
     borders.erase(std::unique(borders.begin(), borders.end()), borders.end());
     m_atoms.reserve(borders.size());
@@ -51,13 +52,13 @@ std::size_t UnitClasses::AtomAt(std::uint32_t begin) const noexcept
 }
 
 /// Each set splits every class that it holds in part: its atoms move to a fresh class.
-void UnitClasses::Fold(std::vector<XCUWCharSet> const& sets)
+void UnitClasses::Fold(SetList const& sets)
 {
-    std::vector<std::uint32_t> moved{kUnset};
-    std::vector<std::uint32_t> touched;
+    List<std::uint32_t> moved(1, kUnset, TheMemory());
+    List<std::uint32_t> touched(TheMemory());
     std::size_t work = 0;
-    for (XCUWCharSet const& set : sets) {
-        for (auto const& range : set) {
+    for (std::uint32_t set = 0; set < sets.Count(); ++set) {
+        for (auto const& range : sets[set]) {
             for (std::size_t i = AtomAt(range.begin); i < m_atoms.size() && m_atoms[i].begin < range.end; ++i, ++work) {
                 std::uint32_t const old = m_atoms[i].unitClass;
                 if (moved[old] == kUnset) {
@@ -82,7 +83,7 @@ void UnitClasses::Number()
 {
     std::uint32_t highest = 0;
     for (Atom const& atom : m_atoms) highest = std::max(highest, atom.unitClass);
-    std::vector<std::uint32_t> numbers(highest + 1, kUnset);
+    List<std::uint32_t> numbers(highest + 1, kUnset, TheMemory());
     for (Atom& atom : m_atoms) {
         std::uint32_t& number = numbers[atom.unitClass];
         if (number == kUnset) {
@@ -93,12 +94,12 @@ void UnitClasses::Number()
     }
 }
 
-void UnitClasses::ListSetClasses(std::vector<XCUWCharSet> const& sets)
+void UnitClasses::ListSetClasses(SetList const& sets)
 {
-    std::vector<std::uint32_t> seenIn(Count(), kUnset);
-    m_setOffsets.reserve(sets.size() + 1);
+    List<std::uint32_t> seenIn(Count(), kUnset, TheMemory());
+    m_setOffsets.reserve(sets.Count() + 1);
     m_setOffsets.push_back(0);
-    for (std::uint32_t set = 0; set < sets.size(); ++set) {
+    for (std::uint32_t set = 0; set < sets.Count(); ++set) {
         for (auto const& range : sets[set]) {
             for (std::size_t i = AtomAt(range.begin); i < m_atoms.size() && m_atoms[i].begin < range.end; ++i) {
                 std::uint32_t const unitClass = m_atoms[i].unitClass;
@@ -130,7 +131,7 @@ UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valu
 {
     std::vector<std::uint16_t> flat(table || wideTable ? kUnitCount : 0);
     std::array<std::uint16_t, 256> page;
-    std::vector<UnitClasses::Atom> const& atoms = classes.Atoms();
+    List<UnitClasses::Atom> const& atoms = classes.Atoms();
     std::size_t atom = 0;
     m_cells.reserve(std::size_t{2} * 256);
     bool uniform = false; // pages that lie in the atom of the page before are that page again

@@ -27,6 +27,12 @@ XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other)
 }
 XCRegExParserBase::~XCRegExParserBase() = default;
 
+xc::match::NodeMaker& XCRegExParserBase::Maker()
+{
+    if (!m_maker) m_maker = std::make_unique<xc::match::NodeMaker>();
+    return *m_maker;
+}
+
 XCParsedRegEx XCRegExParserBase::Parse()
 {
     if (m_root.IsNull() && !m_error) {
@@ -45,7 +51,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseRegEx()
         GetRegExChar();
         NodePtr further = ParseSequence();
         if (m_error) break;
-        result = new Node::AlternativeNode(std::move(result), std::move(further));
+        result = Maker().Make<Node::AlternativeNode>(std::move(result), std::move(further));
     }
     return result;
 }
@@ -56,7 +62,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSequence()
     while (!m_error && m_token != RegExToken::End && m_token != RegExToken::Or && m_token != RegExToken::CloseGroup) {
         NodePtr further = ParseRepSubRegEx();
         if (m_error) break;
-        result = new Node::SequenceNode(std::move(result), std::move(further));
+        result = Maker().Make<Node::SequenceNode>(std::move(result), std::move(further));
     }
     return result;
 }
@@ -70,7 +76,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseRepSubRegEx()
     std::uint32_t maximum = 1;
     if (!ReadCounts(minimum, maximum) || minimum > maximum) Fail();
     if (m_error || (minimum == 1 && maximum == 1)) return atom;
-    return new Node::RepeatNode(std::move(atom), minimum, maximum);
+    return Maker().Make<Node::RepeatNode>(std::move(atom), minimum, maximum);
 }
 
 /// Reads a repetition suffix, if there is one; false when it is malformed.
@@ -101,10 +107,9 @@ bool XCRegExParserBase::ReadCounts(std::uint32_t& minimum, std::uint32_t& maximu
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
 {
     NodePtr leaf;
-    if (!m_maker) m_maker = std::make_unique<xc::match::NodeMaker>();
     switch (m_token) {
-    case RegExToken::Char: leaf = m_maker->LeafOf(m_char); break;
-    case RegExToken::Dot: leaf = m_maker->LeafOf(0); break;
+    case RegExToken::Char: leaf = Maker().LeafOf(m_char); break;
+    case RegExToken::Dot: leaf = Maker().LeafOf(0); break;
     case RegExToken::OpenBracket: return ParseGroupDef();
     case RegExToken::OpenGroup: {
         if (++m_nesting > kMaxNesting) Fail();
@@ -136,7 +141,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()
         GetRegExChar();
     else
         Fail();
-    return new Node::CharSetNode(std::move(set));
+    return Maker().Make<Node::CharSetNode>(std::move(set));
 }
 
 /// One unit or one range of a bracket class; the current character is its first unit.

@@ -17,8 +17,8 @@
 #include <bit>
 #include <immintrin.h>
 
-// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. What lies beside the
-// text in a block is read but never looked at: the sanitizers are told so.
+// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. Bytes of a
+// block outside the text are read but never looked at: the sanitizers are told so.
 #if defined(__GNUC__)
 #define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize("address", "thread")))
 #else

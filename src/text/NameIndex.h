@@ -87,7 +87,7 @@ private:
         return place;
     }
 
-    /// Frees a slot and moves those behind it forward that would not be found across the gap.
+    /// Frees a slot and moves later entries forward that would not be found across the gap.
     void Vacate(std::size_t gap)
     {
         --m_used;

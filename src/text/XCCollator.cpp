@@ -70,7 +70,7 @@ XCSmartPtr<XCCollatingTable<wchar_t>> FoldingTable(Units first, Units second)
     return table;
 }
 
-/// The same with the combining marks ignored: an accent counts as little beside its letter as within it.
+/// The same with the combining marks ignored: an accent after its letter counts as little as one within it.
 XCSmartPtrToConst<XCCollatingTable<wchar_t>> AccentTable(Units upper)
 {
     XCSmartPtr<XCCollatingTable<wchar_t>> table = FoldingTable(xc::text::BaseLetterTable(), upper);

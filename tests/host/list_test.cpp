@@ -74,6 +74,38 @@ TEST(PlugInOrder, AgreesWithItsDefinitionOnAnyGraph)
     }
 }
 
+/// By definition: items that reach each other, themselves included, belong together.
+std::vector<std::vector<std::size_t>> SlowCycles(std::vector<std::vector<std::size_t>> const& dependsOn)
+{
+    std::size_t const count = dependsOn.size();
+    std::vector<std::vector<bool>> reaches(count, std::vector<bool>(count));
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t const to : dependsOn[i]) reaches[i][to] = true;
+    for (std::size_t via = 0; via < count; ++via)
+        for (std::size_t i = 0; i < count; ++i)
+            for (std::size_t j = 0; j < count; ++j)
+                if (reaches[i][via] && reaches[via][j]) reaches[i][j] = true;
+    std::vector<std::vector<std::size_t>> cycles;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::vector<std::size_t> members;
+        for (std::size_t j = 0; j < count; ++j)
+            if (reaches[i][j] && reaches[j][i]) members.push_back(j);
+        if (!members.empty() && members.front() == i) cycles.push_back(members);
+    }
+    return cycles;
+}
+
+TEST(PlugInOrder, FindsTheCyclesOfAnyGraph)
+{
+    std::mt19937 random(20261122);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<std::vector<std::size_t>> dependsOn(random() % 9);
+        for (auto& wanted : dependsOn)
+            for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
+        EXPECT_EQ(xc::host::FindCycles(dependsOn), SlowCycles(dependsOn)) << "round " << round;
+    }
+}
+
 TEST(Guid, TextAndBack)
 {
     bool ok = false;

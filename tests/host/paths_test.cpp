@@ -44,6 +44,8 @@ TEST(ModulePaths, NothingToLoad)
     Session const nothing(empty);
     EXPECT_EQ(nothing.exitCode, 1);
     ExpectSaid(nothing, L"Couldn't find any OSX to load.\n");
+    ExpectSaid(nothing,
+               L"ERR> ***no plug-in could be loaded from /osxpath; the current directory is searched instead\n");
 }
 
 TEST(ModulePaths, ListsAreFollowedInTheirOrderAndNeverOutOfTheirFolder)
