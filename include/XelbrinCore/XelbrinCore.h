@@ -11,10 +11,13 @@
 #include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCCommaSeparatedValues.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConfigFile.h>
+#include <XelbrinCore/XCConfigParts.h>
 #include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateAndTime.h>
 #include <XelbrinCore/XCDateEx.h>
