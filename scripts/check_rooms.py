@@ -49,7 +49,7 @@ HEADER_ROOM = {
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
-    "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",
+    "XCApplication.h": "app/host", "XCUnitTest.h": "unittest", "XCAppTimer.h": "app/host",
 }
 # Files above all rooms: the umbrella, and the constants of all exported classes.
 ABOVE_ALL = {"include/XelbrinCore/XelbrinCore.h", "src/ExportedConstants.cpp"}

@@ -1,6 +1,7 @@
 // XelbrinCore.h - the whole library, for those who want one line.
 #pragma once
 
+#include <XelbrinCore/XCAppTimer.h>
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
@@ -21,6 +22,8 @@
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
+#include <XelbrinCore/XCSchedule.h>
+#include <XelbrinCore/XCScheduler.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
@@ -28,6 +31,8 @@
 #include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCThreadPool.h>
+#include <XelbrinCore/XCThreadServer.h>
 #include <XelbrinCore/XCTimeZone.h>
+#include <XelbrinCore/XCTimer.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>
