@@ -1,14 +1,17 @@
 // The compiler gives a constant member of an exported class a place in the library only when something here takes its
 // address; programs that bind a reference to one need that place.
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCBuffer.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCString.h>
+#include <XelbrinCore/XCUntypedVector.h>
 
 namespace {
 
@@ -29,6 +32,11 @@ namespace {
     &XCWinLastError::kIUID,
     &XCXMLError::kIUID,
     &XCStackDump::kMaxFrames,
+    &XCBytes::npos,
+    &XCBuffer::kMaxSize,
+    &XCBuffer::kAlignment,
+    &XCMarshaller::kHeadSize,
+    &XCUntypedVector::npos,
     &XCRegExSyntaxNode::Unbounded,
     &XCRegExParserBase::kMaxNesting,
     &XCNFANodeSet::kSmallCount,

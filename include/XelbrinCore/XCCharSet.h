@@ -23,7 +23,7 @@
 template <class Key, class Value>
 struct XCLookupRange {
     Key begin;   ///< The first key of the range.
-    Key end;     ///< The key behind the last one.
+    Key end;     ///< The key after the last one.
     Value value; ///< What every key of the range maps to.
 
     friend bool operator==(XCLookupRange const&, XCLookupRange const&) = default;
@@ -61,7 +61,7 @@ public:
     {
         if (begin < end) Cut(begin, end);
     }
-    /// Puts a range behind all others; begin must not lie before the last range's end.
+    /// Appends a range after all others; begin must not lie before the last range's end.
     void Append(Key begin, Key end, Value value)
     {
         if (!m_ranges.empty() && m_ranges.back().end == begin && m_ranges.back().value == value)
@@ -118,7 +118,7 @@ private:
 template <class Key>
 class XCRangeSet {
 public:
-    /// The table behind the set.
+    /// The table that the set is kept in.
     using Table = XCLookupTable<Key, bool>;
     /// One range of members.
     using Range = typename Table::Range;

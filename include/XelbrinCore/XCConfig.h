@@ -56,7 +56,7 @@ public:
     /// The file that was read.
     [[nodiscard]] XCString const& GetFileName() const noexcept { return m_fileName; }
     /// The place of the offending unit or, where the file ended too early, of the start of what it left open. From 1,
-    /// columns in UTF-16 units; 0 when the bytes could not be read as text.
+    /// columns in UTF-16 units. Bytes that are no text have the place that follows the text before them.
     [[nodiscard]] std::size_t GetLine() const noexcept { return m_line; }
     /// The column, counted from 1.
     [[nodiscard]] std::size_t GetColumn() const noexcept { return m_column; }
@@ -412,13 +412,15 @@ private:
     void ReadSections(std::wstring_view text);
     void Empty() noexcept;
     [[nodiscard]] bool IsLockedByCaller() const noexcept;
+    [[nodiscard]] XCErrorID SaveAs(XCString const& path, XCString const& fileName) const;
     [[nodiscard]] XCErrorID WriteText(xc::config::ConfigWriter& writer) const;
     [[nodiscard]] iterator Find(std::wstring_view name);
     [[nodiscard]] XCConfigLine const* FindValue(std::wstring_view section, std::wstring_view key) const;
     XCConfigSection& Adopt(XCConfigSection& section);
     void ForgetIndex() noexcept;
 
-    XCString const m_fileName;
+    XCString const m_fileName; ///< as it was given
+    XCString const m_path;     ///< where that was when the object was made
     mutable XCCriticalSection m_lock;
     mutable unsigned int m_lockDepth = 0;                // of the thread that holds the lock
     mutable std::atomic<bool> m_everRemovedLocks{false}; // only then Unlock may come without a lock

@@ -1,8 +1,7 @@
 // XCRefCount.h - counted objects and the smart pointers that own them.
 //
-// WHAT     XCSafeCounter is an atomic 32-bit counter. XCRefCountI is the interface of counted objects, XCRefCount its
-//          usual implementation, XCObjectI the root of those that also tell their kind. XCSmartPtr and
-//          XCSmartPtrToConst hold one counted object.
+// WHAT     XCRefCountI is the interface of counted objects, XCRefCount its usual implementation, XCObjectI the root of
+//          those that also tell their kind. XCSmartPtr and XCSmartPtrToConst hold one counted object.
 // RULE     Whoever creates a counted object hands it to a smart pointer at once and never deletes it: the last
 //          Release does.
 // SLOTS    Virtual operations stand in the order of the compiler's C++ ABI: (XCRefCountI) destructor, AddRef, Release;
@@ -11,8 +10,8 @@
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCSafeCounter.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -20,31 +19,6 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
-
-/// An unsigned 32-bit counter that threads share. It wraps at both ends.
-class XCSafeCounter {
-public:
-    /// Starts at the given count.
-    constexpr explicit XCSafeCounter(unsigned long start = 0) noexcept : m_count(static_cast<std::uint32_t>(start)) {}
-    /// A copy starts with the value of the moment and counts on its own.
-    XCSafeCounter(XCSafeCounter const& other) noexcept : m_count(other.m_count.load(std::memory_order_relaxed)) {}
-    XCSafeCounter& operator=(XCSafeCounter const& other) noexcept
-    {
-        m_count.store(other.m_count.load(std::memory_order_relaxed), std::memory_order_relaxed);
-        return *this;
-    }
-
-    /// Adds one; returns the value after the change.
-    unsigned long operator++() noexcept { return m_count.fetch_add(1, std::memory_order_acq_rel) + std::uint32_t{1}; }
-    /// Takes one away; returns the value after the change.
-    unsigned long operator--() noexcept { return m_count.fetch_sub(1, std::memory_order_acq_rel) - std::uint32_t{1}; }
-    /// The count at this moment.
-    operator unsigned long() const noexcept { return m_count.load(std::memory_order_acquire); }
-
-private:
-    std::atomic<std::uint32_t> m_count;
-};
-static_assert(sizeof(XCSafeCounter) == 4);
 
 /// The interface of counted objects.
 class XC_API XCRefCountI {

@@ -138,7 +138,7 @@ void XCTimeZone::RefreshLocal()
     localReplaced.store(false, std::memory_order_relaxed);
 }
 
-void const* XCTimeZone::Resolve() const noexcept
+ZoneRecord const* XCTimeZone::Resolve() const noexcept
 {
     return m_zone == kLocal ? LocalRecord() : reinterpret_cast<ZoneRecord const*>(m_zone);
 }
@@ -151,7 +151,7 @@ bool XCTimeZone::IsUTCRecord() const noexcept
 
 bool XCTimeZone::IsSame(XCTimeZone const& other) const noexcept
 {
-    return m_zone == other.m_zone || GetRecord() == other.GetRecord() || (IsUTC() && other.IsUTC());
+    return m_zone == other.m_zone || RecordOf(*this) == RecordOf(other) || (IsUTC() && other.IsUTC());
 }
 
 XCString XCTimeZone::GetName() const

@@ -1,11 +1,11 @@
-#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCDouble.h>
+
+#include "text/NumberText.h"
 
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <iterator>
-#include <string>
-#include <string_view>
 
 namespace {
 
@@ -73,10 +73,5 @@ XCDouble::XCDouble(double value, unsigned int decimals) noexcept
 
 XCString XCDouble::AsString() const
 {
-    char text[400]; // the largest double has 309 digits before the point
-    char const* const end =
-        std::to_chars(std::begin(text), std::end(text), m_value, std::chars_format::fixed, static_cast<int>(m_decimals))
-            .ptr;
-    std::wstring const wide(static_cast<char const*>(text), end);
-    return XCString(wide);
+    return xc::text::FixedText(m_value, static_cast<int>(m_decimals));
 }

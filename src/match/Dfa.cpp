@@ -1,3 +1,15 @@
+// Turns the intermediate automaton into a deterministic one by the subset construction (Rabin and Scott, 1959).
+//
+// A deterministic state is a closed set of nodes. States are expanded in the order in which they are found, which gives
+// them their numbers. The columns are classes of units (UnitClasses), not units: for each class the targets of all
+// members are collected, then closed and looked up once. Consecutive classes with the same targets share the look-up,
+// which is what makes wide classes cheap.
+//
+// COST      For each state, the classes of all transitions that leave its members, and one closure for each distinct
+//           set of targets. The number of states may be exponential in the pattern: Limits ends the construction, and
+//           m_collected bounds the work within one state, where many nodes that read many classes meet.
+// INVARIANT Steps of a state are ascending by class. `complete` is true only when every state has its steps.
+// STOP      A state stops when it accepts and every class with a unit below 0xFFFE leads back to it.
 #include "match/Dfa.h"
 
 #include "match/NumberedSets.h"

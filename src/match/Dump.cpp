@@ -1,3 +1,10 @@
+// Prints the two automata in their fixed text forms.
+//
+// Nodes are printed with their closures, which are followed here by themselves: the construction keeps only the nodes
+// that matter, in other forms. Large automata show direct transitions instead, because the text of all closures grows
+// with the square of the nodes. Units from 0x20 to 0xFF stand for themselves, the others as \x and four digits.
+//
+// COST      O(nodes + transitions) with direct transitions; O(nodes^2) for closures of up to kMaxClosuresShown nodes.
 #include "match/Dump.h"
 
 namespace xc::match {

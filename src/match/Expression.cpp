@@ -1,3 +1,12 @@
+// Chooses the program that matches an expression.
+//
+// Literals and ".*" alone are searched for (Glob). For others the automata are built: up to sixteen states run as byte
+// shuffles where the processor has AVX2, more as a table, and an automaton beyond the limits is followed by sets of
+// nodes. All programs give the same answers; the choice is made by size alone, so it is the same in every run on one
+// machine.
+//
+// INVARIANT m_program is set at construction and never changes. m_automaton is for looking inside: where matching does
+//           not need it, the first question builds it under m_building.
 #include "match/Expression.h"
 
 #include "match/Dump.h"
@@ -84,7 +93,7 @@ auto Expression::GetAutomaton() const -> Automaton const&
         Nfa const nfa(m_globRoot);
         auto made = std::make_unique<Automaton>(nfa, NodeFacts(nfa), m_limits);
         if (nfa.IsTooLarge() || !made->dfa.complete) made->Forget();
-        if (nfa.IsTooLarge()) made->constantStart = XCString(static_cast<Glob const&>(*m_program).Prefix());
+        if (nfa.IsTooLarge()) made->constantStart = XCString(m_program->LiteralStart());
         m_automaton = std::move(made);
     }
     return *m_automaton;

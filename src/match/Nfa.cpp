@@ -1,3 +1,14 @@
+// Lays a syntax tree out as an automaton whose transitions read one set of units or nothing.
+//
+// The construction is Thompson's (Regular Expression Search Algorithm, 1968): every subtree lies between two given
+// nodes, so parts are joined without copying. It differs from the textbook in three places, all to keep the automaton
+// small: the branches of an alternative share both of their nodes, branches of one small set each become one
+// transition, and a sequence numbers its nodes along the text. Counted repetition is unfolded, a copy for each count,
+// because a deterministic automaton has no counters. The tree may be as deep as memory allows, so a work list takes the
+// place of recursion.
+//
+// COST      O(nodes + transitions); IsTooLarge ends it at XCRegEx::kMaxNodes nodes, or four steps a node.
+// INVARIANT Nodes 0 and 1 are the start and the end. No transition leaves the end.
 #include "match/Nfa.h"
 
 #include "match/Numbering.h"

@@ -1,3 +1,14 @@
+// Follows transitions that read nothing, and finds nodes after which every text is accepted.
+//
+// The closure is a depth-first walk with a mark for each node; marks carry the number of the round, so that they need
+// not be cleared. A node absorbs when one transition on every unit leads to where the node itself and the end are
+// reached again ("x.*" once x was read). A set that accepts and holds an absorbing node accepts every further text
+// without U+FFFF, so all such sets are replaced by one: ".*a.*b.*" would otherwise have states that differ only in what
+// no longer matters.
+//
+// COST      A closure: O(nodes reached + transitions). Absorbing nodes: one closure each, at most kMaxAbsorbingWork
+//           nodes in all; nodes not examined count as not absorbing, for every engine alike.
+// INVARIANT A closed set is ascending and holds only nodes that matter: those that read units, and the end.
 #include "match/NodeSets.h"
 
 #include <algorithm>

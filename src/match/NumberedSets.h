@@ -1,7 +1,11 @@
 // NumberedSets.h - the node sets of a subset construction, numbered in the order in which they are met.
 //
+// The construction spends its time on two questions: which nodes does this set reach, and was the result met before?
+// With few nodes a set is two words: closures are computed once a node and united by OR, comparison is two compares,
+// and hashing two multiplications. With many nodes sets are sparse, and ordered lists are smaller than bits.
+//
 // Two forms with the same answers: MaskSets for automata of up to 128 nodes, a bit for every node and no list anywhere;
-// ListSets for larger ones. Both have: Reached, what collects the nodes behind one class; Start and Close, a set in its
+// ListSets for larger ones. Both have: Reached, what collects the nodes that one class leads to; Start and Close, a set in its
 // fixed form; Add, NumberOf, Count, ForEachNode; Bytes and Work, what the limits are held against.
 #pragma once
 
@@ -13,7 +17,7 @@
 
 namespace xc::match {
 
-/// Sets as ordered lists, one behind the other.
+/// Sets as ordered lists in one array.
 class ListSets {
 public:
     using Reached = NodeSet;

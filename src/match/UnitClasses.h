@@ -27,6 +27,8 @@ public:
     {
         return i + 1 < m_atoms.size() ? m_atoms[i + 1].begin : 0x10000;
     }
+    /// The atom that begins at this border of a set.
+    [[nodiscard]] std::size_t AtomAt(std::uint32_t begin) const noexcept;
     [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_leastUnits.size()); }
     /// The least unit of a class, which stands for all of them.
     [[nodiscard]] std::uint32_t LeastUnit(std::uint32_t unitClass) const noexcept { return m_leastUnits[unitClass]; }
@@ -43,7 +45,6 @@ private:
     void Fold(std::vector<XCUWCharSet> const& sets);
     void Number();
     void ListSetClasses(std::vector<XCUWCharSet> const& sets);
-    [[nodiscard]] std::size_t AtomAt(std::uint32_t begin) const noexcept;
 
     std::vector<Atom> m_atoms;
     std::vector<std::uint32_t> m_leastUnits;

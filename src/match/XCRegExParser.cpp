@@ -1,5 +1,6 @@
 #include <XelbrinCore/XCRegEx.h>
 
+#include "match/NodeMaker.h"
 #include "text/Units.h"
 
 #include <utility>
@@ -7,8 +8,23 @@
 using Node = XCRegExSyntaxNode;
 
 XCRegExParserBase::XCRegExParserBase() = default;
-XCRegExParserBase::XCRegExParserBase(XCRegExParserBase const& other) = default;
-XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other) = default;
+/// A copy goes on from the same state and makes nodes of its own.
+XCRegExParserBase::XCRegExParserBase(XCRegExParserBase const& other)
+    : m_table(other.m_table), m_wideTable(other.m_wideTable), m_token(other.m_token), m_char(other.m_char),
+      m_error(other.m_error), m_nesting(other.m_nesting), m_root(other.m_root)
+{
+}
+XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other)
+{
+    m_table = other.m_table;
+    m_wideTable = other.m_wideTable;
+    m_token = other.m_token;
+    m_char = other.m_char;
+    m_error = other.m_error;
+    m_nesting = other.m_nesting;
+    m_root = other.m_root;
+    return *this;
+}
 XCRegExParserBase::~XCRegExParserBase() = default;
 
 XCParsedRegEx XCRegExParserBase::Parse()
@@ -85,9 +101,10 @@ bool XCRegExParserBase::ReadCounts(std::uint32_t& minimum, std::uint32_t& maximu
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
 {
     NodePtr leaf;
+    if (!m_maker) m_maker = std::make_unique<xc::match::NodeMaker>();
     switch (m_token) {
-    case RegExToken::Char: leaf = LeafOf(m_char); break;
-    case RegExToken::Dot: leaf = LeafOf(0); break;
+    case RegExToken::Char: leaf = m_maker->LeafOf(m_char); break;
+    case RegExToken::Dot: leaf = m_maker->LeafOf(0); break;
     case RegExToken::OpenBracket: return ParseGroupDef();
     case RegExToken::OpenGroup: {
         if (++m_nesting > kMaxNesting) Fail();
@@ -103,22 +120,6 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
     }
     GetRegExChar();
     return leaf;
-}
-
-/// Nodes never change, so a letter that comes again is the same leaf again.
-XCRegExParserBase::NodePtr XCRegExParserBase::LeafOf(wchar_t unit)
-{
-    Leaf& known = m_leaves[xc::text::ToUint(unit) % m_leaves.size()];
-    if (known.node.IsNull() || known.unit != unit) {
-        XCUWCharSet set;
-        if (unit == 0)
-            set.AddAllChars();
-        else
-            set.AddChar(unit);
-        known.node = new Node::CharSetNode(std::move(set));
-        known.unit = unit;
-    }
-    return known.node;
 }
 
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()

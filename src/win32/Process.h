@@ -12,11 +12,16 @@ std::optional<std::wstring> ReadEnvironment(wchar_t const* name);
 /// The full path of a loaded module, of any length; null is the program itself. Empty when the system refuses.
 std::wstring ModulePath(void* module = nullptr);
 
+/// Appends a directory to PATH of the process, unless it stands there already (compared without regard to case).
+bool AppendToSearchPath(std::wstring const& directory);
+
 /// Calls a function of the library when the program exits, as long as the other threads still run: after `main` and at
 /// exit(), not at ExitProcess. The library stays loaded for it. One function; a second call has no effect.
 void CallAtExit(void (*function)());
 
 unsigned long ProcessId() noexcept;
 unsigned long ThreadId() noexcept;
+/// Whether a process of this number runs; true also when the system does not say.
+bool IsProcessAlive(unsigned long id) noexcept;
 
 } // namespace xc::win32

@@ -10,31 +10,19 @@
 #include <XelbrinCore/XCSchedule.h>
 
 #include "datetime/Calendar.h"
-#include "datetime/Conversions.h"
 #include "datetime/Zone.h"
+#include "work/Instants.h"
 
 #include <algorithm>
 
 using namespace xc::datetime;
+using xc::work::DateTimeOf;
+using xc::work::InstantOf;
 
 namespace {
 
 /// How far a search goes without finding a due time: cron lines may name days that never come.
 constexpr std::int64_t kHorizonMs = 41 * 366 * kDayMs;
-
-std::int64_t InstantOf(XCDateTimeEx const& value, std::int64_t otherwise) noexcept
-{
-    XCDateEx const date = value.GetDate(XCTimeZone::UTC());
-    return date.IsValid() ? ToEpochMs(date, value.GetTime(XCTimeZone::UTC())) : otherwise;
-}
-
-XCDateTimeEx ValueOf(std::int64_t utcMs) noexcept
-{
-    XCDateEx date;
-    XCTimeEx time;
-    if (!SplitEpochMs(utcMs, date, time)) return {};
-    return {date, time, XCTimeZone::UTC()};
-}
 
 } // namespace
 
@@ -65,7 +53,7 @@ XCDateTimeEx XCScheduleBase::GetNext(XCDateTimeEx const& after, XCTimeZone const
     std::int64_t const start = InstantOf(after, kNone);
     if (IsEmpty() || start == kNone) return {};
     std::int64_t const found = NextInstant(std::max(start + 1, m_from), zone);
-    return found == kNone || found > m_until ? XCDateTimeEx() : ValueOf(found);
+    return found == kNone || found > m_until ? XCDateTimeEx() : DateTimeOf(found);
 }
 
 /// NextWall, excluded days left out.

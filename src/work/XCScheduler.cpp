@@ -8,10 +8,10 @@
 
 #include <XelbrinCore/XCThread.h>
 
-#include "datetime/Conversions.h"
 #include "errors/CoreError.h"
 #include "win32/Process.h"
 #include "work/Executor.h"
+#include "work/Instants.h"
 
 #include <algorithm>
 
@@ -26,14 +26,6 @@ constexpr std::int64_t kDriftMs = 1000;
 /// Due times that are counted one by one; beyond, the count is a lower bound.
 constexpr std::uint64_t kMaxCounted = 10000;
 
-XCDateTimeEx ValueOf(std::int64_t utcMs) noexcept
-{
-    XCDateEx date;
-    XCTimeEx time;
-    if (utcMs == INT64_MAX || !datetime::SplitEpochMs(utcMs, date, time)) return {};
-    return {date, time, XCTimeZone::UTC()};
-}
-
 } // namespace
 
 SchedulerCore::SchedulerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
@@ -44,9 +36,8 @@ SchedulerCore::SchedulerCore(XCSmartPtr<XCExecutor> const& executor, XCString co
 
 std::int64_t SchedulerCore::NextOf(Job const& job, std::int64_t after) const noexcept
 try {
-    XCDateTimeEx const next = job.schedule->GetNext(ValueOf(after), job.options.zone);
-    if (!next.IsDateAndTime()) return kNever;
-    return datetime::ToEpochMs(next.GetDate(XCTimeZone::UTC()), next.GetTime(XCTimeZone::UTC()));
+    XCDateTimeEx const next = job.schedule->GetNext(DateTimeOf(after), job.options.zone);
+    return InstantOf(next);
 } catch (...) { // a schedule of the program's own that throws is never due again
     return kNever;
 }
@@ -58,10 +49,7 @@ std::uint64_t SchedulerCore::Add(XCSmartPtr<XCScheduleI> const& schedule, Callba
     job->schedule = schedule;
     job->callback = std::move(callback);
     job->options = options;
-    bool const hasSince = options.since.IsDateAndTime();
-    job->next = NextOf(*job, hasSince ? datetime::ToEpochMs(options.since.GetDate(XCTimeZone::UTC()),
-                                                            options.since.GetTime(XCTimeZone::UTC()))
-                                      : m_clocks.GetUtcMs());
+    job->next = NextOf(*job, InstantOf(options.since, m_clocks.GetUtcMs()));
     bool startThread = false;
     {
         std::lock_guard const hold(m_lock);
@@ -165,7 +153,7 @@ void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& r
     std::uint64_t const served = skip || job->inFlight ? 0 : due.size();
     std::uint64_t const untold = job->untold + (count - served);
     if (served > 0) {
-        for (std::int64_t const instant : due) run.calls.push_back({job->id, ValueOf(instant), 0});
+        for (std::int64_t const instant : due) run.calls.push_back({job->id, DateTimeOf(instant), 0});
         run.calls.front().missed = untold;
         m_active.reserve(m_active.size() + 1);
         runs.push_back(run);
@@ -250,7 +238,7 @@ std::vector<XCJobInfo> SchedulerCore::List()
     std::vector<XCJobInfo> list;
     std::lock_guard const hold(m_lock);
     for (auto const& [id, job] : m_jobs)
-        list.push_back({id, job->options.name, job->schedule->AsString(), ValueOf(job->next), ValueOf(job->last),
+        list.push_back({id, job->options.name, job->schedule->AsString(), DateTimeOf(job->next), DateTimeOf(job->last),
                         job->runs, job->missed, job->failures, job->failure});
     return list;
 }

@@ -133,6 +133,33 @@ TEST(XCCondition, KindsCompareTheSameFromBothSides)
     }
 }
 
+TEST(XCCondition, NumbersCompareAsTheyWereWritten)
+{
+    struct {
+        char const* fault;
+        wchar_t const* text;
+        XCConditionValue field;
+        bool expected;
+    } const cases[] = {
+        {"tiny literal rounded to 0", L"V = 1e-20", 0.0, false},
+        {"tiny literal is not itself", L"V = 1e-20", 1e-20, true},
+        {"tiny bound rounded to 0", L"V > 1e-20", 5e-21, false},
+        {"16th decimal lost", L"V = 0.1234567890123456", 0.123456789012346, false},
+        {"tiny text rounded", L"V = 1e-20", L"1e-20", true},
+        {"native: rounded to no decimals", L"@@6:0@fV@d0:0.5", 0.75, true},
+        {"native: decimals of a plain number", L"@@3:0@fV@d:1e-20", 1e-20, true},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.fault);
+        XCCondition const condition{XCString(c.text)};
+        ASSERT_TRUE(condition.GetReadError().Good());
+        XCConditionParams record;
+        record.Set(L"V", c.field);
+        EXPECT_EQ(condition.Evaluate(record), c.expected);
+        EXPECT_EQ(XCCondition(condition.ToString()).Evaluate(record), c.expected) << condition.ToString().AsUTF8();
+    }
+}
+
 TEST(XCCondition, MissingFieldsAndNull)
 {
     XCConditionParams record;

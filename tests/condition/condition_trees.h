@@ -67,12 +67,13 @@ public:
     XCCondition Comparison()
     {
         XCCondition c = XCCondition::Field(Text());
-        switch (Below(8)) {
+        switch (Below(9)) {
         case 0: return c < static_cast<int>(m_random());
         case 1: return c >= (static_cast<std::int64_t>(m_random() | 1u) << 31);
         case 2: return c > XCDouble(static_cast<int>(m_random()) / 1000.0, Below(16));
         case 3: return c <= XCDouble(static_cast<int>(m_random()) * 1e20, Below(3));
         case 4: return c != XCDateTime(static_cast<std::int64_t>(Below(40000)) * 86400 + 43200 + Below(3600));
+        case 8: return c > XCDouble(static_cast<int>(m_random()) / 7e15, 15);
         case 5: return c /= XCString(L"a[\"()]*");
         case 6:
             c.AssignNull();

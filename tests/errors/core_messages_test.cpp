@@ -39,7 +39,8 @@ bool IsCode(long number)
     case XCErrConditionNesting:
     case XCErrConditionNative:
     case XCErrConditionRefused:
-    case XCErrConditionField: return true;
+    case XCErrConditionField:
+    case XCErrConditionBlanks: return true;
     }
     return false;
 }

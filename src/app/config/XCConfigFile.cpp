@@ -31,7 +31,8 @@ struct XCConfigFile::Index {
 };
 
 XCConfigFile::XCConfigFile(XCString fileName)
-    : m_fileName(std::move(fileName)), m_memory(new xc::config::NodePool), m_sections(m_memory.get())
+    : m_fileName(std::move(fileName)), m_path(xc::win32::SystemPath(m_fileName.View()).Text()),
+      m_memory(new xc::config::NodePool), m_sections(m_memory.get())
 {
 }
 
@@ -85,7 +86,7 @@ XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID*
 XCErrorID XCConfigFile::Reload()
 {
     std::string bytes;
-    if (unsigned long const error = xc::win32::ReadWholeFile(m_fileName, bytes))
+    if (unsigned long const error = xc::win32::ReadWholeFile(xc::win32::SystemPath(m_path.View()), bytes))
         return xc::config::CannotRead(m_fileName, error);
     XCConfigLock const lock(*this);
     Read(bytes);
@@ -97,7 +98,11 @@ void XCConfigFile::Read(std::string const& bytes)
     Empty();
     m_partlyRead = true;
     std::optional<xc::encoding::UnitBuffer> text = xc::encoding::DecodeText(bytes, m_encoding);
-    if (!text) throw XCConfigStreamException(kMalformed, m_fileName, 0, 0);
+    if (!text) {
+        xc::encoding::UnitBuffer const start = xc::encoding::DecodeStart(bytes, m_encoding);
+        xc::config::LineAndColumn const place = xc::config::Locate(start.View(), start.View().size());
+        throw XCConfigStreamException(kMalformed, m_fileName, place.line, place.column);
+    }
     std::wstring_view const view = text->View();
     m_text = text->Release();
     m_textLength = view.size();

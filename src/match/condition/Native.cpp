@@ -30,13 +30,15 @@ std::optional<unsigned int> ReadHex(std::wstring_view digits) noexcept
 std::optional<XCConditionValue> ReadNativeReal(std::wstring_view text)
 {
     std::size_t const colon = text.find(L':');
-    std::optional<XCConditionValue> const decimals = ReadNumber(text.substr(0, colon));
-    if (colon == std::wstring_view::npos || !decimals || !decimals->IsInteger()) return std::nullopt;
-    if (decimals->AsInt64() < 0 || decimals->AsInt64() > XCDouble::kMaxDecimals) return std::nullopt;
+    if (colon == std::wstring_view::npos) return std::nullopt;
     std::optional<XCConditionValue> const number = ReadNumber(text.substr(colon + 1));
     if (!number) return std::nullopt;
     double const value = number->IsInteger() ? static_cast<double>(number->AsInt64()) : number->AsDouble();
-    return XCConditionValue(XCDouble(value, static_cast<unsigned int>(decimals->AsInt64())));
+    if (colon == 0) return XCConditionValue(value);
+    std::optional<XCConditionValue> const decimals = ReadNumber(text.substr(0, colon));
+    if (!decimals || !decimals->IsInteger()) return std::nullopt;
+    if (decimals->AsInt64() < 0 || decimals->AsInt64() > XCDouble::kMaxDecimals) return std::nullopt;
+    return RealWithDecimals(value, static_cast<unsigned int>(decimals->AsInt64()));
 }
 
 } // namespace
@@ -78,7 +80,7 @@ XCString NativeNumber(XCConditionValue const& value)
 {
     XCString text(value.GetKind() == XCConditionValue::Kind::Int ? L'i' : value.IsInteger() ? L'l' : L'd');
     if (value.IsInteger()) return text += PrintNumber(value);
-    text += PrintNumber(XCConditionValue(static_cast<int>(value.GetDecimals())));
+    if (value.HasDecimals()) text += PrintNumber(XCConditionValue(static_cast<int>(value.GetDecimals())));
     text += L':';
     return text += PrintNumber(value);
 }

@@ -4,7 +4,7 @@
 //     link      = "0" OR, "1" AND; operator = the number of a ConditionOperator
 //     value     = "n"                     none
 //               | "i" integer | "l" 64-bit integer
-//               | "d" decimals ":" number
+//               | "d" [decimals] ":" number    without decimals: a plain double
 //               | "s" text | "r" pattern
 //               | "t" seconds since 1970 UTC | "y"    SYSDATE
 //

@@ -1,3 +1,12 @@
+// Numbers of the condition language, as text and back.
+//
+// A comparison must see the number that was written, so a literal becomes the double nearest to it and nothing rounds
+// it again. XCDouble, which carries the decimals that were shown, shows at most 15 of them: it holds a literal only
+// when these show its whole value. Any other literal stays a plain double.
+// Invariant: PrintNumber(v) read by ReadNumber gives v again, kind, value and decimals. A plain double is printed with
+// the fewest digits that read back to it (std::to_chars); the decimals of that text show no more than those of the first.
+// The scan accepts a number only as a whole and is linear. std::from_chars reads the value; the texts that it reports
+// as out of range are told apart by the place of their first digit (infinity or 0).
 #include "match/condition/NumberText.h"
 
 #include "text/Units.h"
@@ -159,7 +168,19 @@ std::optional<XCConditionValue> ReadNumber(std::wstring_view text)
     }
     long const shown = static_cast<long>(std::min<std::size_t>(parts->fraction, 1000)) - parts->exponent;
     long const decimals = std::clamp(shown, 0L, static_cast<long>(XCDouble::kMaxDecimals));
-    return XCConditionValue(XCDouble(ReadReal(text, *parts), static_cast<unsigned int>(decimals)));
+    return RealWithDecimals(ReadReal(text, *parts), static_cast<unsigned int>(decimals));
+}
+
+XCConditionValue RealWithDecimals(double value, unsigned int decimals) noexcept
+{
+    XCDouble const rounded(value, decimals);
+    if (!std::isfinite(value)) return XCConditionValue(rounded);
+    char text[400]; // the largest double has 309 digits before the point
+    std::to_chars_result const end = std::to_chars(std::begin(text), std::end(text), rounded.AsDouble(),
+                                                   std::chars_format::fixed, static_cast<int>(rounded.GetDecimals()));
+    double shown = 0;
+    std::from_chars(std::begin(text), end.ptr, shown);
+    return shown == value ? XCConditionValue(rounded) : XCConditionValue(value);
 }
 
 XCString PrintNumber(XCConditionValue const& value)

@@ -8,9 +8,13 @@
 
 namespace xc::condition {
 
-/// An Int or Int64; a Double with the decimals that the text shows when there is a point or an exponent, or when 64
-/// bits cannot hold it (beyond the range of a double: an infinity, or 0). Nothing unless the whole text is a number.
+/// An Int or Int64; a Double when there is a point or an exponent, or when 64 bits cannot hold it: the double nearest to
+/// the text (beyond the range of a double: an infinity, or 0), with the decimals that the text shows if XCDouble can
+/// show it so. Nothing unless the whole text is a number.
 std::optional<XCConditionValue> ReadNumber(std::wstring_view text);
+
+/// An XCDouble of that many decimals, or a plain double where these decimals do not show the whole value.
+XCConditionValue RealWithDecimals(double value, unsigned int decimals) noexcept;
 
 /// The text without spaces and tabs at its ends.
 std::wstring_view Trimmed(std::wstring_view text) noexcept;

@@ -1,6 +1,7 @@
 #include "match/condition/Reader.h"
 
 #include "errors/CoreError.h"
+#include "text/Names.h"
 #include "text/Units.h"
 
 #include <XelbrinCore/XCTrace.h>
@@ -16,11 +17,12 @@ using text::IsBlank;
 constexpr std::size_t kMaxFoundLength = 60; ///< of the text that an error quotes
 constexpr std::wstring_view kToDate = L"TO_DATE";
 
-bool EqualsWord(std::wstring_view word, std::wstring_view upper) noexcept
+/// Whether an operator stands in a word together with something else: "a=1", ">=5".
+bool HoldsOperator(std::wstring_view word) noexcept
 {
-    return word.size() == upper.size() && std::equal(word.begin(), word.end(), upper.begin(), [](wchar_t a, wchar_t b) {
-               return a == b || (b >= L'A' && b <= L'Z' && a == b + (L'a' - L'A'));
-           });
+    constexpr std::wstring_view kOperatorUnits = L"<=>!%";
+    return word.find_first_of(kOperatorUnits) != std::wstring_view::npos &&
+           word.find_first_not_of(kOperatorUnits) != std::wstring_view::npos;
 }
 
 /// The first ")" that no "(" before it opens, or npos.
@@ -65,9 +67,9 @@ bool IsQuoted(std::wstring_view text) noexcept
     return text.size() >= 2 && text[0] == L'"' && ClosingQuote(text, 0) == text.size() - 1;
 }
 
-bool IsLinkWord(std::wstring_view word) noexcept
+bool IsLinkWord(std::wstring_view word)
 {
-    return EqualsWord(word, L"AND") || EqualsWord(word, L"OR");
+    return text::IsSameNameFolded(word, L"AND") || text::IsSameNameFolded(word, L"OR");
 }
 
 bool Reader::Fail(XCCoreError code, std::size_t pos)
@@ -191,17 +193,24 @@ bool Reader::ReadFieldName()
     if (quoted && !ScanQuoted(word)) return false;
     if (!m_at->AssignFieldName(quoted ? Unquoted(word) : XCString(word)))
         return Fail(XCErrConditionRefused, start, word);
-    m_pos = start + word.size();
+    m_fieldLength = word.size();
+    m_pos = start + m_fieldLength;
     return true;
 }
 
 bool Reader::ReadOperator(bool& isRegex)
 {
+    std::size_t const field = m_pos - m_fieldLength;
     SkipBlanks();
     std::wstring_view const word = PeekWord();
-    if (!m_at->AssignOperatorFromStr(isRegex, XCString(word))) return Fail(XCErrConditionOperator, m_pos, word);
-    m_pos += word.size();
-    return true;
+    if (m_at->AssignOperatorFromStr(isRegex, XCString(word))) {
+        m_pos += word.size();
+        return true;
+    }
+    if (HoldsOperator(word)) return Fail(XCErrConditionBlanks, m_pos, word);
+    std::wstring_view const name = Span(field, field + m_fieldLength);
+    if (name[0] != L'"' && HoldsOperator(name)) return Fail(XCErrConditionBlanks, field, name);
+    return Fail(XCErrConditionOperator, m_pos, word);
 }
 
 bool Reader::ReadValue(bool isRegex)

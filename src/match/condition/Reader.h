@@ -26,7 +26,7 @@ XCString Quoted(std::wstring_view text);
 /// Whether the text is one quoted text from end to end.
 bool IsQuoted(std::wstring_view text) noexcept;
 /// "AND" or "OR", without regard to case.
-bool IsLinkWord(std::wstring_view word) noexcept;
+bool IsLinkWord(std::wstring_view word);
 
 class Reader {
 public:
@@ -73,6 +73,7 @@ private:
     std::size_t m_end; ///< of the innermost open group's text
     XCCondition* m_at; ///< the condition being read
     bool m_wantsLink = false;
+    std::size_t m_fieldLength = 0; ///< of the name before m_pos, as written
     std::vector<Group> m_groups;
     Parentheses m_parentheses;
     XCErrorID m_error;

@@ -227,7 +227,8 @@ void XCCondition::AssignInt64(std::int64_t value)
 
 void XCCondition::AssignDouble(XCDouble const& value)
 {
-    AssignValue(value);
+    // A value with more digits than its decimals show would not come back from its text.
+    AssignValue(xc::condition::RealWithDecimals(value.AsDouble(), value.GetDecimals()));
 }
 
 void XCCondition::AssignXCString(XCString const& value)

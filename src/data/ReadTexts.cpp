@@ -1,0 +1,101 @@
+// Texts out of bytes that lie in one piece or in several. UTF-8 of several pieces is decoded through a small block: what
+// remains of it, the front of a sequence that the block cut, is carried over to the next. A cut sequence has at most
+// three bytes, so a longer remainder is malformed; so is any at the end.
+#include <XelbrinCore/XCBinaryReader.h>
+
+#include "encoding/TextErrors.h"
+#include "text/StringAccess.h"
+#include "text/Utf8.h"
+
+#include <algorithm>
+#include <string_view>
+
+using xc::encoding::MalformedText;
+using xc::text::StringAccess;
+
+namespace {
+
+constexpr std::size_t kOnStack =
+    64; // bytes of a text that is decoded on the stack and copied into the target's own block
+constexpr std::size_t kBlock = 4096;
+constexpr std::size_t kLongestCut = 3;
+
+std::string_view Chars(std::uint8_t const* bytes, std::size_t size) noexcept
+{
+    return {reinterpret_cast<char const*>(bytes), size};
+}
+
+} // namespace
+
+bool XCBinaryReader::ReadText(XCString& text, XCTextForm form, XCLengthForm length)
+{
+    std::size_t size = 0;
+    std::size_t const most = std::min(m_limits.maxLength, XCString::kMaxLength - 1);
+    if (!ReadLength(size, length)) return false;
+    if ((size > AtHand() || size > most) && !WantLength(size, most)) return false;
+    return form == XCTextForm::Utf8 ? ReadUtf8(text, size) : ReadUtf16(text, size);
+}
+
+bool XCBinaryReader::ReadUtf8(XCString& text, std::size_t size)
+{
+    if (size > AtHand()) return ReadUtf8Pieces(text, size);
+    std::string_view const bytes = Chars(m_at, size);
+    std::size_t wrong = 0;
+    if (size <= kOnStack) {
+        wchar_t units[kOnStack];
+        std::size_t const count = xc::text::DecodeUtf8(units, bytes, wrong);
+        if (wrong == size) text.Assign(units, count);
+    } else if (xc::text::DecodeUtf8(text, bytes, &wrong)) {
+        wrong = size;
+    }
+    m_at += wrong;
+    return wrong == size || Fail(MalformedText(static_cast<std::size_t>(GetPosition())));
+}
+
+bool XCBinaryReader::ReadUtf8Pieces(XCString& text, std::size_t size)
+{
+    using namespace xc::text;
+    std::uint64_t const start = GetPosition();
+    std::size_t units = 0;
+    for (std::size_t left = size; left > 0; left -= std::min(left, AtHand()), Show(m_endPosition))
+        units += CountUtf16Units(Chars(m_at, std::min(left, AtHand())));
+    Show(start);
+
+    XCString fresh;
+    fresh.Reserve(units + 1);
+    std::uint8_t block[kBlock];
+    std::size_t carried = 0, written = 0;
+    for (std::size_t left = size; left > 0;) {
+        std::size_t const count = std::min(left, kBlock - carried);
+        CopyOut(block + carried, count);
+        left -= count;
+        std::size_t const held = carried + count;
+        std::size_t used = 0;
+        written += DecodeUtf8(StringAccess::Units(fresh) + written, Chars(block, held), used);
+        carried = held - used;
+        if (carried > kLongestCut || (carried > 0 && left == 0)) {
+            Show(GetPosition() - carried);
+            return Fail(MalformedText(static_cast<std::size_t>(GetPosition())));
+        }
+        std::copy(block + used, block + held, block);
+    }
+    StringAccess::SetLength(fresh, written);
+    text.Swap(fresh);
+    return true;
+}
+
+bool XCBinaryReader::ReadUtf16(XCString& text, std::size_t size)
+{
+    if (size % 2 != 0) return Fail();
+    std::size_t const count = size / 2;
+    XCString fresh;
+    fresh.Reserve(count + 1);
+    wchar_t* const units = StringAccess::Units(fresh);
+    CopyOut(units, size);
+    if (m_order == XCByteOrder::Big)
+        for (std::size_t i = 0; i < count; ++i)
+            units[i] = static_cast<wchar_t>(xc::data::SwapBytes(static_cast<std::uint16_t>(units[i])));
+    StringAccess::SetLength(fresh, count);
+    text.Swap(fresh);
+    return true;
+}
