@@ -56,7 +56,7 @@ HEADER_ROOM = {
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
     "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
-    "XCPlugIn.h": "app/host",
+    "XCPlugIn.h": "app/host", "XCAppTimer.h": "app/host",
     "XCApplication.h": "app/host", "XCApplicationBase.h": "app/host", "XCApplicationWithPlugIns.h": "app/host",
     "XCConsoleInfo.h": "app/host", "XCUnitTest.h": "unittest",
 }
