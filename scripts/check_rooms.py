@@ -47,7 +47,7 @@ HEADER_ROOM = {
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
     "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
     "XCSchedule.h": "work", "XCScheduler.h": "work",
-    "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
+    "XCLog.h": "log", "XCLogChannel.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",

@@ -19,6 +19,7 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCLog.h>
+#include <XelbrinCore/XCLogChannel.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMarshal.h>

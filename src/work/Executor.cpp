@@ -21,7 +21,8 @@ unsigned long FrameSlot()
 // Both are made with the first executor, while there is memory, and never destroyed.
 XCErrorID const& FailureWithoutMemory()
 {
-    static XCErrorID const& failure = *new XCErrorID(errors::MakeCoreError(XCErrTaskFailed, XCString(L"out of memory")));
+    static XCErrorID const& failure =
+        *new XCErrorID(errors::MakeCoreError(XCErrTaskFailed, XCString(L"out of memory")));
     return failure;
 }
 
@@ -123,7 +124,9 @@ void TaskList::Remove(XCTask& task) noexcept
 }
 
 Deadline::Deadline(std::uint32_t timeoutMs) noexcept
-    : m_end(timeoutMs == XCInfinite ? UINT64_MAX : timeoutMs == 0 ? 0 : win32::TickMs() + timeoutMs)
+    : m_end(timeoutMs == XCInfinite ? UINT64_MAX
+            : timeoutMs == 0        ? 0
+                                    : win32::TickMs() + timeoutMs)
 {
 }
 

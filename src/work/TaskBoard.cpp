@@ -165,8 +165,8 @@ void TaskBoard::FinishInTree(XCTask& task, XCTaskState state, GroupState*& relea
     Wake(node);
     GroupState* const group = node.group;
     if (!group) return;
-    bool const failed = state == XCTaskState::Failed ||
-                        (state == XCTaskState::Cancelled && TaskAccess::Error(task) != XCErrCancelled);
+    bool const failed =
+        state == XCTaskState::Failed || (state == XCTaskState::Cancelled && TaskAccess::Error(task) != XCErrCancelled);
     if (failed && group->firstFailure.Good()) group->firstFailure = TaskAccess::Error(task);
     if (--group->unfinished == 0) Wake(group->node);
     node.group = nullptr;
@@ -342,8 +342,8 @@ XCString TaskBoard::DescribeWaits() const
     for (Waiter const* waiter = m_waiters; waiter; waiter = waiter->next) {
         if (!waiter->top) continue;
         if (!text.IsNull()) text += L"; ";
-        text += L"thread " + NumberText(waiter->threadId) + L" of \"" + waiter->top->executor->Name() +
-                L"\": " + NameOf(*waiter->top->task) + L" waits for ";
+        text += L"thread " + NumberText(waiter->threadId) + L" of \"" + waiter->top->executor->Name() + L"\": " +
+                NameOf(*waiter->top->task) + L" waits for ";
         text += waiter->target->task ? NameOf(*waiter->target->task)
                                      : NumberText(waiter->target->group->unfinished) + L" tasks of a group";
     }

@@ -3,7 +3,9 @@
 #include "win32/Clock.h"
 #include "win32/LastError.h"
 #include "win32/Process.h"
+#include "win32/ThreadEnd.h"
 
+#include <atomic>
 #include <cerrno>
 #include <clocale>
 #include <csignal>
@@ -129,11 +131,30 @@ bool IsProcessAlive(unsigned long id) noexcept
     return ::kill(static_cast<pid_t>(id), 0) == 0;
 }
 
-std::uint64_t TickMs() noexcept
+namespace {
+
+std::atomic<std::uint64_t> g_lastSerial{0};
+std::atomic<void (*)(std::uint64_t)> g_atThreadEnd{nullptr};
+
+struct Serial {
+    std::uint64_t value = ++g_lastSerial;
+    ~Serial()
+    {
+        if (auto* const function = g_atThreadEnd.load()) function(value);
+    }
+};
+
+} // namespace
+
+std::uint64_t ThreadSerial() noexcept
 {
-    std::timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+    thread_local Serial const serial;
+    return serial.value;
+}
+
+void CallAtThreadEnd(void (*function)(std::uint64_t)) noexcept
+{
+    g_atThreadEnd = function;
 }
 
 unsigned long ThreadId() noexcept

@@ -128,10 +128,10 @@ TEST(Pool, WaitsThatCannotEndAreNamed)
         auto const other = [&](int i) { return c.viaQueue ? queue->Submit([] {}).GetPtr() : tasks[1 - i].GetPtr(); };
         for (int i : {0, 1}) {
             tasks[i] = XCMakeTask([&, i] {
-                gate.Pass();
-                XCSmartPtr<XCTask> const target(other(i));
-                results[static_cast<std::size_t>(i)] = target->Wait();
-            }).GetPtr();
+                           gate.Pass();
+                           XCSmartPtr<XCTask> const target(other(i));
+                           results[static_cast<std::size_t>(i)] = target->Wait();
+                       }).GetPtr();
             tasks[i]->SetName(i == 0 ? L"first" : L"second");
         }
         for (auto const& task : tasks) pool->Add(task);
@@ -284,11 +284,13 @@ TEST(Pool, ParallelFor)
     Pool const pool = NewPool(2);
     for (std::size_t const grain : {0u, 1u, 7u, 5000u}) {
         std::vector<std::atomic<int>> calls(3000);
-        pool->ParallelFor(5, 3000, [&](std::size_t i) { ++calls[i]; }, grain);
+        pool->ParallelFor(
+            5, 3000, [&](std::size_t i) { ++calls[i]; }, grain);
         for (std::size_t i = 0; i < calls.size(); ++i) ASSERT_EQ(calls[i], i >= 5 ? 1 : 0) << i;
     }
     std::atomic<int> calls{0};
-    EXPECT_THROW(pool->ParallelFor(0, 1000000, [&](std::size_t) { ++calls, throw std::runtime_error("no"); }, 10),
+    EXPECT_THROW(pool->ParallelFor(
+                     0, 1000000, [&](std::size_t) { ++calls, throw std::runtime_error("no"); }, 10),
                  XCException);
     EXPECT_LE(calls, 3);
 }
