@@ -4,17 +4,20 @@
 //          XCUWCharSet is the set of UTF-16 code units that the regular expressions are made of.
 // SHAPE    A range is half-open: [begin, end). The largest key can therefore never be covered: U+FFFF is in no
 //          XCUWCharSet, and adding it does nothing. A range end never wraps.
+//          Up to four ranges take no memory of their own.
 // COST     Look-up: O(log ranges). Changing one range: O(ranges). Set operations: O(ranges of both).
 // THREADS  Any threads may read one object; changing it needs the callers' own lock.
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCInlineArray.h>
 
 #include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -23,7 +26,7 @@
 template <class Key, class Value>
 struct XCLookupRange {
     Key begin;   ///< The first key of the range.
-    Key end;     ///< The key behind the last one.
+    Key end;     ///< The key after the last one.
     Value value; ///< What every key of the range maps to.
 
     friend bool operator==(XCLookupRange const&, XCLookupRange const&) = default;
@@ -36,8 +39,13 @@ public:
     /// One range of equal values.
     using Range = XCLookupRange<Key, Value>;
     /// Walks over the ranges in ascending order; changing the table ends it.
-    using Iterator = typename std::vector<Range>::const_iterator;
+    using Iterator = Range const*;
 
+private:
+    using Ranges =
+        std::conditional_t<std::is_trivially_copyable_v<Range>, xc::match::InlineArray<Range>, std::vector<Range>>;
+
+public:
     /// Gives the keys [begin, end) this value, whatever they had. begin >= end changes nothing.
     void Assign(Key begin, Key end, Value value)
     {
@@ -61,7 +69,7 @@ public:
     {
         if (begin < end) Cut(begin, end);
     }
-    /// Puts a range behind all others; begin must not lie before the last range's end.
+    /// Appends a range after all others; begin must not lie before the last range's end.
     void Append(Key begin, Key end, Value value)
     {
         if (!m_ranges.empty() && m_ranges.back().end == begin && m_ranges.back().value == value)
@@ -80,10 +88,10 @@ public:
     }
     /// Whether no key has a value.
     [[nodiscard]] bool IsEmpty() const noexcept { return m_ranges.empty(); }
-    [[nodiscard]] Iterator GetBegin() const noexcept { return m_ranges.begin(); }
-    [[nodiscard]] Iterator GetEnd() const noexcept { return m_ranges.end(); }
-    [[nodiscard]] Iterator begin() const noexcept { return m_ranges.begin(); }
-    [[nodiscard]] Iterator end() const noexcept { return m_ranges.end(); }
+    [[nodiscard]] Iterator GetBegin() const noexcept { return begin(); }
+    [[nodiscard]] Iterator GetEnd() const noexcept { return end(); }
+    [[nodiscard]] Iterator begin() const noexcept { return std::to_address(m_ranges.begin()); }
+    [[nodiscard]] Iterator end() const noexcept { return begin() + m_ranges.size(); }
     /// How many ranges the table has, neighbours of equal value joined.
     [[nodiscard]] std::size_t GetRangeCount() const noexcept { return m_ranges.size(); }
 
@@ -91,9 +99,9 @@ public:
 
 private:
     /// Removes [begin, end) and returns the place of the gap.
-    typename std::vector<Range>::iterator Cut(Key begin, Key end)
+    typename Ranges::iterator Cut(Key begin, Key end)
     {
-        auto const offset = FirstEndingAfter(begin) - m_ranges.cbegin();
+        auto const offset = FirstEndingAfter(begin) - this->begin();
         auto first = m_ranges.begin() + offset;
         if (first != m_ranges.end() && first->begin < begin) {
             Range const head{first->begin, begin, first->value};
@@ -107,18 +115,17 @@ private:
     }
     [[nodiscard]] Iterator FirstEndingAfter(Key key) const noexcept
     {
-        return std::partition_point(m_ranges.begin(), m_ranges.end(),
-                                    [key](Range const& range) { return !(key < range.end); });
+        return std::partition_point(begin(), end(), [key](Range const& range) { return !(key < range.end); });
     }
 
-    std::vector<Range> m_ranges;
+    Ranges m_ranges;
 };
 
 /// A set of keys of an unsigned integer type, kept as ranges in canonical form: equal sets compare equal.
 template <class Key>
 class XCRangeSet {
 public:
-    /// The table behind the set.
+    /// The table that the set is kept in.
     using Table = XCLookupTable<Key, bool>;
     /// One range of members.
     using Range = typename Table::Range;

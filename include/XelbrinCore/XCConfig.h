@@ -56,7 +56,7 @@ public:
     /// The file that was read.
     [[nodiscard]] XCString const& GetFileName() const noexcept { return m_fileName; }
     /// The place of the offending unit or, where the file ended too early, of the start of what it left open. From 1,
-    /// columns in UTF-16 units; 0 when the bytes could not be read as text.
+    /// columns in UTF-16 units. Bytes that are no text have the place that follows the text before them.
     [[nodiscard]] std::size_t GetLine() const noexcept { return m_line; }
     /// The column, counted from 1.
     [[nodiscard]] std::size_t GetColumn() const noexcept { return m_column; }

@@ -1,4 +1,4 @@
-// XCOldDateTime.h - the older date classes, kept beside those of XCDateTime.h for the programs and errors that use them.
+// XCOldDateTime.h - the older date classes, kept for the programs and errors that use them.
 //
 // WHAT     XCDate counts days since 1899-01-01, XCDateTime seconds since 1970-01-01 00:00 UTC. Plain counters: any count
 //          is a value, arithmetic wraps (XCDate) or is held at the limits (XCDateTime).

@@ -259,7 +259,7 @@ inline void Give(XCCountingSemaphore& semaphore, unsigned int n)
 template <class Lock>
 class [[nodiscard]] XCLockGuard {
 public:
-    /// Locks. @param how what the lock's own operation takes beside, such as a number of milliseconds.
+    /// Locks. @param how further arguments of the lock's own operation, such as a number of milliseconds.
     template <class... How>
     explicit XCLockGuard(Lock& lock, How... how) : m_lock(lock), m_held(xc::sync::Take(lock, how...))
     {

@@ -11,7 +11,7 @@
 //                     "Invalid Thread ID"; IsStarted: yes; IsRunning, Exists: no
 //          With delete-on-end a thread goes from running to joined by itself.
 // LIFETIME The registry holds a reference to a thread object that is counted when it starts, until the thread is
-//          joined; so an owner may let go of it at any time. An object that nobody counts (a local variable) must
+//          joined; so an owner may release it at any time. An object that nobody counts (a local variable) must
 //          outlive its thread: its destructor waits for it. A thread that nobody joins keeps its entry and its handle:
 //          join it, or call SetDeleteOnEnd before Start.
 // OWN      A thread that waits for itself, or joins its own object, returns at once and stays in the registry: those
@@ -22,7 +22,7 @@
 // THREADS  Everything here may be called from any thread.
 #pragma once
 
-#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCDateTimeEx.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
@@ -253,7 +253,8 @@ public:
     static void InitializeCOM(ComModel model) noexcept;
     /// @param singleThreaded true: apartment-threaded, false: multithreaded.
     static void InitializeCOM(bool singleThreaded) noexcept;
-    /// Whether the calling thread is in a single-threaded apartment.
+    /// Whether the setting of the process, glbComModel, is the single-threaded apartment: new objects take it over. The
+    /// apartment of the calling thread may be another.
     [[nodiscard]] static bool IsSingleThreadedCOMApartment() noexcept;
 
     // Thread-local slots -------------------------------------------------------------------------------------------
@@ -284,6 +285,7 @@ private:
     std::atomic<bool> m_deleteOnEnd = false;
     bool m_joined = false;
     std::vector<XCSmartPtr<XCCallback>> m_exitFunctions;
+    std::vector<void const*> m_modules; // whose code this object, its callback and its exit functions are
     XCSmartPtr<XCCallback> m_callback;
     unsigned long m_flags;
     Identity m_identity;

@@ -19,6 +19,11 @@
 #include <cstdint>
 #include <vector>
 
+class XCTimeZone;
+namespace xc::datetime {
+class ZoneRecord;
+ZoneRecord const* RecordOf(XCTimeZone const& zone) noexcept;
+} // namespace xc::datetime
 class XCDateEx;
 class XCDateTimeEx;
 class XCTimeEx;
@@ -75,15 +80,13 @@ public:
     /// Whether both are the same zone now.
     friend bool operator==(XCTimeZone const& a, XCTimeZone const& b) noexcept { return a.IsSame(b); }
 
-    /// For the library's own calendar arithmetic: the zone's data, null for UTC.
-    [[nodiscard]] void const* GetRecord() const noexcept { return m_zone == kUTC ? nullptr : Resolve(); }
-
 private:
+    friend xc::datetime::ZoneRecord const* xc::datetime::RecordOf(XCTimeZone const& zone) noexcept;
     static constexpr std::uintptr_t kUTC = 0;
     static constexpr std::uintptr_t kLocal = 1; // any other value is the address of the zone's data
 
     constexpr explicit XCTimeZone(std::uintptr_t zone) noexcept : m_zone(zone) {}
-    [[nodiscard]] void const* Resolve() const noexcept;
+    [[nodiscard]] xc::datetime::ZoneRecord const* Resolve() const noexcept;
     [[nodiscard]] bool IsUTCRecord() const noexcept;
     [[nodiscard]] bool IsSame(XCTimeZone const& other) const noexcept;
 

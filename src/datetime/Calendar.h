@@ -1,4 +1,14 @@
 // Calendar.h - the arithmetic of the Gregorian calendar over plain numbers: exact for all years, before year 1 too.
+//
+// A date and the number of its day are converted into each other by closed formulas. Years start in March, so that the
+// leap day comes last and the lengths of the months follow one linear rule, (153 m + 2) / 5. The way back divides by
+// 400, 100, 4 and 1 years in one step, with corrections for the last day of each cycle. The March year and the linear
+// rule are those of Zeller's congruence (1882). Whole cycles of 400 years are added before dividing, so that
+// unsigned division, which is faster and rounds down, serves years before 0 too.
+//
+// COST      A few nanoseconds each way, no loop and no table but YearDayOf's.
+// INVARIANT CivilOf(DayNumber(y, m, d)) is y, m, d for every date of the calendar; consecutive days have consecutive
+//           numbers. 1899-01-01 has the number 693537, which the static assertion below holds fast.
 #pragma once
 
 #include <cstdint>

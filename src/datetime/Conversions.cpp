@@ -1,3 +1,15 @@
+// Converts between the value classes and counts of days, seconds or milliseconds.
+//
+// All ways lead over two numbers: the day number of Calendar.h and the milliseconds of the day. Milliseconds since 1970
+// hold an instant between years -290 million and 290 million, so 64 bits never overflow for dates that can be stored.
+//
+// OLE dates count days from 1899-12-30 as a double; before that day the fraction still counts forward within the day,
+// away from zero. The fraction is rounded to the nearest millisecond, and a day that is thereby full carries over.
+//
+// XCMkTime carries fields out of their range by computing with them as they are (month 13 is January of the next year,
+// day 0 the last of the month before), then reads the result as wall time and breaks it down anew.
+//
+// INVARIANT A conversion that fails leaves nulls, never a value that looks right.
 #include "datetime/Conversions.h"
 
 #include "datetime/Calendar.h"

@@ -1,5 +1,18 @@
+// Writes dates and times by a format, and reads them back.
+//
+// Writing walks the format once and appends digits to a buffer of fixed size; TextOut drops what does not fit and never
+// writes past the end, so no caller computes lengths beforehand.
+//
+// Reading follows the format's specifiers, not its literals: each specifier reads an integer, then everything up to the
+// next number is skipped. When neither the end nor the format's next unit follows a number, the text steps back to where
+// the number began and the next specifier reads it again: a text that lacks the separators of its format fails, rather
+// than being split by guess. docs/dates.md has the steps and examples.
+//
+// COST      One pass over format and text; nothing is allocated when the text fits the first buffer.
+// INVARIANT Numbers are held one past the limits of 32 bits, so that any overflow is out of every field's range.
 #include "datetime/DateText.h"
 
+#include "text/NumberText.h"
 #include "text/Units.h"
 
 #include <cstdlib>
@@ -14,12 +27,9 @@ namespace xc::datetime {
 
 void TextOut::Digits(std::uint64_t value, unsigned width) noexcept
 {
-    wchar_t digits[20];
-    unsigned count = 0;
-    do digits[count++] = static_cast<wchar_t>(L'0' + value % 10);
-    while ((value /= 10) != 0);
-    for (unsigned i = count; i < width; ++i) Unit(L'0');
-    while (count > 0) Unit(digits[--count]);
+    text::Digits const digits(value);
+    for (std::size_t i = digits.View().size(); i < width; ++i) Unit(L'0');
+    Text(digits.View());
 }
 
 void TextOut::Number(std::int64_t value) noexcept

@@ -1,3 +1,10 @@
+// Dates: the packed word, weekdays and weeks, and moving by days and months.
+//
+// Days are added through the day number of Calendar.h instead of month by month, so that a billion days cost the same as
+// one. Months are added to a count of months and the day is cut to the month's length.
+//
+// INVARIANT A result that cannot be stored leaves the date as it was. GetWeekDay is 0 before 1970, and GetYearWeek is
+//           computed with that 0: both are fixed behaviour.
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/Calendar.h"

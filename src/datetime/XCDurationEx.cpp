@@ -1,3 +1,11 @@
+// Durations: conversion between units by a fixed table, arithmetic in the smaller unit, text.
+//
+// The table holds a factor for each pair of units; -1 says that the other direction's factor divides, 0 that the pair
+// cannot be converted. Factors between calendar units are approximations that do not agree with each other (a year is
+// 52 weeks and 365 days), so As and ConvertTo never go by way of a third unit: they take one step of the table.
+//
+// INVARIANT Arithmetic is done in 64 bits and stored through one checked operation: the count -2147483648 never
+//           appears, and a result that does not fit throws before anything changes.
 #include <XelbrinCore/XCDateTime.h>
 
 #include <XelbrinCore/XCException.h>
@@ -8,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <string_view>
 
 constinit XCDurationEx const XCDurationEx::invalid_{XCDurationEx::InvalidUnit, std::int32_t{0}};
@@ -62,8 +71,8 @@ std::int64_t Widened(std::int64_t count, Unit from, Unit to) noexcept
 {
     // The count that cannot be is kept as the nearest one; the lowest stands for all that are too low.
     std::int64_t const kept = std::clamp<std::int64_t>(count, INT32_MIN, INT32_MAX);
-    throw XCDurationExceptionEx(XCString(L"A count does not fit into a duration"),
-                                static_cast<std::int64_t>((static_cast<std::uint64_t>(kept) << 32) | unit));
+    auto const bits = static_cast<std::int64_t>((static_cast<std::uint64_t>(kept) << 32) | unit);
+    throw XCDurationExceptionEx(XCString(L"A count does not fit into a duration"), std::bit_cast<XCDurationEx>(bits));
 }
 
 /// The unit of a name: blanks are dropped, and an "s" at the end of more than two units.
@@ -205,7 +214,7 @@ XCDurationEx& XCDurationEx::Add(XCDurationEx const& other, int sign)
     std::int64_t const mine = m_count == 0 ? 1 : Factor(m_unit, smaller);
     std::int64_t const theirs = other.m_count == 0 ? 1 : Factor(other.m_unit, smaller);
     if (mine == 0 || theirs == 0)
-        throw XCDurationExceptionEx(XCString(L"Durations of these units cannot be added"), other.AsInt64());
+        throw XCDurationExceptionEx(XCString(L"Durations of these units cannot be added"), other);
     Store(m_count * mine + sign * (other.m_count * theirs), smaller);
     return *this;
 }
@@ -228,7 +237,7 @@ XCDurationEx& XCDurationEx::operator*=(int factor)
 
 XCDurationEx& XCDurationEx::operator/=(int divisor)
 {
-    if (divisor == 0) throw XCDurationExceptionEx(XCString(L"A duration cannot be divided by 0"), AsInt64());
+    if (divisor == 0) throw XCDurationExceptionEx(XCString(L"A duration cannot be divided by 0"), *this);
     std::int64_t count = m_count;
     std::uint32_t unit = m_unit;
     for (; count != 0 && count / divisor == 0 && unit < Millisecond; ++unit) count *= kFactors[unit][unit + 1];

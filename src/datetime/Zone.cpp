@@ -1,3 +1,16 @@
+// Computes what a zone's clocks are ahead of UTC, from the rules that the system's zone data lists for each year.
+//
+// A rule names a month and "the second Sunday" or "the last Sunday" (5), or a date of one year. Each change is told by
+// the clocks before it, so the change to daylight time is shifted by the standard offset and the way back by the
+// daylight one. A year then is three stretches of instants; the years 1900 to 2199 are computed when the zone is read,
+// so that an offset is a look-up and two comparisons. On the southern hemisphere the year begins in daylight time.
+//
+// An instant near New Year may belong to the year before or after by the zone's clocks, whose rules may differ: the
+// start of each year, in UTC, decides. A wall time is read with the offsets a day before and a day after it: where
+// they agree there is no change near; where they differ, the wall time reads with one of them, both, or neither.
+//
+// COST      Some nanoseconds from 1900 to 2199, some dozen outside.
+// INVARIANT firstChange <= secondChange; a change that never comes is INT64_MAX.
 #include "datetime/Zone.h"
 
 #include "datetime/Calendar.h"

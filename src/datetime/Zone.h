@@ -53,9 +53,10 @@ private:
     std::vector<ZoneYear> m_years;
 };
 
+/// The zone's record; null for UTC.
 inline ZoneRecord const* RecordOf(XCTimeZone const& zone) noexcept
 {
-    return static_cast<ZoneRecord const*>(zone.GetRecord());
+    return zone.m_zone == XCTimeZone::kUTC ? nullptr : zone.Resolve();
 }
 
 /// The zone's record, null for UTC in any form.

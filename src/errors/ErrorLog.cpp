@@ -1,5 +1,6 @@
 #include "errors/ErrorLog.h"
 
+#include "errors/RunningCalls.h"
 #include "text/LineText.h"
 #include "win32/AppendFile.h"
 #include "win32/Clock.h"
@@ -103,6 +104,8 @@ bool AppendToErrorLog(XCString const& message, XCString const& stack)
     std::string record = RecordHead();
     text::AppendIndented(record, message.View(), kLineEnd);
     if (!stack.IsNull()) text::AppendIndented(record, (L"\n" + stack).View(), kLineEnd);
+    XCString const calls = RunningCallsText(win32::ThreadId());
+    if (!calls.IsNull()) text::AppendIndented(record, (L"\n" + calls).View(), kLineEnd);
     record += kLineEnd;
     return win32::AppendToFile(path, record);
 }

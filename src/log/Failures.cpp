@@ -1,5 +1,6 @@
 #include "log/Failures.h"
 
+#include "errors/SystemWords.h"
 #include "log/Digits.h"
 
 #include <exception>
@@ -24,10 +25,11 @@ try {
     if (error != 0) {
         text += L": system error ";
         text.Append(Digits(error).View());
+        text += L": " + errors::SystemWords(error, path);
     }
     std::lock_guard const hold(m_section);
     m_last = text;
-} catch (std::exception const&) { // no memory for the text: counted all the same
+} catch (...) { // no memory for the text: counted all the same
 }
 
 void Failures::NoteFile(wchar_t const* what, std::wstring_view path, unsigned long error) noexcept

@@ -1,3 +1,15 @@
+// Turns the intermediate automaton into a deterministic one by the subset construction (Rabin and Scott, 1959).
+//
+// A deterministic state is a closed set of nodes. States are expanded in the order in which they are found, which gives
+// them their numbers. The columns are classes of units (UnitClasses), not units: for each class the targets of all
+// members are collected, then closed and looked up once. Consecutive classes with the same targets share the look-up,
+// which is what makes wide classes cheap.
+//
+// COST      For each state, the classes of all transitions that leave its members, and one closure for each distinct
+//           set of targets. The number of states may be exponential in the pattern: Limits ends the construction, and
+//           m_collected bounds the work within one state, where many nodes that read many classes meet.
+// INVARIANT Steps of a state are ascending by class. `complete` is true only when every state has its steps.
+// STOP      A state stops when it accepts and every class with a unit below 0xFFFE leads back to it.
 #include "match/Dfa.h"
 
 #include "match/NumberedSets.h"
@@ -14,8 +26,10 @@ namespace {
 template <class Sets>
 class DfaBuilder {
 public:
-    DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
-        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts), m_reached(classes.Count())
+    DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+               Memory memory)
+        : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts, memory),
+          m_reached(classes.Count(), memory), m_touched(memory), m_dfa(memory)
     {
         m_dfa.classCount = classes.Count();
         for (std::uint32_t unitClass = 0; unitClass < classes.Count(); ++unitClass)
@@ -38,12 +52,14 @@ public:
     }
 
 private:
+    /// The limits bound the time, too: a class collected counts as two bytes, a node visited as eight.
+    [[nodiscard]] bool HasTime() const noexcept { return 8 * m_sets.Work() + 2 * m_collected <= m_limits.bytes; }
+
     [[nodiscard]] bool IsWithinLimits() const noexcept
     {
         std::size_t const cells = static_cast<std::size_t>(m_sets.Count()) * m_dfa.classCount;
         return m_sets.Count() <= static_cast<std::size_t>(m_limits.states) + m_nfa.NodeCount() &&
-               cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes &&
-               m_sets.Work() <= m_limits.bytes;
+               cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes && HasTime();
     }
     bool Expand(std::uint32_t state)
     {
@@ -71,10 +87,10 @@ private:
     {
         m_sets.ForEachNode(state, [this](std::uint32_t node) {
             for (NfaEdge const& edge : m_nfa.Edges(node)) {
-                if (edge.set == kEpsilon || m_collected > m_limits.bytes) continue;
+                if (edge.set == kEpsilon || !HasTime()) continue;
                 std::span<std::uint32_t const> const classes = m_classes.ClassesOf(edge.set);
                 m_collected += classes.size();
-                if (m_collected > m_limits.bytes) continue;
+                if (!HasTime()) continue;
                 for (std::uint32_t const unitClass : classes) {
                     bool const isFirst = m_reached[unitClass].empty();
                     m_sets.Add(edge.to, m_reached[unitClass]);
@@ -82,7 +98,7 @@ private:
                 }
             }
         });
-        return m_collected <= m_limits.bytes;
+        return HasTime();
     }
     template <class Set>
     std::uint32_t TargetOf(Set const& set)
@@ -105,8 +121,8 @@ private:
     UnitClasses const& m_classes;
     XCRegEx::Limits m_limits;
     Sets m_sets;
-    std::vector<typename Sets::Reached> m_reached; ///< by class
-    std::vector<std::uint32_t> m_touched;
+    List<typename Sets::Reached> m_reached; ///< by class
+    List<std::uint32_t> m_touched;
     std::size_t m_collected = 0;
     std::uint32_t m_commonClasses = 0;
     Dfa m_dfa;
@@ -114,10 +130,11 @@ private:
 
 } // namespace
 
-Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits)
+Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+             Memory memory)
 {
-    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits).Build();
-    return DfaBuilder<ListSets>(nfa, facts, classes, limits).Build();
+    if (nfa.NodeCount() <= NodeMask::kMax) return DfaBuilder<MaskSets>(nfa, facts, classes, limits, memory).Build();
+    return DfaBuilder<ListSets>(nfa, facts, classes, limits, memory).Build();
 }
 
 std::vector<std::uint32_t> Dfa::Row(std::uint32_t state) const

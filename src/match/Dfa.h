@@ -18,12 +18,14 @@ struct Dfa {
         std::uint32_t target;
     };
 
+    explicit Dfa(Memory memory) : steps(memory), ends(memory), accepting(memory), stop(memory) {}
+
     std::uint32_t classCount = 0;
-    std::vector<Step> steps;             ///< by state; of one state by class, ascending
-    std::vector<std::size_t> ends;       ///< by state: where its steps end
-    std::vector<std::uint8_t> accepting; ///< by state
-    std::vector<std::uint8_t> stop;      ///< by state: accepting, and 0x0000 to 0xFFFD lead back to it
-    bool complete = false;               ///< false: the limits ended the construction, the last states have no targets
+    List<Step> steps;             ///< by state; of one state by class, ascending
+    List<std::size_t> ends;       ///< by state: where its steps end
+    List<std::uint8_t> accepting; ///< by state
+    List<std::uint8_t> stop;      ///< by state: accepting, and 0x0000 to 0xFFFD lead back to it
+    bool complete = false;        ///< false: the limits ended the construction, the last states have no targets
 
     [[nodiscard]] std::uint32_t StateCount() const noexcept { return static_cast<std::uint32_t>(accepting.size()); }
     [[nodiscard]] std::uint32_t ExpandedCount() const noexcept { return static_cast<std::uint32_t>(ends.size()); }
@@ -36,7 +38,8 @@ struct Dfa {
 };
 
 /// Subset construction under the limits. The classes must be folded.
-Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits);
+Dfa BuildDfa(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
+             Memory memory);
 
 /// The transitions of one state as ranges; neighbours with one target are one range.
 std::vector<XCRegEx::DfaTransition> TransitionsOf(Dfa const& dfa, UnitClasses const& classes, std::uint32_t state);

@@ -1,19 +1,22 @@
+// Prints the two automata in their fixed text forms.
+//
+// Nodes are printed with their closures, which are followed here by themselves: the construction keeps only the nodes
+// that matter, in other forms. Large automata show direct transitions instead, because the text of all closures grows
+// with the square of the nodes. Units from 0x20 to 0xFF stand for themselves, the others as \x and four digits.
+//
+// COST      O(nodes + transitions) with direct transitions; O(nodes^2) for closures of up to kMaxClosuresShown nodes.
 #include "match/Dump.h"
 
+#include "text/NumberText.h"
+
 namespace xc::match {
+
+using text::AppendNumber;
 
 namespace {
 
 /// Closures of larger automata are not spelled out: their text would grow with the square of the nodes.
 constexpr std::uint32_t kMaxClosuresShown = 1024;
-
-void AppendNumber(std::wstring& text, std::uint32_t number)
-{
-    std::wstring digits;
-    do digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + number % 10));
-    while ((number /= 10) != 0);
-    text += digits;
-}
 
 void AppendUnit(std::wstring& text, std::uint32_t unit)
 {

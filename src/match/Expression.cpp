@@ -1,3 +1,14 @@
+// Chooses the program that matches an expression.
+//
+// Literals and ".*" alone are searched for (Glob). For others the automata are built: up to sixteen states run as byte
+// shuffles where the processor has AVX2, more as a table, and an automaton beyond the limits is followed by sets of
+// nodes. All programs give the same answers; the choice is made by size alone, so it is the same in every run on one
+// machine.
+//
+// All that the construction needs and matching does not stands in one arena, whose first part is on the stack. Dumps,
+// states and the constant start are built again from the tree when they are first asked for, and then kept.
+//
+// INVARIANT m_program is set at construction and never changes. m_sight is made once, under m_building.
 #include "match/Expression.h"
 
 #include "match/Dump.h"
@@ -6,7 +17,8 @@
 #include "match/StateSetMatcher.h"
 #include "match/Table.h"
 
-#include <numeric>
+#include <array>
+#include <cstddef>
 #include <utility>
 
 namespace xc::match {
@@ -18,101 +30,84 @@ bool Translates(XCParsedRegEx const& parsed) noexcept
     return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
 }
 
-UnitMap MapOf(XCParsedRegEx const& parsed, UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass)
-{
-    return UnitMap(classes, valueOfClass, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
-}
-
 } // namespace
 
-Expression::Automaton::Automaton(Nfa const& nfa, NodeFacts const& facts, XCRegEx::Limits const& limits)
-    : classes(nfa.Sets())
+Expression::Automaton::Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, Memory memory)
+    : classes(nfa.Sets(), memory), dfa(memory)
 {
-    if (classes->IsFolded()) dfa = BuildDfa(nfa, facts, *classes, limits);
+    if (classes.IsFolded()) dfa = BuildDfa(nfa, NodeFacts(nfa, memory), classes, limits, memory);
 }
 
-void Expression::Automaton::Forget()
-{
-    constantStart = match::ConstantStart(dfa, *classes);
-    dfa = Dfa{};
-    classes.reset();
-}
-
-Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits) : m_limits(limits)
+Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits)
+    : m_root(parsed.GetRoot()), m_limits(limits)
 {
     if (debug) WriteWideOut(XCRegEx::DumpNodes(parsed).View());
-    if (!Translates(parsed)) m_program = Glob::From(parsed.GetRoot());
-    if (m_program)
-        m_globRoot = parsed.GetRoot();
-    else
-        MakeProgram(parsed);
+    if (!Translates(parsed)) m_program = Glob::From(m_root);
+    if (!m_program) MakeProgram(parsed);
     if (debug) WriteWideOut(DumpStates().View());
 }
 
 void Expression::MakeProgram(XCParsedRegEx const& parsed)
 {
-    Nfa nfa(parsed.GetRoot());
+    alignas(std::max_align_t) std::array<std::byte, 24576> start;
+    std::pmr::monotonic_buffer_resource arena(start.data(), start.size());
+    Nfa const nfa(m_root, &arena);
     m_tooLarge = nfa.IsTooLarge();
-    NodeFacts facts(nfa);
-    m_automaton = std::make_unique<Automaton>(nfa, facts, m_limits);
-    if (m_automaton->dfa.complete) return MakeTableProgram(parsed);
+    Automaton const automaton(nfa, m_limits, &arena);
+    if (automaton.dfa.complete) return MakeTableProgram(parsed, automaton, &arena);
     m_usesSets = true;
-    UnitClasses classes = *m_automaton->classes;
-    m_automaton->Forget();
-    std::vector<std::uint16_t> numbers(classes.Count());
-    std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
-    UnitMap map = MapOf(parsed, classes, numbers);
-    m_program = std::make_unique<StateSets>(std::move(nfa), std::move(facts), std::move(classes), std::move(map));
+    m_program = std::make_unique<StateSets>(parsed);
 }
 
-void Expression::MakeTableProgram(XCParsedRegEx const& parsed)
+void Expression::MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory)
 {
-    UnitClasses const& classes = *m_automaton->classes;
-    ReducedDfa const reduced = Reduce(m_automaton->dfa);
+    UnitClasses const& classes = automaton.classes;
+    ReducedDfa const reduced = Reduce(automaton.dfa, memory);
     bool const translates = Translates(parsed);
     LoopScans scans = translates ? LoopScans() : LoopScans(reduced, classes);
     Opening const opening(reduced, translates ? nullptr : &classes);
-    UnitMap map = MapOf(parsed, classes, reduced.columnOfClass);
+    UnitMap map(classes, reduced.columnOfClass, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
     m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)(reduced, opening, std::move(scans), std::move(map));
 }
 
-auto Expression::GetAutomaton() const -> Automaton const&
+auto Expression::Look() const -> Sight const&
 {
-    if (m_globRoot.IsNull()) return *m_automaton;
     std::lock_guard const lock(m_building);
-    if (!m_automaton) {
-        Nfa const nfa(m_globRoot);
-        auto made = std::make_unique<Automaton>(nfa, NodeFacts(nfa), m_limits);
-        if (nfa.IsTooLarge() || !made->dfa.complete) made->Forget();
-        if (nfa.IsTooLarge()) made->constantStart = XCString(static_cast<Glob const&>(*m_program).Prefix());
-        m_automaton = std::move(made);
-    }
-    return *m_automaton;
+    if (m_sight) return *m_sight;
+    auto made = std::make_unique<Sight>();
+    Memory const heap = std::pmr::new_delete_resource();
+    Nfa const nfa(m_root, heap);
+    made->automaton.emplace(nfa, m_limits, heap);
+    made->constantStart = nfa.IsTooLarge() ? XCString(m_program->LiteralStart())
+                                           : match::ConstantStart(made->automaton->dfa, made->automaton->classes);
+    if (!made->automaton->dfa.complete || (nfa.IsTooLarge() && !m_tooLarge)) made->automaton.reset();
+    m_sight = std::move(made);
+    return *m_sight;
 }
 
 XCString Expression::ConstantStart() const
 {
-    Automaton const& automaton = GetAutomaton();
-    return automaton.classes ? match::ConstantStart(automaton.dfa, *automaton.classes) : automaton.constantStart;
+    return Look().constantStart;
 }
 
 std::vector<XCRegEx::DfaState> Expression::States() const
 {
-    Automaton const& automaton = GetAutomaton();
-    Dfa const& dfa = automaton.dfa;
+    std::optional<Automaton> const& automaton = Look().automaton;
     std::vector<XCRegEx::DfaState> states;
+    if (!automaton) return states;
+    Dfa const& dfa = automaton->dfa;
     states.reserve(dfa.StateCount());
     for (std::uint32_t number = 0; number < dfa.StateCount(); ++number)
         states.push_back({number, dfa.accepting[number] != 0, dfa.stop[number] != 0,
-                          TransitionsOf(dfa, *automaton.classes, number)});
+                          TransitionsOf(dfa, automaton->classes, number)});
     return states;
 }
 
 XCString Expression::DumpStates() const
 {
-    Automaton const& automaton = GetAutomaton();
-    if (!automaton.classes) return {};
-    return XCString(match::DumpStates(automaton.dfa, *automaton.classes) + DumpStopFlags(automaton.dfa));
+    std::optional<Automaton> const& automaton = Look().automaton;
+    if (!automaton) return {};
+    return XCString(match::DumpStates(automaton->dfa, automaton->classes) + DumpStopFlags(automaton->dfa));
 }
 
 } // namespace xc::match

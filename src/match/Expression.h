@@ -25,25 +25,27 @@ public:
 
 private:
     struct Automaton {
-        Automaton(Nfa const& nfa, NodeFacts const& facts, XCRegEx::Limits const& limits);
-        /// Keeps nothing but the constant start: the limits ended the construction.
-        void Forget();
+        Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, Memory memory);
 
-        std::optional<UnitClasses> classes; ///< none when forgotten
+        UnitClasses classes;
         Dfa dfa;
-        XCString constantStart; ///< when forgotten
     };
 
-    [[nodiscard]] Automaton const& GetAutomaton() const;
+    /// What there is to look at: the automaton, none where the limits ended its construction, and the constant start.
+    struct Sight {
+        std::optional<Automaton> automaton;
+        XCString constantStart;
+    };
+
+    [[nodiscard]] Sight const& Look() const;
     void MakeProgram(XCParsedRegEx const& parsed);
-    void MakeTableProgram(XCParsedRegEx const& parsed);
+    void MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory);
 
     std::unique_ptr<Program const> m_program;
-    /// Literals and gaps are matched without an automaton: it is built from the tree when it is first asked for.
-    XCSmartPtr<XCRegExSyntaxNode> m_globRoot;
+    XCSmartPtr<XCRegExSyntaxNode> m_root; ///< the automaton to look at is built from it when it is first asked for
     XCRegEx::Limits m_limits;
     mutable std::mutex m_building;
-    mutable std::unique_ptr<Automaton> m_automaton;
+    mutable std::unique_ptr<Sight> m_sight;
     bool m_tooLarge = false;
     bool m_usesSets = false;
 };

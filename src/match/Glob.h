@@ -20,7 +20,7 @@ public:
 
     [[nodiscard]] bool Match(wchar_t const* text) const override;
     /// The literal before the first gap.
-    [[nodiscard]] std::wstring const& Prefix() const noexcept { return m_prefix; }
+    [[nodiscard]] std::wstring_view LiteralStart() const noexcept override { return m_prefix; }
 
 private:
     [[nodiscard]] bool MatchOpen(wchar_t const* text) const;

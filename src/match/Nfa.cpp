@@ -1,7 +1,21 @@
+// Lays a syntax tree out as an automaton whose transitions read one set of units or nothing.
+//
+// The construction is Thompson's (Regular Expression Search Algorithm, 1968): every subtree lies between two given
+// nodes, so parts are joined without copying. It differs from the textbook in these places, all to keep the automaton
+// small: the branches of an alternative share both of their nodes and the nodes of common beginnings (a list of words
+// becomes a tree of letters), branches of one small set each become one transition, and a sequence numbers its nodes
+// along the text. Counted repetition is unfolded, a copy for each count,
+// because a deterministic automaton has no counters. The tree may be as deep as memory allows, so a work list takes the
+// place of recursion.
+//
+// COST      O(nodes + transitions); IsTooLarge ends it at XCRegEx::kMaxNodes nodes, or four steps a node.
+// INVARIANT Nodes 0 and 1 are the start and the end. No transition leaves the end.
 #include "match/Nfa.h"
 
 #include "match/Numbering.h"
 
+#include <algorithm>
+#include <memory_resource>
 #include <unordered_map>
 #include <utility>
 
@@ -12,7 +26,12 @@ using Node = XCRegExSyntaxNode;
 /// Lays the tree out between two nodes, by a work list instead of recursion: trees may be deep.
 class NfaBuilder {
 public:
-    explicit NfaBuilder(Nfa& nfa) : m_nfa(nfa) { m_nfa.m_edges.reserve(128); }
+    NfaBuilder(Nfa& nfa, Memory memory)
+        : m_nfa(nfa), m_work(memory), m_parts(memory), m_setNumbers(memory), m_wayNumbers(memory), m_ways(memory),
+          m_leafIndices(memory)
+    {
+        m_nfa.m_edges.reserve(128);
+    }
     void Build(Node const& root)
     {
         m_work.push_back({&root, Nfa::kStart, Nfa::kEnd});
@@ -30,6 +49,11 @@ private:
         Node const* node;
         std::uint32_t from, to;
     };
+    /// From a node on a set of units, within one alternative.
+    struct Way {
+        std::uint64_t key;
+        std::uint32_t to;
+    };
 
     void Expand(Item const& item)
     {
@@ -44,30 +68,61 @@ private:
     /// Long sequences are spines of left children: numbered from the left, so that nodes ascend along the text.
     void ExpandSequence(Item const& item)
     {
+        TakeApart(item.node);
+        Chain(m_parts.size(), item.from, item.to);
+    }
+    /// The parts of a sequence, the last one first.
+    void TakeApart(Node const* node)
+    {
         m_parts.clear();
-        Node const* node = item.node;
         for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChildP())
             m_parts.push_back(node->GetRightChildP());
         m_parts.push_back(node);
-        std::uint32_t from = item.from;
-        for (std::size_t i = m_parts.size(); i-- > 0 && !m_nfa.m_tooLarge;) {
-            std::uint32_t const to = i == 0 ? item.to : NewNode();
-            m_work.push_back({m_parts[i], from, to});
-            from = to;
+    }
+    /// The last `count` parts in a row.
+    void Chain(std::size_t count, std::uint32_t from, std::uint32_t to)
+    {
+        for (std::size_t i = count; i-- > 0 && !m_nfa.m_tooLarge;) {
+            std::uint32_t const next = i == 0 ? to : NewNode();
+            m_work.push_back({m_parts[i], from, next});
+            from = next;
         }
+    }
+    /// A branch that begins with small leaves shares their nodes with the branches before it that begin so, too.
+    void AddBranch(Node const* branch, std::uint32_t from, std::uint32_t to)
+    {
+        TakeApart(branch);
+        std::size_t left = m_parts.size();
+        for (; left > 1 && IsSmallLeaf(m_parts[left - 1]) && !m_nfa.m_tooLarge; --left) {
+            CountStep();
+            XCUWCharSet const& set = static_cast<Node::CharSetNode const*>(m_parts[left - 1])->GetCharSet();
+            if (set.IsEmpty()) return;
+            std::uint64_t const way = std::uint64_t{from} << 32 | SetIndex(set);
+            std::uint32_t const known = m_wayNumbers.NumberOf(
+                way * 0x9E3779B97F4A7C15u, [&](std::uint32_t number) { return m_ways[number].key == way; });
+            if (known == m_ways.size()) {
+                m_ways.push_back({way, NewNode()});
+                m_nfa.m_edges.push_back({from, m_ways.back().to, static_cast<std::uint32_t>(way)});
+            }
+            from = m_ways[known].to;
+        }
+        Chain(left, from, to);
     }
     static bool IsSmallLeaf(Node const* node)
     {
         return node->GetType() == Node::NodeType::CharSetNode &&
                static_cast<Node::CharSetNode const*>(node)->GetCharSet().GetRangeCount() <= kLargeSet;
     }
-    /// Branches that are one small set each become one transition, or a few.
+    /// Branches that are one small set each become one transition, or a few; sequences share their beginnings.
     void ExpandAlternative(Item const& item)
     {
+        m_ways.clear();
+        m_wayNumbers.Clear();
         XCUWCharSet merged;
         Node const* node = item.node;
         auto const take = [&](Node const* branch) {
             CountStep();
+            if (branch->GetType() == Node::NodeType::SequenceNode) return AddBranch(branch, item.from, item.to);
             if (!IsSmallLeaf(branch)) return m_work.push_back({branch, item.from, item.to});
             for (auto const& range : static_cast<Node::CharSetNode const*>(branch)->GetCharSet()) merged.Add(range);
             if (merged.GetRangeCount() <= kMergedSet) return;
@@ -146,26 +201,54 @@ private:
         for (auto const& range : set)
             hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
         std::uint32_t const index =
-            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return m_nfa.m_sets[known] == set; });
-        if (index == m_nfa.m_sets.size()) m_nfa.m_sets.push_back(set);
+            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return m_nfa.m_sets.IsEqual(known, set); });
+        if (index == m_nfa.m_sets.Count()) m_nfa.m_sets.Add(set);
         return index;
     }
 
     Nfa& m_nfa;
-    std::vector<Item> m_work;
-    std::vector<Node const*> m_parts; ///< of the sequence at hand
+    List<Item> m_work;
+    List<Node const*> m_parts; ///< of the sequence at hand
     Numbering m_setNumbers;
-    std::unordered_map<Node const*, std::uint32_t> m_leafIndices;
+    Numbering m_wayNumbers;
+    List<Way> m_ways;
+    std::pmr::unordered_map<Node const*, std::uint32_t> m_leafIndices;
     std::uint32_t m_steps = 0;
 };
 
-Nfa::Nfa(XCSmartPtr<XCRegExSyntaxNode> const& root)
+bool SetList::IsInSet(std::uint32_t set, std::uint32_t unit) const noexcept
 {
-    if (!root.IsNull()) NfaBuilder(*this).Build(*root.GetPtr());
+    auto const ranges = (*this)[set];
+    auto const at =
+        std::partition_point(ranges.begin(), ranges.end(), [unit](Range const& r) { return r.end <= unit; });
+    return at != ranges.end() && at->begin <= unit;
+}
+
+bool SetList::IsEqual(std::uint32_t set, XCUWCharSet const& other) const noexcept
+{
+    auto const ranges = (*this)[set];
+    return std::equal(ranges.begin(), ranges.end(), other.begin(), other.end());
+}
+
+void SetList::Add(XCUWCharSet const& set)
+{
+    m_ranges.insert(m_ranges.end(), set.begin(), set.end());
+    m_ends.push_back(static_cast<std::uint32_t>(m_ranges.size()));
+}
+
+void SetList::Clear() noexcept
+{
+    m_ranges.clear();
+    m_ends.clear();
+}
+
+Nfa::Nfa(Node const* root, Memory memory) : m_edges(memory), m_offsets(memory), m_sets(memory)
+{
+    if (root) NfaBuilder(*this, memory).Build(*root);
     if (m_tooLarge) {
         m_nodeCount = 2;
         m_edges.clear();
-        m_sets.clear();
+        m_sets.Clear();
     }
     SortEdges();
 }
@@ -176,8 +259,9 @@ void Nfa::SortEdges()
     m_offsets.assign(m_nodeCount + 1, 0);
     for (NfaEdge const& edge : m_edges) ++m_offsets[edge.from + 1];
     for (std::uint32_t i = 0; i < m_nodeCount; ++i) m_offsets[i + 1] += m_offsets[i];
-    std::vector<std::uint32_t> next(m_offsets.begin(), m_offsets.end() - 1);
-    std::vector<NfaEdge> sorted(m_edges.size());
+    Memory const memory = m_edges.get_allocator().resource();
+    List<std::uint32_t> next(m_offsets.begin(), m_offsets.end() - 1, memory);
+    List<NfaEdge> sorted(m_edges.size(), memory);
     for (NfaEdge const& edge : m_edges) sorted[next[edge.from]++] = edge;
     m_edges = std::move(sorted);
 }

@@ -7,9 +7,10 @@
 
 #include <XelbrinCore/XCRegEx.h>
 
+#include "match/Memory.h"
+
 #include <cstdint>
 #include <span>
-#include <vector>
 
 namespace xc::match {
 
@@ -22,13 +23,34 @@ struct NfaEdge {
     std::uint32_t set; ///< index into the sets, or kEpsilon
 };
 
+/// Sets of units, their ranges in one list.
+class SetList {
+public:
+    using Range = XCUWCharSet::Range;
+
+    explicit SetList(Memory memory) : m_ranges(memory), m_ends(memory) {}
+    [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_ends.size()); }
+    [[nodiscard]] std::span<Range const> operator[](std::uint32_t set) const noexcept
+    {
+        return {m_ranges.data() + (set == 0 ? 0 : m_ends[set - 1]), m_ranges.data() + m_ends[set]};
+    }
+    [[nodiscard]] bool IsInSet(std::uint32_t set, std::uint32_t unit) const noexcept;
+    [[nodiscard]] bool IsEqual(std::uint32_t set, XCUWCharSet const& other) const noexcept;
+    void Add(XCUWCharSet const& set);
+    void Clear() noexcept;
+
+private:
+    List<Range> m_ranges;
+    List<std::uint32_t> m_ends;
+};
+
 class Nfa {
 public:
     static constexpr std::uint32_t kStart = 0;
     static constexpr std::uint32_t kEnd = 1;
 
     /// An invalid tree (null) gives an automaton that matches nothing.
-    explicit Nfa(XCSmartPtr<XCRegExSyntaxNode> const& root);
+    Nfa(XCRegExSyntaxNode const* root, Memory memory);
 
     /// The tree unfolds to more nodes than allowed; the automaton then matches nothing.
     [[nodiscard]] bool IsTooLarge() const noexcept { return m_tooLarge; }
@@ -37,7 +59,7 @@ public:
     {
         return {m_edges.data() + m_offsets[node], m_edges.data() + m_offsets[node + 1]};
     }
-    [[nodiscard]] std::vector<XCUWCharSet> const& Sets() const noexcept { return m_sets; }
+    [[nodiscard]] SetList const& Sets() const noexcept { return m_sets; }
 
 private:
     friend class NfaBuilder;
@@ -45,9 +67,9 @@ private:
 
     std::uint32_t m_nodeCount = 2;
     bool m_tooLarge = false;
-    std::vector<NfaEdge> m_edges;
-    std::vector<std::uint32_t> m_offsets;
-    std::vector<XCUWCharSet> m_sets;
+    List<NfaEdge> m_edges;
+    List<std::uint32_t> m_offsets;
+    SetList m_sets;
 };
 
 } // namespace xc::match

@@ -8,17 +8,16 @@
 #include "match/Nfa.h"
 
 #include <span>
-#include <vector>
 
 namespace xc::match {
 
-using NodeSet = std::vector<std::uint32_t>;
+using NodeSet = List<std::uint32_t>;
 using NodeSetView = std::span<std::uint32_t const>;
 
 /// What is known about the nodes of an automaton. Does not change; shared by all matching threads.
 class NodeFacts {
 public:
-    explicit NodeFacts(Nfa const& nfa);
+    NodeFacts(Nfa const& nfa, Memory memory);
 
     [[nodiscard]] bool Matters(std::uint32_t node) const noexcept { return m_matters[node] != 0; }
     /// Together with the end node: every further text without U+FFFF is accepted.
@@ -29,15 +28,15 @@ public:
 private:
     void FindAbsorbing(Nfa const& nfa);
 
-    std::vector<std::uint8_t> m_matters;
-    std::vector<std::uint8_t> m_absorbs;
+    List<std::uint8_t> m_matters;
+    List<std::uint8_t> m_absorbs;
     NodeSet m_universal;
 };
 
 /// Follows epsilon transitions. Holds the scratch memory of one thread.
 class Closure {
 public:
-    Closure(Nfa const& nfa, NodeFacts const& facts);
+    Closure(Nfa const& nfa, NodeFacts const& facts, Memory memory);
 
     /// The set of the nodes that `from` reach, in its fixed form.
     void Close(NodeSetView from, NodeSet& result);
@@ -49,7 +48,7 @@ private:
 
     Nfa const& m_nfa;
     NodeFacts const& m_facts;
-    std::vector<std::uint32_t> m_seen;
+    List<std::uint32_t> m_seen;
     std::uint32_t m_round = 0;
     NodeSet m_pending;
     std::size_t m_work = 0;

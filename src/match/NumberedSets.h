@@ -1,7 +1,11 @@
 // NumberedSets.h - the node sets of a subset construction, numbered in the order in which they are met.
 //
+// The construction spends its time on two questions: which nodes does this set reach, and was the result met before?
+// With few nodes a set is two words: closures are computed once a node and united by OR, comparison is two compares,
+// and hashing two multiplications. With many nodes sets are sparse, and ordered lists are smaller than bits.
+//
 // Two forms with the same answers: MaskSets for automata of up to 128 nodes, a bit for every node and no list anywhere;
-// ListSets for larger ones. Both have: Reached, what collects the nodes behind one class; Start and Close, a set in its
+// ListSets for larger ones. Both have: Reached, what collects the nodes that one class leads to; Start and Close, a set in its
 // fixed form; Add, NumberOf, Count, ForEachNode; Bytes and Work, what the limits are held against.
 #pragma once
 
@@ -13,14 +17,21 @@
 
 namespace xc::match {
 
-/// Sets as ordered lists, one behind the other.
+/// Sets as ordered lists in one array.
 class ListSets {
 public:
     using Reached = NodeSet;
 
-    ListSets(Nfa const& nfa, NodeFacts const& facts) : m_closure(nfa, facts) {}
+    ListSets(Nfa const& nfa, NodeFacts const& facts, Memory memory)
+        : m_closure(nfa, facts, memory), m_set(memory), m_numbers(memory), m_ids(memory), m_ends(memory)
+    {
+    }
 
-    NodeSet const& Start() { return Close({Nfa::kStart}); }
+    NodeSet const& Start()
+    {
+        m_closure.Close(std::span(&Nfa::kStart, 1), m_set);
+        return m_set;
+    }
     void Add(std::uint32_t node, Reached& reached) { reached.push_back(node); }
     NodeSet const& Close(Reached const& reached)
     {
@@ -62,8 +73,8 @@ private:
     Closure m_closure;
     NodeSet m_set;
     Numbering m_numbers;
-    std::vector<std::uint32_t> m_ids;
-    std::vector<std::size_t> m_ends;
+    List<std::uint32_t> m_ids;
+    List<std::size_t> m_ends;
 };
 
 /// A set of nodes with numbers below kMax.
@@ -108,7 +119,8 @@ public:
     using Reached = NodeMask;
 
     /// @param nfa of at most NodeMask::kMax nodes.
-    MaskSets(Nfa const& nfa, NodeFacts const& facts) : m_closures(nfa.NodeCount())
+    MaskSets(Nfa const& nfa, NodeFacts const& facts, Memory memory)
+        : m_closures(nfa.NodeCount(), memory), m_numbers(memory), m_masks(memory)
     {
         for (std::uint32_t node = 0; node < nfa.NodeCount(); ++node) {
             m_closures[node] = ClosureOf(nfa, facts, node);
@@ -166,11 +178,11 @@ private:
         return closure;
     }
 
-    std::vector<NodeMask> m_closures; ///< by node: those that matter
+    List<NodeMask> m_closures; ///< by node: those that matter
     NodeMask m_absorbing;
     NodeMask m_universal;
     Numbering m_numbers;
-    std::vector<NodeMask> m_masks; ///< by number
+    List<NodeMask> m_masks; ///< by number
 };
 
 } // namespace xc::match

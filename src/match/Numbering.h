@@ -1,16 +1,18 @@
 // Numbering.h - numbers for keys in the order in which they are met.
 #pragma once
 
+#include "match/Memory.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace xc::match {
 
 /// Gives numbers from 0 on to keys that the caller keeps: an open hash table.
 class Numbering {
 public:
+    explicit Numbering(Memory memory) : m_hashes(memory), m_slots(memory) {}
     [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_hashes.size()); }
     /// The number of the key with this hash for which `same` holds; the next number when there is none.
     template <class Same>
@@ -26,6 +28,12 @@ public:
         return m_slots[slot];
     }
 
+    void Clear() noexcept
+    {
+        m_hashes.clear();
+        m_slots.clear();
+    }
+
 private:
     static constexpr std::uint32_t kFree = 0xFFFFFFFF;
 
@@ -39,8 +47,8 @@ private:
         }
     }
 
-    std::vector<std::uint32_t> m_hashes;
-    std::vector<std::uint32_t> m_slots;
+    List<std::uint32_t> m_hashes;
+    List<std::uint32_t> m_slots;
 };
 
 } // namespace xc::match

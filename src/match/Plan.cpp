@@ -1,3 +1,13 @@
+// Finds what can be decided by vectors without walking the automaton: fixed beginnings and loops over ranges.
+//
+// The opening is followed from the start state as long as exactly one range of units leads on, and to one state; a
+// subject is compared with all of its places at once. A loop is a state that leads to itself: when the units that stay,
+// or the units that leave, are a few ranges, a vector scan finds the first unit that leaves. Of the two forms the one
+// with fewer ranges is taken.
+//
+// COST      O(atoms) for each place of the opening; O(atoms) for each looping state.
+// INVARIANT The opening never contains the terminator, so no subject that is shorter passes it. It ends before the
+//           first accepting state, because a subject might end there.
 #include "match/Plan.h"
 
 namespace xc::match {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <emmintrin.h>
+#include <string_view>
 #include <vector>
 
 namespace xc::match {
@@ -23,6 +24,8 @@ public:
     Program& operator=(Program const&) = delete;
     /// @param text ends at its terminator.
     [[nodiscard]] virtual bool Match(wchar_t const* text) const = 0;
+    /// The literal text that matches begin with, where the program keeps one.
+    [[nodiscard]] virtual std::wstring_view LiteralStart() const noexcept { return {}; }
 };
 
 /// What matches begin with as long as there is one way through the automaton: one range of units for each place. All
@@ -55,7 +58,7 @@ private:
     }
 
     std::array<std::uint16_t, kMax> m_first{};
-    std::array<std::uint16_t, kMax> m_span; ///< last minus first; everything behind the opening
+    std::array<std::uint16_t, kMax> m_span; ///< last minus first; 0xFFFF after the opening
     std::size_t m_length = 0;
     std::uint32_t m_row;
 };

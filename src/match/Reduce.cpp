@@ -1,3 +1,14 @@
+// Makes the deterministic automaton small before it becomes a table.
+//
+// States with equal futures are merged from the last one to the first: successors mostly have higher numbers, so they
+// are merged before their predecessors are compared, and one round finds nearly all equal states. This is hash-based
+// partial minimisation, as for acyclic automata (Revuz, 1992), repeated at most four times. Hopcroft's algorithm would
+// find every equal pair, at several times the price; states it alone would find cost a row of the table, no answer.
+// Then columns that are equal in every row are folded into one.
+//
+// COST      O(steps) a round, O(rows * classes) for the columns.
+// INVARIANT Merged states accept the same texts. A stopping state is replaced by row 1, which accepts whatever follows:
+//           this is only right because matching ends there. Dead states (no way to an accepting one) become row 0.
 #include "match/Reduce.h"
 
 #include <algorithm>
@@ -11,7 +22,8 @@ namespace {
 /// Finds an earlier entry with the same hash for which `same` holds.
 class HashIndex {
 public:
-    explicit HashIndex(std::size_t count) : m_slots(std::bit_ceil(2 * count + 1)) {}
+    HashIndex(std::size_t count, Memory memory) : m_slots(std::bit_ceil(2 * count + 1), memory) {}
+    void Clear() noexcept { std::fill(m_slots.begin(), m_slots.end(), 0u); }
     template <class Same>
     std::uint32_t FindOrAdd(std::uint64_t hash, std::uint32_t value, Same same)
     {
@@ -23,7 +35,7 @@ public:
     }
 
 private:
-    std::vector<std::uint32_t> m_slots;
+    List<std::uint32_t> m_slots;
 };
 
 constexpr std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) noexcept
@@ -35,8 +47,9 @@ constexpr std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) noexcept
 /// higher number, so one round does nearly all.
 class StateMerger {
 public:
-    explicit StateMerger(Dfa const& dfa)
-        : m_dfa(dfa), m_dead(dfa.StateCount()), m_stop(dfa.StateCount() + 1), m_same(dfa.StateCount() + 2)
+    StateMerger(Dfa const& dfa, Memory memory)
+        : m_dfa(dfa), m_dead(dfa.StateCount()), m_stop(dfa.StateCount() + 1), m_same(dfa.StateCount() + 2, memory),
+          m_index(dfa.StateCount(), memory)
     {
         std::iota(m_same.begin(), m_same.end(), 0u);
         for (std::uint32_t state = 0; state < m_dead; ++state)
@@ -60,7 +73,7 @@ private:
     bool MergeOnce()
     {
         bool changed = false;
-        HashIndex index(m_dead);
+        m_index.Clear();
         for (std::uint32_t state = m_dead; state-- > 0;) {
             if (m_same[state] != state) continue;
             std::uint64_t hash = m_dfa.accepting[state];
@@ -73,7 +86,7 @@ private:
             }
             m_same[state] =
                 !leadsOn ? m_dead
-                         : index.FindOrAdd(hash, state, [&](std::uint32_t other) { return AreEqual(state, other); });
+                         : m_index.FindOrAdd(hash, state, [&](std::uint32_t other) { return AreEqual(state, other); });
             changed = changed || m_same[state] != state;
         }
         return changed;
@@ -98,13 +111,15 @@ private:
 
     Dfa const& m_dfa;
     std::uint32_t m_dead, m_stop;
-    std::vector<std::uint32_t> m_same;
+    List<std::uint32_t> m_same;
+    HashIndex m_index;
 };
 
 /// The states that are left, in the order of the rows after the fixed ones.
-std::vector<std::uint32_t> RowOrder(Dfa const& dfa, StateMerger const& merger, ReducedDfa& result)
+List<std::uint32_t> RowOrder(Dfa const& dfa, StateMerger const& merger, ReducedDfa& result, Memory memory)
 {
-    std::vector<std::uint32_t> order{merger.Dead()};
+    List<std::uint32_t> order(1, merger.Dead(), memory);
+    order.reserve(dfa.StateCount() + 2);
     result.hasStop = std::find(dfa.stop.begin(), dfa.stop.end(), 1) != dfa.stop.end();
     if (result.hasStop) order.push_back(merger.Stop());
     for (std::uint8_t const accepting : {std::uint8_t{0}, std::uint8_t{1}}) {
@@ -116,12 +131,13 @@ std::vector<std::uint32_t> RowOrder(Dfa const& dfa, StateMerger const& merger, R
 }
 
 /// Gives classes with equal cells in every row one column. @param hashes of the columns.
-void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t>&& full, std::span<std::uint64_t const> hashes)
+void FoldColumns(ReducedDfa& result, List<std::uint32_t>&& full, std::span<std::uint64_t const> hashes, Memory memory)
 {
     auto const classCount = static_cast<std::uint32_t>(hashes.size());
-    HashIndex index(classCount);
-    std::vector<std::uint32_t> kept;
-    std::vector<std::uint16_t> columnOf(classCount);
+    HashIndex index(classCount, memory);
+    List<std::uint32_t> kept(memory);
+    kept.reserve(classCount);
+    List<std::uint16_t> columnOf(classCount, memory);
     for (std::uint32_t c = 0; c < classCount; ++c) {
         std::uint32_t const equal = index.FindOrAdd(hashes[c], c, [&](std::uint32_t other) {
             for (std::size_t row = 0; row < full.size(); row += classCount)
@@ -145,18 +161,18 @@ void FoldColumns(ReducedDfa& result, std::vector<std::uint32_t>&& full, std::spa
 
 } // namespace
 
-ReducedDfa Reduce(Dfa const& dfa)
+ReducedDfa Reduce(Dfa const& dfa, Memory memory)
 {
-    StateMerger const merger(dfa);
-    ReducedDfa result;
-    std::vector<std::uint32_t> const order = RowOrder(dfa, merger, result);
-    std::vector<std::uint32_t> rowOf(dfa.StateCount() + 2);
+    StateMerger const merger(dfa, memory);
+    ReducedDfa result(memory);
+    List<std::uint32_t> const order = RowOrder(dfa, merger, result, memory);
+    List<std::uint32_t> rowOf(dfa.StateCount() + 2, memory);
     for (std::uint32_t row = 0; row < order.size(); ++row) rowOf[order[row]] = row;
     result.rowCount = static_cast<std::uint32_t>(order.size());
     result.start = rowOf[merger.Same(0)];
 
-    std::vector<std::uint32_t> full(static_cast<std::size_t>(result.rowCount) * dfa.classCount);
-    std::vector<std::uint64_t> hashes(dfa.classCount);
+    List<std::uint32_t> full(static_cast<std::size_t>(result.rowCount) * dfa.classCount, memory);
+    List<std::uint64_t> hashes(dfa.classCount, memory);
     if (result.hasStop) std::fill_n(full.begin() + dfa.classCount, dfa.classCount, 1);
     for (std::uint32_t row = result.LastSettled() + 1; row < result.rowCount; ++row) {
         std::uint32_t* const cells = full.data() + static_cast<std::size_t>(row) * dfa.classCount;
@@ -166,7 +182,7 @@ ReducedDfa Reduce(Dfa const& dfa)
             if (target != 0) hashes[step.unitClass] = Mix(hashes[step.unitClass], std::uint64_t{row} << 32 | target);
         }
     }
-    FoldColumns(result, std::move(full), hashes);
+    FoldColumns(result, std::move(full), hashes, memory);
     return result;
 }
 

@@ -4,20 +4,20 @@
 
 #include "match/Dfa.h"
 
-#include <vector>
-
 namespace xc::match {
 
 /// Rows are states. Row 0 is dead (it has no way to an accepting state). When hasStop, row 1 is where all stopping
 /// states went: it accepts and leads to itself on every unit. Then come the other rows, the accepting ones last.
 struct ReducedDfa {
+    explicit ReducedDfa(Memory memory) : cells(memory), columnOfClass(memory) {}
+
     std::uint32_t rowCount = 0;
     std::uint32_t columnCount = 0;
     std::uint32_t start = 0;
     std::uint32_t firstAccepting = 0; ///< rows from this one on accept, and so does the stop row
     bool hasStop = false;
-    std::vector<std::uint32_t> cells;         ///< [row * columnCount + column]: the next row
-    std::vector<std::uint16_t> columnOfClass; ///< by unit class
+    List<std::uint32_t> cells;         ///< [row * columnCount + column]: the next row
+    List<std::uint16_t> columnOfClass; ///< by unit class
 
     [[nodiscard]] std::span<std::uint32_t const> Row(std::uint32_t row) const noexcept
     {
@@ -31,6 +31,6 @@ struct ReducedDfa {
     [[nodiscard]] std::uint32_t LastSettled() const noexcept { return hasStop ? 1 : 0; }
 };
 
-ReducedDfa Reduce(Dfa const& dfa);
+ReducedDfa Reduce(Dfa const& dfa, Memory memory);
 
 } // namespace xc::match

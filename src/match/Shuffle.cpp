@@ -1,3 +1,15 @@
+// Matches by byte shuffles, for automata of up to sixteen states.
+//
+// A column of the table (the next state for each state) is a vector of sixteen bytes, and a byte shuffle composes two
+// such functions. Composition is associative, so the functions of four units are composed pairwise first and the chain
+// from state to state is one shuffle for four units instead of four loads. The method is that of data-parallel
+// finite-state machines (Mytkowicz, Musuvathi and Schulte, 2014).
+//
+// Every unit below 0x100 has a column of its own, so its address is the unit shifted; others are found through the map.
+// The terminator's column is the identity: sixteen units can be read at once when the subject ends among them.
+//
+// COST      0.25 to 0.5 ns a unit. The columns take 4 KiB and 16 bytes for each class.
+// INVARIANT All sixteen bytes of the state vector are equal; only the first one is asked.
 #include "match/Shuffle.h"
 
 #include "text/Cpu.h"

@@ -1,7 +1,23 @@
+// Matches with sets of nodes where the deterministic automaton would be too large.
+//
+// A step collects the targets of all members on the unit's class and closes them: the simulation of Thompson (1968). The
+// sets met in a call are numbered and their transitions remembered, so that a subject that keeps to a few sets pays for
+// a set once: a deterministic automaton built as the subject asks for it. The memory is fixed; a full cache is emptied.
+//
+// STOP      A stopping state ends the match, as in the deterministic automaton. It leads to itself on every unit below
+//           U+FFFE, so it makes a difference only where a unit from there on is read, and only there is it asked for.
+//           Classes with the same targets lead to the same set: one step is made for each distinct sum of marks, a mark
+//           being a hash of a target, and the sums of all classes are found in one sweep over the borders of the sets.
+// COST      O(nodes + transitions) a unit at worst; a look-up where set and class were met before.
+// INVARIANT States and edges of the cache belong together: both are emptied at once, and m_state is interned again.
 #include "match/StateSetMatcher.h"
 
 #include <algorithm>
 #include <array>
+#include <numeric>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 
 namespace xc::match {
 
@@ -9,9 +25,10 @@ namespace {
 
 class SetRun {
 public:
-    explicit SetRun(StateSets const& sets) : m_sets(sets), m_closure(sets.nfa, sets.facts), m_edges(kEdges)
+    explicit SetRun(StateSets const& sets)
+        : m_sets(sets), m_closure(sets.nfa, sets.facts, std::pmr::new_delete_resource()), m_edges(kEdges)
     {
-        m_closure.Close(std::vector{Nfa::kStart}, m_set);
+        m_closure.Close(std::span(&Nfa::kStart, 1), m_set);
         m_state = Intern(m_set);
     }
 
@@ -19,8 +36,10 @@ public:
     {
         for (; *text != 0; ++text) {
             if (m_states[m_state].dead) return false;
-            if (m_states[m_state].stop) return true;
-            Move(m_sets.map[*text]);
+            if (m_states[m_state].universal) return true;
+            std::uint32_t const unitClass = m_sets.map[*text];
+            if (m_sets.classes.LeastUnit(unitClass) >= kUncommon && Stops()) return true;
+            Move(unitClass);
         }
         return m_states[m_state].accepting;
     }
@@ -28,7 +47,8 @@ public:
 private:
     struct State {
         std::size_t begin, end; ///< its nodes within m_ids
-        bool accepting, stop, dead;
+        bool accepting, universal, dead;
+        bool knowsStop = false, stop = false;
     };
     struct CachedEdge {
         std::uint32_t state = 0xFFFFFFFF;
@@ -39,7 +59,7 @@ private:
     static constexpr std::size_t kSlots = 1024;
     static constexpr std::size_t kMaxStates = 512;
     static constexpr std::size_t kMaxIds = 1u << 16;
-    static constexpr std::size_t kMaxStopWork = 1u << 20;
+    static constexpr std::uint32_t kUncommon = 0xFFFE; ///< the first unit that a stopping state need not lead to itself
 
     void Move(std::uint32_t unitClass)
     {
@@ -61,11 +81,11 @@ private:
     }
     void Step(NodeSetView nodes, std::uint32_t unitClass, NodeSet& result)
     {
-        auto const unit = static_cast<unsigned short>(m_sets.classes.LeastUnit(unitClass));
+        std::uint32_t const unit = m_sets.classes.LeastUnit(unitClass);
         m_targets.clear();
         for (std::uint32_t const node : nodes)
             for (NfaEdge const& edge : m_sets.nfa.Edges(node))
-                if (edge.set != kEpsilon && m_sets.nfa.Sets()[edge.set].IsInSet(unit)) m_targets.push_back(edge.to);
+                if (edge.set != kEpsilon && m_sets.nfa.Sets().IsInSet(edge.set, unit)) m_targets.push_back(edge.to);
         m_closure.Close(m_targets, result);
     }
     void Forget()
@@ -88,21 +108,52 @@ private:
         auto const state = static_cast<std::uint32_t>(m_states.size());
         m_slots[slot] = static_cast<std::uint16_t>(state);
         bool const accepting = IsAccepting(set);
-        m_states.push_back({m_ids.size(), m_ids.size() + set.size(), accepting, accepting && IsStop(set), set.empty()});
+        m_states.push_back({m_ids.size(), m_ids.size() + set.size(), accepting,
+                            accepting && set == m_sets.facts.Universal(), set.empty()});
         m_ids.insert(m_ids.end(), set.begin(), set.end());
         return state;
     }
-    /// Every unit from 0x0000 to 0xFFFD leads back to the set. Not asked where it would take longer than reading on.
-    bool IsStop(NodeSet const& set)
+    bool Stops()
     {
-        if (set == m_sets.facts.Universal()) return true;
-        if (set.size() * m_sets.classes.Count() > kMaxStopWork) return false;
-        for (std::uint32_t unitClass = 0; unitClass < m_sets.classes.Count(); ++unitClass) {
-            if (m_sets.classes.LeastUnit(unitClass) >= 0xFFFE) continue;
-            Step(set, unitClass, m_next);
-            if (m_next != set) return false;
+        State& state = m_states[m_state];
+        if (!std::exchange(state.knowsStop, true) && state.accepting) state.stop = LeadsBack(Nodes(m_state));
+        return state.stop;
+    }
+    /// Every unit below kUncommon leads back to the set.
+    bool LeadsBack(NodeSetView set)
+    {
+        std::vector<std::uint64_t> const sums = TargetSums(set);
+        std::unordered_set<std::uint64_t> seen;
+        auto const& atoms = m_sets.classes.Atoms();
+        for (std::size_t i = 0; i < atoms.size() && atoms[i].begin < kUncommon; ++i) {
+            if (!seen.insert(sums[i]).second) continue;
+            Step(set, atoms[i].unitClass, m_next);
+            if (!std::equal(set.begin(), set.end(), m_next.begin(), m_next.end())) return false;
         }
         return true;
+    }
+    /// For each atom a number that is the same where the same transitions are taken.
+    [[nodiscard]] std::vector<std::uint64_t> TargetSums(NodeSetView set) const
+    {
+        std::unordered_map<std::uint32_t, std::uint64_t> marks; // by set of units
+        for (std::uint32_t const node : set)
+            for (NfaEdge const& edge : m_sets.nfa.Edges(node))
+                if (edge.set != kEpsilon) marks[edge.set] += Mark(edge.to);
+        std::vector<std::uint64_t> sums(m_sets.classes.Atoms().size() + 1);
+        for (auto const& [units, mark] : marks) {
+            for (auto const& range : m_sets.nfa.Sets()[units]) {
+                sums[m_sets.classes.AtomAt(range.begin)] += mark;
+                sums[m_sets.classes.AtomAt(range.end)] -= mark;
+            }
+        }
+        std::partial_sum(sums.begin(), sums.end(), sums.begin());
+        return sums;
+    }
+    static std::uint64_t Mark(std::uint64_t node) noexcept
+    {
+        node = (node + 1) * 0x9E3779B97F4A7C15u;
+        node = (node ^ node >> 32) * 0xD6E8FEB86659FD93u;
+        return node ^ node >> 32;
     }
 
     static constexpr std::uint16_t kFree = 0xFFFF;
@@ -121,6 +172,23 @@ private:
 };
 
 } // namespace
+
+namespace {
+
+UnitMap MapOf(XCParsedRegEx const& parsed, UnitClasses const& classes)
+{
+    std::vector<std::uint16_t> numbers(classes.Count());
+    std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
+    return UnitMap(classes, numbers, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
+}
+
+} // namespace
+
+StateSets::StateSets(XCParsedRegEx const& parsed)
+    : nfa(parsed.GetRoot(), std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
+      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(MapOf(parsed, classes))
+{
+}
 
 bool StateSets::Match(wchar_t const* text) const
 {

@@ -9,10 +9,7 @@
 namespace xc::match {
 
 struct StateSets : Program {
-    StateSets(Nfa&& nfaOf, NodeFacts&& factsOf, UnitClasses&& classesOf, UnitMap&& mapOf)
-        : nfa(std::move(nfaOf)), facts(std::move(factsOf)), classes(std::move(classesOf)), map(std::move(mapOf))
-    {
-    }
+    explicit StateSets(XCParsedRegEx const& parsed);
     [[nodiscard]] bool Match(wchar_t const* text) const override;
 
     Nfa nfa;

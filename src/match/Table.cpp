@@ -1,3 +1,15 @@
+// Matches by one look-up a unit in a dense table, for automata too large for byte shuffles.
+//
+// A chain of look-ups waits for memory: each load needs the state of the load before. Three things shorten the wait.
+// States are byte offsets of rows and columns are byte offsets within a row, so a step is one addition and one load; the
+// column, which does not depend on the state, is loaded ahead. Long subjects are read in four lanes at once, each but
+// the first from a guessed state, because the four chains wait together; a wrong guess is run again from the right
+// state (speculative parallel automata: Mytkowicz and others, 2014). A state met again and again is scanned by vectors.
+//
+// GUESS     A unit that leads to one state from everywhere tells the state (the blank after a word); without such a
+//           unit the lane is entered 128 units early, since most automata forget where they started.
+// COST      1 ns a unit in one lane, about a third of it in four; linear, for a wrong lane is read twice at most.
+// INVARIANT Rows up to m_lastSettled are left by no unit. The last cell of a row names the scan of its loop.
 #include "match/Table.h"
 
 #include <array>
@@ -83,7 +95,7 @@ private:
     Opening m_opening;
     std::uint32_t m_start, m_afterOpening, m_firstAccepting, m_stopRow, m_lastSettled;
     std::uint32_t m_scanColumn; ///< the last cell of a row names the scan of its loop
-    /// Behind the rows of the states: where a column leads from all states that it does not end, 0 when there are several
+    /// After the rows of the states: where a column leads from all states that it does not end, 0 when there are several
     /// such places.
     std::uint32_t m_tellRow;
     bool m_tells = false; ///< some column has one
@@ -275,7 +287,7 @@ auto Table<Cell>::Guess(std::uint32_t state, wchar_t const* text, std::size_t la
     return guesses;
 }
 
-/// The state behind the nearest of the `most` units before a place that tells it; the start state when none does.
+/// The state after the nearest of the `most` units before a place that tells it; the start state when none does.
 template <class Cell>
 std::uint32_t Table<Cell>::Tell(wchar_t const* text, std::size_t most) const noexcept
 {

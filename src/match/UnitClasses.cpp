@@ -1,3 +1,14 @@
+// Divides the units into classes that no set of an expression tells apart, and maps units to numbers of classes.
+//
+// The borders of all sets cut the units into atoms. Every set then splits each class that it holds in part, by moving
+// its atoms to a fresh class: partition refinement (Paige and Tarjan, 1987), with the sets as splitters. The automata
+// are built over classes, of which there are a few dozen at most in practice, instead of over 65,536 units.
+//
+// COST      O(b log b) for b borders, and one visit for each atom of each set. Thousands of large sets would make the
+//           visits quadratic: at kMaxFoldingWork folding is given up, and each atom is a class.
+// MAP       256 pages of 256 units; equal pages are kept once, so that an expression over Latin letters has two or
+//           three. Collating tables are composed into the map here, which makes translation free while matching.
+// INVARIANT Two units of one class lie in exactly the same sets. Classes are numbered by their least unit.
 #include "match/UnitClasses.h"
 
 #include <algorithm>
@@ -13,7 +24,8 @@ constexpr std::size_t kMaxFoldingWork = 1u << 20;
 
 } // namespace
 
-UnitClasses::UnitClasses(std::vector<XCUWCharSet> const& sets)
+UnitClasses::UnitClasses(SetList const& sets, Memory memory)
+    : m_atoms(memory), m_leastUnits(memory), m_setOffsets(memory), m_setClasses(memory)
 {
     CutAtoms(sets);
     Fold(sets);
@@ -21,11 +33,11 @@ UnitClasses::UnitClasses(std::vector<XCUWCharSet> const& sets)
     if (m_folded) ListSetClasses(sets);
 }
 
-void UnitClasses::CutAtoms(std::vector<XCUWCharSet> const& sets)
+void UnitClasses::CutAtoms(SetList const& sets)
 {
-    std::vector<std::uint32_t> borders{0};
-    for (XCUWCharSet const& set : sets)
-        for (auto const& range : set) borders.insert(borders.end(), {range.begin, range.end});
+    List<std::uint32_t> borders(1, 0u, TheMemory());
+    for (std::uint32_t set = 0; set < sets.Count(); ++set)
+        for (auto const& range : sets[set]) borders.insert(borders.end(), {range.begin, range.end});
     std::sort(borders.begin(), borders.end());
     borders.erase(std::unique(borders.begin(), borders.end()), borders.end());
     m_atoms.reserve(borders.size());
@@ -40,13 +52,13 @@ std::size_t UnitClasses::AtomAt(std::uint32_t begin) const noexcept
 }
 
 /// Each set splits every class that it holds in part: its atoms move to a fresh class.
-void UnitClasses::Fold(std::vector<XCUWCharSet> const& sets)
+void UnitClasses::Fold(SetList const& sets)
 {
-    std::vector<std::uint32_t> moved{kUnset};
-    std::vector<std::uint32_t> touched;
+    List<std::uint32_t> moved(1, kUnset, TheMemory());
+    List<std::uint32_t> touched(TheMemory());
     std::size_t work = 0;
-    for (XCUWCharSet const& set : sets) {
-        for (auto const& range : set) {
+    for (std::uint32_t set = 0; set < sets.Count(); ++set) {
+        for (auto const& range : sets[set]) {
             for (std::size_t i = AtomAt(range.begin); i < m_atoms.size() && m_atoms[i].begin < range.end; ++i, ++work) {
                 std::uint32_t const old = m_atoms[i].unitClass;
                 if (moved[old] == kUnset) {
@@ -71,7 +83,7 @@ void UnitClasses::Number()
 {
     std::uint32_t highest = 0;
     for (Atom const& atom : m_atoms) highest = std::max(highest, atom.unitClass);
-    std::vector<std::uint32_t> numbers(highest + 1, kUnset);
+    List<std::uint32_t> numbers(highest + 1, kUnset, TheMemory());
     for (Atom& atom : m_atoms) {
         std::uint32_t& number = numbers[atom.unitClass];
         if (number == kUnset) {
@@ -82,12 +94,12 @@ void UnitClasses::Number()
     }
 }
 
-void UnitClasses::ListSetClasses(std::vector<XCUWCharSet> const& sets)
+void UnitClasses::ListSetClasses(SetList const& sets)
 {
-    std::vector<std::uint32_t> seenIn(Count(), kUnset);
-    m_setOffsets.reserve(sets.size() + 1);
+    List<std::uint32_t> seenIn(Count(), kUnset, TheMemory());
+    m_setOffsets.reserve(sets.Count() + 1);
     m_setOffsets.push_back(0);
-    for (std::uint32_t set = 0; set < sets.size(); ++set) {
+    for (std::uint32_t set = 0; set < sets.Count(); ++set) {
         for (auto const& range : sets[set]) {
             for (std::size_t i = AtomAt(range.begin); i < m_atoms.size() && m_atoms[i].begin < range.end; ++i) {
                 std::uint32_t const unitClass = m_atoms[i].unitClass;
@@ -119,7 +131,7 @@ UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valu
 {
     std::vector<std::uint16_t> flat(table || wideTable ? kUnitCount : 0);
     std::array<std::uint16_t, 256> page;
-    std::vector<UnitClasses::Atom> const& atoms = classes.Atoms();
+    List<UnitClasses::Atom> const& atoms = classes.Atoms();
     std::size_t atom = 0;
     m_cells.reserve(std::size_t{2} * 256);
     bool uniform = false; // pages that lie in the atom of the page before are that page again

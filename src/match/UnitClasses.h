@@ -4,7 +4,7 @@
 // in the same sets are one class. Classes are numbered by their least unit.
 #pragma once
 
-#include <XelbrinCore/XCRegEx.h>
+#include "match/Nfa.h"
 
 #include <array>
 #include <cstdint>
@@ -15,18 +15,20 @@ namespace xc::match {
 
 class UnitClasses {
 public:
-    explicit UnitClasses(std::vector<XCUWCharSet> const& sets);
+    UnitClasses(SetList const& sets, Memory memory);
 
     /// Units [begin, the next atom's begin) are of this class; the atoms cover 0 to 0xFFFF.
     struct Atom {
         std::uint32_t begin;
         std::uint32_t unitClass;
     };
-    [[nodiscard]] std::vector<Atom> const& Atoms() const noexcept { return m_atoms; }
+    [[nodiscard]] List<Atom> const& Atoms() const noexcept { return m_atoms; }
     [[nodiscard]] std::uint32_t AtomEnd(std::size_t i) const noexcept
     {
         return i + 1 < m_atoms.size() ? m_atoms[i + 1].begin : 0x10000;
     }
+    /// The atom that begins at this border of a set.
+    [[nodiscard]] std::size_t AtomAt(std::uint32_t begin) const noexcept;
     [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_leastUnits.size()); }
     /// The least unit of a class, which stands for all of them.
     [[nodiscard]] std::uint32_t LeastUnit(std::uint32_t unitClass) const noexcept { return m_leastUnits[unitClass]; }
@@ -39,16 +41,17 @@ public:
     [[nodiscard]] bool IsFolded() const noexcept { return m_folded; }
 
 private:
-    void CutAtoms(std::vector<XCUWCharSet> const& sets);
-    void Fold(std::vector<XCUWCharSet> const& sets);
+    void CutAtoms(SetList const& sets);
+    void Fold(SetList const& sets);
     void Number();
-    void ListSetClasses(std::vector<XCUWCharSet> const& sets);
-    [[nodiscard]] std::size_t AtomAt(std::uint32_t begin) const noexcept;
+    void ListSetClasses(SetList const& sets);
 
-    std::vector<Atom> m_atoms;
-    std::vector<std::uint32_t> m_leastUnits;
-    std::vector<std::uint32_t> m_setOffsets;
-    std::vector<std::uint32_t> m_setClasses;
+    [[nodiscard]] Memory TheMemory() const { return m_atoms.get_allocator().resource(); }
+
+    List<Atom> m_atoms;
+    List<std::uint32_t> m_leastUnits;
+    List<std::uint32_t> m_setOffsets;
+    List<std::uint32_t> m_setClasses;
     bool m_folded = true;
 };
 

@@ -50,5 +50,5 @@ XCString XCRegEx::DumpStates() const
 
 XCString XCRegEx::DumpNodes(XCParsedRegEx const& parsed)
 {
-    return XCString(xc::match::DumpNodes(xc::match::Nfa(parsed.GetRoot())));
+    return XCString(xc::match::DumpNodes(xc::match::Nfa(parsed.GetRoot(), std::pmr::new_delete_resource())));
 }

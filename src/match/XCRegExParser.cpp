@@ -1,5 +1,6 @@
 #include <XelbrinCore/XCRegEx.h>
 
+#include "match/NodeMaker.h"
 #include "text/Units.h"
 
 #include <utility>
@@ -7,9 +8,30 @@
 using Node = XCRegExSyntaxNode;
 
 XCRegExParserBase::XCRegExParserBase() = default;
-XCRegExParserBase::XCRegExParserBase(XCRegExParserBase const& other) = default;
-XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other) = default;
+/// A copy goes on from the same state and makes nodes of its own.
+XCRegExParserBase::XCRegExParserBase(XCRegExParserBase const& other)
+    : m_table(other.m_table), m_wideTable(other.m_wideTable), m_token(other.m_token), m_char(other.m_char),
+      m_error(other.m_error), m_nesting(other.m_nesting), m_root(other.m_root)
+{
+}
+XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other)
+{
+    m_table = other.m_table;
+    m_wideTable = other.m_wideTable;
+    m_token = other.m_token;
+    m_char = other.m_char;
+    m_error = other.m_error;
+    m_nesting = other.m_nesting;
+    m_root = other.m_root;
+    return *this;
+}
 XCRegExParserBase::~XCRegExParserBase() = default;
+
+xc::match::NodeMaker& XCRegExParserBase::Maker()
+{
+    if (!m_maker) m_maker = std::make_unique<xc::match::NodeMaker>();
+    return *m_maker;
+}
 
 XCParsedRegEx XCRegExParserBase::Parse()
 {
@@ -29,7 +51,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseRegEx()
         GetRegExChar();
         NodePtr further = ParseSequence();
         if (m_error) break;
-        result = new Node::AlternativeNode(std::move(result), std::move(further));
+        result = Maker().Make<Node::AlternativeNode>(std::move(result), std::move(further));
     }
     return result;
 }
@@ -40,7 +62,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSequence()
     while (!m_error && m_token != RegExToken::End && m_token != RegExToken::Or && m_token != RegExToken::CloseGroup) {
         NodePtr further = ParseRepSubRegEx();
         if (m_error) break;
-        result = new Node::SequenceNode(std::move(result), std::move(further));
+        result = Maker().Make<Node::SequenceNode>(std::move(result), std::move(further));
     }
     return result;
 }
@@ -54,7 +76,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseRepSubRegEx()
     std::uint32_t maximum = 1;
     if (!ReadCounts(minimum, maximum) || minimum > maximum) Fail();
     if (m_error || (minimum == 1 && maximum == 1)) return atom;
-    return new Node::RepeatNode(std::move(atom), minimum, maximum);
+    return Maker().Make<Node::RepeatNode>(std::move(atom), minimum, maximum);
 }
 
 /// Reads a repetition suffix, if there is one; false when it is malformed.
@@ -86,8 +108,8 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
 {
     NodePtr leaf;
     switch (m_token) {
-    case RegExToken::Char: leaf = LeafOf(m_char); break;
-    case RegExToken::Dot: leaf = LeafOf(0); break;
+    case RegExToken::Char: leaf = Maker().LeafOf(m_char); break;
+    case RegExToken::Dot: leaf = Maker().LeafOf(0); break;
     case RegExToken::OpenBracket: return ParseGroupDef();
     case RegExToken::OpenGroup: {
         if (++m_nesting > kMaxNesting) Fail();
@@ -105,22 +127,6 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
     return leaf;
 }
 
-/// Nodes never change, so a letter that comes again is the same leaf again.
-XCRegExParserBase::NodePtr XCRegExParserBase::LeafOf(wchar_t unit)
-{
-    Leaf& known = m_leaves[xc::text::ToUint(unit) % m_leaves.size()];
-    if (known.node.IsNull() || known.unit != unit) {
-        XCUWCharSet set;
-        if (unit == 0)
-            set.AddAllChars();
-        else
-            set.AddChar(unit);
-        known.node = new Node::CharSetNode(std::move(set));
-        known.unit = unit;
-    }
-    return known.node;
-}
-
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()
 {
     XCUWCharSet set;
@@ -135,7 +141,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()
         GetRegExChar();
     else
         Fail();
-    return new Node::CharSetNode(std::move(set));
+    return Maker().Make<Node::CharSetNode>(std::move(set));
 }
 
 /// One unit or one range of a bracket class; the current character is its first unit.

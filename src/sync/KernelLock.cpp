@@ -1,3 +1,10 @@
+// Creates, waits for and releases the kernel objects that the locks are made of.
+//
+// Every lock over a kernel object goes through these few functions, so that one rule holds for all: a failed call throws
+// with the system's error, which is read before anything else can change it. The handle is returned raw because public
+// headers do not know the system's types; its owner closes it through Close.
+//
+// INVARIANT A function that throws has created, taken and released nothing.
 #include "sync/KernelLock.h"
 
 #include <XelbrinCore/XCException.h>

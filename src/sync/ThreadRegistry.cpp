@@ -1,3 +1,14 @@
+// Keeps the threads that the library started until somebody has waited for them.
+//
+// An ordered map from identifiers to entries, guarded by one kernel mutex. Waiting happens outside the mutex, on a share
+// of the handle: nobody waits on a handle that another waiter closes, and while one share exists the system does not
+// give the identifier to a new thread. A waiter recognises its thread again by the handle, not by the identifier alone.
+// Entries are map nodes that are made before and destroyed after the mutex is held, because a destructor of a thread
+// object may run any code, and because nothing may fail between creating a thread and entering it.
+//
+// COST      One kernel mutex a question, O(log threads) for the look-up.
+// INVARIANT `running` is cleared only by a waiter that saw the handle signalled; an entry is removed only after that,
+//           or by the ending thread itself with delete-on-end.
 #include "sync/ThreadRegistry.h"
 
 #include "sync/KernelLock.h"

@@ -60,7 +60,7 @@ bool WaitForRegistered(unsigned long id, unsigned int sliceMs);
 void ForgetThreadsOf(XCThread const& thread);
 /// The handle of a registered thread; null when it is not in the registry.
 SharedHandle HandleOf(unsigned long id);
-/// Whether a thread at work may still be behind the entry.
+/// Whether the entry's thread may still be at work.
 bool IsAtWork(ThreadEntry const& entry);
 
 } // namespace xc::sync

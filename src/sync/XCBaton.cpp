@@ -1,3 +1,13 @@
+// Lets the holders of numbered turns enter in their order.
+//
+// A mutex guards the current turn and is held during a turn; an event wakes all waiters when a turn ends, and each looks
+// whether the turn before its own has been entered. Leaving the mutex and waiting for the event is one call of the
+// system, so that no pulse can fall between the two. The system may still take a waiter off the event for a moment, so
+// a waiter looks again after 50 ms: a missed pulse delays a turn and never loses it.
+//
+// COST      A kernel call each way; every waiter wakes at each turn, so n waiting turns cost O(n^2) wake-ups in all.
+// INVARIANT The turn changes only while the mutex is held. AwaitPulse holds the mutex when it returns and nothing when
+//           it throws.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSync.h>
 

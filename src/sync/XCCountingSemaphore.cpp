@@ -1,3 +1,9 @@
+// Counts units under a mutex of its own; a caller that has to wait asks again every 10 ms.
+//
+// Asking again is the required design: it needs no kernel semaphore, takes several units in one step and never takes a
+// part of them. The price is a delay of up to 10 ms, and that waiters have no order.
+//
+// INVARIANT 0 <= count <= maximum. A failed release of the mutex puts the count back before the exception leaves.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSync.h>
 

@@ -30,7 +30,7 @@ public:
         return slot.state == State::Free ? m_end : slot.entry;
     }
 
-    /// An entry that stands behind all others.
+    /// An entry that stands after all others.
     void Add(Iterator entry)
     {
         if ((m_used + 1) * 4 > m_slots.size() * 3) Resize(m_slots.size() * 2);
@@ -81,7 +81,7 @@ private:
         return place;
     }
 
-    /// Frees a slot and moves those behind it forward that would not be found across the gap.
+    /// Frees a slot and moves later entries forward that would not be found across the gap.
     void Vacate(std::size_t gap)
     {
         --m_used;

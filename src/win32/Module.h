@@ -7,6 +7,10 @@
 
 namespace xc::win32 {
 
+/// The loaded module whose image an address lies in; null when there is none. Takes no reference: the answer names the
+/// module, nobody may call into it by that.
+[[nodiscard]] void* ModuleAt(void const* address) noexcept;
+
 /// Owns one reference of the system to a loaded module.
 class Module {
 public:
@@ -28,7 +32,7 @@ public:
     /// One more reference to the loaded module that an address lies in; empty when it lies in none.
     static Module OfAddress(void const* address) noexcept;
     /// Whether an address lies in the image of this module.
-    [[nodiscard]] bool Holds(void const* address) const noexcept;
+    [[nodiscard]] bool Holds(void const* address) const noexcept { return m_handle && ModuleAt(address) == m_handle; }
     explicit operator bool() const noexcept { return m_handle != nullptr; }
     [[nodiscard]] void* Get() const noexcept { return m_handle; }
     /// The address of an exported function; null when there is none.

@@ -12,6 +12,7 @@
 #include "work/PoolCore.h"
 
 #include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 #include "work/TaskBoard.h"
 
 namespace xc::work {
@@ -156,7 +157,7 @@ XCErrorID PoolCore::StartReserved() noexcept
         thread->SetDeleteOnEnd(true);
         if (m_options.comModel != XCComNone) thread->SetComModel(m_options.comModel);
         failure = thread->Start(m_options.threadPriority);
-        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, Name(), failure.AsString());
+        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, Name(), errors::MessageOf(failure));
     } catch (...) {
         failure = FailureOfTask();
     }

@@ -80,6 +80,19 @@ TEST(Match, Table)
     EXPECT_TRUE(Compile(L"a+").Match(withNul)) << "a subject ends at its terminator";
 }
 
+/// So many classes and nodes that a bounded check for stopping states gave up, and U+FFFF was read.
+TEST(Match, SetsStopWhereStatesStop)
+{
+    std::wstring pattern = L"(y";
+    for (std::uint32_t i = 0; i < 300; ++i) pattern += {L'|', wchar_t(0x4E00 + 2 * i), L'x'};
+    pattern += L")((((([^\xFFFE]?){9}){9}){9}){5})*";
+    XCRegEx const states(Parse(pattern), false, {4096, 64u << 20});
+    XCRegEx const sets(Parse(pattern), false, {0, 0});
+    ASSERT_FALSE(states.UsesStateSets());
+    for (wchar_t const* const subject : {L"yaaa\xFFFF", L"ya\xFFFE", L"y\xFFFF", L"\xFFFF", L"\x4E00x\xFFFE"})
+        EXPECT_EQ(sets.Match(subject), states.Match(subject)) << std::wstring(subject).size();
+}
+
 TEST(Match, CollatingTables)
 {
     XCSmartPtr<XCCollatingTable<char>> const narrow(new XCCollatingTable<char>);

@@ -2,6 +2,7 @@
 #include "win32/CaseTable.h"
 #include "win32/Clock.h"
 #include "win32/LastError.h"
+#include "win32/Module.h"
 #include "win32/Process.h"
 #include "win32/ThreadEnd.h"
 
@@ -31,6 +32,11 @@ void FillBy(wint_t (*map)(wint_t, locale_t), wchar_t (&table)[0x10000])
 }
 
 } // namespace
+
+void* ModuleAt(void const*) noexcept
+{
+    return nullptr;
+}
 
 void ReadUpperCase(wchar_t (&table)[0x10000])
 {

@@ -1,4 +1,12 @@
-// Saving a configuration file.
+// Saving a configuration file: the whole text is made in memory, then put in the place of the old file in one step.
+//
+// Invariant: what Save reports as saved is read back as the same sections, lines and comments. The format has no way to
+// quote, so a text that its reader would cut, trim or take for something else cannot be written; it is refused with
+// its place and the reason, and the file on disk stays. The rules below are those of ConfigReader, turned around. They
+// are asked for texts that were set since the file was read: a text that still is a part of the file (LazyText) was
+// cut by these very rules. Text in the ANSI code page has no mark, so the finished bytes are read once more.
+// Units are collected in a buffer that the caches hold and converted one buffer at a time, so that a file is never
+// held twice in full. Cost: one pass over the text; no allocation for a line that was not changed.
 #include <XelbrinCore/XCConfig.h>
 
 #include "app/config/ConfigErrors.h"
@@ -14,34 +22,64 @@ using xc::config::LazyText;
 
 namespace {
 
-// What came from the file reads back as it is; only what was set since needs a look.
+// Each answers null, or the reason why a text would not be read back as it is. What came from the file reads back; only
+// what was set since needs a look.
 
-bool AreSingleLines(LazyComments const& comments)
+constexpr auto kBlank = [](wchar_t unit) { return xc::text::IsBlank(unit); };
+constexpr auto kBlankOrReturn = [](wchar_t unit) { return xc::text::IsBlank(unit) || unit == L'\r'; };
+constexpr auto kSpace = [](wchar_t unit) { return xc::text::IsSpace(unit); };
+
+bool Has(std::wstring_view text, wchar_t unit) noexcept
 {
-    if (!comments.Part().empty()) return true;
-    XCConfigComments const& list = comments.AsList();
-    return std::none_of(list.begin(), list.end(),
-                        [](XCString const& text) { return text.Find(L'\n') != XCString::npos; });
+    return text.find(unit) != std::wstring_view::npos;
 }
 
-bool HasNo(LazyText const& text, wchar_t unit)
+wchar_t const* WhyNotComments(LazyComments const& comments)
 {
-    return text.IsPart() || text.AsString().Find(unit) == XCString::npos;
+    if (!comments.Part().empty()) return nullptr;
+    for (XCString const& text : comments.AsList()) {
+        if (Has(text, L'\n')) return L"a comment holds a line feed";
+        if (text.View().ends_with(L'\r')) return L"a comment ends in a carriage return, which is lost";
+    }
+    return nullptr;
 }
 
-bool IsSingleLine(LazyText const& value)
+wchar_t const* WhyNotName(LazyText const& name) noexcept
 {
-    return HasNo(value, L'\n') && HasNo(value, L'\r');
+    return !name.IsPart() && Has(name.View(), L']') ? L"the name of the section holds a ]" : nullptr;
 }
 
-/// Whether a reader would take the line for a comment, a section or a blank line.
-bool BeginsOtherwise(LazyText const& key) noexcept
+wchar_t const* WhyNotKey(LazyText const& key) noexcept
 {
-    if (key.IsPart()) return false;
     std::wstring_view const text = key.View();
-    auto const first = std::find_if_not(text.begin(), text.end(),
-                                        [](wchar_t unit) { return xc::text::IsBlank(unit) || unit == L'\r'; });
-    return first != text.end() && (*first == L';' || *first == L'[' || *first == L'\n');
+    if (key.IsPart() || text.empty()) return nullptr;
+    if (Has(text, L'=')) return L"the key holds a =";
+    if (kBlankOrReturn(text.front()) || kSpace(text.back())) return L"the key has white space at an end, which is lost";
+    if (Has(L";[\n", text.front())) return L"the key begins like a comment, a section or a blank line";
+    return nullptr;
+}
+
+wchar_t const* WhyNotValue(LazyText const& value) noexcept
+{
+    std::wstring_view const text = value.View();
+    if (value.IsPart() || text.empty()) return nullptr;
+    if (Has(text, L'\n') || Has(text, L'\r')) return L"the value holds a line end";
+    if (kSpace(text.front()) || kBlank(text.back())) return L"the value has white space at an end, which is lost";
+    return nullptr;
+}
+
+wchar_t const* FirstOf(wchar_t const* a, wchar_t const* b) noexcept
+{
+    return a ? a : b;
+}
+
+/// Without a byte order mark the next reader takes bytes of the ANSI code page for UTF-8 where they could be that.
+bool ReadsAsOtherText(std::string const& bytes)
+{
+    XCTextEncoding found{};
+    std::optional<xc::encoding::UnitBuffer> const text = xc::encoding::DecodeText(bytes, found);
+    std::string again;
+    return !text || xc::encoding::AppendEncoded(again, text->View(), XCTextEncoding::Ansi).Bad() || again != bytes;
 }
 
 } // namespace
@@ -119,20 +157,21 @@ private:
 
 XCErrorID XCConfigFile::WriteText(xc::config::ConfigWriter& writer) const
 {
+    using xc::config::WouldNotReadBack;
     for (XCConfigSection const& section : m_sections) {
-        if (!HasNo(section.m_name, L']') || !AreSingleLines(section.m_comments))
-            return xc::config::WouldNotReadBack(section.GetName(), XCString());
+        if (auto const* const why = FirstOf(WhyNotName(section.m_name), WhyNotComments(section.m_comments)))
+            return WouldNotReadBack(section.GetName(), XCString(), why);
         writer.PutComments(section.m_comments);
         writer.PutLine(L"[", section.m_name.View(), L"]", {});
         for (XCConfigLine const& line : section.m_lines) {
-            if (!HasNo(line.m_key, L'=') || !IsSingleLine(line.m_value) || BeginsOtherwise(line.m_key) ||
-                !AreSingleLines(line.m_comments))
-                return xc::config::WouldNotReadBack(section.GetName(), line.GetKey());
+            if (auto const* const why =
+                    FirstOf(FirstOf(WhyNotKey(line.m_key), WhyNotValue(line.m_value)), WhyNotComments(line.m_comments)))
+                return WouldNotReadBack(section.GetName(), line.GetKey(), why);
             writer.PutComments(line.m_comments);
             writer.PutLine({}, line.m_key.View(), L"=", line.m_value.View());
         }
     }
-    if (!AreSingleLines(m_endComments)) return xc::config::WouldNotReadBack(XCString(), XCString());
+    if (auto const* const why = WhyNotComments(m_endComments)) return WouldNotReadBack(XCString(), XCString(), why);
     writer.PutComments(m_endComments);
     return XCErrorID::Success;
 }
@@ -156,6 +195,8 @@ XCErrorID XCConfigFile::SaveAs(XCString const& path, XCString const& fileName) c
     if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
     std::string bytes;
     if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
+    if (m_encoding == Encoding::Ansi && ReadsAsOtherText(bytes))
+        return xc::config::WouldNotReadBack(XCString(), XCString(), L"these bytes would be read as UTF-8");
     unsigned long const error =
         xc::win32::ReplaceFileContents(xc::win32::SystemPath(path.View()), bytes, *xc::win32::SystemReplaceSteps());
     return error == 0 ? XCErrorID::Success : xc::config::CannotWrite(fileName, error);

@@ -98,7 +98,11 @@ void XCConfigFile::Read(std::string const& bytes)
     Empty();
     m_partlyRead = true;
     std::optional<xc::encoding::UnitBuffer> text = xc::encoding::DecodeText(bytes, m_encoding);
-    if (!text) throw XCConfigStreamException(kMalformed, m_fileName, 0, 0);
+    if (!text) {
+        xc::encoding::UnitBuffer const start = xc::encoding::DecodeStart(bytes, m_encoding);
+        xc::config::LineAndColumn const place = xc::config::Locate(start.View(), start.View().size());
+        throw XCConfigStreamException(kMalformed, m_fileName, place.line, place.column);
+    }
     std::wstring_view const view = text->View();
     m_text = text->Release();
     m_textLength = view.size();
