@@ -55,7 +55,9 @@ HEADER_ROOM = {
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
     "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
-    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
+    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
+    "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
+    "XCPlugIn.h": "app/host", "XCAppTimer.h": "app/host",
     "XCApplication.h": "app/host", "XCApplicationBase.h": "app/host", "XCApplicationWithPlugIns.h": "app/host",
     "XCConsoleInfo.h": "app/host", "XCUnitTest.h": "unittest",
 }

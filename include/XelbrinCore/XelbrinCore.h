@@ -1,6 +1,7 @@
 // XelbrinCore.h - the whole library, for those who want one line.
 #pragma once
 
+#include <XelbrinCore/XCAppTimer.h>
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCApplicationBase.h>
 #include <XelbrinCore/XCApplicationWithPlugIns.h>
@@ -11,10 +12,13 @@
 #include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCCollator.h>
+#include <XelbrinCore/XCCommaSeparatedValues.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConfigFile.h>
+#include <XelbrinCore/XCConfigParts.h>
 #include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateAndTime.h>
 #include <XelbrinCore/XCDateEx.h>
@@ -43,6 +47,8 @@
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
 #include <XelbrinCore/XCSafeCounter.h>
+#include <XelbrinCore/XCSchedule.h>
+#include <XelbrinCore/XCScheduler.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
@@ -53,8 +59,10 @@
 #include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCThreadPool.h>
+#include <XelbrinCore/XCThreadServer.h>
 #include <XelbrinCore/XCTimeEx.h>
 #include <XelbrinCore/XCTimeZone.h>
+#include <XelbrinCore/XCTimer.h>
 #include <XelbrinCore/XCTrace.h>
 #include <XelbrinCore/XCUnitTest.h>
 #include <XelbrinCore/XCUntypedVector.h>

@@ -9,9 +9,6 @@
 #include "text/Units.h"
 #include "win32/CaseTable.h"
 
-#include <XelbrinCore/XCRefCount.h>
-#include <XelbrinCore/XCString.h>
-
 #include <emmintrin.h>
 
 namespace xc::text {
@@ -90,13 +87,3 @@ void MapLower(wchar_t* out, wchar_t const* text, std::size_t n) noexcept
 }
 
 } // namespace xc::text
-
-wchar_t XCtowupper(wchar_t unit) noexcept
-{
-    return xc::text::UpperCaseTable()[xc::text::ToUint(unit)];
-}
-
-wchar_t XCtowlower(wchar_t unit) noexcept
-{
-    return xc::text::LowerCaseTable()[xc::text::ToUint(unit)];
-}

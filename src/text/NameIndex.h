@@ -1,4 +1,10 @@
 // NameIndex.h - finds the first entry of a name in a list of named entries in constant time.
+//
+// Open addressing with linear steps: the slots lie side by side, a lookup touches one or two of them. Each slot keeps
+// the hash, so that names are compared only when hashes agree. Names that are the same without regard to case share a
+// slot, which holds the first of them in the list; when that one goes, the list is walked for the next. A deleted slot
+// is not marked: the entries after it move up (Knuth, volume 3, section 6.4, algorithm R), so that lookups stay short
+// however often entries come and go. Invariant: between the home of an entry and its slot no slot is free.
 #pragma once
 
 #include "text/Names.h"

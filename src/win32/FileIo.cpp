@@ -5,7 +5,8 @@
 //
 // The temporary file carries the number of its process, so that two processes never share one. A process that is killed
 // between the steps leaves its file; the next replacing of the same target removes the files whose processes have
-// ended. Those of living ones stay: a file that is closed and about to be renamed cannot be told from an old one.
+// ended, or started after the file was written: their number has come again. Those of living ones stay: a file that is
+// closed and about to be renamed cannot be told from an old one.
 // Cost: one listing of the folder, one write, one flush of the disk, one renaming.
 #include "win32/FileIo.h"
 
@@ -53,6 +54,8 @@ unsigned long ProcessOfTemporary(std::wstring_view name, std::wstring_view targe
     name.remove_prefix(target.size());
     std::size_t const dash = name.find(L'-');
     if (dash == std::wstring_view::npos || dash < 2 || dash > 11 || name[0] != L'.') return 0;
+    std::wstring_view const number = name.substr(dash + 1, name.size() - dash - std::size(kEnding));
+    if (number.empty() || number.find_first_not_of(L"0123456789") != std::wstring_view::npos) return 0;
     std::uint64_t process = 0;
     for (wchar_t const unit : name.substr(1, dash - 1)) {
         if (unit < L'0' || unit > L'9') return 0;
@@ -69,7 +72,8 @@ void RemoveAbandoned(SystemPath const& target)
     if (name.empty() || ListFolder(folder, name + L".*" + kEnding, entries) != 0) return;
     for (FolderEntry const& entry : entries) {
         unsigned long const process = ProcessOfTemporary(entry.name, name);
-        if (!entry.isFolder && process != 0 && !IsProcessAlive(process)) RemoveFile(folder.Child(entry.name));
+        if (entry.isFolder || process == 0) continue;
+        if (!IsProcessAlive(process) || StartedAfter(process, entry.lastWrite)) RemoveFile(folder.Child(entry.name));
     }
 }
 

@@ -22,6 +22,11 @@ std::wstring AbsoluteName(std::wstring const& name)
 
 namespace {
 
+std::uint64_t Ticks(FILETIME const& time) noexcept
+{
+    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
 std::uint32_t LocalDay(FILETIME const& time) noexcept
 {
     SYSTEMTIME utc;
@@ -130,7 +135,7 @@ unsigned long ListFolder(SystemPath const& folder, std::wstring_view pattern, st
     do {
         std::wstring name = entry.cFileName;
         bool const isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-        if (name != L"." && name != L"..") entries.push_back({std::move(name), isFolder});
+        if (name != L"." && name != L"..") entries.push_back({std::move(name), isFolder, Ticks(entry.ftLastWriteTime)});
     } while (::FindNextFileW(search, &entry));
     unsigned long const error = LastError();
     std::sort(entries.begin(), entries.end(),

@@ -53,6 +53,7 @@ void CopyAttributes(SystemPath const& from, SystemPath const& to) noexcept;
 struct FolderEntry {
     std::wstring name;
     bool isFolder;
+    std::uint64_t lastWrite = 0; ///< in units of 100 ns
 };
 /// The entries whose names match (the system's wildcards), without "." and "..", in ordinal order.
 unsigned long ListFolder(SystemPath const& folder, std::wstring_view pattern, std::vector<FolderEntry>& entries);

@@ -109,4 +109,15 @@ bool IsProcessAlive(unsigned long id) noexcept
     return ::WaitForSingleObject(process.Get(), 0) != WAIT_OBJECT_0;
 }
 
+bool StartedAfter(unsigned long id, std::uint64_t time) noexcept
+{
+    constexpr std::uint64_t kTwoSeconds = 20'000'000;
+    KeepLastError const keep;
+    UniqueKernelObject const process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+    FILETIME started{}, ended{}, inSystem{}, inProgram{};
+    if (!process || !::GetProcessTimes(process.Get(), &started, &ended, &inSystem, &inProgram)) return false;
+    std::uint64_t const start = std::uint64_t{started.dwHighDateTime} << 32 | started.dwLowDateTime;
+    return start > time + kTwoSeconds;
+}
+
 } // namespace xc::win32

@@ -1,6 +1,7 @@
 // Process.h - what the process tells about itself: environment, module paths, identifiers.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -28,5 +29,8 @@ unsigned long ProcessId() noexcept;
 unsigned long ThreadId() noexcept;
 /// Whether a process of this number runs; true also when the system does not say.
 bool IsProcessAlive(unsigned long id) noexcept;
+/// Whether the living process of that number started after a time (in units of 100 ns), with two seconds for file systems
+/// that keep times no finer: the number has come again.
+bool StartedAfter(unsigned long id, std::uint64_t time) noexcept;
 
 } // namespace xc::win32

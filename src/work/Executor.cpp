@@ -3,6 +3,7 @@
 #include <XelbrinCore/XCThread.h>
 
 #include "errors/CoreError.h"
+#include "errors/ErrorLog.h"
 #include "errors/ExceptionText.h"
 #include "win32/Clock.h"
 #include "work/TaskBoard.h"
@@ -39,6 +40,12 @@ try {
     return errors::MakeCoreError(XCErrTaskFailed, errors::TextOfException());
 } catch (...) {
     return FailureWithoutMemory();
+}
+
+void NoteFailure(XCString const& where, XCErrorID const& failure) noexcept
+try {
+    errors::AppendToErrorLog(where + L": " + failure.AsString(), XCString());
+} catch (...) { // no memory for the record: who calls counts it all the same
 }
 
 Frame* TopFrame() noexcept
@@ -185,7 +192,7 @@ XCTask* XCTask::GetCurrent() noexcept
 
 XCExecutor::~XCExecutor()
 {
-    m_core->Release();
+    if (!xc::win32::IsShuttingDown()) m_core->Release();
 }
 
 XCString XCExecutor::GetName() const

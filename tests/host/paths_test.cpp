@@ -27,7 +27,8 @@ TEST(ModulePaths, FilesThatAreNoModules)
     folder.Write("notes.osxx", "not looked at");
     std::filesystem::create_directory(folder.path / "folder.osx");
     Session const session(folder);
-    ExpectSaid(session, L"LoadLibrary fails on @\\broken.osx\nERR> ***@\\broken.osx: ");
+    ExpectSaid(session,
+               L"LoadLibrary fails on @\\broken.osx\nERR> ***Bad EXE format for @\\broken.osx (system error 193)\n");
     ExpectSaid(session, L"LoadLibrary fails on @\\needs_helper.osx\nERR> ***@\\needs_helper.osx: ");
     ExpectSaid(session, kReaderDone);
     EXPECT_EQ(session.Count(L"LoadLibrary fails"), 2);

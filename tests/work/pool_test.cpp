@@ -1,6 +1,8 @@
 // Tasks, groups, pools and serial queues: waits that nest, help, sleep or can never end; limits, stops, failures.
 #include <XelbrinCore/XCThreadPool.h>
 
+#include "work/gate.h"
+
 #include <atomic>
 #include <gtest/gtest.h>
 #include <random>
@@ -23,16 +25,6 @@ XCPoolOptions WithoutSpares()
     options.spareThreads = 0;
     return options;
 }
-
-/// Opened once; who passes before waits.
-class Gate {
-public:
-    void Open() { m_open.store(true), m_open.notify_all(); }
-    void Pass() const { m_open.wait(false); }
-
-private:
-    std::atomic<bool> m_open{false};
-};
 
 int Fibonacci(XCThreadPool& pool, int n)
 {

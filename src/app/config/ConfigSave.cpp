@@ -7,27 +7,22 @@
 // cut by these very rules. Text in the ANSI code page has no mark, so the finished bytes are read once more.
 // Units are collected in a buffer that the caches hold and converted one buffer at a time, so that a file is never
 // held twice in full. Cost: one pass over the text; no allocation for a line that was not changed.
-#include <XelbrinCore/XCConfig.h>
-
+#include "app/config/ConfigData.h"
 #include "app/config/ConfigErrors.h"
 #include "app/config/ConfigReader.h"
 #include "encoding/EncodedText.h"
 #include "text/Units.h"
 #include "win32/FileIo.h"
+#include "win32/SystemPath.h"
 
 #include <algorithm>
 
-using xc::config::LazyComments;
-using xc::config::LazyText;
+namespace xc::config {
 
 namespace {
 
 // Each answers null, or the reason why a text would not be read back as it is. What came from the file reads back; only
 // what was set since needs a look.
-
-constexpr auto kBlank = [](wchar_t unit) { return xc::text::IsBlank(unit); };
-constexpr auto kBlankOrReturn = [](wchar_t unit) { return xc::text::IsBlank(unit) || unit == L'\r'; };
-constexpr auto kSpace = [](wchar_t unit) { return xc::text::IsSpace(unit); };
 
 bool Has(std::wstring_view text, wchar_t unit) noexcept
 {
@@ -83,8 +78,6 @@ bool ReadsAsOtherText(std::string const& bytes)
 }
 
 } // namespace
-
-namespace xc::config {
 
 /// Writes the text of a file as bytes, some lines at a time.
 class ConfigWriter {
@@ -153,51 +146,62 @@ private:
     XCErrorID m_result;
 };
 
-} // namespace xc::config
+namespace {
 
-XCErrorID XCConfigFile::WriteText(xc::config::ConfigWriter& writer) const
+XCErrorID WriteSection(ConfigWriter& writer, SectionData const& section)
 {
-    using xc::config::WouldNotReadBack;
-    for (XCConfigSection const& section : m_sections) {
-        if (auto const* const why = FirstOf(WhyNotName(section.m_name), WhyNotComments(section.m_comments)))
-            return WouldNotReadBack(section.GetName(), XCString(), why);
-        writer.PutComments(section.m_comments);
-        writer.PutLine(L"[", section.m_name.View(), L"]", {});
-        for (XCConfigLine const& line : section.m_lines) {
-            if (auto const* const why =
-                    FirstOf(FirstOf(WhyNotKey(line.m_key), WhyNotValue(line.m_value)), WhyNotComments(line.m_comments)))
-                return WouldNotReadBack(section.GetName(), line.GetKey(), why);
-            writer.PutComments(line.m_comments);
-            writer.PutLine({}, line.m_key.View(), L"=", line.m_value.View());
-        }
+    if (auto const* const why = FirstOf(WhyNotName(section.name), WhyNotComments(section.comments)))
+        return WouldNotReadBack(section.name.AsString(), XCString(), why);
+    writer.PutComments(section.comments);
+    writer.PutLine(L"[", section.name.View(), L"]", {});
+    for (XCConfigLine const& part : section.lines) {
+        LineData const& line = Access::Of(part);
+        if (auto const* const why =
+                FirstOf(FirstOf(WhyNotKey(line.key), WhyNotValue(line.value)), WhyNotComments(line.comments)))
+            return WouldNotReadBack(section.name.AsString(), line.key.AsString(), why);
+        writer.PutComments(line.comments);
+        writer.PutLine({}, line.key.View(), L"=", line.value.View());
     }
-    if (auto const* const why = WhyNotComments(m_endComments)) return WouldNotReadBack(XCString(), XCString(), why);
-    writer.PutComments(m_endComments);
     return XCErrorID::Success;
 }
 
+XCErrorID WriteText(ConfigWriter& writer, FileData const& file)
+{
+    for (XCConfigSection const& section : file.sections)
+        if (XCErrorID const fault = WriteSection(writer, Access::Of(section)); fault.Bad()) return fault;
+    if (auto const* const why = WhyNotComments(file.endComments)) return WouldNotReadBack(XCString(), XCString(), why);
+    writer.PutComments(file.endComments);
+    return XCErrorID::Success;
+}
+
+/// Writes the file to `path`, which messages call `fileName`.
+XCErrorID SaveAs(XCConfigFile const& file, XCString const& path, XCString const& fileName)
+{
+    constexpr std::size_t kRoomForEdits = 4096;
+    XCConfigLock const lock(file);
+    FileData const& data = Access::Of(file);
+    if (data.partlyRead) return PartlyRead(data.fileName);
+    ConfigWriter writer(data.encoding, data.crlf, data.textLength + kRoomForEdits);
+    if (XCErrorID const fault = WriteText(writer, data); fault.Bad()) return fault;
+    std::string bytes;
+    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
+    if (data.encoding == XCTextEncoding::Ansi && ReadsAsOtherText(bytes))
+        return WouldNotReadBack(XCString(), XCString(), L"these bytes would be read as UTF-8");
+    unsigned long const error =
+        win32::ReplaceFileContents(win32::SystemPath(path.View()), bytes, *win32::SystemReplaceSteps());
+    return error == 0 ? XCErrorID::Success : CannotWrite(fileName, error);
+}
+
+} // namespace
+
+} // namespace xc::config
+
 XCErrorID XCConfigFile::Save() const
 {
-    return SaveAs(m_path, m_fileName);
+    return xc::config::SaveAs(*this, m_data->path, m_data->fileName);
 }
 
 XCErrorID XCConfigFile::Save2(XCString const& fileName) const
 {
-    return SaveAs(fileName, fileName);
-}
-
-XCErrorID XCConfigFile::SaveAs(XCString const& path, XCString const& fileName) const
-{
-    constexpr std::size_t kRoomForEdits = 4096;
-    XCConfigLock const lock(*this);
-    if (m_partlyRead) return xc::config::PartlyRead(m_fileName);
-    xc::config::ConfigWriter writer(m_encoding, m_crlf, m_textLength + kRoomForEdits);
-    if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
-    std::string bytes;
-    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
-    if (m_encoding == Encoding::Ansi && ReadsAsOtherText(bytes))
-        return xc::config::WouldNotReadBack(XCString(), XCString(), L"these bytes would be read as UTF-8");
-    unsigned long const error =
-        xc::win32::ReplaceFileContents(xc::win32::SystemPath(path.View()), bytes, *xc::win32::SystemReplaceSteps());
-    return error == 0 ? XCErrorID::Success : xc::config::CannotWrite(fileName, error);
+    return xc::config::SaveAs(*this, fileName, fileName);
 }

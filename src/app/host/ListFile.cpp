@@ -1,6 +1,5 @@
 #include "app/host/ListFile.h"
 
-#include "text/Names.h"
 #include "text/Units.h"
 
 #include <algorithm>
@@ -16,6 +15,13 @@ std::wstring_view TrimBlanks(std::wstring_view text)
     return text;
 }
 
+/// @param upper in upper case.
+bool IsName(std::wstring_view text, std::wstring_view upper)
+{
+    return std::equal(text.begin(), text.end(), upper.begin(), upper.end(),
+                      [](wchar_t a, wchar_t b) { return XCtowupper(a) == b; });
+}
+
 /// The number of COM and LPT: a digit, also in superscript.
 bool IsPortNumber(std::wstring_view text)
 {
@@ -29,9 +35,8 @@ bool IsDevice(std::wstring_view part)
     std::wstring_view base = part.substr(0, part.find(L'.'));
     while (base.ends_with(L' ')) base.remove_suffix(1);
     for (std::wstring_view const name : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$", L"CLOCK$"})
-        if (text::IsSameNameFolded(base, name)) return true;
-    bool const isPort =
-        text::IsSameNameFolded(base.substr(0, 3), L"COM") || text::IsSameNameFolded(base.substr(0, 3), L"LPT");
+        if (IsName(base, name)) return true;
+    bool const isPort = IsName(base.substr(0, 3), L"COM") || IsName(base.substr(0, 3), L"LPT");
     return isPort && IsPortNumber(base.substr(3));
 }
 
