@@ -34,6 +34,7 @@
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLog.h>
+#include <XelbrinCore/XCLogChannel.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMarshal.h>

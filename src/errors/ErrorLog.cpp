@@ -1,7 +1,7 @@
 #include "errors/ErrorLog.h"
 
 #include "errors/RunningCalls.h"
-#include "text/Utf8.h"
+#include "text/LineText.h"
 #include "win32/AppendFile.h"
 #include "win32/Clock.h"
 #include "win32/FileSystem.h"
@@ -57,6 +57,8 @@ LogPath& CurrentLogPath()
     return current;
 }
 
+constexpr char kLineEnd[] = "\r\n";
+
 std::string RecordHead()
 {
     win32::WallTime const now = win32::LocalNow();
@@ -65,17 +67,6 @@ std::string RecordHead()
                   int{now.month}, int{now.day}, int{now.hour}, int{now.minute}, int{now.second}, int{now.millisecond},
                   win32::ProcessId(), win32::ThreadId());
     return head;
-}
-
-/// The lines of a text, those after the first indented.
-void AppendLines(std::string& record, std::wstring_view text)
-{
-    std::string bytes;
-    text::AppendUtf8(bytes, text);
-    for (char const unit : bytes) {
-        if (unit == '\r') continue;
-        record += unit == '\n' ? "\r\n    " : std::string(1, unit);
-    }
 }
 
 } // namespace
@@ -111,10 +102,11 @@ bool AppendToErrorLog(XCString const& message, XCString const& stack)
     win32::SystemPath const path = PathOfLog();
     if (path.IsEmpty()) return false;
     std::string record = RecordHead();
-    AppendLines(record, message);
-    if (!stack.IsNull()) AppendLines(record, L"\n" + stack);
-    if (XCString const calls = RunningCallsText(win32::ThreadId()); !calls.IsNull()) AppendLines(record, L"\n" + calls);
-    record += "\r\n";
+    text::AppendIndented(record, message.View(), kLineEnd);
+    if (!stack.IsNull()) text::AppendIndented(record, (L"\n" + stack).View(), kLineEnd);
+    XCString const calls = RunningCallsText(win32::ThreadId());
+    if (!calls.IsNull()) text::AppendIndented(record, (L"\n" + calls).View(), kLineEnd);
+    record += kLineEnd;
     return win32::AppendToFile(path, record);
 }
 

@@ -3,6 +3,7 @@
 #include "errors/SystemWords.h"
 #include "log/Digits.h"
 
+#include <exception>
 #include <mutex>
 
 namespace xc::log {
@@ -14,17 +15,36 @@ void Failures::Note(XCString const& text) noexcept
     m_last = text;
 }
 
-void Failures::NoteFile(wchar_t const* what, std::wstring_view path, unsigned long error) noexcept
+void Failures::Note(std::uint64_t count, std::wstring_view what, std::wstring_view path, unsigned long error) noexcept
 try {
+    m_count.fetch_add(count, std::memory_order_relaxed);
     XCString text(what);
     text += L" \"";
     text.Append(path);
-    text += L"\": system error ";
-    text.Append(Digits(error).View());
-    if (error != 0) text += L": " + errors::SystemWords(error, path);
-    Note(text);
+    text += L"\"";
+    if (error != 0) {
+        text += L": system error ";
+        text.Append(Digits(error).View());
+        text += L": " + errors::SystemWords(error, path);
+    }
+    std::lock_guard const hold(m_section);
+    m_last = text;
 } catch (...) { // no memory for the text: counted all the same
-    m_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+void Failures::NoteFile(wchar_t const* what, std::wstring_view path, unsigned long error) noexcept
+{
+    Note(1, what, path, error);
+}
+
+void Failures::NoteLost(std::uint64_t records, std::wstring_view path, unsigned long error) noexcept
+try {
+    XCString what(L"Gave up ");
+    what.Append(Digits(records).View());
+    what += records == 1 ? L" record for" : L" records for";
+    Note(records, what.View(), path, error);
+} catch (std::exception const&) {
+    Note(records, L"Gave up records for", path, error);
 }
 
 XCString Failures::Last() const

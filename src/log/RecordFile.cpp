@@ -1,4 +1,16 @@
+// Records on their way to a file. m_pending holds them back to back, m_records their sizes; the invariant is that the
+// sizes add up to m_complete, the first m_complete bytes of m_pending, and that none of these bytes counts as written
+// before the system has said so. A write takes as many records as go into the present file: all of them, or with a
+// rotation those up to the limit or the end of their day; the file is put aside between two writes, never inside a
+// record.
+//
+// When the disk is full a write may end inside a record. Its line stays in m_pending whole, and m_cut remembers how much
+// of it is in the file: AppendFile continues there when nobody has written since, else repeats the line on one of its
+// own. Dropping the rest, or writing it where the file ends by then, would glue two records together.
 #include "log/RecordFile.h"
+
+#include "log/Tell.h"
+#include "win32/Clock.h"
 
 #include <exception>
 
@@ -10,6 +22,7 @@ void RecordFile::SetTarget(win32::SystemPath path, Start start)
     m_path = std::move(path);
     m_start = start;
     m_nextTry = 0;
+    m_continues = false;
 }
 
 bool RecordFile::MayTry() const noexcept
@@ -28,8 +41,12 @@ bool RecordFile::Fail(wchar_t const* what, unsigned long error) noexcept
 
 bool RecordFile::Open() noexcept
 try {
+    using win32::AppendFile;
     if (m_file.IsOpen()) return true;
-    if (unsigned long const error = m_file.Open(m_path, m_start)) return Fail(L"Cannot open", error);
+    auto const start = m_start == Start::Truncate ? AppendFile::Start::Truncate
+                       : m_continues              ? AppendFile::Start::Continue
+                                                  : AppendFile::Start::Append;
+    if (unsigned long const error = m_file.Open(m_path, start)) return Fail(L"Cannot open", error);
     m_start = Start::Append;
     m_valid = true;
     m_fileSize = m_file.Size();
@@ -41,58 +58,108 @@ try {
 
 std::string& RecordFile::BeginRecord() noexcept
 {
-    m_recordStart = m_pending.size();
     return m_pending;
 }
 
 void RecordFile::EndRecord(bool writeNow) noexcept
 try {
-    if (m_rotation) RotateIfDue();
-    if ((writeNow || m_pending.size() >= kBlock) && MayTry()) Flush();
-    if (m_pending.size() > kMostHeld) DropRecord(L"No room to hold a record for");
+    std::size_t const size = m_pending.size() - m_complete;
+    if (size == 0) return;
+    m_records.push_back({size, m_rotation ? m_rotation->Today() : 0});
+    m_complete += size;
+    if ((writeNow || m_exiting || m_complete >= kBlock) && MayTry()) Flush();
+    if (m_complete > kMostHeld) DropLastRecord();
 } catch (std::exception const&) {
     DropRecord(L"No memory for a record for");
 }
 
 void RecordFile::DropRecord(wchar_t const* why) noexcept
 {
-    m_pending.resize(m_recordStart);
+    m_pending.resize(m_complete);
     m_failures.NoteFile(why, m_path.Text(), 0);
+}
+
+void RecordFile::DropLastRecord() noexcept
+{
+    std::size_t const size = m_records.back().size;
+    if (m_complete - m_cut.bytes < size) return; // it is partly in the file
+    m_complete -= size;
+    m_records.pop_back();
+    DropRecord(L"No room to hold a record for");
 }
 
 bool RecordFile::Flush() noexcept
 {
-    if (m_pending.empty()) return true;
-    if (!Open()) return false;
+    if (m_complete == 0) return true;
+    for (bool mayPutAside = true; m_complete > 0;) {
+        if (!Open()) return false;
+        std::size_t const count = m_rotation ? FittingBytes(mayPutAside) : m_complete;
+        mayPutAside = count > 0; // one that was just put aside, or cannot be, takes the next record in any case
+        if (count == 0)
+            PutAside();
+        else if (!Write(count))
+            return false;
+    }
+    return m_valid = true;
+}
+
+/// The records from the first on that go into the present file.
+std::size_t RecordFile::FittingBytes(bool mayPutAside) noexcept
+{
+    std::size_t bytes = 0;
+    for (Record const& record : m_records) {
+        bool const stays = bytes == 0 && (!mayPutAside || m_cut.bytes > 0);
+        if (!stays && m_rotation->IsDue(m_fileSize + bytes, record.size, record.day)) break;
+        bytes += record.size;
+    }
+    return bytes;
+}
+
+bool RecordFile::Write(std::size_t count) noexcept
+{
     unsigned long error = 0;
-    std::size_t const written = m_file.Write(m_pending, error);
-    m_fileSize += written;
-    m_pending.erase(0, written); // the rest of a record that was cut by a full disk follows when there is room
-    m_recordStart = written <= m_recordStart ? m_recordStart - written : m_pending.size(); // a begun record stays
-    if (m_pending.empty()) return m_valid = true;
+    std::string_view const bytes(m_pending.data(), count);
+    std::size_t const before = m_cut.bytes;
+    std::size_t const written = m_file.Write(bytes, m_cut, error);
+    m_cut = {};
+    if (error == 0) {
+        m_fileSize += written - before;
+        m_continues = true;
+        Consume(written);
+        return true;
+    }
+    std::size_t const line = bytes.substr(0, written).rfind('\n') + 1; // npos + 1: no whole line
+    m_cut = {written - line, m_file.Size()};
+    Consume(line);
     m_file.Close(); // the handle itself may be what fails
     return Fail(L"Cannot write", error);
 }
 
+void RecordFile::Consume(std::size_t count) noexcept
+{
+    m_pending.erase(0, count);
+    m_complete -= count;
+    auto whole = m_records.begin();
+    for (; whole != m_records.end() && whole->size <= count; ++whole) count -= whole->size;
+    if (whole != m_records.end()) whole->size -= count;
+    m_records.erase(m_records.begin(), whole);
+}
+
 void RecordFile::Close() noexcept
 {
-    if (!Flush()) m_failures.NoteFile(L"Gave up records for", m_path.Text(), 0);
-    m_pending.clear();
-    m_recordStart = 0;
+    if (!Flush()) GiveUp();
     m_file.Close();
 }
 
-/// The record just built goes into a fresh file when the present one is full or of another day.
-void RecordFile::RotateIfDue()
+void RecordFile::GiveUp() noexcept
 {
-    if (m_pending.size() == m_recordStart || !MayTry() || !Open()) return;
-    std::size_t const recordSize = m_pending.size() - m_recordStart;
-    if (!m_rotation->IsDue(m_fileSize + m_recordStart, recordSize)) return;
-    std::string const record = m_pending.substr(m_recordStart);
-    m_pending.resize(m_recordStart);
-    if (Flush()) PutAside();
-    m_recordStart = m_pending.size();
-    m_pending += record; // there is room: it stood here before
+    m_failures.NoteLost(m_records.size(), m_path.Text(), m_lastError);
+    if (!m_toldLoss) TellError(m_failures.Last().View());
+    m_toldLoss = true;
+    m_pending.clear();
+    m_records.clear();
+    m_complete = 0;
+    m_cut = {};
 }
 
 /// When that fails the present file is used on.

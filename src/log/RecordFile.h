@@ -3,8 +3,8 @@
 // A record is added by BeginRecord, which gives the bytes to append to, and EndRecord. Bytes go to the file in one write
 // of whole records: at once when asked for, otherwise when a block is full, at Flush and at Close. When the file cannot
 // be opened or written (missing folder, full disk, held by another program) the records wait in memory, up to
-// kMostHeld bytes; then new records are dropped and counted. A failed try is repeated with the first record after
-// kRetryMs, and at once by Flush, Open and Close.
+// kMostHeld bytes; then new records are dropped. A failed try is repeated with the first record after kRetryMs, and at
+// once by Flush, Open and Close. Each failed try and each record that is lost counts as a failure.
 #pragma once
 
 #include "log/Failures.h"
@@ -14,13 +14,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace xc::log {
 
 /// See above. One thread at a time; the failures may be read by any.
 class RecordFile {
 public:
-    using Start = win32::AppendFile::Start;
+    enum class Start { Append, Truncate };
     static constexpr std::size_t kBlock = 64 * 1024;
     static constexpr std::size_t kMostHeld = 4 * 1024 * 1024;
     static constexpr std::uint64_t kRetryMs = 250;
@@ -51,25 +52,45 @@ public:
 
     /// Writes everything held; opens the file when it is not open. False when something is still held.
     bool Flush() noexcept;
-    /// Flushes and closes. What still cannot be written is given up and counted as a failure.
+    /// Flushes and closes. Records that still cannot be written are lost: counted, and told once on the error output.
     void Close() noexcept;
+    /// Close at the end of the program. A later record opens the file again and is written at once.
+    void CloseForExit() noexcept
+    {
+        Close();
+        m_exiting = true;
+    }
 
     [[nodiscard]] Failures const& GetFailures() const noexcept { return m_failures; }
 
 private:
+    struct Record {
+        std::size_t size;  ///< bytes of it that are still held
+        std::uint32_t day; ///< the local day on which it was made
+    };
+
     [[nodiscard]] bool MayTry() const noexcept;
     bool Fail(wchar_t const* what, unsigned long error) noexcept;
-    void RotateIfDue();
+    [[nodiscard]] std::size_t FittingBytes(bool mayPutAside) noexcept;
+    bool Write(std::size_t count) noexcept;
+    void Consume(std::size_t count) noexcept;
+    void DropLastRecord() noexcept;
+    void GiveUp() noexcept;
     void PutAside() noexcept;
 
     win32::SystemPath m_path;
     Start m_start = Start::Append;
     win32::AppendFile m_file;
-    std::string m_pending;
-    std::size_t m_recordStart = 0;
-    std::uint64_t m_fileSize = 0; ///< found at opening, plus what was written here
+    std::string m_pending;         ///< whole records, then the one that is being built
+    std::size_t m_complete = 0;    ///< bytes of the whole ones
+    std::vector<Record> m_records; ///< the whole ones, in order
+    win32::AppendCut m_cut;        ///< of the first of them
+    std::uint64_t m_fileSize = 0;  ///< found at opening, plus what was written here
     std::uint64_t m_nextTry = 0;
     bool m_valid = true;
+    bool m_continues = false; ///< this object has written to the file
+    bool m_exiting = false;
+    bool m_toldLoss = false;
     unsigned long m_lastError = 0;
     std::unique_ptr<Rotation> m_rotation;
     Failures m_failures;

@@ -2,6 +2,7 @@
 
 #include "log/Digits.h"
 #include "text/Kernels.h"
+#include "text/LineText.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
 
@@ -13,39 +14,22 @@ namespace {
 
 constexpr char kHex[] = "0123456789ABCDEF";
 
-/// Control characters of both blocks, line and paragraph separator, the marks of bidirectional text, the backslash.
-bool ShapesLines(wchar_t unit) noexcept
+bool IsWrittenOut(wchar_t unit) noexcept
 {
-    std::uint32_t const u = text::ToUint(unit);
-    return u < 0x20 || u == L'\\' || (u >= 0x7F && u < 0xA0) || (u >= 0x2028 && u <= 0x202E) ||
-           (u >= 0x2066 && u <= 0x2069) || u == 0x200E || u == 0x200F || u == 0x061C;
+    return unit == L'\\' || text::ShapesLines(unit);
 }
 
-template <class Text>
-void AppendHex(Text& to, std::uint32_t value, int digits)
+void AppendHex(std::string& to, std::uint32_t value)
 {
-    for (int shift = digits * 4 - 4; shift >= 0; shift -= 4)
-        to.push_back(static_cast<typename Text::value_type>(kHex[(value >> shift) & 15]));
+    for (int shift = 12; shift >= 0; shift -= 4) to.push_back(kHex[(value >> shift) & 15]);
 }
 
-void AppendEscape(std::wstring& to, wchar_t unit)
-{
-    std::uint32_t const u = text::ToUint(unit);
-    to.push_back(L'\\');
-    if (unit == L'\\') return to.push_back(L'\\');
-    if (unit == L'\n') return to.push_back(L'n');
-    if (unit == L'\r') return to.push_back(L'r');
-    if (unit == L'\t') return to.push_back(L't');
-    to.push_back(u < 0x100 ? L'x' : L'u');
-    AppendHex(to, u, u < 0x100 ? 2 : 4);
-}
-
-/// What JSON does not take as it stands: control characters, quote, backslash, and halves of surrogate pairs, which
-/// the caller has found to be unpaired.
+/// What a JSON record does not hold as it stands: what could shape the line that shows it, quote, backslash, and halves of
+/// surrogate pairs, which the caller has found to be unpaired.
 bool JsonEscapes(wchar_t unit) noexcept
 {
-    return text::ToUint(unit) < 0x20 || unit == L'"' || unit == L'\\' || unit == 0x7F || text::IsHighSurrogate(unit) ||
-           text::IsLowSurrogate(unit);
+    if (text::ToUint(unit) < 0x7F) return text::ToUint(unit) < 0x20 || unit == L'"' || unit == L'\\';
+    return text::IsHighSurrogate(unit) || text::IsLowSurrogate(unit) || text::ShapesLines(unit);
 }
 
 void AppendJsonEscape(std::string& to, wchar_t unit)
@@ -60,7 +44,7 @@ void AppendJsonEscape(std::string& to, wchar_t unit)
     default: break;
     }
     to.push_back('u');
-    AppendHex(to, text::ToUint(unit), 4);
+    AppendHex(to, text::ToUint(unit));
 }
 
 /// How many units from `at` on JSON takes as they stand.
@@ -112,14 +96,14 @@ std::wstring_view WithoutLineEnd(std::wstring_view block) noexcept
     return block;
 }
 
-XCString EscapeControls(std::wstring_view text)
+XCString EscapeControls(std::wstring_view message)
 {
-    if (std::none_of(text.begin(), text.end(), ShapesLines)) return XCString(text);
+    if (std::none_of(message.begin(), message.end(), IsWrittenOut)) return XCString(message);
     std::wstring escaped;
-    escaped.reserve(text.size() + 16);
-    for (wchar_t const unit : text) {
-        if (ShapesLines(unit))
-            AppendEscape(escaped, unit);
+    escaped.reserve(message.size() + 16);
+    for (wchar_t const unit : message) {
+        if (IsWrittenOut(unit))
+            text::AppendEscape(escaped, unit);
         else
             escaped.push_back(unit);
     }

@@ -39,7 +39,7 @@ struct JsonRecord {
 /// Appends one object and a line feed:
 /// {"time":"2026-11-21T02:40:00.123Z","level":1,"channel":"...","process":1,"thread":2,"text":"..."}
 void AppendJsonRecord(std::string& to, JsonRecord const& record);
-/// Appends a JSON string with its quotes: control characters, quote, backslash and unpaired surrogates are escaped.
+/// Appends a JSON string with its quotes. Escaped are quote, backslash, unpaired surrogates and all that shapes lines.
 void AppendJsonString(std::string& to, std::wstring_view text);
 
 } // namespace xc::log

@@ -1,3 +1,7 @@
+// Putting a full file aside: x becomes x.1, that x.2, and so on, by renaming from the first free number downwards. In
+// this order no renaming goes over a file that is to be kept, but for the last one, and a try that is refused half way
+// (another program holds a file) has moved whole files only: repeating it finds the next free number and loses nothing.
+// Cost: one question for each number in use and one renaming for each.
 #include "log/Rotation.h"
 
 #include "log/Digits.h"
@@ -25,12 +29,12 @@ void Rotation::OnOpened(win32::SystemPath const& path, std::uint64_t size)
     if (m_fileDay == 0) m_fileDay = m_clock.Day();
 }
 
-bool Rotation::IsDue(std::uint64_t fileSize, std::uint64_t recordSize) noexcept
+bool Rotation::IsDue(std::uint64_t fileSize, std::uint64_t recordSize, std::uint32_t recordDay) noexcept
 {
     bool const full = m_maxBytes != 0 && fileSize + recordSize > m_maxBytes;
-    bool const newDay = m_daily && m_clock.Day() != m_fileDay;
+    bool const newDay = m_daily && recordDay != m_fileDay;
     if (fileSize == 0) {
-        m_fileDay = m_clock.Day();
+        m_fileDay = recordDay;
         return false;
     }
     return (full || newDay) && win32::TickMs() >= m_notBefore;

@@ -21,7 +21,9 @@ public:
     /// A file with records belongs to the day of its last change, an empty one to today.
     void OnOpened(win32::SystemPath const& path, std::uint64_t size);
     /// Whether a record must go into a fresh file. A file without records is never put aside.
-    [[nodiscard]] bool IsDue(std::uint64_t fileSize, std::uint64_t recordSize) noexcept;
+    [[nodiscard]] bool IsDue(std::uint64_t fileSize, std::uint64_t recordSize, std::uint32_t recordDay) noexcept;
+    /// The local day, in the form of records.
+    [[nodiscard]] std::uint32_t Today() noexcept { return m_clock.Day(); }
     /// Renames the closed file and its predecessors. 0, or the number of the system's error: then the present file is
     /// to be used on, and IsDue says no for a while. Nothing is renamed over a file that is to be kept.
     unsigned long Rotate(win32::SystemPath const& path);

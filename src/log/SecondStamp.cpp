@@ -1,3 +1,6 @@
+// The stamp is made once a second and copied for every record of that second. Asking for the local time costs a
+// conversion with the zone's rules; the coarse clock costs a read of memory, and it alone decides whether the second has
+// passed. The invariant: the text holds for coarse times from m_from up to, not including, m_until.
 #include "log/SecondStamp.h"
 
 #include "log/Digits.h"

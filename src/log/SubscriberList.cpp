@@ -5,6 +5,8 @@
 #include "errors/ExceptionText.h"
 #include "win32/Module.h"
 
+#include "win32/ThreadEnd.h"
+
 #include <algorithm>
 #include <limits>
 #include <mutex>
@@ -19,6 +21,58 @@ namespace {
 constexpr std::size_t kMostKeptUnits = 64 * 1024;
 
 } // namespace
+
+// Every list, so that the end of a thread finds the buffers it wrote to. Places of lists that are gone are used again;
+// nothing is moved, so that the walk needs no lock while subscribers run.
+namespace {
+
+struct ListRegister {
+    XCCriticalSection section;
+    std::vector<std::weak_ptr<SubscriberList>> lists;
+};
+
+ListRegister& AllLists()
+{
+    static ListRegister& lists = *new ListRegister;
+    return lists;
+}
+
+} // namespace
+
+std::shared_ptr<SubscriberList> SubscriberList::Make()
+{
+    auto list = std::make_shared<SubscriberList>();
+    ListRegister& known = AllLists();
+    std::lock_guard const hold(known.section);
+    auto const place = std::find_if(known.lists.begin(), known.lists.end(), [](auto const& l) { return l.expired(); });
+    if (place != known.lists.end())
+        *place = list;
+    else
+        known.lists.push_back(list);
+    win32::CallAtThreadEnd(&SubscriberList::OnThreadEnd);
+    return list;
+}
+
+void SubscriberList::OnThreadEnd(std::uint64_t thread) noexcept
+{
+    ListRegister& known = AllLists();
+    for (std::size_t i = 0;; ++i) {
+        std::shared_ptr<SubscriberList> list;
+        {
+            std::lock_guard const hold(known.section);
+            if (i >= known.lists.size()) return;
+            list = known.lists[i].lock();
+        }
+        if (list) list->FlushThread(thread);
+    }
+}
+
+void SubscriberList::FlushThread(std::uint64_t thread) noexcept
+{
+    std::lock_guard const hold(m_section);
+    for (std::size_t i = 0; i < m_buffers.size(); ++i)
+        if (m_buffers[i]->HasPending()) m_buffers[i]->FlushThread(thread);
+}
 
 void SubscriberList::Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogStreamBuf const* only)
 {

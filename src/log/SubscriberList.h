@@ -18,6 +18,9 @@ namespace xc::log {
 
 class SubscriberList : public std::enable_shared_from_this<SubscriberList> {
 public:
+    /// A list whose buffers deliver what a thread leaves pending when it ends.
+    static std::shared_ptr<SubscriberList> Make();
+
     SubscriberList() = default;
     SubscriberList(SubscriberList const&) = delete;
     SubscriberList& operator=(SubscriberList const&) = delete;
@@ -58,6 +61,8 @@ private:
         std::vector<XCLogSubscriberI const*> authors; ///< whose OnFlush brought it about
     };
 
+    static void OnThreadEnd(std::uint64_t thread) noexcept;
+    void FlushThread(std::uint64_t thread) noexcept;
     void Serve() noexcept;
     template <class Call>
     void Guarded(Call const& call) noexcept;

@@ -2,6 +2,7 @@
 #include <XelbrinCore/XCSync.h>
 
 #include "errors/CoreError.h"
+#include "log/AtExit.h"
 #include "log/RecordFile.h"
 #include "log/RecordText.h"
 #include "log/SecondStamp.h"
@@ -57,6 +58,13 @@ struct XCLogFile::Data {
     std::atomic<bool> opened{false}; ///< between Open and Close, also while the file cannot be written
     std::atomic<bool> autoFlush{true};
     std::atomic<bool> escape{false};
+    xc::log::AtExit atExit{[](void* owner) { static_cast<Data*>(owner)->CloseForExit(); }, this};
+
+    void CloseForExit() noexcept
+    {
+        std::lock_guard const hold(section);
+        file.CloseForExit();
+    }
 
     /// Adds one record built by `build(bytes)`, when the file is open. A record that cannot be built is dropped whole.
     template <class Build>

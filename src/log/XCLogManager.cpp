@@ -1,10 +1,10 @@
 #include <XelbrinCore/XCLog.h>
 
+#include "log/AtExit.h"
 #include "log/Digits.h"
 #include "log/SubscriberList.h"
 #include "text/PrintFormat.h"
 #include "text/Utf8.h"
-#include "win32/Process.h"
 
 #include <mutex>
 
@@ -85,7 +85,7 @@ void XCLogRecord::PutDouble(double value)
     m_text.Append(std::wstring_view(digits, xc::text::FormatInto(digits, std::size(digits), L"%g", source)));
 }
 
-XCLogManager::XCLogManager() : m_subscribers(std::make_shared<xc::log::SubscriberList>()) {}
+XCLogManager::XCLogManager() : m_subscribers(xc::log::SubscriberList::Make()) {}
 
 XCLogManager::~XCLogManager()
 {
@@ -97,7 +97,7 @@ XCLogManager& XCLogManager::Get()
 {
     static XCLogManager* const instance = [] {
         auto manager = std::make_unique<XCLogManager>();
-        xc::win32::CallAtExit([] { Get().Flush(); });
+        xc::log::AtExit::BeforeFiles([] { Get().Flush(); });
         return manager.release();
     }();
     return *instance;

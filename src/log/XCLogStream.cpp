@@ -1,10 +1,10 @@
 #include <XelbrinCore/XCLog.h>
 
+#include "log/PendingTexts.h"
 #include "log/SubscriberList.h"
-#include "win32/Process.h"
+#include "win32/ThreadEnd.h"
 
 #include <exception>
-#include <mutex>
 #include <utility>
 
 namespace {
@@ -18,7 +18,8 @@ constexpr std::size_t kMostKeptUnits = 64 * 1024;
 
 XCLogStreamBuf::XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
                                XCLogStreamBuf const* main)
-    : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_main(main ? main : this), m_highest(0)
+    : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_main(main ? main : this), m_highest(0),
+      m_pending(std::make_unique<xc::log::PendingTexts>())
 {
     m_subscribers->Register(*this);
 }
@@ -58,62 +59,30 @@ std::streamsize XCLogStreamBuf::xsputn(wchar_t const* text, std::streamsize coun
 
 int XCLogStreamBuf::sync()
 {
-    if (HasPending()) FlushThread(xc::win32::ThreadId());
+    if (HasPending()) FlushThread(xc::win32::ThreadSerial());
     return 0;
-}
-
-/// The calling thread's place, taken now when it has none. The section is held.
-XCLogStreamBuf::Pending& XCLogStreamBuf::PendingOf(unsigned long thread)
-{
-    Pending* free = nullptr;
-    for (Pending& pending : m_pending) {
-        if (pending.thread == thread) return pending;
-        if (pending.thread == 0) free = &pending;
-    }
-    if (!free) free = &m_pending.emplace_back();
-    free->thread = thread;
-    free->level = GetLevel();
-    ++m_pendingCount;
-    return *free;
 }
 
 void XCLogStreamBuf::Append(wchar_t const* text, std::size_t count) noexcept
 try {
-    std::size_t length = 0;
-    {
-        std::lock_guard const hold(m_section);
-        Pending& pending = PendingOf(xc::win32::ThreadId());
-        pending.text.Append(std::wstring_view(text, count));
-        length = pending.text.Length();
-    }
-    if (length >= kMostPendingUnits) sync();
+    std::uint64_t const thread = xc::win32::ThreadSerial();
+    auto const added = m_pending->Append(thread, GetLevel(), std::wstring_view(text, count));
+    if (added.isNew) ++m_pendingCount;
+    if (added.length >= kMostPendingUnits) FlushThread(thread);
 } catch (std::exception const&) {
     m_subscribers->GetFailures().Note(XCString());
 }
 
-bool XCLogStreamBuf::TakePending(unsigned long thread, Pending& taken) noexcept
+/// Delivers a thread's text. No lock is held meanwhile, and the storage is kept for the next text.
+void XCLogStreamBuf::FlushThread(std::uint64_t thread) noexcept
 {
-    std::lock_guard const hold(m_section);
-    for (Pending& pending : m_pending) {
-        if (pending.thread != thread) continue;
-        taken = std::exchange(pending, Pending{}); // thread 0: a free place
-        --m_pendingCount;
-        return true;
-    }
-    return false;
-}
-
-/// Delivers what a thread has pending. The section is not held meanwhile, and the storage is kept for the next text.
-void XCLogStreamBuf::FlushThread(unsigned long thread) noexcept
-{
-    Pending taken;
-    if (!TakePending(thread, taken)) return;
+    xc::log::PendingTexts::Text taken;
+    if (!m_pending->Take(thread, taken)) return;
+    --m_pendingCount;
     Deliver(taken.level, taken.text.View());
     if (taken.text.IsNull() || taken.text.Capacity() > kMostKeptUnits) return; // null: its text found no memory
     taken.text.Assign(L"", 0, 1);
-    std::lock_guard const hold(m_section);
-    for (Pending& pending : m_pending)
-        if (pending.thread == 0) std::swap(pending.text, taken.text);
+    m_pending->Recycle(taken.text);
 }
 
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text) noexcept
@@ -125,15 +94,10 @@ try {
 
 void XCLogStreamBuf::FlushAll() noexcept
 {
-    for (std::size_t place = 0;; ++place) { // each once: a subscriber may write, unflushed, whenever it is served
-        unsigned long thread = 0;
-        {
-            std::lock_guard const hold(m_section);
-            if (place >= m_pending.size()) return;
-            thread = m_pending[place].thread;
-        }
+    // Each place once: a subscriber may write, unflushed, whenever it is served.
+    std::uint64_t thread = 0;
+    for (std::size_t place = 0; m_pending->At(place, thread); ++place)
         if (thread != 0) FlushThread(thread);
-    }
 }
 
 XCLogStream::XCLogStream(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,

@@ -1,5 +1,6 @@
 #include <XelbrinCore/XCLogSubscriber.h>
 
+#include "log/AtExit.h"
 #include "log/RecordFile.h"
 #include "log/RecordText.h"
 #include "log/SubscriberList.h"
@@ -108,6 +109,13 @@ struct XCFileLogSubscriber::Data {
     xc::log::RecordFile file;
     XCLogLayout layout;
     std::atomic<bool> autoFlush;
+    xc::log::AtExit atExit{[](void* owner) { static_cast<Data*>(owner)->CloseForExit(); }, this};
+
+    void CloseForExit() noexcept
+    {
+        std::lock_guard const hold(section);
+        file.CloseForExit();
+    }
 };
 
 XCFileLogSubscriber::XCFileLogSubscriber(XCString const& fileName, XCLogOpen open, bool autoFlush, XCLogLayout layout)

@@ -2,13 +2,15 @@
 #include <XelbrinCore/XCTrace.h>
 
 #include "log/ApplicationTraceLevel.h"
+#include "log/AtExit.h"
 #include "log/Digits.h"
 #include "log/RecordFile.h"
+#include "log/Tell.h"
 #include "log/TraceSettings.h"
+#include "text/LineText.h"
 #include "text/PrintFormat.h"
 #include "text/Utf8.h"
 #include "win32/Clock.h"
-#include "win32/Console.h"
 #include "win32/FileSystem.h"
 #include "win32/Process.h"
 
@@ -35,17 +37,8 @@ bool IsSeparator(wchar_t unit) noexcept
 
 /// A message on the console of the process; not a record of any log.
 void TellConsole(std::wstring_view text) noexcept
-try {
-    if (ApplicationTraceLevel() == 0) return;
-    constexpr auto kOutput = win32::StandardStream::Output;
-    std::wstring const line = std::wstring(text) + L'\n';
-    std::string bytes;
-    text::AppendUtf8(bytes, line);
-    if (win32::IsConsole(kOutput))
-        win32::WriteToConsole(kOutput, line.data(), line.size());
-    else
-        win32::WriteToStream(kOutput, bytes.data(), bytes.size());
-} catch (std::exception const&) { // no memory for a message
+{
+    if (ApplicationTraceLevel() != 0) TellOutput(text);
 }
 
 } // namespace
@@ -117,6 +110,11 @@ private:
     void Publish() const noexcept;
     bool OpenTraceFile();
     void CloseTraceFile() noexcept { m_file.Close(); }
+    void CloseForExit() noexcept
+    {
+        std::lock_guard const hold(section);
+        m_file.CloseForExit();
+    }
     static win32::SystemPath FolderOf(std::wstring_view name);
     bool BuildFolderName(win32::SystemPath& folder) const;
     void AppendHeader(std::string& bytes, int level, int subject, wchar_t const* origin) const;
@@ -132,6 +130,7 @@ private:
     int CurrTraceDelim = kDefaultDelim;
     win32::SystemPath CurrTraceFolderName; ///< empty: the folder for temporary files
     RecordFile m_file;
+    AtExit m_atExit{[](void* owner) { static_cast<TraceState*>(owner)->CloseForExit(); }, this};
 };
 
 namespace {
@@ -241,7 +240,7 @@ void TraceState::AppendHeader(std::string& bytes, int level, int subject, wchar_
     AppendDelim(bytes);
     AppendNumber(bytes, win32::ThreadId());
     AppendDelim(bytes);
-    text::AppendUtf8(bytes, origin ? origin : L"");
+    text::AppendOneLine(bytes, origin ? origin : L"", static_cast<wchar_t>(CurrTraceDelim));
     AppendDelim(bytes);
     if (level < 0) bytes.push_back('-');
     AppendNumber(bytes, level < 0 ? 0 - static_cast<std::uint64_t>(level) : static_cast<std::uint64_t>(level));
@@ -276,7 +275,7 @@ void AppendHexDump(std::string& to, wchar_t const* text, unsigned char const* by
     to += "(nrbytes=";
     AppendNumber(to, count);
     to += "): ";
-    text::AppendUtf8(to, text ? text : L"");
+    text::AppendOneLine(to, text ? text : L"", 0);
     to.push_back('\n');
     for (std::size_t i = 0; i < count; ++i) {
         if (i % kHexRow == 0) {
@@ -354,7 +353,7 @@ void XCTrace::WriteMsg(int level, int subject, wchar_t const* origin, wchar_t co
         XCString message;
         xc::text::ArgumentListSource source(arguments);
         xc::text::FormatInto(message, format ? format : L"", source);
-        xc::text::AppendUtf8(bytes, message.View());
+        xc::text::AppendIndented(bytes, message.View(), "\n");
     });
     va_end(arguments);
 }
@@ -362,14 +361,14 @@ void XCTrace::WriteMsg(int level, int subject, wchar_t const* origin, wchar_t co
 void XCTrace::WriteText(int level, int subject, wchar_t const* origin, XCString const& text)
 {
     TraceState::Get().Write(level, subject, origin,
-                            [&](std::string& bytes) { xc::text::AppendUtf8(bytes, text.View()); });
+                            [&](std::string& bytes) { xc::text::AppendIndented(bytes, text.View(), "\n"); });
 }
 
 void XCTrace::WriteHex(int level, int subject, wchar_t const* origin, wchar_t const* title, wchar_t const* text,
                        void const* bytes, std::size_t count)
 {
     TraceState::Get().Write(level, subject, origin, [&](std::string& to) {
-        xc::text::AppendUtf8(to, title ? title : L"");
+        xc::text::AppendOneLine(to, title ? title : L"", 0);
         xc::log::AppendHexDump(to, text, static_cast<unsigned char const*>(bytes), bytes ? count : 0);
     });
 }

@@ -1,5 +1,6 @@
 #include "text/Visible.h"
 
+#include "text/LineText.h"
 #include "text/Units.h"
 
 #include <string>
@@ -7,15 +8,6 @@
 namespace xc::text {
 
 namespace {
-
-constexpr wchar_t kHex[] = L"0123456789ABCDEF";
-
-/// Control characters of both blocks, line and paragraph separator, the marks of bidirectional text.
-constexpr bool ShapesLines(std::uint32_t u) noexcept
-{
-    return u < 0x20 || (u >= 0x7F && u < 0xA0) || (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069) ||
-           u == 0x200E || u == 0x200F || u == 0x061C;
-}
 
 /// Whether the unit at a place is half of a pair without its other half.
 bool IsLone(std::wstring_view text, std::size_t at) noexcept
@@ -26,18 +18,7 @@ bool IsLone(std::wstring_view text, std::size_t at) noexcept
 
 bool IsHidden(std::wstring_view text, std::size_t at) noexcept
 {
-    return ShapesLines(ToUint(text[at])) || IsLone(text, at);
-}
-
-void AppendEscape(std::wstring& to, wchar_t unit)
-{
-    to.push_back(L'\\');
-    if (unit == L'\n') return to.push_back(L'n');
-    if (unit == L'\r') return to.push_back(L'r');
-    if (unit == L'\t') return to.push_back(L't');
-    std::uint32_t const u = ToUint(unit);
-    to.push_back(u < 0x100 ? L'x' : L'u');
-    for (int shift = u < 0x100 ? 4 : 12; shift >= 0; shift -= 4) to.push_back(kHex[(u >> shift) & 15]);
+    return ShapesLines(text[at]) || IsLone(text, at);
 }
 
 std::wstring_view WithoutEnd(std::wstring_view text) noexcept

@@ -2,13 +2,25 @@
 
 namespace xc::win32 {
 
+namespace {
+
+/// Reading serves to look at the end alone: a file that may not be read is appended to all the same.
+unsigned long OpenToAppend(File& file, SystemPath const& path, FileMode::Start start) noexcept
+{
+    if (file.Open(path, {.access = FileMode::Access::AppendAndRead, .start = start}) == 0) return 0;
+    return file.Open(path, {.access = FileMode::Access::Append, .start = start});
+}
+
+} // namespace
+
 unsigned long AppendFile::Open(SystemPath const& path, Start start) noexcept
 {
     Close();
-    unsigned long const error = m_file.Open(
-        path, {.access = FileMode::Access::Append,
-               .start = start == Start::Truncate ? FileMode::Start::Truncate : FileMode::Start::OpenOrCreate});
+    bool const empties = start == Start::Truncate;
+    unsigned long const error =
+        OpenToAppend(m_file, path, empties ? FileMode::Start::Truncate : FileMode::Start::OpenOrCreate);
     if (error == 0) m_turn.Open(m_file.Handle());
+    m_looksFirst = start == Start::Append;
     return error;
 }
 
@@ -18,12 +30,41 @@ void AppendFile::Close() noexcept
     m_file.Close();
 }
 
-std::size_t AppendFile::Write(std::string_view bytes, unsigned long& error) noexcept
+bool AppendFile::EndsInsideLine(std::uint64_t size) const noexcept
 {
-    m_turn.Take();
-    std::size_t const written = m_file.Append(bytes, error);
-    m_turn.Give();
-    return written;
+    char last = '\n';
+    unsigned long error = 0;
+    return size > 0 && m_file.Read(&last, 1, size - 1, error) == 1 && last != '\n';
+}
+
+std::uint64_t AppendFile::Size() const noexcept
+{
+    unsigned long error = 0;
+    std::uint64_t const size = m_file.Size(error);
+    return size + (m_looksFirst && EndsInsideLine(size) ? 1 : 0);
+}
+
+std::size_t AppendFile::Write(std::string_view bytes, AppendCut const& cut, unsigned long& error) noexcept
+{
+    bool endsCut = m_turn.Take(); // what the next holder of the turn is told
+    std::size_t done = 0;
+    error = 0;
+    if (endsCut || m_looksFirst || cut.bytes > 0) {
+        unsigned long unknown = 0;
+        std::uint64_t const size = m_file.Size(unknown);
+        if (cut.bytes > 0 && size == cut.fileSize)
+            done = cut.bytes;
+        else
+            endsCut = EndsInsideLine(size) && m_file.Append("\n", error) != 1;
+    }
+    if (error == 0) {
+        std::size_t const written = m_file.Append(bytes.substr(done), error);
+        done += written;
+        if (written > 0) endsCut = error != 0 && bytes[done - 1] != '\n';
+        m_looksFirst = false;
+    }
+    m_turn.Give(endsCut);
+    return done;
 }
 
 bool AppendToFile(SystemPath const& path, std::string_view bytes) noexcept
@@ -31,7 +72,7 @@ bool AppendToFile(SystemPath const& path, std::string_view bytes) noexcept
     AppendFile file;
     if (file.Open(path, AppendFile::Start::Append) != 0) return false;
     unsigned long error = 0;
-    return file.Write(bytes, error) == bytes.size();
+    return file.Write(bytes, {}, error) == bytes.size() && error == 0;
 }
 
 } // namespace xc::win32

@@ -1,9 +1,4 @@
 // AppendTurn.h - processes that append to one file take turns.
-//
-// A handle that may only append is enough where the system moves to the end and writes in one step. Layers that stand
-// in for such a system, and some network file systems, look the end up first and write there afterwards: two processes
-// then write over one another. One word of shared memory, named after the file's identity, keeps them apart; taking it
-// costs one atomic exchange.
 #pragma once
 
 #include <atomic>
@@ -23,16 +18,19 @@ public:
     void Open(void* file) noexcept;
     void Close() noexcept;
 
-    /// Waits for the turn. A holder that does not change for a second is taken for dead, and its turn taken over.
-    void Take() noexcept;
-    void Give() noexcept;
+    /// Waits for the turn, as long as its holder lives. True when the file may end inside a record: the last holder said
+    /// so, or died in its turn.
+    bool Take() noexcept;
+    /// @param cut the file ends inside a record.
+    void Give(bool cut) noexcept;
 
 private:
     bool TryTake(std::uint64_t& holder) noexcept;
 
     void* m_section = nullptr;
-    std::atomic<std::uint64_t>* m_holder = nullptr; ///< the ticket of who has the turn; 0 when nobody has
-    std::uint64_t m_ticket = 0;                     ///< process, handle and a number that each turn changes
+    std::atomic<std::uint64_t>* m_holder = nullptr; ///< the ticket of who has the turn, or a mark when nobody has
+    std::uint64_t m_ticket = 0;
+    std::uint16_t m_turns = 0;
 };
 
 } // namespace xc::win32

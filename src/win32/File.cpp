@@ -119,10 +119,11 @@ unsigned long File::Flush() noexcept
     return ::FlushFileBuffers(m_handle) ? 0 : LastError();
 }
 
-std::uint64_t File::Size() const noexcept
+std::uint64_t File::Size(unsigned long& error) const noexcept
 {
-    LARGE_INTEGER size;
-    return m_handle && ::GetFileSizeEx(m_handle, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+    LARGE_INTEGER size{};
+    error = ::GetFileSizeEx(m_handle, &size) ? 0 : LastError();
+    return error == 0 ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
 
 } // namespace xc::win32

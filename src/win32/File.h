@@ -71,8 +71,8 @@ public:
     std::size_t Append(std::string_view bytes, unsigned long& error) noexcept;
     /// Waits until the disk holds what was written.
     unsigned long Flush() noexcept;
-    /// The size of the moment; 0 when it cannot be had.
-    [[nodiscard]] std::uint64_t Size() const noexcept;
+    /// The size of the moment; 0 and an error when it cannot be had.
+    std::uint64_t Size(unsigned long& error) const noexcept;
 
 private:
     void* m_handle = nullptr;

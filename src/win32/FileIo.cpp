@@ -106,8 +106,9 @@ unsigned long ReadWholeFile(SystemPath const& path, std::string& bytes)
 {
     File file;
     if (unsigned long const error = file.Open(path, {.sequential = true})) return error;
-    bytes.resize(static_cast<std::size_t>(file.Size()));
     unsigned long error = 0;
+    bytes.resize(static_cast<std::size_t>(file.Size(error)));
+    if (error != 0) return error;
     bytes.resize(file.Read(bytes.data(), bytes.size(), 0, error)); // shorter when the file shrank meanwhile
     return error;
 }

@@ -10,9 +10,6 @@
 
 namespace xc::win32 {
 
-namespace {
-
-/// Whether the other threads have been ended already, perhaps with locks in their hands.
 bool IsProcessEnding() noexcept
 {
     HMODULE const system = ::GetModuleHandleW(L"ntdll.dll");
@@ -21,7 +18,12 @@ bool IsProcessEnding() noexcept
     return ask && ask();
 }
 
-} // namespace
+bool PinLibrary() noexcept
+{
+    HMODULE pinned = nullptr;
+    constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS;
+    return ::GetModuleHandleExW(kFlags, reinterpret_cast<LPCWSTR>(&PinLibrary), &pinned) != 0;
+}
 
 std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 {
@@ -80,14 +82,11 @@ void CallAtExit(void (*function)())
 {
     static void (*const call)() = function;
     static bool const registered = [] {
-        HMODULE pinned = nullptr;
-        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                             reinterpret_cast<LPCWSTR>(&CallAtExit), &pinned);
         auto const run = [] {
             if (!IsProcessEnding()) call();
             return 0;
         };
-        return pinned && ::_onexit(run);
+        return PinLibrary() && ::_onexit(run);
     }();
     (void)registered;
 }

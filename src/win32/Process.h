@@ -20,6 +20,11 @@ bool AppendToSearchPath(std::wstring const& directory);
 /// exit(), not at ExitProcess. The library stays loaded for it. One function; a second call has no effect.
 void CallAtExit(void (*function)());
 
+/// Whether the other threads have been ended already, perhaps with locks in their hands.
+bool IsProcessEnding() noexcept;
+/// The library stays loaded until the process ends.
+bool PinLibrary() noexcept;
+
 unsigned long ProcessId() noexcept;
 unsigned long ThreadId() noexcept;
 /// Whether a process of this number runs; true also when the system does not say.

@@ -316,10 +316,6 @@ ConfigEdit const kConfigEdits[] = {
     {"config AddSection", [](XCConfigFile& f) { f.AddSection(f.GetSectionsBegin()->GetName() + L" copied"); }},
     {"config copy a section", [](XCConfigFile& f) { f.AddSection(*f.GetSectionsBegin()); }},
     {"config assign a section", [](XCConfigFile& f) { *f.FindSection(L"second") = *f.FindSection(L"first"); }},
-    {"config assign a line",
-     [](XCConfigFile& f) {
-         *f.FindSection(L"second")->FindLine(L"number") = *f.FindSection(L"first")->FindLine(L"other");
-     }},
     {"config SetKey", [](XCConfigFile& f) { f.FindSection(L"first")->FindLine(L"key")->SetKey(L"a longer key"); }},
     {"config SetValue", [](XCConfigFile& f) { f.FindSection(L"second")->FindLine(L"number")->SetValue(1.5); }},
     {"config AddComment",

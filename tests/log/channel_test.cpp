@@ -229,6 +229,18 @@ TEST(XCLogChannel, RecordsOfManyThreadsStayWhole)
     EXPECT_TRUE(log_test::AllWhole(collector->bytes, kThreads, kRecords));
 }
 
+TEST(XCLogChannel, TextThatAThreadLeavesIsARecordOfItsOwn)
+{
+    Bench b;
+    RecorderPtr const recorder = b.Attach();
+    std::wstring expected;
+    for (int i = 0; i < 50; ++i) { // identifiers of threads come again
+        std::thread([&b] { b.out.GetBuffer().sputn(L"left", 4); }).join();
+        expected += L"1:left|";
+    }
+    EXPECT_EQ(recorder->seen, expected) << "inherited by a later thread, or not delivered";
+}
+
 TEST(XCLogManager, SubscribersComeAndGoWhileThreadsLog)
 {
     Bench b;

@@ -167,6 +167,13 @@ TEST(XCLogFile, FullDisk)
     for (int i = 0; i < 6; ++i) log->Log(big);
     EXPECT_TRUE(log->GetLastFailure().Find(L"No room") != XCString::npos) << "memory without limit";
     log->Close();
+    std::uint64_t const before = log->GetFailureCount();
+    ASSERT_TRUE(log->Open(L"/dev/full").Good());
+    for (int i = 0; i < 5000; ++i) log->Log(L"x");
+    log->Close();
+    EXPECT_GE(log->GetFailureCount() - before, 5000u) << "lost records count as one failure";
+    EXPECT_TRUE(log->GetLastFailure().Find(L"Gave up 5000 records") != XCString::npos);
+    EXPECT_TRUE(log->GetLastFailure().Find(L"system error 28") != XCString::npos) << "the reason is lost";
     ScratchFile const file("logfile_big.log");
     ASSERT_TRUE(log->Open(file.Name()).Good());
     XCString const huge(L'x', 5 << 20);

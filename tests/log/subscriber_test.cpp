@@ -2,6 +2,8 @@
 
 #include <XelbrinCore/XCLogSubscriber.h>
 
+#include <fstream>
+
 namespace {
 
 using log_test::ScratchFile;
@@ -23,7 +25,7 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
             << "truncated by opening again";
     }
     FilePtr(new XCFileLogSubscriber(file.Name(), XCLogOpen::Append))->OnFlush(1, L"!");
-    EXPECT_TRUE(file.Bytes().ends_with("again!")) << "append flag";
+    EXPECT_TRUE(file.Bytes().ends_with("again\n!")) << "append flag";
     FilePtr const buffered(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, false));
     buffered->OnFlush(1, L"new");
     EXPECT_EQ(file.Bytes(), "") << "not opened by the first block, or written without auto-flush";
@@ -48,6 +50,21 @@ TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
     EXPECT_EQ(log_test::ReadFile("missing_folder/x.log"), "1\n2\n") << "a record was lost";
 }
 
+TEST(XCFileLogSubscriber, AFileThatEndsInsideARecordIsContinuedOnANewLine)
+{
+    for (XCLogLayout const layout : {XCLogLayout::AsIs, XCLogLayout::OneLine, XCLogLayout::Json}) {
+        SCOPED_TRACE(static_cast<int>(layout));
+        for (std::string const before : {"", "whole\n", "cut"}) {
+            ScratchFile const file("continued.log");
+            std::ofstream(file.Path(), std::ios::binary) << before;
+            FilePtr(new XCFileLogSubscriber(file.Name(), XCLogOpen::Append, true, layout))->OnFlush(1, L"x\n");
+            std::vector<std::string> const lines = log_test::Lines(file.Bytes());
+            EXPECT_EQ(lines.size(), before.empty() ? 1u : 2u) << file.Bytes();
+            EXPECT_EQ(lines[0] + "\n", before == "cut" ? "cut\n" : before.empty() ? lines[0] + "\n" : before);
+        }
+    }
+}
+
 TEST(XCFileLogSubscriber, OneLineLayout)
 {
     ScratchFile const file("oneline.log");
@@ -61,7 +78,7 @@ TEST(XCJsonLogSubscriber, OneObjectARecord)
 {
     ScratchFile const file("records.json");
     FilePtr const log(new XCJsonLogSubscriber(file.Name()));
-    log->OnChannelFlush(L"main \"1\"", 1, L"a\"\\\n\t\x01\u20AC\xD83D\xDE00\xD83D\x7F\n");
+    log->OnChannelFlush(L"main \"1\"", 1, L"a\"\\\n\t\x01\u20AC\xD83D\xDE00\xD83D\x7F\u009B\u2028\u202E\n");
     log->OnFlush(-2, L"x");
     std::vector<std::string> const lines = log_test::Lines(file.Bytes());
     ASSERT_EQ(lines.size(), 2u);
@@ -70,7 +87,7 @@ TEST(XCJsonLogSubscriber, OneObjectARecord)
     EXPECT_NE(lines[0].find(R"("level":1,"channel":"main \"1\"","process":)"), std::string::npos);
     std::string const text = R"("text":"a\"\\\n\t\u0001)"
                              "\xE2\x82\xAC\xF0\x9F\x98\x80"
-                             R"(\uD83D\u007F"})";
+                             R"(\uD83D\u007F\u009B\u2028\u202E"})";
     EXPECT_TRUE(lines[0].ends_with(text)) << lines[0];
     EXPECT_EQ(log_test::Collapsed(lines[1]), head + R"(-0,"process":0,"thread":0,"text":"x"})");
 }
@@ -104,9 +121,19 @@ TEST(XCRotatingFileLogSubscriber, BySize)
         log->OnFlush(1, L"eee");
         log->OnFlush(1, L"f");
         log->Close();
-        EXPECT_EQ(b.All(), "f deee cccccc -") << "the size found at opening is not counted";
+        EXPECT_EQ(b.All(), "eeef d cccccc -") << "the size found at opening is not counted";
         EXPECT_EQ(log->GetFailureCount(), 0u);
     }
+}
+
+TEST(XCRotatingFileLogSubscriber, RecordsThatWereHeldKeepToTheLimit)
+{
+    ScratchFile const folder("rotation");
+    FilePtr const log = RotationBench::Open({.maxBytes = 2, .daily = false, .keepFiles = 5});
+    for (wchar_t const* const text : {L"a\n", L"b\n", L"c\n"}) log->OnFlush(1, text);
+    std::filesystem::create_directory("rotation");
+    log->Flush();
+    EXPECT_EQ(RotationBench::All(), "c\n b\n a\n -") << "written to one file";
 }
 
 TEST(XCRotatingFileLogSubscriber, ByDay)

@@ -95,6 +95,25 @@ TEST(XCTrace, BytesOfRecords)
     }
 }
 
+TEST(XCTrace, MessagesAndOriginsCannotFakeARecord)
+{
+    TraceBench b;
+    XCTrace::SetTraceSubjects(L"ALL");
+    XCTrace::Msg(1, 1, L"or\tig\nin", L"%s", L"a\r\n2026-11-22;00:00:00.000\tb\x1B[2J\u202E\r\n");
+    XCTrace::MsgObject(1, 1, L"o", L"a\nb");
+    XCTrace::MsgHex(1, 1, L"o", L"ti\ntle", L"te\nxt", "x", 1);
+    std::vector<std::string> lines = log_test::Lines(b.Bytes());
+    for (std::string& line : lines)
+        if (line[0] == '2') line = line.substr(line.find('\t', 24) + 1);
+    std::vector<std::string> const expected = {"or\\tig\\nin\t1\tGENERAL\ta",
+                                               "    2026-11-22;00:00:00.000\tb\\x1B[2J\\u202E",
+                                               "o\t1\tGENERAL\ta",
+                                               "    b",
+                                               "o\t1\tGENERAL\tti\\ntle(nrbytes=1): te\\nxt",
+                                               "  0000:78"};
+    EXPECT_EQ(lines, expected);
+}
+
 TEST(XCTrace, DelimitersOutOfRangeFallBackToTab)
 {
     TraceBench b;

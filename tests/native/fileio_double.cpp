@@ -99,10 +99,11 @@ unsigned long File::Flush() noexcept
     return 0; // nobody pulls the plug of a test
 }
 
-std::uint64_t File::Size() const noexcept
+std::uint64_t File::Size(unsigned long& error) const noexcept
 {
-    struct stat facts;
-    return m_handle && ::fstat(Descriptor(m_handle), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
+    struct stat facts {};
+    error = Verdict(::fstat(Descriptor(m_handle), &facts));
+    return static_cast<std::uint64_t>(facts.st_size);
 }
 
 unsigned long GetFacts(SystemPath const& path, FileFacts& facts) noexcept
@@ -192,7 +193,10 @@ SystemPath WithLongNames(SystemPath const& path)
 // Appending is one step here: nobody has to take turns.
 void AppendTurn::Open(void*) noexcept {}
 void AppendTurn::Close() noexcept {}
-void AppendTurn::Take() noexcept {}
-void AppendTurn::Give() noexcept {}
+bool AppendTurn::Take() noexcept
+{
+    return false;
+}
+void AppendTurn::Give(bool) noexcept {}
 
 } // namespace xc::win32

@@ -4,7 +4,9 @@
 #include "win32/LastError.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
+#include "win32/ThreadEnd.h"
 
+#include <atomic>
 #include <cerrno>
 #include <clocale>
 #include <csignal>
@@ -133,6 +135,32 @@ unsigned long ProcessId() noexcept
 bool IsProcessAlive(unsigned long id) noexcept
 {
     return ::kill(static_cast<pid_t>(id), 0) == 0;
+}
+
+namespace {
+
+std::atomic<std::uint64_t> g_lastSerial{0};
+std::atomic<void (*)(std::uint64_t)> g_atThreadEnd{nullptr};
+
+struct Serial {
+    std::uint64_t value = ++g_lastSerial;
+    ~Serial()
+    {
+        if (auto* const function = g_atThreadEnd.load()) function(value);
+    }
+};
+
+} // namespace
+
+std::uint64_t ThreadSerial() noexcept
+{
+    thread_local Serial const serial;
+    return serial.value;
+}
+
+void CallAtThreadEnd(void (*function)(std::uint64_t)) noexcept
+{
+    g_atThreadEnd = function;
 }
 
 unsigned long ThreadId() noexcept

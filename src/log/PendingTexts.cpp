@@ -1,0 +1,53 @@
+#include "log/PendingTexts.h"
+
+#include <mutex>
+#include <utility>
+
+namespace xc::log {
+
+PendingTexts::Added PendingTexts::Append(std::uint64_t thread, int level, std::wstring_view text)
+{
+    std::lock_guard const hold(m_section);
+    Text* place = nullptr;
+    for (Text& other : m_texts) {
+        if (other.thread == thread) {
+            other.text.Append(text);
+            return {other.text.Length(), false};
+        }
+        if (other.thread == 0) place = &other;
+    }
+    if (!place) place = &m_texts.emplace_back();
+    place->text.Append(text); // before the place is taken: it may find no memory
+    place->thread = thread;
+    place->level = level;
+    return {place->text.Length(), true};
+}
+
+bool PendingTexts::Take(std::uint64_t thread, Text& taken) noexcept
+{
+    std::lock_guard const hold(m_section);
+    for (Text& text : m_texts) {
+        if (text.thread != thread) continue;
+        taken = std::move(text);
+        text.thread = 0;
+        return true;
+    }
+    return false;
+}
+
+void PendingTexts::Recycle(XCString& storage) noexcept
+{
+    std::lock_guard const hold(m_section);
+    for (Text& text : m_texts)
+        if (text.thread == 0) std::swap(text.text, storage);
+}
+
+bool PendingTexts::At(std::size_t place, std::uint64_t& thread) const noexcept
+{
+    std::lock_guard const hold(m_section);
+    if (place >= m_texts.size()) return false;
+    thread = m_texts[place].thread;
+    return true;
+}
+
+} // namespace xc::log

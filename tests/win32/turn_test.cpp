@@ -1,0 +1,60 @@
+// Turns at one file: a slow holder is waited for, a dead one is succeeded.
+#include "win32/AppendTurn.h"
+#include "win32/File.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+#include <windows.h>
+
+namespace {
+
+using namespace xc::win32;
+
+struct Turn {
+    Turn()
+    {
+        EXPECT_EQ(file.Open(SystemPath(L"turn.txt"),
+                            {.access = FileMode::Access::Append, .start = FileMode::Start::OpenOrCreate}),
+                  0u);
+        turn.Open(file.Handle());
+    }
+    File file;
+    AppendTurn turn;
+};
+
+TEST(AppendTurn, OnlyADeadHolderIsSucceeded)
+{
+    struct {
+        char const* fault;
+        DWORD standsStillMs;
+        bool gives, cut;
+    } const rows[] = {
+        {"a slow holder loses its turn", 1250, true, false},
+        {"a cut record is not told", 0, true, true},
+        {"a dead holder is waited for", 0, false, true},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        Turn first;
+        Turn second;
+        HANDLE const taken = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        std::atomic<bool> given{!row.gives};
+        std::thread holder([&] {
+            first.turn.Take();
+            ::SetEvent(taken);
+            ::Sleep(row.standsStillMs);
+            given = true;
+            if (row.gives) first.turn.Give(row.cut);
+        });
+        ::WaitForSingleObject(taken, INFINITE);
+        EXPECT_EQ(second.turn.Take(), row.cut);
+        EXPECT_TRUE(given) << "two have the turn";
+        second.turn.Give(false);
+        holder.join();
+        ::CloseHandle(taken);
+    }
+    ::DeleteFileW(L"turn.txt");
+}
+
+} // namespace
