@@ -3,20 +3,8 @@
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
-#include "text/CaseTables.h"
 
 #include <XelbrinCore/XCException.h>
-
-/// The library keeps its table to itself; this one asks it for every unit.
-wchar_t const* xc::text::UpperCaseTable()
-{
-    static std::wstring const table = [] {
-        std::wstring units(0x10000, L'\0');
-        for (std::size_t unit = 0; unit < units.size(); ++unit) units[unit] = XCtowupper(static_cast<wchar_t>(unit));
-        return units;
-    }();
-    return table.c_str();
-}
 
 namespace {
 
