@@ -53,7 +53,8 @@ FAULTS = [
     # The report comes first: without it nothing is loaded at all.
     (["/width:9"],
      ["<Report>: The setting Width is \"9\", but must be a number from 10 to 200.", NO_FILTER,
-      "<Filter> depends on Report, which is not loaded"], 1),
+      "<Filter> depends on Report, which is not loaded",
+      "no plug-in could be loaded from /osxpath; the current directory is searched instead"], 1),
 ]
 
 
