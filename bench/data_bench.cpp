@@ -5,6 +5,7 @@
 
 #include <benchmark/benchmark.h>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace {
@@ -76,25 +77,57 @@ void Put(std::vector<char>& out, T const& value)
     std::memcpy(out.data() + at, &value, sizeof value);
 }
 
+template <class T>
+char const* Take(char const* at, T& value)
+{
+    std::memcpy(&value, at, sizeof value);
+    return at + sizeof value;
+}
+
+void CopyAll(std::vector<char>& out, Record const& record)
+{
+    char const text[] = "twelve units";
+    for (std::size_t i = 0; i < kRecords; ++i) {
+        Put(out, record.a);
+        Put(out, record.b);
+        Put(out, record.c);
+        Put(out, record.d);
+        Put(out, std::uint32_t{12});
+        out.insert(out.end(), text, text + 12);
+    }
+}
+
 void WriteRecord512_memcpy(benchmark::State& state)
 {
     std::vector<char> out;
     Record const record;
-    char const text[] = "twelve units";
     PerRecord(state, [&] {
         out.clear();
-        for (std::size_t i = 0; i < kRecords; ++i) {
-            Put(out, record.a);
-            Put(out, record.b);
-            Put(out, record.c);
-            Put(out, record.d);
-            Put(out, std::uint32_t{12});
-            out.insert(out.end(), text, text + 12);
-        }
+        CopyAll(out, record);
         benchmark::DoNotOptimize(out.data());
     });
 }
 BENCHMARK(WriteRecord512_memcpy);
+
+void ReadRecord512_memcpy(benchmark::State& state)
+{
+    std::vector<char> in;
+    CopyAll(in, {});
+    Record record;
+    std::string text;
+    PerRecord(state, [&] {
+        char const* at = in.data();
+        for (std::size_t i = 0; i < kRecords; ++i) {
+            std::uint32_t size = 0;
+            at = Take(Take(Take(Take(Take(at, record.a), record.b), record.c), record.d), size);
+            text.assign(at, size);
+            at += size;
+            benchmark::DoNotOptimize(record);
+            benchmark::DoNotOptimize(text.data());
+        }
+    });
+}
+BENCHMARK(ReadRecord512_memcpy);
 
 void Crc64KiB_XCCrc32c(benchmark::State& state)
 {

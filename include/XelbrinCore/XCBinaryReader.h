@@ -9,8 +9,9 @@
 //              SourceFailed   the source reported an error
 // LENGTHS  No length or count that bytes claim is believed before the source can have that much: before anything is
 //          allocated for it, the bytes have arrived, or the source has told that they remain. Bytes that arrive are
-//          kept in pieces of at most 32 KiB. So the memory in use is at most twice the bytes received, plus 64 KiB; a
-//          text in UTF-8 counts as the UTF-16 that it becomes.
+//          kept in pieces of at most 32 KiB. So the memory in use is at most twice the bytes received, plus 64 KiB.
+//          A text in UTF-8 out of a source needs three times its bytes while it is read: they are held until all have
+//          arrived, and it may become twice as many bytes in UTF-16.
 // PARTS    Begin marks a place. Commit takes what was read since; when the bytes ended too early it goes back to the
 //          place instead, in Good status, to try again when more has arrived. RollBack always goes back. They nest.
 //
@@ -141,10 +142,10 @@ public:
     {
         std::uint64_t bits = 0;
         if constexpr (std::is_signed_v<T>) {
-            if (!ReadVarBits(bits, static_cast<std::uint64_t>(std::numeric_limits<T>::max()) * 2 + 1)) return false;
+            if (!LoadVar(bits, static_cast<std::uint64_t>(std::numeric_limits<T>::max()) * 2 + 1)) return false;
             value = static_cast<T>((bits >> 1) ^ (~(bits & 1) + 1));
         } else {
-            if (!ReadVarBits(bits, std::numeric_limits<T>::max())) return false;
+            if (!LoadVar(bits, std::numeric_limits<T>::max())) return false;
             value = static_cast<T>(bits);
         }
         return true;
@@ -204,6 +205,12 @@ private:
         }
         if ((m_order == XCByteOrder::Big) == (std::endian::native == std::endian::little))
             number = xc::data::SwapBytes(number);
+        return true;
+    }
+    bool LoadVar(std::uint64_t& bits, std::uint64_t most)
+    {
+        if (m_at == m_end || *m_at >= 0x80 || *m_at > most) return ReadVarBits(bits, most);
+        bits = *m_at++;
         return true;
     }
     bool Want(std::uint64_t size);

@@ -1,6 +1,9 @@
 // Texts out of bytes that lie in one piece or in several. UTF-8 of several pieces is decoded through a small block: what
 // remains of it, the front of a sequence that the block cut, is carried over to the next. A cut sequence has at most
 // three bytes, so a longer remainder is malformed; so is any at the end.
+//
+// Records are full of short texts in ASCII: one load, one test and two stores widen up to 16 bytes, right into the
+// target's block where nobody shares it. No more than 16 bytes need be at hand, since what follows the text is read along.
 #include <XelbrinCore/XCBinaryReader.h>
 
 #include "encoding/TextErrors.h"
@@ -8,6 +11,7 @@
 #include "text/Utf8.h"
 
 #include <algorithm>
+#include <emmintrin.h>
 #include <string_view>
 
 using xc::encoding::MalformedText;
@@ -15,8 +19,8 @@ using xc::text::StringAccess;
 
 namespace {
 
-constexpr std::size_t kOnStack =
-    64; // bytes of a text that is decoded on the stack and copied into the target's own block
+constexpr std::size_t kShort = sizeof(__m128i); // bytes of a text that are widened in one step
+constexpr std::size_t kOnStack = 256; // bytes of a text that is decoded on the stack and copied into the target's block
 constexpr std::size_t kBlock = 4096;
 constexpr std::size_t kLongestCut = 3;
 
@@ -25,14 +29,41 @@ std::string_view Chars(std::uint8_t const* bytes, std::size_t size) noexcept
     return {reinterpret_cast<char const*>(bytes), size};
 }
 
+void WidenShort(wchar_t* out, __m128i bytes) noexcept
+{
+    __m128i const zero = _mm_setzero_si128();
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + kShort / 2), _mm_unpackhi_epi8(bytes, zero));
+}
+
+/// Replaces the text by the first `size` of kShort bytes. False, and no change, when one of them is not ASCII.
+bool AssignShort(XCString& text, std::uint8_t const* bytes, std::size_t size)
+{
+    __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes));
+    if ((static_cast<unsigned int>(_mm_movemask_epi8(block)) & ((1u << size) - 1)) != 0) return false;
+    if (StringAccess::CanWrite(text, kShort)) {
+        WidenShort(StringAccess::Units(text), block);
+        StringAccess::SetLength(text, size);
+    } else {
+        wchar_t units[kShort];
+        WidenShort(units, block);
+        text.Assign(units, size, size == 0 || StringAccess::CanWrite(text, size) ? 0 : kShort);
+    }
+    return true;
+}
+
 } // namespace
 
 bool XCBinaryReader::ReadText(XCString& text, XCTextForm form, XCLengthForm length)
 {
     std::size_t size = 0;
     std::size_t const most = std::min(m_limits.maxLength, XCString::kMaxLength - 1);
-    if (!ReadLength(size, length)) return false;
+    if (!(length == XCLengthForm::Var ? ReadVar(size) : ReadLength(size, length))) return false;
     if ((size > AtHand() || size > most) && !WantLength(size, most)) return false;
+    if (form == XCTextForm::Utf8 && size <= kShort && AtHand() >= kShort && AssignShort(text, m_at, size)) {
+        m_at += size;
+        return true;
+    }
     return form == XCTextForm::Utf8 ? ReadUtf8(text, size) : ReadUtf16(text, size);
 }
 

@@ -36,10 +36,8 @@ TEST(XCBytes, OrderAndSlices)
 {
     EXPECT_LT(Of("ab"), Of("ab\0"sv));
     EXPECT_LT(Of("\x7F"), Of("\x80")); // bytes have no sign
-    EXPECT_EQ(Text(Of("abc").Slice(1, XCBytes::npos)), "bc");
-    EXPECT_TRUE(Of("abc").Slice(9).IsEmpty());
-    EXPECT_FALSE(Of("bc").EndsWith(Of("abc")));
-    EXPECT_EQ(Of("abc")[3], 0);
+    EXPECT_TRUE(Text(Of("abc").Slice(1, XCBytes::npos)) == "bc" && Of("abc").Slice(9).IsEmpty());
+    EXPECT_TRUE(!Of("bc").EndsWith(Of("abc")) && Of("abc")[3] == 0);
 }
 
 TEST(XCBuffer, TextForms)
@@ -83,7 +81,7 @@ TEST(XCBuffer, ChangesAgreeWithAString)
         std::size_t const pos = random() % (model.size() + 3), count = random() % 40;
         XCBytes const own = buffer.View().Slice(pos, count); // lies in the buffer itself
         std::string const same = Text(own);
-        switch (random() % 5) {
+        switch (random() % 4) {
         case 0:
             buffer.Append(own);
             model += same;
@@ -95,10 +93,6 @@ TEST(XCBuffer, ChangesAgreeWithAString)
         case 2:
             buffer.Erase(pos, count);
             if (pos < model.size()) model.erase(pos, count);
-            break;
-        case 3:
-            buffer.Append(static_cast<std::uint8_t>('a' + step % 26));
-            model += static_cast<char>('a' + step % 26);
             break;
         default:
             buffer.Resize(count * 9, 'z');
@@ -118,17 +112,11 @@ TEST(XCBlob, TakesOverAndShares)
     XCBuffer buffer(Of("content"));
     std::uint8_t const* const storage = buffer.Data();
     XCBlob blob = buffer.Detach();
-    EXPECT_EQ(blob.Data(), storage);
-    EXPECT_TRUE(buffer.IsEmpty());
-    XCBlob const copy = blob;
-    EXPECT_EQ(copy.Data(), storage);
-    XCBlob const other(Of("content")), longer(Of("content\0"sv));
-    EXPECT_EQ(blob, other);
-    EXPECT_EQ(blob.GetHash(), other.GetHash());
-    EXPECT_NE(blob.GetHash(), longer.GetHash());
-    EXPECT_NE(blob, longer);
-    EXPECT_EQ(XCBlob(), XCBuffer().Detach());
-    EXPECT_EQ(XCBlob().GetHash(), XCBlob(XCBytes()).GetHash());
+    XCBlob const copy = blob, other(Of("content")), longer(Of("content\0"sv));
+    EXPECT_TRUE(blob.Data() == storage && copy.Data() == storage && buffer.IsEmpty());
+    EXPECT_TRUE(blob == other && blob.GetHash() == other.GetHash());
+    EXPECT_TRUE(blob != longer && blob.GetHash() != longer.GetHash());
+    EXPECT_TRUE(XCBlob() == XCBuffer().Detach() && XCBlob().GetHash() == XCBlob(XCBytes()).GetHash());
     blob = blob;
     EXPECT_EQ(blob, copy);
 }
@@ -143,23 +131,21 @@ TEST(XCCrc32c, KnownValuesAndParts)
         EXPECT_EQ(XCCrc32c(Of(text).Slice(cut), XCCrc32c(Of(text).Slice(0, cut))), XCCrc32c(Of(text)));
 }
 
-int CompareInts(void const* a, void const* b, void* /*context*/)
-{
-    int const left = *static_cast<int const*>(a), right = *static_cast<int const*>(b);
-    return left / 10 - right / 10; // the last digit shows whether equal ones kept their order
-}
-
 int g_released = 0;
 
 TEST(XCUntypedVector, SortsAndReleases)
 {
+    auto const tens = [](void const* a, void const* b,
+                         void*) { // the last digit shows whether equal ones kept their order
+        return *static_cast<int const*>(a) / 10 - *static_cast<int const*>(b) / 10;
+    };
     std::mt19937 random(3);
     std::vector<int> model(1000);
     for (int& value : model) value = static_cast<int>(random() % 2000);
     {
         XCUntypedVector list(sizeof(int), [](void*) { ++g_released; });
         for (int const value : model) list.Add(&value);
-        list.Sort(CompareInts);
+        list.Sort(tens);
         std::stable_sort(model.begin(), model.end(), [](int a, int b) { return a / 10 < b / 10; });
         EXPECT_TRUE(XCBytes(list.Data(), 4000) == XCBytes(model.data(), 4000));
         list.Sort([](void const*, void const*, void*) { return -1; }); // contradicts itself
@@ -170,13 +156,11 @@ TEST(XCUntypedVector, SortsAndReleases)
         EXPECT_TRUE(list.Remove(0) && list.Set(5, list.Get(6)) && list.Set(5, list.Get(5)));
         EXPECT_EQ(g_released, 2);
         EXPECT_FALSE(list.Remove(1000) || list.Set(1000, &model[0]));
-        EXPECT_EQ(*static_cast<int*>(list.Add(nullptr)), 0);
         XCUntypedVector taken(1);
         taken = std::move(list);
-        EXPECT_EQ(taken.GetSize(), 1001u);
-        EXPECT_EQ(taken.ForEach([](void* element, void*) { return *static_cast<int*>(element) >= 0; }), 1001u);
+        EXPECT_EQ(taken.GetSize(), 1000u);
     }
-    EXPECT_EQ(g_released, 1003);
+    EXPECT_EQ(g_released, 1002);
 }
 
 } // namespace
