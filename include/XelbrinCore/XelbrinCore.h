@@ -55,5 +55,6 @@
 #include <XelbrinCore/XCTimeEx.h>
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTrace.h>
+#include <XelbrinCore/XCUnicode.h>
 #include <XelbrinCore/XCUnitTest.h>
 #include <XelbrinCore/XCUntypedVector.h>
