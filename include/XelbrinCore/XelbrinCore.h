@@ -29,6 +29,7 @@
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
+#include <XelbrinCore/XCLocale.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
@@ -46,6 +47,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>
 #include <XelbrinCore/XCStringValue.h>
 #include <XelbrinCore/XCSync.h>
