@@ -10,10 +10,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 # Bottom up: (room, subject, the rooms it may include; None: every room above it in this list).
 ROOMS = [
     ("win32", "the edge to the system: handle owners, last error, files, clock, process facts", []),
-    ("text", "string, names without case, identities, number text, collation, the scan kernels", None),
+    ("text", "string, names without case, identities, number text, facts of Unicode, collation, the scan kernels", None),
     ("errors", "error objects, exceptions, what an exception says, stack capture, message sources, the message table",
      None),
-    ("encoding", "text as bytes and back: converters, encoded files; they report errors, so they stand above both", None),
+    ("encoding", "converters, encoded files, locales, text streams: text that reports errors stands above both", None),
     ("datetime", "calendar, value classes, formats, zones; members of lower classes that read or hold dates", None),
     ("data", "buffers, binary streams, blobs, marshalling", ["text", "errors", "encoding", "datetime"]),
     ("sync", "locks, semaphores, the baton, stopwatches, threads", None),
@@ -39,7 +39,8 @@ ORDER = [name for name, _, _ in ROOMS]
 HEADER_ROOM = {
     "XCExport.h": None, "XCRefCount.h": None, "XCSafeCounter.h": None,
     "XCString.h": "text", "XCStringValue.h": "text", "XCStringOrder.h": "text", "XCStringTools.h": "text",
-    "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
+    "XCCollator.h": "text", "XCGuid.h": "text", "XCUnicode.h": "text", "XCStringConverter.h": "encoding",
+    "XCLocale.h": "encoding", "XCStringStream.h": "encoding",
     "XCTimeZone.h": "errors",
     "XCFormatContext.h": "errors", "XCDouble.h": "errors", "XCErrorID.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",

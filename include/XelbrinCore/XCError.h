@@ -41,6 +41,10 @@ enum XCCoreError : long {
     XCErrUnmappableUnit = 101,  ///< a unit that the encoding cannot hold (parameters: unit, position)
     XCErrUnknownCodePage = 102, ///< the system does not know the code page (parameter: its number)
     XCErrNoConverter = 103,     ///< a null string converter was given
+    XCErrUnknownLocale = 104,   ///< the system does not know the locale (parameter: its name)
+    XCErrNoNumber = 105,        ///< a number was expected (parameter: position)
+    XCErrNumberRange = 106,     ///< a number that its type cannot hold (parameter: position)
+    XCErrTextEnds = 107,        ///< a value was expected and nothing is left (parameter: position)
     // 200-299 errors and messages
     XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
     // 300-399 dates

@@ -33,6 +33,7 @@
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
+#include <XelbrinCore/XCLocale.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogChannel.h>
 #include <XelbrinCore/XCLogFile.h>
@@ -53,6 +54,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>
 #include <XelbrinCore/XCStringValue.h>
 #include <XelbrinCore/XCSync.h>
@@ -64,5 +66,6 @@
 #include <XelbrinCore/XCTimeZone.h>
 #include <XelbrinCore/XCTimer.h>
 #include <XelbrinCore/XCTrace.h>
+#include <XelbrinCore/XCUnicode.h>
 #include <XelbrinCore/XCUnitTest.h>
 #include <XelbrinCore/XCUntypedVector.h>

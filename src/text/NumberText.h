@@ -19,6 +19,15 @@ inline XCString AsciiText(std::string_view ascii)
     return text;
 }
 
+/// The digits of an integer, written to `digits`: 65 characters are enough for every base from 2 to 36.
+template <std::size_t size, class Integer>
+std::string_view PutInteger(char (&digits)[size], Integer value, int base) noexcept
+{
+    static_assert(size >= 65);
+    char const* const end = std::to_chars(digits, digits + size, value, base).ptr;
+    return {digits, static_cast<std::size_t>(end - digits)};
+}
+
 /// Decimal digits of an integer; the shortest text that reads back as the same floating-point number.
 template <class Number>
 XCString NumberText(Number value)

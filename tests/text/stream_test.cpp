@@ -1,0 +1,168 @@
+#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCStringStream.h>
+
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+XCLocale Named(wchar_t const* name)
+{
+    XCLocale locale;
+    EXPECT_TRUE(XCLocale::Find(name, locale).Good()) << "locale";
+    return locale;
+}
+
+TEST(XCLocale, ConventionsOfNamedOnes)
+{
+    EXPECT_EQ(Named(L"de-DE").GetDecimal(), L",");
+    EXPECT_EQ(Named(L"de-DE").GetDateOrder(), XCDateOrder::DayMonthYear);
+    EXPECT_EQ(Named(L"en-US").GetDateOrder(), XCDateOrder::MonthDayYear);
+    EXPECT_EQ(Named(L"ja-JP").GetDateOrder(), XCDateOrder::YearMonthDay);
+    EXPECT_EQ(Named(L"de-CH").GetThousands(), L"\u2019");
+    EXPECT_EQ(Named(L"").GetThousands(), L"") << "the empty name";
+    XCLocale locale = Named(L"de-DE");
+    XCErrorID const unknown = XCLocale::Find(L"xx-NOWHERE", locale);
+    EXPECT_EQ(static_cast<int>(unknown), XCErrUnknownLocale);
+    EXPECT_EQ(locale.GetName(), L"de-DE") << "left alone";
+}
+
+struct StreamRow {
+    char const* fault;
+    wchar_t const* locale;
+    void (*write)(XCStringStream& to);
+    wchar_t const* expected;
+};
+
+TEST(XCStringStream, Writing)
+{
+    StreamRow const rows[] = {
+        {"limits", L"", [](XCStringStream& to) { to << INT64_MIN << L' ' << UINT64_MAX; },
+         L"-9223372036854775808 18446744073709551615"},
+        {"bits of a negative one", L"", [](XCStringStream& to) { to << XCHex(short{-1}) << XCHex(10, 4); },
+         L"ffff000a"},
+        {"no format stays", L"", [](XCStringStream& to) { to << XCHex(255) << L' ' << 255; }, L"ff 255"},
+        {"zeros after the sign", L"", [](XCStringStream& to) { to << XCPadded(-5, 4, L'0'); }, L"-005"},
+        {"blanks before it", L"", [](XCStringStream& to) { to << XCPadded(-5, 4) << XCPadded(12345, 2); },
+         L"  -512345"},
+        {"shortest", L"", [](XCStringStream& to) { to << 0.1 << L' ' << 1e300; }, L"0.1 1e+300"},
+        {"half up or even is the conversion's", L"", [](XCStringStream& to) { to << XCFixed(2.675, 2); }, L"2.67"},
+        {"group of the mark", L"de-DE", [](XCStringStream& to) { to << XCFixed(-1234567.5, 2) << L' ' << 999; },
+         L"-1.234.567,50 999"},
+        {"separator above ASCII", L"de-CH", [](XCStringStream& to) { to << 1000; }, L"1\u2019000"},
+        {"groups of two", L"hi-IN", [](XCStringStream& to) { to << 123456789; }, L"12,34,56,789"},
+        {"no groups in other bases", L"de-DE", [](XCStringStream& to) { to << XCHex(0x12345678); }, L"12345678"},
+        {"no groups in words and exponents", L"de-DE",
+         [](XCStringStream& to) { to << 1.5e300 << L' ' << -std::numeric_limits<double>::infinity(); },
+         L"1,5e+300 -inf"},
+        {"null text", L"", [](XCStringStream& to) { to << static_cast<wchar_t const*>(nullptr) << true; }, L"true"},
+    };
+    for (StreamRow const& row : rows) {
+        XCStringStream stream(XCString(), Named(row.locale));
+        row.write(stream);
+        EXPECT_EQ(stream.AsString(), XCString(row.expected)) << row.fault;
+    }
+    XCStringStream longest;
+    longest << XCFixed(-std::numeric_limits<double>::max(), 99);
+    EXPECT_EQ(longest.AsString().Length(), 361u) << "sign, 309 digits, mark, 50 decimals";
+}
+
+struct SpelledRow {
+    char const* fault;
+    wchar_t const* locale;
+    wchar_t const* text;
+    double expected;
+    std::size_t position;
+};
+
+TEST(XCStringStream, ReadingNumbers)
+{
+    SpelledRow const rows[] = {
+        {"exponent without digits", L"", L"1e+", 1, 1},
+        {"number in a word", L"", L"\u00A0-2.5px", -2.5, 5},
+        {"mark alone at the end", L"", L"5.", 5, 2},
+        {"without whole digits", L"", L".5", .5, 2},
+        {"no groups", L"", L"1,234", 1, 1},
+        {"infinite", L"", L"-inf", -std::numeric_limits<double>::infinity(), 4},
+        {"groups", L"de-DE", L"1.234.567,5", 1234567.5, 11},
+        {"none is needed", L"de-DE", L"1234567,5", 1234567.5, 9},
+        {"separator before no digit", L"de-DE", L"1.", 1, 1},
+        {"apostrophe for the mark above ASCII", L"de-CH", L"1'234.5", 1234.5, 7},
+        {"groups of two", L"hi-IN", L"12,34,567", 1234567, 9},
+    };
+    for (SpelledRow const& row : rows) {
+        XCStringStream stream(row.text, Named(row.locale));
+        double value = 0;
+        EXPECT_TRUE(stream >> value) << row.fault;
+        EXPECT_EQ(value, row.expected) << row.fault;
+        EXPECT_EQ(stream.GetPosition(), row.position) << row.fault;
+    }
+}
+
+struct RefusedRow {
+    char const* fault;
+    wchar_t const* locale;
+    wchar_t const* text;
+    void (*read)(XCStringStream& from);
+    int code;
+    long position;
+};
+
+/// The first parameter of the error; -1 without one.
+long ErrorPosition(XCErrorID const& error)
+{
+    auto const* const details = dynamic_cast<XCErrorWithArgs const*>(error.operator->());
+    long position = -1;
+    if (details) details->GetParam(position, 0);
+    return position;
+}
+
+template <class Value>
+void Read(XCStringStream& from)
+{
+    Value value{};
+    from >> value;
+    EXPECT_EQ(value, Value{}) << "changed by a failure";
+}
+
+TEST(XCStringStream, RefusedWithItsPosition)
+{
+    RefusedRow const rows[] = {
+        {"nothing left", L"", L"  ", Read<int>, XCErrTextEnds, 2},
+        {"no digit", L"", L" x", Read<int>, XCErrNoNumber, 1},
+        {"sign alone", L"", L"-", Read<double>, XCErrNoNumber, 1},
+        {"mark alone", L"", L"-.", Read<double>, XCErrNoNumber, 1},
+        {"above its type", L"", L" 128", Read<signed char>, XCErrNumberRange, 1},
+        {"below its type", L"", L"-129", Read<signed char>, XCErrNumberRange, 0},
+        {"above 64 bits", L"", L"18446744073709551616", Read<std::uint64_t>, XCErrNumberRange, 0},
+        {"minus without sign", L"", L"-1", Read<unsigned>, XCErrNumberRange, 0},
+        {"too large for a double", L"", L"1e999", Read<double>, XCErrNumberRange, 0},
+        {"group too short", L"de-DE", L"1.23", Read<int>, XCErrNoNumber, 1},
+        {"first group too long", L"de-DE", L"1234.567", Read<int>, XCErrNoNumber, 4},
+        {"second group wrong", L"de-DE", L"1.2345.678", Read<int>, XCErrNoNumber, 1},
+    };
+    for (RefusedRow const& row : rows) {
+        XCStringStream stream(row.text, Named(row.locale));
+        row.read(stream);
+        EXPECT_EQ(static_cast<int>(stream.GetError()), row.code) << row.fault;
+        EXPECT_EQ(ErrorPosition(stream.GetError()), row.position) << row.fault;
+    }
+}
+
+TEST(XCStringStream, MixedReading)
+{
+    XCStringStream stream(L"7 word\r\nnext line\n\nff 9");
+    int seven = 0, after = 1;
+    XCString word, rest, line, empty;
+    unsigned hex = 0;
+    stream >> seven >> word;
+    stream.ReadLine(rest).ReadLine(line).ReadLine(empty).ReadInteger(hex, 16);
+    EXPECT_TRUE(stream && seven == 7 && word == L"word" && rest == L"" && line == L"next line" && empty == L"" &&
+                hex == 255);
+    EXPECT_FALSE(stream >> after >> after) << "past the end";
+    EXPECT_EQ(after, 9) << "the last one before it";
+    stream.SetPosition(0);
+    EXPECT_TRUE(stream >> after) << "forgotten";
+}
+
+} // namespace
