@@ -50,7 +50,7 @@ HEADER_ROOM = {
     "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogFile.h": "log", "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
-    "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCCondition.h": "match/condition",
+    "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCRegExFind.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
     "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",

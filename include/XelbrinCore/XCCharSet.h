@@ -42,8 +42,8 @@ public:
     using Iterator = Range const*;
 
 private:
-    using Ranges = std::conditional_t<std::is_trivially_copyable_v<Range>, xc::match::InlineArray<Range>,
-                                      std::vector<Range>>;
+    using Ranges =
+        std::conditional_t<std::is_trivially_copyable_v<Range>, xc::match::InlineArray<Range>, std::vector<Range>>;
 
 public:
     /// Gives the keys [begin, end) this value, whatever they had. begin >= end changes nothing.

@@ -33,6 +33,7 @@
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
+#include <XelbrinCore/XCRegExFind.h>
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
 #include <XelbrinCore/XCStopWatch.h>

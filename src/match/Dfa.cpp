@@ -59,8 +59,7 @@ private:
     {
         std::size_t const cells = static_cast<std::size_t>(m_sets.Count()) * m_dfa.classCount;
         return m_sets.Count() <= static_cast<std::size_t>(m_limits.states) + m_nfa.NodeCount() &&
-               cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes &&
-               HasTime();
+               cells * sizeof(std::uint32_t) <= m_limits.bytes && m_sets.Bytes() <= m_limits.bytes && HasTime();
     }
     bool Expand(std::uint32_t state)
     {

@@ -25,7 +25,7 @@ struct Dfa {
     List<std::size_t> ends;       ///< by state: where its steps end
     List<std::uint8_t> accepting; ///< by state
     List<std::uint8_t> stop;      ///< by state: accepting, and 0x0000 to 0xFFFD lead back to it
-    bool complete = false;               ///< false: the limits ended the construction, the last states have no targets
+    bool complete = false;        ///< false: the limits ended the construction, the last states have no targets
 
     [[nodiscard]] std::uint32_t StateCount() const noexcept { return static_cast<std::uint32_t>(accepting.size()); }
     [[nodiscard]] std::uint32_t ExpandedCount() const noexcept { return static_cast<std::uint32_t>(ends.size()); }

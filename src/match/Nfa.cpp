@@ -98,9 +98,8 @@ private:
             XCUWCharSet const& set = static_cast<Node::CharSetNode const*>(m_parts[left - 1])->GetCharSet();
             if (set.IsEmpty()) return;
             std::uint64_t const way = std::uint64_t{from} << 32 | SetIndex(set);
-            std::uint32_t const known = m_wayNumbers.NumberOf(way * 0x9E3779B97F4A7C15u, [&](std::uint32_t number) {
-                return m_ways[number].key == way;
-            });
+            std::uint32_t const known = m_wayNumbers.NumberOf(
+                way * 0x9E3779B97F4A7C15u, [&](std::uint32_t number) { return m_ways[number].key == way; });
             if (known == m_ways.size()) {
                 m_ways.push_back({way, NewNode()});
                 m_nfa.m_edges.push_back({from, m_ways.back().to, static_cast<std::uint32_t>(way)});
@@ -220,7 +219,8 @@ private:
 bool SetList::IsInSet(std::uint32_t set, std::uint32_t unit) const noexcept
 {
     auto const ranges = (*this)[set];
-    auto const at = std::partition_point(ranges.begin(), ranges.end(), [unit](Range const& r) { return r.end <= unit; });
+    auto const at =
+        std::partition_point(ranges.begin(), ranges.end(), [unit](Range const& r) { return r.end <= unit; });
     return at != ranges.end() && at->begin <= unit;
 }
 

@@ -4,7 +4,6 @@
 
 #include "match/Dfa.h"
 
-
 namespace xc::match {
 
 /// Rows are states. Row 0 is dead (it has no way to an accepting state). When hasStop, row 1 is where all stopping
