@@ -1,4 +1,6 @@
-# make run | test | bench | bench-page | coverage | docs | check-debugger | check-ub | check-heap | check-native | check-clang | check-split | fuzz | lint | format | clean
+# make run | test | check | check-long | bench | bench-page | coverage | docs | format | clean
+# Parts of check: test check-native check-ub check-clang check-split lint fuzz docs check-debugger.
+# Parts of check-long: check-heap check-ub-all check-patterns fuzz-long lint-files.
 # Every target installs what the machine lacks, configures what is not configured and builds what changed.
 SHELL := /bin/bash
 BUILD := build
@@ -7,7 +9,10 @@ JOBS  ?= $(shell nproc)
 CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 
 # Groups of tools: setup for everything, setup-clang and setup-fuzz on top of it.
-.PHONY: setup-clang setup-fuzz setup-docs setup-debugger setup-coverage run test bench bench-page coverage docs check-debugger check-ub check-heap check-native check-clang check-split fuzz lint format setup clean
+SETUPS := setup setup-clang setup-fuzz setup-docs setup-debugger setup-coverage
+CHECKS := test check-split check-clang lint check-native check-ub fuzz docs check-debugger
+LONG_CHECKS := check-heap check-ub-all check-patterns fuzz-long lint-files
+.PHONY: $(SETUPS) $(CHECKS) $(LONG_CHECKS) check check-long run image-list bench bench-page coverage format clean
 .DELETE_ON_ERROR:
 
 setup:
@@ -27,22 +32,39 @@ setup-debugger:
 build = scripts/build.sh $(1)
 
 run: setup
-	@$(call build,win)
+	@[ -z "$$XC_INPUT" ] || [ -f "$$XC_INPUT" ] || { echo "run: XC_INPUT names no file: $$XC_INPUT" >&2; exit 1; }
+	@$(call build,win --target record_host)
 	@scripts/run_main_job.sh $(BUILD)/win
 
 test: setup
 	@scripts/check_format.sh
 	@python3 scripts/check_rooms.py
+	@python3 scripts/check_paths.py
 	@python3 scripts/check_docs.py
 	@$(call build,win)
 	@$(CTEST) --test-dir $(BUILD)/win
 
-check-split: setup
-	@$(call build,split)
+# What every change must pass, below an hour on two cores from nothing; what takes longer is check-long.
+check: export XC_FUZZ_SECONDS ?= 5
+check: setup
+	@MAKE="$(MAKE)" scripts/check.sh $(CHECKS)
 
-check-ub: setup
-	@$(call build,ub)
-	@$(CTEST) --test-dir $(BUILD)/ub
+check-long: setup
+	@MAKE="$(MAKE)" scripts/check.sh $(LONG_CHECKS)
+
+check-split: setup
+	@$(call build,split --target xc_generated)
+	@python3 scripts/check_split.py $(BUILD)/split
+
+# The image is another one there, and installing it was tried.
+check-ub check-ub-all: setup
+	@$(call build,$(@:check-%=%))
+	@$(CTEST) --test-dir $(BUILD)/$(@:check-%=%) -E '^(library_image|install_and_consume)$$'
+
+check-patterns: setup
+	@$(call build,win --target test_match)
+	@$(WINE) up "$(CURDIR)/$(BUILD)/win/wineprefix"
+	@XC_MATCH_PAIRS=1000000 $(WINE) run "$(CURDIR)/$(BUILD)/win/wineprefix" $(BUILD)/win/bin/test_match.exe --gtest_filter='*Agree*'
 
 check-heap: setup
 	@$(call build,win)
@@ -55,16 +77,25 @@ check-native: setup
 	@$(CTEST) --test-dir $(BUILD)/tsan
 
 check-clang: setup-clang
-	@$(call build,win)
+	@$(call build,win --target XelbrinCore_messages)
 	@scripts/check_clang.sh syntax
 
 lint: setup-clang
-	@$(call build,win)
+	@$(call build,win --target XelbrinCore_messages)
 	@scripts/check_clang.sh tidy
 
-fuzz: setup-fuzz
+lint-files: setup-clang
+	@$(call build,win --target XelbrinCore_messages)
+	@scripts/check_clang.sh tidy alone
+
+fuzz-long: export XC_FUZZ_SECONDS := 600
+fuzz fuzz-long: setup-fuzz
 	@$(call build,fuzz)
 	@scripts/fuzz.sh $(BUILD)/fuzz
+
+image-list: setup
+	@$(call build,win --target XelbrinCore)
+	@scripts/check_image.sh $(BUILD)/win/bin/XelbrinCore-x64.dll renew
 
 bench: setup
 	@scripts/fetch_benchmark.sh $(BUILD)/benchmark

@@ -1,4 +1,5 @@
 # Helpers to describe the rooms (source folders), their tests and modules.
+include(${CMAKE_CURRENT_LIST_DIR}/XelbrinCoreFunctions.cmake)
 
 # xc_room(<name> [PORTABLE files...] [WINDOWS files...])
 # Adds a folder's sources to the library. Portable files build natively as well, for the sanitizers and fuzzers.
@@ -52,16 +53,14 @@ endfunction()
 # xc_module(<target> <folder> files...)
 # A plug-in module (.osx), built into the folder.
 function(xc_module target folder)
-  add_library(${target} MODULE ${ARGN})
+  xc_plug_in(${target} FOLDER ${folder} ${ARGN})
   xc_own_code(${target})
-  target_link_libraries(${target} PRIVATE XelbrinCore)
-  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".osx" LIBRARY_OUTPUT_DIRECTORY ${folder})
 endfunction()
 
 # xc_test_module(<target> files...)
 # A module that tests load at run time.
 function(xc_test_module target)
-  xc_module(${target} ${CMAKE_BINARY_DIR}/bin/modules ${ARGN})
+  xc_module(${target} ${PROJECT_BINARY_DIR}/bin/modules ${ARGN})
 endfunction()
 
 # xc_example(<name> <file>)
@@ -73,25 +72,4 @@ function(xc_example name file)
   target_link_options(example_${name} PRIVATE -municode)
   add_test(NAME example_${name} COMMAND example_${name} ${ARGN})
   set_tests_properties(example_${name} PROPERTIES FIXTURES_REQUIRED wine TIMEOUT 120)
-endfunction()
-
-# xc_message_table(<target> <file.mc> LANGUAGES <ids...>)
-# Compiles message texts (UTF-8) into a resource of the target; the ids are those of the file's LanguageNames, as four
-# hexadecimal digits.
-function(xc_message_table target file)
-  cmake_parse_arguments(PARSE_ARGV 2 table "" "" "LANGUAGES")
-  get_filename_component(name ${file} NAME_WE)
-  set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target}_messages)
-  file(MAKE_DIRECTORY ${folder})
-  list(TRANSFORM table_LANGUAGES REPLACE "(.+)" "${folder}/MSG0\\1.bin" OUTPUT_VARIABLE bins)
-  find_program(XC_WINDMC NAMES x86_64-w64-mingw32-windmc windmc REQUIRED)
-  add_custom_command(OUTPUT ${folder}/${name}.rc ${bins}
-    COMMAND ${XC_WINDMC} -U -C 65001 -h ${folder} -r ${folder} ${file} DEPENDS ${file} VERBATIM)
-  # The target may live in another folder than the texts.
-  add_custom_target(${target}_messages DEPENDS ${folder}/${name}.rc ${bins})
-  add_dependencies(${target} ${target}_messages)
-  set_source_files_properties(${folder}/${name}.rc TARGET_DIRECTORY ${target}
-    PROPERTIES GENERATED ON OBJECT_DEPENDS "${bins}")
-  target_sources(${target} PRIVATE ${folder}/${name}.rc)
-  target_include_directories(${target} PRIVATE $<$<COMPILE_LANGUAGE:RC>:${folder}>)
 endfunction()

@@ -37,9 +37,11 @@ ORDER = [name for name, _, _ in ROOMS]
 # A public header stands in the room of its classes. A zone as a value stands with the errors, whose texts name
 # instants; its rules are computed in datetime.
 HEADER_ROOM = {
-    "XCExport.h": None, "XCRefCount.h": None,
-    "XCString.h": "text", "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
+    "XCExport.h": None, "XCRefCount.h": None, "XCSafeCounter.h": None,
+    "XCString.h": "text", "XCStringValue.h": "text", "XCStringOrder.h": "text", "XCStringTools.h": "text",
+    "XCCollator.h": "text", "XCGuid.h": "text", "XCStringConverter.h": "encoding",
     "XCTimeZone.h": "errors",
+    "XCFormatContext.h": "errors", "XCDouble.h": "errors", "XCErrorID.h": "errors",
     "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors",
     "XCDateTime.h": "datetime", "XCOldDateTime.h": "datetime", "XCDateAndTime.h": "datetime",
     "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",
@@ -52,8 +54,11 @@ HEADER_ROOM = {
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
     "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCRegExFind.h": "match", "XCCondition.h": "match/condition",
     "XCConditionParams.h": "match/condition",
-    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config", "XCPlugIn.h": "app/host",
-    "XCApplication.h": "app/host", "XCUnitTest.h": "unittest",
+    "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
+    "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
+    "XCPlugIn.h": "app/host", "XCAppTimer.h": "app/host",
+    "XCApplication.h": "app/host", "XCApplicationBase.h": "app/host", "XCApplicationWithPlugIns.h": "app/host",
+    "XCConsoleInfo.h": "app/host", "XCUnitTest.h": "unittest",
 }
 # Files above all rooms: the umbrella, and the constants of all exported classes.
 ABOVE_ALL = {"include/XelbrinCore/XelbrinCore.h", "src/ExportedConstants.cpp"}

@@ -5,9 +5,10 @@ set -u
 build=$(cd "$1" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
 wine=$here/../cmake/wine-env.sh
-for input in "${XC_INPUT:-}" /var/log/dpkg.log /var/log/dpkg.log.1 "$here/../examples/record_host/sample.log"; do
-    [ -n "$input" ] && [ -s "$input" ] && break
+for input in /var/log/dpkg.log /var/log/dpkg.log.1 "$here/../examples/record_host/sample.log"; do
+    [ -s "$input" ] && break
 done
+input=${XC_INPUT:-$input}
 windows_path() { printf 'Z:%s' "$(realpath "$1" | tr / '\\')"; }
 
 "$wine" up "$build/wineprefix" || exit 1

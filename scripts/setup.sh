@@ -12,6 +12,7 @@ declare -A needs=(
     [clang-format]=clang-format
     [python3]=python3
     [ccache]=ccache
+    [pkg-config]=pkgconf
     [/usr/src/googletest/googletest/src/gtest-all.cc]=googletest
     [/usr/lib/x86_64-linux-gnu/libgnutls.so.30]=libgnutls30
 )

@@ -9,7 +9,7 @@
 //              SourceFailed   the source reported an error
 // LENGTHS  No length or count that bytes claim is believed before the source can have that much: before anything is
 //          allocated for it, the bytes have arrived, or the source has told that they remain. Bytes that arrive are
-//          kept in pieces of at most 64 KiB. So the memory in use is at most twice the bytes received, plus 64 KiB; a
+//          kept in pieces of at most 32 KiB. So the memory in use is at most twice the bytes received, plus 64 KiB; a
 //          text in UTF-8 counts as the UTF-16 that it becomes.
 // PARTS    Begin marks a place. Commit takes what was read since; when the bytes ended too early it goes back to the
 //          place instead, in Good status, to try again when more has arrived. RollBack always goes back. They nest.
@@ -60,7 +60,7 @@ struct XCReadLimits {
     std::size_t maxLength = std::size_t{1} << 30;
     /// Objects inside objects (XCMarshaller).
     unsigned int maxDepth = 64;
-    /// Bytes that a source is asked for at a time, up to 64 KiB. 0: never more than the value at hand needs, so that
+    /// Bytes that a source is asked for at a time, up to 32 KiB. 0: never more than the value at hand needs, so that
     /// somebody else may go on with the source.
     std::size_t readAhead = 4096;
 };
@@ -105,7 +105,7 @@ public:
     template <XCFixedWidth T>
     bool Read(T& value)
     {
-        using Number = xc::data::Bits<xc::data::kWidth<T>>;
+        using Number = xc::data::Bits<sizeof(T)>;
         Number number{};
         if (!Load(number)) return false;
         if constexpr (std::is_floating_point_v<T>)
@@ -163,8 +163,7 @@ public:
     template <XCFixedWidth T>
     bool ReadArray(T* values, std::size_t count)
     {
-        if (m_order == XCByteOrder::Little && sizeof(T) == xc::data::kWidth<T> && count <= kMaxArray / sizeof(T))
-            return ReadRaw(values, count * sizeof(T));
+        if (m_order == XCByteOrder::Little && count <= kMaxArray / sizeof(T)) return ReadRaw(values, count * sizeof(T));
         for (std::size_t i = 0; i < count; ++i)
             if (!Read(values[i])) return false;
         return true;

@@ -46,10 +46,6 @@ using Bits = std::conditional_t<
     Size == 1, std::uint8_t,
     std::conditional_t<Size == 2, std::uint16_t, std::conditional_t<Size == 4, std::uint32_t, std::uint64_t>>>;
 
-/// A long has 32 bits in every stream, as it has on the platform.
-template <class T>
-constexpr std::size_t kWidth = std::is_same_v<T, long> || std::is_same_v<T, unsigned long> ? 4 : sizeof(T);
-
 template <std::unsigned_integral U>
 constexpr U SwapBytes(U value) noexcept
 {
@@ -64,7 +60,7 @@ constexpr U SwapBytes(U value) noexcept
 } // namespace xc::data
 /// @endcond
 
-/// The types that Write and Read take as numbers of fixed width: whole numbers of 8 to 64 bits (a long has 32), float
+/// The types that Write and Read take as numbers of fixed width: whole numbers of 8 to 64 bits, float
 /// and double, bit for bit. Enumerations want a cast, so that what is read is looked at before it is trusted.
 template <class T>
 concept XCFixedWidth =
@@ -97,7 +93,7 @@ public:
     template <XCFixedWidth T>
     void Write(T value)
     {
-        using Number = xc::data::Bits<xc::data::kWidth<T>>;
+        using Number = xc::data::Bits<sizeof(T)>;
         if constexpr (std::is_floating_point_v<T>)
             Store(std::bit_cast<Number>(value));
         else
@@ -145,7 +141,7 @@ public:
     template <XCFixedWidth T>
     void WriteArray(T const* values, std::size_t count)
     {
-        if (m_order == XCByteOrder::Little && sizeof(T) == xc::data::kWidth<T>)
+        if (m_order == XCByteOrder::Little)
             WriteRaw({values, count * sizeof(T)});
         else
             for (std::size_t i = 0; i < count; ++i) Write(values[i]);
@@ -166,7 +162,7 @@ public:
     template <XCFixedWidth T>
     void Patch(std::uint64_t position, T value)
     {
-        using Number = xc::data::Bits<xc::data::kWidth<T>>;
+        using Number = xc::data::Bits<sizeof(T)>;
         Number number{};
         if constexpr (std::is_floating_point_v<T>)
             number = std::bit_cast<Number>(value);

@@ -83,7 +83,7 @@ public:
     /// in both sizes, also for periodic bytes.
     [[nodiscard]] std::size_t Find(XCBytes bytes, std::size_t start = 0) const;
     /// The first place at or after start.
-    [[nodiscard]] std::size_t Find(std::uint8_t byte, std::size_t start = 0) const noexcept;
+    [[nodiscard]] std::size_t Find(std::uint8_t value, std::size_t start = 0) const noexcept;
     [[nodiscard]] bool StartsWith(XCBytes bytes) const noexcept { return Slice(0, bytes.m_size) == bytes; }
     [[nodiscard]] bool EndsWith(XCBytes bytes) const noexcept
     {
@@ -162,10 +162,10 @@ public:
 
     /// Adds at the end.
     XCBuffer& Append(XCBytes bytes);
-    XCBuffer& Append(std::uint8_t byte)
+    XCBuffer& Append(std::uint8_t value)
     {
         if (m_size == m_capacity) Grow(1);
-        m_data[m_size++] = byte;
+        m_data[m_size++] = value;
         return *this;
     }
     /// Adds `count` bytes of no particular value at the end and returns the first of them: room for what a source or a

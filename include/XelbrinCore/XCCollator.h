@@ -1,4 +1,4 @@
-// XCCollator.h - three-way comparison of texts under rules of case and accent, and the tables behind it.
+// XCCollator.h - three-way comparison of texts under rules of case and accent, and their tables.
 //
 // WHAT     XCCollator compares two texts. The table collators map each unit through an XCCollatingTable and compare
 //          the results as unsigned numbers: one without regard to case, one without regard to accents, one without

@@ -14,12 +14,12 @@
 // ORDER    AND and OR have no precedence. In text, what follows an AND or OR is one condition up to the end (or the
 //          closing parenthesis): "a OR b AND c" is "a OR (b AND c)". Conditions joined in code stand in one list, which
 //          is evaluated from the left: (a || b) & c. Parentheses say what is meant in both.
-// VALUES   Integers, numbers with decimals, texts, dates and regular expressions. A comparison gives the same answer
+// VALUES   Integers, numbers (compared exactly as they are written), texts, dates and regular expressions. A comparison gives the same answer
 //          whichever side holds which kind; a field that is missing makes every comparison false, except "= NULL".
 // LIMITS   Parentheses nest up to XCCondition::kMaxNesting. A chain of ANDs and ORs may have any length: reading,
 //          printing, copying, evaluating and destroying use no recursion. A condition must not contain itself.
 // COST     Reading and printing are linear in the text. Evaluation allocates nothing (32 nested lists and more aside).
-// ERRORS   FromString answers false and GetReadError() says what was expected and where. No memory: std::bad_alloc.
+// ERRORS   FromString answers false and GetReadError() says what was expected and where. Out of memory: std::bad_alloc.
 // THREADS  Any number of threads may evaluate one condition that nobody changes.
 #pragma once
 
@@ -230,7 +230,7 @@ public:
     virtual void GetFieldName(XCString& text) const;
     /// " >= " and so on.
     virtual void GetOperator(XCString& text) const;
-    /// Writes the value as its text was supplied.
+    /// The value as a text that is read back as the same value.
     virtual void GetSuppliedValue(XCString& text) const;
     /// This comparison alone. Called only when there is an operator.
     [[nodiscard]] virtual bool OnEvaluate(XCConditionParams const& params) const;
@@ -256,22 +256,16 @@ private:
             AssignDouble(value);
         else if constexpr (std::same_as<T, XCDateTime>)
             AssignXCDateTime(value);
-        else if constexpr (xc::condition::Integer<T>)
-            AssignInteger(value);
-        else
+        else if constexpr (!xc::condition::Integer<T>)
             AssignXCString(value);
-        m_operator = op;
-        return *this;
-    }
-    template <class T>
-    void AssignInteger(T value)
-    {
-        if (std::in_range<int>(value))
+        else if (std::in_range<int>(value))
             AssignInt(static_cast<int>(value));
         else if (std::in_range<std::int64_t>(value))
             AssignInt64(static_cast<std::int64_t>(value));
         else
             AssignDouble(XCDouble(static_cast<double>(value), 0));
+        m_operator = op;
+        return *this;
     }
     XCCondition& Join(Link link, XCCondition const& other);
     [[nodiscard]] bool HasLink(Link link) const noexcept;

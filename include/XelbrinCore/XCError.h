@@ -18,236 +18,19 @@
 //          belongs to the thread that builds the error.
 #pragma once
 
+#include <XelbrinCore/XCDouble.h>
+#include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
-#include <XelbrinCore/XCTimeZone.h>
 
-#include <compare>
 #include <cstddef>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-class XCErrorID;
 class XCMessageSource;
-
-/// What the making of a text needs to know: the reader's language and time zone. A small value.
-class XC_API XCFormatContext {
-public:
-    /// The longest language text that is kept, in units; longer ones are cut.
-    static constexpr std::size_t kMaxLanguage = 7;
-
-    /// @param language         three-letter code of the language asked for ("enu", "fra"; RCMessageSource has the list).
-    ///                         Empty or null: the language the system chooses for the user.
-    /// @param fallbackLanguage asked next, where a text does not exist in the first one; then the system's choice.
-    /// @param zone             dates are written in this zone; copied. Null means UTC.
-    constexpr explicit XCFormatContext(wchar_t const* language = nullptr, wchar_t const* fallbackLanguage = L"enu",
-                                       XCTimeZone const* zone = nullptr) noexcept
-        : m_zone(zone ? *zone : XCTimeZone())
-    {
-        Keep(m_language, language);
-        Keep(m_fallbackLanguage, fallbackLanguage);
-    }
-
-    /// The three-letter code asked for first; empty: the user's language.
-    [[nodiscard]] wchar_t const* GetLanguage() const noexcept { return m_language; }
-    /// The three-letter code asked for next.
-    [[nodiscard]] wchar_t const* GetFallbackLanguage() const noexcept { return m_fallbackLanguage; }
-    /// The zone that dates are written in.
-    [[nodiscard]] XCTimeZone const& GetTimeZone() const noexcept { return m_zone; }
-
-    /// The user's language, then English; UTC. Usable from the first instruction of the process on.
-    static XCFormatContext const defaultContext;
-
-private:
-    static constexpr void Keep(wchar_t (&field)[kMaxLanguage + 1], wchar_t const* text) noexcept
-    {
-        for (std::size_t i = 0; text && i < kMaxLanguage && text[i] != L'\0'; ++i) field[i] = text[i];
-    }
-
-    wchar_t m_language[kMaxLanguage + 1]{};
-    wchar_t m_fallbackLanguage[kMaxLanguage + 1]{};
-    XCTimeZone m_zone;
-};
-
-/// A format context and one pointer of the caller's own. A small value.
-class XC_API XCExecContext {
-public:
-    /// Keeps the context and the pointer. @param extraInfo the caller's own, never owned.
-    explicit XCExecContext(XCFormatContext const& context = XCFormatContext::defaultContext,
-                           void* extraInfo = nullptr) noexcept
-        : m_context(context), m_extraInfo(extraInfo)
-    {
-    }
-    /// Language and zone; lives as long as this object.
-    [[nodiscard]] XCFormatContext const& GetFormatContext() const noexcept { return m_context; }
-    /// Language and zone; lives as long as this object.
-    [[nodiscard]] XCFormatContext const* GetFormatContextP() const noexcept { return &m_context; }
-    /// Never looked at by the library.
-    [[nodiscard]] void* GetExtraInfoP() const noexcept { return m_extraInfo; }
-
-private:
-    XCFormatContext m_context;
-    void* m_extraInfo;
-};
-
-/// A double that is always rounded to a number of decimals, half away from zero, as a person would round the figure on
-/// paper: XCDouble(1.005, 2) is 1.01 although the nearest binary number lies below 1.005.
-///
-/// Rounding looks at 15 significant digits, so the dust that binary arithmetic leaves behind does not decide. A value
-/// that has 15 or more digits before the last decimal is kept as it is; so are infinities and "not a number".
-/// Results of arithmetic keep the larger number of decimals of the operands; a plain number has none of its own and is
-/// not rounded before it enters. Compared with a plain number, that number is rounded to the decimals of this one.
-class XC_API XCDouble {
-public:
-    static constexpr unsigned int kMaxDecimals = 15;    ///< The most decimals that are kept.
-    static constexpr unsigned int kDefaultDecimals = 2; ///< The decimals of a value that names none.
-
-    constexpr XCDouble() noexcept = default;
-    /// @param decimals more than kMaxDecimals counts as kMaxDecimals.
-    explicit XCDouble(double value, unsigned int decimals = kDefaultDecimals) noexcept;
-
-    /// The rounded value.
-    [[nodiscard]] double AsDouble() const noexcept { return m_value; }
-    /// How many decimals the value is rounded to.
-    [[nodiscard]] unsigned int GetDecimals() const noexcept { return m_decimals; }
-    /// Exactly GetDecimals() decimals, a point between: "1.01", "-0.50", "3". Never "-0.00". Also "inf", "-inf", "nan".
-    [[nodiscard]] XCString AsString() const;
-    /// The same value rounded to another number of decimals.
-    [[nodiscard]] XCDouble Round(unsigned int decimals) const noexcept { return XCDouble(m_value, decimals); }
-
-    /// The value with the other sign, rounded as before.
-    XCDouble operator-() const noexcept { return XCDouble(-m_value, m_decimals); }
-    /// Rounded to the larger number of decimals.
-    XCDouble& operator+=(XCDouble other) noexcept { return Become(m_value + other.m_value, other.m_decimals); }
-    XCDouble& operator-=(XCDouble other) noexcept { return Become(m_value - other.m_value, other.m_decimals); }
-    XCDouble& operator*=(XCDouble other) noexcept { return Become(m_value * other.m_value, other.m_decimals); }
-    /// By zero: an infinity, or "not a number" for 0 / 0.
-    XCDouble& operator/=(XCDouble other) noexcept { return Become(m_value / other.m_value, other.m_decimals); }
-    /// A plain number has no decimals of its own.
-    XCDouble& operator+=(double other) noexcept { return Become(m_value + other, 0); }
-    XCDouble& operator-=(double other) noexcept { return Become(m_value - other, 0); }
-    XCDouble& operator*=(double other) noexcept { return Become(m_value * other, 0); }
-    XCDouble& operator/=(double other) noexcept { return Become(m_value / other, 0); }
-
-    friend XCDouble operator+(XCDouble a, XCDouble b) noexcept { return a += b; }
-    friend XCDouble operator-(XCDouble a, XCDouble b) noexcept { return a -= b; }
-    friend XCDouble operator*(XCDouble a, XCDouble b) noexcept { return a *= b; }
-    friend XCDouble operator/(XCDouble a, XCDouble b) noexcept { return a /= b; }
-    friend XCDouble operator+(XCDouble a, double b) noexcept { return a += b; }
-    friend XCDouble operator-(XCDouble a, double b) noexcept { return a -= b; }
-    friend XCDouble operator*(XCDouble a, double b) noexcept { return a *= b; }
-    friend XCDouble operator/(XCDouble a, double b) noexcept { return a /= b; }
-    friend XCDouble operator+(double a, XCDouble b) noexcept { return b += a; }
-    friend XCDouble operator-(double a, XCDouble b) noexcept { return XCDouble(a - b.m_value, b.m_decimals); }
-    friend XCDouble operator*(double a, XCDouble b) noexcept { return b *= a; }
-    friend XCDouble operator/(double a, XCDouble b) noexcept { return XCDouble(a / b.m_value, b.m_decimals); }
-
-    friend bool operator==(XCDouble a, XCDouble b) noexcept { return (a <=> b) == 0; }
-    friend std::partial_ordering operator<=>(XCDouble a, XCDouble b) noexcept { return a.m_value <=> b.m_value; }
-    friend bool operator==(XCDouble a, double b) noexcept { return (a <=> b) == 0; }
-    friend std::partial_ordering operator<=>(XCDouble a, double b) noexcept { return a <=> XCDouble(b, a.m_decimals); }
-
-private:
-    XCDouble& Become(double value, unsigned int otherDecimals) noexcept
-    {
-        return *this = XCDouble(value, m_decimals > otherDecimals ? m_decimals : otherDecimals);
-    }
-
-    double m_value = 0;
-    unsigned int m_decimals = kDefaultDecimals;
-};
-
-/// A failure: its code is the message number within its source.
-///
-/// GetIUID of the library's own classes: XCError 101, XCErrorWithArgs 102, XCErrorString 103, XCWinLastError 104,
-/// XCXMLError 105; each also is a kind of 100, XCErrorI.
-class XC_API XCErrorI : public XCObjectI {
-public:
-    /// How bad it is.
-    enum Severity { SeverityInformation = 0, SeverityError = 1, SeverityWarning = 2, SeverityFatal = 3 };
-    /// The type of a parameter.
-    enum ErrorParamType {
-        ParamNone = 0,
-        ParamDouble = 1,
-        ParamInt = 2,
-        ParamLong = 3,
-        ParamString = 4,
-        ParamDateTime = 5,
-        ParamXCDouble = 6
-    };
-    static constexpr int kIUID = 100;
-
-    ~XCErrorI() override;
-    /// The message number within the source.
-    [[nodiscard]] long GetCode() const noexcept { return m_code; }
-    /// How bad it is.
-    [[nodiscard]] Severity GetSeverity() const noexcept { return m_severity; }
-    bool IsKindOf(int iuid) const override;
-
-    /// 0 where the class has no parameters.
-    virtual std::size_t GetParameterCount() const;
-    /// ParamNone when the index is out of range.
-    virtual ErrorParamType GetParameterType(std::size_t index) const;
-    /// Points to the value, of the type that GetParameterType tells; null when the index is out of range. Lives as
-    /// long as the error.
-    virtual void const* GetParameterValue(std::size_t index) const;
-    /// The value as text, dates in the context's zone; empty when the index is out of range.
-    virtual XCString GetParameterValueAsString(std::size_t index, XCExecContext const& context) const;
-    /// Writes the error's text. Bad when the source has no text for the code; `text` then holds what the source
-    /// delivers instead.
-    virtual XCErrorID AsString(XCString& text, XCFormatContext const& context) const = 0;
-
-protected:
-    /// For derived classes.
-    XCErrorI(long code, Severity severity) noexcept : m_code(code), m_severity(severity) {}
-    XCErrorI(XCErrorI const&) noexcept = default;
-    XCErrorI& operator=(XCErrorI const&) noexcept = default;
-
-private:
-    long m_code;
-    Severity m_severity;
-};
-
-/// The result of a fallible operation: empty means success.
-class XC_API XCErrorID {
-public:
-    /// The result of what went well.
-    enum DefaultConstant { Success };
-
-    /// Success.
-    XCErrorID(DefaultConstant = Success) noexcept {}
-    /// Holds a share of the error; null is success.
-    XCErrorID(XCSmartPtrToConst<XCErrorI> error) noexcept : m_error(std::move(error)) {}
-    /// From a pointer to one of its classes.
-    template <class E>
-    requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtr<E> const& error) : m_error(error) {}
-    /// From a pointer to one of its classes.
-    template <class E>
-    requires std::is_base_of_v<XCErrorI, E> XCErrorID(XCSmartPtrToConst<E> const& error) : m_error(error) {}
-
-    /// Whether it went well.
-    [[nodiscard]] bool Good() const noexcept { return m_error.IsNull(); }
-    /// The same as Good.
-    [[nodiscard]] bool IsSuccess() const noexcept { return Good(); }
-    /// Whether it failed.
-    [[nodiscard]] bool Bad() const noexcept { return !Good(); }
-    /// The code; 0 for success.
-    operator int() const noexcept { return m_error.IsNull() ? 0 : static_cast<int>(m_error->GetCode()); }
-    /// Null for success.
-    XCErrorI const* operator->() const noexcept { return m_error.GetPtr(); }
-    /// The error object; null for success.
-    [[nodiscard]] XCSmartPtrToConst<XCErrorI> const& GetError() const noexcept { return m_error; }
-    /// "SUCCESS", or the error's text in the default format context.
-    [[nodiscard]] XCString AsString() const;
-
-private:
-    XCSmartPtrToConst<XCErrorI> m_error;
-};
-
-/// The text that test results show for an error: AsString(), or "<Unknown XCError }" where that is empty.
-XC_API XCString XCErrorReportText(XCErrorID const& error);
 
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
@@ -268,18 +51,18 @@ enum XCCoreError : long {
 
     // 500-599 application
     XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used; the error has a text of its own
-    XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error)
-    XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error)
+    XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error, words)
+    XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error, words)
     XCErrListMalformed = 503,        ///< a list file of plug-ins is no text in its encoding (file)
 
     // 600-699 configuration
-    XCErrConfigCannotRead = 600,       ///< a configuration file is missing or cannot be read (file, system error)
-    XCErrConfigCannotWrite = 601,      ///< a file cannot be written; the old one is untouched (file, system error)
+    XCErrConfigCannotRead = 600,       ///< a file is missing or cannot be read (file, system error, its words)
+    XCErrConfigCannotWrite = 601,      ///< not written; the old one is untouched (file, system error, its words)
     XCErrConfigPartlyRead = 602,       ///< the last read failed half-way: the file is not saved over (file)
-    XCErrConfigWouldNotReadBack = 603, ///< a text that would be read as something else (section, key)
+    XCErrConfigWouldNotReadBack = 603, ///< a text would not be read back as it is (section, key, reason)
     XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
-    XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error)
+    XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)
 
     // 800-899 patterns
 

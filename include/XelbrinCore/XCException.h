@@ -151,56 +151,60 @@ private:
     long m_code;
 };
 
-/// An older date-time (XCDateTime) could not be made or used; the raw value is its count of seconds.
+/// An older date-time (XCDateTime) could not be made or used. The value classes throw it with the value they refused.
 class XC_API XCDateException : public XCException {
 public:
     /// A failure that concerns no particular value.
     explicit XCDateException(XCString const& message);
-    /// @param rawValue the stored form of the value that was refused.
-    XCDateException(XCString const& message, std::int64_t rawValue);
+    /// The message names the value in UTC.
+    explicit XCDateException(XCDateTime const& value);
+    XCDateException(XCString const& message, XCDateTime const& value);
     ~XCDateException() override;
-    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    /// Whether an offending value is carried.
     [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
-    /// The stored form of the value that was refused; 0 when there was none.
-    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+    /// The value that was refused; null when there was none.
+    [[nodiscard]] XCDateTime GetValue() const noexcept;
 
 private:
-    std::int64_t m_rawValue = 0;
-    bool m_hasValue = false;
+    std::int64_t m_value; // in the value's own representation, as its class stands above this header
+    bool m_hasValue;
 };
 
-/// A date, time or date-time could not be made or used; the raw value is the date-time (XCDateTimeEx) in 64 bits.
+/// A date, time or date-time (XCDateTimeEx) could not be made or used.
 class XC_API XCDateExceptionEx : public XCException {
 public:
     /// A failure that concerns no particular value.
     explicit XCDateExceptionEx(XCString const& message);
-    /// @param rawValue the stored form of the value that was refused.
-    XCDateExceptionEx(XCString const& message, std::int64_t rawValue);
+    /// The message names the value in UTC.
+    explicit XCDateExceptionEx(XCDateTimeEx const& value);
+    XCDateExceptionEx(XCString const& message, XCDateTimeEx const& value);
     ~XCDateExceptionEx() override;
-    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    /// Whether an offending value is carried.
     [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
-    /// The stored form of the value that was refused; 0 when there was none.
-    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+    /// The value that was refused, valid or not; null when there was none.
+    [[nodiscard]] XCDateTimeEx GetValue() const noexcept;
 
 private:
-    std::int64_t m_rawValue = 0;
-    bool m_hasValue = false;
+    std::int64_t m_value;
+    bool m_hasValue;
 };
 
-/// A duration could not be made or used; the raw value is the duration (XCDurationEx) in 64 bits.
+/// A duration (XCDurationEx) could not be made or used.
 class XC_API XCDurationExceptionEx : public XCException {
 public:
     /// A failure that concerns no particular value.
     explicit XCDurationExceptionEx(XCString const& message);
-    /// @param rawValue the stored form of the value that was refused.
-    XCDurationExceptionEx(XCString const& message, std::int64_t rawValue);
+    /// The message names the duration.
+    explicit XCDurationExceptionEx(XCDurationEx const& value);
+    XCDurationExceptionEx(XCString const& message, XCDurationEx const& value);
     ~XCDurationExceptionEx() override;
-    /// Whether an offending value is carried; otherwise GetRawValue is 0.
+    /// Whether an offending value is carried.
     [[nodiscard]] bool HasValue() const noexcept { return m_hasValue; }
-    /// The stored form of the value that was refused; 0 when there was none.
-    [[nodiscard]] std::int64_t GetRawValue() const noexcept { return m_rawValue; }
+    /// The duration that was refused; without a unit when there was none. A count that does not fit is held at the
+    /// limit that it passed, so that -2147483648, which no other duration has, stands for every count that is too low.
+    [[nodiscard]] XCDurationEx GetValue() const noexcept;
 
 private:
-    std::int64_t m_rawValue = 0;
-    bool m_hasValue = false;
+    std::int64_t m_value;
+    bool m_hasValue;
 };

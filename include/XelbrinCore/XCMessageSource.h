@@ -81,7 +81,8 @@ public:
     /// deu 1031, jpn 1041, kor 1042, ptb 1046, esp 1034, esm 2058. Anything else, null included: 1024, which leaves
     /// the choice to the system.
     static long GetLanguageID(wchar_t const* language) noexcept;
-    /// The module whose resources are read; null is the program. Not owned.
+    /// The module whose resources are read. Null: the program in RCStringTableMsgSource, the operating system in
+    /// RCMessageTableSource. Not owned.
     [[nodiscard]] void* GetModule() const noexcept { return m_module; }
 
     bool IsValid() const override;
@@ -96,7 +97,7 @@ public:
                        XCFormatContext const& context) const override;
 
 protected:
-    /// @param module a module handle; null means the operating system's own message texts.
+    /// @param module a module handle; the derived class says what null means.
     constexpr explicit RCMessageSource(void* module) noexcept : m_module(module) {}
 
     /// Fetches one text in one language; true when there is one.
@@ -133,7 +134,7 @@ protected:
 /// a line on standard output says so.
 class XC_API RCMessageTableSource : public RCMessageSource {
 public:
-    /// @param module the module whose table is read; null is the program. Not owned.
+    /// @param module the module whose table is read; null is the operating system. Not owned.
     constexpr explicit RCMessageTableSource(void* module = nullptr) noexcept : RCMessageSource(module) {}
     ~RCMessageTableSource() override;
     /// Whether the module has a message table.

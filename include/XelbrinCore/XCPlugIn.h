@@ -12,8 +12,9 @@
 // LIFETIME Plug-ins are counted: GetPlugInObject returns one from new that nobody counts yet. The module stays loaded as
 //          long as somebody holds its plug-in. In Unload a plug-in takes back what it has registered in the process: log
 //          subscribers, threads, pointers to others.
-// FAILURES What a plug-in throws in any call ends in the host: it is reported with the plug-in's name. After a failed
-//          Init the plug-in is let go of, Unload is not called, and its test cases leave the main menu.
+// FAILURES The host catches whatever a plug-in throws in a call, and reports it with the plug-in's name. After a failed
+//          Init the plug-in is released, Unload is not called, and its test cases leave the main menu. A threaded Run
+//          that ends its thread (ExitThread) counts as ended and failed.
 // THREADS  The host calls Init, Unload and Run of plain plug-ins on its own thread, Run of threaded ones on a thread of
 //          their own, and RequestExit on any thread, also while Run is at work.
 #pragma once
@@ -31,6 +32,11 @@
 #include <vector>
 
 class XCApplicationWithPlugIns;
+
+namespace xc::host {
+struct ThreadedState;
+class PlugInAccess;
+} // namespace xc::host
 
 /// Names a plug-in: its identity, and a text for people. Equal when the identities are.
 class PlugInIdEx {
@@ -83,7 +89,7 @@ public:
     /// Called once, after what it depends on. A Bad result keeps it out. Success by default.
     /// @param application the host; it lives until the plug-in was unloaded.
     virtual XCErrorID Init(XCApplicationWithPlugIns const& application);
-    /// Called once before it is let go, when its Run has ended. Nothing by default.
+    /// Called once before the host releases it, when its Run has ended. Nothing by default.
     virtual void Unload();
     /// The program is to end: make Run return. Called on any thread, perhaps before Run has begun, and must itself
     /// return. Nothing by default.
@@ -94,7 +100,7 @@ protected:
     XCPlugIn() noexcept = default;
 
 private:
-    friend class XCApplicationWithPlugIns;
+    friend class xc::host::PlugInAccess;
     void SetStatus(Status status) noexcept { m_status.store(status); }
 
     std::atomic<Status> m_status = StatusCreated;
@@ -140,10 +146,9 @@ protected:
     bool WaitForExitRequest(unsigned int timeoutMs) const;
 
 private:
-    friend class XCApplicationWithPlugIns;
-    struct State;
+    friend class xc::host::PlugInAccess;
 
-    std::unique_ptr<State> m_state;
+    std::unique_ptr<xc::host::ThreadedState> m_state;
 };
 
 /// A plug-in that brings others with it; they are added before it is initialised itself. A child that fails is reported

@@ -1,8 +1,7 @@
 // XCRefCount.h - counted objects and the smart pointers that own them.
 //
-// WHAT     XCSafeCounter is an atomic 32-bit counter. XCRefCountI is the interface of counted objects, XCRefCount its
-//          usual implementation, XCObjectI the root of those that also tell their kind. XCSmartPtr and
-//          XCSmartPtrToConst hold one counted object.
+// WHAT     XCRefCountI is the interface of counted objects, XCRefCount its usual implementation, XCObjectI the root of
+//          those that also tell their kind. XCSmartPtr and XCSmartPtrToConst hold one counted object.
 // RULE     Whoever creates a counted object hands it to a smart pointer at once and never deletes it: the last
 //          Release does.
 // SLOTS    Virtual operations stand in the order of the compiler's C++ ABI: (XCRefCountI) destructor, AddRef, Release;
@@ -11,8 +10,8 @@
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCSafeCounter.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -20,31 +19,6 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
-
-/// An unsigned 32-bit counter that threads share. It wraps at both ends.
-class XCSafeCounter {
-public:
-    /// Starts at the given count.
-    constexpr explicit XCSafeCounter(unsigned long start = 0) noexcept : m_count(static_cast<std::uint32_t>(start)) {}
-    /// A copy starts with the value of the moment and counts on its own.
-    XCSafeCounter(XCSafeCounter const& other) noexcept : m_count(other.m_count.load(std::memory_order_relaxed)) {}
-    XCSafeCounter& operator=(XCSafeCounter const& other) noexcept
-    {
-        m_count.store(other.m_count.load(std::memory_order_relaxed), std::memory_order_relaxed);
-        return *this;
-    }
-
-    /// Adds one; returns the value after the change.
-    unsigned long operator++() noexcept { return m_count.fetch_add(1, std::memory_order_acq_rel) + std::uint32_t{1}; }
-    /// Takes one away; returns the value after the change.
-    unsigned long operator--() noexcept { return m_count.fetch_sub(1, std::memory_order_acq_rel) - std::uint32_t{1}; }
-    /// The count at this moment.
-    operator unsigned long() const noexcept { return m_count.load(std::memory_order_acquire); }
-
-private:
-    std::atomic<std::uint32_t> m_count;
-};
-static_assert(sizeof(XCSafeCounter) == 4);
 
 /// The interface of counted objects.
 class XC_API XCRefCountI {
@@ -94,7 +68,7 @@ public:
     operator T*() const noexcept { return m_object; }
     /// Whether it points to nothing.
     [[nodiscard]] bool IsNull() const noexcept { return m_object == nullptr; }
-    /// Releases what is held.
+    /// Releases the object.
     void Clear() noexcept { Give(nullptr); }
 
     /// Compared with a raw pointer, another smart pointer or 0: the addresses.
@@ -123,7 +97,7 @@ protected:
     XCSmartPtrBase(XCSmartPtrBase const&) = delete;
     XCSmartPtrBase& operator=(XCSmartPtrBase const&) = delete;
 
-    /// Counts the new object, then lets go of the old one.
+    /// Counts the new object, then releases the old one.
     void Set(T* object)
     {
         if (object) object->AddRef();
@@ -167,7 +141,7 @@ public:
         if (this != &other) Base::Give(other.Base::Take());
         return *this;
     }
-    /// Counts the object and lets go of the old one.
+    /// Counts the object and releases the old one.
     XCSmartPtr& operator=(T* object)
     {
         Base::Set(object);
@@ -216,7 +190,7 @@ public:
         if (this != &other) Base::Give(other.Base::Take());
         return *this;
     }
-    /// Counts the object and lets go of the old one.
+    /// Counts the object and releases the old one.
     XCSmartPtrToConst& operator=(T const* object)
     {
         Base::Set(object);
@@ -279,7 +253,7 @@ struct XCSmartPtrVectorElement<XCSmartPtrToConst<T>> {
 template <class T>
 using XCSmartPtrVector = std::vector<typename XCSmartPtrVectorElement<T>::Type>;
 
-/// A list that owns plain objects: what is removed, or left when the list ends, is deleted.
+/// A list that owns plain objects: it deletes objects that are removed, and all others when it ends.
 template <class T>
 class XCPointerVector {
 public:
@@ -296,7 +270,7 @@ public:
     {
         return index < m_objects.size() ? m_objects[index].get() : nullptr;
     }
-    /// Lets go of all objects.
+    /// Deletes all objects.
     void Clear() noexcept { m_objects.clear(); }
     auto begin() const noexcept { return m_objects.begin(); }
     auto end() const noexcept { return m_objects.end(); }

@@ -155,7 +155,9 @@ template <class F, class T>
 class XCFunctionTask final : public XCTaskOf<T> {
 public:
     template <class Function>
-    explicit XCFunctionTask(Function&& function) : m_function(std::forward<Function>(function))
+    requires(!std::is_same_v<std::remove_cvref_t<Function>, XCFunctionTask>) // copies are not meant
+        explicit XCFunctionTask(Function&& function)
+        : m_function(std::forward<Function>(function))
     {
     }
 

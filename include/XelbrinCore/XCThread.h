@@ -253,7 +253,8 @@ public:
     static void InitializeCOM(ComModel model) noexcept;
     /// @param singleThreaded true: apartment-threaded, false: multithreaded.
     static void InitializeCOM(bool singleThreaded) noexcept;
-    /// Whether the calling thread is in a single-threaded apartment.
+    /// Whether the setting of the process, glbComModel, is the single-threaded apartment: new objects take it over. The
+    /// apartment of the calling thread may be another.
     [[nodiscard]] static bool IsSingleThreadedCOMApartment() noexcept;
 
     // Thread-local slots -------------------------------------------------------------------------------------------
@@ -284,6 +285,7 @@ private:
     std::atomic<bool> m_deleteOnEnd = false;
     bool m_joined = false;
     std::vector<XCSmartPtr<XCCallback>> m_exitFunctions;
+    std::vector<void const*> m_modules; // whose code this object, its callback and its exit functions are
     XCSmartPtr<XCCallback> m_callback;
     unsigned long m_flags;
     Identity m_identity;

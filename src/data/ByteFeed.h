@@ -1,8 +1,8 @@
 // ByteFeed.h - what a reader holds of a source: the bytes that arrived and are still wanted, in pieces.
 //
-// A piece never moves, so views into it stay good, and nothing is copied when more arrives. A piece has at most 64 KiB
+// A piece never moves, so views into it stay good, and nothing is copied when more arrives. A piece has at most 32 KiB
 // and is allocated when the one before is full: whatever length bytes claim, the memory held exceeds what has arrived
-// by less than one piece.
+// by less than one piece. (Half of the 64 KiB that readers promise, so that what they keep beside the bytes fits too.)
 #pragma once
 
 #include <XelbrinCore/XCByteStream.h>
@@ -16,7 +16,7 @@ namespace xc::data {
 
 class ByteFeed {
 public:
-    static constexpr std::size_t kPiece = std::size_t{64} * 1024;
+    static constexpr std::size_t kPiece = std::size_t{32} * 1024;
     enum class Outcome { Enough, TooFew, Failed };
 
     ByteFeed(XCByteSourceI& source, std::size_t readAhead) noexcept;

@@ -36,7 +36,7 @@ void XCBinaryWriter::WriteParameter(XCErrorI const& error, std::size_t index)
     switch (type) {
     case XCErrorI::ParamDouble: Write(*static_cast<double const*>(value)); break;
     case XCErrorI::ParamInt: Write(*static_cast<int const*>(value)); break;
-    case XCErrorI::ParamLong: Write(*static_cast<long const*>(value)); break;
+    case XCErrorI::ParamLong: Write(static_cast<std::int32_t>(*static_cast<long const*>(value))); break;
     case XCErrorI::ParamString: WriteText(*static_cast<XCString const*>(value), XCTextForm::Utf16); break;
     case XCErrorI::ParamDateTime: Write(*static_cast<XCDateTime const*>(value)); break;
     case XCErrorI::ParamXCDouble: Write(*static_cast<XCDouble const*>(value)); break;
@@ -51,7 +51,7 @@ void XCBinaryWriter::Write(XCErrorID const& error)
     if (count > kMostParameters) return Fail(xc::data::DataError(XCErrDataTooLong, count, kMostParameters));
     bool const own = IsOwn(*error.GetError());
     Write(static_cast<std::uint8_t>(own ? kOwn : kOther));
-    Write(error->GetCode());
+    Write(static_cast<std::int32_t>(error->GetCode()));
     Write(static_cast<std::uint8_t>(error->GetSeverity()));
     if (!own) WriteText(error.AsString(), XCTextForm::Utf16);
     WriteCount(count);
@@ -63,13 +63,13 @@ namespace {
 template <class T>
 bool AddParameter(XCBinaryReader& reader, XCErrorWithArgs& error)
 {
-    T value{};
+    std::conditional_t<std::is_same_v<T, long>, std::int32_t, T> value{};
     bool ok = false;
     if constexpr (std::is_same_v<T, XCString>)
         ok = reader.ReadText(value, XCTextForm::Utf16);
     else
         ok = reader.Read(value);
-    if (ok) error.AddParam(value);
+    if (ok) error.AddParam(static_cast<T>(value));
     return ok;
 }
 
@@ -108,7 +108,7 @@ bool XCBinaryReader::ReadError(XCErrorID& error, XCSmartPtrToConst<XCMessageSour
 
 bool XCBinaryReader::ReadError(XCErrorID& error, XCSmartPtrToConst<XCMessageSource> const& source, bool own)
 {
-    long code = 0;
+    std::int32_t code = 0;
     std::uint8_t severity = 0;
     XCString text;
     std::size_t count = 0;

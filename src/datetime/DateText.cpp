@@ -12,6 +12,7 @@
 // INVARIANT Numbers are held one past the limits of 32 bits, so that any overflow is out of every field's range.
 #include "datetime/DateText.h"
 
+#include "text/NumberText.h"
 #include "text/Units.h"
 
 #include <cstdlib>
@@ -26,12 +27,9 @@ namespace xc::datetime {
 
 void TextOut::Digits(std::uint64_t value, unsigned width) noexcept
 {
-    wchar_t digits[20];
-    unsigned count = 0;
-    do digits[count++] = static_cast<wchar_t>(L'0' + value % 10);
-    while ((value /= 10) != 0);
-    for (unsigned i = count; i < width; ++i) Unit(L'0');
-    while (count > 0) Unit(digits[--count]);
+    text::Digits const digits(value);
+    for (std::size_t i = digits.View().size(); i < width; ++i) Unit(L'0');
+    Text(digits.View());
 }
 
 void TextOut::Number(std::int64_t value) noexcept

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <string_view>
 
 constinit XCDurationEx const XCDurationEx::invalid_{XCDurationEx::InvalidUnit, std::int32_t{0}};
@@ -70,8 +71,8 @@ std::int64_t Widened(std::int64_t count, Unit from, Unit to) noexcept
 {
     // The count that cannot be is kept as the nearest one; the lowest stands for all that are too low.
     std::int64_t const kept = std::clamp<std::int64_t>(count, INT32_MIN, INT32_MAX);
-    throw XCDurationExceptionEx(XCString(L"A count does not fit into a duration"),
-                                static_cast<std::int64_t>((static_cast<std::uint64_t>(kept) << 32) | unit));
+    auto const bits = static_cast<std::int64_t>((static_cast<std::uint64_t>(kept) << 32) | unit);
+    throw XCDurationExceptionEx(XCString(L"A count does not fit into a duration"), std::bit_cast<XCDurationEx>(bits));
 }
 
 /// The unit of a name: blanks are dropped, and an "s" at the end of more than two units.
@@ -213,7 +214,7 @@ XCDurationEx& XCDurationEx::Add(XCDurationEx const& other, int sign)
     std::int64_t const mine = m_count == 0 ? 1 : Factor(m_unit, smaller);
     std::int64_t const theirs = other.m_count == 0 ? 1 : Factor(other.m_unit, smaller);
     if (mine == 0 || theirs == 0)
-        throw XCDurationExceptionEx(XCString(L"Durations of these units cannot be added"), other.AsInt64());
+        throw XCDurationExceptionEx(XCString(L"Durations of these units cannot be added"), other);
     Store(m_count * mine + sign * (other.m_count * theirs), smaller);
     return *this;
 }
@@ -236,7 +237,7 @@ XCDurationEx& XCDurationEx::operator*=(int factor)
 
 XCDurationEx& XCDurationEx::operator/=(int divisor)
 {
-    if (divisor == 0) throw XCDurationExceptionEx(XCString(L"A duration cannot be divided by 0"), AsInt64());
+    if (divisor == 0) throw XCDurationExceptionEx(XCString(L"A duration cannot be divided by 0"), *this);
     std::int64_t count = m_count;
     std::uint32_t unit = m_unit;
     for (; count != 0 && count / divisor == 0 && unit < Millisecond; ++unit) count *= kFactors[unit][unit + 1];

@@ -4,9 +4,9 @@
 
 #include "datetime/Calendar.h"
 #include "datetime/DateText.h"
+#include "text/NumberText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 namespace xc::datetime {
@@ -42,12 +42,8 @@ XCString PrintSeconds(bool negative, std::uint64_t seconds, std::uint32_t micros
 /// "%6.2f", the point a point whatever the locale.
 XCString PrintAmount(double amount)
 {
-    char digits[400]; // the largest number has 309 digits before the point
-    char* const end = std::to_chars(digits, digits + sizeof(digits), amount, std::chars_format::fixed, 2).ptr;
-    std::size_t const length = static_cast<std::size_t>(end - digits);
-    XCString text(L' ', length < 6 ? 6 - length : 0, length + 6);
-    for (char const* digit = digits; digit != end; ++digit) text += static_cast<wchar_t>(*digit);
-    return text;
+    XCString const digits = xc::text::FixedText(amount, 2);
+    return XCString(L' ', digits.Length() < 6 ? 6 - digits.Length() : 0) + digits;
 }
 
 /// One place of a pattern, from its "%" to its letter.

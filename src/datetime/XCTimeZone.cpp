@@ -4,8 +4,8 @@
 
 #include "datetime/Conversions.h"
 #include "datetime/Zone.h"
+#include "text/Names.h"
 
-#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -31,12 +31,6 @@ ZoneBook& Book()
 constinit std::atomic<ZoneRecord const*> localRecord{nullptr};
 constinit std::atomic<bool> localReplaced{false};
 
-bool SameName(std::wstring const& a, std::wstring_view b) noexcept
-{
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](wchar_t x, wchar_t y) { return XCtowlower(x) == XCtowlower(y); });
-}
-
 ZoneRecord const* Keep(ZoneBook& book, win32::ZoneData data)
 {
     book.records.push_back(std::make_unique<ZoneRecord const>(std::move(data)));
@@ -49,9 +43,9 @@ ZoneRecord const* FindByName(std::wstring_view name)
     ZoneBook& book = Book();
     std::lock_guard const guard(book.lock);
     for (auto const& record : book.records)
-        if (record->Data().isWhole && SameName(record->Data().name, name)) return record.get();
+        if (record->Data().isWhole && text::IsSameNameFolded(record->Data().name, name)) return record.get();
     for (std::wstring const& known : win32::ReadZoneNames())
-        if (SameName(known, name))
+        if (text::IsSameNameFolded(known, name))
             if (auto data = win32::ReadZone(known)) return Keep(book, *std::move(data));
     return nullptr;
 }
@@ -109,7 +103,7 @@ using namespace xc::datetime;
 
 XCTimeZone XCTimeZone::FromName(XCString const& name, bool* found)
 {
-    bool const utc = SameName(L"UTC", name.View());
+    bool const utc = xc::text::IsSameNameFolded(L"UTC", name.View());
     ZoneRecord const* const record = utc ? nullptr : FindByName(name.View());
     if (found) *found = utc || record;
     return record ? XCTimeZone(reinterpret_cast<std::uintptr_t>(record)) : XCTimeZone();

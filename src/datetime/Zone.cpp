@@ -105,6 +105,20 @@ ZoneOffset ZoneRecord::OffsetAt(std::int64_t utcMs, std::int64_t year) const noe
     return utcMs < next.start ? here.At(utcMs) : next.At(utcMs);
 }
 
+std::pair<std::int64_t, std::int64_t> ZoneRecord::BordersAt(std::int64_t utcMs, std::int64_t year) const noexcept
+{
+    std::int64_t start = INT64_MIN, end = INT64_MAX;
+    for (std::int64_t near = year - 1; near <= year + 1; ++near) {
+        ZoneYear computed;
+        ZoneYear const& table = Year(near, computed);
+        for (std::int64_t const border : {table.start, table.firstChange, table.secondChange}) {
+            if (border <= utcMs) start = std::max(start, border);
+            if (border > utcMs) end = std::min(end, border);
+        }
+    }
+    return {start, end};
+}
+
 namespace {
 
 std::int64_t YearOf(std::int64_t epochMs) noexcept
@@ -118,6 +132,15 @@ ZoneOffset OffsetAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept
 {
     ZoneRecord const* const record = RecordUnlessUTC(zone);
     return record ? record->OffsetAt(utcMs, YearOf(utcMs)) : ZoneOffset();
+}
+
+ZoneStretch StretchAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept
+{
+    ZoneRecord const* const record = RecordUnlessUTC(zone);
+    if (!record) return {INT64_MIN, INT64_MAX, 0, 0, 0};
+    auto const [start, end] = record->BordersAt(utcMs, YearOf(utcMs));
+    auto const offset = [&](std::int64_t at) { return record->OffsetAt(at, YearOf(at)).Ms(); };
+    return {start, end, offset(start - 1), offset(utcMs), offset(end)};
 }
 
 WallOffset OffsetOfWall(ZoneRecord const& zone, std::int64_t wallMs, std::int64_t year) noexcept

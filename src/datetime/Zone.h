@@ -6,6 +6,7 @@
 #include "win32/TimeZoneData.h"
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace xc::datetime {
@@ -40,6 +41,8 @@ public:
     [[nodiscard]] bool IsUTC() const noexcept { return m_isUTC; }
     /// @param year the year of the instant by any clock: its year in UTC, in the zone, or one that is a day off.
     [[nodiscard]] ZoneOffset OffsetAt(std::int64_t utcMs, std::int64_t year) const noexcept;
+    /// @param year as above. @return the borders of the stretch around the instant.
+    [[nodiscard]] std::pair<std::int64_t, std::int64_t> BordersAt(std::int64_t utcMs, std::int64_t year) const noexcept;
 
 private:
     static constexpr std::int64_t kFirstYear = 1900;
@@ -72,6 +75,13 @@ inline std::int64_t OffsetMsAt(XCTimeZone const& zone, std::int64_t utcMs) noexc
 {
     return OffsetAt(zone, utcMs).Ms();
 }
+
+/// A piece of time in which a zone's offset stays, in milliseconds. Its borders need not be changes.
+struct ZoneStretch {
+    std::int64_t start, end;            ///< instants: start <= t < end; INT64_MIN and INT64_MAX without a border
+    std::int64_t before, offset, after; ///< in force just before it, in it, and at its end
+};
+ZoneStretch StretchAt(XCTimeZone const& zone, std::int64_t utcMs) noexcept;
 
 /// How a wall time, in milliseconds since 1970 by the zone's clocks, is read.
 struct WallOffset {

@@ -1,3 +1,8 @@
+// The encoding of a file is guessed once, when it is read, and kept for writing it back.
+//
+// A byte order mark decides. Without one the bytes are read as UTF-8: text of another encoding is hardly ever
+// well-formed UTF-8 by chance, because every byte above 7F would have to belong to a sequence. What is no UTF-8 is in the
+// ANSI code page of the system. UTF-16 without a mark is not guessed: short ASCII files would be mistaken for it.
 #include "encoding/EncodedText.h"
 
 #include "encoding/TextErrors.h"
@@ -40,19 +45,34 @@ std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
     return text;
 }
 
-std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
+/// @param used receives how many bytes were text.
+UnitBuffer DecodeUtf8Start(std::string_view bytes, std::size_t& used)
 {
     UnitBuffer text(bytes.size());
-    std::size_t used = 0;
+    used = 0;
     if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
-    if (used != bytes.size()) return std::nullopt;
     return text;
 }
 
-std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes)
+std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
+{
+    std::size_t used = 0;
+    std::optional<UnitBuffer> text = DecodeUtf8Start(bytes, used);
+    if (used != bytes.size()) text.reset();
+    return text;
+}
+
+/// @param malformedAt receives the place of the first byte that is no text.
+std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes, std::size_t* malformedAt = nullptr)
 {
     XCString units;
-    if (XCCodePageConverter().ToUnicode(units, bytes).Bad()) return std::nullopt;
+    XCErrorID const result = XCCodePageConverter().ToUnicode(units, bytes);
+    if (result.Bad()) {
+        if (malformedAt &&
+            result->GetParameterType(0) == XCErrorI::ParamLong) // the position; none if the page is unknown
+            *malformedAt = static_cast<std::size_t>(*static_cast<long const*>(result->GetParameterValue(0)));
+        return std::nullopt;
+    }
     UnitBuffer text(units.Length());
     std::memcpy(text.Units(), units.AsWChar(), units.Length() * sizeof(wchar_t));
     text.SetLength(units.Length());
@@ -97,6 +117,18 @@ std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
     if (std::optional<UnitBuffer> text = DecodeUtf8(bytes)) return text;
     encoding = Encoding::Ansi;
     return DecodeAnsi(bytes);
+}
+
+UnitBuffer DecodeStart(std::string_view bytes, Encoding encoding)
+{
+    bytes.remove_prefix(ByteOrderMark(encoding).size());
+    std::size_t at = 0;
+    switch (encoding) {
+    case Encoding::Utf16LE:
+    case Encoding::Utf16BE: return *DecodeUtf16(bytes.substr(0, bytes.size() / 2 * 2), encoding);
+    case Encoding::Ansi: (void)DecodeAnsi(bytes, &at); return DecodeAnsi(bytes.substr(0, at)).value_or(UnitBuffer(0));
+    default: return DecodeUtf8Start(bytes, at);
+    }
 }
 
 std::string_view ByteOrderMark(Encoding encoding) noexcept

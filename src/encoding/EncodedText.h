@@ -30,6 +30,9 @@ private:
 /// UTF-16 are kept.
 std::optional<UnitBuffer> DecodeText(std::string_view bytes, XCTextEncoding& encoding);
 
+/// The text before the first byte that is no text, of bytes that DecodeText has refused in this encoding.
+UnitBuffer DecodeStart(std::string_view bytes, XCTextEncoding encoding);
+
 /// The byte order mark with which a file in that encoding begins; none for some.
 std::string_view ByteOrderMark(XCTextEncoding encoding) noexcept;
 

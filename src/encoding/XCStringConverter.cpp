@@ -1,3 +1,13 @@
+// The converters.
+//
+// The system's own conversion of code pages is lenient: it replaces what it cannot convert, maps look-alikes, and gives
+// private units to undefined bytes. Text that went through it may differ from what was meant without anybody noticing.
+// So every result is converted back and compared: one-byte pages must give the same bytes again, two-byte pages, which
+// spell some characters in two ways, the same text. Units that only undefined bytes produce are refused by number.
+//
+// Cost: two conversions by the system a call; the place of a failure is searched character by character, after a failure
+// only. UTF-8 and Latin-1 have code of their own and ask the system nothing.
+// Invariant: on failure the target is what it was.
 #include <XelbrinCore/XCStringConverter.h>
 
 #include "encoding/TextErrors.h"

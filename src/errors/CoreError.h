@@ -20,4 +20,7 @@ requires(sizeof...(Parameters) > 0 && !(std::is_same_v<Parameters, XCErrorI::Sev
     return error;
 }
 
+/// The failure of a system call on a file: file, number and words of the system error (SystemWords) as parameters.
+XCErrorID MakeFileError(XCCoreError code, XCString const& file, unsigned long systemError);
+
 } // namespace xc::errors

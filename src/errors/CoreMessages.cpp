@@ -3,6 +3,7 @@
 #include <XelbrinCore/XCMessageSource.h>
 
 #include "errors/CoreError.h"
+#include "errors/SystemWords.h"
 #include "win32/LibraryModule.h"
 
 namespace {
@@ -39,6 +40,13 @@ XCErrorID MakeCoreError(XCCoreError code, XCErrorI::Severity severity)
 XCSmartPtr<XCErrorWithArgs> NewCoreError(XCCoreError code)
 {
     return new XCErrorWithArgs(glbXCOREMsgSourceP, code);
+}
+
+XCErrorID MakeFileError(XCCoreError code, XCString const& file, unsigned long systemError)
+{
+    std::size_t const folder = file.View().find_last_of(L"\\/") + 1; // the message names the path already
+    XCString const words = SystemWords(systemError, file.View().substr(folder));
+    return MakeCoreError(code, file, static_cast<long>(systemError), words);
 }
 
 } // namespace xc::errors

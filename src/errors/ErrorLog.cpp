@@ -1,9 +1,10 @@
 #include "errors/ErrorLog.h"
 
+#include "errors/RunningCalls.h"
 #include "text/Utf8.h"
-#include "win32/AppendToFile.h"
+#include "win32/AppendFile.h"
 #include "win32/Clock.h"
-#include "win32/Paths.h"
+#include "win32/FileSystem.h"
 #include "win32/Process.h"
 
 #include <algorithm>
@@ -15,23 +16,11 @@ namespace xc::errors {
 
 namespace {
 
-/// What was set, if anything was; lives as long as the process.
-struct LogPath {
-    std::mutex lock;
-    std::optional<XCString> path;
-};
-
-LogPath& CurrentLogPath()
-{
-    static LogPath& current = *new LogPath;
-    return current;
-}
-
 std::wstring TemporaryFolder()
 {
     for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
         std::optional<std::wstring> folder = win32::ReadEnvironment(name);
-        if (folder && !folder->empty() && win32::IsDirectory(*folder)) return *std::move(folder);
+        if (folder && !folder->empty() && win32::IsFolder(win32::SystemPath(*folder))) return *std::move(folder);
     }
     return L".";
 }
@@ -42,6 +31,30 @@ XCString DefaultLogPath()
     std::wstring name = program.substr(program.find_last_of(L"\\/") + 1);
     name.resize(std::min(name.find_last_of(L'.'), name.size()));
     return TemporaryFolder() + L"\\" + name + L"-ERROR.LOG";
+}
+
+/// What was set, if anything was; lives as long as the process.
+struct LogPath {
+    std::mutex lock;
+    std::optional<XCString> name; ///< as it was given
+    win32::SystemPath path;       ///< where that was when it was given
+
+    void Set(XCString const& newName)
+    {
+        path = win32::SystemPath(newName.View());
+        name = newName;
+    }
+    XCString const& Name()
+    {
+        if (!name) Set(DefaultLogPath());
+        return *name;
+    }
+};
+
+LogPath& CurrentLogPath()
+{
+    static LogPath& current = *new LogPath;
+    return current;
 }
 
 std::string RecordHead()
@@ -71,24 +84,36 @@ void SetErrorLogPath(XCString const& path)
 {
     LogPath& current = CurrentLogPath();
     std::lock_guard const guard(current.lock);
-    current.path = path;
+    current.Set(path);
 }
 
 XCString ErrorLogPath()
 {
     LogPath& current = CurrentLogPath();
     std::lock_guard const guard(current.lock);
-    if (!current.path) current.path = DefaultLogPath();
-    return *current.path;
+    return current.Name();
 }
+
+namespace {
+
+win32::SystemPath PathOfLog()
+{
+    LogPath& current = CurrentLogPath();
+    std::lock_guard const guard(current.lock);
+    current.Name();
+    return current.path;
+}
+
+} // namespace
 
 bool AppendToErrorLog(XCString const& message, XCString const& stack)
 {
-    XCString const path = ErrorLogPath();
-    if (path.IsNull()) return false;
+    win32::SystemPath const path = PathOfLog();
+    if (path.IsEmpty()) return false;
     std::string record = RecordHead();
     AppendLines(record, message);
     if (!stack.IsNull()) AppendLines(record, L"\n" + stack);
+    if (XCString const calls = RunningCallsText(win32::ThreadId()); !calls.IsNull()) AppendLines(record, L"\n" + calls);
     record += "\r\n";
     return win32::AppendToFile(path, record);
 }

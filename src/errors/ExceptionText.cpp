@@ -51,6 +51,13 @@ XCString MessageOfException()
 
 } // namespace
 
+XCString MessageOf(XCErrorID const& error)
+{
+    XCString text = error.AsString();
+    std::size_t const end = text.FindLastNotOf(L"\r\n");
+    return end + 1 < text.Length() ? text.SubStr(0, end + 1) : text; // npos + 1 is 0: nothing but line ends
+}
+
 XCString TextOfException() noexcept
 try {
     XCString const text = MessageOfException();

@@ -1,3 +1,12 @@
+// Fills message texts.
+//
+// Message texts are data: translators write them, modules bring them, files may be damaged. The engine for formats is
+// told so by a limit on widths and precisions, and takes its values from the error, which knows their types. A
+// conversion that does not fit prints the value's own text, so no text can read memory that is not there. The form over a
+// C argument list has no types to look at: it trusts its caller, as printf does.
+//
+// Cost: one pass over the text into a buffer on the stack; results are cut after 3,000 units.
+// Invariant: texts made for parameters stay where they are until the result is written; the plan points into them.
 #include "errors/MessageFormat.h"
 
 #include "text/PrintFormat.h"

@@ -1,4 +1,9 @@
 // The sources over the resources of modules.
+//
+// The platform falls back to other languages by rules that depend on the release and on the user's settings. To give the
+// same answer everywhere, each language is asked for exactly: the one wanted, the context's fallback, then the neutral one,
+// which leaves the choice to the system. HasMessage asks silently, because a failed retrieval prints a line.
+// Places for inserts stay in the text: the platform would read arguments that nobody passed.
 #include <XelbrinCore/XCMessageSource.h>
 
 #include "errors/CoreError.h"

@@ -15,7 +15,7 @@ XCErrorID TextOf(XCErrorID const& error)
 {
     if (error.Good()) return error;
     return XCErrorID(
-        XCSmartPtr<XCErrorString>(new XCErrorString(error.AsString(), error->GetCode(), error->GetSeverity())));
+        XCSmartPtr<XCErrorString>(new XCErrorString(MessageOf(error), error->GetCode(), error->GetSeverity())));
 }
 
 XCErrorID PlugInFailure(XCString const& text)

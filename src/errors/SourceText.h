@@ -1,4 +1,4 @@
-// SourceText.h - what all message sources do alike, over their plain GetText.
+// SourceText.h - operations that all message sources share, over their plain GetText.
 #pragma once
 
 #include <XelbrinCore/XCMessageSource.h>

@@ -1,6 +1,7 @@
 #include <XelbrinCore/XCException.h>
 
 #include "errors/ErrorLog.h"
+#include "errors/ExceptionText.h"
 #include "text/Utf8.h"
 #include "win32/LastError.h"
 #include "win32/Process.h"
@@ -63,18 +64,9 @@ XCString SignalMessage(unsigned long seHNumber)
     return text;
 }
 
-/// The text of an error as a message: without the line end that the system's texts have.
-XCString MessageOf(XCErrorID const& error)
-{
-    XCString text = error.AsString();
-    std::size_t length = text.Length();
-    while (length > 0 && (text[length - 1] == L'\n' || text[length - 1] == L'\r')) --length;
-    return length < text.Length() ? text.SubStr(0, length) : text;
-}
-
 } // namespace
 
-// What all copies of an exception share. It does not change, but for the texts that are made when asked for.
+// The state that all copies of an exception share. Only the texts change: they are made when asked for.
 class XCException::State final : public XCRefCount {
 public:
     explicit State(XCString const& message) : m_message(message) {}
@@ -88,7 +80,7 @@ public:
     XCString const& Message() const
     {
         if (m_error.Good()) return m_message;
-        return m_errorText.Get([this] { return MessageOf(m_error); });
+        return m_errorText.Get([this] { return xc::errors::MessageOf(m_error); });
     }
     std::string const& Narrow() const
     {
@@ -203,24 +195,3 @@ XCMsgException::XCMsgException(long code, XCSmartPtr<XCMessageSource> const& sou
 {
 }
 XCMsgException::~XCMsgException() = default;
-
-XCDateException::XCDateException(XCString const& message) : XCException(message) {}
-XCDateException::XCDateException(XCString const& message, std::int64_t rawValue)
-    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
-{
-}
-XCDateException::~XCDateException() = default;
-
-XCDateExceptionEx::XCDateExceptionEx(XCString const& message) : XCException(message) {}
-XCDateExceptionEx::XCDateExceptionEx(XCString const& message, std::int64_t rawValue)
-    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
-{
-}
-XCDateExceptionEx::~XCDateExceptionEx() = default;
-
-XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message) : XCException(message) {}
-XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message, std::int64_t rawValue)
-    : XCException(message), m_rawValue(rawValue), m_hasValue(true)
-{
-}
-XCDurationExceptionEx::~XCDurationExceptionEx() = default;

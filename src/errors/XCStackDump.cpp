@@ -1,3 +1,12 @@
+// The call stack as addresses first, as text on demand.
+//
+// An exception may be thrown thousands of times a second and never be read: capture therefore only walks the frames by the
+// unwind tables of the image, about a tenth of a microsecond a frame, and allocates nothing. Names cost milliseconds, need
+// the symbol files and the lock of the system's debugging library; they are looked up when the text is asked for.
+//
+// A return address points after its call, possibly into the next line or function, so frames are named by the address
+// before it; the first frame of a structured exception is the faulting instruction itself and is named as it is.
+// Constructors of exceptions at the top of the stack belong to the throw, not to the caller, and are left out.
 #include <XelbrinCore/XCException.h>
 
 #include "win32/StackTrace.h"

@@ -1,5 +1,6 @@
 #include "log/Failures.h"
 
+#include "errors/SystemWords.h"
 #include "log/Digits.h"
 
 #include <mutex>
@@ -20,6 +21,7 @@ try {
     text.Append(path);
     text += L"\": system error ";
     text.Append(Digits(error).View());
+    if (error != 0) text += L": " + errors::SystemWords(error, path);
     Note(text);
 } catch (...) { // no memory for the text: counted all the same
     m_count.fetch_add(1, std::memory_order_relaxed);

@@ -4,7 +4,7 @@
 
 namespace xc::log {
 
-void RecordFile::SetTarget(std::wstring path, Start start)
+void RecordFile::SetTarget(win32::SystemPath path, Start start)
 {
     Close();
     m_path = std::move(path);
@@ -14,15 +14,15 @@ void RecordFile::SetTarget(std::wstring path, Start start)
 
 bool RecordFile::MayTry() const noexcept
 {
-    return m_valid || win32::CoarseMilliseconds() >= m_nextTry;
+    return m_valid || win32::TickMs() >= m_nextTry;
 }
 
 bool RecordFile::Fail(wchar_t const* what, unsigned long error) noexcept
 {
-    m_failures.NoteFile(what, m_path, error);
+    m_failures.NoteFile(what, m_path.Text(), error);
     m_valid = false;
     m_lastError = error;
-    m_nextTry = win32::CoarseMilliseconds() + kRetryMs;
+    m_nextTry = win32::TickMs() + kRetryMs;
     return false;
 }
 
@@ -57,7 +57,7 @@ try {
 void RecordFile::DropRecord(wchar_t const* why) noexcept
 {
     m_pending.resize(m_recordStart);
-    m_failures.NoteFile(why, m_path, 0);
+    m_failures.NoteFile(why, m_path.Text(), 0);
 }
 
 bool RecordFile::Flush() noexcept
@@ -65,7 +65,7 @@ bool RecordFile::Flush() noexcept
     if (m_pending.empty()) return true;
     if (!Open()) return false;
     unsigned long error = 0;
-    std::size_t const written = m_file.Write(m_pending.data(), m_pending.size(), error);
+    std::size_t const written = m_file.Write(m_pending, error);
     m_fileSize += written;
     m_pending.erase(0, written); // the rest of a record that was cut by a full disk follows when there is room
     m_recordStart = written <= m_recordStart ? m_recordStart - written : m_pending.size(); // a begun record stays
@@ -76,7 +76,7 @@ bool RecordFile::Flush() noexcept
 
 void RecordFile::Close() noexcept
 {
-    if (!Flush()) m_failures.NoteFile(L"Gave up records for", m_path, 0);
+    if (!Flush()) m_failures.NoteFile(L"Gave up records for", m_path.Text(), 0);
     m_pending.clear();
     m_recordStart = 0;
     m_file.Close();
@@ -99,9 +99,10 @@ void RecordFile::RotateIfDue()
 void RecordFile::PutAside() noexcept
 try {
     m_file.Close();
-    if (unsigned long const error = m_rotation->Rotate(m_path)) m_failures.NoteFile(L"Cannot rename", m_path, error);
+    if (unsigned long const error = m_rotation->Rotate(m_path))
+        m_failures.NoteFile(L"Cannot rename", m_path.Text(), error);
 } catch (std::exception const&) {
-    m_failures.NoteFile(L"No memory to rename", m_path, 0);
+    m_failures.NoteFile(L"No memory to rename", m_path.Text(), 0);
 }
 
 } // namespace xc::log

@@ -31,9 +31,9 @@ public:
     RecordFile& operator=(RecordFile const&) = delete;
 
     /// Closes the file in use and names another. Truncation happens once, when it is opened for the first time.
-    void SetTarget(std::wstring path, Start start);
+    void SetTarget(win32::SystemPath path, Start start);
     void SetRotation(std::unique_ptr<Rotation> rotation) noexcept { m_rotation = std::move(rotation); }
-    [[nodiscard]] std::wstring const& Path() const noexcept { return m_path; }
+    [[nodiscard]] win32::SystemPath const& Path() const noexcept { return m_path; }
     bool Open() noexcept;
     /// Open, but not sooner than kRetryMs after a failure.
     bool OpenWhenDue() noexcept { return IsOpen() || (MayTry() && Open()); }
@@ -62,7 +62,7 @@ private:
     void RotateIfDue();
     void PutAside() noexcept;
 
-    std::wstring m_path;
+    win32::SystemPath m_path;
     Start m_start = Start::Append;
     win32::AppendFile m_file;
     std::string m_pending;

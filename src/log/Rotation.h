@@ -2,9 +2,9 @@
 #pragma once
 
 #include "log/SecondStamp.h"
+#include "win32/SystemPath.h"
 
 #include <cstdint>
-#include <string>
 
 namespace xc::log {
 
@@ -19,16 +19,16 @@ public:
     }
 
     /// A file with records belongs to the day of its last change, an empty one to today.
-    void OnOpened(std::wstring const& path, std::uint64_t size);
+    void OnOpened(win32::SystemPath const& path, std::uint64_t size);
     /// Whether a record must go into a fresh file. A file without records is never put aside.
     [[nodiscard]] bool IsDue(std::uint64_t fileSize, std::uint64_t recordSize) noexcept;
     /// Renames the closed file and its predecessors. 0, or the number of the system's error: then the present file is
     /// to be used on, and IsDue says no for a while. Nothing is renamed over a file that is to be kept.
-    unsigned long Rotate(std::wstring const& path);
+    unsigned long Rotate(win32::SystemPath const& path);
 
 private:
     static constexpr std::uint64_t kRetryMs = 1000;
-    [[nodiscard]] unsigned int FirstFree(std::wstring const& path) const;
+    [[nodiscard]] unsigned int FirstFree(win32::SystemPath const& path) const;
 
     std::uint64_t m_maxBytes;
     bool m_daily;

@@ -1,14 +1,13 @@
 #include "log/SecondStamp.h"
 
 #include "log/Digits.h"
-#include "win32/AppendFile.h"
 #include "win32/Clock.h"
 
 namespace xc::log {
 
 void SecondStamp::Refresh() noexcept
 {
-    std::uint64_t const now = win32::CoarseMilliseconds();
+    std::uint64_t const now = win32::TickMs();
     if (now >= m_from && now < m_until) return;
     win32::WallTime const t = win32::LocalNow();
     m_day = t.year * 10000u + t.month * 100u + t.day;

@@ -3,10 +3,12 @@
 #include <XelbrinCore/XCTrace.h>
 
 #include "errors/ExceptionText.h"
+#include "win32/Module.h"
 
 #include <algorithm>
 #include <limits>
 #include <mutex>
+#include <typeinfo>
 #include <utility>
 
 namespace xc::log {
@@ -29,8 +31,10 @@ void SubscriberList::Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogSt
         });
         subscriber->m_lists.push_back(weak_from_this());
     }
+    XCLogSubscriberI const& object = *subscriber;
+    void const* const module = win32::ModuleAt(&typeid(object)); // asked before the section: the loader has a lock
     std::lock_guard const hold(m_section);
-    m_entries.push_back({subscriber, only});
+    m_entries.push_back({subscriber, only, module});
     RefreshInterest();
 }
 
@@ -61,13 +65,11 @@ XCSmartPtrVector<XCLogSubscriberI> SubscriberList::All() const
     return all;
 }
 
-bool SubscriberList::IsAnyClass(std::function<bool(std::type_info const&)> const& test) const
+bool SubscriberList::IsAnyFrom(void const* module) const noexcept
 {
     std::lock_guard const hold(m_section);
-    return std::any_of(m_entries.begin(), m_entries.end(), [&](Entry const& entry) {
-        XCLogSubscriberI const* const subscriber = entry.subscriber;
-        return subscriber && test(typeid(*subscriber));
-    });
+    return std::ranges::any_of(
+        m_entries, [module](Entry const& entry) { return !entry.subscriber.IsNull() && entry.module == module; });
 }
 
 void SubscriberList::Register(XCLogStreamBuf& buffer)
@@ -82,7 +84,7 @@ void SubscriberList::Unregister(XCLogStreamBuf& buffer) noexcept
     std::lock_guard const hold(m_section);
     std::erase(m_buffers, &buffer);
     for (Entry& entry : m_entries)
-        if (entry.only == &buffer) entry = {{}, nullptr};
+        if (entry.only == &buffer) entry = {{}, nullptr, nullptr};
     if (!m_delivering) Compact();
 }
 

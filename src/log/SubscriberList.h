@@ -11,9 +11,7 @@
 #include "log/Failures.h"
 
 #include <deque>
-#include <functional>
 #include <memory>
-#include <typeinfo>
 #include <vector>
 
 namespace xc::log {
@@ -29,8 +27,8 @@ public:
     void Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogStreamBuf const* only);
     bool Remove(XCLogSubscriberI const* subscriber);
     [[nodiscard]] XCSmartPtrVector<XCLogSubscriberI> All() const;
-    /// Whether the test holds for the class of a subscriber. The section is held meanwhile.
-    [[nodiscard]] bool IsAnyClass(std::function<bool(std::type_info const&)> const& test) const;
+    /// Whether a subscriber is attached whose class comes from this module.
+    [[nodiscard]] bool IsAnyFrom(void const* module) const noexcept;
     /// The list of a manager.
     static SubscriberList& Of(XCLogManager& manager) noexcept { return *manager.m_subscribers; }
 
@@ -51,6 +49,7 @@ private:
     struct Entry {
         XCSmartPtr<XCLogSubscriberI> subscriber; ///< null: left during a delivery
         XCLogStreamBuf const* only;
+        void const* module = nullptr; ///< that its class comes from
     };
     struct Record {
         XCLogStreamBuf const* from = nullptr;

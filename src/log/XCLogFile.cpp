@@ -96,10 +96,10 @@ XCLogFile::~XCLogFile()
 XCErrorID XCLogFile::Open(XCString const& path)
 {
     std::lock_guard const hold(m_data->section);
-    m_data->file.SetTarget(std::wstring(path.View()), xc::log::RecordFile::Start::Append);
+    m_data->file.SetTarget(xc::win32::SystemPath(path.View()), xc::log::RecordFile::Start::Append);
     m_data->opened = m_data->file.Open();
     if (m_data->opened) return {};
-    return xc::errors::MakeCoreError(XCErrLogCannotOpen, path, static_cast<long>(m_data->file.LastError()));
+    return xc::errors::MakeFileError(XCErrLogCannotOpen, path, m_data->file.LastError());
 }
 
 bool XCLogFile::IsOpen() const

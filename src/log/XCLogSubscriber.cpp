@@ -104,6 +104,7 @@ XCString XCConsoleLogSubscriber::GetLastFailure() const
 
 struct XCFileLogSubscriber::Data {
     mutable XCCriticalSection section; ///< guards the file
+    XCString name;                     ///< as it was given
     xc::log::RecordFile file;
     XCLogLayout layout;
     std::atomic<bool> autoFlush;
@@ -113,7 +114,9 @@ XCFileLogSubscriber::XCFileLogSubscriber(XCString const& fileName, XCLogOpen ope
     : m_data(std::make_unique<Data>())
 {
     using Start = xc::log::RecordFile::Start;
-    m_data->file.SetTarget(std::wstring(fileName.View()), open == XCLogOpen::Append ? Start::Append : Start::Truncate);
+    m_data->name = fileName;
+    m_data->file.SetTarget(xc::win32::SystemPath(fileName.View()),
+                           open == XCLogOpen::Append ? Start::Append : Start::Truncate);
     m_data->layout = layout;
     m_data->autoFlush = autoFlush;
 }
@@ -165,7 +168,7 @@ bool XCFileLogSubscriber::IsValid() const
 
 XCString XCFileLogSubscriber::GetFileName() const
 {
-    return XCString(m_data->file.Path());
+    return m_data->name;
 }
 
 bool XCFileLogSubscriber::GetAutoFlush() const noexcept

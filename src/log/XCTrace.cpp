@@ -9,6 +9,7 @@
 #include "text/Utf8.h"
 #include "win32/Clock.h"
 #include "win32/Console.h"
+#include "win32/FileSystem.h"
 #include "win32/Process.h"
 
 #include <cstdarg>
@@ -26,12 +27,6 @@ std::atomic<unsigned int> g_applicationTraceLevel{1};
 
 constexpr int kDefaultDelim = 9;
 constexpr std::size_t kHexRow = 16;
-
-#if defined(_WIN32)
-constexpr wchar_t kSeparator = L'\\';
-#else
-constexpr wchar_t kSeparator = L'/';
-#endif
 
 bool IsSeparator(wchar_t unit) noexcept
 {
@@ -97,7 +92,7 @@ public:
     bool ChooseFolder(XCString const& folder)
     {
         std::lock_guard const hold(section);
-        CurrTraceFolderName = folder;
+        CurrTraceFolderName = FolderOf(folder.View());
         return Configure(&TraceState::InitTraceFolderDone, [&] { return SetFolder(folder); });
     }
     bool SetSubjects(std::wstring_view list);
@@ -122,7 +117,8 @@ private:
     void Publish() const noexcept;
     bool OpenTraceFile();
     void CloseTraceFile() noexcept { m_file.Close(); }
-    bool BuildFolderName(std::wstring& folder) const;
+    static win32::SystemPath FolderOf(std::wstring_view name);
+    bool BuildFolderName(win32::SystemPath& folder) const;
     void AppendHeader(std::string& bytes, int level, int subject, wchar_t const* origin) const;
     void AppendDelim(std::string& bytes) const
     {
@@ -134,7 +130,7 @@ private:
     int CurrTraceLevel = 1;
     int CurrTraceSubject = 0;
     int CurrTraceDelim = kDefaultDelim;
-    XCString CurrTraceFolderName;
+    win32::SystemPath CurrTraceFolderName; ///< empty: the folder for temporary files
     RecordFile m_file;
 };
 
@@ -177,8 +173,8 @@ bool TraceState::SetDelim(int delim)
 bool TraceState::SetFolder(XCString const& folder)
 {
     CloseTraceFile();
-    CurrTraceFolderName = folder;
-    std::wstring built;
+    CurrTraceFolderName = FolderOf(folder.View());
+    win32::SystemPath built;
     return CurrTraceSubject == 0 ? BuildFolderName(built) : OpenTraceFile();
 }
 
@@ -193,17 +189,23 @@ bool TraceState::SetSubjects(std::wstring_view list)
     return (m_file.IsOpen() || OpenTraceFile()) && subjects.allKnown;
 }
 
-/// The folder of the trace file, created when it is missing. False, and told on the console, when it cannot be had.
-bool TraceState::BuildFolderName(std::wstring& folder) const
+/// A folder as a setting names it: without separators at its end, "C:" as the root of the drive.
+win32::SystemPath TraceState::FolderOf(std::wstring_view name)
 {
-    folder = CurrTraceFolderName.View();
-    if (folder.empty()) folder = win32::GetTempFolder();
-    if (folder.empty()) {
+    while (name.size() > 1 && IsSeparator(name.back())) name.remove_suffix(1);
+    std::wstring folder(name);
+    if (!folder.empty() && folder.back() == L':') folder.push_back(L'\\');
+    return win32::SystemPath(folder);
+}
+
+/// The folder of the trace file, created when it is missing. False, and told on the console, when it cannot be had.
+bool TraceState::BuildFolderName(win32::SystemPath& folder) const
+{
+    folder = CurrTraceFolderName.IsEmpty() ? win32::TempFolder() : CurrTraceFolderName;
+    if (folder.IsEmpty()) {
         TellConsole(L"Cannot determine folder");
         return false;
     }
-    while (folder.size() > 1 && IsSeparator(folder.back())) folder.pop_back();
-    if (folder.back() == L':') folder.push_back(kSeparator); // the root of a drive
     if (win32::MakeFolder(folder) == 0) return true;
     TellConsole(L"Cannot create folder");
     return false;
@@ -211,11 +213,12 @@ bool TraceState::BuildFolderName(std::wstring& folder) const
 
 bool TraceState::OpenTraceFile()
 {
-    std::wstring path;
-    bool const haveFolder = BuildFolderName(path);
-    if (!path.empty() && !IsSeparator(path.back())) path.push_back(kSeparator);
-    path.append(BuildFileName(win32::LongPath(win32::ModulePath()), win32::ProcessId()).View());
-    m_file.SetTarget(std::move(path), RecordFile::Start::Append); // kept: it is tried again when records come
+    win32::SystemPath folder;
+    bool const haveFolder = BuildFolderName(folder);
+    win32::SystemPath const program = win32::WithLongNames(win32::SystemPath(win32::ModulePath()));
+    XCString const name = BuildFileName(program.Text(), win32::ProcessId());
+    m_file.SetTarget(folder.Child(name.View()),
+                     RecordFile::Start::Append); // kept: it is tried again with later records
     if (m_file.Open()) return true;
     if (haveFolder) TellConsole(L"Cannot open trace file");
     return false;

@@ -7,20 +7,16 @@
 // COST      O(nodes + transitions) with direct transitions; O(nodes^2) for closures of up to kMaxClosuresShown nodes.
 #include "match/Dump.h"
 
+#include "text/NumberText.h"
+
 namespace xc::match {
+
+using text::AppendNumber;
 
 namespace {
 
 /// Closures of larger automata are not spelled out: their text would grow with the square of the nodes.
 constexpr std::uint32_t kMaxClosuresShown = 1024;
-
-void AppendNumber(std::wstring& text, std::uint32_t number)
-{
-    std::wstring digits;
-    do digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + number % 10));
-    while ((number /= 10) != 0);
-    text += digits;
-}
 
 void AppendUnit(std::wstring& text, std::uint32_t unit)
 {

@@ -12,8 +12,10 @@
 #include "errors/CoreError.h"
 #include "errors/ExceptionText.h"
 #include "sync/ComApartment.h"
+#include "win32/Module.h"
 #include "win32/Process.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <process.h>
 #include <windows.h>
@@ -43,6 +45,7 @@ XCErrorID ThreadRun::Start(XCThread& thread, int priority)
 {
     auto const handle = std::make_shared<ThreadHandle>();
     unsigned long id = 0;
+    Remember(thread, &thread);
     if (XCErrorID const refused = CreateAndRegister(thread, priority, handle, id); refused.Bad()) return refused;
     thread.Refer(id, handle);
     if (XCString const name = thread.GetName(); !name.IsNull()) Describe(*handle, name);
@@ -75,18 +78,21 @@ XCErrorID ThreadRun::CreateAndRegister(XCThread& thread, int priority, SharedHan
     return XCErrorID::Success;
 }
 
-bool ThreadRun::IsAnyClass(std::function<bool(std::type_info const&)> const& test)
+bool ThreadRun::IsAnyFrom(void const* module)
 {
-    auto const isOf = [&test](XCCallback const* callback) { return callback && test(typeid(*callback)); };
     RegistryAccess const registry;
-    for (auto const& [id, entry] : registry.Threads()) {
-        XCThread const& thread = *entry.thread;
-        if (test(typeid(thread)) || isOf(thread.m_callback)) return true;
+    return std::ranges::any_of(registry.Threads(), [module](auto const& row) {
+        XCThread const& thread = *row.second.thread;
         XCLockGuard const guard(thread.m_fieldSection);
-        for (XCCallback const* const exitFunction : thread.m_exitFunctions)
-            if (isOf(exitFunction)) return true;
-    }
-    return false;
+        return std::ranges::find(thread.m_modules, module) != thread.m_modules.end();
+    });
+}
+
+void ThreadRun::RememberModule(XCThread& thread, void const* address)
+{
+    void const* const module = win32::ModuleAt(address);
+    XCLockGuard const guard(thread.m_fieldSection);
+    if (std::ranges::find(thread.m_modules, module) == thread.m_modules.end()) thread.m_modules.push_back(module);
 }
 
 void ThreadRun::Describe(ThreadHandle const& handle, XCString const& name)

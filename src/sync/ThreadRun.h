@@ -3,7 +3,6 @@
 
 #include "sync/ThreadRegistry.h"
 
-#include <functional>
 #include <typeinfo>
 
 namespace xc::sync {
@@ -13,15 +12,21 @@ XCErrorID LastErrorID();
 
 class ThreadRun {
 public:
-    /// Whether the test holds for a class that the threads in the registry are made of: of thread objects, callbacks, exit
-    /// functions. The addresses of the classes tell the modules whose code is still needed.
-    static bool IsAnyClass(std::function<bool(std::type_info const&)> const& test);
+    /// Whether a thread in the registry needs the code of this module: for its object, its callback or an exit function.
+    static bool IsAnyFrom(void const* module);
+    /// Remembers the module that the class of such an object comes from.
+    template <class T>
+    static void Remember(XCThread& thread, T const* object)
+    {
+        if (object) RememberModule(thread, &typeid(*object));
+    }
 
     static XCErrorID Start(XCThread& thread, int priority);
     /// Gives a thread a name for debuggers, where the system offers it.
     static void Describe(ThreadHandle const& handle, XCString const& name);
 
 private:
+    static void RememberModule(XCThread& thread, void const* address);
     static XCErrorID CreateAndRegister(XCThread& thread, int priority, SharedHandle const& handle, unsigned long& id);
     static unsigned int __stdcall Body(void* thread);
     static void Call(XCThread& thread, XCCallback& callback) noexcept;

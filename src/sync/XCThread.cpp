@@ -22,7 +22,10 @@ void XCInitCatchSignal() noexcept
     ::SetThreadStackGuarantee(&stackBytes);
 }
 
-XCThread::XCThread(XCSmartPtr<XCCallback> callback) : m_callback(std::move(callback)), m_flags(glbComModel) {}
+XCThread::XCThread(XCSmartPtr<XCCallback> callback) : m_callback(std::move(callback)), m_flags(glbComModel)
+{
+    xc::sync::ThreadRun::Remember(*this, m_callback.GetPtr());
+}
 
 XCThread::~XCThread()
 {
@@ -87,6 +90,7 @@ XCThread_t XCThread::GetThreadId() const noexcept
 
 void XCThread::AddExitFunction(XCSmartPtr<XCCallback> exitFunction)
 {
+    xc::sync::ThreadRun::Remember(*this, exitFunction.GetPtr());
     XCLockGuard const guard(m_fieldSection);
     m_exitFunctions.push_back(std::move(exitFunction));
 }

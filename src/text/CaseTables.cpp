@@ -1,10 +1,13 @@
+// Case mapping by tables of the whole basic plane.
+//
+// The system maps case through a function call a text and by rules that depend on the locale given; 65,536 units read
+// once in the invariant way give one look-up a unit, the same on every thread. The tables are made at first use and never
+// freed: texts are mapped until the last instruction of the process. ASCII, nearly all of what is mapped, is folded in
+// vector steps without the table.
 #include "text/CaseTables.h"
 
 #include "text/Units.h"
 #include "win32/CaseTable.h"
-
-#include <XelbrinCore/XCRefCount.h>
-#include <XelbrinCore/XCString.h>
 
 #include <emmintrin.h>
 
@@ -84,13 +87,3 @@ void MapLower(wchar_t* out, wchar_t const* text, std::size_t n) noexcept
 }
 
 } // namespace xc::text
-
-wchar_t XCtowupper(wchar_t unit) noexcept
-{
-    return xc::text::UpperCaseTable()[xc::text::ToUint(unit)];
-}
-
-wchar_t XCtowlower(wchar_t unit) noexcept
-{
-    return xc::text::LowerCaseTable()[xc::text::ToUint(unit)];
-}

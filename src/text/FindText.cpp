@@ -1,8 +1,15 @@
 // Search for a text, forwards and backwards.
 //
 // A filter looks at two units of the needle at once, eight or sixteen places a step, and only places where both fit are
-// compared. The units compared in vain are counted: when they outgrow what was scanned, the rest of the text goes to
-// the two-way algorithm (Crochemore and Perrin), which is linear whatever the texts are.
+// compared. That is as fast as memory for the texts that people search, but a periodic needle in a periodic text makes
+// nearly every place fit, and the comparisons quadratic. So the units compared in vain are counted: when they outgrow
+// what was scanned, the rest of the text goes to the two-way algorithm (Crochemore and Perrin, 1991), which is linear
+// whatever the texts are, and needs no memory.
+//
+// The two-way algorithm cuts the needle at a critical place, found as the larger of its maximal suffixes in both orders
+// of the units. It compares the right half forwards, then the left half backwards. A mismatch in the right half moves on
+// by the units that fitted, one in the left half by the period of the needle. For a periodic needle the units that the
+// last shift proved are remembered. The search backwards runs the same code over texts read from their end.
 #include "text/FindText.h"
 
 #include "text/Cpu.h"

@@ -1,3 +1,13 @@
+// Loops over units in vector steps: the next or last unit of a value, counts, lengths, comparison and the hash.
+//
+// Texts are mostly short, so the 8-unit steps of SSE2 (always there on 64-bit processors) carry the work; from 64 units
+// on, a processor with AVX2 first skips whole steps of 32 or 64 units that hold no answer, and the 8-unit loop finds
+// the place. The skipping loops combine several comparisons into one test, because the branch is what costs. A rest that
+// is shorter than a step is covered by a step that overlaps units already seen, or by single units.
+//
+// Invariant: nothing outside [text, text + n) is read; TextLength, which knows no n, reads aligned blocks only.
+// The hash h = h * 613 + unit is a polynomial modulo 2^32 (Horner's rule). One step a unit waits for the multiplication
+// before; split into 64 interleaved polynomials in 613^64, all lanes advance at once, and a weighted sum joins them.
 #include "text/Kernels.h"
 
 #include "text/Cpu.h"
@@ -7,8 +17,8 @@
 #include <bit>
 #include <immintrin.h>
 
-// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. What lies beside the
-// text in a block is read but never looked at: the sanitizers are told so.
+// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. Bytes of a
+// block outside the text are read but never looked at: the sanitizers are told so.
 #if defined(__GNUC__)
 #define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize("address", "thread")))
 #else

@@ -1,4 +1,10 @@
 // NameIndex.h - finds the first entry of a name in a list of named entries in constant time.
+//
+// Open addressing with linear steps: the slots lie side by side, a lookup touches one or two of them. Each slot keeps
+// the hash, so that names are compared only when hashes agree. Names that are the same without regard to case share a
+// slot, which holds the first of them in the list; when that one goes, the list is walked for the next. A deleted slot
+// is not marked: the entries after it move up (Knuth, volume 3, section 6.4, algorithm R), so that lookups stay short
+// however often entries come and go. Invariant: between the home of an entry and its slot no slot is free.
 #pragma once
 
 #include "text/Names.h"
@@ -30,7 +36,7 @@ public:
         return slot.state == State::Free ? m_end : slot.entry;
     }
 
-    /// An entry that stands behind all others.
+    /// An entry that stands after all others.
     void Add(Iterator entry)
     {
         if ((m_used + 1) * 4 > m_slots.size() * 3) Resize(m_slots.size() * 2);
@@ -81,7 +87,7 @@ private:
         return place;
     }
 
-    /// Frees a slot and moves those behind it forward that would not be found across the gap.
+    /// Frees a slot and moves later entries forward that would not be found across the gap.
     void Vacate(std::size_t gap)
     {
         --m_used;

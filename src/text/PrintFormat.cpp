@@ -1,3 +1,15 @@
+// Reads a format into a plan.
+//
+// printf engines commonly run twice, once for the length and once for the text, or retry with larger buffers. Here the
+// format is read once: every conversion pulls its value at once (the values of a C call cannot be read twice) and adds an
+// upper bound to the length. The result is then written once, into a block of that size. The first ten pieces stand in
+// the plan itself, so that usual formats allocate nothing but their result.
+//
+// Bounds are sums of what the writer can produce: text lengths, 22 digits for an integer in octal, 309 digits before the
+// point and the precision after it for a double, and the width. A sum above the longest string is refused before anything
+// is written.
+//
+// Invariant: a piece points into the format, into memory of its value, or nowhere; the plan owns none of them.
 #include "text/PrintFormat.h"
 
 #include "text/Kernels.h"

@@ -1,4 +1,4 @@
-// PrintFormat.h - the wide printf engine behind XCString::Format and the texts of messages.
+// PrintFormat.h - the wide printf engine of XCString::Format and of message texts.
 //
 // SYNTAX   %[flags][width][.precision][size]letter with the flags # * - + 0 blank, width and precision in digits or *,
 //          the sizes h hh l ll w I I32 I64 j z t (F L N are accepted and ignored) and the letters
@@ -7,7 +7,7 @@
 //          bits, I64 and ll are 64. Numbers are written in the invariant way. Null text prints "(null)". Narrow text
 //          is UTF-8; a byte that is no UTF-8 stands for the unit of its value. %n takes its argument and writes
 //          nothing.
-// FAULTS   Nothing in a format can crash or overrun. What is no conversion is printed as it stands, and so is a
+// FAULTS   Nothing in a format can crash or overrun. Text outside conversions is printed as it stands, and so is a
 //          conversion whose value is missing. A value that does not fit its conversion prints its own text: an integer
 //          for %s its digits, a text for %d itself, a double for %d its shortest form.
 // HOW      The format is read once into a plan (pieces of literal text and conversions with their values) that knows
@@ -26,7 +26,7 @@ namespace xc::text {
 
 enum class FormatSize : std::uint8_t { Default, Byte, Short, Long, Bits64 };
 
-/// What the engine asks a source for.
+/// The request of the engine to a source of values.
 struct Conversion {
     wchar_t letter;    ///< the conversion's letter; '*' for a width or a precision
     FormatSize size;   ///< its size prefix

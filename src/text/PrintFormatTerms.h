@@ -1,4 +1,4 @@
-// PrintFormatTerms.h - what the reader and the writer of formats share.
+// PrintFormatTerms.h - terms that the reader and the writer of formats share.
 #pragma once
 
 #include "text/PrintFormat.h"

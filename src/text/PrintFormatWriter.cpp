@@ -1,3 +1,13 @@
+// Writes a plan: literal pieces as they stand, conversions with sign, prefix, padding and precision.
+//
+// Digits come from std::to_chars, which is exact, knows no locale and needs no memory: %f of the largest double prints all
+// of its 309 digits, and an exact tie rounds to the even digit. Only what to_chars lacks is added here: the alternate
+// form, the trailing zeros of a large precision (not computed, only filled in), widths and signs.
+//
+// Numbers are cut into prefix, zeros, digits, zeros and exponent, so that padding with zeros can go between the prefix and
+// the digits. Texts know no zero flag: they are padded with blanks.
+//
+// Invariant: no call writes outside the buffer; what does not fit is cut where the buffer ends.
 #include "text/Kernels.h"
 #include "text/PrintFormatTerms.h"
 #include "text/Utf8.h"

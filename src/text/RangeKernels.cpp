@@ -1,3 +1,12 @@
+// Scans for the next unit inside or outside up to eight ranges.
+//
+// Membership in a range takes one subtraction and one saturating subtraction a lane: (unit - first) - span, held at 0,
+// is 0 exactly for members. The least of these values over all ranges answers for all of them, so the cost is three
+// instructions a range for 16 units. The number of ranges is a template parameter: the bounds stay in registers.
+//
+// The counting forms look for the terminator of a text whose length nobody knows. They read aligned vectors only, which
+// never cross a page, so that they touch no page in which the text has no unit. Under sanitizers, and on processors
+// without AVX2, plain loops take their place.
 #include "text/RangeKernels.h"
 
 #include "text/Cpu.h"

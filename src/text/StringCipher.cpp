@@ -2,6 +2,13 @@
 //
 // An enciphered text is a letter string and the suffix. The letters (64 of them, 6 bits each, as in the URL form of
 // base 64 without padding) spell: version 1, salt (16 bytes), nonce (12), tag (16), then the enciphered units.
+//
+// AES-256 in GCM (NIST SP 800-38D) both hides the text and notices every change, so that an altered text, or another
+// seed, is refused instead of read as rubbish. The key comes from the seed by PBKDF2 (RFC 8018) with a salt of its own:
+// equal texts have different forms, and each guess of a seed costs tens of milliseconds. A fresh nonce for each text
+// keeps the mode safe. The letters survive configuration files, command lines and mail.
+//
+// Invariant: the string changes only after the whole operation succeeded.
 #include <XelbrinCore/XCString.h>
 
 #include "text/StringAccess.h"

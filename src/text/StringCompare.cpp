@@ -1,4 +1,13 @@
 // Comparison, hash and natural order of XCString.
+//
+// Ordinal comparison looks for the first place where the texts differ or the left one ends: both views are followed by a
+// terminator, so the unit at that place decides in every case, also for a text that is the start of the other.
+// The three folding collators of the modes are built when first used (each fills a table of 65,536 units) and live to the
+// end of the process; a mode without memory for its table, or after the table has gone, compares ordinally.
+//
+// The hash is a polynomial over all units (Kernels.cpp). Its remainder by 1073741827 needs no division, because the value
+// lies within twice the modulus. Natural order reads both texts side by side; its numbers wrap at 32 bits, so that no run
+// of digits is too long for it.
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCString.h>
 

@@ -1,4 +1,12 @@
 // The number readers of XCString.
+//
+// The readers of the runtime library follow the locale that a host has set, and report through errno; these read the
+// invariant form only, in one pass, and touch no state of the thread. Integers collect 64 bits and then are held at the
+// limits of their type, as strtol does: overflow can come only with the twentieth digit, so the first nineteen are not
+// tested. Doubles go to std::from_chars, which is exact to the last bit. It does not tell overflow from underflow, so the
+// decimal place of the first digit decides between infinity and 0.
+//
+// Invariant: the value is defined for every text; without a digit it is 0, and a lone sign does not make it -0.
 #include <XelbrinCore/XCString.h>
 
 #include "text/Units.h"
@@ -141,5 +149,6 @@ double XCString::AsDouble(bool* ok) const
     if (read.ec == std::errc::result_out_of_range)
         value = IsBelowOne(digits) ? 0.0 : std::numeric_limits<double>::infinity();
     if (ok) *ok = read.ec == std::errc() && text[read.ptr - digits.data()] == L'\0';
-    return negative ? -value : value;
+    bool const anyDigit = read.ec != std::errc::invalid_argument; // a sign alone is no number: +0, never -0
+    return negative && anyDigit ? -value : value;
 }

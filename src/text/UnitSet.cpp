@@ -1,3 +1,10 @@
+// Searches for any, or none, of a list of units.
+//
+// Lists have a few units as a rule (separators, blanks): up to eight are compared one by one against eight units of the
+// text at a time, which costs less than a table that is built for one search. Longer lists become a bitmap of 65,536
+// bits, set up once; then each unit is one look-up, so that the time does not grow with the list.
+//
+// Invariant: the members or the bitmap are set up, never both; what is not set up is never read.
 #include "text/UnitSet.h"
 
 #include "text/Kernels.h"

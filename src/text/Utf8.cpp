@@ -1,3 +1,13 @@
+// UTF-8 to UTF-16 and back.
+//
+// Most text is ASCII: runs of it are packed or widened 16 at a time. What follows a run is read one character at a time:
+// sequences of two and three bytes by one look at four bytes, all others by the table of well-formed sequences of the
+// Unicode standard (chapter 3, table 3-7). That table refuses overlong forms, surrogates and codes above U+10FFFF, so
+// each code has exactly one spelling. Sizes are counted before, so that a conversion allocates once.
+//
+// Invariant: at every return of DecodeUtf8 the bytes before `used` are whole, well-formed characters, and `out` holds
+// exactly their units. The lenient form relies on it: it steps over one byte and goes on. No kernel writes more units
+// than there are bytes.
 #include "text/Utf8.h"
 
 #include "text/StringAccess.h"

@@ -42,7 +42,7 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept;
 /// The same into a buffer that may be too small: writes the first `room` units at most and returns the count of all.
 /// The bytes are never cut, because a character that is cut would become other units. Slower than the above.
 std::size_t DecodeUtf8Leniently(wchar_t* out, std::size_t room, std::string_view bytes) noexcept;
-/// Bytes that may have been cut behind any byte, without the begun character at their end.
+/// Bytes that may have been cut anywhere, without the begun character at their end.
 std::string_view WithoutBegunCharacter(std::string_view bytes) noexcept;
 
 // Bytes that are units of their own (Latin-1) -------------------------------------------------------------------

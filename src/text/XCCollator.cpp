@@ -1,3 +1,11 @@
+// Comparison by tables: every unit has a code, units of code 0 are skipped, the first two codes that differ decide.
+//
+// A table of 65,536 units costs 128 KiB once and one look-up a unit; it needs no locale and gives the same order on every
+// machine. Case folds by the system's invariant upper-case table, accents by the base letter of each composed letter;
+// combining marks have code 0, so that a letter with a mark of its own equals the composed one. The result is an
+// equivalence of words, not the alphabetical order of a language.
+//
+// Invariant: texts end at U+0000, whatever its code; a text whose rest is skipped equals one that has ended.
 #include <XelbrinCore/XCCollator.h>
 
 #include "text/CaseTables.h"
@@ -62,7 +70,7 @@ XCSmartPtr<XCCollatingTable<wchar_t>> FoldingTable(Units first, Units second)
     return table;
 }
 
-/// The same with the combining marks ignored: an accent counts as little beside its letter as within it.
+/// The same with the combining marks ignored: an accent after its letter counts as little as one within it.
 XCSmartPtrToConst<XCCollatingTable<wchar_t>> AccentTable(Units upper)
 {
     XCSmartPtr<XCCollatingTable<wchar_t>> table = FoldingTable(xc::text::BaseLetterTable(), upper);

@@ -1,3 +1,15 @@
+// The string itself: blocks, growth, editing and searching.
+//
+// Every change begins with ResizeCapacity, which gives the string a block of its own that is large enough. Capacity grows
+// by half: appending n units one by one copies O(n) units in total and wastes at most a third of the block. Lengths are
+// computed first, and what no string can hold is refused before anything is written, so a call that throws changes
+// nothing. An argument may point into the string: such a change keeps the old text until its result is built.
+//
+// Replace builds its result in a new block from left to right. Only a replacement that is longer needs its hits counted
+// before; otherwise the old length bounds the result. One unit that becomes a few is written without a branch a unit,
+// because dense hits would make the branch unpredictable.
+//
+// Invariant: the unit at the length is 0; the empty block is never counted, written or freed.
 #include <XelbrinCore/XCString.h>
 
 #include "text/CaseTables.h"

@@ -1,11 +1,14 @@
 #include <XelbrinCore/XCUnitTest.h>
 
 #include "errors/Sealed.h"
+#include "text/Visible.h"
 
 #include <algorithm>
 #include <istream>
 #include <ostream>
 #include <string>
+
+using xc::text::Visible;
 
 bool XCTestScope::Check(bool holds, XCString const& what)
 {
@@ -42,9 +45,9 @@ bool XCUnitTest::Run(std::size_t index, std::wostream& out) const
     XCTestScope scope;
     XCErrorID const thrown = xc::errors::Sealed([&] { test.function(scope); });
     bool const good = thrown.Good() && scope.GetFailures().empty();
-    out << (good ? L"[ ok ] " : L"[FAIL] ") << test.name << L" (" << scope.GetCheckCount() << L" checks)\n";
-    for (XCString const& failure : scope.GetFailures()) out << L"       " << failure << L'\n';
-    if (thrown.Bad()) out << L"       threw: " << thrown.AsString() << L'\n';
+    out << (good ? L"[ ok ] " : L"[FAIL] ") << Visible(test.name) << L" (" << scope.GetCheckCount() << L" checks)\n";
+    for (XCString const& failure : scope.GetFailures()) out << L"       " << Visible(failure) << L'\n';
+    if (thrown.Bad()) out << L"       threw: " << Visible(thrown.AsString()) << L'\n';
     out.flush();
     return good;
 }
@@ -59,7 +62,8 @@ std::size_t XCUnitTest::RunAll(std::wostream& out) const
 void XCUnitTest::ShowMenu(std::wostream& out) const
 {
     out << m_title << L'\n';
-    for (std::size_t i = 0; i < m_cases.size(); ++i) out << L"  " << i + 1 << L"  " << m_cases[i].name << L'\n';
+    for (std::size_t i = 0; i < m_cases.size(); ++i)
+        out << L"  " << i + 1 << L"  " << Visible(m_cases[i].name) << L'\n';
     out << L"  a  all\n  0  end\n> " << std::flush;
 }
 
@@ -75,10 +79,10 @@ std::size_t XCUnitTest::RunMenu(std::wistream& in, std::wostream& out) const
         unsigned int const number = choice.AsUint(&isNumber);
         if (choice == L"a")
             failed += RunAll(out);
-        else if (isNumber && number <= m_cases.size())
+        else if (isNumber && number >= 1 && number <= m_cases.size())
             failed += Run(number - 1, out) ? 0u : 1u;
         else
-            out << L"no such choice: " << choice << L'\n';
+            out << L"no such choice: " << Visible(choice) << L'\n';
     }
     return failed;
 }

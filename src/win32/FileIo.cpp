@@ -1,128 +1,135 @@
+// Replacing a file's contents. The new bytes go to a temporary file in the same folder, that file goes to the disk, and
+// one renaming that replaces puts it in the target's place. The invariant: at every moment the target's name leads to
+// the old or the new contents, whole, whatever ends the process or the machine. Writing over the target in place could
+// not promise that, and the system's call that exchanges two files leaves the name without a file for a moment.
+//
+// The temporary file carries the number of its process, so that two processes never share one. A process that is killed
+// between the steps leaves its file; the next replacing of the same target removes the files whose processes have
+// ended, or started after the file was written: their number has come again. Those of living ones stay: a file that is
+// closed and about to be renamed cannot be told from an old one.
+// Cost: one listing of the folder, one write, one flush of the disk, one renaming.
 #include "win32/FileIo.h"
 
-#include "win32/Paths.h"
-#include "win32/UniqueHandle.h"
+#include "win32/FileSystem.h"
+#include "win32/Process.h"
 
-#include <algorithm>
 #include <vector>
-#include <windows.h>
 
 namespace xc::win32 {
 
 namespace {
 
-constexpr DWORD kLargestStep = 1u << 28; // bytes for one call of the system
+constexpr wchar_t kEnding[] = L".tmp";
+constexpr unsigned int kMostTries = 1000; // names of one process for one target
+constexpr unsigned int kRenamePatienceMs = 500;
 
 class SystemSteps final : public ReplaceSteps {
 public:
-    unsigned long Create(std::wstring const& target, std::wstring& temporary) override;
-    unsigned long Write(std::string_view bytes) override;
-    unsigned long Flush() override { return ::FlushFileBuffers(m_file.Get()) ? 0 : LastError(); }
-    unsigned long Close() override
+    unsigned long Create(SystemPath const& target, SystemPath& temporary) override;
+    unsigned long Write(std::string_view bytes) override
     {
-        HANDLE const file = m_file.Release();
-        return ::CloseHandle(file) ? 0 : LastError();
+        unsigned long error = 0;
+        m_length += m_file.Write(bytes, m_length, error);
+        return error;
     }
-    unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override;
-    void Remove(std::wstring const& temporary) noexcept override
+    unsigned long Flush() override { return m_file.Flush(); }
+    unsigned long Close() override { return m_file.Close(); }
+    unsigned long Replace(SystemPath const& temporary, SystemPath const& target) override
     {
-        ::SetFileAttributesW(temporary.c_str(), FILE_ATTRIBUTE_NORMAL);
-        ::DeleteFileW(temporary.c_str());
+        CopyAttributes(target, temporary);
+        Patience patience{kRenamePatienceMs};
+        return RenameOver(temporary, target, patience);
     }
+    void Remove(SystemPath const& temporary) noexcept override { RemoveFile(temporary); }
 
 private:
-    UniqueFile m_file;
+    File m_file;
+    std::uint64_t m_length = 0;
 };
 
-/// Who may do what with the file, as a security descriptor; empty when there is none to be had.
-std::vector<unsigned char> AccessRights(std::wstring const& path)
+/// The number between "<target>." and "-<n>.tmp"; 0 when the name is not of this form.
+unsigned long ProcessOfTemporary(std::wstring_view name, std::wstring_view target) noexcept
 {
-    DWORD size = 0;
-    ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
-    std::vector<unsigned char> rights(size);
-    bool const known =
-        size != 0 && ::GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, rights.data(), size, &size);
-    if (!known) rights.clear();
-    return rights;
+    if (!name.starts_with(target) || !name.ends_with(kEnding)) return 0;
+    name.remove_prefix(target.size());
+    std::size_t const dash = name.find(L'-');
+    if (dash == std::wstring_view::npos || dash < 2 || dash > 11 || name[0] != L'.') return 0;
+    std::wstring_view const number = name.substr(dash + 1, name.size() - dash - std::size(kEnding));
+    if (number.empty() || number.find_first_not_of(L"0123456789") != std::wstring_view::npos) return 0;
+    std::uint64_t process = 0;
+    for (wchar_t const unit : name.substr(1, dash - 1)) {
+        if (unit < L'0' || unit > L'9') return 0;
+        process = process * 10 + static_cast<std::uint64_t>(unit - L'0');
+    }
+    return static_cast<unsigned long>(process);
 }
 
-unsigned long SystemSteps::Create(std::wstring const& target, std::wstring& temporary)
+void RemoveAbandoned(SystemPath const& target)
 {
-    // The process owns names with its number; a file left by a crashed one of the same number is stepped over.
-    std::wstring const path = SystemPath(target);
-    DWORD const attributes = ::GetFileAttributesW(path.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) return ERROR_ACCESS_DENIED;
-    std::vector<unsigned char> rights = AccessRights(path);
-    SECURITY_ATTRIBUTES security{sizeof security, rights.empty() ? nullptr : rights.data(), FALSE};
-    std::wstring const stem = path + L"." + std::to_wstring(::GetCurrentProcessId()) + L"-";
-    constexpr unsigned int kMostTries = 1000;
+    std::wstring const name(target.FileName());
+    SystemPath const folder = target.Folder();
+    std::vector<FolderEntry> entries;
+    if (name.empty() || ListFolder(folder, name + L".*" + kEnding, entries) != 0) return;
+    for (FolderEntry const& entry : entries) {
+        unsigned long const process = ProcessOfTemporary(entry.name, name);
+        if (entry.isFolder || process == 0) continue;
+        if (!IsProcessAlive(process) || StartedAfter(process, entry.lastWrite)) RemoveFile(folder.Child(entry.name));
+    }
+}
+
+unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporary)
+{
+    FileFacts facts;
+    if (GetFacts(target, facts) == 0 && facts.isReadOnly) return kErrorAccessDenied;
+    RemoveAbandoned(target);
+    std::wstring const stem = L"." + std::to_wstring(ProcessId()) + L"-";
+    unsigned long error = 0;
     for (unsigned int i = 0; i < kMostTries; ++i) {
-        temporary = stem + std::to_wstring(i) + L".tmp";
-        m_file.Reset(
-            ::CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, &security, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-        if (m_file) return 0;
-        unsigned long const error = LastError();
-        if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) return error;
+        temporary = target.WithSuffix(stem + std::to_wstring(i) + kEnding);
+        error = CreateLike(temporary, target, m_file);
+        if (error == 0 || !Exists(temporary)) break; // else another thread's, or of an ended process of this number
     }
-    return ERROR_FILE_EXISTS;
+    return error;
 }
 
-unsigned long SystemSteps::Write(std::string_view bytes)
+unsigned long WriteThrough(std::string_view bytes, ReplaceSteps& steps)
 {
-    while (!bytes.empty()) {
-        DWORD const step = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), kLargestStep));
-        DWORD written = 0;
-        if (!::WriteFile(m_file.Get(), bytes.data(), step, &written, nullptr)) return LastError();
-        if (written == 0) return ERROR_DISK_FULL;
-        bytes.remove_prefix(written);
-    }
-    return 0;
-}
-
-unsigned long SystemSteps::Replace(std::wstring const& temporary, std::wstring const& target)
-{
-    std::wstring const path = SystemPath(target);
-    DWORD const attributes = ::GetFileAttributesW(path.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES) // hidden, not indexed and the like stay
-        ::SetFileAttributesW(temporary.c_str(), attributes);
-
-    // A rename that replaces is the one call that never leaves the name without a file. Virus scanners and indexers
-    // open fresh files for a moment: those are waited for.
-    constexpr int kTries = 5;
-    constexpr DWORD kPause = 20; // milliseconds
-    for (int i = 1;; ++i) {
-        if (::MoveFileExW(temporary.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-            return 0;
-        unsigned long const error = LastError();
-        bool const inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-        if (!inUse || i == kTries) return error;
-        ::Sleep(kPause);
-    }
+    unsigned long error = steps.Write(bytes);
+    if (error == 0) error = steps.Flush();
+    unsigned long const closing = steps.Close();
+    return error != 0 ? error : closing;
 }
 
 } // namespace
 
-unsigned long ReadWholeFile(std::wstring const& path, std::string& bytes)
+unsigned long ReadWholeFile(SystemPath const& path, std::string& bytes)
 {
-    UniqueFile const file(::CreateFileW(SystemPath(path).c_str(), GENERIC_READ,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!file) return LastError();
-    LARGE_INTEGER size{};
-    if (!::GetFileSizeEx(file.Get(), &size)) return LastError();
-    bytes.resize(static_cast<std::size_t>(size.QuadPart));
-    std::size_t count = 0;
-    for (DWORD read = 1; count < bytes.size() && read != 0; count += read) {
-        DWORD const step = static_cast<DWORD>(std::min<std::size_t>(bytes.size() - count, kLargestStep));
-        if (!::ReadFile(file.Get(), bytes.data() + count, step, &read, nullptr)) return LastError();
-    }
-    bytes.resize(count); // shorter when the file shrank meanwhile
-    return 0;
+    File file;
+    if (unsigned long const error = file.Open(path, {.sequential = true})) return error;
+    bytes.resize(static_cast<std::size_t>(file.Size()));
+    unsigned long error = 0;
+    bytes.resize(file.Read(bytes.data(), bytes.size(), 0, error)); // shorter when the file shrank meanwhile
+    return error;
 }
 
 std::unique_ptr<ReplaceSteps> SystemReplaceSteps()
 {
     return std::make_unique<SystemSteps>();
+}
+
+unsigned long ReplaceFileContents(SystemPath const& path, std::string_view bytes, ReplaceSteps& steps)
+{
+    SystemPath temporary;
+    if (unsigned long const error = steps.Create(path, temporary)) return error;
+    try {
+        unsigned long error = WriteThrough(bytes, steps);
+        if (error == 0) error = steps.Replace(temporary, path);
+        if (error != 0) steps.Remove(temporary);
+        return error;
+    } catch (...) { // out of memory for the names
+        steps.Remove(temporary);
+        throw;
+    }
 }
 
 } // namespace xc::win32

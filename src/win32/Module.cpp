@@ -1,18 +1,25 @@
 #include "win32/Module.h"
 
 #include "win32/LastError.h"
-#include "win32/Paths.h"
 
 #include <windows.h>
 
 namespace xc::win32 {
 
-Module Module::Load(std::wstring const& path)
+void* ModuleAt(void const* address) noexcept
+{
+    KeepLastError const keep;
+    HMODULE handle = nullptr;
+    constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    return ::GetModuleHandleExW(kFlags, static_cast<LPCWSTR>(address), &handle) ? handle : nullptr;
+}
+
+Module Module::Load(SystemPath const& path)
 {
     // A failing load must return, not show a box that nobody sees on a server.
     DWORD before = 0;
     ::SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
-    HMODULE const handle = ::LoadLibraryExW(SystemPath(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    HMODULE const handle = ::LoadLibraryExW(path.ForSystem(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     KeepLastError const keep;
     ::SetThreadErrorMode(before, nullptr);
     return Module(handle);
@@ -23,13 +30,6 @@ Module Module::OfAddress(void const* address) noexcept
     HMODULE handle = nullptr;
     ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<LPCWSTR>(address), &handle);
     return Module(handle);
-}
-
-bool Module::Holds(void const* address) const noexcept
-{
-    HMODULE handle = nullptr;
-    constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
-    return m_handle && ::GetModuleHandleExW(kFlags, static_cast<LPCWSTR>(address), &handle) && handle == m_handle;
 }
 
 void* Module::Find(char const* name) const noexcept

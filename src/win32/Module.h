@@ -1,10 +1,15 @@
 // Module.h - loading modules and asking for their functions.
 #pragma once
 
-#include <string>
+#include "win32/SystemPath.h"
+
 #include <utility>
 
 namespace xc::win32 {
+
+/// The loaded module whose image an address lies in; null when there is none. Takes no reference: the answer names the
+/// module, nobody may call into it by that.
+[[nodiscard]] void* ModuleAt(void const* address) noexcept;
 
 /// Owns one reference of the system to a loaded module.
 class Module {
@@ -21,13 +26,13 @@ public:
     }
     ~Module() { Free(); }
 
-    /// Loads the module of this absolute path, or takes one more reference when it is loaded already. What it links to
+    /// Loads the module of this path, or takes one more reference when it is loaded already. What it links to
     /// is looked for in its own directory first. Empty on failure, with the thread's last error.
-    static Module Load(std::wstring const& path);
+    static Module Load(SystemPath const& path);
     /// One more reference to the loaded module that an address lies in; empty when it lies in none.
     static Module OfAddress(void const* address) noexcept;
     /// Whether an address lies in the image of this module.
-    [[nodiscard]] bool Holds(void const* address) const noexcept;
+    [[nodiscard]] bool Holds(void const* address) const noexcept { return m_handle && ModuleAt(address) == m_handle; }
     explicit operator bool() const noexcept { return m_handle != nullptr; }
     [[nodiscard]] void* Get() const noexcept { return m_handle; }
     /// The address of an exported function; null when there is none.

@@ -1,6 +1,11 @@
 #include "win32/Process.h"
 
+#include "win32/LastError.h"
+#include "win32/UniqueHandle.h"
+
+#include <algorithm>
 #include <stdlib.h> // NOLINT(modernize-deprecated-headers): _onexit
+#include <string_view>
 #include <windows.h>
 
 namespace xc::win32 {
@@ -45,6 +50,30 @@ std::wstring ModulePath(void* module)
     }
 }
 
+namespace {
+
+/// Whether a list of directories between semicolons holds this one.
+bool HoldsDirectory(std::wstring_view path, std::wstring const& directory)
+{
+    while (!path.empty()) {
+        std::size_t const end = std::min(path.find(L';'), path.size());
+        if (::CompareStringOrdinal(path.data(), static_cast<int>(end), directory.c_str(), -1, TRUE) == CSTR_EQUAL)
+            return true;
+        path.remove_prefix(std::min(end + 1, path.size()));
+    }
+    return false;
+}
+
+} // namespace
+
+bool AppendToSearchPath(std::wstring const& directory)
+{
+    std::wstring path = ReadEnvironment(L"PATH").value_or(L"");
+    if (HoldsDirectory(path, directory)) return true;
+    if (!path.empty() && path.back() != L';') path += L';';
+    return ::SetEnvironmentVariableW(L"PATH", (path + directory).c_str()) != 0;
+}
+
 // The list of the process's runtime, not std::atexit: that is a list of this library's own, run under the loader's lock
 // when the other threads are gone.
 void CallAtExit(void (*function)())
@@ -71,6 +100,25 @@ unsigned long ProcessId() noexcept
 unsigned long ThreadId() noexcept
 {
     return ::GetCurrentThreadId();
+}
+
+bool IsProcessAlive(unsigned long id) noexcept
+{
+    KeepLastError const keep;
+    UniqueKernelObject const process(::OpenProcess(SYNCHRONIZE, FALSE, id));
+    if (!process) return ::GetLastError() != ERROR_INVALID_PARAMETER; // that is: no such process
+    return ::WaitForSingleObject(process.Get(), 0) != WAIT_OBJECT_0;
+}
+
+bool StartedAfter(unsigned long id, std::uint64_t time) noexcept
+{
+    constexpr std::uint64_t kTwoSeconds = 20'000'000;
+    KeepLastError const keep;
+    UniqueKernelObject const process(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+    FILETIME started{}, ended{}, inSystem{}, inProgram{};
+    if (!process || !::GetProcessTimes(process.Get(), &started, &ended, &inSystem, &inProgram)) return false;
+    std::uint64_t const start = std::uint64_t{started.dwHighDateTime} << 32 | started.dwLowDateTime;
+    return start > time + kTwoSeconds;
 }
 
 } // namespace xc::win32

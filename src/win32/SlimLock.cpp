@@ -45,6 +45,13 @@ void SlimSignal::WakeAll() noexcept
     ::WakeAllConditionVariable(Signal(m_signal));
 }
 
+bool IsShuttingDown() noexcept
+{
+    static auto const inProgress = reinterpret_cast<BOOLEAN(NTAPI*)()>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
+    return inProgress && inProgress();
+}
+
 unsigned int ProcessorCount() noexcept
 {
     DWORD const count = ::GetActiveProcessorCount(ALL_PROCESSOR_GROUPS);

@@ -55,6 +55,9 @@ inline void Pause() noexcept
     __builtin_ia32_pause();
 }
 
+/// Whether the process is in its last moments: the system has ended its other threads, whatever locks they held.
+bool IsShuttingDown() noexcept;
+
 /// How many processors the process may use; at least 1.
 unsigned int ProcessorCount() noexcept;
 

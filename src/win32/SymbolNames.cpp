@@ -1,6 +1,7 @@
 // The names of addresses. Debug symbols are read through the system's debugging-help library, in a session of our own
 // so that a program that uses the library itself is not disturbed; it is loaded when a name is first asked for.
 #include "win32/LastError.h"
+#include "win32/Module.h"
 #include "win32/Process.h"
 #include "win32/StackTrace.h"
 
@@ -20,28 +21,6 @@
 namespace xc::win32 {
 
 namespace {
-
-/// A module that stays loaded while its address is named.
-class HeldModule {
-public:
-    explicit HeldModule(void const* address) noexcept
-    {
-        if (!::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, static_cast<LPCWSTR>(address), &m_module))
-            m_module = nullptr;
-    }
-    ~HeldModule()
-    {
-        if (m_module) ::FreeLibrary(m_module);
-    }
-    HeldModule(HeldModule const&) = delete;
-    HeldModule& operator=(HeldModule const&) = delete;
-
-    [[nodiscard]] HMODULE Get() const noexcept { return m_module; }
-    [[nodiscard]] std::uintptr_t Base() const noexcept { return reinterpret_cast<std::uintptr_t>(m_module); }
-
-private:
-    HMODULE m_module = nullptr;
-};
 
 struct NamedAddress {
     std::wstring function; // empty: no name
@@ -229,13 +208,14 @@ NamedAddress BestName(std::uintptr_t base, std::wstring const& path, std::uintpt
 std::wstring DescribeAddress(void const* address, bool isReturn)
 {
     KeepLastError const keep;
-    HeldModule const module(address);
-    if (!module.Get()) return {};
+    Module const module = Module::OfAddress(address); // it stays loaded while its address is named
+    if (!module) return {};
+    auto const base = reinterpret_cast<std::uintptr_t>(module.Get());
     std::wstring const path = ModulePath(module.Get());
     std::uintptr_t const at = reinterpret_cast<std::uintptr_t>(address);
-    NamedAddress const name = BestName(module.Base(), path, isReturn ? at - 1 : at);
+    NamedAddress const name = BestName(base, path, isReturn ? at - 1 : at);
     std::wstring text = BaseName(path);
-    if (name.function.empty()) return text += L"+" + Hex(at - module.Base());
+    if (name.function.empty()) return text += L"+" + Hex(at - base);
     text += L"!" + name.function + L"+" + Hex(at - name.start);
     if (!name.line.empty()) text += L" [" + name.line + L"]";
     return text;

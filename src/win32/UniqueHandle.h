@@ -9,9 +9,6 @@
 
 namespace xc::win32 {
 
-struct FileKind {
-    static HANDLE Invalid() noexcept { return INVALID_HANDLE_VALUE; }
-};
 /// Events, mutexes, threads, processes: null is invalid.
 struct KernelKind {
     static HANDLE Invalid() noexcept { return nullptr; }
@@ -48,7 +45,6 @@ private:
     HANDLE m_handle = Kind::Invalid();
 };
 
-using UniqueFile = UniqueHandle<FileKind>;
 using UniqueKernelObject = UniqueHandle<KernelKind>;
 
 } // namespace xc::win32

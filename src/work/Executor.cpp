@@ -3,6 +3,7 @@
 #include <XelbrinCore/XCThread.h>
 
 #include "errors/CoreError.h"
+#include "errors/ErrorLog.h"
 #include "errors/ExceptionText.h"
 #include "win32/Clock.h"
 #include "work/TaskBoard.h"
@@ -21,7 +22,8 @@ unsigned long FrameSlot()
 // Both are made with the first executor, while there is memory, and never destroyed.
 XCErrorID const& FailureWithoutMemory()
 {
-    static XCErrorID const& failure = *new XCErrorID(errors::MakeCoreError(XCErrTaskFailed, XCString(L"out of memory")));
+    static XCErrorID const& failure =
+        *new XCErrorID(errors::MakeCoreError(XCErrTaskFailed, XCString(L"out of memory")));
     return failure;
 }
 
@@ -38,6 +40,12 @@ try {
     return errors::MakeCoreError(XCErrTaskFailed, errors::TextOfException());
 } catch (...) {
     return FailureWithoutMemory();
+}
+
+void NoteFailure(XCString const& where, XCErrorID const& failure) noexcept
+try {
+    errors::AppendToErrorLog(where + L": " + failure.AsString(), XCString());
+} catch (...) { // no memory for the record: who calls counts it all the same
 }
 
 Frame* TopFrame() noexcept
@@ -123,7 +131,9 @@ void TaskList::Remove(XCTask& task) noexcept
 }
 
 Deadline::Deadline(std::uint32_t timeoutMs) noexcept
-    : m_end(timeoutMs == XCInfinite ? UINT64_MAX : timeoutMs == 0 ? 0 : win32::TickMs() + timeoutMs)
+    : m_end(timeoutMs == XCInfinite ? UINT64_MAX
+            : timeoutMs == 0        ? 0
+                                    : win32::TickMs() + timeoutMs)
 {
 }
 
@@ -182,7 +192,7 @@ XCTask* XCTask::GetCurrent() noexcept
 
 XCExecutor::~XCExecutor()
 {
-    m_core->Release();
+    if (!xc::win32::IsShuttingDown()) m_core->Release();
 }
 
 XCString XCExecutor::GetName() const

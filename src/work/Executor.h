@@ -8,6 +8,10 @@
 #include <atomic>
 #include <mutex>
 
+namespace xc::win32 {
+class MessageEvent;
+}
+
 namespace xc::work {
 
 class PoolCore;
@@ -37,6 +41,8 @@ public:
     /// One of its threads begins or ends to sleep in a wait. @return whether to call StartSpare, without locks.
     virtual bool NoteBlocked(int change) noexcept = 0;
     virtual void StartSpare() noexcept {}
+    /// Of an executor whose thread has windows: it waits for this. Null: none.
+    [[nodiscard]] virtual win32::MessageEvent* Messages() noexcept { return nullptr; }
 
 private:
     XCString m_name;
@@ -118,6 +124,9 @@ bool Refuse(XCTask& task, XCErrorID const& why) noexcept;
 
 /// The exception being handled, as XCErrTaskFailed with its text.
 XCErrorID FailureOfTask() noexcept;
+
+/// Writes a failure that no caller sees to the error log.
+void NoteFailure(XCString const& where, XCErrorID const& failure) noexcept;
 
 /// The milliseconds that are left of a timeout.
 class Deadline {

@@ -12,6 +12,7 @@
 #include "work/PoolCore.h"
 
 #include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 #include "work/TaskBoard.h"
 
 namespace xc::work {
@@ -23,9 +24,11 @@ constexpr int kLooks = 300;
 
 } // namespace
 
-PoolCore::PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options)
+PoolCore::PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options,
+                   bool withMessages)
     : ExecutorCore(name), m_minimum(minimum),
-      m_maximum(std::max(minimum, maximum != 0 ? maximum : win32::ProcessorCount())), m_options(options)
+      m_maximum(std::max(minimum, maximum != 0 ? maximum : win32::ProcessorCount())), m_options(options),
+      m_messages(withMessages ? new win32::MessageEvent : nullptr)
 {
 }
 
@@ -56,7 +59,7 @@ XCErrorID PoolCore::Add(XCTask& task)
         grow = !watched && !wake && MayGrow();
         if (grow) Reserve();
     }
-    if (wake) m_work.WakeOne();
+    if (wake) WakeWorker();
     if (!grow) return XCErrorID::Success;
     XCErrorID const failure = StartReserved();
     if (failure.Good()) return failure;
@@ -156,7 +159,7 @@ XCErrorID PoolCore::StartReserved() noexcept
         thread->SetDeleteOnEnd(true);
         if (m_options.comModel != XCComNone) thread->SetComModel(m_options.comModel);
         failure = thread->Start(m_options.threadPriority);
-        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, Name(), failure.AsString());
+        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, Name(), errors::MessageOf(failure));
     } catch (...) {
         failure = FailureOfTask();
     }
@@ -188,7 +191,7 @@ void PoolCore::Work() noexcept
         hold.lock();
     }
     --m_threads;
-    if (m_queued > 0 && m_wakes < m_idle) ++m_wakes, m_work.WakeOne();
+    if (m_queued > 0 && m_wakes < m_idle) ++m_wakes, WakeWorker();
     m_change.WakeAll();
 }
 
@@ -204,10 +207,24 @@ bool PoolCore::AwaitWork(std::unique_lock<win32::SlimLock>& hold) noexcept
     if (found || m_queued > 0 || m_stopping) return true;
     ++m_idle;
     if (m_changeWaiters > 0) m_change.WakeAll();
-    bool const woken = m_work.Wait(m_lock, m_threads > m_minimum ? m_options.idleMs : XCInfinite);
+    bool woken = true;
+    if (m_messages) {
+        hold.unlock();
+        m_messages->Wait(XCInfinite);
+        hold.lock();
+    } else
+        woken = m_work.Wait(m_lock, m_threads > m_minimum ? m_options.idleMs : XCInfinite);
     --m_idle;
     if (m_wakes > 0) --m_wakes;
     return woken || m_queued > 0 || m_threads <= m_minimum;
+}
+
+void PoolCore::WakeWorker() noexcept
+{
+    if (m_messages)
+        m_messages->Set();
+    else
+        m_work.WakeOne();
 }
 
 bool PoolCore::Spin() const noexcept
@@ -242,6 +259,23 @@ void PoolCore::Help(XCTask& task) noexcept
     RunHere(task, &XCPoolStatistics::helped);
 }
 
+void PoolCore::RunInPlace(XCTask& task) noexcept
+{
+    if (!TaskAccess::Move(task, XCTaskState::New, XCTaskState::Running)) return;
+    TaskAccess::Executor(task) = this;
+    task.AddRef();
+    RunHere(task, &XCPoolStatistics::callerRan);
+}
+
+void PoolCore::Abandon() noexcept
+{
+    if (win32::IsShuttingDown()) return; // there are no threads any more, and a lock may be held for ever
+    try {
+        (void)Stop(0, XCStopQueued::Cancel);
+    } catch (...) { // no memory to tell what still runs
+    }
+}
+
 /// With the lock.
 void PoolCore::Begin(Runner& runner) noexcept
 {
@@ -270,6 +304,7 @@ XCErrorID PoolCore::Stop(std::uint32_t timeoutMs, XCStopQueued queued)
         m_draining = queued == XCStopQueued::Run;
         m_stopping = true;
         m_work.WakeAll();
+        if (m_messages) m_messages->Set();
         m_room.WakeAll();
     }
     if (queued == XCStopQueued::Cancel) CancelQueued();

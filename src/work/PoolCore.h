@@ -3,25 +3,33 @@
 
 #include <XelbrinCore/XCThreadPool.h>
 
+#include "win32/MessageEvent.h"
 #include "work/Executor.h"
 
-#include <vector>
+#include <memory>
 
 namespace xc::work {
 
 class PoolCore final : public ExecutorCore {
 public:
-    PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options);
+    /// @param withMessages one thread, which serves the messages of its windows while it waits.
+    PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options,
+             bool withMessages = false);
 
     XCErrorID Add(XCTask& task) override;
     void TakeOut(XCTask& task) noexcept override;
     [[nodiscard]] bool IsStopping() const noexcept override { return m_stopping.load(std::memory_order_relaxed); }
     [[nodiscard]] bool HasFreeRunner() noexcept override;
     bool NoteBlocked(int change) noexcept override;
+    [[nodiscard]] win32::MessageEvent* Messages() noexcept override { return m_messages.get(); }
     void StartSpare() noexcept override;
 
     /// Runs a task that a waiter on one of the pool's threads has claimed, and gives its reference back.
     void Help(XCTask& task) noexcept;
+    /// Runs a new task on the calling thread, which is one of the pool's.
+    void RunInPlace(XCTask& task) noexcept;
+    /// Stop without a wait, for the end of the public object.
+    void Abandon() noexcept;
     XCErrorID Stop(std::uint32_t timeoutMs, XCStopQueued queued);
     XCErrorID WaitIdle(std::uint32_t timeoutMs);
     [[nodiscard]] XCPoolStatistics Statistics() noexcept;
@@ -43,6 +51,7 @@ private:
     void Work() noexcept;
     bool AwaitWork(std::unique_lock<win32::SlimLock>& hold) noexcept;
     bool Spin() const noexcept;
+    void WakeWorker() noexcept;
     void RunHere(XCTask& task, std::uint64_t XCPoolStatistics::*count) noexcept;
     void Begin(Runner& runner) noexcept;
     void End(Runner& runner, bool failed) noexcept;
@@ -52,6 +61,7 @@ private:
 
     unsigned int const m_minimum, m_maximum;
     XCPoolOptions const m_options;
+    std::unique_ptr<win32::MessageEvent> const m_messages; // null: the threads have no windows
 
     win32::SlimLock m_lock; // guards all that follows
     win32::SlimSignal m_work, m_room, m_change;

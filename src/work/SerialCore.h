@@ -10,7 +10,9 @@ namespace xc::work {
 /// While tasks are queued, one task of the library's own stands in the executor below and runs them.
 class SerialCore final : public ExecutorCore {
 public:
-    SerialCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name) : ExecutorCore(name), m_executor(executor) {}
+    SerialCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name) : ExecutorCore(name), m_executor(executor)
+    {
+    }
 
     XCErrorID Add(XCTask& task) override;
     void TakeOut(XCTask& task) noexcept override;

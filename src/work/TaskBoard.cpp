@@ -85,6 +85,13 @@ Frame* FindFrame(Frame* top, Accept accept) noexcept
     return top;
 }
 
+/// The messages of the thread, if the outermost task runs on one that has windows.
+win32::MessageEvent* MessagesOf(Frame const* frame) noexcept
+{
+    while (frame && frame->below) frame = frame->below;
+    return frame && frame->countsAsBlocked ? frame->executor->Messages() : nullptr;
+}
+
 XCString NumberText(std::uint64_t number)
 {
     return XCString().Format(L"%I64u", number);
@@ -96,6 +103,26 @@ XCString NameOf(XCTask const& task)
 }
 
 } // namespace
+
+void Waiter::Rouse() noexcept
+{
+    woken = true;
+    if (messages)
+        messages->Set();
+    else
+        signal.WakeOne();
+}
+
+bool Waiter::Rest(win32::SlimLock& lock, Deadline const& deadline) noexcept
+{
+    if (messages) {
+        lock.unlock(); // a signal of this moment stays for the wait
+        messages->Wait(deadline.Left());
+        lock.lock();
+    } else
+        signal.Wait(lock, deadline.Left());
+    return deadline.Left() > 0;
+}
 
 void TaskBoard::Enter(XCTask& task, GroupState* group)
 {
@@ -138,8 +165,7 @@ void TaskBoard::OfferHelp(XCTask& task) noexcept
     if (!node.parent || task.IsFinished()) return;
     for (Waiter* waiter = m_waiters; waiter; waiter = waiter->next)
         if (waiter->top && waiter->top->pool == TaskAccess::Executor(task) && IsDescendant(&node, *waiter->target)) {
-            waiter->woken = true;
-            waiter->signal.WakeOne();
+            waiter->Rouse();
         }
 }
 
@@ -165,8 +191,8 @@ void TaskBoard::FinishInTree(XCTask& task, XCTaskState state, GroupState*& relea
     Wake(node);
     GroupState* const group = node.group;
     if (!group) return;
-    bool const failed = state == XCTaskState::Failed ||
-                        (state == XCTaskState::Cancelled && TaskAccess::Error(task) != XCErrCancelled);
+    bool const failed =
+        state == XCTaskState::Failed || (state == XCTaskState::Cancelled && TaskAccess::Error(task) != XCErrCancelled);
     if (failed && group->firstFailure.Good()) group->firstFailure = TaskAccess::Error(task);
     if (--group->unfinished == 0) Wake(group->node);
     node.group = nullptr;
@@ -177,8 +203,7 @@ void TaskBoard::Wake(TaskNode const& target) noexcept
 {
     for (Waiter* waiter = m_waiters; waiter; waiter = waiter->next)
         if (waiter->target == &target) {
-            waiter->woken = true;
-            waiter->signal.WakeOne();
+            waiter->Rouse();
         }
 }
 
@@ -237,7 +262,7 @@ XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
     Frame* const top = TopFrame();
     PoolCore* const pool = top && top->depth < kMaxDepth ? top->pool : nullptr;
     Deadline const deadline(timeoutMs);
-    Waiter waiter{&target, top, timeoutMs == XCInfinite, win32::ThreadId(), {}};
+    Waiter waiter{&target, top, timeoutMs == XCInfinite, win32::ThreadId(), MessagesOf(top), {}};
     for (;;) {
         XCTask* help = nullptr;
         {
@@ -269,8 +294,7 @@ bool TaskBoard::Sleep(Waiter& waiter, Deadline const& deadline, XCErrorID& refus
         bool const mayEnd = waiter.woken || !waiter.top || !waiter.forever || IsFinished(*waiter.target) ||
                             (waiter.mark = m_question, MayEnd(*waiter.target));
         if (!mayEnd) cycle = DescribeWaits();
-        while (mayEnd && again && !waiter.woken && !IsFinished(*waiter.target))
-            again = waiter.signal.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
+        while (mayEnd && again && !waiter.woken && !IsFinished(*waiter.target)) again = waiter.Rest(m_lock, deadline);
         again = waiter.woken || IsFinished(*waiter.target);
         // Both under one lock: a runner that is counted as asleep stands in the list.
         for (Frame* frame = waiter.top; frame; frame = frame->below)
@@ -342,8 +366,8 @@ XCString TaskBoard::DescribeWaits() const
     for (Waiter const* waiter = m_waiters; waiter; waiter = waiter->next) {
         if (!waiter->top) continue;
         if (!text.IsNull()) text += L"; ";
-        text += L"thread " + NumberText(waiter->threadId) + L" of \"" + waiter->top->executor->Name() +
-                L"\": " + NameOf(*waiter->top->task) + L" waits for ";
+        text += L"thread " + NumberText(waiter->threadId) + L" of \"" + waiter->top->executor->Name() + L"\": " +
+                NameOf(*waiter->top->task) + L" waits for ";
         text += waiter->target->task ? NameOf(*waiter->target->task)
                                      : NumberText(waiter->target->group->unfinished) + L" tasks of a group";
     }

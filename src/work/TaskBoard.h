@@ -11,11 +11,16 @@ struct Waiter {
     Frame* top; // null on threads that run no task
     bool forever;
     unsigned long threadId;
+    win32::MessageEvent* messages; // null: the thread has no windows, the signal wakes it
     win32::SlimSignal signal;
     bool woken = false;
     unsigned int mark = 0; // the question that has visited it last
     Waiter* previous = nullptr;
     Waiter* next = nullptr;
+
+    void Rouse() noexcept;
+    /// @return false when the time ran out.
+    bool Rest(win32::SlimLock& lock, Deadline const& deadline) noexcept;
 };
 
 class TaskBoard {

@@ -50,10 +50,7 @@ XCThreadPool::XCThreadPool(unsigned int minimum, unsigned int maximum, XCString 
 
 XCThreadPool::~XCThreadPool()
 {
-    try {
-        (void)Pool().Stop(0, XCStopQueued::Cancel);
-    } catch (...) { // no memory to tell what still runs
-    }
+    Pool().Abandon();
 }
 
 PoolCore& XCThreadPool::Pool() const noexcept

@@ -88,6 +88,39 @@ TEST(XCConfigEdit, NumbersReadBack)
     EXPECT_EQ(line.GetValueAsLong(), 42);
 }
 
+TEST(XCConfigEdit, TypedValuesTellWhetherTheyAreThere)
+{
+    using std::chrono::milliseconds;
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::FromText(
+        L"[s]\nyes=On\nno=FALSE\nbig=-9000000000\nhalf=-2.5e1\nwait=1500 ms\nday=-2d\nbare=3\nfar=9e9d\nbad=1x\nnone=");
+    XCConfigI const& config = *file;
+    bool ok = false;
+    EXPECT_TRUE(config.GetBool(L"S", L"yes", false, &ok) && ok);
+    EXPECT_FALSE(config.GetBool(L"s", L"no", true));
+    EXPECT_EQ(config.GetInt64(L"s", L"big", 0), -9000000000);
+    EXPECT_EQ(config.GetDouble(L"s", L"half", 0), -25);
+    EXPECT_EQ(config.GetDuration(L"s", L"wait", {}), milliseconds(1500));
+    EXPECT_EQ(config.GetDuration(L"s", L"day", {}), std::chrono::hours(-48));
+    EXPECT_EQ(config.GetDuration(L"s", L"bare", {}, &ok), milliseconds(3000));
+    EXPECT_TRUE(ok);
+    for (wchar_t const* const key : {L"bad", L"none", L"missing", L"far"}) {
+        SCOPED_TRACE(XCString(key).AsUTF8());
+        bool any = true;
+        EXPECT_TRUE(config.GetBool(L"s", key, true, &any));
+        EXPECT_EQ(config.GetInt64(L"s", key, 7, &ok), 7);
+        any = any || ok;
+        EXPECT_EQ(config.GetDouble(L"s", key, 0.5, &ok), 0.5);
+        any = any || ok;
+        EXPECT_EQ(config.GetDuration(L"s", key, milliseconds(9), &ok), milliseconds(9));
+        EXPECT_FALSE(any || ok);
+    }
+    std::size_t lines = 0;
+    for (XCConfigSection const& section : *file)
+        for ([[maybe_unused]] XCConfigLine const& line : section) ++lines;
+    EXPECT_EQ(lines, 10u);
+    EXPECT_THROW((void)XCConfigFile::FromText(L"[s"), XCConfigStreamException);
+}
+
 // Random edits on a long and a short section, compared with a plain list after each.
 TEST(XCConfigEdit, LookupsStayRightAfterEveryEdit)
 {

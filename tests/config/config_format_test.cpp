@@ -112,9 +112,9 @@ TEST(XCConfigFormat, RefusesBrokenText)
         {"comment after a header", "[Main] ; c\n", afterHeader, 1, 8},
         {"bracket after a header", "[Main]]\n", afterHeader, 1, 7},
         {"UTF-16 without a mark", BytesOf("[\0s\0]\0\n\0"), afterHeader, 1, 6},
-        {"malformed UTF-8 behind a mark", "\xEF\xBB\xBF[s]\nk=\xE9\n", malformed, 0, 0},
-        {"half a unit of UTF-16", BytesOf("\xFF\xFE[\0s"), malformed, 0, 0},
-        {"byte without meaning in the code page", "[s]\nk=\x81\n", malformed, 0, 0},
+        {"malformed UTF-8 behind a mark", "\xEF\xBB\xBF[s]\nk=\xE9\n", malformed, 2, 3},
+        {"half a unit of UTF-16", BytesOf("\xFF\xFE[\0s"), malformed, 1, 2},
+        {"byte without meaning in the code page", "[s]\nk=\x81\n", malformed, 2, 3},
     };
     for (RefusedCase const& c : cases) {
         SCOPED_TRACE(c.fault);

@@ -1,8 +1,10 @@
 // Saving: whatever fails, the file on disk is the old or the new one, whole.
 #include "config/config_files.h"
+#include "repetitions.h"
 #include "win32/FileIo.h"
 
 #include <gtest/gtest.h>
+#include <random>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -10,6 +12,7 @@
 
 namespace {
 
+using xc::win32::SystemPath;
 using xc_test::ScratchFile;
 
 constexpr char kOld[] = "[s]\nk=old\n";
@@ -34,7 +37,7 @@ public:
 
     FailingSteps(Step failing, bool crash) : m_failing(failing), m_crash(crash) {}
 
-    unsigned long Create(std::wstring const& target, std::wstring& temporary) override
+    unsigned long Create(SystemPath const& target, SystemPath& temporary) override
     {
         if (unsigned long const error = FailAt(Step::Create)) return error;
         unsigned long const error = m_real->Create(target, temporary);
@@ -61,14 +64,14 @@ public:
         unsigned long const error = FailAt(Step::Close);
         return error ? error : real;
     }
-    unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override
+    unsigned long Replace(SystemPath const& temporary, SystemPath const& target) override
     {
         unsigned long const error = FailAt(Step::Replace);
         return error ? error : m_real->Replace(temporary, target);
     }
-    void Remove(std::wstring const& temporary) noexcept override { m_real->Remove(temporary); }
+    void Remove(SystemPath const& temporary) noexcept override { m_real->Remove(temporary); }
 
-    [[nodiscard]] std::wstring const& Temporary() const { return m_temporary; }
+    [[nodiscard]] SystemPath const& Temporary() const { return m_temporary; }
 
 private:
     unsigned long FailAt(Step step) const
@@ -79,15 +82,15 @@ private:
     }
 
     std::unique_ptr<xc::win32::ReplaceSteps> m_real = xc::win32::SystemReplaceSteps();
-    std::wstring m_temporary;
+    SystemPath m_temporary;
     Step m_failing;
     bool m_crash;
 };
 
-bool IsThere(std::wstring const& path)
+bool IsThere(SystemPath const& path)
 {
     std::string bytes;
-    return !path.empty() && xc::win32::ReadWholeFile(path, bytes) == 0;
+    return !path.IsEmpty() && xc::win32::ReadWholeFile(path, bytes) == 0;
 }
 
 TEST(XCConfigSave, AFailureAtAnyStepLeavesTheOldFile)
@@ -96,7 +99,7 @@ TEST(XCConfigSave, AFailureAtAnyStepLeavesTheOldFile)
         SCOPED_TRACE(static_cast<int>(step));
         ScratchFile const disk(kOld, "xc_config_steps.ini");
         FailingSteps failing(step, false);
-        EXPECT_EQ(xc::win32::ReplaceFileContents(disk.Path(), kNew, failing), kInjected);
+        EXPECT_EQ(xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, failing), kInjected);
         EXPECT_EQ(disk.Bytes(), kOld);
         EXPECT_FALSE(IsThere(failing.Temporary()));
     }
@@ -107,16 +110,16 @@ TEST(XCConfigSave, ACrashAtAnyStepLeavesTheOldFileAndTheNextSaveWorks)
     for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace}) {
         SCOPED_TRACE(static_cast<int>(step));
         ScratchFile const disk(kOld, "xc_config_steps.ini");
-        std::wstring leftover;
+        SystemPath leftover;
         {
             FailingSteps crashing(step, true);
-            EXPECT_THROW(xc::win32::ReplaceFileContents(disk.Path(), kNew, crashing), FailingSteps::Crash);
+            EXPECT_THROW(xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, crashing), FailingSteps::Crash);
             leftover = crashing.Temporary();
         }
         EXPECT_EQ(disk.Bytes(), kOld);
         EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
         EXPECT_EQ(disk.Bytes(), kNew);
-        if (!leftover.empty()) xc::win32::SystemReplaceSteps()->Remove(leftover);
+        if (!leftover.IsEmpty()) xc::win32::SystemReplaceSteps()->Remove(leftover);
     }
 }
 
@@ -179,6 +182,12 @@ constexpr UnsavableCase kUnsavableCases[] = {
     {"key becomes a section", L"s", L"[k", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"bracket in a name", L"s]", L"k", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"comment becomes a line", L"s", L"k", L"v", L"c\nx=y", XCErrConfigWouldNotReadBack},
+    {"carriage return of a comment lost", L"s", L"k", L"v", L"c\r", XCErrConfigWouldNotReadBack},
+    {"blank at the end of a value lost", L"s", L"k", L"> ", L"c", XCErrConfigWouldNotReadBack},
+    {"tab at the end of a value lost", L"s", L"k", L"v\t", L"c", XCErrConfigWouldNotReadBack},
+    {"white space before a value lost", L"s", L"k", L"\u3000v", L"c", XCErrConfigWouldNotReadBack},
+    {"blank before a key lost", L"s", L" k", L"v", L"c", XCErrConfigWouldNotReadBack},
+    {"white space after a key lost", L"s", L"k\u00A0", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"unpaired surrogate in UTF-8", L"s", L"k", L"\xD800", L"c", XCErrUnmappableUnit},
 };
 
@@ -201,6 +210,92 @@ TEST(XCConfigSave, RefusesWhatWouldReadAsSomethingElse)
     file->SetEncoding(XCConfigFile::Encoding::Utf8);
     EXPECT_TRUE(file->Save().Good());
     EXPECT_EQ(ansi.Bytes(), "[s]\nk=\xE6\x97\xA5\n");
+    file->SetEncoding(XCConfigFile::Encoding::Ansi);
+    file->SetString(L"s", L"k", L"\u00C3\u00A9");
+    EXPECT_EQ(file->Save(), XCErrConfigWouldNotReadBack) << "bytes that the next reader takes for UTF-8";
+    file->SetEncoding(XCConfigFile::Encoding::Utf8);
+    file->SetString(L"s", L"k", L"> ");
+    XCErrorID const fault = file->Save();
+    ASSERT_EQ(fault->GetParameterType(2), XCErrorI::ParamString);
+    EXPECT_TRUE(*static_cast<XCString const*>(fault->GetParameterValue(2)) ==
+                L"the value has white space at an end, which is lost");
+}
+
+void AppendText(std::wstring& out, XCString const& text)
+{
+    out.append(text).push_back(L'\xFFFF');
+}
+void AppendComments(std::wstring& out, XCConfigComments const& comments)
+{
+    for (XCString const& comment : comments) AppendText(out, comment);
+    out.push_back(L'\xFFFE');
+}
+
+/// Every part of the file, in order.
+std::wstring Content(XCConfigFile& file)
+{
+    std::wstring out;
+    for (XCConfigSection& section : xc_test::SectionsOf(file)) {
+        AppendText(out, section.GetName());
+        AppendComments(out, section.GetComments());
+        for (XCConfigLine& line : xc_test::LinesOf(section)) {
+            AppendText(out, line.GetKey());
+            AppendText(out, line.GetValue());
+            AppendComments(out, line.GetComments());
+        }
+    }
+    AppendComments(out, file.GetEndComments());
+    return out;
+}
+
+/// A text of few units, most of which mean something to the reader or are trimmed by it.
+XCString AwkwardText(std::mt19937& random)
+{
+    static constexpr wchar_t kUnits[] = L"ab= \t\r\n;[]\x0B\x85\xA0\x3000\xFEFF\xC3\xA9\xD800,\"";
+    XCString text(static_cast<wchar_t>(L'a' + random() % 3)); // plain texts mostly, so that most files can be saved
+    if (random() % 8 != 0) return text;
+    for (auto n = random() % 3; n > 0; --n) text += kUnits[random() % std::size(kUnits)];
+    if (random() % 2 != 0) text.Insert(0, XCString(kUnits[random() % std::size(kUnits)]));
+    return text;
+}
+
+void EditSomething(XCConfigFile& file, std::mt19937& random)
+{
+    auto const text = [&random] { return AwkwardText(random); };
+    XCConfigSection* section = file.FindSection(text());
+    if (!section) section = &file.AddSection(text());
+    switch (random() % 7) {
+    case 0: file.SetEncoding(static_cast<XCTextEncoding>(random() % 5)); break;
+    case 1: section->SetName(text()); break;
+    case 2: section->GetComments().AddComment(random() % 4 != 0 ? text() : XCString()); break;
+    case 3: section->AddLine(text(), text()).GetComments().AddComment(text()); break;
+    case 4: file.GetEndComments().AddComment(text()); break;
+    case 5:
+        if (section->GetSize() != 0) section->GetLinesBegin()->SetKey(text());
+        break;
+    default: file.SetString(section->GetName(), text(), text());
+    }
+}
+
+TEST(XCConfigSave, WhatIsReportedAsSavedReadsBackEqual)
+{
+    std::mt19937 random(15);
+    ScratchFile const disk("", "xc_config_property.ini");
+    int saved = 0, refused = 0;
+    for (int i = 0, n = xc_test::Times(2000); i < n; ++i) {
+        XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
+        if (file->GetSize() > 8) file->Clear();
+        for (auto edits = random() % 4; edits > 0; --edits) EditSomething(*file, random);
+        std::string const before = disk.Bytes();
+        XCErrorID const result = file->Save();
+        result.Good() ? ++saved : ++refused;
+        if (result.Bad())
+            ASSERT_EQ(disk.Bytes(), before);
+        else
+            ASSERT_EQ(Content(*XCConfigFile::Load(disk.Path())), Content(*file)) << disk.Bytes();
+    }
+    EXPECT_GT(saved, refused);
+    EXPECT_GT(refused, 0);
 }
 
 #if defined(_WIN32)
@@ -225,6 +320,35 @@ TEST(XCConfigSave, FilesThatMayNotBeReplacedStayWhole)
     HANDLE const search = ::FindFirstFileW(L"xc_config_held.ini.*.tmp", &found);
     EXPECT_EQ(search, INVALID_HANDLE_VALUE) << "temporary files are gone";
     if (search != INVALID_HANDLE_VALUE) ::FindClose(search);
+}
+
+TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
+{
+    std::wstring const own = std::to_wstring(::GetCurrentProcessId());
+    FILETIME const longAgo{0, 30'000'000}; // the year 2008
+    struct {
+        char const* fault;
+        std::wstring name;
+        bool old, stays;
+    } const cases[] = {
+        {"writer that ended", L"xc_config_left.ini.4294967292-0.tmp", false, false},
+        {"number of a process that came again", L"xc_config_left.ini." + own + L"-3.tmp", true, false},
+        {"another thread's save", L"xc_config_left.ini." + own + L"-4.tmp", false, true},
+        {"file of somebody else", L"xc_config_left.ini.notes-1.tmp", true, true},
+        {"another configuration's", L"xc_config_left.ini.bak.4294967292-0.tmp", true, true},
+        {"more than a number", L"xc_config_left.ini.4294967292-0.x.tmp", true, true},
+    };
+    for (auto const& c : cases) {
+        HANDLE const made = ::CreateFileW(c.name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        if (c.old) ::SetFileTime(made, nullptr, nullptr, &longAgo);
+        ::CloseHandle(made);
+    }
+    ScratchFile const disk(kOld, "xc_config_left.ini");
+    EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
+    for (auto const& c : cases) {
+        EXPECT_EQ(IsThere(SystemPath(c.name)), c.stays) << c.fault;
+        ::DeleteFileW(c.name.c_str());
+    }
 }
 
 TEST(XCConfigSave, LongPaths)

@@ -1,15 +1,43 @@
-// A program outside the tree: uses inline code, exported code and exported constants of the installed library.
+// A program outside the tree: uses inline code, exported code, exported constants and a message table of its own. With an
+// argument it shows whether a call stack names a source file of the library, which its debug data tell.
 #include <XelbrinCore/XelbrinCore.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <vector>
 
-int main()
+#include <windows.h>
+
+namespace {
+
+XCString Greeting()
 {
-    std::vector<XCString> const arguments{L"text", L"outside"};
+    XCSmartPtr<XCMessageSource> const texts(new RCMessageTableSource(::GetModuleHandleW(nullptr)));
+    XCSmartPtr<XCErrorWithArgs> const message(new XCErrorWithArgs(texts, 7));
+    message->AddParam(L"outside");
+    return XCErrorID(message).AsString();
+}
+
+void ShowStack()
+{
+    try {
+        (void)(XCDurationEx(1, XCDurationEx::Second) / 0);
+    } catch (XCException const& e) {
+        std::puts(e.Stack().Find(L"XCDurationEx.cpp") == XCString::npos ? "no source file" : "source file");
+    }
+}
+
+} // namespace
+
+int main(int count, char**)
+{
+    if (count > 1) {
+        ShowStack();
+        return 0;
+    }
+    std::vector<XCString> const arguments{L"1.0", Greeting()};
     XCString line;
-    line.Format(L"%ls %d.%d", XCPrintf(L"%1:s: %0:s", arguments).AsWChar(), XC_VERSION_MAJOR, XC_VERSION_MINOR);
+    line.Format(L"%ls %d", XCPrintf(L"%1:s %0:s", arguments).AsWChar(), XC_VERSION_MAJOR);
     // std::max takes references: the constants need a place in the library.
     if (std::max(XCString::npos, XCString::kMaxLength) != line.Find(L'#')) return 1;
     try {

@@ -124,7 +124,9 @@ TEST(Duration, LowestCountIsNeverStored)
     try {
         value.SetDuration(lowest);
     } catch (XCDurationExceptionEx const& e) {
-        EXPECT_EQ(e.GetRawValue(), static_cast<std::int64_t>(0x8000000000000003)) << "the exception lost the duration";
+        EXPECT_TRUE(e.HasValue());
+        EXPECT_EQ(e.GetValue().GetDuration(), lowest) << "the exception lost the duration";
+        EXPECT_EQ(e.GetValue().GetUnit(), D::Day);
     }
 }
 

@@ -1,6 +1,7 @@
 // Crossing.h - throwing and catching by type, compiled into the host and into a module.
 #pragma once
 
+#include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCMessageSource.h>
 
@@ -18,9 +19,9 @@ inline void ThrowKind(ThrownKind kind)
         throw XCMsgException(9, XCSmartPtr<XCMessageSource>(source));
     }
     case ThrownKind::LastError: throw XCWindowsLastErrorException();
-    case ThrownKind::Date: throw XCDateException(L"plain", 1);
-    case ThrownKind::DateEx: throw XCDateExceptionEx(L"plain", 2);
-    case ThrownKind::DurationEx: throw XCDurationExceptionEx(L"plain", 3);
+    case ThrownKind::Date: throw XCDateException(L"plain", XCDateTime(1));
+    case ThrownKind::DateEx: throw XCDateExceptionEx(L"plain", XCDateTimeEx(2009, 12, 31));
+    case ThrownKind::DurationEx: throw XCDurationExceptionEx(L"plain", XCDurationEx(3));
     case ThrownKind::Standard: throw std::runtime_error("plain");
     case ThrownKind::Nothing: break;
     }
@@ -37,11 +38,11 @@ inline ThrownKind CatchKind(void (*thrower)(ThrownKind), ThrownKind kind)
     } catch (XCWindowsLastErrorException const&) {
         return ThrownKind::LastError;
     } catch (XCDateException const& e) {
-        return e.GetRawValue() == 1 ? ThrownKind::Date : ThrownKind::Nothing;
+        return e.GetValue() == XCDateTime(1) ? ThrownKind::Date : ThrownKind::Nothing;
     } catch (XCDateExceptionEx const& e) {
-        return e.GetRawValue() == 2 ? ThrownKind::DateEx : ThrownKind::Nothing;
+        return e.GetValue() == XCDateTimeEx(2009, 12, 31) ? ThrownKind::DateEx : ThrownKind::Nothing;
     } catch (XCDurationExceptionEx const& e) {
-        return e.GetRawValue() == 3 ? ThrownKind::DurationEx : ThrownKind::Nothing;
+        return e.GetValue() == XCDurationEx(3) ? ThrownKind::DurationEx : ThrownKind::Nothing;
     } catch (XCException const& e) {
         return e.What() == L"plain" ? ThrownKind::Plain : ThrownKind::Nothing;
     } catch (std::exception const&) {

@@ -19,3 +19,9 @@ inline constexpr std::wstring_view kThreadsQuick = L"threads-log,_Exit";
 inline constexpr std::wstring_view kPlugInRuns = L"plug-in-thread-at-work";
 inline constexpr std::wstring_view kExitInRun = L"exit-in-Run";
 inline constexpr std::wstring_view kExitProcessInRun = L"ExitProcess-in-Run";
+
+// Pools, servers and timers: what they do when the process or the module ends, "work,<what>,<state>,<end>".
+inline constexpr std::wstring_view kWork = L"work,";
+inline constexpr std::wstring_view kWorkers[] = {L"pool", L"server", L"timer"};
+inline constexpr std::wstring_view kWorkStates[] = {L"idle", L"busy", L"blocked"};
+inline constexpr std::wstring_view kWorkEnds[] = {L"return", L"exit", L"unload"};

@@ -1,6 +1,7 @@
 // exit_child.cpp - a program that ends in the way its first argument names, with exit code 7. The second argument is its
 // log file, the third a folder with the module.
 #include "exit/endings.h"
+#include "exit/exit_work.h"
 
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCException.h>
@@ -74,8 +75,35 @@ int UseModule(XCString const& folder)
     return kCode;
 }
 
+/// The module stops what it has started before it is freed; where that fails it must stay.
+int UnloadWithWork(XCString const& folder, std::wstring const& what, std::wstring const& state)
+{
+    HMODULE const module = ::LoadLibraryW((folder + L"\\exit_module.osx").AsWChar());
+    if (!module) return 1;
+    auto* const use = reinterpret_cast<bool (*)(wchar_t const*, wchar_t const*)>(
+        reinterpret_cast<void*>(::GetProcAddress(module, "UseWork")));
+    if (!use) return 2;
+    bool const stopped = use(what.c_str(), state.c_str());
+    if (stopped != (state != L"blocked")) return 3;
+    if (stopped && !::FreeLibrary(module)) return 4;
+    return kCode;
+}
+
+/// @param how "what,state,end"
+int EndWithWork(std::wstring const& how, wchar_t const* folder)
+{
+    std::size_t const first = how.find(L','), second = how.find(L',', first + 1);
+    std::wstring const what = how.substr(0, first), end = how.substr(second + 1);
+    std::wstring const state = how.substr(first + 1, second - first - 1);
+    if (end == L"unload") return UnloadWithWork(folder, what, state);
+    static ExitWork const work(what, state);
+    if (end == L"exit") std::exit(kCode);
+    return kCode;
+}
+
 int End(std::wstring_view how, wchar_t const* folder)
 {
+    if (how.starts_with(kWork)) return EndWithWork(std::wstring(how.substr(kWork.size())), folder);
     if (how == kReturn) return kCode;
     if (how == kExit) std::exit(kCode);
     if (how == kExitProcess) ::ExitProcess(kCode);

@@ -1,4 +1,6 @@
 // exit_module.cpp - a plug-in that never returns from Run or ends the process there, and a function that uses the library.
+#include "exit/exit_work.h"
+
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCThread.h>
@@ -34,6 +36,12 @@ public:
 extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 {
     return new ExitPlugIn;
+}
+
+extern "C" __declspec(dllexport) bool UseWork(wchar_t const* what, wchar_t const* state)
+{
+    static ExitWork work(what, state);
+    return work.Stop(std::wstring_view(state) == L"blocked" ? 20 : XCInfinite);
 }
 
 extern "C" __declspec(dllexport) void UseLibrary()

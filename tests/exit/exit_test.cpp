@@ -87,4 +87,27 @@ TEST(Exit, EveryEnding)
     std::filesystem::remove(log);
 }
 
+// XC_EXIT_ROUNDS repeats the matrix.
+TEST(Exit, PoolsServersAndTimers)
+{
+    std::filesystem::path const log = std::filesystem::absolute("xc_exit_work.log");
+    std::wstring const program = (Folder() / "exit_child.exe").wstring();
+    char const* const wish = std::getenv("XC_EXIT_ROUNDS");
+    int const rounds = wish ? std::atoi(wish) : 1;
+    int failed = 0;
+    for (int round = 0; round < rounds; ++round)
+        for (std::wstring_view const what : kWorkers)
+            for (std::wstring_view const state : kWorkStates)
+                for (std::wstring_view const end : kWorkEnds) {
+                    std::wstring const how = std::wstring(kWork) + std::wstring(what) + L"," + std::wstring(state) +
+                                             L"," + std::wstring(end);
+                    DWORD const code = ExitCodeOf(L"\"" + program + L"\" " + how + L" \"" + log.wstring() + L"\" \"" +
+                                                  (Folder() / "exit").wstring() + L"\"");
+                    failed += code != 7;
+                    EXPECT_EQ(code, 7u) << std::string(how.begin(), how.end()) << ", round " << round;
+                }
+    EXPECT_EQ(failed, 0);
+    std::filesystem::remove(log);
+}
+
 } // namespace

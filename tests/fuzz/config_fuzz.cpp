@@ -18,13 +18,14 @@ std::wstring ScratchPath()
 
 void WriteFile(std::wstring const& path, std::string_view bytes)
 {
-    if (xc::win32::ReplaceFileContents(path, bytes, *xc::win32::SystemReplaceSteps()) != 0) std::abort();
+    if (xc::win32::ReplaceFileContents(xc::win32::SystemPath(path), bytes, *xc::win32::SystemReplaceSteps()) != 0)
+        std::abort();
 }
 
 std::string ReadFile(std::wstring const& path)
 {
     std::string bytes;
-    if (xc::win32::ReadWholeFile(path, bytes) != 0) std::abort();
+    if (xc::win32::ReadWholeFile(xc::win32::SystemPath(path), bytes) != 0) std::abort();
     return bytes;
 }
 

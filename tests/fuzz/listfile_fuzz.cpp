@@ -46,7 +46,7 @@ void CheckGuid(XCString const& text)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    XCConfigFile::Encoding encoding{};
+    XCTextEncoding encoding{};
     auto const text = xc::encoding::DecodeText({reinterpret_cast<char const*>(bytes), size}, encoding);
     if (!text) return 0;
     CheckList(text->View());

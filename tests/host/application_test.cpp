@@ -3,6 +3,8 @@
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCThread.h>
 
+#include <io.h>
+
 namespace {
 
 using namespace xc_test;
@@ -222,6 +224,30 @@ TEST(Console, GoesToTheFileAndBack)
     EXPECT_EQ(ReadFile(folder.path / "third"), "unseen\n");
 }
 
+// Writes by the runtime after each step; what was before comes back to the letter.
+TEST(Console, WhatTheProgramHadDoneToItsOutputComesBack)
+{
+    ModuleFolder const folder({});
+    HANDLE const handle = ::GetStdHandle(STD_OUTPUT_HANDLE);
+    int const descriptor = ::_dup(1);
+    HANDLE const own = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    for (bool const closed : {false, true}) {
+        if (closed) ::_close(1);
+        ::SetStdHandle(STD_OUTPUT_HANDLE, own);
+        XCConsoleInfo console;
+        EXPECT_TRUE(console.Open(folder.Path() + L"\\log").Good());
+        EXPECT_EQ(::_write(1, "in", 2), 2);
+        console.Close();
+        EXPECT_EQ(::GetStdHandle(STD_OUTPUT_HANDLE), own);
+        EXPECT_EQ(::_write(1, "", 0), closed ? -1 : 0);
+    }
+    ::_dup2(descriptor, 1);
+    ::_close(descriptor);
+    ::SetStdHandle(STD_OUTPUT_HANDLE, handle);
+    ::CloseHandle(own);
+    EXPECT_EQ(ReadFile(folder.path / "log"), "inin");
+}
+
 TEST(Console, DefaultNameAndAFileThatCannotBeOpened)
 {
     ModuleFolder const folder({});
@@ -239,7 +265,7 @@ TEST(Console, DefaultNameAndAFileThatCannotBeOpened)
     ::CloseHandle(held);
     std::filesystem::current_path(before);
     EXPECT_EQ(ReadFile(folder.path / "my.tool.log"), "text\n");
-    EXPECT_NE(listener->heard.Find(L"ERR> ***The console cannot be sent to the file held.log (system error 32).\n"),
+    EXPECT_NE(listener->heard.Find(L"ERR> ***The console cannot be sent to the file held.log (system error 32: "),
               XCString::npos);
 }
 

@@ -1,6 +1,7 @@
 // What hosts do with modules of every sort: messages, order, containers, menu.
 #include "host/host_tools.h"
 
+#include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCUnitTest.h>
 
@@ -19,7 +20,13 @@ TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
     };
     constexpr Case kCases[] = {
         {"no_entry", L"LoadPlugIn failed on @\\no_entry.osx: Cannot locate \"GetPlugInObject\" entry point\n", 0},
-        {"null_entry", L"LoaPlugIn failed on @\\null_entry.osx: AddPlugIn failed\n", 0},
+        {"null_entry",
+         L"ERR> ***@\\null_entry.osx: GetPlugInObject has returned no plug-in\n"
+         L"LoaPlugIn failed on @\\null_entry.osx: AddPlugIn failed\n",
+         0},
+        {"forger", L"ERR> ***<Forger>...\\n>>>> Faked\\x1B[2J\\x9B\\u202E>: no licence to run\n", 0},
+        {"ends_thread", L"ERR> ***<EndsThread>: Run has ended its thread instead of returning\n", 2},
+        {"left_raw_thread", L"ERR> ***@\\left_raw_thread.osx has left a thread behind and stays loaded\n", 0},
         {"throws_entry", L"ERR> ***@\\throws_entry.osx: planned fault\n", 0},
         {"throws_name", L"ERR> ***planned fault\nLoaPlugIn failed on @\\throws_name.osx: AddPlugIn failed\n", 0},
         {"throws_init", L">>>> Initializing <ThrowsInit>...Failed.\nERR> ***<ThrowsInit>: planned fault\n", 0},
@@ -34,6 +41,7 @@ TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
         {"left_subscriber", L"ERR> ***@\\left_subscriber.osx has left a log subscriber behind and stays loaded\n", 0},
         {"left_thread", L"ERR> ***@\\left_thread.osx has left a thread behind and stays loaded\n", 0},
     };
+    XCMutex door(L"xc_host_test_raw_door", true);
     for (Case const& c : kCases) {
         SCOPED_TRACE(c.module);
         Session const session(ModuleFolder({"reader", "filter", c.module}));
@@ -42,6 +50,7 @@ TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
         EXPECT_EQ(session.exitCode, c.exitCode);
     }
     // What was left behind still has its code.
+    door.unlock();
     EXPECT_EQ(XCThread::GetAllThreadsInfo().size(), 1u);
     for (XCThreadInfo const& left : XCThread::GetAllThreadsInfo())
         XCThread::WaitForThread(XCThread_t(left.GetThreadId(), nullptr), -1);
@@ -78,11 +87,40 @@ TEST(Host, TheWholeStoryOfThreeModulesThatDependOnOneAnother)
                               ">>>> Unloading <Own>...\n");
 }
 
-TEST(Host, ACycleIsReportedOnceForEachOfItsPlugIns)
+TEST(Host, ACycleIsNamedOnceWithItsMembers)
 {
     Session const session(ModuleFolder({"cycle_a", "cycle_b", "reader"}));
-    EXPECT_EQ(session.Count(L"ERR> ***<CycleA> depends on"), 1);
-    EXPECT_EQ(session.Count(L"ERR> ***<CycleB> depends on"), 1);
+    EXPECT_EQ(session.Count(L"ERR> ***cycle of dependencies: <CycleA>, <CycleB>\n"), 1);
+    EXPECT_EQ(session.Count(L"ERR> ***"), 1);
+    EXPECT_EQ(session.Count(L"LoaPlugIn failed on"), 2);
+}
+
+TEST(Host, TheCallThatIsUnderWayIsToldBeforeItAndNotedInTheErrorLog)
+{
+    ModuleFolder const folder({"logs_error"});
+    XCString const before = XCException::GetErrorLogPath();
+    ListenerPtr const listener(new Listener);
+    listener->SetDesiredLevel(2);
+    {
+        XCApplicationWithPlugIns host(L"host.exe /noconsole /trace:2", listener, false);
+        XCException::SetErrorLogPath(folder.Path() + L"\\error.log");
+        EXPECT_TRUE(host.LoadPlugInsFromDirectory(folder.Path()).Good());
+    }
+    XCException::SetErrorLogPath(before);
+    listener->heard.Replace(folder.Path(), XCString(L"@"));
+    std::string const said(listener->heard.AsUTF8());
+    std::size_t at = 0;
+    for (char const* const line :
+         {"CALL> LoadLibrary of @\\logs_error.osx\n", "CALL> GetPlugInObject of @\\logs_error.osx\n",
+          "CALL> GetPlugInName of @\\logs_error.osx\n", "CALL> Init of <LogsError> (@\\logs_error.osx)\n",
+          ">>>> Initializing <LogsError>... Done.\n", "CALL> Unload of <LogsError> (@\\logs_error.osx)\n",
+          "CALL> FreeLibrary of @\\logs_error.osx\n"})
+    {
+        at = said.find(line, at);
+        ASSERT_NE(at, std::string::npos) << line << said;
+    }
+    std::string const noted = ReadFile(folder.path / "error.log");
+    EXPECT_NE(noted.find("    in Init of <LogsError> ("), std::string::npos) << noted;
 }
 
 TEST(Host, AContainerBringsItsChildrenAndTakesThemAlongWhenItFails)
@@ -148,7 +186,7 @@ TEST(UnitTestMenu, RunsWhatIsChosen)
     menu.AddTestCase(L"good", [](XCTestScope& scope) { scope.Check(true, L"holds"); });
     menu.AddTestCase(L"bad", [](XCTestScope& scope) { scope.Check(false, L"does not hold"); });
     menu.AddTestCase(L"throws", [](XCTestScope&) { throw XCException(L"planned"); });
-    std::wistringstream in(L"1\n 2 \n7\nx\na\nq\n1\n");
+    std::wistringstream in(L"1\n 2 \n7\n00\nx\na\nq\n1\n");
     std::wostringstream out;
     EXPECT_EQ(menu.RunMenu(in, out), 3u);
     EXPECT_NE(out.str().find(L"[FAIL] bad (1 checks)\n       does not hold\n"), std::wstring::npos);

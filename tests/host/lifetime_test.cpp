@@ -133,6 +133,15 @@ TEST(HostLife, APlugInThatSomebodyHoldsKeepsItsCode)
     held.Clear();
 }
 
+TEST(HostLife, APlugInSetsTheExitCode)
+{
+    Session const session(ModuleFolder({}), {}, [](XCApplicationWithPlugIns& host) {
+        (void)host.LoadPlugIn(
+            new OwnRunner<XCThreadedRunPlugIn>(74, [](auto&) { XCApplicationWithPlugIns::GetApp()->SetExitCode(5); }));
+    });
+    EXPECT_EQ(session.exitCode, 5);
+}
+
 TEST(HostLife, APlugInMayHoldOneThatWasLoadedLater)
 {
     ModuleFolder const folder({"quick", "reader"});

@@ -26,6 +26,10 @@ TEST(ListFile, LinesNamesAndWhatIsRefused)
         {"folders", L"sub\\a.osx\n./a.osx\na..b\\c", "sub\\a.osx|./a.osx|a..b\\c|", ""},
         {"ways out", L"..\\a\ns/../../a\n\\a\n/a\n.. \\a\n...\\a\n..", "", "..\\a|s/../../a|\\a|/a|.. \\a|...\\a|..|"},
         {"drives and streams", L"c:a.osx\nc:\\a\na.osx:b", "", "c:a.osx|c:\\a|a.osx:b|"},
+        {"devices of the system", L"CON\nnul.osx\nsub\\aux .x.osx\ncom1\nLPT9.txt\nCOM\u00B2\nconin$\nCLOCK$/x\nprn. .",
+         "", "CON|nul.osx|sub\\aux .x.osx|com1|LPT9.txt|COM\u00B2|conin$|CLOCK$/x|prn. .|"},
+        {"names that begin like a device", L"console.osx\nCOM10\nlpt\nnull\na.con", "console.osx|COM10|lpt|null|a.con|",
+         ""},
         {"a NUL ends a name early", {L"..\0x\na\0", 7}, "", "..|a|"}, // shown up to it
         {"nothing", L"", "", ""},
     };
@@ -67,6 +71,38 @@ TEST(PlugInOrder, AgreesWithItsDefinitionOnAnyGraph)
         for (auto& wanted : dependsOn)
             for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
         EXPECT_EQ(xc::host::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
+    }
+}
+
+/// By definition: items that reach each other, themselves included, belong together.
+std::vector<std::vector<std::size_t>> SlowCycles(std::vector<std::vector<std::size_t>> const& dependsOn)
+{
+    std::size_t const count = dependsOn.size();
+    std::vector<std::vector<bool>> reaches(count, std::vector<bool>(count));
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t const to : dependsOn[i]) reaches[i][to] = true;
+    for (std::size_t via = 0; via < count; ++via)
+        for (std::size_t i = 0; i < count; ++i)
+            for (std::size_t j = 0; j < count; ++j)
+                if (reaches[i][via] && reaches[via][j]) reaches[i][j] = true;
+    std::vector<std::vector<std::size_t>> cycles;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::vector<std::size_t> members;
+        for (std::size_t j = 0; j < count; ++j)
+            if (reaches[i][j] && reaches[j][i]) members.push_back(j);
+        if (!members.empty() && members.front() == i) cycles.push_back(members);
+    }
+    return cycles;
+}
+
+TEST(PlugInOrder, FindsTheCyclesOfAnyGraph)
+{
+    std::mt19937 random(20261122);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<std::vector<std::size_t>> dependsOn(random() % 9);
+        for (auto& wanted : dependsOn)
+            for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
+        EXPECT_EQ(xc::host::FindCycles(dependsOn), SlowCycles(dependsOn)) << "round " << round;
     }
 }
 

@@ -27,7 +27,8 @@ TEST(ModulePaths, FilesThatAreNoModules)
     folder.Write("notes.osxx", "not looked at");
     std::filesystem::create_directory(folder.path / "folder.osx");
     Session const session(folder);
-    ExpectSaid(session, L"LoadLibrary fails on @\\broken.osx\nERR> ***@\\broken.osx: ");
+    ExpectSaid(session,
+               L"LoadLibrary fails on @\\broken.osx\nERR> ***Bad EXE format for @\\broken.osx (system error 193)\n");
     ExpectSaid(session, L"LoadLibrary fails on @\\needs_helper.osx\nERR> ***@\\needs_helper.osx: ");
     ExpectSaid(session, kReaderDone);
     EXPECT_EQ(session.Count(L"LoadLibrary fails"), 2);
@@ -44,6 +45,8 @@ TEST(ModulePaths, NothingToLoad)
     Session const nothing(empty);
     EXPECT_EQ(nothing.exitCode, 1);
     ExpectSaid(nothing, L"Couldn't find any OSX to load.\n");
+    ExpectSaid(nothing,
+               L"ERR> ***no plug-in could be loaded from /osxpath; the current directory is searched instead\n");
 }
 
 TEST(ModulePaths, ListsAreFollowedInTheirOrderAndNeverOutOfTheirFolder)
@@ -93,7 +96,7 @@ TEST(ModulePaths, AListThatAnotherProgramHoldsIsReported)
     folder.Write("osx.lst", "reader.osx");
     HANDLE const held =
         ::CreateFileW((folder.path / "osx.lst").wstring().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    ExpectSaid(Session(folder), L"ERR> ***The plug-ins list file @\\osx.lst cannot be read (system error 32).\n");
+    ExpectSaid(Session(folder), L"ERR> ***The plug-ins list file @\\osx.lst cannot be read (system error 32: ");
     ::CloseHandle(held);
 }
 

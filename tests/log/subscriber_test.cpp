@@ -39,7 +39,7 @@ TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
     log->OnFlush(1, L"1\n");
     EXPECT_FALSE(log->IsValid());
     EXPECT_EQ(log->GetFailureCount(), 1u);
-    EXPECT_TRUE(log->GetLastFailure().Find(L"Cannot open \"missing_folder/x.log\"") != XCString::npos);
+    EXPECT_TRUE(log->GetLastFailure().Find(L"missing_folder") != XCString::npos);
     std::filesystem::create_directory(folder.Path());
     log->OnFlush(1, L"2\n");
     log->Flush();

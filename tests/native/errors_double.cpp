@@ -1,12 +1,7 @@
 // Messages, stacks and the error log's file, answered natively: for the sanitizer and fuzzing builds only.
-#include "win32/AppendFile.h"
-#include "win32/AppendToFile.h"
 #include "win32/LibraryModule.h"
 #include "win32/Messages.h"
-#include "win32/Paths.h"
 #include "win32/StackTrace.h"
-
-#include <filesystem>
 
 char __ImageBase;
 
@@ -57,20 +52,6 @@ std::size_t CaptureStackOf(void const*, void const**, std::size_t) noexcept
 std::wstring DescribeAddress(void const*, bool)
 {
     return L"native!frame";
-}
-
-bool AppendToFile(std::wstring const& path, std::string_view bytes)
-{
-    AppendFile file;
-    unsigned long error = 0;
-    return file.Open(path, AppendFile::Start::Append) == 0 &&
-           file.Write(bytes.data(), bytes.size(), error) == bytes.size();
-}
-
-bool IsDirectory(std::wstring const& path)
-{
-    std::error_code error;
-    return std::filesystem::is_directory(std::string(path.begin(), path.end()), error);
 }
 
 } // namespace xc::win32

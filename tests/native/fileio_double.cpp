@@ -1,72 +1,198 @@
-// Whole files for the native build, by the C library and POSIX calls.
+// Files and folders of the native builds, over POSIX.
 #include "narrow_path.h"
-#include "win32/FileIo.h"
+#include "win32/AppendTurn.h"
+#include "win32/FileSystem.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace xc::win32 {
 
 namespace {
 
-unsigned long Error(bool failed) noexcept
+unsigned long Verdict(int result) noexcept
 {
-    return failed ? static_cast<unsigned long>(errno) : 0;
+    return result == 0 ? 0 : static_cast<unsigned long>(errno);
 }
 
-class NativeSteps final : public ReplaceSteps {
-public:
-    ~NativeSteps() override
-    {
-        if (m_file >= 0) ::close(m_file);
-    }
-    unsigned long Create(std::wstring const& target, std::wstring& temporary) override
-    {
-        for (wchar_t digit = L'0'; digit <= L'9' && m_file < 0; ++digit) {
-            temporary = target + digit + L".tmp";
-            m_file = ::open(Narrow(temporary).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
-        }
-        return Error(m_file < 0);
-    }
-    unsigned long Write(std::string_view bytes) override
-    {
-        return Error(::write(m_file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()));
-    }
-    unsigned long Flush() override { return 0; } // nobody pulls the plug of a test
-    unsigned long Close() override { return Error(::close(std::exchange(m_file, -1)) != 0); }
-    unsigned long Replace(std::wstring const& temporary, std::wstring const& target) override
-    {
-        return Error(std::rename(Narrow(temporary).c_str(), Narrow(target).c_str()) != 0);
-    }
-    void Remove(std::wstring const& temporary) noexcept override { std::remove(Narrow(temporary).c_str()); }
+int FlagsOf(FileMode const& mode) noexcept
+{
+    using Access = FileMode::Access;
+    using Start = FileMode::Start;
+    bool const appends = mode.access == Access::Append || mode.access == Access::AppendAndRead;
+    bool const both = mode.access == Access::ReadWrite || mode.access == Access::AppendAndRead;
+    int const access = both ? O_RDWR : mode.access == Access::Read ? O_RDONLY : O_WRONLY;
+    int const start = mode.start == Start::Existing    ? 0
+                      : mode.start == Start::CreateNew ? O_CREAT | O_EXCL
+                      : mode.start == Start::Truncate  ? O_CREAT | O_TRUNC
+                                                       : O_CREAT;
+    return access | start | (appends ? O_APPEND : 0);
+}
 
-private:
-    int m_file = -1;
-};
+int Descriptor(void* handle) noexcept
+{
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)) - 1; // null is none
+}
+
+std::string Current()
+{
+    char folder[4096];
+    return ::getcwd(folder, sizeof folder) ? folder : "";
+}
 
 } // namespace
 
-unsigned long ReadWholeFile(std::wstring const& path, std::string& bytes)
+std::wstring AbsoluteName(std::wstring const& name)
 {
-    int const file = ::open(Narrow(path).c_str(), O_RDONLY);
-    if (file < 0) return Error(true);
-    struct stat facts {};
-    ::fstat(file, &facts);
-    bytes.resize(static_cast<std::size_t>(facts.st_size));
-    ssize_t const read = ::read(file, bytes.data(), bytes.size());
-    unsigned long const error = Error(read < 0);
-    bytes.resize(read < 0 ? 0 : static_cast<std::size_t>(read));
-    ::close(file);
-    return error;
+    if (name.starts_with(L'/') || name.starts_with(L"C:\\")) return name;
+    std::string const folder = Current() + "/";
+    return std::wstring(folder.begin(), folder.end()) + name;
 }
 
-std::unique_ptr<ReplaceSteps> SystemReplaceSteps()
+unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
 {
-    return std::make_unique<NativeSteps>();
+    Close();
+    if (path.ForSystem()[0] == L'|') return EINVAL; // what stands for a path with U+0000
+    int const file = ::open(Narrow(path).c_str(), FlagsOf(mode), 0644);
+    if (file < 0) return static_cast<unsigned long>(errno);
+    m_handle = reinterpret_cast<void*>(std::intptr_t{file} + 1);
+    return 0;
 }
+
+unsigned long File::Close() noexcept
+{
+    void* const handle = Release();
+    return handle ? Verdict(::close(Descriptor(handle))) : 0;
+}
+
+std::size_t File::Read(void* to, std::size_t count, std::uint64_t position, unsigned long& error) noexcept
+{
+    ssize_t const done = ::pread(Descriptor(m_handle), to, count, static_cast<off_t>(position));
+    error = Verdict(done < 0 ? -1 : 0);
+    return done < 0 ? 0 : static_cast<std::size_t>(done);
+}
+
+std::size_t File::Write(std::string_view bytes, std::uint64_t position, unsigned long& error) noexcept
+{
+    ssize_t const done = ::pwrite(Descriptor(m_handle), bytes.data(), bytes.size(), static_cast<off_t>(position));
+    error = Verdict(done < 0 ? -1 : 0);
+    return done < 0 ? 0 : static_cast<std::size_t>(done);
+}
+
+std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
+{
+    ssize_t const done = ::write(Descriptor(m_handle), bytes.data(), bytes.size());
+    error = done < 0 ? static_cast<unsigned long>(errno) : static_cast<std::size_t>(done) < bytes.size() ? ENOSPC : 0;
+    return done < 0 ? 0 : static_cast<std::size_t>(done);
+}
+
+unsigned long File::Flush() noexcept
+{
+    return 0; // nobody pulls the plug of a test
+}
+
+std::uint64_t File::Size() const noexcept
+{
+    struct stat facts;
+    return m_handle && ::fstat(Descriptor(m_handle), &facts) == 0 ? static_cast<std::uint64_t>(facts.st_size) : 0;
+}
+
+unsigned long GetFacts(SystemPath const& path, FileFacts& facts) noexcept
+{
+    struct stat found;
+    std::tm t{};
+    if (::stat(Narrow(path).c_str(), &found) != 0) return static_cast<unsigned long>(errno);
+    ::localtime_r(&found.st_mtime, &t);
+    facts.attributes = found.st_mode;
+    facts.isFolder = S_ISDIR(found.st_mode);
+    facts.isReadOnly = (found.st_mode & S_IWUSR) == 0;
+    facts.size = facts.isFolder ? 0 : static_cast<std::uint64_t>(found.st_size);
+    facts.lastWriteDay = static_cast<std::uint32_t>((t.tm_year + 1900) * 10000 + (t.tm_mon + 1) * 100 + t.tm_mday);
+    return 0;
+}
+
+bool Exists(SystemPath const& path) noexcept
+{
+    return ::access(Narrow(path).c_str(), F_OK) == 0;
+}
+
+bool IsFolder(SystemPath const& path) noexcept
+{
+    FileFacts facts;
+    return GetFacts(path, facts) == 0 && facts.isFolder;
+}
+
+bool IsFile(SystemPath const& path) noexcept
+{
+    FileFacts facts;
+    return GetFacts(path, facts) == 0 && !facts.isFolder;
+}
+
+unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience& patience) noexcept
+{
+    ++patience.tries;
+    return Verdict(std::rename(Narrow(from).c_str(), Narrow(to).c_str()));
+}
+
+unsigned long RemoveFile(SystemPath const& path) noexcept
+{
+    return Verdict(::unlink(Narrow(path).c_str()));
+}
+
+unsigned long MakeFolder(SystemPath const& path)
+{
+    if (SystemPath const above = path.Folder(); !above.IsEmpty() && !IsFolder(above))
+        if (unsigned long const error = MakeFolder(above)) return error;
+    unsigned long const error = Verdict(::mkdir(Narrow(path).c_str(), 0755));
+    return IsFolder(path) ? 0 : error;
+}
+
+unsigned long CreateLike(SystemPath const& path, SystemPath const&, File& file)
+{
+    return file.Open(path, {.access = FileMode::Access::Write, .start = FileMode::Start::CreateNew});
+}
+
+void CopyAttributes(SystemPath const&, SystemPath const&) noexcept {}
+
+unsigned long ListFolder(SystemPath const& folder, std::wstring_view pattern, std::vector<FolderEntry>& entries)
+{
+    entries.clear();
+    DIR* const open = ::opendir(Narrow(folder).c_str());
+    if (!open) return static_cast<unsigned long>(errno);
+    std::string const wanted(pattern.begin(), pattern.end());
+    while (dirent const* const entry = ::readdir(open)) {
+        std::string const name = entry->d_name;
+        if (name == "." || name == ".." || ::fnmatch(wanted.c_str(), entry->d_name, 0) != 0) continue;
+        entries.push_back({std::wstring(name.begin(), name.end()), entry->d_type == DT_DIR});
+    }
+    ::closedir(open);
+    return 0;
+}
+
+SystemPath TempFolder()
+{
+    char const* const named = std::getenv("TMPDIR");
+    std::string const folder = named ? named : "/tmp";
+    return SystemPath(std::wstring(folder.begin(), folder.end()));
+}
+
+SystemPath WithLongNames(SystemPath const& path)
+{
+    return path;
+}
+
+// Appending is one step here: nobody has to take turns.
+void AppendTurn::Open(void*) noexcept {}
+void AppendTurn::Close() noexcept {}
+void AppendTurn::Take() noexcept {}
+void AppendTurn::Give() noexcept {}
 
 } // namespace xc::win32

@@ -2,10 +2,12 @@
 #include "win32/CaseTable.h"
 #include "win32/Clock.h"
 #include "win32/LastError.h"
+#include "win32/Module.h"
 #include "win32/Process.h"
 
 #include <cerrno>
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
@@ -28,6 +30,11 @@ void FillBy(wint_t (*map)(wint_t, locale_t), wchar_t (&table)[0x10000])
 }
 
 } // namespace
+
+void* ModuleAt(void const*) noexcept
+{
+    return nullptr;
+}
 
 void ReadUpperCase(wchar_t (&table)[0x10000])
 {
@@ -110,7 +117,7 @@ std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 
 std::wstring ModulePath(void*)
 {
-    return L"native";
+    return L"C:\\native"; // in the form that programs have where the library is used
 }
 
 void CallAtExit(void (*function)())
@@ -121,6 +128,11 @@ void CallAtExit(void (*function)())
 unsigned long ProcessId() noexcept
 {
     return static_cast<unsigned long>(::getpid());
+}
+
+bool IsProcessAlive(unsigned long id) noexcept
+{
+    return ::kill(static_cast<pid_t>(id), 0) == 0;
 }
 
 unsigned long ThreadId() noexcept

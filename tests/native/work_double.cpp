@@ -2,7 +2,10 @@
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCThread.h>
 
+#include "win32/Clock.h"
+#include "win32/MessageEvent.h"
 #include "win32/SlimLock.h"
+#include "win32/TimeWait.h"
 
 #include <chrono>
 #include <pthread.h>
@@ -41,6 +44,11 @@ void SlimSignal::WakeOne() noexcept
 void SlimSignal::WakeAll() noexcept
 {
     m_signal.notify_all();
+}
+
+bool IsShuttingDown() noexcept
+{
+    return false;
 }
 
 unsigned int ProcessorCount() noexcept
@@ -122,3 +130,68 @@ void XCThread::yield() noexcept
 {
     std::this_thread::yield();
 }
+
+namespace xc::win32 {
+
+namespace {
+
+/// A signal that stays until a wait has seen it.
+struct Sticky {
+    std::mutex lock;
+    std::condition_variable changed;
+    bool set = false;
+
+    void Set()
+    {
+        std::lock_guard const hold(lock);
+        set = true;
+        changed.notify_one();
+    }
+    void Wait(std::uint32_t timeoutMs)
+    {
+        std::unique_lock hold(lock);
+        auto const isSet = [this] { return set; };
+        if (timeoutMs == UINT32_MAX)
+            changed.wait(hold, isSet);
+        else
+            changed.wait_until(hold, std::chrono::system_clock::now() + std::chrono::milliseconds(timeoutMs), isSet);
+        set = false;
+    }
+};
+
+} // namespace
+
+MessageEvent::MessageEvent() : m_event(new Sticky) {}
+MessageEvent::~MessageEvent()
+{
+    delete static_cast<Sticky*>(m_event);
+}
+void MessageEvent::Set() noexcept
+{
+    static_cast<Sticky*>(m_event)->Set();
+}
+void MessageEvent::Wait(std::uint32_t timeoutMs) noexcept
+{
+    static_cast<Sticky*>(m_event)->Wait(timeoutMs);
+}
+
+std::uint64_t AwakeMs() noexcept
+{
+    return TickMs();
+}
+
+TimeWait::TimeWait() : m_event(new Sticky), m_timer(nullptr) {}
+TimeWait::~TimeWait()
+{
+    delete static_cast<Sticky*>(m_event);
+}
+void TimeWait::Wait(std::uint32_t awakeMs, std::int64_t) noexcept
+{
+    static_cast<Sticky*>(m_event)->Wait(awakeMs);
+}
+void TimeWait::Wake() noexcept
+{
+    static_cast<Sticky*>(m_event)->Set();
+}
+
+} // namespace xc::win32

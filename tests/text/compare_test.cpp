@@ -1,6 +1,7 @@
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCString.h>
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
@@ -158,6 +159,9 @@ void ExpectNumbers(std::vector<NumberRow<Value>> const& rows, Read read)
         EXPECT_EQ(read(XCString(row.text), &ok), row.value) << row.fault;
         EXPECT_EQ(ok, row.ok) << row.fault;
         EXPECT_EQ(read(XCString(row.text), nullptr), row.value) << row.fault;
+        if constexpr (std::is_floating_point_v<Value>) {
+            EXPECT_EQ(std::signbit(read(XCString(row.text), nullptr)), std::signbit(row.value)) << row.fault;
+        }
     }
 }
 
@@ -209,6 +213,10 @@ TEST(XCStringNumbers, Doubles)
                            {"exponent with a sign only", L"1e+", 1.0, false},
                            {"two points", L"1.2.3", 1.2, false},
                            {"two signs", L"+-5", 0.0, false},
+                           {"two minus signs, no digit read", L"--4", 0.0, false},
+                           {"blank after the sign", L"- 42", 0.0, false},
+                           {"sign alone", L"-", 0.0, false},
+                           {"negative zero", L"-0", -0.0, true},
                            {"point alone", L".", 0.0, false},
                            {"comma", L"1,5", 1.0, false},
                            {"trailing blank", L"1.5 ", 1.5, false},

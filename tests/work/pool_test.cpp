@@ -1,6 +1,8 @@
 // Tasks, groups, pools and serial queues: waits that nest, help, sleep or can never end; limits, stops, failures.
 #include <XelbrinCore/XCThreadPool.h>
 
+#include "work/gate.h"
+
 #include <atomic>
 #include <gtest/gtest.h>
 #include <random>
@@ -23,16 +25,6 @@ XCPoolOptions WithoutSpares()
     options.spareThreads = 0;
     return options;
 }
-
-/// Opened once; who passes before waits.
-class Gate {
-public:
-    void Open() { m_open.store(true), m_open.notify_all(); }
-    void Pass() const { m_open.wait(false); }
-
-private:
-    std::atomic<bool> m_open{false};
-};
 
 int Fibonacci(XCThreadPool& pool, int n)
 {
@@ -128,10 +120,10 @@ TEST(Pool, WaitsThatCannotEndAreNamed)
         auto const other = [&](int i) { return c.viaQueue ? queue->Submit([] {}).GetPtr() : tasks[1 - i].GetPtr(); };
         for (int i : {0, 1}) {
             tasks[i] = XCMakeTask([&, i] {
-                gate.Pass();
-                XCSmartPtr<XCTask> const target(other(i));
-                results[static_cast<std::size_t>(i)] = target->Wait();
-            }).GetPtr();
+                           gate.Pass();
+                           XCSmartPtr<XCTask> const target(other(i));
+                           results[static_cast<std::size_t>(i)] = target->Wait();
+                       }).GetPtr();
             tasks[i]->SetName(i == 0 ? L"first" : L"second");
         }
         for (auto const& task : tasks) pool->Add(task);
@@ -284,11 +276,13 @@ TEST(Pool, ParallelFor)
     Pool const pool = NewPool(2);
     for (std::size_t const grain : {0u, 1u, 7u, 5000u}) {
         std::vector<std::atomic<int>> calls(3000);
-        pool->ParallelFor(5, 3000, [&](std::size_t i) { ++calls[i]; }, grain);
+        pool->ParallelFor(
+            5, 3000, [&](std::size_t i) { ++calls[i]; }, grain);
         for (std::size_t i = 0; i < calls.size(); ++i) ASSERT_EQ(calls[i], i >= 5 ? 1 : 0) << i;
     }
     std::atomic<int> calls{0};
-    EXPECT_THROW(pool->ParallelFor(0, 1000000, [&](std::size_t) { ++calls, throw std::runtime_error("no"); }, 10),
+    EXPECT_THROW(pool->ParallelFor(
+                     0, 1000000, [&](std::size_t) { ++calls, throw std::runtime_error("no"); }, 10),
                  XCException);
     EXPECT_LE(calls, 3);
 }

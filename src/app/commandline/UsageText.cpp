@@ -1,3 +1,7 @@
+// The option lines of a usage screen: names in a column of 20 units, descriptions wrapped at 54.
+//
+// A description is cut into pieces, each up to the last blank within the width, so that words stay whole; a word that is
+// longer than a line is cut. Pieces are views, padded while they are appended: linear in the text.
 #include "app/commandline/UsageText.h"
 
 #include <algorithm>

@@ -1,3 +1,9 @@
+// The arguments of a process: cut, classified and looked up.
+//
+// A command line is a few arguments that are asked a few times, so lookups walk the vector: no table would pay for
+// itself. An object made from the vector of the process refers to it. One made from a string, and every copy, keeps the
+// texts in one block with pointers into it (Storage), which are set when the block has its final place.
+// Invariant: m_argValues points at the caller's vector or into m_storage, never into another object.
 #include <XelbrinCore/XCCommandLine.h>
 
 #include "app/commandline/CommandLineTokens.h"

@@ -1,11 +1,18 @@
-// The parts of a configuration file: locking, lines and sections.
-#include <XelbrinCore/XCConfig.h>
-
+// The parts of a configuration file: locking, comments, lines and sections.
+//
+// A section of more than eight lines gets an index (NameIndex) at its first lookup; added and deleted lines keep it
+// right, a renamed line discards it. Invariant: an index that exists knows the first line of each key. Locks go up the
+// chain of owners to the file. Copies are made before the lock of the target is taken: two locks are never held at
+// once, so that two threads that assign crosswise cannot wait for each other.
+#include "app/config/ConfigData.h"
 #include "app/config/ConfigReader.h"
-#include "text/NameIndex.h"
 #include "text/NumberText.h"
 
-XCConfigI::~XCConfigI() = default;
+using xc::config::Access;
+using xc::config::LazyComments;
+using xc::config::LazyText;
+using xc::config::LineData;
+using xc::config::SectionData;
 
 // Locking -------------------------------------------------------------------------------------------------------
 
@@ -84,52 +91,60 @@ XCConfigComments const& xc::config::LazyComments::AsList() const
 
 // Lines ---------------------------------------------------------------------------------------------------------
 
-XCConfigLine::XCConfigLine(XCString key, XCString value) : m_key(std::move(key)), m_value(std::move(value)) {}
+XCConfigLine::XCConfigLine(XCString key, XCString value)
+{
+    ::new (static_cast<void*>(m_data)) LineData{nullptr, {}, LazyText(std::move(key)), LazyText(std::move(value))};
+}
 
 XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
 {
     XCConfigLock const lock(other);
-    m_comments = xc::config::LazyComments(other.m_comments);
-    m_key = xc::config::LazyText(other.m_key);
-    m_value = xc::config::LazyText(other.m_value);
+    LineData const& from = Access::Of(other);
+    ::new (static_cast<void*>(m_data))
+        LineData{nullptr, LazyComments(from.comments), LazyText(from.key), LazyText(from.value)};
 }
 
 XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
 {
-    XCConfigLine copy(other); // two locks are never held at once
+    XCConfigLine copy(other);
     XCConfigLock const lock(*this);
-    m_comments = std::move(copy.m_comments);
-    m_key = std::move(copy.m_key);
-    m_value = std::move(copy.m_value);
-    if (m_section) m_section->ForgetIndex();
+    LineData& to = Access::Of(*this);
+    LineData& from = Access::Of(copy);
+    to.comments = std::move(from.comments);
+    to.key = std::move(from.key);
+    to.value = std::move(from.value);
+    xc::config::ForgetIndex(to.section);
     return *this;
 }
 
-XCConfigLine::~XCConfigLine() = default;
+XCConfigLine::~XCConfigLine()
+{
+    std::destroy_at(&Access::Of(*this));
+}
 
 XCString XCConfigLine::GetKey() const
 {
     XCConfigLock const lock(*this);
-    return m_key.AsString();
+    return Access::Of(*this).key.AsString();
 }
 
 void XCConfigLine::SetKey(XCString const& key)
 {
     XCConfigLock const lock(*this);
-    m_key = xc::config::LazyText(key);
-    if (m_section) m_section->ForgetIndex();
+    Access::Of(*this).key = LazyText(key);
+    xc::config::ForgetIndex(Access::Of(*this).section);
 }
 
 XCString XCConfigLine::GetValue() const
 {
     XCConfigLock const lock(*this);
-    return m_value.AsString();
+    return Access::Of(*this).value.AsString();
 }
 
 void XCConfigLine::SetValue(XCString const& value)
 {
     XCConfigLock const lock(*this);
-    m_value = xc::config::LazyText(value);
+    Access::Of(*this).value = LazyText(value);
 }
 
 void XCConfigLine::SetValue(long value)
@@ -155,13 +170,13 @@ double XCConfigLine::GetValueAsDouble() const
 XCConfigComments& XCConfigLine::GetComments()
 {
     XCConfigLock const lock(*this);
-    return m_comments.Edit();
+    return Access::Of(*this).comments.Edit();
 }
 
 XCConfigComments const& XCConfigLine::GetComments() const
 {
     XCConfigLock const lock(*this);
-    return m_comments.AsList();
+    return Access::Of(*this).comments.AsList();
 }
 
 void XCConfigLine::Clear()
@@ -171,101 +186,119 @@ void XCConfigLine::Clear()
 
 // Sections ------------------------------------------------------------------------------------------------------
 
+namespace xc::config {
+
 namespace {
 
 constexpr std::size_t kShortSection = 8; // lines that are looked through faster than hashed
 
 } // namespace
 
-struct XCConfigSection::Index {
-    static std::wstring_view NameOf(XCConfigLine const& line) noexcept { return line.m_key.View(); }
-    xc::text::NameIndex<iterator, NameOf> table;
+struct LineIndex {
+    text::NameIndex<Lines::iterator, KeyOf> table;
 };
 
-XCConfigSection::XCConfigSection(XCString name, std::pmr::memory_resource* memory)
-    : m_name(std::move(name)), m_lines(memory)
+SectionData::SectionData(std::pmr::memory_resource* memory) : lines(memory) {}
+SectionData::~SectionData() = default;
+
+XCConfigLine& AppendLine(XCConfigSection& section)
 {
+    XCConfigLine& line = Access::Of(section).lines.emplace_back();
+    line.SetOwner(&section);
+    Access::Of(line).section = &section;
+    return line;
 }
 
-XCConfigSection::XCConfigSection(XCConfigSection const& other)
-    : XCConfigSection(other, std::pmr::get_default_resource())
+Lines::iterator FindLine(XCConfigSection& section, std::wstring_view key)
 {
+    SectionData& data = Access::Of(section);
+    Lines& lines = data.lines;
+    if (!data.index && lines.size() > kShortSection)
+        data.index.reset(new LineIndex{{lines.begin(), lines.end(), lines.size()}});
+    return data.index ? data.index->table.Find(key) : FindAmongFew(lines.begin(), lines.end(), key, KeyOf);
 }
 
-XCConfigSection::XCConfigSection(XCConfigSection const& other, std::pmr::memory_resource* memory)
-    : XCConfigSection(XCString(), memory)
+void ForgetIndex(XCConfigSection* section) noexcept
+{
+    if (section) Access::Of(*section).index.reset();
+}
+
+} // namespace xc::config
+
+XCConfigSection::XCConfigSection(xc::config::FileMemory const& memory)
+{
+    ::new (static_cast<void*>(m_data)) SectionData(memory.resource);
+}
+
+XCConfigSection::XCConfigSection(XCString name)
+    : XCConfigSection(xc::config::FileMemory{std::pmr::get_default_resource()})
+{
+    Access::Of(*this).name = LazyText(std::move(name));
+}
+
+XCConfigSection::XCConfigSection(XCConfigSection const& other) : XCConfigSection(XCString())
 {
     XCConfigLock const lock(other);
-    m_comments = xc::config::LazyComments(other.m_comments);
-    m_name = xc::config::LazyText(other.m_name);
-    for (XCConfigLine const& line : other.m_lines) AddLine(line);
+    SectionData const& from = Access::Of(other);
+    SectionData& to = Access::Of(*this);
+    to.comments = LazyComments(from.comments);
+    to.name = LazyText(from.name);
+    for (XCConfigLine const& line : from.lines) AddLine(line);
 }
 
 XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
 {
     XCConfigSection copy(other);
     XCConfigLock const lock(*this);
-    m_comments = std::move(copy.m_comments);
-    SetName(copy.m_name.AsString());
-    Lines const old = std::exchange(m_lines, Lines(m_lines.get_allocator()));
-    ForgetIndex();
-    for (XCConfigLine const& line : copy.m_lines) AddLine(line);
+    SectionData& to = Access::Of(*this);
+    to.comments = std::move(Access::Of(copy).comments);
+    SetName(Access::Of(copy).name.AsString());
+    xc::config::Lines const old = std::exchange(to.lines, xc::config::Lines(to.lines.get_allocator()));
+    xc::config::ForgetIndex(this);
+    for (XCConfigLine const& line : Access::Of(copy).lines) AddLine(line);
     return *this;
 }
 
-XCConfigSection::~XCConfigSection() = default;
+XCConfigSection::~XCConfigSection()
+{
+    std::destroy_at(&Access::Of(*this));
+}
 
 XCString XCConfigSection::GetName() const
 {
     XCConfigLock const lock(*this);
-    return m_name.AsString();
+    return Access::Of(*this).name.AsString();
+}
+
+void XCConfigSection::SetName(XCString const& name)
+{
+    XCConfigLock const lock(*this);
+    Access::Of(*this).name = LazyText(name);
+    xc::config::ForgetIndex(Access::Of(*this).file);
 }
 
 XCConfigComments& XCConfigSection::GetComments()
 {
     XCConfigLock const lock(*this);
-    return m_comments.Edit();
+    return Access::Of(*this).comments.Edit();
 }
 
 XCConfigComments const& XCConfigSection::GetComments() const
 {
     XCConfigLock const lock(*this);
-    return m_comments.AsList();
+    return Access::Of(*this).comments.AsList();
 }
 
-XCConfigSection::iterator XCConfigSection::Find(std::wstring_view key)
-{
-    if (!m_index && m_lines.size() > kShortSection)
-        m_index.reset(new Index{{m_lines.begin(), m_lines.end(), m_lines.size()}});
-    if (m_index) return m_index->table.Find(key);
-    auto const isThis = [&](XCConfigLine const& line) { return xc::text::IsSameNameFolded(line.m_key.View(), key); };
-    return std::find_if(m_lines.begin(), m_lines.end(), isThis);
-}
-
-XCConfigLine* XCConfigSection::FindLine(XCString const& key)
+XCConfigLine* XCConfigSection::FindLine(std::wstring_view key)
 {
     XCConfigLock const lock(*this);
-    iterator const found = Find(key);
-    return found == m_lines.end() ? nullptr : &*found;
+    iterator const found = xc::config::FindLine(*this, key);
+    return found == GetLinesEnd() ? nullptr : &*found;
 }
 
-XCConfigLine const* XCConfigSection::FindLine(XCString const& key) const
+XCConfigLine const* XCConfigSection::FindLine(std::wstring_view key) const
 {
     return const_cast<XCConfigSection*>(this)->FindLine(key); // the index changes under the lock only
-}
-
-void XCConfigSection::ForgetIndex() noexcept
-{
-    m_index.reset();
-}
-
-/// A line at the end, not yet in the index.
-XCConfigLine& XCConfigSection::Append()
-{
-    XCConfigLine& line = m_lines.emplace_back();
-    line.SetOwner(this);
-    line.m_section = this;
-    return line;
 }
 
 XCConfigLine& XCConfigSection::AddLine(XCString const& key, XCString const& value)
@@ -277,42 +310,67 @@ XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
 {
     XCConfigLine copy(line);
     XCConfigLock const lock(*this);
-    std::unique_ptr<Index> index = std::move(m_index); // lost when adding fails: the next lookup makes a new one
-    XCConfigLine& added = Append();
-    added.m_comments = std::move(copy.m_comments);
-    added.m_key = std::move(copy.m_key);
-    added.m_value = std::move(copy.m_value);
-    if (index) index->table.Add(std::prev(m_lines.end()));
-    m_index = std::move(index);
+    SectionData& data = Access::Of(*this);
+    auto index = std::move(data.index); // lost when adding fails: the next lookup makes a new one
+    XCConfigLine& added = xc::config::AppendLine(*this);
+    LineData& to = Access::Of(added);
+    LineData& from = Access::Of(copy);
+    to.comments = std::move(from.comments);
+    to.key = std::move(from.key);
+    to.value = std::move(from.value);
+    if (index) index->table.Add(std::prev(data.lines.end()));
+    data.index = std::move(index);
     return added;
 }
 
 XCConfigSection::iterator XCConfigSection::DeleteLine(iterator where)
 {
     XCConfigLock const lock(*this);
-    if (where == m_lines.end()) return where;
-    if (m_index) m_index->table.Remove(where);
-    return m_lines.erase(where);
+    SectionData& data = Access::Of(*this);
+    if (where == data.lines.end()) return where;
+    if (data.index) data.index->table.Remove(where);
+    return data.lines.erase(where);
 }
 
-XCConfigSection::iterator XCConfigSection::DeleteLine(XCString const& key, iterator from)
+XCConfigSection::iterator XCConfigSection::DeleteLine(std::wstring_view key, iterator from)
 {
     XCConfigLock const lock(*this);
-    auto const isThis = [&](XCConfigLine const& line) { return xc::text::IsSameNameFolded(line.m_key.View(), key); };
-    return DeleteLine(from == m_lines.begin() ? Find(key) : std::find_if(from, m_lines.end(), isThis));
+    bool const isAll = from == GetLinesBegin();
+    return DeleteLine(isAll ? xc::config::FindLine(*this, key)
+                            : xc::config::FindAmongFew(from, GetLinesEnd(), key, xc::config::KeyOf));
 }
 
 void XCConfigSection::Clear()
 {
     XCConfigLock const lock(*this);
-    ForgetIndex();
-    m_lines.clear();
-    m_comments = {};
+    xc::config::ForgetIndex(this);
+    Access::Of(*this).lines.clear();
+    Access::Of(*this).comments = {};
     SetName(XCString());
 }
 
 std::size_t XCConfigSection::GetSize() const
 {
     XCConfigLock const lock(*this);
-    return m_lines.size();
+    return Access::Of(*this).lines.size();
+}
+
+XCConfigSection::iterator XCConfigSection::GetLinesBegin() noexcept
+{
+    return Access::Of(*this).lines.begin();
+}
+
+XCConfigSection::iterator XCConfigSection::GetLinesEnd() noexcept
+{
+    return Access::Of(*this).lines.end();
+}
+
+XCConfigSection::const_iterator XCConfigSection::GetLinesBegin() const noexcept
+{
+    return Access::Of(*this).lines.begin();
+}
+
+XCConfigSection::const_iterator XCConfigSection::GetLinesEnd() const noexcept
+{
+    return Access::Of(*this).lines.end();
 }

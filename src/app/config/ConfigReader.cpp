@@ -1,3 +1,11 @@
+// The text of a configuration file, cut into sections, lines and comments.
+//
+// The reader walks the text once and never goes back more than to the start of a line: comments in front of a part,
+// then a header or a line. What it delivers are views into the text. Only a value with carriage returns inside is
+// copied, because these must go. Search for the end of a line, a key or a name is done by the vector kernels
+// (text/Kernels.h), so that most units are looked at in groups. Cost: linear in the text, hostile text included.
+// Invariant: m_pos stands at the start of a comment, a header, a key or the end; whatever stands before it has been
+// delivered. A fault throws with the place of the part that it opens, and all parts before it stay delivered.
 #include "app/config/ConfigReader.h"
 
 #include "text/Kernels.h"
@@ -14,10 +22,6 @@ constexpr wchar_t kNoHeader[] = L"expecting a '[' at the beginning of a section"
 constexpr wchar_t kNameCut[] = L"unexpected EOF while parsing a section name";
 constexpr wchar_t kAfterHeader[] = L"unexpected character after the closing ']' of a section name";
 
-constexpr auto kBlank = [](wchar_t unit) { return text::IsBlank(unit); };
-constexpr auto kBlankOrReturn = [](wchar_t unit) { return text::IsBlank(unit) || unit == L'\r'; };
-constexpr auto kSpace = [](wchar_t unit) { return text::IsSpace(unit); };
-
 template <class Predicate>
 std::wstring_view WithoutTrailing(std::wstring_view text, Predicate drop) noexcept
 {
@@ -31,10 +35,6 @@ std::wstring_view WithoutLeading(std::wstring_view text, Predicate drop) noexcep
     while (!text.empty() && drop(text.front())) text.remove_prefix(1);
     return text;
 }
-
-} // namespace
-
-namespace {
 
 /// Takes the rest of the line, its line feed included, off the front; delivers it without the returns and the feed.
 std::wstring_view TakeLine(std::wstring_view& text) noexcept

@@ -1,11 +1,18 @@
 // ConfigReader.h - reads the text of a configuration file part by part.
 #pragma once
 
+#include "text/Units.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace xc::config {
+
+// The units that the reader drops: after values, before parts, around keys and before values.
+inline constexpr auto kBlank = [](wchar_t unit) { return text::IsBlank(unit); };
+inline constexpr auto kBlankOrReturn = [](wchar_t unit) { return text::IsBlank(unit) || unit == L'\r'; };
+inline constexpr auto kSpace = [](wchar_t unit) { return text::IsSpace(unit); };
 
 /// A rule of the format is broken.
 struct ConfigSyntaxError {

@@ -1,52 +1,83 @@
-// Saving a configuration file.
-#include <XelbrinCore/XCConfig.h>
-
+// Saving a configuration file: the whole text is made in memory, then put in the place of the old file in one step.
+//
+// Invariant: what Save reports as saved is read back as the same sections, lines and comments. The format has no way to
+// quote, so a text that its reader would cut, trim or take for something else cannot be written; it is refused with
+// its place and the reason, and the file on disk stays. The rules below are those of ConfigReader, turned around. They
+// are asked for texts that were set since the file was read: a text that still is a part of the file (LazyText) was
+// cut by these very rules. Text in the ANSI code page has no mark, so the finished bytes are read once more.
+// Units are collected in a buffer that the caches hold and converted one buffer at a time, so that a file is never
+// held twice in full. Cost: one pass over the text; no allocation for a line that was not changed.
+#include "app/config/ConfigData.h"
 #include "app/config/ConfigErrors.h"
 #include "app/config/ConfigReader.h"
 #include "encoding/EncodedText.h"
 #include "text/Units.h"
 #include "win32/FileIo.h"
+#include "win32/SystemPath.h"
 
 #include <algorithm>
 
-using xc::config::LazyComments;
-using xc::config::LazyText;
+namespace xc::config {
 
 namespace {
 
-// What came from the file reads back as it is; only what was set since needs a look.
+// Each answers null, or the reason why a text would not be read back as it is. What came from the file reads back; only
+// what was set since needs a look.
 
-bool AreSingleLines(LazyComments const& comments)
+bool Has(std::wstring_view text, wchar_t unit) noexcept
 {
-    if (!comments.Part().empty()) return true;
-    XCConfigComments const& list = comments.AsList();
-    return std::none_of(list.begin(), list.end(),
-                        [](XCString const& text) { return text.Find(L'\n') != XCString::npos; });
+    return text.find(unit) != std::wstring_view::npos;
 }
 
-bool HasNo(LazyText const& text, wchar_t unit)
+wchar_t const* WhyNotComments(LazyComments const& comments)
 {
-    return text.IsPart() || text.AsString().Find(unit) == XCString::npos;
+    if (!comments.Part().empty()) return nullptr;
+    for (XCString const& text : comments.AsList()) {
+        if (Has(text, L'\n')) return L"a comment holds a line feed";
+        if (text.View().ends_with(L'\r')) return L"a comment ends in a carriage return, which is lost";
+    }
+    return nullptr;
 }
 
-bool IsSingleLine(LazyText const& value)
+wchar_t const* WhyNotName(LazyText const& name) noexcept
 {
-    return HasNo(value, L'\n') && HasNo(value, L'\r');
+    return !name.IsPart() && Has(name.View(), L']') ? L"the name of the section holds a ]" : nullptr;
 }
 
-/// Whether a reader would take the line for a comment, a section or a blank line.
-bool BeginsOtherwise(LazyText const& key) noexcept
+wchar_t const* WhyNotKey(LazyText const& key) noexcept
 {
-    if (key.IsPart()) return false;
     std::wstring_view const text = key.View();
-    auto const first = std::find_if_not(text.begin(), text.end(),
-                                        [](wchar_t unit) { return xc::text::IsBlank(unit) || unit == L'\r'; });
-    return first != text.end() && (*first == L';' || *first == L'[' || *first == L'\n');
+    if (key.IsPart() || text.empty()) return nullptr;
+    if (Has(text, L'=')) return L"the key holds a =";
+    if (kBlankOrReturn(text.front()) || kSpace(text.back())) return L"the key has white space at an end, which is lost";
+    if (Has(L";[\n", text.front())) return L"the key begins like a comment, a section or a blank line";
+    return nullptr;
+}
+
+wchar_t const* WhyNotValue(LazyText const& value) noexcept
+{
+    std::wstring_view const text = value.View();
+    if (value.IsPart() || text.empty()) return nullptr;
+    if (Has(text, L'\n') || Has(text, L'\r')) return L"the value holds a line end";
+    if (kSpace(text.front()) || kBlank(text.back())) return L"the value has white space at an end, which is lost";
+    return nullptr;
+}
+
+wchar_t const* FirstOf(wchar_t const* a, wchar_t const* b) noexcept
+{
+    return a ? a : b;
+}
+
+/// Without a byte order mark the next reader takes bytes of the ANSI code page for UTF-8 where they could be that.
+bool ReadsAsOtherText(std::string const& bytes)
+{
+    XCTextEncoding found{};
+    std::optional<xc::encoding::UnitBuffer> const text = xc::encoding::DecodeText(bytes, found);
+    std::string again;
+    return !text || xc::encoding::AppendEncoded(again, text->View(), XCTextEncoding::Ansi).Bad() || again != bytes;
 }
 
 } // namespace
-
-namespace xc::config {
 
 /// Writes the text of a file as bytes, some lines at a time.
 class ConfigWriter {
@@ -115,42 +146,62 @@ private:
     XCErrorID m_result;
 };
 
-} // namespace xc::config
+namespace {
 
-XCErrorID XCConfigFile::WriteText(xc::config::ConfigWriter& writer) const
+XCErrorID WriteSection(ConfigWriter& writer, SectionData const& section)
 {
-    for (XCConfigSection const& section : m_sections) {
-        if (!HasNo(section.m_name, L']') || !AreSingleLines(section.m_comments))
-            return xc::config::WouldNotReadBack(section.GetName(), XCString());
-        writer.PutComments(section.m_comments);
-        writer.PutLine(L"[", section.m_name.View(), L"]", {});
-        for (XCConfigLine const& line : section.m_lines) {
-            if (!HasNo(line.m_key, L'=') || !IsSingleLine(line.m_value) || BeginsOtherwise(line.m_key) ||
-                !AreSingleLines(line.m_comments))
-                return xc::config::WouldNotReadBack(section.GetName(), line.GetKey());
-            writer.PutComments(line.m_comments);
-            writer.PutLine({}, line.m_key.View(), L"=", line.m_value.View());
-        }
+    if (auto const* const why = FirstOf(WhyNotName(section.name), WhyNotComments(section.comments)))
+        return WouldNotReadBack(section.name.AsString(), XCString(), why);
+    writer.PutComments(section.comments);
+    writer.PutLine(L"[", section.name.View(), L"]", {});
+    for (XCConfigLine const& part : section.lines) {
+        LineData const& line = Access::Of(part);
+        if (auto const* const why =
+                FirstOf(FirstOf(WhyNotKey(line.key), WhyNotValue(line.value)), WhyNotComments(line.comments)))
+            return WouldNotReadBack(section.name.AsString(), line.key.AsString(), why);
+        writer.PutComments(line.comments);
+        writer.PutLine({}, line.key.View(), L"=", line.value.View());
     }
-    if (!AreSingleLines(m_endComments)) return xc::config::WouldNotReadBack(XCString(), XCString());
-    writer.PutComments(m_endComments);
     return XCErrorID::Success;
 }
 
+XCErrorID WriteText(ConfigWriter& writer, FileData const& file)
+{
+    for (XCConfigSection const& section : file.sections)
+        if (XCErrorID const fault = WriteSection(writer, Access::Of(section)); fault.Bad()) return fault;
+    if (auto const* const why = WhyNotComments(file.endComments)) return WouldNotReadBack(XCString(), XCString(), why);
+    writer.PutComments(file.endComments);
+    return XCErrorID::Success;
+}
+
+/// Writes the file to `path`, which messages call `fileName`.
+XCErrorID SaveAs(XCConfigFile const& file, XCString const& path, XCString const& fileName)
+{
+    constexpr std::size_t kRoomForEdits = 4096;
+    XCConfigLock const lock(file);
+    FileData const& data = Access::Of(file);
+    if (data.partlyRead) return PartlyRead(data.fileName);
+    ConfigWriter writer(data.encoding, data.crlf, data.textLength + kRoomForEdits);
+    if (XCErrorID const fault = WriteText(writer, data); fault.Bad()) return fault;
+    std::string bytes;
+    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
+    if (data.encoding == XCTextEncoding::Ansi && ReadsAsOtherText(bytes))
+        return WouldNotReadBack(XCString(), XCString(), L"these bytes would be read as UTF-8");
+    unsigned long const error =
+        win32::ReplaceFileContents(win32::SystemPath(path.View()), bytes, *win32::SystemReplaceSteps());
+    return error == 0 ? XCErrorID::Success : CannotWrite(fileName, error);
+}
+
+} // namespace
+
+} // namespace xc::config
+
 XCErrorID XCConfigFile::Save() const
 {
-    return Save2(m_fileName);
+    return xc::config::SaveAs(*this, m_data->path, m_data->fileName);
 }
 
 XCErrorID XCConfigFile::Save2(XCString const& fileName) const
 {
-    constexpr std::size_t kRoomForEdits = 4096;
-    XCConfigLock const lock(*this);
-    if (m_partlyRead) return xc::config::PartlyRead(m_fileName);
-    xc::config::ConfigWriter writer(m_encoding, m_crlf, m_textLength + kRoomForEdits);
-    if (XCErrorID const fault = WriteText(writer); fault.Bad()) return fault;
-    std::string bytes;
-    if (XCErrorID const fault = writer.Finish(bytes); fault.Bad()) return fault;
-    unsigned long const error = xc::win32::ReplaceFileContents(fileName, bytes, *xc::win32::SystemReplaceSteps());
-    return error == 0 ? XCErrorID::Success : xc::config::CannotWrite(fileName, error);
+    return xc::config::SaveAs(*this, fileName, fileName);
 }

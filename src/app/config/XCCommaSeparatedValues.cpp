@@ -1,4 +1,4 @@
-#include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCCommaSeparatedValues.h>
 
 #include "text/NumberText.h"
 #include "text/Units.h"
@@ -67,7 +67,7 @@ XCString XCCommaSeparatedValues::Get(bool* ok)
     XCString value;
     if (rest.starts_with(L'"')) value = TakeQuoted(rest);
     std::wstring_view const plain = rest.substr(0, rest.find(L','));
-    value.Append(WithoutSpaceAround(plain)); // behind a closing quote nothing should stand; what does is kept
+    value.Append(WithoutSpaceAround(plain)); // nothing should stand after a closing quote; text that does is kept
     rest.remove_prefix(plain.size());
     m_pos = m_packed.Length() - rest.size() + 1;
     return value;

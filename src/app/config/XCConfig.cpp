@@ -15,12 +15,12 @@ try {
     return xc::config::MalformedFile(fault.GetFileName(), fault.What(), fault.GetLine());
 }
 
-XCString XCConfig::GetString(XCString const& section, XCString const& key, XCString const& defaultValue) const
+XCString XCConfig::GetString(std::wstring_view section, std::wstring_view key, std::wstring_view defaultValue) const
 {
-    return m_file.IsNull() ? defaultValue : m_file->GetString(section, key, defaultValue);
+    return m_file.IsNull() ? XCString(defaultValue) : m_file->GetString(section, key, defaultValue);
 }
 
-long XCConfig::GetLong(XCString const& section, XCString const& key, long defaultValue) const
+long XCConfig::GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const
 {
     return m_file.IsNull() ? defaultValue : m_file->GetLong(section, key, defaultValue);
 }

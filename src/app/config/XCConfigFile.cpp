@@ -1,12 +1,24 @@
-#include <XelbrinCore/XCConfig.h>
-
+// A configuration file in memory: reading, lookups, sections, and the lock of the whole.
+//
+// The text of the file is decoded once and kept; the reader (ConfigReader) cuts it into parts, which stay views
+// (ConfigData.h). Invariant: sections, their lines and the end comments change under the lock of the file only, and so
+// do the indices that lookups make. Reading empties the file first: text that the old parts show must not go before
+// them. A read that fails half-way leaves what stood before the fault and a mark that Save refuses.
+#include "app/config/ConfigData.h"
 #include "app/config/ConfigErrors.h"
 #include "app/config/ConfigReader.h"
-#include "app/config/NodePool.h"
 #include "encoding/EncodedText.h"
-#include "text/NameIndex.h"
 #include "text/NumberText.h"
 #include "win32/FileIo.h"
+#include "win32/SystemPath.h"
+
+#include <cstring>
+
+using xc::config::Access;
+using xc::config::FileData;
+using xc::config::LazyComments;
+using xc::config::LazyText;
+using xc::config::LineData;
 
 XCConfigStreamException::XCConfigStreamException(XCString const& message, XCString const& fileName, std::size_t line,
                                                  std::size_t column)
@@ -15,8 +27,9 @@ XCConfigStreamException::XCConfigStreamException(XCString const& message, XCStri
 }
 XCConfigStreamException::~XCConfigStreamException() = default;
 
-using xc::config::LazyComments;
-using xc::config::LazyText;
+XCConfigI::~XCConfigI() = default;
+
+namespace xc::config {
 
 namespace {
 
@@ -25,15 +38,121 @@ constexpr wchar_t kMalformed[] = L"malformed text in a configuration file";
 
 } // namespace
 
-struct XCConfigFile::Index {
-    static std::wstring_view NameOf(XCConfigSection const& section) noexcept { return section.m_name.View(); }
-    xc::text::NameIndex<iterator, NameOf> table;
+struct SectionIndex {
+    text::NameIndex<Sections::iterator, NameOf> table;
 };
 
-XCConfigFile::XCConfigFile(XCString fileName)
-    : m_fileName(std::move(fileName)), m_memory(new xc::config::NodePool), m_sections(m_memory.get())
+FileData::FileData(XCString name)
+    : fileName(std::move(name)), path(win32::SystemPath(fileName.View()).Text()), sections(&memory)
 {
 }
+FileData::~FileData() = default;
+
+Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name)
+{
+    FileData& data = Access::Of(file);
+    Sections& sections = data.sections;
+    if (!data.index && sections.size() > kFewSections)
+        data.index.reset(new SectionIndex{{sections.begin(), sections.end(), sections.size()}});
+    return data.index ? data.index->table.Find(name) : FindAmongFew(sections.begin(), sections.end(), name, NameOf);
+}
+
+void ForgetIndex(XCConfigFile* file) noexcept
+{
+    if (file) Access::Of(*file).index.reset();
+}
+
+namespace {
+
+/// A new section at the end of the list, not yet in the index.
+XCConfigSection& AppendSection(XCConfigFile& file)
+{
+    FileData& data = Access::Of(file);
+    XCConfigSection& section = data.sections.emplace_back(FileMemory{&data.memory});
+    section.SetOwner(&file);
+    Access::Of(section).file = &file;
+    return section;
+}
+
+void Empty(XCConfigFile& file) noexcept
+{
+    FileData& data = Access::Of(file);
+    data.index.reset();
+    data.sections.clear();
+    data.endComments = {};
+    data.text.reset();
+    data.textLength = 0;
+}
+
+/// Makes the sections and lines of the text, which lives as long as they do.
+void ReadParts(XCConfigFile& file, ConfigReader& reader)
+{
+    using Part = ConfigReader::Part;
+    FileData& data = Access::Of(file);
+    XCConfigSection* section = nullptr;
+    for (Part part = reader.Next(); part != Part::End; part = reader.Next()) {
+        if (part == Part::Section) {
+            section = &AppendSection(file);
+            Access::Of(*section).comments = LazyComments(reader.Comments());
+            Access::Of(*section).name = LazyText(reader.Name());
+        } else {
+            LineData& line = Access::Of(AppendLine(*section));
+            line.comments = LazyComments(reader.Comments());
+            line.key = LazyText(reader.Name());
+            line.value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
+        }
+    }
+    data.endComments = LazyComments(reader.Comments());
+    data.crlf = reader.EndsInCrLf();
+}
+
+/// Replaces the content by that of the text, `length` units, which the file takes over.
+void ReadText(XCConfigFile& file, std::unique_ptr<wchar_t[]> text, std::size_t length)
+{
+    FileData& data = Access::Of(file);
+    Empty(file);
+    data.partlyRead = true;
+    data.text = std::move(text);
+    data.textLength = length;
+    std::wstring_view const view(data.text.get(), length);
+    ConfigReader reader(view);
+    try {
+        ReadParts(file, reader);
+    } catch (ConfigSyntaxError const& error) {
+        LineAndColumn const place = Locate(view, error.position);
+        throw XCConfigStreamException(error.message, data.fileName, place.line, place.column);
+    }
+    data.partlyRead = false;
+}
+
+void ReadBytes(XCConfigFile& file, std::string const& bytes)
+{
+    FileData& data = Access::Of(file);
+    if (std::optional<encoding::UnitBuffer> text = encoding::DecodeText(bytes, data.encoding)) {
+        std::size_t const length = text->View().size();
+        return ReadText(file, text->Release(), length);
+    }
+    Empty(file);
+    data.partlyRead = true;
+    encoding::UnitBuffer const readable = encoding::DecodeStart(bytes, data.encoding);
+    LineAndColumn const place = Locate(readable.View(), readable.View().size());
+    throw XCConfigStreamException(kMalformed, data.fileName, place.line, place.column);
+}
+
+/// Whether the calling thread holds the lock.
+bool IsLockedByCaller(FileData& data) noexcept
+{
+    if (!data.lock.TryLock()) return false; // another thread holds it
+    bool const locked = data.lockDepth > 0;
+    data.lock.Unlock();
+    return locked;
+}
+
+} // namespace
+
+} // namespace xc::config
+
+XCConfigFile::XCConfigFile(XCString fileName) : m_data(new FileData(std::move(fileName))) {}
 
 XCConfigFile::~XCConfigFile() = default;
 
@@ -41,35 +160,28 @@ XCConfigFile::~XCConfigFile() = default;
 
 void XCConfigFile::Lock() const
 {
-    m_lock.Lock();
-    ++m_lockDepth;
+    m_data->lock.Lock();
+    ++m_data->lockDepth;
 }
 
 void XCConfigFile::Unlock() const
 {
-    if (m_everRemovedLocks.load(std::memory_order_relaxed) && !IsLockedByCaller()) return;
-    --m_lockDepth;
-    m_lock.Unlock();
-}
-
-bool XCConfigFile::IsLockedByCaller() const noexcept
-{
-    if (!m_lock.TryLock()) return false; // another thread holds it
-    bool const locked = m_lockDepth > 0;
-    m_lock.Unlock();
-    return locked;
+    if (m_data->everRemovedLocks.load(std::memory_order_relaxed) && !xc::config::IsLockedByCaller(*m_data)) return;
+    --m_data->lockDepth;
+    m_data->lock.Unlock();
 }
 
 void XCConfigFile::RemoveAllLocks() const
 {
-    if (!m_lock.TryLock()) return; // another thread holds it
-    m_everRemovedLocks.store(true, std::memory_order_relaxed);
-    for (XCConfigSection const& section : m_sections) {
+    FileData& data = *m_data;
+    if (!data.lock.TryLock()) return; // another thread holds it
+    data.everRemovedLocks.store(true, std::memory_order_relaxed);
+    for (XCConfigSection const& section : data.sections) {
         section.ForgetLocks();
-        for (XCConfigLine const& line : section.m_lines) line.ForgetLocks();
+        for (XCConfigLine const& line : section) line.ForgetLocks();
     }
-    for (; m_lockDepth > 0; --m_lockDepth) m_lock.Unlock();
-    m_lock.Unlock();
+    for (; data.lockDepth > 0; --data.lockDepth) data.lock.Unlock();
+    data.lock.Unlock();
 }
 
 // Reading -------------------------------------------------------------------------------------------------------
@@ -82,159 +194,101 @@ XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID*
     return result.Good() ? file : XCSmartPtr<XCConfigFile>();
 }
 
+XCSmartPtr<XCConfigFile> XCConfigFile::FromText(std::wstring_view text, XCString const& fileName)
+{
+    XCSmartPtr<XCConfigFile> file(new XCConfigFile(fileName));
+    auto copy = std::make_unique_for_overwrite<wchar_t[]>(text.size() + 1);
+    if (!text.empty()) std::memcpy(copy.get(), text.data(), text.size() * sizeof(wchar_t));
+    xc::config::ReadText(*file, std::move(copy), text.size());
+    return file;
+}
+
 XCErrorID XCConfigFile::Reload()
 {
     std::string bytes;
-    if (unsigned long const error = xc::win32::ReadWholeFile(m_fileName, bytes))
-        return xc::config::CannotRead(m_fileName, error);
+    if (unsigned long const error = xc::win32::ReadWholeFile(xc::win32::SystemPath(m_data->path.View()), bytes))
+        return xc::config::CannotRead(m_data->fileName, error);
     XCConfigLock const lock(*this);
-    Read(bytes);
+    xc::config::ReadBytes(*this, bytes);
     return XCErrorID::Success;
 }
 
-void XCConfigFile::Read(std::string const& bytes)
+XCString XCConfigFile::GetFileName() const
 {
-    Empty();
-    m_partlyRead = true;
-    std::optional<xc::encoding::UnitBuffer> text = xc::encoding::DecodeText(bytes, m_encoding);
-    if (!text) throw XCConfigStreamException(kMalformed, m_fileName, 0, 0);
-    std::wstring_view const view = text->View();
-    m_text = text->Release();
-    m_textLength = view.size();
-    ReadSections(view);
-    m_partlyRead = false;
-}
-
-void XCConfigFile::ReadSections(std::wstring_view text)
-try {
-    using Part = xc::config::ConfigReader::Part;
-    xc::config::ConfigReader reader(text);
-    XCConfigSection* section = nullptr;
-    for (Part part = reader.Next(); part != Part::End; part = reader.Next()) {
-        if (part == Part::Section) {
-            section = &Adopt(m_sections.emplace_back(XCString(), m_memory.get()));
-            section->m_comments = LazyComments(reader.Comments());
-            section->m_name = LazyText(reader.Name());
-        } else {
-            XCConfigLine& line = section->Append();
-            line.m_comments = LazyComments(reader.Comments());
-            line.m_key = LazyText(reader.Name());
-            line.m_value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
-        }
-    }
-    m_endComments = LazyComments(reader.Comments());
-    m_crlf = reader.EndsInCrLf();
-} catch (xc::config::ConfigSyntaxError const& error) {
-    xc::config::LineAndColumn const place = xc::config::Locate(text, error.position);
-    throw XCConfigStreamException(error.message, m_fileName, place.line, place.column);
-}
-
-void XCConfigFile::Empty() noexcept
-{
-    ForgetIndex();
-    m_sections.clear();
-    m_endComments = {};
-    m_text.reset();
-    m_textLength = 0;
+    return m_data->fileName;
 }
 
 XCConfigFile::Encoding XCConfigFile::GetEncoding() const
 {
     XCConfigLock const lock(*this);
-    return m_encoding;
+    return m_data->encoding;
 }
 
 void XCConfigFile::SetEncoding(Encoding encoding)
 {
     XCConfigLock const lock(*this);
-    m_encoding = encoding;
+    m_data->encoding = encoding;
 }
 
 // Lookups and values --------------------------------------------------------------------------------------------
 
-XCConfigFile::iterator XCConfigFile::Find(std::wstring_view name)
+namespace {
+
+/// The value of the first line of that name, or null. Under the lock.
+LazyText const* FindValue(XCConfigFile const& file, std::wstring_view section, std::wstring_view key)
 {
-    if (!m_index && m_sections.size() > kFewSections)
-        m_index.reset(new Index{{m_sections.begin(), m_sections.end(), m_sections.size()}});
-    if (m_index) return m_index->table.Find(name);
-    auto const isThis = [&](XCConfigSection const& section) {
-        return xc::text::IsSameNameFolded(section.m_name.View(), name);
-    };
-    return std::find_if(m_sections.begin(), m_sections.end(), isThis);
+    auto& self = const_cast<XCConfigFile&>(file); // the indices change under the lock only
+    auto const found = xc::config::FindSection(self, section);
+    if (found == self.GetSectionsEnd()) return nullptr;
+    auto const line = xc::config::FindLine(*found, key);
+    return line == found->GetLinesEnd() ? nullptr : &Access::Of(*line).value;
 }
 
-XCConfigLine const* XCConfigFile::FindValue(std::wstring_view section, std::wstring_view key) const
-{
-    auto* const self = const_cast<XCConfigFile*>(this); // the indices change under the lock only
-    iterator const found = self->Find(section);
-    if (found == self->m_sections.end()) return nullptr;
-    XCConfigSection::iterator const line = found->Find(key);
-    return line == found->m_lines.end() ? nullptr : &*line;
-}
+} // namespace
 
-XCString XCConfigFile::GetString(XCString const& section, XCString const& key, XCString const& defaultValue) const
+XCString XCConfigFile::GetString(std::wstring_view section, std::wstring_view key, std::wstring_view defaultValue) const
 {
     XCConfigLock const lock(*this);
-    XCConfigLine const* const line = FindValue(section, key);
-    return line ? line->m_value.AsString() : defaultValue;
+    LazyText const* const value = FindValue(*this, section, key);
+    return value ? value->AsString() : XCString(defaultValue);
 }
 
-long XCConfigFile::GetLong(XCString const& section, XCString const& key, long defaultValue) const
+long XCConfigFile::GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const
 {
     XCConfigLock const lock(*this);
-    XCConfigLine const* const line = FindValue(section, key);
-    return line ? line->m_value.AsString().AsLong() : defaultValue;
+    LazyText const* const value = FindValue(*this, section, key);
+    return value ? value->AsString().AsLong() : defaultValue;
 }
 
-void XCConfigFile::SetString(XCString const& section, XCString const& key, XCString const& value)
+void XCConfigFile::SetString(std::wstring_view section, std::wstring_view key, XCString const& value)
 {
     XCConfigLock const lock(*this);
-    iterator const found = Find(section);
-    XCConfigSection& target = found == m_sections.end() ? AddSection(section) : *found;
-    XCConfigSection::iterator const line = target.Find(key);
-    if (line == target.m_lines.end())
-        target.AddLine(key, value);
+    iterator const found = xc::config::FindSection(*this, section);
+    XCConfigSection& target = found == GetSectionsEnd() ? AddSection(XCString(section)) : *found;
+    XCConfigSection::iterator const line = xc::config::FindLine(target, key);
+    if (line == target.GetLinesEnd())
+        target.AddLine(XCString(key), value);
     else
-        line->m_value = LazyText(value);
+        Access::Of(*line).value = LazyText(value);
 }
 
-void XCConfigFile::SetLong(XCString const& section, XCString const& key, long value)
+void XCConfigFile::SetLong(std::wstring_view section, std::wstring_view key, long value)
 {
     SetString(section, key, xc::text::NumberText(value));
 }
 
 // Sections ------------------------------------------------------------------------------------------------------
 
-void XCConfigSection::SetName(XCString const& name)
+XCConfigSection* XCConfigFile::FindSection(std::wstring_view name)
 {
     XCConfigLock const lock(*this);
-    m_name = LazyText(name);
-    if (m_file) m_file->ForgetIndex();
+    iterator const found = xc::config::FindSection(*this, name);
+    return found == GetSectionsEnd() ? nullptr : &*found;
 }
 
-XCConfigSection* XCConfigFile::FindSection(XCString const& name)
-{
-    XCConfigLock const lock(*this);
-    iterator const found = Find(name);
-    return found == m_sections.end() ? nullptr : &*found;
-}
-
-XCConfigSection const* XCConfigFile::FindSection(XCString const& name) const
+XCConfigSection const* XCConfigFile::FindSection(std::wstring_view name) const
 {
     return const_cast<XCConfigFile*>(this)->FindSection(name);
-}
-
-void XCConfigFile::ForgetIndex() noexcept
-{
-    m_index.reset();
-}
-
-/// Takes a section in that was just put at the end of the list; it is not yet in the index.
-XCConfigSection& XCConfigFile::Adopt(XCConfigSection& section)
-{
-    section.SetOwner(this);
-    section.m_file = this;
-    return section;
 }
 
 XCConfigSection& XCConfigFile::AddSection(XCString const& name)
@@ -247,26 +301,32 @@ XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
 {
     XCConfigSection const copy(section); // two locks are never held at once
     XCConfigLock const lock(*this);
-    std::unique_ptr<Index> index = std::move(m_index); // lost when adding fails: the next lookup makes a new one
-    XCConfigSection& added = Adopt(m_sections.emplace_back(copy, m_memory.get()));
-    if (index) index->table.Add(std::prev(m_sections.end()));
-    m_index = std::move(index);
+    auto index = std::move(m_data->index); // lost when adding fails: the next lookup makes a new one
+    XCConfigSection& added = xc::config::AppendSection(*this);
+    try {
+        added = copy;
+    } catch (...) {
+        m_data->sections.pop_back();
+        throw;
+    }
+    if (index) index->table.Add(std::prev(m_data->sections.end()));
+    m_data->index = std::move(index);
     return added;
 }
 
 XCConfigFile::iterator XCConfigFile::DeleteSection(iterator where)
 {
     XCConfigLock const lock(*this);
-    if (where == m_sections.end()) return where;
-    if (m_index) m_index->table.Remove(where);
-    return m_sections.erase(where);
+    if (where == m_data->sections.end()) return where;
+    if (m_data->index) m_data->index->table.Remove(where);
+    return m_data->sections.erase(where);
 }
 
-bool XCConfigFile::DeleteSection(XCString const& name)
+bool XCConfigFile::DeleteSection(std::wstring_view name)
 {
     XCConfigLock const lock(*this);
-    iterator const found = Find(name);
-    if (found == m_sections.end()) return false;
+    iterator const found = xc::config::FindSection(*this, name);
+    if (found == GetSectionsEnd()) return false;
     DeleteSection(found);
     return true;
 }
@@ -274,23 +334,43 @@ bool XCConfigFile::DeleteSection(XCString const& name)
 XCConfigComments& XCConfigFile::GetEndComments()
 {
     XCConfigLock const lock(*this);
-    return m_endComments.Edit();
+    return m_data->endComments.Edit();
 }
 
 XCConfigComments const& XCConfigFile::GetEndComments() const
 {
     XCConfigLock const lock(*this);
-    return m_endComments.AsList();
+    return m_data->endComments.AsList();
 }
 
 void XCConfigFile::Clear()
 {
     XCConfigLock const lock(*this);
-    Empty();
+    xc::config::Empty(*this);
 }
 
 std::size_t XCConfigFile::GetSize() const
 {
     XCConfigLock const lock(*this);
-    return m_sections.size();
+    return m_data->sections.size();
+}
+
+XCConfigFile::iterator XCConfigFile::GetSectionsBegin() noexcept
+{
+    return m_data->sections.begin();
+}
+
+XCConfigFile::iterator XCConfigFile::GetSectionsEnd() noexcept
+{
+    return m_data->sections.end();
+}
+
+XCConfigFile::const_iterator XCConfigFile::GetSectionsBegin() const noexcept
+{
+    return m_data->sections.begin();
+}
+
+XCConfigFile::const_iterator XCConfigFile::GetSectionsEnd() const noexcept
+{
+    return m_data->sections.end();
 }

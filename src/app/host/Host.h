@@ -1,83 +1,55 @@
-// Host.h - the loaded plug-ins and their modules, in the order of loading.
+// Host.h - what a host keeps: the list of plug-ins, their modules, and what is under way.
 #pragma once
 
-#include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCApplicationWithPlugIns.h>
 
-#include "win32/Module.h"
+#include "app/host/ModuleSet.h"
+#include "app/host/PlugInList.h"
+#include "app/host/Unloader.h"
 
 #include <atomic>
-#include <list>
-#include <vector>
+#include <utility>
 
-/// Every call takes the section; nothing of a module is called while it is held.
+/// The parts are plain classes; the application joins them to its virtual operations.
 struct XCApplicationWithPlugIns::Host {
-    /// What a plug-in tells about itself, asked once: its answers may throw.
-    struct Facts {
-        XCErrorID failure; ///< Bad when name or identity could not be had
-        XCString name;
-        XCGuid guid;
-        std::vector<PlugInIdEx> dependencies;
-    };
-    struct Entry {
-        XCSmartPtr<XCPlugIn> plugIn;
-        XCString name;
-        XCGuid guid;
-        std::vector<PlugInIdEx> dependencies;
-        XCGuid container;   ///< null unless a container has brought it
-        bool stays = false; ///< must not be unloaded: it is still running, or
-        XCString neededBy;  ///< one that stays needs it
+    /// What is known of a plug-in that is being added: it is not asked twice. Scopes nest, as additions do.
+    class Known {
+    public:
+        Known(Host& host, XCPlugIn const* plugIn, xc::host::Facts const& facts) noexcept
+            : m_host(host), m_plugIn(plugIn), m_facts(facts), m_outer(std::exchange(host.m_known, this))
+        {
+        }
+        ~Known() { m_host.m_known = m_outer; }
+        Known(Known const&) = delete;
+        Known& operator=(Known const&) = delete;
 
-        /// Whether this plug-in needs the other as long as its code runs.
-        [[nodiscard]] bool Needs(Entry const& other) const;
-    };
-    /// One entry, or none. It moves from list to list without memory, so that unloading needs none.
-    using Entries = std::list<Entry>;
-    struct LoadedModule {
-        xc::win32::Module module;
-        XCString path;
+    private:
+        friend struct Host;
+        Host& m_host;
+        XCPlugIn const* m_plugIn;
+        xc::host::Facts const& m_facts;
+        Known const* m_outer;
     };
 
-    static Facts FactsOf(XCPlugIn const& plugIn);
-    static bool IsStillRunning(XCPlugIn& plugIn);
+    /// What a plug-in tells about itself: as known, else asked.
+    [[nodiscard]] xc::host::Facts FactsOf(XCPlugIn const& plugIn, XCString const& path) const
+    {
+        for (Known const* known = m_known; known; known = known->m_outer)
+            if (known->m_plugIn == &plugIn) return known->m_facts;
+        return xc::host::Facts::Of(plugIn, path);
+    }
 
-    void Add(Entries& entry) noexcept;
-    void SetContainer(XCPlugIn const* child, XCGuid const& container);
-    Entries TakeLast() noexcept;
-    Entries TakeLastChildOf(XCGuid const& container) noexcept;
-    /// Marks those whose threads still run, and those that these need.
-    void MarkStaying() noexcept;
+    /// What of a module is still registered with the log or among the threads; null when nothing is.
+    static wchar_t const* LeftBehindBy(void const* module);
 
-    bool IsEmpty() const;
-    bool Holds(XCPlugIn const* plugIn) const;
-    XCSmartPtr<XCPlugIn> Find(XCGuid const& guid) const;
-    XCSmartPtrVector<XCPlugIn> PlugIns() const;
-    /// In the order of loading; null behind the last.
-    XCSmartPtr<XCPlugIn> At(std::size_t index) const noexcept;
-    XCString NameOf(XCPlugIn const& plugIn) const;
-    std::vector<PlugInIdEx> DependenciesOf(XCPlugIn const* plugIn) const;
-
-    // Unloading.cpp. Without memory messages are lost, and unloading goes on.
-    static void SayFailure(XCString const& name, XCErrorID const& failure) noexcept;
-    void Unload(Entries one) noexcept;
-    static void Leave(Entry& entry) noexcept;
-    static void Release(Entry& entry) noexcept;
-    /// Lets go of what was still held when it was unloaded; what nobody else will let go of keeps its code.
-    void ReleaseLingering() noexcept;
-    void UnloadChildrenOf(XCGuid const& container) noexcept;
-    /// Whether another of the modules is the same, by a reference of its own.
-    bool IsLoadedBeside(xc::win32::Module const& module) const noexcept;
-    void LetGoOf(LoadedModule& loaded) noexcept;
-
+    xc::host::PlugInList list;
     std::atomic<bool> exitAsked = false; ///< RequestExit was called for the present quit request
     std::atomic<unsigned int> exitPatienceMs = XCThreadedRunPlugIn::kExitPatienceMs;
 
     // For the thread that loads and unloads:
-    Entries lingering;               ///< unloaded, but somebody still holds a reference
-    std::list<LoadedModule> modules; ///< freed when every plug-in has gone
+    xc::host::ModuleSet modules{&LeftBehindBy};
+    xc::host::Unloader unloader;
 
 private:
-    Entry const* EntryOf(XCPlugIn const* plugIn) const;
-
-    mutable XCCriticalSection m_section;
-    Entries m_entries;
+    Known const* m_known = nullptr;
 };

@@ -15,6 +15,31 @@ std::wstring_view TrimBlanks(std::wstring_view text)
     return text;
 }
 
+/// @param upper in upper case.
+bool IsName(std::wstring_view text, std::wstring_view upper)
+{
+    return std::equal(text.begin(), text.end(), upper.begin(), upper.end(),
+                      [](wchar_t a, wchar_t b) { return XCtowupper(a) == b; });
+}
+
+/// The number of COM and LPT: a digit, also in superscript.
+bool IsPortNumber(std::wstring_view text)
+{
+    return text.size() == 1 && ((text[0] >= L'0' && text[0] <= L'9') || text[0] == L'\u00B9' || text[0] == L'\u00B2' ||
+                                text[0] == L'\u00B3');
+}
+
+/// A name that the system gives to a device in every folder, whatever its case and extension: "nul", "Con .txt".
+bool IsDevice(std::wstring_view part)
+{
+    std::wstring_view base = part.substr(0, part.find(L'.'));
+    while (base.ends_with(L' ')) base.remove_suffix(1);
+    for (std::wstring_view const name : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$", L"CLOCK$"})
+        if (IsName(base, name)) return true;
+    bool const isPort = IsName(base.substr(0, 3), L"COM") || IsName(base.substr(0, 3), L"LPT");
+    return isPort && IsPortNumber(base.substr(3));
+}
+
 } // namespace
 
 bool StaysInside(std::wstring_view name)
@@ -27,7 +52,7 @@ bool StaysInside(std::wstring_view name)
         // The system drops trailing dots and blanks of a name: ".. " leads out as well.
         std::wstring_view part = name.substr(0, end);
         bool const dots = part.find_first_not_of(L". ") == std::wstring_view::npos;
-        if (dots && part.size() > 1) return false;
+        if ((dots && part.size() > 1) || IsDevice(part)) return false;
         name.remove_prefix(std::min(end + 1, name.size()));
     }
     return true;

@@ -18,7 +18,7 @@ struct ModuleList {
 ModuleList ReadModuleList(std::wstring_view text);
 
 /// Whether a name stays inside the folder it is relative to: no drive, no leading separator, no part of dots and blanks
-/// alone but ".", no control unit.
+/// alone but ".", no control unit, no device of the system (CON, NUL, COM1, ...) with or without an extension.
 bool StaysInside(std::wstring_view name);
 
 } // namespace xc::host

@@ -77,7 +77,7 @@ bool XCPlugInContainer::IsContainerPlugIn() const
 
 // XCThreadedRunPlugIn -------------------------------------------------------------------------------------------
 
-XCThreadedRunPlugIn::XCThreadedRunPlugIn() : m_state(std::make_unique<State>()) {}
+XCThreadedRunPlugIn::XCThreadedRunPlugIn() : m_state(std::make_unique<xc::host::ThreadedState>()) {}
 XCThreadedRunPlugIn::~XCThreadedRunPlugIn() = default;
 
 int XCThreadedRunPlugIn::GetIUID() const
@@ -91,13 +91,13 @@ bool XCThreadedRunPlugIn::IsKindOf(int iuid) const
 
 void XCThreadedRunPlugIn::RequestExit(bool immediately)
 {
-    State& state = *m_state;
+    xc::host::ThreadedState& state = *m_state;
     state.exitRequested.post();
     if (immediately || state.threadId == XCThread::GetCurrentThreadID()) return; // Run cannot wait for its own end
     unsigned int const patience = state.patienceMs;
     for (unsigned int waited = 0; state.IsRunning() && (patience == XCInfinite || waited < patience);
          waited += kExitStepMs)
-        state.ended.wait(state.StepMs());
+        if (state.WaitForEnd()) return;
 }
 
 bool XCThreadedRunPlugIn::IsExitRequested() const noexcept

@@ -2,9 +2,10 @@
 #include <XelbrinCore/XCException.h>
 
 #include "app/commandline/UsageText.h"
+#include "app/host/HostLines.h"
 #include "app/host/QuitSignal.h"
 #include "log/ApplicationTraceLevel.h"
-#include "win32/Paths.h"
+#include "win32/FileSystem.h"
 #include "win32/Process.h"
 #include "win32/Registry.h"
 
@@ -16,7 +17,6 @@ XCCriticalSection glbLastAppPCS_;
 
 namespace {
 
-constexpr wchar_t kChannelName[] = L"XCApplicationChannel";
 constexpr wchar_t kSettingsKey[] = L"Software\\Harvel\\Corvane\\XelbrinCore";
 constexpr wchar_t kDebugKey[] = L"Software\\Harvel\\Corvane\\XelbrinCore\\XCORE";
 
@@ -122,7 +122,7 @@ void XCApplication::Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bo
 void XCApplication::SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     GetLogManager().Init();
-    m_channel = &GetLogManager().GetOrAddChannel(kChannelName);
+    m_channel = &xc::host::ApplicationChannel();
     if (!subscriber.IsNull())
         AddLogSubscriber(subscriber);
     else if (!m_cmdLine.ArgPresent(L"noconsole"))
@@ -192,7 +192,7 @@ void XCApplication::FindConfigFile()
     }
     // An absent file is no error, but one that was asked for should be known to be absent.
     if (!isAsked) return;
-    m_configFailure = asked.IsNull() ? XCString(L"/config names no file") : asked + L": " + whyNot.AsString();
+    m_configFailure = asked.IsNull() ? XCString(L"/config names no file") : whyNot.AsString();
     PrintError(m_configFailure);
 }
 
@@ -204,7 +204,7 @@ void XCApplication::ChooseDirectories()
     else
         for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
             std::optional<std::wstring> const folder = xc::win32::ReadEnvironment(name);
-            if (!folder || !xc::win32::IsDirectory(*folder)) continue;
+            if (!folder || !xc::win32::IsFolder(xc::win32::SystemPath(*folder))) continue;
             m_tmpDirectory = XCString(*folder);
             break;
         }
@@ -361,17 +361,17 @@ std::wostream& XCApplication::GetCout() const
 
 std::wostream& XCApplication::GetAppCout(int level)
 {
-    return GetLogManager().GetOrAddChannel(kChannelName).GetStream(level);
+    return xc::host::ApplicationChannel().GetStream(level);
 }
 
 void XCApplication::Print(std::wstring_view text)
 {
-    GetLogManager().GetOrAddChannel(kChannelName).Write(1, text);
+    xc::host::Print(text);
 }
 
 void XCApplication::PrintError(XCString const& text)
 {
-    Print(XCString(L"ERR> ***") + text + L"\n");
+    xc::host::PrintError(text);
 }
 
 void XCApplication::AddLogSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)

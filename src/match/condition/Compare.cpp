@@ -1,3 +1,10 @@
+// The comparison of two values of any kinds.
+//
+// A comparison must not depend on which side holds which kind, so a pair is brought to one kind first: a text meets a
+// number or a date as the one it spells. Numbers then compare by their exact values. An integer and a double are not
+// compared as doubles, because 64 bits do not fit into 53: the double is cut to its whole part, which fits, and its
+// fraction decides between equal whole parts. Kinds that have nothing in common are unordered, which makes "!=" true
+// and every other operator false. No allocation, except for dates that are read from text.
 #include "match/condition/Compare.h"
 
 #include "match/condition/NumberText.h"

@@ -1,3 +1,10 @@
+// The native text form: all that a condition holds, in tokens.
+//
+// Each node is written before its sub-conditions with their count, so that a reader needs neither parentheses nor a
+// look ahead: it keeps one counter for each open list. Both directions walk the tree with a list of places of their
+// own, because chains may be longer than any stack. Units that mean something in condition text or to the tokeniser are
+// escaped, so that the form can stand inside a larger condition. Invariant: reading gives the same tree, with kinds,
+// decimals and binding to SYSDATE, whatever the local zone.
 #include "match/condition/Native.h"
 
 #include "match/condition/NumberText.h"

@@ -9,6 +9,7 @@
 // as out of range are told apart by the place of their first digit (infinity or 0).
 #include "match/condition/NumberText.h"
 
+#include "text/NumberText.h"
 #include "text/Units.h"
 
 #include <algorithm>
@@ -125,26 +126,11 @@ double ReadReal(std::wstring_view text, NumberParts const& parts)
     return parts.negative ? -value : value;
 }
 
-XCString Ascii(char const* begin, char const* end)
-{
-    XCString text;
-    text.Reserve(static_cast<std::size_t>(end - begin) + 1);
-    for (; begin != end; ++begin) text += static_cast<wchar_t>(*begin);
-    return text;
-}
-
-XCString IntegerText(std::int64_t value)
-{
-    char digits[24];
-    return Ascii(std::begin(digits), std::to_chars(std::begin(digits), std::end(digits), value).ptr);
-}
-
 /// With the value's decimals, or with the fewest digits that read back to a plain double.
 XCString RealText(XCConditionValue const& value)
 {
     if (value.HasDecimals()) return XCDouble(value.AsDouble(), value.GetDecimals()).AsString();
-    char digits[32];
-    return Ascii(std::begin(digits), std::to_chars(std::begin(digits), std::end(digits), value.AsDouble()).ptr);
+    return text::NumberText(value.AsDouble());
 }
 
 } // namespace
@@ -185,7 +171,7 @@ XCConditionValue RealWithDecimals(double value, unsigned int decimals) noexcept
 
 XCString PrintNumber(XCConditionValue const& value)
 {
-    if (value.IsInteger()) return IntegerText(value.AsInt64());
+    if (value.IsInteger()) return text::NumberText(value.AsInt64());
     if (std::isinf(value.AsDouble())) return value.AsDouble() > 0 ? L"1e999" : L"-1e999";
     XCString text = RealText(value);
     if (text.FindFirstOf(L".e") == XCString::npos) text += L'.';
@@ -196,7 +182,7 @@ XCString SubjectOf(XCConditionValue const& value)
 {
     switch (value.GetKind()) {
     case XCConditionValue::Kind::Int:
-    case XCConditionValue::Kind::Int64: return IntegerText(value.AsInt64());
+    case XCConditionValue::Kind::Int64: return text::NumberText(value.AsInt64());
     case XCConditionValue::Kind::Double: return RealText(value);
     case XCConditionValue::Kind::DateTime: return value.AsDateTime().AsString();
     case XCConditionValue::Kind::Text: return XCString(value.AsText());

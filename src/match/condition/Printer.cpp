@@ -1,3 +1,9 @@
+// A condition as text, without recursion.
+//
+// Print takes tasks from a stack: pieces of text are appended, a condition is planned as a comparison followed by the
+// tasks of its list. Parentheses are the one thing that must be known ahead: where a list changes between AND and OR,
+// everything before the change is one group, so as many "(" as changes stand in front. Invariant: the text means what
+// the list means when it is read with the rule that the rest after a link is one condition. Cost: linear in the text.
 #include "match/condition/Printer.h"
 
 #include <algorithm>

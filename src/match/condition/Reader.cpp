@@ -1,3 +1,11 @@
+// Condition text into a tree, in one pass.
+//
+// The grammar (Reader.h) is right-recursive: after AND or OR the rest of the text is one new child. The reader therefore
+// needs no stack for links: it goes down to the child and reads on. Only an open parenthesis needs a way back, which
+// m_groups holds, up to XCCondition::kMaxNesting deep. The partner of a parenthesis must be known when it opens, since
+// it ends the text of all conditions inside; Parentheses pairs all of them at the first question, so that the whole
+// stays linear in the text, whatever the nesting.
+// Invariant: m_at is the condition that the next part belongs to, and m_end the end of the innermost open group.
 #include "match/condition/Reader.h"
 
 #include "errors/CoreError.h"

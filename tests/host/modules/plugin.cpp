@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 #include <windows.h>
 
 namespace {
@@ -25,6 +26,9 @@ enum Fault {
     RefusesInit,
     LeavesSubscriber,
     LeavesThread,
+    LeavesRawThread,
+    EndsThread,
+    LogsError,
     IgnoresExit,
     EndsAtOnce
 };
@@ -57,6 +61,10 @@ constexpr Role kRoles[] = {
     {L"throws_what", L"ThrowsWhat", 17, 0, Plain, InWhat},
     {L"left_subscriber", L"LeftSubscriber", 18, 0, Plain, LeavesSubscriber},
     {L"left_thread", L"LeftThread", 19, 0, Plain, LeavesThread},
+    {L"left_raw_thread", L"LeftRawThread", 25, 0, Plain, LeavesRawThread},
+    {L"ends_thread", L"EndsThread", 26, 0, Threaded, EndsThread},
+    {L"forger", L"Forger>...\n>>>> Faked\x1B[2J\x9B\u202E", 27, 0, Plain, RefusesInit},
+    {L"logs_error", L"LogsError", 28, 0, Plain, LogsError},
     {L"stubborn", L"Stubborn", 20, 2, Threaded, IgnoresExit},
     {L"quick", L"Quick", 21, 1, Threaded, EndsAtOnce},
     {L"container", L"Container", 22, 0, Container, None},
@@ -114,8 +122,19 @@ public:
     XCString heard;
 };
 
+/// Sleeps in code of the module until the test lets it go; the runtime has started it, so it begins elsewhere.
+void LeaveRawThread()
+{
+    std::thread([] {
+        XCMutex door(L"xc_host_test_raw_door");
+        (void)door.lock(XCInfinite);
+        door.unlock();
+    }).detach();
+}
+
 void LeaveSomethingBehind()
 {
+    if (Me().fault == LeavesRawThread) LeaveRawThread();
     if (Me().fault == LeavesSubscriber) XCApplication::GetLogManager().AddSubscriber(new Subscriber);
     if (Me().fault != LeavesThread) return;
     XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([] { Say(Me().name + XCString(L"'s thread\n")); })));
@@ -148,6 +167,7 @@ public:
             Me().name, [this](XCTestScope& scope) { scope.Check(this->GetStatus() != 0, L"in use"); });
         LeaveSomethingBehind();
         ThrowIf(InInit);
+        if (Me().fault == LogsError) (void)XCException(L"noted").LogInErrorFile();
         if (Me().fault == InWhat) throw XCException(XCErrorID(XCSmartPtr<Unspeakable>(new Unspeakable)));
         if (Me().fault != RefusesInit) return XCErrorID::Success;
         return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"no licence to run", 77)));
@@ -175,6 +195,7 @@ public:
     {
         ThrowIf(InRun);
         if (Me().fault == EndsAtOnce) return;
+        if (Me().fault == EndsThread) ::ExitThread(0);
         if (Me().fault == IgnoresExit) {
             XCMutex door(L"xc_host_test_door"); // held by the test until it has seen enough
             (void)door.lock(XCInfinite);

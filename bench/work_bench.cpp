@@ -1,0 +1,166 @@
+// Rows of pools and timers, beside the system's pool, std::async and std::multimap.
+#include <XelbrinCore/XCThreadPool.h>
+#include <XelbrinCore/XCTimer.h>
+
+#include <atomic>
+#include <benchmark/benchmark.h>
+#include <future>
+#include <map>
+#include <mutex>
+#include <random>
+#include <vector>
+#include <windows.h>
+
+namespace {
+
+constexpr int kTasks = 100000;
+
+void TasksPerSecond_XCThreadPool(benchmark::State& state)
+{
+    XCSmartPtr<XCThreadPool> const pool(new XCThreadPool(2, 2));
+    for (auto _ : state) {
+        std::atomic<int> left{kTasks};
+        for (int i = 0; i < kTasks; ++i) pool->Submit([&left] { left.fetch_sub(1, std::memory_order_relaxed); });
+        (void)pool->WaitIdle();
+    }
+    state.SetItemsProcessed(state.iterations() * kTasks);
+    (void)pool->Stop();
+}
+BENCHMARK(TasksPerSecond_XCThreadPool)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+/// The system's pool of the process, limited to two threads.
+class SystemPool {
+public:
+    SystemPool() : m_pool(::CreateThreadpool(nullptr))
+    {
+        ::InitializeThreadpoolEnvironment(&m_environment);
+        ::SetThreadpoolThreadMaximum(m_pool, 2);
+        (void)::SetThreadpoolThreadMinimum(m_pool, 2);
+        ::SetThreadpoolCallbackPool(&m_environment, m_pool);
+    }
+    ~SystemPool() { ::CloseThreadpool(m_pool); }
+    SystemPool(SystemPool const&) = delete;
+    SystemPool& operator=(SystemPool const&) = delete;
+    TP_CALLBACK_ENVIRON* Environment() { return &m_environment; }
+
+private:
+    TP_POOL* m_pool;
+    TP_CALLBACK_ENVIRON m_environment{};
+};
+
+void CALLBACK CountDown(TP_CALLBACK_INSTANCE*, void* left)
+{
+    static_cast<std::atomic<int>*>(left)->fetch_sub(1);
+}
+
+void TasksPerSecond_systemPool(benchmark::State& state)
+{
+    SystemPool pool;
+    for (auto _ : state) {
+        std::atomic<int> left{kTasks};
+        for (int i = 0; i < kTasks; ++i) ::TrySubmitThreadpoolCallback(CountDown, &left, pool.Environment());
+        while (left > 0) ::SwitchToThread();
+    }
+    state.SetItemsProcessed(state.iterations() * kTasks);
+}
+BENCHMARK(TasksPerSecond_systemPool)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void SubmitToDone_XCThreadPool(benchmark::State& state)
+{
+    XCSmartPtr<XCThreadPool> const pool(new XCThreadPool(2, 2));
+    for (auto _ : state) (void)pool->Submit([] {})->Wait();
+    (void)pool->Stop();
+}
+BENCHMARK(SubmitToDone_XCThreadPool)->UseRealTime();
+
+void CALLBACK Nothing(TP_CALLBACK_INSTANCE*, void*, TP_WORK*) {}
+
+void SubmitToDone_systemPool(benchmark::State& state)
+{
+    SystemPool pool;
+    TP_WORK* const work = ::CreateThreadpoolWork(Nothing, nullptr, pool.Environment());
+    for (auto _ : state) {
+        ::SubmitThreadpoolWork(work);
+        ::WaitForThreadpoolWorkCallbacks(work, FALSE);
+    }
+    ::CloseThreadpoolWork(work);
+}
+BENCHMARK(SubmitToDone_systemPool)->UseRealTime();
+
+void SubmitToDone_async(benchmark::State& state)
+{
+    for (auto _ : state) std::async(std::launch::async, [] {}).get();
+}
+BENCHMARK(SubmitToDone_async)->UseRealTime();
+
+/// Spans from a second to an hour, in the order that the rows take them.
+std::vector<std::uint64_t> Spans(std::size_t count)
+{
+    std::mt19937 random(1);
+    std::vector<std::uint64_t> spans(count);
+    for (std::uint64_t& span : spans) span = 1000 + random() % 3600000;
+    return spans;
+}
+
+/// One row: `count` timers stand; one more is started and cancelled, at ever other places.
+void StartCancelPending_XCTimer(benchmark::State& state)
+{
+    auto const count = static_cast<std::size_t>(state.range(0));
+    std::vector<std::uint64_t> const spans = Spans(count);
+    XCSmartPtr<XCTimerQueue> const queue(new XCTimerQueue);
+    std::vector<XCSmartPtr<XCTimer>> timers;
+    for (std::uint64_t const span : spans) {
+        timers.emplace_back(new XCTimer([] {}, *queue));
+        timers.back()->Start(span + 1000000);
+    }
+    XCSmartPtr<XCTimer> const one(new XCTimer([] {}, *queue));
+    for (std::size_t i = 0; auto _ : state) {
+        one->Start(spans[i]);
+        one->Cancel();
+        i = i + 1 == count ? 0 : i + 1;
+    }
+    state.SetItemsProcessed(state.iterations() * 2);
+    (void)queue->Stop();
+}
+BENCHMARK(StartCancelPending_XCTimer)->Arg(100000)->Arg(1000000);
+
+void StartCancelPending_multimap(benchmark::State& state)
+{
+    auto const count = static_cast<std::size_t>(state.range(0));
+    std::vector<std::uint64_t> const spans = Spans(count);
+    std::mutex lock;
+    std::multimap<std::uint64_t, void*> timers;
+    for (std::uint64_t const span : spans) timers.emplace(::GetTickCount64() + span + 1000000, nullptr);
+    for (std::size_t i = 0; auto _ : state) {
+        std::unique_lock hold(lock);
+        auto const place = timers.emplace(::GetTickCount64() + spans[i], nullptr);
+        hold.unlock();
+        hold.lock();
+        timers.erase(place);
+        i = i + 1 == count ? 0 : i + 1;
+    }
+    state.SetItemsProcessed(state.iterations() * 2);
+}
+BENCHMARK(StartCancelPending_multimap)->Arg(100000)->Arg(1000000);
+
+/// All timers are started, then all cancelled, in another order: each touches memory that is cold.
+void StartCancelAll_XCTimer(benchmark::State& state)
+{
+    auto const count = static_cast<std::size_t>(state.range(0));
+    std::vector<std::uint64_t> const spans = Spans(count);
+    XCSmartPtr<XCTimerQueue> const queue(new XCTimerQueue);
+    std::vector<XCSmartPtr<XCTimer>> timers;
+    for (std::size_t i = 0; i < count; ++i) timers.emplace_back(new XCTimer([] {}, *queue));
+    std::vector<std::size_t> order(count);
+    for (std::size_t i = 0; i < count; ++i) order[i] = i;
+    std::shuffle(order.begin(), order.end(), std::mt19937(2));
+    for (auto _ : state) {
+        for (std::size_t i = 0; i < count; ++i) timers[i]->Start(spans[i] + 100000);
+        for (std::size_t const i : order) timers[i]->Cancel();
+    }
+    state.SetItemsProcessed(state.iterations() * 2 * static_cast<std::int64_t>(count));
+    (void)queue->Stop();
+}
+BENCHMARK(StartCancelAll_XCTimer)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+} // namespace

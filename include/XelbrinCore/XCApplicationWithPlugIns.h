@@ -1,0 +1,165 @@
+// XCApplicationWithPlugIns.h - the host of plug-in modules.
+//
+// WHAT     An application that finds, loads, orders, runs and unloads plug-in modules (XCPlugIn.h). A whole host:
+//
+//              int wmain(int argc, wchar_t** argv)
+//              {
+//                  XCApplicationWithPlugIns host(argc, argv);
+//                  return host.DisplayUsageIfNecessary() ? 0 : host.LoadAndRun();
+//              }
+//
+// ORDER    As XCApplication. Destruction begins with the plug-ins in reverse order of loading, then their modules.
+// OPTIONS  Those of XCApplication, and osxpath.
+// FAILURES A module that is missing or broken is printed and the others go on. Loading returns an XCErrorID with a text.
+//          Plug-ins that depend on one another in a cycle are refused, and named as a cycle, once.
+// TOLD     At trace level 2 each call into a module is told before it begins: `CALL> Init of <Reader> (PATH)`. The calls
+//          that are under way are part of each record of the error log.
+// MEMORY   A plug-in whose adding runs out of memory is refused as any other ("out of memory"). LoadAndRun and Run may
+//          throw std::bad_alloc before they start the first plug-in, or for the main menu when all have ended, never
+//          while one runs: from the first start to the last end, and while a host ends, only messages are dropped. What
+//          was loaded stays until the host ends.
+// MODULES  A module is freed when all plug-ins have gone. One that something can still reach stays loaded until the
+//          process ends, and is named: a plug-in that still runs or that somebody holds, what such a one depends on, a
+//          log subscriber or a thread that a module has left behind, however that thread was started. Errors that the
+//          host hands out are texts of its own and outlive every module.
+// EXIT     When the process's quit flag is set the running host calls RequestExit(false), once. From then on no plug-in
+//          is started.
+// THREADS  As XCApplication; FindPlugIn and GetLoadedPlugIns may be called from any.
+// COST     A module costs its loading by the system, a threaded plug-in one thread; the host's own work grows with the
+//          count of plug-ins and their dependencies.
+#pragma once
+
+#include <XelbrinCore/XCApplicationBase.h>
+#include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCPlugIn.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+class XCUnitTest;
+
+namespace xc::host {
+struct PlugInRef;
+}
+
+/// A program made of plug-in modules.
+///
+/// A failure of one module is printed with its name, and the others go on: calls into modules are sealed, and errors
+/// that come from a module are handed on as texts with their code, so that nothing of a module outlives its code. A fault
+/// of the processor in a module (an access violation) is no exception of the language and ends the process; the trace
+/// level 2 shows which call it was.
+class XC_API XCApplicationWithPlugIns : public XCApplication {
+public:
+    /// The function that a module exports.
+    static constexpr wchar_t const* kEntryName = L"GetPlugInObject";
+    /// The extension of modules.
+    static constexpr wchar_t const* kExtension = L".osx";
+
+    /// As XCApplication. @param module handle (HMODULE) of the DLL that hosts, when that is not the program: its file
+    /// stands for the program's, for the default configuration file, the error log's name and GetAppPath. Null: the
+    /// program.
+    XCApplicationWithPlugIns(int argumentCount, wchar_t const* const* arguments,
+                             XCSmartPtr<XCLogSubscriberI> const& subscriber = {}, bool handleSignals = true,
+                             void* module = nullptr);
+    /// As XCApplication, from one command line.
+    explicit XCApplicationWithPlugIns(XCString const& commandLine, XCSmartPtr<XCLogSubscriberI> const& subscriber = {},
+                                      bool handleSignals = true, void* module = nullptr);
+    /// Unloads in reverse order of loading. A plug-in that is still running stays, with all it depends on; it must not
+    /// use the host any more.
+    ~XCApplicationWithPlugIns() override;
+
+    XCUsageInfo GetUsageInfo() const override;
+    /// Prints ">>>> Quit signal received. ..." and asks every plug-in, in the order of loading. Unless `immediately`, the
+    /// call waits for threaded plug-ins, for each no longer than GetExitPatience(). Any thread.
+    void RequestExit(bool immediately) override;
+    bool IsAppWithPlugIn() const override;
+
+    // Virtual slots, in this order.
+    /// Adds a plug-in that is part of the program: checks, children of a container, Init. The host holds a reference
+    /// until it ends. Bad, and printed, when it is refused.
+    virtual XCErrorID LoadPlugIn(XCSmartPtr<XCPlugIn> plugIn);
+    /// Loads a module and adds its plug-in. What the module links to is looked for in its own folder first.
+    /// @param path relative paths start at the current directory; of any length.
+    /// Bad, and printed, when one of it fails; the module is free again then.
+    virtual XCErrorID LoadPlugIn(XCString const& path, XCString const& entryName);
+    /// Runs all plug-ins that are ready, those on the host's thread one after the other, waits for the threaded ones, and
+    /// shows the main menu if it is to (IsRunWithMenu), also after a request to exit.
+    /// @return the exit code: what SetExitCode was given last, else 0, or 2 when a Run has failed or its
+    /// thread could not be started.
+    virtual int Run();
+
+protected:
+    /// Checks, initialises and keeps a plug-in; its options join the usage screen. A container's children come first;
+    /// they go again when it fails. @param quiet do not print the lines of success.
+    virtual XCErrorID AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool quiet);
+    /// Whether everything that the plug-in depends on is loaded. @param quiet do not print what is missing.
+    virtual XCErrorID CheckDependents(XCPlugIn const& plugIn, bool quiet);
+    /// The modules of a directory: those of its list file, else every file with the extension.
+    /// @param recursive look into sub-directories too.
+    virtual XCErrorID GetDLLPlugInsFromDirectory(XCString const& directory, XCString const& extension,
+                                                 XCString const& entryName, bool recursive);
+
+public:
+    /// The last registered application, when it hosts plug-ins; else null.
+    static XCApplicationWithPlugIns* GetApp();
+
+    /// The main job of a host: loads from "osxpath" (all occurrences, in order), else from ".", and runs.
+    /// @return 1 when nothing could be loaded, otherwise what Run returns.
+    int LoadAndRun();
+    /// Loads every module of a directory, in the order of their names, or those of a list file: "osx.lst" of the
+    /// directory, or the file that the path names. A list file names one module a line, relative to its folder and never
+    /// outside it; blank lines and lines that start with ";" are skipped. Modules found before what they depend on are
+    /// tried again after the others.
+    /// @param extension matched without regard to case.   @param recursive look into sub-directories too.
+    /// @return Bad when nothing could be loaded.
+    XCErrorID LoadPlugInsFromDirectory(XCString const& directory, XCString const& extension = kExtension,
+                                       XCString const& entryName = kEntryName, bool recursive = false);
+    /// The loaded plug-ins, each after those it depends on; otherwise in the order of loading.
+    void GetPlugInHier(XCSmartPtrVector<XCPlugIn>& list) const;
+    /// Null when no plug-in of this identity is loaded. A pointer that is kept must be released before the host ends, or
+    /// the plug-in's module stays loaded. Any thread.
+    [[nodiscard]] XCSmartPtr<XCPlugIn> FindPlugIn(XCGuid const& guid) const;
+    /// In the order of loading. Any thread.
+    [[nodiscard]] XCSmartPtrVector<XCPlugIn> GetLoadedPlugIns() const;
+
+    /// Whether Run shows the main menu at its end.
+    void SetIsRunWithMenu(bool runWithMenu) noexcept { m_runWithMenu = runWithMenu; }
+    /// What SetIsRunWithMenu was given last; false at first.
+    [[nodiscard]] bool IsRunWithMenu() const noexcept { return m_runWithMenu; }
+    /// The menu that Run shows at the end when IsRunWithMenu.
+    [[nodiscard]] XCUnitTest& GetMainMenu() noexcept { return *m_mainMenu; }
+    /// Sets the exit code of Run. A plug-in, which is given a host that it may not change, says
+    /// `XCApplicationWithPlugIns::GetApp()->SetExitCode(3)`. Any thread.
+    void SetExitCode(int code) noexcept { m_exitCode->store(code); }
+
+    /// How long a threaded plug-in may go on after it was asked to exit, in milliseconds, before Run names it and no
+    /// longer waits for it. XCInfinite waits without limit. For the plug-ins started after the call.
+    void SetExitPatience(unsigned int milliseconds) noexcept;
+    /// XCThreadedRunPlugIn::kExitPatienceMs, unless it was set.
+    [[nodiscard]] unsigned int GetExitPatience() const noexcept;
+
+private:
+    struct Host;
+    struct Waiting;
+    class Adder;
+
+    /// What LoadAndRun returns when nothing could be loaded.
+    static constexpr int kExitNothingLoaded = 1;
+
+    XCErrorID LoadModule(std::wstring const& path, XCString const& entryName, Waiting& loaded);
+    XCErrorID LoadModules(std::vector<std::wstring> const& paths, XCString const& entryName);
+    XCErrorID AddLoaded(Waiting& loaded) noexcept;
+    void Refuse(Waiting& loaded) noexcept;
+    bool LoadAsAsked();
+    XCErrorID CheckPresent(xc::host::PlugInRef const& ref) const;
+    void TakeUsage(xc::host::PlugInRef const& ref);
+    XCErrorID Initialise(xc::host::PlugInRef const& ref, bool quiet);
+    XCErrorID AddChildren(xc::host::PlugInRef const& ref, bool quiet);
+
+    std::unique_ptr<Host> m_host;
+    std::unique_ptr<XCUnitTest> m_mainMenu;
+    bool m_runWithMenu = false;
+    std::shared_ptr<std::atomic<int>> m_exitCode; ///< shared with the threads, of which some may outlive the host
+};

@@ -1,0 +1,397 @@
+// XCStringValue.h - a UTF-16 string value that copies on write.
+//
+// WHAT     A sequence of UTF-16 code units, always NUL-terminated. Every length and position counts code units: never
+//          bytes, never characters. Unpaired surrogates are kept as they are.
+// SHAPE    One pointer to a block {capacity, share count, length, text}. All empty strings point at one static block
+//          (glbEmptyData) that nobody counts, writes or frees.
+// COST     Copying: one atomic increment, whatever the length. First change of a shared string: O(n), one allocation.
+//          Appending n units one by one: O(n) in total, the capacity grows by half.
+// LIFETIME What AsWChar() returns lives until the next change of this object or its end. operator[] yields a value: a
+//          reference could write into a block that a later copy shares.
+// ALIASING Any text argument may point into the string that is being changed.
+// NUL      Units are kept by count, so a string may hold U+0000; operations that are defined on NUL-terminated texts
+//          (Compare, Replace, the number readers) stop at the first one, and say so.
+// ERRORS   A position past the end is no error: searches answer npos, SubStr an empty string. A length above
+//          4,294,967,293 units: std::length_error. No memory: std::bad_alloc. A call that throws changes nothing.
+// THREADS  Any threads may read one object; two objects never interfere, even when they share a block. Changing an
+//          object that another thread uses needs the callers' own lock.
+#pragma once
+
+#include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCRefCount.h>
+
+#include <atomic>
+#include <compare>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+class XCCollator;
+class XCDateEx;
+class XCDateTime;
+class XCDateTimeEx;
+class XCDurationEx;
+class XCErrorID;
+class XCStringConverter;
+class XCTimeEx;
+namespace xc::text {
+struct StringAccess;
+} // namespace xc::text
+
+/// A UTF-16 text value with shared storage (see the head of this file).
+class XC_API XCString {
+public:
+    /// The header of a storage block; the text, capacity + 1 units, follows it.
+    struct DataDef {
+        std::uint32_t capacity; ///< units that fit, the terminator not counted; 0 only in glbEmptyData
+        std::int32_t shares;    ///< further strings that point here; 0 means one owner; changed atomically
+        std::uint32_t length;   ///< units in use; the unit at this index is always 0
+
+        /// The text that follows the header, NUL-terminated.
+        wchar_t* Text() noexcept { return reinterpret_cast<wchar_t*>(this + 1); }
+        wchar_t const* Text() const noexcept { return reinterpret_cast<wchar_t const*>(this + 1); }
+    };
+    /// A block with an empty text.
+    struct EmptyDataDef {
+        DataDef header;     ///< The header that all empty strings share.
+        wchar_t terminator; ///< The NUL of the empty text.
+    };
+
+    /// "Not found", and as a count "up to the end".
+    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+    /// The longest text, in units.
+    static constexpr std::size_t kMaxLength = 0xFFFFFFFDu;
+    /// The block of every empty string.
+    static EmptyDataDef glbEmptyData;
+
+    // Construction, assignment, release -------------------------------------------------------------------------
+
+    XCString() noexcept : m_data(&glbEmptyData.header) {}
+    /// Copies the text and keeps one spare unit; null or "" gives the empty block.
+    XCString(wchar_t const* text);
+    /// A string of one unit (U+0000 included).
+    explicit XCString(wchar_t unit);
+    /// `count` times `unit`. @param reserve the least capacity to allocate.
+    XCString(wchar_t unit, std::size_t count, std::size_t reserve = 0);
+    /// Copies the text.
+    XCString(std::wstring const& text);
+    /// Copies the text; units of value 0 inside are kept.
+    explicit XCString(std::wstring_view text);
+    XCString(XCString const& other) noexcept : m_data(other.m_data) { Share(m_data); }
+    XCString(XCString&& other) noexcept : m_data(std::exchange(other.m_data, &glbEmptyData.header)) {}
+    ~XCString() { Unshare(m_data); }
+
+    XCString& operator=(XCString const& other) noexcept
+    {
+        Share(other.m_data);
+        Unshare(std::exchange(m_data, other.m_data));
+        return *this;
+    }
+    XCString& operator=(XCString&& other) noexcept
+    {
+        if (this != &other) Unshare(std::exchange(m_data, std::exchange(other.m_data, &glbEmptyData.header)));
+        return *this;
+    }
+    /// Replaces the text; null gives the empty text.
+    XCString& operator=(wchar_t const* text);
+    /// Replaces the text by one unit.
+    XCString& operator=(wchar_t unit);
+    /// Shares the other's text.
+    XCString& Assign(XCString const& other) noexcept { return *this = other; }
+    /// Copies `count` units (no terminator is looked for). @param text null counts as empty.
+    /// @param reserve the least capacity to have afterwards.
+    XCString& Assign(wchar_t const* text, std::size_t count, std::size_t reserve = 0);
+    XCString& Assign(std::wstring_view text) { return Assign(text.data(), text.size()); }
+    XCString& Assign(std::wstring const& text) { return Assign(text.data(), text.size()); }
+    XCString& Assign(wchar_t const* text) { return *this = text; }
+    /// Exchanges the texts. Never fails.
+    void Swap(XCString& other) noexcept { std::swap(m_data, other.m_data); }
+    /// Releases the storage; the string is empty.
+    void Clear() noexcept { Unshare(std::exchange(m_data, &glbEmptyData.header)); }
+
+    // Reading ---------------------------------------------------------------------------------------------------
+
+    /// Makes sure of room for n units in storage of its own.
+    void Reserve(std::size_t n);
+    /// Units that fit without a new block, the NUL not counted.
+    [[nodiscard]] std::size_t Capacity() const noexcept { return m_data->capacity; }
+    /// Units of the text, the NUL not counted.
+    [[nodiscard]] std::size_t Length() const noexcept { return m_data->length; }
+    /// The same as Length.
+    [[nodiscard]] std::size_t Len() const noexcept { return m_data->length; }
+    /// Whether the string is empty.
+    [[nodiscard]] bool IsNull() const noexcept { return m_data->length == 0; }
+    /// The text, terminated; never null.
+    [[nodiscard]] wchar_t const* AsWChar() const noexcept { return m_data->Text(); }
+    /// The text, NUL-terminated; until the next change of this string or its end.
+    [[nodiscard]] wchar_t const* c_str() const noexcept { return m_data->Text(); }
+    /// The text; until the next change of this string or its end.
+    [[nodiscard]] std::wstring_view View() const noexcept { return {m_data->Text(), m_data->length}; }
+    operator std::wstring_view() const noexcept { return View(); }
+    operator std::wstring() const { return std::wstring(View()); }
+    /// The unit at pos; 0 past the end.
+    wchar_t operator[](std::size_t pos) const noexcept { return pos < m_data->length ? m_data->Text()[pos] : L'\0'; }
+    [[nodiscard]] wchar_t const* begin() const noexcept { return m_data->Text(); }
+    [[nodiscard]] wchar_t const* end() const noexcept { return m_data->Text() + m_data->length; }
+
+    // Changing --------------------------------------------------------------------------------------------------
+
+    /// Writes one unit; past the end nothing happens.
+    void Set(std::size_t pos, wchar_t unit);
+    /// Adds at the end. @param count 0 means up to the terminator; null with count 0 changes nothing.
+    XCString& Append(wchar_t const* text, std::size_t count = 0);
+    XCString& Append(XCString const& text);
+    XCString& Append(std::wstring_view text);
+    XCString& Append(std::wstring const& text) { return Append(std::wstring_view(text)); }
+    /// Appends; see Append.
+    XCString& operator+=(XCString const& text) { return Append(text); }
+    XCString& operator+=(wchar_t const* text) { return Append(text, 0); }
+    XCString& operator+=(wchar_t unit)
+    {
+        std::size_t const length = m_data->length;
+        if (length + 2 > m_data->capacity || IsShared()) return AppendUnit(unit);
+        m_data->Text()[length] = unit;
+        m_data->Text()[length + 1] = L'\0';
+        m_data->length = static_cast<std::uint32_t>(length + 1);
+        return *this;
+    }
+    /// Inserts before pos; a pos past the end appends. A null text changes nothing.
+    XCString& Insert(std::size_t pos, wchar_t const* text);
+    XCString& Insert(std::size_t pos, XCString const& text);
+    XCString& Insert(std::size_t pos, wchar_t unit);
+    /// Removes `count` units from pos on, or all that follow when there are fewer.
+    XCString& Remove(std::size_t pos, std::size_t count);
+    /// A new string of at most `count` units from pos on; the whole text is shared, not copied.
+    [[nodiscard]] XCString SubStr(std::size_t pos, std::size_t count = npos) const;
+    /// Replaces every `oldText` by `newText`, left to right; inserted text is not searched again.
+    /// "aaa", "a" -> "aa" gives "aaaaaa"; "a--b", "--" -> null gives "ab".
+    /// The scan ends at the terminator, and so at a U+0000 inside the text.
+    /// @param oldText null or empty changes nothing.   @param newText null removes the occurrences.
+    /// Cost: one pass to count, at most one allocation, one pass to build; without a hit the block stays shared.
+    XCString& Replace(wchar_t const* oldText, wchar_t const* newText);
+    XCString& Replace(XCString const& oldText, XCString const& newText);
+    /// Maps every unit through XCtowupper, XCtowlower.
+    XCString& Upper();
+    /// The same into lower case.
+    XCString& Lower();
+    /// Steps over units equal to `unit` from min(pos, length - 1) on and removes everything before the place reached:
+    /// with pos 0 leading units, with a larger pos also the pos units before. A run up to the end leaves the string
+    /// empty but in its own storage.
+    XCString& LTrim(wchar_t unit, std::size_t pos = 0);
+    /// Steps over units of the set from pos on and removes everything before the first other unit; pos at or past the
+    /// end, or nothing but units of the set, empties the string. An empty set changes nothing.
+    XCString& LTrim(wchar_t const* set, std::size_t pos = 0);
+    /// Counts the run of `unit` that ends at min(pos, length - 1) and cuts that many units off the *end* of the text.
+    /// A text that is all `unit` becomes empty.
+    XCString& RTrim(wchar_t unit, std::size_t pos = npos);
+    /// Cuts right after the last unit at or before pos that is not in the set, whatever follows pos. When there is
+    /// none the string becomes empty. An empty set changes nothing.
+    XCString& RTrim(wchar_t const* set, std::size_t pos = npos);
+
+    // Searching: a position or npos -----------------------------------------------------------------------------
+
+    /// The first place at or after start. An empty text is found at start, when that is not past the end.
+    /// Time is linear in the lengths, also for periodic texts.
+    [[nodiscard]] std::size_t Find(wchar_t const* text, std::size_t start = 0) const;
+    [[nodiscard]] std::size_t Find(wchar_t unit, std::size_t start = 0) const noexcept;
+    [[nodiscard]] std::size_t Find(XCString const& text, std::size_t start = 0) const
+    {
+        return Find(text.AsWChar(), start);
+    }
+    /// The last place that begins at or before start.
+    [[nodiscard]] std::size_t RFind(wchar_t const* text, std::size_t start = npos) const;
+    [[nodiscard]] std::size_t RFind(wchar_t unit, std::size_t start = npos) const noexcept;
+    [[nodiscard]] std::size_t RFind(XCString const& text, std::size_t start = npos) const
+    {
+        return RFind(text.AsWChar(), start);
+    }
+    /// The first (last) unit at or after (before) start that is, or is not, in a NUL-terminated list of units.
+    [[nodiscard]] std::size_t FindFirstOf(wchar_t const* set, std::size_t start = 0) const;
+    /// The first unit at or after start that is not in the list.
+    [[nodiscard]] std::size_t FindFirstNotOf(wchar_t const* set, std::size_t start = 0) const;
+    /// The last unit at or before start that is in the list.
+    [[nodiscard]] std::size_t FindLastOf(wchar_t const* set, std::size_t start = npos) const;
+    /// The last unit at or before start that is not in the list.
+    [[nodiscard]] std::size_t FindLastNotOf(wchar_t const* set, std::size_t start = npos) const;
+    /// The first unit at or after start that is in the list.
+    [[nodiscard]] std::size_t FindFirstOf(XCString const& set, std::size_t start = 0) const
+    {
+        return FindFirstOf(set.AsWChar(), start);
+    }
+    /// The first unit at or after start that is not in the list.
+    [[nodiscard]] std::size_t FindFirstNotOf(XCString const& set, std::size_t start = 0) const
+    {
+        return FindFirstNotOf(set.AsWChar(), start);
+    }
+    /// The last unit at or before start that is in the list.
+    [[nodiscard]] std::size_t FindLastOf(XCString const& set, std::size_t start = npos) const
+    {
+        return FindLastOf(set.AsWChar(), start);
+    }
+    /// The last unit at or before start that is not in the list.
+    [[nodiscard]] std::size_t FindLastNotOf(XCString const& set, std::size_t start = npos) const
+    {
+        return FindLastNotOf(set.AsWChar(), start);
+    }
+
+    // Comparing -------------------------------------------------------------------------------------------------
+
+    /// -1, 0 or 1. Mode 0: code units as unsigned numbers up to the first terminator (a U+0000 inside ends the
+    /// comparison). Mode bit 1 ignores case, bit 2 accents, both bits both (other bits are ignored).
+    /// Null: 0 when this string is empty, otherwise -1 (a non-empty string sorts before a null text).
+    [[nodiscard]] int Compare(wchar_t const* other, long mode = 0) const;
+    [[nodiscard]] int Compare(XCString const& other, long mode = 0) const;
+    /// By the collator; a null collator compares as mode 0.
+    [[nodiscard]] int Compare(wchar_t const* other, XCSmartPtrToConst<XCCollator> const& collator) const;
+    [[nodiscard]] int Compare(XCString const& other, XCSmartPtrToConst<XCCollator> const& collator) const;
+    /// Whether Compare with the same mode gives 0.
+    [[nodiscard]] bool IsEqual(wchar_t const* other, long mode = 0) const { return Compare(other, mode) == 0; }
+    [[nodiscard]] bool IsEqual(XCString const& other, long mode = 0) const { return Compare(other, mode) == 0; }
+
+    friend bool operator==(XCString const& a, XCString const& b) { return a.m_data == b.m_data || a.Compare(b) == 0; }
+    friend bool operator==(XCString const& a, wchar_t const* b) { return a.Compare(b) == 0; }
+    friend std::weak_ordering operator<=>(XCString const& a, XCString const& b) { return a.Compare(b) <=> 0; }
+    friend std::weak_ordering operator<=>(XCString const& a, wchar_t const* b) { return a.Compare(b) <=> 0; }
+
+    // Numbers and values ----------------------------------------------------------------------------------------
+    // Leading white space is skipped. Success wants a number in range with the terminator right after it, so
+    // trailing blanks fail. The value read is returned in any case; out of range it is the nearest limit. Digits are
+    // read in the invariant way, whatever locale is set. @param ok receives success; may be null.
+
+    /// A whole number in the range of int.
+    int AsInt(bool* ok = nullptr) const noexcept;
+    /// A whole number in the range of long.
+    long AsLong(bool* ok = nullptr) const noexcept;
+    /// "-1" reads as the largest value: a sign negates in unsigned arithmetic.
+    unsigned int AsUint(bool* ok = nullptr) const noexcept;
+    /// A whole number without a sign; "-1" reads as the largest value.
+    unsigned long AsULong(bool* ok = nullptr) const noexcept;
+    /// A whole number of 64 bits.
+    std::int64_t AsInt64(bool* ok = nullptr) const noexcept;
+    /// A whole number of 64 bits without a sign.
+    std::uint64_t AsUInt64(bool* ok = nullptr) const noexcept;
+    /// A number with a point and an exponent.
+    double AsDouble(bool* ok = nullptr) const;
+    /// A duration in seconds, read as AsLong does.
+    long AsXCDuration(bool* ok = nullptr) const noexcept { return AsLong(ok); }
+    /// Parsed by the value classes of XCDateTime.h and XCOldDateTime.h, in their default formats.
+    XCDurationEx AsXCDurationEx(bool* ok = nullptr) const;
+    /// Read by XCDateEx in its default format.
+    XCDateEx AsXCDateEx(bool* ok = nullptr) const;
+    /// Read by XCTimeEx in its default format.
+    XCTimeEx AsXCTimeEx(bool* ok = nullptr) const;
+    /// Read by XCDateTime in its default format.
+    XCDateTime AsXCDateTime(bool* ok = nullptr) const;
+    /// Read by XCDateTimeEx in its default format.
+    XCDateTimeEx AsXCDateTimeEx(bool* ok = nullptr) const;
+
+    // Multibyte text (XCStringConverter.h) ----------------------------------------------------------------------
+
+    /// The text in a code page of the system (0: its ANSI code page). Conversion is strict: text that the code page
+    /// cannot hold gives "" and a Bad error that says where.
+    std::string AsMbString(unsigned int codePage = 0, XCErrorID* error = nullptr) const;
+    std::string AsMbString(XCSmartPtr<XCStringConverter> const& converter, XCErrorID* error = nullptr) const;
+    /// Unpaired surrogates cannot be converted.
+    std::string AsUTF8(XCErrorID* error = nullptr) const;
+    /// Reads UTF-8; malformed input is Bad and leaves the string as it was.
+    XCErrorID SetFromUTF8(std::string const& text);
+    /// Reads `text` through the converter into this string; on failure the string stays as it was.
+    XCErrorID ConvertToUnicode(char const* text, XCSmartPtr<XCStringConverter> const& converter);
+    static XCErrorID ConvertToUnicode(XCString& result, char const* text,
+                                      XCSmartPtr<XCStringConverter> const& converter);
+    /// Writes the text in the encoding of the converter.
+    XCErrorID ConvertFromUnicode(std::string& result, XCSmartPtr<XCStringConverter> const& converter) const;
+
+    // Formatting ------------------------------------------------------------------------------------------------
+
+    /// printf-style formatting; the result replaces the text. %s is wide and %S narrow text, %hs narrow and %ls wide,
+    /// %I64d a 64-bit integer; a null text prints "(null)". Numbers are written in the invariant way. The format and
+    /// its arguments may point into this string. Text outside conversions is printed as it stands; %n writes nothing.
+    /// @throws std::length_error when widths, precisions and texts add up to more than a string holds.
+    XCString& Format(wchar_t const* format, ...);
+    /// The same with the arguments of another function.
+    /// @note va_list is char* on Windows: pass a char* that directly follows the format as char const*. A char[], or
+    ///       the literal 0, is never taken for a va_list: that is why this is a template there.
+#if defined(_WIN32)
+    template <class List>
+    requires std::is_same_v < std::remove_cvref_t<List>,
+    char* > XCString& Format(wchar_t const* format, List&& arguments)
+    {
+        return FormatArguments(format, arguments);
+    }
+#else
+    XCString& Format(wchar_t const* format, va_list arguments)
+    {
+        return FormatArguments(format, arguments);
+    }
+#endif
+
+    // Enciphering -----------------------------------------------------------------------------------------------
+
+    /// Turns the text into an enciphered printable form that ends in cryptSuffix: AES-256 with authentication, the
+    /// key derived from the seed, a fresh nonce each time. The default seed only hides text from casual eyes.
+    /// False, and the string as it was: already enciphered, or the system offers no cryptography.
+    bool Encrypt(XCString const& seed = cryptDefaultSeed);
+    /// The way back. False, and the string as it was: not enciphered, altered, or another seed.
+    bool Decrypt(XCString const& seed = cryptDefaultSeed);
+    /// Whether the text has the form that Encrypt gives.
+    [[nodiscard]] bool IsEncrypted() const;
+    /// The seed of Encrypt and Decrypt when none is given; everybody who has the library knows it.
+    static XCString const cryptDefaultSeed;
+    static XCString const cryptSuffix; ///< The end of every enciphered text.
+
+private:
+    struct ConstantBlock {};
+    constexpr XCString(ConstantBlock, DataDef* data) noexcept : m_data(data) {}
+    static void Share(DataDef* data) noexcept
+    {
+        if (data->capacity != 0) std::atomic_ref<std::int32_t>(data->shares).fetch_add(1, std::memory_order_relaxed);
+    }
+    static void Unshare(DataDef* data) noexcept
+    {
+        if (data->capacity == 0) return;
+        // A sole owner cannot get company meanwhile: only owners hand a block on.
+        std::atomic_ref<std::int32_t> const shares(data->shares);
+        if (shares.load(std::memory_order_acquire) == 0 || shares.fetch_sub(1, std::memory_order_acq_rel) == 0)
+            Free(data);
+    }
+    static DataDef* Alloc(std::size_t n);
+    static void Free(DataDef* data) noexcept;
+    [[nodiscard]] bool IsShared() const noexcept
+    {
+        return std::atomic_ref<std::int32_t>(m_data->shares).load(std::memory_order_acquire) > 0;
+    }
+    void ResizeCapacity(std::size_t n);
+    void SetLength(std::size_t n) noexcept;
+    [[nodiscard]] bool Owns(wchar_t const* text) const noexcept;
+    XCString& AppendUnit(wchar_t unit);
+    XCString& AppendUnits(wchar_t const* text, std::size_t count);
+    void AppendInNewBlock(wchar_t const* text, std::size_t count);
+    XCString& InsertUnits(std::size_t pos, wchar_t const* text, std::size_t count);
+    XCString& ReplaceUnits(std::wstring_view oldText, std::wstring_view newText);
+    XCString& RemoveFront(std::size_t count);
+    [[nodiscard]] std::size_t FindInSet(wchar_t const* set, std::size_t start, bool member) const;
+    [[nodiscard]] std::size_t FindLastInSet(wchar_t const* set, std::size_t start, bool member) const;
+    XCString& CutTo(std::size_t length);
+    XCString& FormatArguments(wchar_t const* format, va_list arguments);
+    friend struct xc::text::StringAccess;
+
+    DataDef* m_data;
+};
+
+XC_API XCString operator+(XCString const& a, XCString const& b);
+XC_API XCString operator+(XCString const& a, wchar_t const* b);
+XC_API XCString operator+(wchar_t const* a, XCString const& b);
+XC_API XCString operator+(XCString const& a, wchar_t b);
+/// A temporary on the left is extended in place.
+XC_API XCString operator+(XCString&& a, XCString const& b);
+XC_API XCString operator+(XCString&& a, wchar_t const* b);
+XC_API XCString operator+(XCString&& a, wchar_t b);
+
+/// Writes the text, with width, fill and adjustment of the stream.
+XC_API std::wostream& operator<<(std::wostream& out, XCString const& text);

@@ -1,0 +1,60 @@
+#include "app/host/ThreadedState.h"
+
+#include <algorithm>
+#include <windows.h>
+
+namespace xc::host {
+
+using Guard = XCLockGuard<XCCriticalSection>;
+
+ThreadedState::ThreadedState() = default;
+
+ThreadedState::~ThreadedState()
+{
+    if (self) ::CloseHandle(self);
+}
+
+void ThreadedState::SetStarted()
+{
+    Guard const guard(section);
+    if (self) ::CloseHandle(self);
+    HANDLE const process = ::GetCurrentProcess();
+    if (!::DuplicateHandle(process, ::GetCurrentThread(), process, &self, SYNCHRONIZE, FALSE, 0)) self = nullptr;
+    threadId = XCThread::GetCurrentThreadID();
+    started = running = true;
+    ended.reset();
+    startedEvent.post();
+}
+
+void ThreadedState::SetEnded()
+{
+    Guard const guard(section);
+    running = false;
+    ended.post();
+}
+
+bool ThreadedState::IsRunning()
+{
+    Guard const guard(section);
+    return running && (!self || ::WaitForSingleObject(self, 0) != WAIT_OBJECT_0);
+}
+
+bool ThreadedState::WaitForEnd()
+{
+    unsigned int const step = std::clamp(patienceMs.load(), 1u, XCThreadedRunPlugIn::kExitStepMs);
+    return ended.wait(step) == 0 || !IsRunning();
+}
+
+bool ThreadedState::HasVanished()
+{
+    Guard const guard(section);
+    return running;
+}
+
+void ThreadedState::Join()
+{
+    thread->Join();
+    thread.Clear();
+}
+
+} // namespace xc::host

@@ -1,0 +1,189 @@
+// The register is a chain of blocks of slots that only grows; a slot is taken by one exchange and given back by one
+// store, so that a call costs some 300 relaxed stores at most and no lock. A reader may meet a slot that is being
+// written: each slot carries a version that is odd meanwhile, and a copy counts only when the version was even and is
+// unchanged after it (a sequence lock). Texts are kept as atomic units, so that such a race is one of values alone.
+// Invariant: a slot in use with an even version holds one whole note.
+#include "errors/RunningCalls.h"
+
+#include "win32/Clock.h"
+#include "win32/Process.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <functional>
+#include <new>
+#include <vector>
+
+namespace xc::errors {
+
+namespace {
+
+constexpr auto kRelaxed = std::memory_order_relaxed;
+
+template <std::size_t N>
+using SharedText = std::array<std::atomic<wchar_t>, N>;
+
+template <std::size_t N>
+void Put(SharedText<N>& to, std::wstring_view text) noexcept
+{
+    std::size_t const count = std::min(text.size(), N - 1);
+    for (std::size_t i = 0; i < count; ++i) to[i].store(text[i], kRelaxed);
+    to[count].store(L'\0', kRelaxed);
+}
+
+template <std::size_t N>
+void Get(SharedText<N> const& from, wchar_t (&to)[N]) noexcept
+{
+    std::size_t i = 0;
+    while (i < N - 1 && (to[i] = from[i].load(kRelaxed)) != L'\0') ++i;
+    to[i] = L'\0';
+}
+
+} // namespace
+
+struct RunningCall::Slot {
+    std::atomic<bool> used{false};
+    std::atomic<std::uint32_t> version{0};
+    std::atomic<std::uint64_t> order{0};
+    std::atomic<std::uint64_t> sinceMs{0};
+    std::atomic<unsigned long> thread{0};
+    std::atomic<wchar_t const*> operation{nullptr};
+    SharedText<CallNote::kNameUnits> name{};
+    SharedText<CallNote::kPathUnits> path{};
+
+    [[nodiscard]] bool Take() noexcept { return !used.load(kRelaxed) && !used.exchange(true); }
+
+    /// False when the slot is free, or was written meanwhile.
+    bool Read(CallNote& note) const noexcept
+    {
+        std::uint32_t const before = version.load(std::memory_order_acquire);
+        if (before % 2 != 0 || !used.load(kRelaxed)) return false;
+        note.order = order.load(kRelaxed);
+        note.sinceMs = sinceMs.load(kRelaxed);
+        note.thread = thread.load(kRelaxed);
+        note.operation = operation.load(kRelaxed);
+        Get(name, note.name);
+        Get(path, note.path);
+        std::atomic_thread_fence(std::memory_order_acquire);
+        return note.operation && version.load(kRelaxed) == before;
+    }
+
+    void Write(wchar_t const* what, std::wstring_view whose, std::wstring_view where) noexcept
+    {
+        static std::atomic<std::uint64_t> calls{0};
+        version.fetch_add(1, kRelaxed);
+        std::atomic_thread_fence(std::memory_order_release);
+        order.store(calls.fetch_add(1, kRelaxed) + 1, kRelaxed);
+        sinceMs.store(win32::TickMs(), kRelaxed);
+        thread.store(win32::ThreadId(), kRelaxed);
+        operation.store(what, kRelaxed);
+        Put(name, whose);
+        Put(path, where.substr(where.size() - std::min(where.size(), CallNote::kPathUnits - 1)));
+        version.fetch_add(1, std::memory_order_release);
+    }
+
+    void GiveBack() noexcept
+    {
+        operation.store(nullptr, kRelaxed);
+        version.fetch_add(2, std::memory_order_release);
+        used.store(false, std::memory_order_release);
+    }
+};
+
+namespace {
+
+using Slot = RunningCall::Slot;
+
+struct Block {
+    std::array<Slot, 32> slots;
+    std::atomic<Block*> next{nullptr};
+};
+
+/// Never destroyed: plug-ins may run while the process ends.
+Block& FirstBlock() noexcept
+{
+    alignas(Block) static unsigned char storage[sizeof(Block)];
+    static Block* const first = new (storage) Block;
+    return *first;
+}
+
+/// The block after this one, made when there is none; null without memory.
+Block* Grow(Block& last) noexcept
+{
+    if (Block* const next = last.next.load(std::memory_order_acquire)) return next;
+    auto* const fresh = new (std::nothrow) Block;
+    Block* other = nullptr;
+    if (!fresh || last.next.compare_exchange_strong(other, fresh)) return fresh;
+    delete fresh; // another thread was quicker
+    return other;
+}
+
+Slot* TakeSlot() noexcept
+{
+    for (Block* block = &FirstBlock(); block; block = Grow(*block))
+        for (Slot& slot : block->slots)
+            if (slot.Take()) return &slot;
+    return nullptr;
+}
+
+template <class Visit>
+void ForEachSlot(Visit visit)
+{
+    for (Block* block = &FirstBlock(); block; block = block->next.load(std::memory_order_acquire))
+        for (Slot& slot : block->slots) visit(slot);
+}
+
+XCString LineOf(CallNote const& note)
+{
+    XCString line;
+    line.Format(L"in %ls", note.operation);
+    if (note.name[0] != L'\0') line += XCString(L" of <") + note.name + L">";
+    XCString age;
+    age.Format(L", for %llu ms", static_cast<unsigned long long>(win32::TickMs() - note.sinceMs));
+    return line + L" (" + note.path + L")" + age;
+}
+
+} // namespace
+
+RunningCall::RunningCall(wchar_t const* operation, std::wstring_view name, std::wstring_view path) noexcept
+    : m_slot(TakeSlot())
+{
+    if (m_slot) m_slot->Write(operation, name, path);
+}
+
+RunningCall::~RunningCall()
+{
+    if (m_slot) m_slot->GiveBack();
+}
+
+std::size_t CopyRunningCalls(CallNote* notes, std::size_t room) noexcept
+{
+    std::size_t count = 0;
+    ForEachSlot([&](Slot const& slot) {
+        if (count < room && slot.Read(notes[count])) ++count;
+    });
+    return count;
+}
+
+void ForgetCallsOf(unsigned long thread) noexcept
+{
+    ForEachSlot([&](Slot& slot) {
+        if (slot.used && slot.thread == thread) slot.GiveBack();
+    });
+}
+
+XCString RunningCallsText(unsigned long thread)
+{
+    std::vector<CallNote> notes;
+    CallNote note;
+    ForEachSlot([&](Slot const& slot) {
+        if (slot.Read(note) && note.thread == thread) notes.push_back(note);
+    });
+    std::ranges::sort(notes, std::greater<>(), &CallNote::order);
+    XCString text;
+    for (CallNote const& each : notes) text += (text.IsNull() ? L"" : L"\n") + LineOf(each);
+    return text;
+}
+
+} // namespace xc::errors

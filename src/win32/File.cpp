@@ -1,0 +1,128 @@
+#include "win32/File.h"
+
+#include "win32/LastError.h"
+
+#include <algorithm>
+#include <windows.h>
+
+namespace xc::win32 {
+
+namespace {
+
+constexpr std::size_t kLargestStep = 1u << 28;   // bytes for one call of the system at a position
+constexpr std::size_t kLargestAppend = 1u << 30; // bytes for one that appends
+
+DWORD AccessOf(FileMode::Access access) noexcept
+{
+    constexpr DWORD kAppend = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
+    switch (access) {
+    case FileMode::Access::Read: return GENERIC_READ;
+    case FileMode::Access::Write: return GENERIC_WRITE;
+    case FileMode::Access::ReadWrite: return GENERIC_READ | GENERIC_WRITE;
+    case FileMode::Access::Append: return kAppend;
+    case FileMode::Access::AppendAndRead: return kAppend | FILE_READ_DATA;
+    }
+    return 0;
+}
+
+DWORD StartOf(FileMode::Start start) noexcept
+{
+    switch (start) {
+    case FileMode::Start::Existing: return OPEN_EXISTING;
+    case FileMode::Start::OpenOrCreate: return OPEN_ALWAYS;
+    case FileMode::Start::CreateNew: return CREATE_NEW;
+    case FileMode::Start::Truncate: return CREATE_ALWAYS;
+    }
+    return 0;
+}
+
+static_assert(FileMode::ShareRead == FILE_SHARE_READ && FileMode::ShareWrite == FILE_SHARE_WRITE &&
+              FileMode::ShareDelete == FILE_SHARE_DELETE);
+
+OVERLAPPED At(std::uint64_t position) noexcept
+{
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(position);
+    place.OffsetHigh = static_cast<DWORD>(position >> 32);
+    return place;
+}
+
+} // namespace
+
+unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
+{
+    Close();
+    SECURITY_ATTRIBUTES security{sizeof security, const_cast<void*>(mode.security), FALSE};
+    HANDLE const handle =
+        ::CreateFileW(path.ForSystem(), AccessOf(mode.access), mode.share, &security, StartOf(mode.start),
+                      mode.sequential ? FILE_FLAG_SEQUENTIAL_SCAN : FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return LastError();
+    m_handle = handle;
+    return 0;
+}
+
+unsigned long File::Close() noexcept
+{
+    HANDLE const handle = Release();
+    KeepLastError const keep;
+    return !handle || ::CloseHandle(handle) ? 0 : LastError();
+}
+
+std::size_t File::Read(void* to, std::size_t count, std::uint64_t position, unsigned long& error) noexcept
+{
+    error = 0;
+    std::size_t done = 0;
+    while (done < count) {
+        OVERLAPPED place = At(position + done);
+        DWORD read = 0;
+        auto const step = static_cast<DWORD>(std::min(count - done, kLargestStep));
+        if (!::ReadFile(m_handle, static_cast<char*>(to) + done, step, &read, &place)) {
+            error = LastError();
+            if (error == ERROR_HANDLE_EOF) error = 0;
+            break;
+        }
+        if (read == 0) break;
+        done += read;
+    }
+    return done;
+}
+
+std::size_t File::Write(std::string_view bytes, std::uint64_t position, unsigned long& error) noexcept
+{
+    error = 0;
+    std::size_t done = 0;
+    while (done < bytes.size() && error == 0) {
+        OVERLAPPED place = At(position + done);
+        DWORD written = 0;
+        auto const step = static_cast<DWORD>(std::min(bytes.size() - done, kLargestStep));
+        if (!::WriteFile(m_handle, bytes.data() + done, step, &written, &place))
+            error = LastError();
+        else if (written == 0)
+            error = ERROR_DISK_FULL;
+        done += written;
+    }
+    return done;
+}
+
+std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
+{
+    DWORD written = 0;
+    auto const step = static_cast<DWORD>(std::min(bytes.size(), kLargestAppend));
+    BOOL const done = ::WriteFile(m_handle, bytes.data(), step, &written, nullptr);
+    error = done ? ERROR_DISK_FULL : LastError(); // a short write without an error: no room
+    if (written == bytes.size()) error = 0;
+    return written;
+}
+
+unsigned long File::Flush() noexcept
+{
+    return ::FlushFileBuffers(m_handle) ? 0 : LastError();
+}
+
+std::uint64_t File::Size() const noexcept
+{
+    LARGE_INTEGER size;
+    return m_handle && ::GetFileSizeEx(m_handle, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+}
+
+} // namespace xc::win32

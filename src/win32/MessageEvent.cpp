@@ -1,0 +1,64 @@
+#include "win32/MessageEvent.h"
+
+#include <windows.h>
+
+namespace xc::win32 {
+
+namespace {
+
+/// The library of windows and messages, loaded by the first thread that needs it, so that programs without windows
+/// never load it; it stays.
+struct UserLibrary {
+    HMODULE module = ::LoadLibraryExW(L"user32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    decltype(&::MsgWaitForMultipleObjectsEx) wait = Lookup<decltype(wait)>("MsgWaitForMultipleObjectsEx");
+    decltype(&::PeekMessageW) peek = Lookup<decltype(peek)>("PeekMessageW");
+    decltype(&::TranslateMessage) translate = Lookup<decltype(translate)>("TranslateMessage");
+    decltype(&::DispatchMessageW) dispatch = Lookup<decltype(dispatch)>("DispatchMessageW");
+
+    [[nodiscard]] bool IsWhole() const noexcept { return wait && peek && translate && dispatch; }
+    template <class Function>
+    Function Lookup(char const* name) const noexcept
+    {
+        return module ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name))) : nullptr;
+    }
+};
+
+UserLibrary const& User() noexcept
+{
+    static UserLibrary const library;
+    return library;
+}
+
+void ServeMessages() noexcept
+{
+    for (MSG message; User().peek(&message, nullptr, 0, 0, PM_REMOVE);) {
+        User().translate(&message);
+        User().dispatch(&message);
+    }
+}
+
+} // namespace
+
+MessageEvent::MessageEvent() : m_event(::CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
+
+MessageEvent::~MessageEvent()
+{
+    if (m_event) ::CloseHandle(m_event);
+}
+
+void MessageEvent::Set() noexcept
+{
+    ::SetEvent(m_event);
+}
+
+void MessageEvent::Wait(std::uint32_t timeoutMs) noexcept
+{
+    if (!User().IsWhole()) {
+        ::WaitForSingleObject(m_event, timeoutMs);
+        return;
+    }
+    DWORD const result = User().wait(1, &m_event, timeoutMs, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    if (result == WAIT_OBJECT_0 + 1) ServeMessages();
+}
+
+} // namespace xc::win32

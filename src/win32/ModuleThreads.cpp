@@ -1,0 +1,134 @@
+// A thread needs the code of a module when it began there, or when a function of the module is on its stack. The system
+// tells the first address of a thread. A thread that was started through the runtime begins in the runtime, so its stack
+// is read as well: the thread is suspended for the moment, and each word from its stack pointer up that lies in the image
+// of a module counts. Words that merely look like an address make the answer too careful, never too bold; unwinding the
+// stack would be exact, but asks for locks that the suspended thread may hold. While a thread is suspended nothing is
+// allocated and nothing is locked here. The images are read before, so that one pass serves them all.
+// Not found: a thread that is made but has not begun, and callbacks that the system has not called yet.
+#include "win32/ModuleThreads.h"
+
+#include "win32/LastError.h"
+#include "win32/UniqueHandle.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace xc::win32 {
+
+namespace {
+
+constexpr std::size_t kMostModules = 64;
+constexpr DWORD kRights = THREAD_QUERY_INFORMATION | THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME;
+constexpr int kWin32StartAddress = 9; // ThreadQuerySetWin32StartAddress
+
+using NextThread = LONG(NTAPI*)(HANDLE process, HANDLE thread, ACCESS_MASK, ULONG attributes, ULONG flags, HANDLE*);
+using QueryThread = LONG(NTAPI*)(HANDLE thread, int what, void* answer, ULONG size, ULONG* written);
+
+template <class Function>
+Function OfSystem(char const* name) noexcept
+{
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), name)));
+}
+
+struct Image {
+    std::uintptr_t begin = 0;
+    std::uintptr_t size = 0;
+
+    [[nodiscard]] bool Holds(std::uintptr_t address) const noexcept { return address - begin < size; }
+};
+
+Image ImageOf(void const* module) noexcept
+{
+    auto const* const base = static_cast<unsigned char const*>(module);
+    auto const* const dos = reinterpret_cast<IMAGE_DOS_HEADER const*>(base);
+    auto const* const headers = reinterpret_cast<IMAGE_NT_HEADERS64 const*>(base + dos->e_lfanew);
+    return {reinterpret_cast<std::uintptr_t>(base), headers->OptionalHeader.SizeOfImage};
+}
+
+/// The images looked for, in one array; most addresses are outside all of them.
+class Search {
+public:
+    Search(ModuleThread* modules, std::size_t count) noexcept : m_modules(modules), m_count(count)
+    {
+        for (std::size_t i = 0; i < count; ++i) {
+            m_images[i] = ImageOf(modules[i].module);
+            m_lowest = std::min(m_lowest, m_images[i].begin);
+            m_end = std::max(m_end, m_images[i].begin + m_images[i].size);
+        }
+    }
+
+    void Note(std::uintptr_t address, unsigned long thread) const noexcept
+    {
+        if (address < m_lowest || address >= m_end) return;
+        for (std::size_t i = 0; i < m_count; ++i)
+            if (m_images[i].Holds(address)) m_modules[i].thread = thread;
+    }
+
+private:
+    ModuleThread* m_modules;
+    std::size_t m_count;
+    Image m_images[kMostModules];
+    std::uintptr_t m_lowest = UINTPTR_MAX;
+    std::uintptr_t m_end = 0;
+};
+
+/// The end of the stack that an address lies in: of the committed memory that follows it without a gap.
+std::uintptr_t EndOfStack(std::uintptr_t address) noexcept
+{
+    constexpr DWORD kReadable = PAGE_READWRITE | PAGE_READONLY | PAGE_EXECUTE_READWRITE | PAGE_WRITECOPY;
+    MEMORY_BASIC_INFORMATION part;
+    void const* stack = nullptr;
+    std::uintptr_t end = address;
+    while (::VirtualQuery(reinterpret_cast<void const*>(end), &part, sizeof part) != 0) {
+        bool const readable = part.State == MEM_COMMIT && (part.Protect & kReadable) && !(part.Protect & PAGE_GUARD);
+        if (!readable || (stack && part.AllocationBase != stack)) break;
+        stack = part.AllocationBase;
+        end = reinterpret_cast<std::uintptr_t>(part.BaseAddress) + part.RegionSize;
+    }
+    return end;
+}
+
+void NoteStack(HANDLE thread, unsigned long id, Search const& search) noexcept
+{
+    if (::SuspendThread(thread) == static_cast<DWORD>(-1)) return;
+    CONTEXT registers{};
+    registers.ContextFlags = CONTEXT_CONTROL;
+    if (::GetThreadContext(thread, &registers)) { // waits until the thread has stopped
+        search.Note(registers.Rip, id);
+        std::uintptr_t const first = (registers.Rsp + 7) & ~std::uintptr_t{7};
+        for (std::uintptr_t at = first, end = EndOfStack(first); at + 8 <= end; at += 8)
+            search.Note(*reinterpret_cast<std::uintptr_t const*>(at), id);
+    }
+    ::ResumeThread(thread);
+}
+
+void NoteThread(HANDLE thread, QueryThread query, Search const& search) noexcept
+{
+    unsigned long const id = ::GetThreadId(thread);
+    if (id == 0 || id == ::GetCurrentThreadId() || ::WaitForSingleObject(thread, 0) == WAIT_OBJECT_0) return;
+    void* start = nullptr;
+    if (query && query(thread, kWin32StartAddress, static_cast<void*>(&start), sizeof start, nullptr) >= 0)
+        search.Note(reinterpret_cast<std::uintptr_t>(start), id);
+    NoteStack(thread, id, search);
+}
+
+} // namespace
+
+void FindThreadsIn(ModuleThread* modules, std::size_t count) noexcept
+{
+    KeepLastError const keep;
+    static auto const next = OfSystem<NextThread>("NtGetNextThread");
+    static auto const query = OfSystem<QueryThread>("NtQueryInformationThread");
+    if (!next || count == 0) return;
+    Search const search(modules, std::min(count, kMostModules));
+    UniqueKernelObject thread;
+    for (;;) {
+        HANDLE found = nullptr;
+        if (next(::GetCurrentProcess(), thread.Get(), kRights | SYNCHRONIZE, 0, 0, &found) < 0) return;
+        thread.Reset(found);
+        NoteThread(found, query, search);
+    }
+}
+
+} // namespace xc::win32

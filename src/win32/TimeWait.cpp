@@ -1,0 +1,43 @@
+#include "win32/TimeWait.h"
+
+#include <realtimeapiset.h>
+#include <windows.h>
+
+namespace xc::win32 {
+
+std::uint64_t AwakeMs() noexcept
+{
+    ULONGLONG steps = 0;
+    ::QueryUnbiasedInterruptTime(&steps);
+    return steps / 10000;
+}
+
+TimeWait::TimeWait()
+    : m_event(::CreateEventW(nullptr, FALSE, FALSE, nullptr)), m_timer(::CreateWaitableTimerW(nullptr, FALSE, nullptr))
+{
+}
+
+TimeWait::~TimeWait()
+{
+    if (m_event) ::CloseHandle(m_event);
+    if (m_timer) ::CloseHandle(m_timer);
+}
+
+void TimeWait::Wait(std::uint32_t awakeMs, std::int64_t utcMs) noexcept
+{
+    constexpr std::int64_t kEpochMs = 11644473600000; // 1970, since 1601
+    HANDLE const objects[] = {m_event, m_timer};
+    LARGE_INTEGER due;
+    due.QuadPart = (utcMs + kEpochMs) * 10000; // not negative: an instant, no span
+    bool const instant = utcMs != kNever && utcMs > -kEpochMs && m_timer;
+    bool const set = instant && ::SetWaitableTimer(m_timer, &due, 0, nullptr, nullptr, FALSE);
+    ::WaitForMultipleObjects(set ? 2 : 1, objects, FALSE, awakeMs);
+    if (set) ::CancelWaitableTimer(m_timer);
+}
+
+void TimeWait::Wake() noexcept
+{
+    ::SetEvent(m_event);
+}
+
+} // namespace xc::win32

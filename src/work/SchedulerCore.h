@@ -1,0 +1,73 @@
+// SchedulerCore.h - the jobs of a scheduler and its thread.
+#pragma once
+
+#include <XelbrinCore/XCScheduler.h>
+
+#include "win32/SlimLock.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+
+namespace xc::work {
+
+class SchedulerCore final : public XCRefCount {
+public:
+    using Callback = XCScheduler::Callback;
+
+    SchedulerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks);
+
+    std::uint64_t Add(XCSmartPtr<XCScheduleI> const& schedule, Callback callback, XCJobOptions const& options);
+    bool Remove(std::uint64_t id) noexcept;
+    [[nodiscard]] std::vector<XCJobInfo> List();
+    XCErrorID Stop(std::uint32_t timeoutMs);
+    [[nodiscard]] std::uint64_t WakeUps() noexcept;
+
+private:
+    static constexpr std::int64_t kNever = INT64_MAX;
+    struct Job {
+        std::uint64_t id;
+        XCSmartPtr<XCScheduleI> schedule;
+        Callback callback;
+        XCJobOptions options;
+        std::int64_t next = kNever, last = kNever;
+        std::uint64_t runs = 0, missed = 0, untold = 0, failures = 0; // untold: missed since the last call
+        XCErrorID failure;
+        bool removed = false, inFlight = false, running = false;
+        unsigned long threadId = 0;
+    };
+    using JobRef = std::shared_ptr<Job>;
+    struct Run { // calls of one job
+        JobRef job;
+        std::vector<XCJobCall> calls;
+    };
+
+    void StartThread();
+    void Loop() noexcept;
+    void Look(std::vector<Run>& runs);
+    void FollowClock(std::int64_t now) noexcept;
+    void Due(JobRef const& job, std::int64_t now, std::vector<Run>& runs);
+    void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
+    void HandOut(Run run) noexcept;
+    void Invoke(Run const& run) noexcept;
+    bool Begin(Job& job) noexcept;
+    void End(Job& job, XCErrorID const& failure) noexcept;
+    [[nodiscard]] std::int64_t NextOf(Job const& job, std::int64_t after) const noexcept;
+    [[nodiscard]] bool IsOver(unsigned long self) const noexcept;
+
+    XCSmartPtr<XCExecutor> const m_executor;
+    XCString const m_name;
+    XCTimeSourceI& m_clocks;
+    std::unique_ptr<XCTimeWaitI> const m_wait;
+
+    win32::SlimLock m_lock; // guards all that follows
+    win32::SlimSignal m_change;
+    std::map<std::uint64_t, JobRef> m_jobs;
+    std::vector<JobRef> m_active; // handed out
+    std::uint64_t m_lastId = 0, m_wakeUps = 0, m_seenElapsed = 0;
+    std::int64_t m_seenUtc = 0;
+    bool m_thread = false, m_stopping = false;
+    unsigned long m_threadId = 0;
+};
+
+} // namespace xc::work

@@ -1,0 +1,333 @@
+// The thread of a timer queue.
+//
+// It sleeps until the next tick at which a wheel has something to do, hands out what is due, and sleeps again; a timer
+// that becomes the earliest wakes it. A call is handed out under the lock and runs without it. Between the two a timer
+// may be cancelled or started anew: each Start and Cancel gives it a new generation, and a call of an old generation
+// ends without a callback. So Cancel waits only for a callback that runs at that moment.
+//
+// Spans of the clock that counts sleep end with the sleep: beside the span the thread sleeps until the instant of the
+// wall clock at which it would have passed. Whichever comes first, it looks at the clock again.
+#include "work/TimerCore.h"
+
+#include <XelbrinCore/XCThread.h>
+
+#include "errors/CoreError.h"
+#include "win32/Process.h"
+#include "win32/TimeWait.h"
+#include "work/Executor.h"
+
+#include <algorithm>
+
+namespace xc::work {
+
+TimerCore::TimerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
+    : m_executor(executor), m_name(name), m_clocks(clocks),
+      m_wait(clocks.NewWait()), m_wheels{TimerWheel(clocks.GetAwakeMs()), TimerWheel(clocks.GetElapsedMs())}
+{
+}
+
+TimerCore::~TimerCore() = default;
+
+std::uint64_t TimerCore::Now(XCTimerClock clock) noexcept
+{
+    return clock == XCTimerClock::Awake ? m_clocks.GetAwakeMs() : m_clocks.GetElapsedMs();
+}
+
+/// With the lock. The queue holds a reference from now on.
+void TimerCore::Link(XCTimer& timer) noexcept
+{
+    TimerAccess::State& state = TimerAccess::Of(timer);
+    timer.AddRef();
+    Wheel(TimerAccess::Clock(timer)).Insert(state.link, state.due);
+}
+
+/// With the lock. @return whether it was linked: the reference is then the caller's.
+bool TimerCore::Unlink(XCTimer& timer) noexcept
+{
+    TimerAccess::State& state = TimerAccess::Of(timer);
+    if (!TimerWheel::IsLinked(state.link)) return false;
+    Wheel(TimerAccess::Clock(timer)).Remove(state.link);
+    return true;
+}
+
+XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t periodMs, XCTimerMode mode)
+{
+    XCTimerClock const clock = TimerAccess::Clock(timer);
+    bool wasLinked = false, wake = false, startThread = false;
+    {
+        std::lock_guard const hold(m_lock);
+        if (m_stopping) return errors::MakeCoreError(XCErrExecutorStopped, m_name);
+        TimerAccess::State& state = TimerAccess::Of(timer);
+        wasLinked = Unlink(timer);
+        ++state.generation;
+        state.due = Now(clock) + delayMs + (delayMs > 0 ? 1 : 0); // part of the present millisecond has passed
+        state.period = periodMs;
+        state.mode = mode;
+        state.missed = 0;
+        state.again = false;
+        Link(timer);
+        wake = state.due < m_sleepsUntil[static_cast<std::size_t>(clock)];
+        if (wake) m_sleepsUntil[0] = m_sleepsUntil[1] = 0;
+        startThread = !m_thread;
+        m_thread = true;
+    }
+    if (wasLinked) timer.Release();
+    if (wake) m_wait->Wake();
+    return startThread ? StartThread() : XCErrorID();
+}
+
+XCErrorID TimerCore::StartThread() noexcept
+{
+    XCErrorID failure;
+    try {
+        XCSmartPtr<TimerCore> const self(this);
+        XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([self] { self->Loop(); })));
+        thread->SetName(m_name);
+        thread->SetDeleteOnEnd(true);
+        failure = thread->Start();
+        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, m_name, failure.AsString());
+    } catch (...) {
+        failure = FailureOfTask();
+    }
+    if (failure.Bad()) {
+        std::lock_guard const hold(m_lock);
+        m_thread = false;
+    }
+    return failure;
+}
+
+bool TimerCore::Cancel(XCTimer& timer) noexcept
+{
+    bool wasLinked = false;
+    {
+        std::lock_guard const hold(m_lock);
+        TimerAccess::State& state = TimerAccess::Of(timer);
+        wasLinked = Unlink(timer);
+        ++state.generation;
+        state.period = 0;
+        state.again = false;
+        while (state.running && state.threadId != win32::ThreadId()) m_change.Wait(m_lock, XCInfinite);
+    }
+    if (wasLinked) timer.Release();
+    return wasLinked;
+}
+
+/// What the thread of the queue does.
+void TimerCore::Loop() noexcept
+{
+    Calls calls;
+    std::unique_lock hold(m_lock);
+    m_threadId = win32::ThreadId();
+    while (!m_stopping) {
+        try {
+            CollectDue(calls);
+        } catch (...) { // no memory for the list: what it holds goes first, the rest when it is looked at again
+        }
+        if (calls.empty()) {
+            Sleep(hold);
+            continue;
+        }
+        hold.unlock();
+        for (Call const& call : calls) HandOut(call);
+        calls.clear();
+        hold.lock();
+    }
+    m_thread = false;
+    m_change.WakeAll();
+}
+
+/// With the lock, which is given back meanwhile.
+void TimerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
+{
+    std::uint64_t span = UINT64_MAX;
+    std::int64_t instant = win32::TimeWait::kNever;
+    for (XCTimerClock const clock : {XCTimerClock::Awake, XCTimerClock::Elapsed}) {
+        std::uint64_t const next = Wheel(clock).NextTick();
+        m_sleepsUntil[static_cast<std::size_t>(clock)] = next;
+        if (next == TimerWheel::kNever) continue;
+        std::uint64_t const now = Now(clock), left = next > now ? next - now : 0;
+        span = std::min(span, left);
+        if (clock == XCTimerClock::Elapsed) instant = m_clocks.GetUtcMs() + static_cast<std::int64_t>(left);
+    }
+    hold.unlock();
+    bool const endless = span == UINT64_MAX;
+    m_wait->Wait(endless ? XCInfinite : static_cast<unsigned int>(std::min<std::uint64_t>(span, INT32_MAX)), instant);
+    hold.lock();
+    m_sleepsUntil[0] = m_sleepsUntil[1] = 0;
+    ++m_wakeUps;
+}
+
+/// With the lock.
+void TimerCore::CollectDue(Calls& calls)
+{
+    for (XCTimerClock const clock : {XCTimerClock::Awake, XCTimerClock::Elapsed}) {
+        std::uint64_t const now = Now(clock);
+        TimerWheel& wheel = Wheel(clock);
+        while (TimerLink* const link = wheel.Advance(now)) {
+            calls.reserve(calls.size() + 1);
+            Due(*link->timer, now, calls);
+        }
+    }
+}
+
+/// With the lock. A timer that has left the wheel with the reference that the queue held.
+void TimerCore::Due(XCTimer& timer, std::uint64_t now, Calls& calls)
+{
+    TimerAccess::State& state = TimerAccess::Of(timer);
+    std::uint64_t const late = now - state.due;
+    std::uint64_t missed = 0;
+    if (state.period > 0 && state.mode == XCTimerMode::FixedRate) {
+        missed = late / state.period;
+        state.due += (missed + 1) * state.period;
+        Link(timer);
+    }
+    if (state.inFlight) { // the last call has not ended: told by the next one
+        state.missed += missed + 1;
+        state.again = state.period == 0 || state.mode == XCTimerMode::FixedDelay;
+        calls.push_back({XCSmartPtr<XCTimer>(&timer), {}, UINT64_MAX}); // gives the reference back without the lock
+    } else {
+        state.inFlight = true;
+        calls.push_back(
+            {XCSmartPtr<XCTimer>(&timer), {std::exchange(state.missed, 0) + missed, late}, state.generation});
+    }
+    timer.Release(); // the call holds one
+}
+
+void TimerCore::HandOut(Call const& call) noexcept
+{
+    if (call.generation == UINT64_MAX) return;
+    if (m_executor.IsNull()) {
+        Invoke(call);
+        return;
+    }
+    XCErrorID refused;
+    try {
+        XCSmartPtr<TimerCore> const self(this);
+        refused = m_executor->Submit([self, call] { self->Invoke(call); })->GetError();
+    } catch (...) {
+        refused = FailureOfTask();
+    }
+    if (refused.Bad()) End(call, true, refused);
+}
+
+void TimerCore::Invoke(Call const& call) noexcept
+{
+    Active active{win32::ThreadId()};
+    if (!Begin(call, active)) return;
+    XCErrorID failure;
+    bool wanted = false;
+    try {
+        wanted = TimerAccess::IsWanted(*call.timer);
+        if (wanted) TimerAccess::Call(*call.timer, call.tick);
+    } catch (...) {
+        failure = FailureOfTask();
+        NoteFailure(m_name, failure);
+    }
+    End(call, wanted || failure.Bad(), failure);
+    Leave(active);
+}
+
+bool TimerCore::Begin(Call const& call, Active& active) noexcept
+{
+    std::lock_guard const hold(m_lock);
+    TimerAccess::State& state = TimerAccess::Of(*call.timer);
+    if (state.generation != call.generation || m_stopping) { // cancelled or started anew since
+        state.inFlight = false;
+        if (std::exchange(state.again, false)) Rearm(*call.timer, 0);
+        return false;
+    }
+    active.next = m_active;
+    if (m_active) m_active->previous = &active;
+    m_active = &active;
+    state.running = true;
+    state.threadId = active.threadId;
+    ++state.calls;
+    return true;
+}
+
+void TimerCore::Leave(Active const& active) noexcept
+{
+    std::lock_guard const hold(m_lock);
+    (active.previous ? active.previous->next : m_active) = active.next;
+    if (active.next) active.next->previous = active.previous;
+    m_change.WakeAll();
+}
+
+/// A call has ended or could not be handed out.
+void TimerCore::End(Call const& call, bool wanted, XCErrorID const& failure) noexcept
+{
+    bool wasLinked = false;
+    {
+        std::lock_guard const hold(m_lock);
+        XCTimer& timer = *call.timer;
+        TimerAccess::State& state = TimerAccess::Of(timer);
+        if (failure.Bad()) {
+            ++state.failures;
+            state.failure = failure;
+        }
+        state.running = state.inFlight = false;
+        if (!wanted) {
+            wasLinked = Unlink(timer);
+            ++state.generation;
+        } else if (std::exchange(state.again, false))
+            Rearm(timer, 0);
+        else if (state.generation == call.generation && state.period > 0 && state.mode == XCTimerMode::FixedDelay)
+            Rearm(timer, state.period + 1);
+        m_change.WakeAll();
+    }
+    if (wasLinked) call.timer->Release();
+}
+
+/// With the lock.
+void TimerCore::Rearm(XCTimer& timer, std::uint64_t delayMs) noexcept
+{
+    TimerAccess::State& state = TimerAccess::Of(timer);
+    if (m_stopping || TimerWheel::IsLinked(state.link)) return;
+    state.due = Now(TimerAccess::Clock(timer)) + delayMs;
+    Link(timer);
+    if (state.due >= m_sleepsUntil[static_cast<std::size_t>(TimerAccess::Clock(timer))]) return;
+    m_sleepsUntil[0] = m_sleepsUntil[1] = 0;
+    m_wait->Wake();
+}
+
+/// With the lock. Whether nothing of this queue runs on other threads.
+bool TimerCore::IsOver(unsigned long self) const noexcept
+{
+    for (Active const* active = m_active; active; active = active->next)
+        if (active->threadId != self) return false;
+    return !m_thread || m_threadId == self;
+}
+
+XCErrorID TimerCore::Stop(std::uint32_t timeoutMs)
+{
+    Deadline const deadline(timeoutMs);
+    std::unique_lock hold(m_lock);
+    m_stopping = true;
+    for (TimerWheel& wheel : m_wheels)
+        while (TimerLink* const link = wheel.TakeAny()) {
+            hold.unlock();
+            link->timer->Release(); // may be the last reference
+            hold.lock();
+        }
+    m_wait->Wake();
+    unsigned long const self = win32::ThreadId();
+    bool inTime = true;
+    while (!IsOver(self) && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
+    if (IsOver(self)) return XCErrorID::Success;
+    hold.unlock();
+    return errors::MakeCoreError(XCErrStillRunning, m_name, XCString(L"a callback"));
+}
+
+std::size_t TimerCore::Pending() noexcept
+{
+    std::lock_guard const hold(m_lock);
+    return m_wheels[0].Count() + m_wheels[1].Count();
+}
+
+std::uint64_t TimerCore::WakeUps() noexcept
+{
+    std::lock_guard const hold(m_lock);
+    return m_wakeUps;
+}
+
+} // namespace xc::work

@@ -1,0 +1,83 @@
+// TimerCore.h - the wheels of a queue and the thread that looks after them.
+#pragma once
+
+#include <XelbrinCore/XCTimer.h>
+
+#include "win32/SlimLock.h"
+#include "work/TimerWheel.h"
+
+#include <mutex>
+#include <vector>
+
+namespace xc::work {
+
+/// What the library's own parts do with a timer's private members.
+struct TimerAccess {
+    using State = XCTimer::State;
+    static State& Of(XCTimer& timer) noexcept { return timer.m_state; }
+    static XCTimerClock Clock(XCTimer const& timer) noexcept { return timer.m_clock; }
+    static void Call(XCTimer& timer, XCTimerTick const& tick) { timer.m_callback(tick); }
+    static bool IsWanted(XCTimer const& timer) { return timer.IsWanted(); }
+};
+
+/// Kept alive by its queue, its timers and its thread.
+class TimerCore final : public XCRefCount {
+public:
+    TimerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks);
+    ~TimerCore() override;
+
+    XCErrorID Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t periodMs, XCTimerMode mode);
+    bool Cancel(XCTimer& timer) noexcept;
+    XCErrorID Stop(std::uint32_t timeoutMs);
+    [[nodiscard]] std::size_t Pending() noexcept;
+    [[nodiscard]] std::uint64_t WakeUps() noexcept;
+    /// For questions to a timer's state.
+    [[nodiscard]] win32::SlimLock& Lock() noexcept { return m_lock; }
+
+private:
+    struct Call { // handed out; holds the timer
+        XCSmartPtr<XCTimer> timer;
+        XCTimerTick tick;
+        std::uint64_t generation;
+    };
+    using Calls = std::vector<Call>;
+    struct Active { // a thread in a callback
+        unsigned long threadId;
+        Active* next = nullptr;
+        Active* previous = nullptr;
+    };
+
+    void Loop() noexcept;
+    XCErrorID StartThread() noexcept;
+    void CollectDue(Calls& calls);
+    void Due(XCTimer& timer, std::uint64_t now, Calls& calls);
+    void Link(XCTimer& timer) noexcept;
+    bool Unlink(XCTimer& timer) noexcept;
+    void HandOut(Call const& call) noexcept;
+    void Invoke(Call const& call) noexcept;
+    bool Begin(Call const& call, Active& active) noexcept;
+    void Leave(Active const& active) noexcept;
+    void End(Call const& call, bool wanted, XCErrorID const& failure) noexcept;
+    void Rearm(XCTimer& timer, std::uint64_t delayMs) noexcept;
+    [[nodiscard]] bool IsOver(unsigned long self) const noexcept;
+    void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
+    [[nodiscard]] std::uint64_t Now(XCTimerClock clock) noexcept;
+    [[nodiscard]] TimerWheel& Wheel(XCTimerClock clock) noexcept { return m_wheels[static_cast<std::size_t>(clock)]; }
+
+    XCSmartPtr<XCExecutor> const m_executor; // null: callbacks run on the queue's thread
+    XCString const m_name;
+    XCTimeSourceI& m_clocks;
+    std::unique_ptr<XCTimeWaitI> const m_wait;
+
+    win32::SlimLock m_lock; // guards all that follows
+    win32::SlimSignal m_change;
+    TimerWheel m_wheels[2];                  // by clock
+    std::uint64_t m_sleepsUntil[2] = {0, 0}; // the ticks that the thread will look at next; 0: it looks at once
+    std::uint64_t m_wakeUps = 0;
+    Active* m_active = nullptr;
+    bool m_thread = false;
+    bool m_stopping = false;
+    unsigned long m_threadId = 0;
+};
+
+} // namespace xc::work

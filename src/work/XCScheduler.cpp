@@ -1,0 +1,321 @@
+// The scheduler's thread.
+//
+// It keeps the next due instant of each job and sleeps until the smallest. A clock that was set shows as a difference
+// between the wall clock and the clock that nobody sets, from one look to the next; a sleep of the system shows in both
+// and so as nothing. Only a clock set back needs a decision (see CLOCK in the header); forward, due times lie in the
+// past and are treated as any others that were missed.
+#include "work/SchedulerCore.h"
+
+#include <XelbrinCore/XCThread.h>
+
+#include "errors/CoreError.h"
+#include "win32/Process.h"
+#include "work/Executor.h"
+#include "work/Instants.h"
+
+#include <algorithm>
+
+namespace xc::work {
+
+namespace {
+
+/// A clock set back further than this begins a new time.
+constexpr std::int64_t kShortJumpMs = 3 * 3600000;
+/// Differences below this, and below a thousandth of the span, are the clocks' own.
+constexpr std::int64_t kDriftMs = 1000;
+/// Due times that are counted one by one; beyond, the count is a lower bound.
+constexpr std::uint64_t kMaxCounted = 10000;
+
+} // namespace
+
+SchedulerCore::SchedulerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
+    : m_executor(executor), m_name(name), m_clocks(clocks), m_wait(clocks.NewWait()),
+      m_seenElapsed(clocks.GetElapsedMs()), m_seenUtc(clocks.GetUtcMs())
+{
+}
+
+std::int64_t SchedulerCore::NextOf(Job const& job, std::int64_t after) const noexcept
+try {
+    XCDateTimeEx const next = job.schedule->GetNext(DateTimeOf(after), job.options.zone);
+    return InstantOf(next);
+} catch (...) { // a schedule of the program's own that throws is never due again
+    return kNever;
+}
+
+std::uint64_t SchedulerCore::Add(XCSmartPtr<XCScheduleI> const& schedule, Callback callback,
+                                 XCJobOptions const& options)
+{
+    auto const job = std::make_shared<Job>();
+    job->schedule = schedule;
+    job->callback = std::move(callback);
+    job->options = options;
+    job->next = NextOf(*job, InstantOf(options.since, m_clocks.GetUtcMs()));
+    bool startThread = false;
+    {
+        std::lock_guard const hold(m_lock);
+        if (m_stopping) throw XCException(errors::MakeCoreError(XCErrExecutorStopped, m_name));
+        job->id = ++m_lastId;
+        m_jobs.emplace(job->id, job);
+        startThread = !std::exchange(m_thread, true);
+    }
+    if (startThread)
+        StartThread();
+    else
+        m_wait->Wake();
+    return job->id;
+}
+
+void SchedulerCore::StartThread()
+{
+    XCSmartPtr<SchedulerCore> const self(this);
+    XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([self] { self->Loop(); })));
+    thread->SetName(m_name);
+    thread->SetDeleteOnEnd(true);
+    try {
+        (void)thread->Start(); // priority 0 is never refused
+    } catch (...) {
+        std::lock_guard const hold(m_lock);
+        m_thread = false;
+        throw;
+    }
+}
+
+void SchedulerCore::Loop() noexcept
+{
+    std::unique_lock hold(m_lock);
+    m_threadId = win32::ThreadId();
+    while (!m_stopping) {
+        std::vector<Run> runs;
+        try {
+            Look(runs);
+        } catch (...) { // no memory: what is in the list runs, the rest at the next look
+        }
+        if (runs.empty()) {
+            Sleep(hold);
+            continue;
+        }
+        hold.unlock();
+        for (Run& run : runs) HandOut(std::move(run));
+        hold.lock();
+    }
+    m_thread = false;
+    m_change.WakeAll();
+}
+
+/// With the lock, which is given back meanwhile.
+void SchedulerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
+{
+    std::int64_t next = kNever;
+    for (auto const& [id, job] : m_jobs) next = std::min(next, job->next);
+    std::int64_t const left = next == kNever ? kNever : std::max<std::int64_t>(next - m_clocks.GetUtcMs(), 0);
+    hold.unlock();
+    m_wait->Wait(left > INT32_MAX ? XCInfinite : static_cast<unsigned int>(left), next);
+    hold.lock();
+    ++m_wakeUps;
+}
+
+/// With the lock.
+void SchedulerCore::Look(std::vector<Run>& runs)
+{
+    std::int64_t const now = m_clocks.GetUtcMs();
+    FollowClock(now);
+    for (auto const& [id, job] : m_jobs)
+        if (job->next <= now) Due(job, now, runs);
+}
+
+/// With the lock.
+void SchedulerCore::FollowClock(std::int64_t now) noexcept
+{
+    std::uint64_t const elapsed = m_clocks.GetElapsedMs();
+    auto const span = static_cast<std::int64_t>(elapsed - m_seenElapsed);
+    std::int64_t const back = span - (now - m_seenUtc);
+    m_seenElapsed = elapsed;
+    m_seenUtc = now;
+    if (back < kDriftMs + span / 1000) return;
+    for (auto const& [id, job] : m_jobs)
+        if (back >= kShortJumpMs || job->schedule->IsByInterval()) job->next = NextOf(*job, now - 1);
+}
+
+/// With the lock. A job whose next due time has come.
+void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& runs)
+{
+    std::vector<std::int64_t> due;
+    std::size_t const most = job->options.missed == XCMissedRuns::All ? std::max(job->options.missedLimit, 1u) : 1;
+    std::uint64_t count = 0;
+    std::int64_t next = job->next;
+    for (; next <= now; next = NextOf(*job, count < kMaxCounted ? next : now)) {
+        if (due.size() == most) due.erase(due.begin());
+        due.push_back(next);
+        ++count;
+    }
+    bool const skip = job->options.missed == XCMissedRuns::Skip && now - due.back() > job->options.graceMs;
+    Run run{job, {}};
+    std::uint64_t const served = skip || job->inFlight ? 0 : due.size();
+    std::uint64_t const untold = job->untold + (count - served);
+    if (served > 0) {
+        for (std::int64_t const instant : due) run.calls.push_back({job->id, DateTimeOf(instant), 0});
+        run.calls.front().missed = untold;
+        m_active.reserve(m_active.size() + 1);
+        runs.push_back(run);
+        m_active.push_back(job);
+        job->inFlight = true;
+        job->last = due.back();
+    }
+    job->next = next;
+    job->missed += count - served;
+    job->untold = served > 0 ? 0 : untold;
+}
+
+void SchedulerCore::HandOut(Run run) noexcept
+{
+    if (m_executor.IsNull()) {
+        Invoke(run);
+        return;
+    }
+    JobRef const job = run.job;
+    XCErrorID refused;
+    try {
+        XCSmartPtr<SchedulerCore> const self(this);
+        refused = m_executor->Submit([self, run = std::move(run)] { self->Invoke(run); })->GetError();
+    } catch (...) {
+        refused = FailureOfTask();
+    }
+    if (refused.Bad()) End(*job, refused);
+}
+
+void SchedulerCore::Invoke(Run const& run) noexcept
+{
+    XCErrorID failure;
+    for (XCJobCall const& call : run.calls) {
+        if (!Begin(*run.job)) break;
+        try {
+            run.job->callback(call);
+        } catch (...) {
+            failure = FailureOfTask();
+            NoteFailure(m_name + L", " + run.job->options.name, failure);
+        }
+    }
+    End(*run.job, failure);
+}
+
+bool SchedulerCore::Begin(Job& job) noexcept
+{
+    std::lock_guard const hold(m_lock);
+    if (job.removed) return false;
+    job.running = true;
+    job.threadId = win32::ThreadId();
+    ++job.runs;
+    return true;
+}
+
+void SchedulerCore::End(Job& job, XCErrorID const& failure) noexcept
+{
+    std::lock_guard const hold(m_lock);
+    if (failure.Bad()) {
+        ++job.failures;
+        job.failure = failure;
+    }
+    job.running = job.inFlight = false;
+    std::erase_if(m_active, [&job](JobRef const& active) { return active.get() == &job; });
+    m_change.WakeAll();
+}
+
+bool SchedulerCore::Remove(std::uint64_t id) noexcept
+{
+    JobRef job; // may be the last reference: it goes without the lock
+    std::lock_guard const hold(m_lock);
+    auto const found = m_jobs.find(id);
+    if (found == m_jobs.end()) return false;
+    job = std::move(found->second);
+    m_jobs.erase(found);
+    job->removed = true;
+    while (job->running && job->threadId != win32::ThreadId()) m_change.Wait(m_lock, XCInfinite);
+    return true;
+}
+
+std::vector<XCJobInfo> SchedulerCore::List()
+{
+    std::vector<XCJobInfo> list;
+    std::lock_guard const hold(m_lock);
+    for (auto const& [id, job] : m_jobs)
+        list.push_back({id, job->options.name, job->schedule->AsString(), DateTimeOf(job->next), DateTimeOf(job->last),
+                        job->runs, job->missed, job->failures, job->failure});
+    return list;
+}
+
+/// With the lock. Whether nothing of this scheduler runs on other threads.
+bool SchedulerCore::IsOver(unsigned long self) const noexcept
+{
+    bool const busy =
+        std::ranges::any_of(m_active, [self](JobRef const& job) { return job->running && job->threadId != self; });
+    return !busy && (!m_thread || m_threadId == self);
+}
+
+XCErrorID SchedulerCore::Stop(std::uint32_t timeoutMs)
+{
+    Deadline const deadline(timeoutMs);
+    std::map<std::uint64_t, JobRef> jobs; // go without the lock
+    XCString names;
+    {
+        std::lock_guard const hold(m_lock);
+        m_stopping = true;
+        jobs.swap(m_jobs);
+        for (auto const& [id, job] : jobs) job->removed = true;
+        m_wait->Wake();
+        unsigned long const self = win32::ThreadId();
+        bool inTime = true;
+        while (!IsOver(self) && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
+        if (IsOver(self)) return XCErrorID::Success;
+        for (JobRef const& job : m_active) names += names.IsNull() ? job->options.name : L", " + job->options.name;
+    }
+    return errors::MakeCoreError(XCErrStillRunning, m_name, names);
+}
+
+std::uint64_t SchedulerCore::WakeUps() noexcept
+{
+    std::lock_guard const hold(m_lock);
+    return m_wakeUps;
+}
+
+} // namespace xc::work
+
+XCScheduler::XCScheduler(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
+    : m_core(new xc::work::SchedulerCore(executor, name, clocks))
+{
+    m_core->AddRef();
+}
+
+XCScheduler::~XCScheduler()
+{
+    if (xc::win32::IsShuttingDown()) return; // there are no threads any more, and a lock may be held for ever
+    try {
+        (void)m_core->Stop(0);
+    } catch (...) { // no memory to tell that a job still runs
+    }
+    m_core->Release();
+}
+
+std::uint64_t XCScheduler::Add(XCSmartPtr<XCScheduleI> const& schedule, Callback callback, XCJobOptions const& options)
+{
+    return m_core->Add(schedule, std::move(callback), options);
+}
+
+bool XCScheduler::Remove(std::uint64_t id) noexcept
+{
+    return m_core->Remove(id);
+}
+
+std::vector<XCJobInfo> XCScheduler::List() const
+{
+    return m_core->List();
+}
+
+XCErrorID XCScheduler::Stop(unsigned int timeoutMs)
+{
+    return m_core->Stop(timeoutMs);
+}
+
+std::uint64_t XCScheduler::GetWakeUps() const
+{
+    return m_core->WakeUps();
+}

@@ -1,0 +1,182 @@
+#include <XelbrinCore/XCBlob.h>
+#include <XelbrinCore/XCUntypedVector.h>
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+XCBytes Of(std::string_view text)
+{
+    return text;
+}
+std::string Text(XCBytes bytes)
+{
+    return std::string(bytes.begin(), bytes.end());
+}
+
+TEST(XCBytes, FindsWhatAPlainSearchFinds)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        std::string in, wanted; // two letters and long repetitions: many false starts
+        for (std::size_t i = random() % 300; i > 0; --i) in += static_cast<char>('a' + (random() % 8 == 0));
+        wanted = in.substr(random() % (in.size() + 1), random() % 90);
+        if (random() % 4 == 0) wanted += 'b';
+        std::size_t const start = random() % (in.size() + 2);
+        ASSERT_EQ(Of(in).Find(Of(wanted), start), in.find(wanted, start)) << in << " " << wanted;
+    }
+}
+
+TEST(XCBytes, OrderAndSlices)
+{
+    EXPECT_LT(Of("ab"), Of("ab\0"sv));
+    EXPECT_LT(Of("\x7F"), Of("\x80")); // bytes have no sign
+    EXPECT_EQ(Text(Of("abc").Slice(1, XCBytes::npos)), "bc");
+    EXPECT_TRUE(Of("abc").Slice(9).IsEmpty());
+    EXPECT_FALSE(Of("bc").EndsWith(Of("abc")));
+    EXPECT_EQ(Of("abc")[3], 0);
+}
+
+TEST(XCBuffer, TextForms)
+{
+    struct Row {
+        char const* fault;
+        std::string_view bytes;
+        wchar_t const *hex, *base64, *url;
+    };
+    Row const rows[] = {
+        {"nothing", ""sv, L"", L"", L""},
+        {"filled up by two", "\xFB"sv, L"fb", L"+w==", L"-w"},
+        {"filled up by one", "\xFF\xFE"sv, L"fffe", L"//4=", L"__4"},
+        {"zero bytes lost", "\0\0\0\x10"sv, L"00000010", L"AAAAEA==", L"AAAAEA"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        XCBytes const bytes = Of(row.bytes);
+        EXPECT_EQ(bytes.AsHex(), row.hex);
+        EXPECT_EQ(bytes.AsBase64(), row.base64);
+        EXPECT_EQ(bytes.AsBase64(XCBase64::Url), row.url);
+        XCBuffer hex, standard, url;
+        EXPECT_TRUE(XCBuffer::FromHex(hex, XCString(row.hex).Upper()).Good());
+        EXPECT_TRUE(XCBuffer::FromBase64(standard, row.base64).Good());
+        EXPECT_TRUE(XCBuffer::FromBase64(url, row.url, XCBase64::Url).Good());
+        EXPECT_TRUE(hex == standard && standard == url && hex.View() == bytes);
+    }
+    XCBuffer kept(Of("kept"));
+    for (wchar_t const* text : {L"0", L"0g", L"00 0"}) EXPECT_EQ(XCBuffer::FromHex(kept, text), XCErrDataText);
+    for (wchar_t const* text : {L"AAA", L"A===", L"====", L"AA=A", L"+x==", L"-w==", L"AAAA=", L"AAAAA", L"AA"})
+        EXPECT_EQ(XCBuffer::FromBase64(kept, text), XCErrDataText) << XCString(text).AsUTF8();
+    EXPECT_EQ(Text(kept), "kept");
+}
+
+TEST(XCBuffer, ChangesAgreeWithAString)
+{
+    std::mt19937 random(11);
+    XCBuffer buffer;
+    std::string model;
+    for (int step = 0; step < 5000; ++step) {
+        std::size_t const pos = random() % (model.size() + 3), count = random() % 40;
+        XCBytes const own = buffer.View().Slice(pos, count); // lies in the buffer itself
+        std::string const same = Text(own);
+        switch (random() % 5) {
+        case 0:
+            buffer.Append(own);
+            model += same;
+            break;
+        case 1:
+            buffer.Insert(pos / 2, own);
+            model.insert(std::min(pos / 2, model.size()), same);
+            break;
+        case 2:
+            buffer.Erase(pos, count);
+            if (pos < model.size()) model.erase(pos, count);
+            break;
+        case 3:
+            buffer.Append(static_cast<std::uint8_t>('a' + step % 26));
+            model += static_cast<char>('a' + step % 26);
+            break;
+        default:
+            buffer.Resize(count * 9, 'z');
+            model.resize(count * 9, 'z');
+            break;
+        }
+        ASSERT_EQ(Text(buffer), model);
+        ASSERT_EQ(reinterpret_cast<std::uintptr_t>(buffer.Data()) % XCBuffer::kAlignment, 0u);
+    }
+    EXPECT_THROW(buffer.Reserve(XCBuffer::kMaxSize + 1), std::length_error);
+    EXPECT_THROW(buffer.Extend(XCBuffer::kMaxSize), std::length_error);
+    EXPECT_EQ(Text(buffer), model);
+}
+
+TEST(XCBlob, TakesOverAndShares)
+{
+    XCBuffer buffer(Of("content"));
+    std::uint8_t const* const storage = buffer.Data();
+    XCBlob blob = buffer.Detach();
+    EXPECT_EQ(blob.Data(), storage);
+    EXPECT_TRUE(buffer.IsEmpty());
+    XCBlob const copy = blob;
+    EXPECT_EQ(copy.Data(), storage);
+    XCBlob const other(Of("content")), longer(Of("content\0"sv));
+    EXPECT_EQ(blob, other);
+    EXPECT_EQ(blob.GetHash(), other.GetHash());
+    EXPECT_NE(blob.GetHash(), longer.GetHash());
+    EXPECT_NE(blob, longer);
+    EXPECT_EQ(XCBlob(), XCBuffer().Detach());
+    EXPECT_EQ(XCBlob().GetHash(), XCBlob(XCBytes()).GetHash());
+    blob = blob;
+    EXPECT_EQ(blob, copy);
+}
+
+TEST(XCCrc32c, KnownValuesAndParts)
+{
+    EXPECT_EQ(XCCrc32c(Of("123456789")), 0xE3069283u);
+    EXPECT_EQ(XCCrc32c(XCBytes(std::vector<unsigned char>(32))), 0x8A9136AAu); // the two of RFC 3720, B.4
+    EXPECT_EQ(XCCrc32c(XCBytes(std::vector<unsigned char>(32, 0xFF))), 0x62A8AB43u);
+    std::string const text(1000, 'q');
+    for (std::size_t cut = 0; cut <= 20; ++cut)
+        EXPECT_EQ(XCCrc32c(Of(text).Slice(cut), XCCrc32c(Of(text).Slice(0, cut))), XCCrc32c(Of(text)));
+}
+
+int CompareInts(void const* a, void const* b, void* /*context*/)
+{
+    int const left = *static_cast<int const*>(a), right = *static_cast<int const*>(b);
+    return left / 10 - right / 10; // the last digit shows whether equal ones kept their order
+}
+
+int g_released = 0;
+
+TEST(XCUntypedVector, SortsAndReleases)
+{
+    std::mt19937 random(3);
+    std::vector<int> model(1000);
+    for (int& value : model) value = static_cast<int>(random() % 2000);
+    {
+        XCUntypedVector list(sizeof(int), [](void*) { ++g_released; });
+        for (int const value : model) list.Add(&value);
+        list.Sort(CompareInts);
+        std::stable_sort(model.begin(), model.end(), [](int a, int b) { return a / 10 < b / 10; });
+        EXPECT_TRUE(XCBytes(list.Data(), 4000) == XCBytes(model.data(), 4000));
+        list.Sort([](void const*, void const*, void*) { return -1; }); // contradicts itself
+        EXPECT_THROW(list.Sort([](void const*, void const*, void*) -> int { throw 1; }), int);
+        EXPECT_EQ(g_released, 0);
+        list.Insert(3, list.Get(999)); // lies in the list that grows
+        EXPECT_EQ(*static_cast<int*>(list.Get(3)), *static_cast<int*>(list.Get(1000)));
+        EXPECT_TRUE(list.Remove(0) && list.Set(5, list.Get(6)) && list.Set(5, list.Get(5)));
+        EXPECT_EQ(g_released, 2);
+        EXPECT_FALSE(list.Remove(1000) || list.Set(1000, &model[0]));
+        EXPECT_EQ(*static_cast<int*>(list.Add(nullptr)), 0);
+        XCUntypedVector taken(1);
+        taken = std::move(list);
+        EXPECT_EQ(taken.GetSize(), 1001u);
+        EXPECT_EQ(taken.ForEach([](void* element, void*) { return *static_cast<int*>(element) >= 0; }), 1001u);
+    }
+    EXPECT_EQ(g_released, 1003);
+}
+
+} // namespace

@@ -1,0 +1,333 @@
+#include "data/streams.h"
+
+#include <XelbrinCore/XCDateTime.h>
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCMessageSource.h>
+
+#include <gtest/gtest.h>
+#include <random>
+
+namespace {
+
+using namespace xc_test;
+
+XCString const kLone(wchar_t{0xD800});
+
+/// Every kind of value once.
+void WriteAll(XCBinaryWriter& writer)
+{
+    writer.Write(std::int8_t{-1});
+    writer.WriteVar(std::int64_t{INT64_MIN});
+    writer.WriteVar(UINT64_MAX);
+    writer.Write(XCString(std::wstring_view(L"tw\u00F6 \U0001F600\0end", 10)));
+    writer.WriteText(XCString(L'\u20AC', 30000), XCTextForm::Utf8, XCLengthForm::Bits32);
+    writer.WriteText(kLone, XCTextForm::Utf16, XCLengthForm::Bits8);
+    writer.WriteBytes(XCBuffer(XCBytes(std::string(70000, 'b'))), XCLengthForm::Bits32);
+    writer.Write(XCDateEx(2026, 2, 19));
+    writer.Write(XCTimeEx());
+    writer.Write(XCDateTimeEx(1999, 12, 31, 23, 59, 58, 997, XCTimeZone()));
+    writer.Write(XCDurationEx(-3, XCDurationEx::Week));
+    writer.Write(XCDate(17));
+    writer.Write(XCDateTime());
+    writer.Write(XCDouble(-1.005, 2));
+    writer.Write(XCGuid(1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}));
+    double const array[] = {1.5, -0.0};
+    writer.WriteCount(2);
+    writer.WriteArray(array, 2);
+    writer.Write(true);
+}
+
+template <class T>
+void Expect(XCBinaryReader& reader, T const& wanted)
+{
+    T value{};
+    ASSERT_TRUE(reader.Read(value)) << reader.GetError().AsString().AsUTF8();
+    EXPECT_EQ(value, wanted);
+}
+
+void ReadAll(XCBinaryReader& reader)
+{
+    std::int64_t low = 0;
+    std::uint64_t high = 0;
+    XCString euros, lone;
+    XCBuffer bytes;
+    std::size_t count = 0;
+    double array[2]{};
+    Expect(reader, std::int8_t{-1});
+    ASSERT_TRUE(reader.ReadVar(low) && reader.ReadVar(high));
+    EXPECT_TRUE(low == INT64_MIN && high == UINT64_MAX);
+    Expect(reader, XCString(std::wstring_view(L"tw\u00F6 \U0001F600\0end", 10)));
+    ASSERT_TRUE(reader.ReadText(euros, XCTextForm::Utf8, XCLengthForm::Bits32));
+    EXPECT_EQ(euros, XCString(L'\u20AC', 30000));
+    ASSERT_TRUE(reader.ReadText(lone, XCTextForm::Utf16, XCLengthForm::Bits8));
+    EXPECT_EQ(lone, kLone);
+    ASSERT_TRUE(reader.ReadBytes(bytes, XCLengthForm::Bits32));
+    EXPECT_TRUE(bytes.View() == XCBytes(std::string(70000, 'b')));
+    Expect(reader, XCDateEx(2026, 2, 19));
+    Expect(reader, XCTimeEx());
+    Expect(reader, XCDateTimeEx(1999, 12, 31, 23, 59, 58, 997, XCTimeZone()));
+    Expect(reader, XCDurationEx(-3, XCDurationEx::Week));
+    Expect(reader, XCDate(17));
+    Expect(reader, XCDateTime());
+    Expect(reader, XCDouble(-1.005, 2));
+    Expect(reader, XCGuid(1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}));
+    ASSERT_TRUE(reader.ReadCount(count, sizeof(double)) && reader.ReadArray(array, count));
+    EXPECT_TRUE(array[0] == 1.5 && array[1] == 0 && std::signbit(array[1]));
+    Expect(reader, true);
+    EXPECT_TRUE(reader.AtEnd());
+}
+
+TEST(BinaryStream, EveryValueFromEverySource)
+{
+    for (XCByteOrder const order : {XCByteOrder::Little, XCByteOrder::Big}) {
+        XCBinaryWriter writer(order);
+        WriteAll(writer);
+        XCBytes const bytes = writer.GetBytes();
+        {
+            XCBinaryReader reader(bytes, order);
+            ReadAll(reader);
+        }
+        for (std::size_t const step : {1u, 3u, 4096u, 1u << 20})
+            for (std::size_t const readAhead : {0u, 1u, 4096u}) {
+                TrickleSource source(bytes, step);
+                XCReadLimits limits;
+                limits.readAhead = readAhead;
+                XCBinaryReader reader(source, order, limits);
+                ReadAll(reader);
+            }
+        XCByteQueue queue;
+        {
+            XCBinaryWriter through(queue, order);
+            WriteAll(through);
+        }
+        EXPECT_TRUE(queue.GetBytes() == bytes);
+    }
+}
+
+/// Reads what the script says and tells all that can be seen; both kinds of reader must tell the same.
+std::string Walk(XCBinaryReader& reader, std::string const& script)
+{
+    std::string seen;
+    for (char const step : script) {
+        std::uint32_t number = 0;
+        XCString text;
+        XCBytes view;
+        switch (step % 9) {
+        case 0: reader.Read(number); break;
+        case 1: reader.ReadVar(number); break;
+        case 2: reader.Read(text); break;
+        case 3: reader.ReadText(text, XCTextForm::Utf16, XCLengthForm::Bits8); break;
+        case 4: reader.ReadBytesView(view, XCLengthForm::Bits8); break;
+        case 5: view = reader.Peek(9); break;
+        case 6: reader.Begin(); break;
+        case 7: reader.Commit(); break;
+        default: step < 0 ? reader.RollBack() : static_cast<void>(reader.Skip(number + 3)); break;
+        }
+        seen += std::to_string(number) + text.AsUTF8() + std::string(view.begin(), view.end()) + "@" +
+                std::to_string(reader.GetPosition()) + "/" + std::to_string(int(reader.Status())) + "/" +
+                std::to_string(int(reader.GetError())) + " ";
+    }
+    return seen;
+}
+
+TEST(BinaryStream, OneByteAtATimeIsTheSameAsABlock)
+{
+    std::mt19937 random(5);
+    for (int round = 0; round < 4000; ++round) {
+        std::string bytes, script;
+        for (std::size_t i = random() % 60; i > 0; --i)
+            bytes += static_cast<char>(random() % (random() % 3 ? 12 : 256));
+        for (std::size_t i = random() % 12; i > 0; --i) script += static_cast<char>(random());
+        XCReadLimits limits;
+        limits.maxBytes = random() % 80;
+        limits.maxLength = random() % 40;
+        limits.readAhead = random() % 5;
+        TrickleSource source{XCBytes(bytes), 1};
+        XCBinaryReader trickle(source, XCByteOrder::Little, limits), block(XCBytes(bytes), XCByteOrder::Little, limits);
+        ASSERT_EQ(Walk(trickle, script), Walk(block, script)) << XCBytes(bytes).AsHex().AsUTF8();
+    }
+}
+
+struct RefusedRow {
+    char const* fault;
+    char const* hex;
+    bool (*read)(XCBinaryReader& reader);
+    XCReadStatus status;
+    XCCoreError code;
+};
+
+template <class T>
+bool ReadOne(XCBinaryReader& reader)
+{
+    T value{};
+    return reader.Read(value);
+}
+template <class T>
+bool ReadVarOne(XCBinaryReader& reader)
+{
+    T value{};
+    return reader.ReadVar(value);
+}
+template <XCTextForm Form, XCLengthForm Length>
+bool ReadTextOne(XCBinaryReader& reader)
+{
+    XCString text(L"kept");
+    bool const read = reader.ReadText(text, Form, Length);
+    EXPECT_EQ(text, L"kept");
+    return read;
+}
+
+TEST(BinaryStream, Refused)
+{
+    using enum XCReadStatus;
+    constexpr auto utf8 = ReadTextOne<XCTextForm::Utf8, XCLengthForm::Var>;
+    constexpr auto utf16 = ReadTextOne<XCTextForm::Utf16, XCLengthForm::Bits8>;
+    constexpr auto count = [](XCBinaryReader& reader) {
+        std::size_t number = 0;
+        return reader.ReadCount(number, 0);
+    };
+    RefusedRow const rows[] = {
+        {"a bool of 2", "02", ReadOne<bool>, Corrupt, XCErrDataCorrupt},
+        {"month 13", "a0010000", ReadOne<XCDateEx>, Corrupt, XCErrDataCorrupt},
+        {"24 o'clock", "005c2605", ReadOne<XCTimeEx>, Corrupt, XCErrDataCorrupt},
+        {"a second form of no time", "feffffff", ReadOne<XCTimeEx>, Corrupt, XCErrDataCorrupt},
+        {"the count that durations lack", "0500000000000080", ReadOne<XCDurationEx>, Corrupt, XCErrDataCorrupt},
+        {"unit 9", "0900000001000000", ReadOne<XCDurationEx>, Corrupt, XCErrDataCorrupt},
+        {"16 decimals", "000000000000000010", ReadOne<XCDouble>, Corrupt, XCErrDataCorrupt},
+        {"error of kind 3", "0300", ReadOne<XCErrorID>, Corrupt, XCErrDataCorrupt},
+        {"severity 4", "01010000000400", ReadOne<XCErrorID>, Corrupt, XCErrDataCorrupt},
+        {"a longer form of 0", "8000", ReadVarOne<int>, Corrupt, XCErrDataCorrupt},
+        {"65 bits", "ffffffffffffffffff02", ReadVarOne<std::uint64_t>, Corrupt, XCErrDataCorrupt},
+        {"eleven bytes", "ffffffffffffffffffff00", ReadVarOne<std::uint64_t>, Corrupt, XCErrDataCorrupt},
+        {"256 in a byte", "8002", ReadVarOne<std::uint8_t>, Corrupt, XCErrDataCorrupt},
+        {"128 in a signed byte", "8002", ReadVarOne<std::int8_t>, Corrupt, XCErrDataCorrupt},
+        {"malformed text", "02c328", utf8, Corrupt, XCErrMalformedText},
+        {"a cut text", "01c3", utf8, Corrupt, XCErrMalformedText},
+        {"half a unit", "03610062", utf16, Corrupt, XCErrDataCorrupt},
+        {"a text past the end", "0561", utf8, PastEnd, XCErrDataPastEnd},
+        {"a length of 4 GiB", "ffffffff0f61", utf8, LimitExceeded, XCErrDataLimit},
+        {"a length of 500 MiB", "808080fa0161", utf8, PastEnd, XCErrDataPastEnd},
+        {"a count past the end", "7f6161", count, PastEnd, XCErrDataPastEnd},
+        {"a count that wraps", "ffffffffffffffffff01", count, LimitExceeded, XCErrDataLimit},
+    };
+    for (RefusedRow const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        XCBuffer bytes;
+        ASSERT_TRUE(XCBuffer::FromHex(bytes, XCString(std::wstring(row.hex, row.hex + std::strlen(row.hex)))).Good());
+        TrickleSource source(bytes, 1);
+        XCBinaryReader trickle(source), block{bytes.View()};
+        for (XCBinaryReader* const reader : {&trickle, &block}) {
+            EXPECT_FALSE(row.read(*reader));
+            EXPECT_EQ(reader->Status(), row.status);
+            EXPECT_EQ(int(reader->GetError()), row.code);
+            std::uint8_t byte = 7;
+            EXPECT_FALSE(reader->Read(byte)) << "the status is not sticky";
+        }
+    }
+}
+
+TEST(BinaryStream, MessagesThatArriveInParts)
+{
+    XCBinaryWriter writer(XCByteOrder::Big);
+    for (int i = 0; i < 40; ++i) { // a length, then the content, as many protocols have it
+        std::uint64_t const length = writer.Mark(std::uint16_t{0});
+        writer.Write(XCString(L'm', static_cast<std::size_t>(i * 7)));
+        writer.Patch(length, static_cast<std::uint16_t>(writer.GetPosition() - length - 2));
+    }
+    XCByteQueue queue;
+    XCBinaryReader reader(queue, XCByteOrder::Big);
+    std::mt19937 random(9);
+    std::size_t messages = 0, sent = 0;
+    while (sent < writer.GetPosition()) {
+        XCBytes const part = writer.GetBytes(sent).Slice(0, random() % 30);
+        ASSERT_TRUE(queue.Write(part.Data(), part.Size()).Good());
+        sent += part.Size();
+        for (;; ++messages) {
+            std::uint16_t length = 0;
+            XCString text;
+            reader.Begin();
+            reader.Read(length);
+            reader.Read(text);
+            if (reader.Commit() != XCReadStatus::Good) break;
+            ASSERT_EQ(text.Length(), messages * 7);
+        }
+        ASSERT_TRUE(reader.Good());
+    }
+    EXPECT_EQ(messages, 40u);
+}
+
+TEST(BinaryStream, WriterFailures)
+{
+    struct Row {
+        char const* fault;
+        void (*write)(XCBinaryWriter& writer);
+        XCCoreError code;
+    };
+    Row const rows[] = {
+        {"lone surrogate guessed", [](XCBinaryWriter& writer) { writer.Write(kLone); }, XCErrUnmappableUnit},
+        {"length cut to a byte",
+         [](XCBinaryWriter& writer) { writer.WriteText(XCString(L'x', 256), XCTextForm::Utf8, XCLengthForm::Bits8); },
+         XCErrDataTooLong},
+        {"length cut to two bytes",
+         [](XCBinaryWriter& writer) { writer.WriteBytes(XCBytes(std::string(65536, 'x')), XCLengthForm::Bits16); },
+         XCErrDataTooLong},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        XCBinaryWriter writer;
+        row.write(writer);
+        writer.Write(1); // nothing follows a failure
+        EXPECT_EQ(int(writer.Flush()), row.code);
+        EXPECT_EQ(writer.GetPosition(), 0u);
+    }
+    XCBuffer buffer;
+    XCBufferSink sink(buffer);
+    XCBinaryWriter writer(sink);
+    writer.Write('a');
+    std::uint64_t const mark = writer.Mark(std::uint16_t{0});
+    writer.WriteRaw(XCBytes(std::string(10000, 'b')));
+    EXPECT_EQ(int(writer.Flush()), XCErrDataOpenMark);
+    EXPECT_EQ(buffer.Size(), 1u); // what stands before the place
+    EXPECT_THROW(writer.Patch(mark + 1, std::uint16_t{1}), XCException);
+    writer.Patch(mark, std::uint16_t{0x6363});
+    EXPECT_TRUE(writer.Flush().Good());
+    EXPECT_TRUE(buffer.View().StartsWith(XCBytes(std::string("accb"))) && buffer.Size() == 10003);
+    FailingStream failing;
+    XCBinaryWriter broken(failing);
+    for (int i = 0; i < 10000; ++i) broken.Write(i);
+    EXPECT_EQ(int(broken.Flush()), FailingStream::kCode);
+    XCBinaryReader reader(failing);
+    EXPECT_FALSE(ReadOne<int>(reader));
+    EXPECT_EQ(int(reader.GetError()), FailingStream::kCode);
+}
+
+TEST(BinaryStream, ErrorsAsValues)
+{
+    XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
+    source->Add(42, L"%s is %d years old");
+    XCSmartPtr<XCErrorWithArgs> const own(new XCErrorWithArgs(glbXCOREMsgSourceP, XCErrDataLimit));
+    XCSmartPtr<XCErrorWithArgs> const other(new XCErrorWithArgs(source, 42, XCErrorI::SeverityWarning));
+    own->AddParam(7);
+    own->AddParam(XCDouble(2.5, 1));
+    own->AddParam(XCDateTime(86400));
+    other->AddParam(kLone);
+    other->AddParam(30);
+    XCBinaryWriter writer;
+    for (XCErrorID const& error : {XCErrorID(), XCErrorID(own), XCErrorID(other), XCErrorID(other)})
+        writer.Write(error);
+    XCBinaryReader reader(writer.GetBytes());
+    XCErrorID error = own;
+    EXPECT_TRUE(reader.Read(error) && error.Good());
+    ASSERT_TRUE(reader.Read(error));
+    EXPECT_EQ(error->GetParameterCount(), 3u);
+    EXPECT_EQ(error.AsString(), XCErrorID(own).AsString());
+    ASSERT_TRUE(reader.Read(error));
+    EXPECT_EQ(error.AsString(), XCErrorID(other).AsString());
+    EXPECT_TRUE(error == 42 && error->GetSeverity() == XCErrorI::SeverityWarning &&
+                error->IsKindOf(XCErrorString::kIUID));
+    ASSERT_TRUE(reader.ReadError(error, source));
+    EXPECT_TRUE(error->IsKindOf(XCErrorWithArgs::kIUID) && error.AsString() == XCErrorID(other).AsString());
+}
+
+} // namespace
