@@ -1,15 +1,15 @@
-// XCRegEx.h - regular expressions over UTF-16 code units that answer one question: does the whole subject match?
+// XCRegEx.h - regular expressions over UTF-16 code units: does the whole subject match, and where in a text are matches?
 //
 // WHAT     A pattern is read by a parser (XCStringRegExParser, or a subclass of XCRegExParserBase over any source of
-//          units) into a syntax tree (XCParsedRegEx) and compiled into an XCRegEx. There is no search inside a longer
-//          text, no capture and no replacement. docs/patterns.md holds the grammar and its odd rules.
+//          units) into a syntax tree (XCParsedRegEx) and compiled into an XCRegEx. Match judges a whole subject; Find and
+//          its like look for places in a text. docs/patterns.md holds the grammar, docs/finding.md the places.
 //
 //              XCRegEx const name(XCStringRegExParser(L"[a-z][a-z0-9_]*").Parse(), false);
 //              bool const ok = name.Match(L"row_17");
 //
 // UNITS    Matching is by code unit: "." takes half of a surrogate pair. U+FFFF is in no set and never matched by "."
-//          (but a rest that can no longer change the answer is not read, whatever it holds). A subject ends at its
-//          first U+0000.
+//          (but a rest that can no longer change the answer is not read, whatever it holds). A subject of
+//          Match ends at its first U+0000.
 // COST     Match is one pass and never slower than linear; it allocates nothing unless UsesStateSets(). All work is
 //          done at construction, which is bounded whatever the pattern. Copying an XCRegEx is one atomic increment.
 // LIMITS   Groups nest up to XCRegExParserBase::kMaxNesting; deeper patterns are invalid. Counted repetition is
@@ -22,11 +22,15 @@
 #pragma once
 
 #include <XelbrinCore/XCNFANodeSet.h>
+#include <XelbrinCore/XCRegExFind.h>
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace xc::match {
@@ -73,6 +77,33 @@ public:
     /// at construction. @param subject null counts as empty.
     [[nodiscard]] bool Match(wchar_t const* subject) const;
     [[nodiscard]] bool Match(XCString const& subject) const;
+    /// The same for a view; one of more than 500 units is copied on the heap.
+    template <std::same_as<std::wstring_view> View>
+    [[nodiscard]] bool Match(View subject) const
+    {
+        return MatchView(subject);
+    }
+
+    // Finding. A text has a known length here, and its units may have any value: U+0000 is one of them. What finding
+    // needs is built at the first question. Patterns of more than kMaxNodes states find nothing.
+
+    /// The leftmost place from `from` on where a match begins, as long as it can be; it may be empty.
+    /// Cost: linear in the text. In a loop over many places use FindAll, which reads the text twice in all.
+    [[nodiscard]] XCRegExPlace Find(std::wstring_view text, std::size_t from = 0) const;
+    /// All places one after the other: each is the leftmost longest one after the place before. An empty place that
+    /// touches the place before is left out. Cost: linear in the text, and 8 bytes for each of its units.
+    [[nodiscard]] std::vector<XCRegExPlace> FindAll(std::wstring_view text) const;
+    /// The groups of a place: element 0 is the place, element n the nth pair of parentheses, with no place where it took
+    /// no part. Left branches are preferred, and repetitions take as much as they can; of a repeated group the last pass
+    /// counts. Empty when the place is no match. Cost: linear in the place.
+    [[nodiscard]] std::vector<XCRegExPlace> FindGroups(std::wstring_view text, XCRegExPlace const& place) const;
+    /// The number of pairs of parentheses; from the 65,536th on they are not counted.
+    [[nodiscard]] std::uint32_t GetGroupCount() const;
+    /// The text with every place of FindAll replaced. In the replacement $0 is the place, $1 to $9 are groups (nothing
+    /// where one took no part), and $$ is a dollar; any other dollar stands for itself.
+    [[nodiscard]] XCString Replace(std::wstring_view text, std::wstring_view replacement) const;
+    /// What stands between the places of FindAll, empty places left out; one part more than there are places.
+    [[nodiscard]] std::vector<XCString> Split(std::wstring_view text) const;
 
     /// The first units of the first states: states in their order of creation, accepting ones passed over, up to the
     /// first one with more than one transition. When each of them has a single one-unit range this is the constant
@@ -93,6 +124,8 @@ public:
     [[nodiscard]] static XCString DumpNodes(XCParsedRegEx const& parsed);
 
 private:
+    [[nodiscard]] bool MatchView(std::wstring_view subject) const;
+
     std::shared_ptr<xc::match::Expression const> m_expression;
     XCSmartPtrToConst<XCCollatingTable<char>> m_table;
     XCSmartPtrToConst<XCCollatingTable<wchar_t>> m_wideTable;

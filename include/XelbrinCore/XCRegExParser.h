@@ -22,7 +22,7 @@ class NodeMaker;
 /// Reads a pattern, one unit at a time, into a syntax tree. A subclass supplies the units.
 ///
 /// Every step starts with the first token of its construct already read and leaves the token after it. All errors set
-/// one sticky flag; there is no position and no message.
+/// one sticky flag; GetFault tells the first one.
 class XC_API XCRegExParserBase {
 public:
     /// How deep groups may nest.
@@ -47,6 +47,12 @@ public:
         Caret = 14, ///< in brackets only
     };
 
+    /// Where a pattern breaks the grammar, and what could stand there.
+    struct Fault {
+        std::size_t position = 0;          ///< in units; the pattern's length where it ends too early
+        wchar_t const* expected = nullptr; ///< an English phrase; null without a fault
+    };
+
     XCRegExParserBase();
     XCRegExParserBase(XCRegExParserBase const& other);
     XCRegExParserBase& operator=(XCRegExParserBase const& other);
@@ -60,6 +66,8 @@ public:
     /// Reads the pattern. A second call returns the first outcome again and reads nothing.
     XCParsedRegEx Parse();
 
+    /// The first fault that Parse met.
+    [[nodiscard]] Fault const& GetFault() const noexcept { return m_fault; }
     /// The tables that translate the subject (not the pattern) when the result is matched; null for none.
     [[nodiscard]] XCCollatingTable<char> const* GetCollatingTableP() const noexcept { return m_table.GetPtr(); }
     /// The table for wide subjects; null for none.
@@ -103,14 +111,19 @@ private:
     xc::match::NodeMaker& Maker();
     bool ReadCounts(std::uint32_t& minimum, std::uint32_t& maximum);
     void ReadGroupItem(XCUWCharSet& set, bool negated);
-    void Fail() noexcept { m_error = true; }
+    wchar_t Next();
+    void Fail(wchar_t const* expected) noexcept;
 
     XCSmartPtrToConst<XCCollatingTable<char>> m_table;
     XCSmartPtrToConst<XCCollatingTable<wchar_t>> m_wideTable;
     RegExToken m_token = RegExToken::End;
     wchar_t m_char = 0;
     bool m_error = false;
+    bool m_atEnd = false;
     std::uint32_t m_nesting = 0;
+    std::uint32_t m_groups = 0; ///< opened so far
+    std::size_t m_read = 0;     ///< units read so far
+    Fault m_fault;
     NodePtr m_root;
     std::unique_ptr<xc::match::NodeMaker> m_maker; ///< null until the first node
 };

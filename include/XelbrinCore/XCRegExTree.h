@@ -16,8 +16,9 @@
 #include <cstdint>
 
 namespace xc::match {
+class NodeMaker;
 class NodePool;
-}
+} // namespace xc::match
 
 /// A node of a syntax tree. Counted; children are shared and never change.
 /// Trees of any depth are released without recursion.
@@ -50,6 +51,10 @@ public:
 
     /// What the node stands for.
     [[nodiscard]] NodeType GetType() const noexcept { return m_type; }
+    /// How many pairs of parentheses stand directly around the node; 0 mostly.
+    [[nodiscard]] std::uint32_t GetGroupCount() const noexcept { return m_groupCount; }
+    /// The number of the outermost of them, counted from 1 by opening parentheses; the inner ones follow.
+    [[nodiscard]] std::uint32_t GetFirstGroup() const noexcept { return m_firstGroup; }
     /// Null for a leaf.
     [[nodiscard]] XCSmartPtr<XCRegExSyntaxNode> GetLeftChild() const { return m_left; }
     /// Null for a leaf and for a repetition.
@@ -65,11 +70,14 @@ protected:
                                XCSmartPtr<XCRegExSyntaxNode> right = {}) noexcept;
 
 private:
+    friend class xc::match::NodeMaker;
     static void Dismantle(XCSmartPtr<XCRegExSyntaxNode> node) noexcept;
 
     XCSmartPtr<XCRegExSyntaxNode> m_left;
     XCSmartPtr<XCRegExSyntaxNode> m_right;
     NodeType m_type;
+    std::uint16_t m_firstGroup = 0;
+    std::uint16_t m_groupCount = 0;
 };
 
 /// Matches one unit of the set; an empty set matches nothing.

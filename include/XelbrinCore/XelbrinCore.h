@@ -45,6 +45,7 @@
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
+#include <XelbrinCore/XCRegExFind.h>
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
 #include <XelbrinCore/XCSafeCounter.h>

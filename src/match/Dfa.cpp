@@ -52,8 +52,8 @@ public:
     }
 
 private:
-    /// The limits bound the time, too: a class collected counts as two bytes, a node visited as eight.
-    [[nodiscard]] bool HasTime() const noexcept { return 8 * m_sets.Work() + 2 * m_collected <= m_limits.bytes; }
+    /// The limits bound the time, too: a class collected counts as two bytes, a node visited as 24.
+    [[nodiscard]] bool HasTime() const noexcept { return 24 * m_sets.Work() + 2 * m_collected <= m_limits.bytes; }
 
     [[nodiscard]] bool IsWithinLimits() const noexcept
     {

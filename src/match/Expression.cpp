@@ -1,8 +1,8 @@
 // Chooses the program that matches an expression.
 //
 // Literals and ".*" alone are searched for (Glob). For others the automata are built: up to sixteen states run as byte
-// shuffles where the processor has AVX2, more as a table, and an automaton beyond the limits is followed by sets of
-// nodes. All programs give the same answers; the choice is made by size alone, so it is the same in every run on one
+// shuffles where the processor has AVX2, more as a table, and an automaton beyond the limits is followed by sets: as bits
+// for up to 256 positions, as lists of nodes for more. All programs give the same answers; the choice is made by size alone, so it is the same in every run on one
 // machine.
 //
 // All that the construction needs and matching does not stands in one arena, whose first part is on the stack. Dumps,
@@ -11,6 +11,7 @@
 // INVARIANT m_program is set at construction and never changes. m_sight is made once, under m_building.
 #include "match/Expression.h"
 
+#include "match/BitSets.h"
 #include "match/Dump.h"
 #include "match/Glob.h"
 #include "match/Shuffle.h"
@@ -39,10 +40,10 @@ Expression::Automaton::Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, 
 }
 
 Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits)
-    : m_root(parsed.GetRoot()), m_limits(limits)
+    : m_parsed(parsed), m_limits(limits)
 {
     if (debug) WriteWideOut(XCRegEx::DumpNodes(parsed).View());
-    if (!Translates(parsed)) m_program = Glob::From(m_root);
+    if (!Translates(parsed)) m_program = Glob::From(parsed.GetRoot());
     if (!m_program) MakeProgram(parsed);
     if (debug) WriteWideOut(DumpStates().View());
 }
@@ -51,12 +52,14 @@ void Expression::MakeProgram(XCParsedRegEx const& parsed)
 {
     alignas(std::max_align_t) std::array<std::byte, 24576> start;
     std::pmr::monotonic_buffer_resource arena(start.data(), start.size());
-    Nfa const nfa(m_root, &arena);
+    Nfa const nfa(parsed.GetRoot(), &arena);
     m_tooLarge = nfa.IsTooLarge();
     Automaton const automaton(nfa, m_limits, &arena);
     if (automaton.dfa.complete) return MakeTableProgram(parsed, automaton, &arena);
     m_usesSets = true;
-    m_program = std::make_unique<StateSets>(parsed);
+    std::unique_ptr<StateSets const> sets = std::make_unique<StateSets>(parsed);
+    m_program = MakeBitSets(sets);
+    if (!m_program) m_program = std::move(sets);
 }
 
 void Expression::MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory)
@@ -76,13 +79,20 @@ auto Expression::Look() const -> Sight const&
     if (m_sight) return *m_sight;
     auto made = std::make_unique<Sight>();
     Memory const heap = std::pmr::new_delete_resource();
-    Nfa const nfa(m_root, heap);
+    Nfa const nfa(m_parsed.GetRoot(), heap);
     made->automaton.emplace(nfa, m_limits, heap);
     made->constantStart = nfa.IsTooLarge() ? XCString(m_program->LiteralStart())
                                            : match::ConstantStart(made->automaton->dfa, made->automaton->classes);
     if (!made->automaton->dfa.complete || (nfa.IsTooLarge() && !m_tooLarge)) made->automaton.reset();
     m_sight = std::move(made);
     return *m_sight;
+}
+
+FindProgram const& Expression::Finder() const
+{
+    std::lock_guard const lock(m_building);
+    if (!m_finder) m_finder = std::make_unique<FindProgram const>(m_parsed);
+    return *m_finder;
 }
 
 XCString Expression::ConstantStart() const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "match/Dfa.h"
+#include "match/FindProgram.h"
 #include "match/Plan.h"
 
 #include <memory>
@@ -22,6 +23,8 @@ public:
     [[nodiscard]] bool UsesStateSets() const noexcept { return m_usesSets; }
     [[nodiscard]] std::vector<XCRegEx::DfaState> States() const;
     [[nodiscard]] XCString DumpStates() const;
+    /// Built at the first question.
+    [[nodiscard]] FindProgram const& Finder() const;
 
 private:
     struct Automaton {
@@ -42,10 +45,11 @@ private:
     void MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory);
 
     std::unique_ptr<Program const> m_program;
-    XCSmartPtr<XCRegExSyntaxNode> m_root; ///< the automaton to look at is built from it when it is first asked for
+    XCParsedRegEx m_parsed; ///< what is needed later is built from it when it is first asked for
     XCRegEx::Limits m_limits;
     mutable std::mutex m_building;
     mutable std::unique_ptr<Sight> m_sight;
+    mutable std::unique_ptr<FindProgram const> m_finder;
     bool m_tooLarge = false;
     bool m_usesSets = false;
 };

@@ -39,6 +39,18 @@ public:
         return NodePtr(new (m_pool) T(std::forward<Arguments>(arguments)...));
     }
 
+    /// Notes that a node stands in parentheses. A shared leaf is replaced by one of its own.
+    NodePtr MarkGroup(NodePtr node, std::uint32_t group)
+    {
+        if (node.IsNull() || group > 0xFFFF) return node;
+        if (node->NbRef() > 1 && node->GetType() == XCRegExSyntaxNode::NodeType::CharSetNode)
+            node = Make<XCRegExSyntaxNode::CharSetNode>(
+                static_cast<XCRegExSyntaxNode::CharSetNode const&>(*node.GetPtr()).GetCharSet());
+        node->m_firstGroup = static_cast<std::uint16_t>(group);
+        ++node->m_groupCount;
+        return node;
+    }
+
 private:
     struct Leaf {
         wchar_t unit = 0;

@@ -32,13 +32,19 @@ public:
         m_state = Intern(m_set);
     }
 
+    bool StopsAt(NodeSetView nodes)
+    {
+        m_closure.Close(nodes, m_set);
+        m_state = Intern(m_set);
+        return m_states[m_state].universal || Stops();
+    }
     bool Run(wchar_t const* text)
     {
         for (; *text != 0; ++text) {
             if (m_states[m_state].dead) return false;
             if (m_states[m_state].universal) return true;
             std::uint32_t const unitClass = m_sets.map[*text];
-            if (m_sets.classes.LeastUnit(unitClass) >= kUncommon && Stops()) return true;
+            if (m_sets.classes.LeastUnit(unitClass) >= StateSets::kUncommon && Stops()) return true;
             Move(unitClass);
         }
         return m_states[m_state].accepting;
@@ -59,7 +65,6 @@ private:
     static constexpr std::size_t kSlots = 1024;
     static constexpr std::size_t kMaxStates = 512;
     static constexpr std::size_t kMaxIds = 1u << 16;
-    static constexpr std::uint32_t kUncommon = 0xFFFE; ///< the first unit that a stopping state need not lead to itself
 
     void Move(std::uint32_t unitClass)
     {
@@ -119,13 +124,13 @@ private:
         if (!std::exchange(state.knowsStop, true) && state.accepting) state.stop = LeadsBack(Nodes(m_state));
         return state.stop;
     }
-    /// Every unit below kUncommon leads back to the set.
+    /// Every unit below U+FFFE leads back to the set.
     bool LeadsBack(NodeSetView set)
     {
         std::vector<std::uint64_t> const sums = TargetSums(set);
         std::unordered_set<std::uint64_t> seen;
         auto const& atoms = m_sets.classes.Atoms();
-        for (std::size_t i = 0; i < atoms.size() && atoms[i].begin < kUncommon; ++i) {
+        for (std::size_t i = 0; i < atoms.size() && atoms[i].begin < StateSets::kUncommon; ++i) {
             if (!seen.insert(sums[i]).second) continue;
             Step(set, atoms[i].unitClass, m_next);
             if (!std::equal(set.begin(), set.end(), m_next.begin(), m_next.end())) return false;
@@ -193,6 +198,11 @@ StateSets::StateSets(XCParsedRegEx const& parsed)
 bool StateSets::Match(wchar_t const* text) const
 {
     return SetRun(*this).Run(text);
+}
+
+bool StateSets::StopsAt(NodeSetView nodes) const
+{
+    return SetRun(*this).StopsAt(nodes);
 }
 
 } // namespace xc::match

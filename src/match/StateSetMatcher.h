@@ -10,7 +10,12 @@ namespace xc::match {
 
 struct StateSets : Program {
     explicit StateSets(XCParsedRegEx const& parsed);
+    /// The first unit that a stopping state need not lead to itself on.
+    static constexpr std::uint32_t kUncommon = 0xFFFE;
+
     [[nodiscard]] bool Match(wchar_t const* text) const override;
+    /// Whether the set that these nodes reach stops the match.
+    [[nodiscard]] bool StopsAt(NodeSetView nodes) const;
 
     Nfa nfa;
     NodeFacts facts;

@@ -11,7 +11,8 @@ XCRegExParserBase::XCRegExParserBase() = default;
 /// A copy goes on from the same state and makes nodes of its own.
 XCRegExParserBase::XCRegExParserBase(XCRegExParserBase const& other)
     : m_table(other.m_table), m_wideTable(other.m_wideTable), m_token(other.m_token), m_char(other.m_char),
-      m_error(other.m_error), m_nesting(other.m_nesting), m_root(other.m_root)
+      m_error(other.m_error), m_nesting(other.m_nesting), m_groups(other.m_groups), m_read(other.m_read),
+      m_fault(other.m_fault), m_root(other.m_root)
 {
 }
 XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other)
@@ -22,10 +23,28 @@ XCRegExParserBase& XCRegExParserBase::operator=(XCRegExParserBase const& other)
     m_char = other.m_char;
     m_error = other.m_error;
     m_nesting = other.m_nesting;
+    m_groups = other.m_groups;
+    m_read = other.m_read;
+    m_fault = other.m_fault;
     m_root = other.m_root;
     return *this;
 }
 XCRegExParserBase::~XCRegExParserBase() = default;
+
+wchar_t XCRegExParserBase::Next()
+{
+    wchar_t const unit = GetNextChar();
+    m_atEnd = unit == 0;
+    if (!m_atEnd) ++m_read;
+    return unit;
+}
+
+/// The first fault counts: those after it follow from it.
+void XCRegExParserBase::Fail(wchar_t const* expected) noexcept
+{
+    if (!m_error) m_fault = {m_atEnd || m_read == 0 ? m_read : m_read - 1, expected};
+    m_error = true;
+}
 
 xc::match::NodeMaker& XCRegExParserBase::Maker()
 {
@@ -38,7 +57,7 @@ XCParsedRegEx XCRegExParserBase::Parse()
     if (m_root.IsNull() && !m_error) {
         GetRegExChar();
         NodePtr root = ParseRegEx();
-        if (m_token != RegExToken::End || m_char != 0) Fail();
+        if (m_token != RegExToken::End || m_char != 0) Fail(L"an operator, an atom or the end");
         if (!m_error) m_root = std::move(root);
     }
     return XCParsedRegEx(m_root, m_table, m_wideTable);
@@ -70,11 +89,12 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSequence()
 XCRegExParserBase::NodePtr XCRegExParserBase::ParseRepSubRegEx()
 {
     NodePtr atom = ParseSubRegEx();
-    if (atom.IsNull()) Fail();
+    if (atom.IsNull()) Fail(L"an atom");
     if (m_error) return atom;
     std::uint32_t minimum = 1;
     std::uint32_t maximum = 1;
-    if (!ReadCounts(minimum, maximum) || minimum > maximum) Fail();
+    if (!ReadCounts(minimum, maximum)) Fail(L"a count, a separator or \"}\"");
+    if (minimum > maximum) Fail(L"a maximum that is not below the minimum");
     if (m_error || (minimum == 1 && maximum == 1)) return atom;
     return Maker().Make<Node::RepeatNode>(std::move(atom), minimum, maximum);
 }
@@ -112,14 +132,16 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
     case RegExToken::Dot: leaf = Maker().LeafOf(0); break;
     case RegExToken::OpenBracket: return ParseGroupDef();
     case RegExToken::OpenGroup: {
-        if (++m_nesting > kMaxNesting) Fail();
+        if (++m_nesting > kMaxNesting) Fail(L"fewer nested groups");
         if (m_error) return {};
+        std::uint32_t const group = ++m_groups;
         GetRegExChar();
         NodePtr inner = ParseRegEx();
         --m_nesting;
-        if (m_token != RegExToken::CloseGroup) Fail();
-        if (!m_error) GetRegExChar();
-        return inner;
+        if (m_token != RegExToken::CloseGroup) Fail(L"\")\"");
+        if (m_error) return inner;
+        GetRegExChar();
+        return Maker().MarkGroup(std::move(inner), group);
     }
     default: return {};
     }
@@ -140,7 +162,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()
     if (m_token == RegExToken::CloseBracket && !m_error)
         GetRegExChar();
     else
-        Fail();
+        Fail(L"a unit of the class or \"]\"");
     return Maker().Make<Node::CharSetNode>(std::move(set));
 }
 
@@ -149,12 +171,13 @@ void XCRegExParserBase::ReadGroupItem(XCUWCharSet& set, bool negated)
 {
     wchar_t const first = m_char;
     wchar_t last = first;
-    wchar_t const next = GetNextChar();
+    wchar_t const next = Next();
     bool const isRange = next == L'-';
     if (isRange) {
         GetGroupChar();
         last = m_char;
-        if (m_token != RegExToken::Char || xc::text::ToUint(last) < xc::text::ToUint(first)) return Fail();
+        if (m_token != RegExToken::Char) return Fail(L"the last unit of the range");
+        if (xc::text::ToUint(last) < xc::text::ToUint(first)) return Fail(L"a last unit that is not below the first");
     }
     if (negated)
         set.DelRange(first, last);
@@ -179,12 +202,12 @@ std::uint32_t XCRegExParserBase::GetCount(std::uint32_t defaultCount)
 
 void XCRegExParserBase::GetRegExChar()
 {
-    ClassifyRegExChar(GetNextChar());
+    ClassifyRegExChar(Next());
 }
 
 void XCRegExParserBase::GetGroupChar()
 {
-    ClassifyGroupChar(GetNextChar());
+    ClassifyGroupChar(Next());
 }
 
 void XCRegExParserBase::ClassifyRegExChar(wchar_t unit)
@@ -226,7 +249,7 @@ void XCRegExParserBase::ClassifyGroupChar(wchar_t unit)
 void XCRegExParserBase::ReadEscaped()
 {
     m_token = RegExToken::Char;
-    if (wchar_t const unit = GetNextChar(); unit != 0) m_char = unit;
+    if (wchar_t const unit = Next(); unit != 0) m_char = unit;
 }
 
 XCStringRegExParser::XCStringRegExParser(XCString pattern) : m_pattern(std::move(pattern)) {}

@@ -183,7 +183,7 @@ struct Engines {
         : parsed(XCStringRegExParser(XCString(pattern)).Parse()), fast(parsed, false), states(fast.GetStates()),
           dense(translated ? Translated(parsed) : parsed, false),
           sets(translated ? Translated(parsed) : parsed, false, {0, 0}), tight(parsed, false, {4, 2000}),
-          large(Enlarged(parsed), false)
+          large(Enlarged(parsed), false), lists(Enlarged(parsed), false, {0, 0})
     {
     }
     static XCParsedRegEx Translated(XCParsedRegEx const& parsed)
@@ -195,7 +195,7 @@ struct Engines {
     static XCParsedRegEx Enlarged(XCParsedRegEx const& parsed)
     {
         if (!parsed.IsValid()) return parsed;
-        XCString const branch(std::wstring(200, wchar_t(0x2603)));
+        XCString const branch(std::wstring(300, wchar_t(0x2603)));
         return XCParsedRegEx(
             new XCRegExSyntaxNode::AlternativeNode(parsed.GetRoot(), XCStringRegExParser(branch).Parse().GetRoot()));
     }
@@ -213,13 +213,14 @@ struct Engines {
         if (sets.Match(text.c_str()) != expected) return "sets of states";
         if (tight.Match(XCString(text)) != expected) return "small budget";
         if (!large.IsTooLarge() && large.Match(text.c_str()) != expected) return "large automaton";
+        if (!lists.IsTooLarge() && lists.Match(text.c_str()) != expected) return "lists of nodes";
         return nullptr;
     }
 
     XCParsedRegEx parsed;
     XCRegEx fast;
     std::vector<XCRegEx::DfaState> states;
-    XCRegEx dense, sets, tight, large;
+    XCRegEx dense, sets, tight, large, lists;
 };
 
 } // namespace reference

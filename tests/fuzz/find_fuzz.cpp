@@ -1,0 +1,24 @@
+// A pattern and a text, split at the first U+0000: places and groups must agree with trying every place.
+#include "../match/find_reference.h"
+
+#include <cstdlib>
+#include <cstring>
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+{
+    std::wstring units(size / 2, L'\0');
+    std::memcpy(units.data(), bytes, units.size() * 2);
+    std::size_t const split = std::min(units.find(L'\0'), units.size());
+    if (split > 24) return 0;
+    std::wstring const text = units.substr(std::min(split + 1, units.size()), 24);
+    XCParsedRegEx const parsed = XCStringRegExParser(XCString(units.substr(0, split))).Parse();
+    XCRegEx const expression(parsed, false, {64, 1u << 14});
+    if (XCRegEx::DumpNodes(parsed).Length() > 4000) return 0; // counts unfolded: the reference would take minutes
+    for (XCRegExPlace const& place : expression.FindAll(text)) {
+        auto const groups = expression.FindGroups(text, place);
+        auto const wanted = reference::Backtracker(text, place, expression.GetGroupCount()).Run(parsed);
+        if (!wanted.empty() && groups != wanted) std::abort();
+    }
+    if (expression.Find(text) != reference::FindPlace(parsed, text, 0)) std::abort();
+    return 0;
+}
