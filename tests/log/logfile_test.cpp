@@ -15,7 +15,7 @@ std::string BytesOf(Call const& call)
 {
     ScratchFile const file("logfile_test.log");
     XCSmartPtr<XCLogFile> const log(new XCLogFile);
-    EXPECT_TRUE(log->Open(file.Name()).Good());
+    EXPECT_TRUE(log->Open(file.Path()).Good());
     call(*log);
     return file.Bytes();
 }
@@ -140,7 +140,7 @@ TEST(XCLogFile, OpenAndBuffering)
     EXPECT_EQ(log->GetFailureCount(), 1u);
     EXPECT_TRUE(log->GetLastFailure().Find(L"no_such_folder") != XCString::npos);
 
-    ASSERT_TRUE(log->Open(file.Name()).Good());
+    ASSERT_TRUE(log->Open(file.Path()).Good());
     log->SetAutoFlush(false);
     log->PutString(L"1\n");
     EXPECT_EQ(file.Bytes(), "") << "not buffered";
@@ -149,7 +149,7 @@ TEST(XCLogFile, OpenAndBuffering)
     log->PutString(L"2\n");
     log->Close();
     EXPECT_EQ(file.Bytes(), "1\r\n2\r\n") << "lost at Close";
-    ASSERT_TRUE(log->Open(file.Name()).Good());
+    ASSERT_TRUE(log->Open(file.Path()).Good());
     log->SetAutoFlush(true);
     log->PutString(L"3\n");
     EXPECT_EQ(file.Bytes(), "1\r\n2\r\n3\r\n") << "truncated, or not flushed";
@@ -168,7 +168,7 @@ TEST(XCLogFile, FullDisk)
     EXPECT_TRUE(log->GetLastFailure().Find(L"No room") != XCString::npos) << "memory without limit";
     log->Close();
     ScratchFile const file("logfile_big.log");
-    ASSERT_TRUE(log->Open(file.Name()).Good());
+    ASSERT_TRUE(log->Open(file.Path()).Good());
     XCString const huge(L'x', 5 << 20);
     log->PutString(huge + L"\n");
     EXPECT_EQ(file.Bytes().size(), (5u << 20) + 2) << "a record is dropped though there is room on the disk";

@@ -1,5 +1,6 @@
 // What only several processes show: this program starts itself for single tests, with an environment of their own.
-#include "log_files.h"
+#include "child_process.h"
+#include "log/log_files.h"
 
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCTrace.h>
@@ -9,39 +10,27 @@
 
 namespace {
 
-/// Runs one of the tests named DISABLED_ in a process of its own.
+/// One of the tests named DISABLED_ in a process of its own, with these variables; ended well at the end of the block.
 class Child {
 public:
-    Child(char const* test, std::map<std::wstring, std::wstring> const& variables)
+    Child(std::wstring const& test, std::map<std::wstring, std::wstring> const& variables)
+        : m_process((SetAll(variables, true), xc_test::ChildProcess::OfTest(L"Child.DISABLED_" + test)))
     {
-        for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), value.c_str());
-        wchar_t path[1024];
-        ::GetModuleFileNameW(nullptr, path, 1024);
-        std::string const filter(test);
-        std::wstring command = L"\"" + std::wstring(path) + L"\" --gtest_also_run_disabled_tests --gtest_brief=1 " +
-                               L"--gtest_filter=Child.DISABLED_" + std::wstring(filter.begin(), filter.end());
-        STARTUPINFOW start{};
-        start.cb = sizeof start;
-        EXPECT_TRUE(
-            ::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &m_process));
-        for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), nullptr);
+        SetAll(variables, false);
     }
     Child(Child const&) = delete;
     Child& operator=(Child const&) = delete;
-    /// Waits for the end of the process.
-    ~Child()
-    {
-        DWORD code = 1;
-        EXPECT_EQ(::WaitForSingleObject(m_process.hProcess, 60000), WAIT_OBJECT_0);
-        ::GetExitCodeProcess(m_process.hProcess, &code);
-        EXPECT_EQ(code, 0u);
-        ::CloseHandle(m_process.hThread);
-        ::CloseHandle(m_process.hProcess);
-    }
-    [[nodiscard]] unsigned long Id() const { return m_process.dwProcessId; }
+    ~Child() { EXPECT_EQ(m_process.Wait(), 0u); }
+    [[nodiscard]] unsigned long Id() const { return m_process.Id(); }
 
 private:
-    PROCESS_INFORMATION m_process{};
+    static void SetAll(std::map<std::wstring, std::wstring> const& variables, bool set)
+    {
+        for (auto const& [name, value] : variables)
+            ::SetEnvironmentVariableW(name.c_str(), set ? value.c_str() : nullptr);
+    }
+
+    xc_test::ChildProcess m_process;
 };
 
 constexpr int kRecords = 400;
@@ -70,9 +59,9 @@ TEST(Processes, AppendToOneFileWithoutInterleaving)
 {
     log_test::ScratchFile const file("processes.log");
     {
-        Child const a("AppendsWithLogFile", {{L"XC_TEST_WRITER", L"0"}});
-        Child const b("AppendsWithLogFile", {{L"XC_TEST_WRITER", L"1"}});
-        Child const c("AppendsWithSubscriber", {{L"XC_TEST_WRITER", L"2"}});
+        Child const a(L"AppendsWithLogFile", {{L"XC_TEST_WRITER", L"0"}});
+        Child const b(L"AppendsWithLogFile", {{L"XC_TEST_WRITER", L"1"}});
+        Child const c(L"AppendsWithSubscriber", {{L"XC_TEST_WRITER", L"2"}});
     }
     std::string bytes = file.Bytes();
     std::erase(bytes, '\r');
@@ -98,7 +87,7 @@ TEST(Child, DISABLED_EndsWithBufferedRecords)
 TEST(Processes, NothingIsLostAtTheEndOfAProgram)
 {
     log_test::ScratchFile const file("exit.log");
-    Child("EndsWithBufferedRecords", {});
+    Child(L"EndsWithBufferedRecords", {});
     EXPECT_EQ(file.Bytes(), "pending");
 }
 
@@ -128,13 +117,16 @@ TEST(Processes, TraceEnvironment)
 {
     struct {
         char const* fault;
-        char const* test;
+        wchar_t const* test;
         wchar_t const* delimiter;
         std::vector<std::string> ends;
     } const rows[] = {
-        {"level 2 is not mask 3", "TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
-        {"delimiter not reset", "TracesByTheEnvironment", L"300", {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
-        {"the environment wins", "CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
+        {"level 2 is not mask 3", L"TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
+        {"delimiter not reset",
+         L"TracesByTheEnvironment",
+         L"300",
+         {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
+        {"the environment wins", L"CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.fault);
@@ -170,7 +162,7 @@ TEST(Processes, RedirectedConsoleIsUtf8)
     HANDLE const output = ::CreateFileW(L"console.txt", GENERIC_WRITE, 7, &inherited, CREATE_ALWAYS, 0, nullptr);
     HANDLE const before = ::GetStdHandle(STD_OUTPUT_HANDLE);
     ::SetStdHandle(STD_OUTPUT_HANDLE, output);
-    Child("WritesToTheConsole", {});
+    Child(L"WritesToTheConsole", {});
     ::SetStdHandle(STD_OUTPUT_HANDLE, before);
     ::CloseHandle(output);
     EXPECT_NE(file.Bytes().find("Illegal trace delimiter specified; trace delimiter has been reset to default\n"

@@ -11,7 +11,7 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
 {
     ScratchFile const file("subscriber.log");
     {
-        FilePtr const log(new XCFileLogSubscriber(file.Name()));
+        FilePtr const log(new XCFileLogSubscriber(file.Path()));
         log->OnFlush(2, L"too detailed\n");
         EXPECT_FALSE(file.Exists()) << "opened by a block that was ignored";
         log->OnFlush(1, L"a\nb\r\n\u20AC");
@@ -22,9 +22,9 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
                                 "again")
             << "truncated by opening again";
     }
-    FilePtr(new XCFileLogSubscriber(file.Name(), XCLogOpen::Append))->OnFlush(1, L"!");
+    FilePtr(new XCFileLogSubscriber(file.Path(), XCLogOpen::Append))->OnFlush(1, L"!");
     EXPECT_TRUE(file.Bytes().ends_with("again!")) << "append flag";
-    FilePtr const buffered(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, false));
+    FilePtr const buffered(new XCFileLogSubscriber(file.Path(), XCLogOpen::Truncate, false));
     buffered->OnFlush(1, L"new");
     EXPECT_EQ(file.Bytes(), "") << "not opened by the first block, or written without auto-flush";
     buffered->Flush();
@@ -34,13 +34,13 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
 TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
 {
     ScratchFile const folder("missing_folder");
-    FilePtr const log(new XCFileLogSubscriber(folder.Name() + L"/x.log"));
+    FilePtr const log(new XCFileLogSubscriber(folder.Path() + L"/x.log"));
     EXPECT_TRUE(log->IsValid());
     log->OnFlush(1, L"1\n");
     EXPECT_FALSE(log->IsValid());
     EXPECT_EQ(log->GetFailureCount(), 1u);
     EXPECT_TRUE(log->GetLastFailure().Find(L"missing_folder") != XCString::npos);
-    std::filesystem::create_directory(folder.Path());
+    std::filesystem::create_directory("missing_folder");
     log->OnFlush(1, L"2\n");
     log->Flush();
     EXPECT_TRUE(log->IsValid());
@@ -51,7 +51,7 @@ TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
 TEST(XCFileLogSubscriber, OneLineLayout)
 {
     ScratchFile const file("oneline.log");
-    FilePtr const log(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
+    FilePtr const log(new XCFileLogSubscriber(file.Path(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
     log->OnFlush(1, L"user=x\nERR> forged\r\n");
     log->OnFlush(1, L"no end");
     EXPECT_EQ(file.Bytes(), "user=x\\nERR> forged\r\nno end\n");
@@ -60,7 +60,7 @@ TEST(XCFileLogSubscriber, OneLineLayout)
 TEST(XCJsonLogSubscriber, OneObjectARecord)
 {
     ScratchFile const file("records.json");
-    FilePtr const log(new XCJsonLogSubscriber(file.Name()));
+    FilePtr const log(new XCJsonLogSubscriber(file.Path()));
     log->OnChannelFlush(L"main \"1\"", 1, L"a\"\\\n\t\x01\u20AC\xD83D\xDE00\xD83D\x7F\n");
     log->OnFlush(-2, L"x");
     std::vector<std::string> const lines = log_test::Lines(file.Bytes());

@@ -2,7 +2,6 @@
 
 #include <XelbrinCore/XCTrace.h>
 
-#include <fstream>
 #include <thread>
 
 namespace {
@@ -125,7 +124,7 @@ TEST(XCTrace, FolderThatCannotBeHad)
     TraceBench b;
     XCTrace::SetTraceSubjects(L"ALL");
     log_test::ScratchFile const file("no_folder");
-    std::ofstream(file.Path()) << "x";
+    file.Write("x");
     std::uint64_t const before = XCTrace::GetFailureCount();
     EXPECT_FALSE(XCTrace::SetTraceFolderName(L"no_folder/inner"));
     EXPECT_FALSE(XCTrace::TraceThisSubject(1, 1));
