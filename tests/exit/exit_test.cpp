@@ -1,5 +1,6 @@
 // The ends of a process: none hangs or crashes, each has the exit code asked for, and what was logged before is in the
 // file, line by line.
+#include "child_process.h"
 #include "exit/endings.h"
 
 #include <filesystem>
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr DWORD kTimeLimitMs = 20000;
-constexpr DWORD kHangs = 0xDEAD;
 
 std::filesystem::path Folder()
 {
@@ -20,21 +20,13 @@ std::filesystem::path Folder()
     return std::filesystem::path(program).parent_path();
 }
 
-DWORD ExitCodeOf(std::wstring command)
+/// How the child program ends that is told to end like this.
+DWORD ExitCodeOf(std::wstring_view how, std::filesystem::path const& log)
 {
-    STARTUPINFOW start{};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION child{};
-    if (!::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &child))
-        return ::GetLastError();
-    DWORD code = kHangs;
-    if (::WaitForSingleObject(child.hProcess, kTimeLimitMs) == WAIT_OBJECT_0)
-        ::GetExitCodeProcess(child.hProcess, &code);
-    else
-        ::TerminateProcess(child.hProcess, kHangs);
-    ::CloseHandle(child.hThread);
-    ::CloseHandle(child.hProcess);
-    return code;
+    auto const quoted = [](std::filesystem::path const& path) { return L"\"" + path.wstring() + L"\""; };
+    return xc_test::ChildProcess(quoted(Folder() / "exit_child.exe") + L" " + std::wstring(how) + L" " + quoted(log) +
+                                 L" " + quoted(Folder() / "exit"))
+        .Wait(kTimeLimitMs);
 }
 
 /// The log without the repeated lines of threads; a line that is no whole record as it is.
@@ -76,10 +68,7 @@ TEST(Exit, EveryEnding)
     std::filesystem::path const log = std::filesystem::absolute("xc_exit.log");
     for (Ending const& ending : kEndings) {
         SCOPED_TRACE(std::string(ending.how.begin(), ending.how.end()));
-        std::wstring const program = (Folder() / "exit_child.exe").wstring();
-        EXPECT_EQ(ExitCodeOf(L"\"" + program + L"\" " + std::wstring(ending.how) + L" \"" + log.wstring() + L"\" \"" +
-                             (Folder() / "exit").wstring() + L"\""),
-                  7u);
+        EXPECT_EQ(ExitCodeOf(ending.how, log), 7u);
         std::string const text = LogOf(log);
         bool const asExpected = ending.log ? text == ending.log : text.starts_with("before the end|");
         EXPECT_TRUE(asExpected) << text;
@@ -91,22 +80,16 @@ TEST(Exit, EveryEnding)
 TEST(Exit, PoolsServersAndTimers)
 {
     std::filesystem::path const log = std::filesystem::absolute("xc_exit_work.log");
-    std::wstring const program = (Folder() / "exit_child.exe").wstring();
     char const* const wish = std::getenv("XC_EXIT_ROUNDS");
     int const rounds = wish ? std::atoi(wish) : 1;
-    int failed = 0;
     for (int round = 0; round < rounds; ++round)
         for (std::wstring_view const what : kWorkers)
             for (std::wstring_view const state : kWorkStates)
                 for (std::wstring_view const end : kWorkEnds) {
                     std::wstring const how = std::wstring(kWork) + std::wstring(what) + L"," + std::wstring(state) +
                                              L"," + std::wstring(end);
-                    DWORD const code = ExitCodeOf(L"\"" + program + L"\" " + how + L" \"" + log.wstring() + L"\" \"" +
-                                                  (Folder() / "exit").wstring() + L"\"");
-                    failed += code != 7;
-                    EXPECT_EQ(code, 7u) << std::string(how.begin(), how.end()) << ", round " << round;
+                    EXPECT_EQ(ExitCodeOf(how, log), 7u) << std::string(how.begin(), how.end()) << ", round " << round;
                 }
-    EXPECT_EQ(failed, 0);
     std::filesystem::remove(log);
 }
 

@@ -1,6 +1,5 @@
+#include "child_process.h"
 #include "sync/sync_test_tools.h"
-
-#include "sync/child_process.h"
 
 namespace {
 
@@ -22,32 +21,25 @@ TEST(DISABLED_SyncChild, HoldsTheMutex)
     mutex.unlock();
 }
 
-TEST(TwoProcesses, MutexAndEventAreShared)
+TEST(TwoProcesses, MutexAndEventAreSharedAndAKilledOwnerLeavesTheMutexFree)
 {
-    XCMutex mutex(kSharedMutex);
-    XCEventSemaphore owns(kChildOwns);
-    XCEventSemaphore end(kEndChild);
-    ChildProcess child(L"DISABLED_SyncChild.HoldsTheMutex");
-    ASSERT_EQ(owns.wait(60000), 0u);
-    EXPECT_FALSE(mutex.lock(0));
-    end.post();
-    EXPECT_TRUE(mutex.lock(60000));
-    mutex.unlock();
-    EXPECT_EQ(child.Wait(), 0u);
-}
-
-TEST(TwoProcesses, OwnerIsKilled)
-{
-    XCMutex mutex(kSharedMutex);
-    XCEventSemaphore owns(kChildOwns);
-    XCEventSemaphore end(kEndChild);
-    ChildProcess child(L"DISABLED_SyncChild.HoldsTheMutex");
-    ASSERT_EQ(owns.wait(60000), 0u);
-    EXPECT_FALSE(mutex.lock(0));
-    child.Kill();
-    EXPECT_FALSE(mutex.lock(60000)) << "abandoned is not acquired";
-    EXPECT_TRUE(mutex.lock(0)) << "and not left held";
-    mutex.unlock();
+    for (bool const killed : {false, true}) {
+        SCOPED_TRACE(killed);
+        XCMutex mutex(kSharedMutex);
+        XCEventSemaphore owns(kChildOwns);
+        XCEventSemaphore end(kEndChild);
+        xc_test::ChildProcess child(xc_test::ChildProcess::OfTest(L"DISABLED_SyncChild.HoldsTheMutex"));
+        ASSERT_EQ(owns.wait(60000), 0u);
+        EXPECT_FALSE(mutex.lock(0));
+        killed ? child.Kill() : end.post();
+        EXPECT_EQ(mutex.lock(60000), !killed) << "abandoned is not acquired";
+        EXPECT_TRUE(mutex.lock(0)) << "and not left held";
+        mutex.unlock();
+        if (!killed) {
+            mutex.unlock();
+            EXPECT_EQ(child.Wait(), 0u);
+        }
+    }
 }
 
 } // namespace

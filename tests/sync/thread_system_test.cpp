@@ -1,6 +1,6 @@
 #include <XelbrinCore/XCThread.h>
 
-#include "sync/child_process.h"
+#include "child_process.h"
 #include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
@@ -10,6 +10,7 @@
 namespace {
 
 using namespace sync_test;
+using xc_test::ChildProcess;
 
 TEST(XCThreadSystem, CreationFails)
 {
@@ -78,7 +79,7 @@ TEST(XCThreadSystem, StackSizeComesFromTheEnvironment)
                            Row{L"-25165824", L"HasADefaultStack"}, Row{L"many", L"HasADefaultStack"}})
     {
         ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", row.value);
-        EXPECT_EQ(ChildProcess(std::wstring(L"DISABLED_SyncChild.") + row.child).Wait(), 0u);
+        EXPECT_EQ(ChildProcess(ChildProcess::OfTest(std::wstring(L"DISABLED_SyncChild.") + row.child)).Wait(), 0u);
     }
     ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", nullptr);
 }

@@ -122,14 +122,18 @@ public:
     XCString heard;
 };
 
-/// Sleeps in code of the module until the test lets it go; the runtime has started it, so it begins elsewhere.
+/// Sleeps in code of the module until the test lets it go; the runtime has started it, so it begins elsewhere. Before it
+/// has come here nothing of it shows the module.
 void LeaveRawThread()
 {
-    std::thread([] {
+    std::atomic<bool> begun{false};
+    std::thread([&begun] {
+        begun = true;
         XCMutex door(L"xc_host_test_raw_door");
         (void)door.lock(XCInfinite);
         door.unlock();
     }).detach();
+    while (!begun) std::this_thread::yield();
 }
 
 void LeaveSomethingBehind()
