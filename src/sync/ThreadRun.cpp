@@ -9,6 +9,8 @@
 //           exit functions run all the same. A refused priority leaves the thread suspended and unregistered.
 #include "sync/ThreadRun.h"
 
+#include <XelbrinCore/XCException.h>
+
 #include "errors/CoreError.h"
 #include "errors/ExceptionText.h"
 #include "sync/ComApartment.h"

@@ -39,7 +39,7 @@ UnicodeRecord const& RecordAbove(char32_t point) noexcept
 UnicodeRecord const& RecordOf(char32_t point) noexcept
 {
     if (point > 0xFFFF) return RecordAbove(point);
-    return kUnicodeRecords[kUnicodeUnits[kUnicodeBlocks[point >> 6] << 6 | (point & 63)]];
+    return kUnicodeRecords[kUnicodeUnits[char32_t{kUnicodeBlocks[point >> 6]} << 6 | (point & 63)]];
 }
 
 constexpr char32_t kSyllables = 0xAC00;

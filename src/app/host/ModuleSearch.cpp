@@ -30,7 +30,7 @@ XCErrorID ReadList(std::wstring const& path, ModuleList& list)
     std::string bytes;
     if (unsigned long const error = win32::ReadWholeFile(SystemPath(path), bytes); error != 0)
         return errors::MakeFileError(XCErrListCannotRead, XCString(path), error);
-    XCConfigFile::Encoding encoding{};
+    XCTextEncoding encoding{};
     std::optional<encoding::UnitBuffer> const text = encoding::DecodeText(bytes, encoding);
     if (!text) return errors::MakeCoreError(XCErrListMalformed, XCString(path));
     list = ReadModuleList(text->View());

@@ -5,8 +5,6 @@
 
 namespace xc::host {
 
-using Guard = XCLockGuard<XCCriticalSection>;
-
 ThreadedState::ThreadedState() = default;
 
 ThreadedState::~ThreadedState()
@@ -16,7 +14,7 @@ ThreadedState::~ThreadedState()
 
 void ThreadedState::SetStarted()
 {
-    Guard const guard(section);
+    XCLockGuard<XCCriticalSection> const guard(section);
     if (self) ::CloseHandle(self);
     HANDLE const process = ::GetCurrentProcess();
     if (!::DuplicateHandle(process, ::GetCurrentThread(), process, &self, SYNCHRONIZE, FALSE, 0)) self = nullptr;
@@ -28,14 +26,14 @@ void ThreadedState::SetStarted()
 
 void ThreadedState::SetEnded()
 {
-    Guard const guard(section);
+    XCLockGuard<XCCriticalSection> const guard(section);
     running = false;
     ended.post();
 }
 
 bool ThreadedState::IsRunning()
 {
-    Guard const guard(section);
+    XCLockGuard<XCCriticalSection> const guard(section);
     return running && (!self || ::WaitForSingleObject(self, 0) != WAIT_OBJECT_0);
 }
 
@@ -47,7 +45,7 @@ bool ThreadedState::WaitForEnd()
 
 bool ThreadedState::HasVanished()
 {
-    Guard const guard(section);
+    XCLockGuard<XCCriticalSection> const guard(section);
     return running;
 }
 
