@@ -12,7 +12,7 @@
 // CALLS    Run on the queue's thread, or on an executor of the queue, and never under a lock of the library. They
 //          should be short on the queue's thread: others wait. What a callback throws is counted, kept as text and
 //          written to the error log. A callback may destroy its timer.
-// COST     Start and Cancel some 20 ns, however many timers are pending (a wheel of 4 x 256 slots of 1 ms). A queue
+// COST     Start and Cancel take constant time, however many timers are pending (a wheel of 4 x 256 slots of 1 ms). A queue
 //          without a due timer sleeps; an idle one with a distant timer wakes at most four times until then.
 // TIMES    Milliseconds. A call is never early, and late by the system's timer resolution.
 // THREADS  Everything here may be called from any thread.

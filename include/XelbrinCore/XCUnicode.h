@@ -6,7 +6,7 @@
 //          XCtowupper and XCString::Upper ask the system instead and can know other characters.
 // UNITS    A wchar_t is a code point of the basic plane. Half a surrogate pair has the category Surrogate and no other
 //          fact. Numbers above U+10FFFF count as unassigned.
-// COST     A unit: two dependent look-ups, about a nanosecond. A code point above the basic plane, and a combining
+// COST     A unit: two dependent look-ups, a few nanoseconds. A code point above the basic plane, and a combining
 //          class: a binary search. The tables are 39 KiB of read-only data; nothing is made at run time.
 // ERRORS   None; only the functions that return a text allocate.
 // THREADS  Any.
