@@ -154,12 +154,8 @@ protected:
 template <class F, class T>
 class XCFunctionTask final : public XCTaskOf<T> {
 public:
-    template <class Function>
-    requires(!std::is_same_v<std::remove_cvref_t<Function>, XCFunctionTask>) // copies are not meant
-        explicit XCFunctionTask(Function&& function)
-        : m_function(std::forward<Function>(function))
-    {
-    }
+    /// Takes the function object over.
+    explicit XCFunctionTask(F function) : m_function(std::move(function)) {}
 
 private:
     void Run() override { this->Take(*m_function); }

@@ -28,8 +28,7 @@ bool PendingTexts::Take(std::uint64_t thread, Text& taken) noexcept
     std::lock_guard const hold(m_section);
     for (Text& text : m_texts) {
         if (text.thread != thread) continue;
-        taken = std::move(text);
-        text.thread = 0;
+        taken = std::exchange(text, Text{});
         return true;
     }
     return false;

@@ -1,5 +1,8 @@
 #include <XelbrinCore/XCTimer.h>
 
+#include <cstddef>
+#include <new>
+
 #include "win32/Clock.h"
 #include "win32/TimeWait.h"
 #include "work/TimerCore.h"
@@ -37,7 +40,8 @@ XCTimeSourceI::~XCTimeSourceI() = default;
 
 XCTimeSourceI& XCTimeSourceI::System() noexcept
 {
-    static auto* const clocks = new SystemTime; // never destroyed: timers run until the process ends
+    alignas(SystemTime) static std::byte place[sizeof(SystemTime)];
+    static auto* const clocks = ::new (place) SystemTime; // never destroyed: timers run until the process ends
     return *clocks;
 }
 

@@ -117,26 +117,27 @@ XCErrorID XCApplicationWithPlugIns::CheckDependents(XCPlugIn const& plugIn, bool
 XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool quiet)
 {
     if (plugIn.IsNull()) return PlugInFailure(L"no plug-in object");
-    PlugInRef ref(plugIn, xc::host::PathOf(*plugIn));
-    Facts const facts = m_host->FactsOf(*plugIn, ref.path);
+    XCPlugIn& added = *plugIn;
+    PlugInRef ref(std::move(plugIn), xc::host::PathOf(added));
+    Facts const facts = m_host->FactsOf(added, ref.path);
     if (facts.failure.Bad()) {
         PrintError(facts.failure.AsString());
         return facts.failure;
     }
-    Host::Known const known(*m_host, plugIn, facts);
+    Host::Known const known(*m_host, ref.plugIn, facts);
     ref.name = facts.name;
     ref.guid = facts.guid;
     if (XCErrorID const present = CheckPresent(ref); present.Bad()) return present;
     TakeUsage(ref);
-    if (XCErrorID const missing = CheckDependents(*plugIn, false); missing.Bad()) return missing;
+    if (XCErrorID const missing = CheckDependents(added, false); missing.Bad()) return missing;
 
     std::size_t const testCases = m_mainMenu->GetTestCaseCount();
     PlugInList::Place place = PlugInList::Place::New(); // there before it works: then nothing can keep it out any more
     place->dependencies = facts.dependencies;
     place.Fill(ref);
-    PlugInAccess::SetStatus(*plugIn, XCPlugIn::StatusInitialising);
+    PlugInAccess::SetStatus(added, XCPlugIn::StatusInitialising);
     XCErrorID const initialised = Sealed([&] { return Initialise(ref, quiet); });
-    PlugInAccess::SetStatus(*plugIn, initialised.Good() ? XCPlugIn::StatusReady : XCPlugIn::StatusCreated);
+    PlugInAccess::SetStatus(added, initialised.Good() ? XCPlugIn::StatusReady : XCPlugIn::StatusCreated);
     if (initialised.Good()) {
         m_host->list.Add(std::move(place));
         return initialised;
