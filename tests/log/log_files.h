@@ -1,6 +1,8 @@
 // Files of the log tests: whole contents in, whole contents out.
 #pragma once
 
+#include "scratch_files.h"
+
 #include <XelbrinCore/XCString.h>
 
 #include <gtest/gtest.h>
@@ -13,16 +15,7 @@
 
 namespace log_test {
 
-/// All bytes of a file.
-inline std::string ReadFile(std::string const& path)
-{
-    std::FILE* const file = std::fopen(path.c_str(), "rb");
-    if (!file) return "-";
-    std::string bytes;
-    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) bytes.push_back(static_cast<char>(c));
-    std::fclose(file);
-    return bytes;
-}
+using xc_test::ReadFile;
 
 /// A file name in the current folder; the file is removed at both ends of the test.
 class ScratchFile {
