@@ -12,6 +12,7 @@
 /// A timer of the application (see the head of this file).
 class XC_API XCAppTimer : public XCTimer {
 public:
+    /// As an XCTimer is made.
     using XCTimer::XCTimer;
     ~XCAppTimer() override;
 

@@ -81,9 +81,11 @@ public:
 
     /// The byte order of the numbers to come.
     [[nodiscard]] XCByteOrder GetOrder() const noexcept { return m_order; }
+    /// Of the numbers to come; what was read stays.
     void SetOrder(XCByteOrder order) noexcept { m_order = order; }
     /// The budgets that were given.
     [[nodiscard]] XCReadLimits const& GetLimits() const noexcept { return m_limits; }
+    /// The first failure that was met; it stays until a roll back or the end of the reader.
     [[nodiscard]] XCReadStatus Status() const noexcept { return m_status; }
     /// Whether all went well so far.
     [[nodiscard]] bool Good() const noexcept { return m_status == XCReadStatus::Good; }

@@ -79,6 +79,7 @@ public:
 
     /// The byte order of the numbers to come.
     [[nodiscard]] XCByteOrder GetOrder() const noexcept { return m_order; }
+    /// Of the numbers to come; what was written stays.
     void SetOrder(XCByteOrder order) noexcept { m_order = order; }
     /// Whether all went well so far.
     [[nodiscard]] bool Good() const noexcept { return m_error.Good(); }

@@ -27,6 +27,7 @@ public:
     XCBlob(XCBlob const& other) noexcept;
     XCBlob(XCBlob&& other) noexcept : m_block(std::exchange(other.m_block, nullptr)) {}
     ~XCBlob();
+    /// Shares the bytes of the other blob. The former ones are freed with the last blob that holds them.
     XCBlob& operator=(XCBlob other) noexcept
     {
         std::swap(m_block, other.m_block);
@@ -36,6 +37,7 @@ public:
     /// All bytes; as long as any copy of this blob lives.
     [[nodiscard]] XCBytes View() const noexcept;
     operator XCBytes() const noexcept { return View(); }
+    /// The first byte; null when there is none.
     [[nodiscard]] std::uint8_t const* Data() const noexcept { return View().Data(); }
     /// How many bytes.
     [[nodiscard]] std::size_t Size() const noexcept { return View().Size(); }

@@ -84,7 +84,9 @@ public:
     [[nodiscard]] std::size_t Find(XCBytes bytes, std::size_t start = 0) const;
     /// The first place at or after start.
     [[nodiscard]] std::size_t Find(std::uint8_t value, std::size_t start = 0) const noexcept;
+    /// Whether the first bytes are these; no bytes begin everything.
     [[nodiscard]] bool StartsWith(XCBytes bytes) const noexcept { return Slice(0, bytes.m_size) == bytes; }
+    /// Whether the last bytes are these; no bytes end everything.
     [[nodiscard]] bool EndsWith(XCBytes bytes) const noexcept
     {
         return bytes.m_size <= m_size && Slice(m_size - bytes.m_size) == bytes;

@@ -69,6 +69,7 @@ protected:
 /// A source over bytes that somebody else owns and leaves alone.
 class XC_API XCBytesSource : public XCByteSourceI {
 public:
+    /// Keeps a view: the bytes must outlive the source.
     explicit XCBytesSource(XCBytes bytes) noexcept : m_rest(bytes) {}
     ~XCBytesSource() override;
     XCErrorID Read(void* to, std::size_t size, std::size_t& got) override;
@@ -81,6 +82,7 @@ private:
 /// A sink that appends to a buffer of the caller's.
 class XC_API XCBufferSink : public XCByteSinkI {
 public:
+    /// Keeps a reference: the buffer must outlive the sink.
     explicit XCBufferSink(XCBuffer& buffer) noexcept : m_buffer(buffer) {}
     ~XCBufferSink() override;
     XCErrorID Write(void const* from, std::size_t size) override;

@@ -158,6 +158,7 @@ public:
     explicit XCDateException(XCString const& message);
     /// The message names the value in UTC.
     explicit XCDateException(XCDateTime const& value);
+    /// A message of the caller's, and the value that was refused.
     XCDateException(XCString const& message, XCDateTime const& value);
     ~XCDateException() override;
     /// Whether an offending value is carried.
@@ -177,6 +178,7 @@ public:
     explicit XCDateExceptionEx(XCString const& message);
     /// The message names the value in UTC.
     explicit XCDateExceptionEx(XCDateTimeEx const& value);
+    /// A message of the caller's, and the value that was refused.
     XCDateExceptionEx(XCString const& message, XCDateTimeEx const& value);
     ~XCDateExceptionEx() override;
     /// Whether an offending value is carried.
@@ -196,6 +198,7 @@ public:
     explicit XCDurationExceptionEx(XCString const& message);
     /// The message names the duration.
     explicit XCDurationExceptionEx(XCDurationEx const& value);
+    /// A message of the caller's, and the value that was refused.
     XCDurationExceptionEx(XCString const& message, XCDurationEx const& value);
     ~XCDurationExceptionEx() override;
     /// Whether an offending value is carried.

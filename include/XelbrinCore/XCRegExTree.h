@@ -45,8 +45,11 @@ public:
 
     /// The nodes that one parser makes stand together in blocks of memory; a block is freed with its last node.
     static void* operator new(std::size_t size);
+    /// In the parser's own blocks.
     static void* operator new(std::size_t size, xc::match::NodePool& pool);
+    /// Gives the node back to its block, whichever that is.
     static void operator delete(void* node) noexcept;
+    /// For a constructor that throws.
     static void operator delete(void* node, xc::match::NodePool& pool) noexcept;
 
     /// What the node stands for.

@@ -46,13 +46,17 @@ public:
 class XC_API XCScheduleBase : public XCScheduleI {
 public:
     ~XCScheduleBase() override;
+    /// For wall times that a clock change leaves out.
     void SetSkippedTime(XCSkippedTime policy) noexcept { m_skipped = policy; }
+    /// For wall times that a clock change brings twice.
     void SetRepeatedTime(XCRepeatedTime policy) noexcept { m_repeated = policy; }
     /// Instants before which and after which it is never due; null: no bound.
     void SetBounds(XCDateTimeEx const& from, XCDateTimeEx const& until) noexcept;
     /// A date, by the zone's calendar, on which it is not due.
     void Exclude(XCDateEx const& date);
+    /// What SetSkippedTime was given; AtJump at first.
     [[nodiscard]] XCSkippedTime GetSkippedTime() const noexcept { return m_skipped; }
+    /// What SetRepeatedTime was given; First at first.
     [[nodiscard]] XCRepeatedTime GetRepeatedTime() const noexcept { return m_repeated; }
 
     XCDateTimeEx GetNext(XCDateTimeEx const& after, XCTimeZone const& zone = XCTimeZone::Local()) const override;
@@ -100,6 +104,7 @@ private:
 /// A wall time of one date.
 class XC_API XCScheduleOnce : public XCScheduleBase {
 public:
+    /// Never due when the date or the time is not valid.
     XCScheduleOnce(XCDateEx const& date, XCTimeEx const& time);
     bool IsEmpty() const override { return m_wall == kNone; }
     XCString AsString() const override;
@@ -124,6 +129,7 @@ protected:
     [[nodiscard]] virtual std::int64_t NextDay(std::int64_t day) const = 0;
     /// " at 02:30, 14:00".
     [[nodiscard]] XCString TimesAsString() const;
+    /// Leaves no time, so that it is never due.
     void Clear() noexcept { m_times.clear(); }
 
 private:
@@ -133,6 +139,7 @@ private:
 /// Times of every day, or of every n-th day counted from a date.
 class XC_API XCScheduleDaily : public XCScheduleDays {
 public:
+    /// @param everyDays 0 is never due. @param start the first day; 1970-01-01 in place of an invalid one.
     explicit XCScheduleDaily(std::vector<XCTimeEx> const& times, unsigned int everyDays = 1,
                              XCDateEx const& start = XCDateEx(1970, 1, 1));
     XCString AsString() const override;

@@ -36,12 +36,12 @@ enum class XCMissedRuns {
 
 /// The less common settings of a job.
 struct XCJobOptions {
-    XCString name;                         ///< shown in lists and failures
-    XCTimeZone zone = XCTimeZone::Local(); ///< whose wall times the schedule means
-    XCMissedRuns missed = XCMissedRuns::RunOnce;
-    unsigned int missedLimit = 100; ///< calls at most, with All
-    unsigned int graceMs = 60000;   ///< how late a call may be, with Skip
-    XCDateTimeEx since;             ///< due times after this count, as the last run before a restart; null: now
+    XCString name;                               ///< shown in lists and failures
+    XCTimeZone zone = XCTimeZone::Local();       ///< whose wall times the schedule means
+    XCMissedRuns missed = XCMissedRuns::RunOnce; ///< what becomes of due times that have passed
+    unsigned int missedLimit = 100;              ///< calls at most, with All
+    unsigned int graceMs = 60000;                ///< how late a call may be, with Skip
+    XCDateTimeEx since; ///< due times after this count, as the last run before a restart; null: now
 };
 
 /// What a call knows.
@@ -53,8 +53,9 @@ struct XCJobCall {
 
 /// A job as List shows it.
 struct XCJobInfo {
-    std::uint64_t id = 0;
-    XCString name, schedule;
+    std::uint64_t id = 0;       ///< as Add gave it
+    XCString name;              ///< of the options
+    XCString schedule;          ///< in words, as XCScheduleI::AsString gives them
     XCDateTimeEx next;          ///< null: never again
     XCDateTimeEx last;          ///< the due time that was served last; null: none
     std::uint64_t runs = 0;     ///< calls that have begun

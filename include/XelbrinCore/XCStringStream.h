@@ -34,11 +34,11 @@ struct XCNumberFormat {
         Fixed,     ///< `decimals` digits after the mark
         Scientific ///< the same with an exponent
     };
-    Form form = Form::Shortest;
-    int decimals = 6;      ///< 0 to 50
-    int base = 10;         ///< of integers: 2 to 36, digits above 9 in lower case
-    std::size_t width = 0; ///< the least number of units
-    wchar_t fill = L' ';   ///< before the number; '0' goes between sign and digits
+    Form form = Form::Shortest; ///< of floating-point numbers
+    int decimals = 6;           ///< 0 to 50
+    int base = 10;              ///< of integers: 2 to 36, digits above 9 in lower case
+    std::size_t width = 0;      ///< the least number of units
+    wchar_t fill = L' ';        ///< before the number; '0' goes between sign and digits
 };
 
 /// A number with its format: what XCHex, XCFixed and XCPadded give.
@@ -83,9 +83,13 @@ public:
 
     // Writing -----------------------------------------------------------------------------------------------------
 
+    /// Appends the text as it is.
     XCStringStream& operator<<(std::wstring_view text);
+    /// The same; null appends nothing.
     XCStringStream& operator<<(wchar_t const* text) { return *this << std::wstring_view(text ? text : L""); }
+    /// The same.
     XCStringStream& operator<<(XCString const& text) { return *this << text.View(); }
+    /// Appends one unit.
     XCStringStream& operator<<(wchar_t unit);
     /// "true" or "false".
     XCStringStream& operator<<(bool value) { return *this << (value ? L"true" : L"false"); }

@@ -90,6 +90,7 @@ public:
     [[nodiscard]] XCString const& GetName() const noexcept { return m_name; }
     /// Before the task is given to an executor; Normal at first.
     void SetPriority(XCTaskPriority priority) noexcept { m_priority = priority; }
+    /// What SetPriority was given.
     [[nodiscard]] XCTaskPriority GetPriority() const noexcept { return m_priority; }
 
     /// The task that the calling thread runs; null outside of tasks.
@@ -129,6 +130,7 @@ public:
     }
 
 protected:
+    /// Calls the function and keeps what it returns.
     template <class F>
     void Take(F& function)
     {
@@ -143,6 +145,7 @@ private:
 template <>
 class XCTaskOf<void> : public XCTask {
 protected:
+    /// Calls the function.
     template <class F>
     void Take(F& function)
     {
@@ -200,6 +203,7 @@ public:
 protected:
     /// Takes the reference over.
     explicit XCExecutor(xc::work::ExecutorCore* core) noexcept : m_core(core) {}
+    /// What does the work; for the executors of the library.
     [[nodiscard]] xc::work::ExecutorCore& Core() const noexcept { return *m_core; }
 
 private:

@@ -44,12 +44,12 @@ enum class XCStopQueued {
 
 /// The less common settings of a pool.
 struct XCPoolOptions {
-    std::size_t queueLimit = 0; ///< the most queued tasks; 0: no limit
-    XCPoolFull whenFull = XCPoolFull::Block;
-    unsigned int spareThreads = 16;  ///< the most threads beyond the maximum, in place of tasks that wait
-    unsigned int idleMs = 30000;     ///< how long a thread stays idle before it ends
-    int threadPriority = 0;          ///< as XCThread::Start takes it
-    XCComModel comModel = XCComNone; ///< the apartment of the threads; XCComNone: as XCThread chooses
+    std::size_t queueLimit = 0;              ///< the most queued tasks; 0: no limit
+    XCPoolFull whenFull = XCPoolFull::Block; ///< how Submit treats a full queue
+    unsigned int spareThreads = 16;          ///< the most threads beyond the maximum, in place of tasks that wait
+    unsigned int idleMs = 30000;             ///< how long a thread stays idle before it ends
+    int threadPriority = 0;                  ///< as XCThread::Start takes it
+    XCComModel comModel = XCComNone;         ///< the apartment of the threads; XCComNone: as XCThread chooses
 };
 
 /// What a pool has done, at one moment.

@@ -114,6 +114,7 @@ public:
     /// What is called.
     using Callback = std::function<void(XCTimerTick const&)>;
 
+    /// From a function that is told which call it is. The queue must live as long as the timer is pending.
     explicit XCTimer(Callback callback, XCTimerQueue& queue = XCTimerQueue::GetDefault(),
                      XCTimerClock clock = XCTimerClock::Awake);
     /// From a function without parameters.
@@ -135,8 +136,9 @@ public:
     bool Cancel() noexcept;
     /// Whether a call is pending.
     [[nodiscard]] bool IsPending() const;
-    /// How many calls have begun, and how many of them an exception has left.
+    /// How many calls have begun.
     [[nodiscard]] std::uint64_t GetCalls() const;
+    /// How many calls an exception has left.
     [[nodiscard]] std::uint64_t GetFailures() const;
     /// The last of these exceptions, as XCErrTaskFailed.
     [[nodiscard]] XCErrorID GetFailure() const;

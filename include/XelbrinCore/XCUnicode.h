@@ -63,6 +63,7 @@ struct XC_API XCUnicode {
 
     // One code point ----------------------------------------------------------------------------------------------
 
+    /// The general category; Unassigned above kLast.
     static XCUnicodeCategory GetCategory(char32_t point) noexcept;
     /// Of any kind, also of scripts without case.
     static bool IsLetter(char32_t point) noexcept { return GetCategory(point) <= XCUnicodeCategory::OtherLetter; }
@@ -72,6 +73,7 @@ struct XC_API XCUnicode {
     static bool IsLower(char32_t point) noexcept { return GetCategory(point) == XCUnicodeCategory::LowercaseLetter; }
     /// A decimal digit of any script.
     static bool IsDigit(char32_t point) noexcept { return GetCategory(point) == XCUnicodeCategory::DecimalDigit; }
+    /// A letter or a decimal digit.
     static bool IsLetterOrDigit(char32_t point) noexcept { return IsLetter(point) || IsDigit(point); }
     /// White space, line ends and the no-break spaces included; U+200B is none.
     static bool IsSpace(char32_t point) noexcept;
@@ -80,14 +82,17 @@ struct XC_API XCUnicode {
     {
         return IsWithin(point, XCUnicodeCategory::NonspacingMark, XCUnicodeCategory::EnclosingMark);
     }
+    /// Punctuation of any kind: "$" and "+" are symbols.
     static bool IsPunctuation(char32_t point) noexcept
     {
         return IsWithin(point, XCUnicodeCategory::ConnectorPunctuation, XCUnicodeCategory::OtherPunctuation);
     }
+    /// Of mathematics, of currencies, of modifiers, or another one.
     static bool IsSymbol(char32_t point) noexcept
     {
         return IsWithin(point, XCUnicodeCategory::MathSymbol, XCUnicodeCategory::OtherSymbol);
     }
+    /// U+0000 to U+001F and U+007F to U+009F.
     static bool IsControl(char32_t point) noexcept { return GetCategory(point) == XCUnicodeCategory::Control; }
     /// Whether this version of Unicode has a character there; code points for private use count.
     static bool IsAssigned(char32_t point) noexcept { return GetCategory(point) != XCUnicodeCategory::Unassigned; }
@@ -109,7 +114,9 @@ struct XC_API XCUnicode {
     /// stay. Time is linear but for sorting within a run of marks.
     static XCString Decompose(std::wstring_view text);
 
+    /// The first unit of a pair.
     static constexpr bool IsHighSurrogate(wchar_t unit) noexcept { return (unit & 0xFC00) == 0xD800; }
+    /// The second unit of a pair.
     static constexpr bool IsLowSurrogate(wchar_t unit) noexcept { return (unit & 0xFC00) == 0xDC00; }
     /// The code point of a pair; for units that are no pair the number means nothing.
     static constexpr char32_t ToCodePoint(wchar_t high, wchar_t low) noexcept
