@@ -3,16 +3,19 @@
 // the old or the new contents, whole, whatever ends the process or the machine. Writing over the target in place could
 // not promise that, and the system's call that exchanges two files leaves the name without a file for a moment.
 //
-// The temporary file carries the number of its process, so that two processes never share one. A process that is killed
-// between the steps leaves its file; the next replacing of the same target removes the files whose processes have
-// ended, or started after the file was written: their number has come again. Those of living ones stay: a file that is
-// closed and about to be renamed cannot be told from an old one.
+// The temporary file carries a mark of its machine and the number of its process, so that two processes never share one,
+// also in a folder that several machines use. A process that is killed between the steps leaves its file; the next
+// replacing of the same target removes the files whose processes have ended, or started after the file was written:
+// their number has come again. Those of living ones stay: a file that is closed and about to be renamed cannot be told
+// from an old one. The processes of another machine cannot be asked; its files go when they are a day old.
 // Cost: one listing of the folder, one write, one flush of the disk, one renaming.
 #include "win32/FileIo.h"
 
+#include "win32/Clock.h"
 #include "win32/FileSystem.h"
 #include "win32/Process.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace xc::win32 {
@@ -22,6 +25,7 @@ namespace {
 constexpr wchar_t kEnding[] = L".tmp";
 constexpr unsigned int kMostTries = 1000; // names of one process for one target
 constexpr unsigned int kRenamePatienceMs = 500;
+constexpr std::uint64_t kDay = 24ull * 3600 * 10'000'000; // in the units of file times
 
 class SystemSteps final : public ReplaceSteps {
 public:
@@ -47,21 +51,46 @@ private:
     std::uint64_t m_length = 0;
 };
 
-/// The number between "<target>." and "-<n>.tmp"; 0 when the name is not of this form.
-unsigned long ProcessOfTemporary(std::wstring_view name, std::wstring_view target) noexcept
+/// What the name of a temporary file tells.
+struct TemporaryName {
+    std::wstring_view machine;
+    unsigned long process = 0; ///< 0: the name is not of this form
+};
+
+bool AreDigits(std::wstring_view text) noexcept
 {
-    if (!name.starts_with(target) || !name.ends_with(kEnding)) return 0;
+    return !text.empty() && text.find_first_not_of(L"0123456789") == std::wstring_view::npos;
+}
+
+/// The text up to the mark, which is taken off with it; all of it when there is no mark.
+std::wstring_view TakeUpTo(std::wstring_view& text, wchar_t mark) noexcept
+{
+    std::wstring_view const part = text.substr(0, text.find(mark));
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    return part;
+}
+
+/// "<target>.<machine>-<process>-<number>.tmp".
+TemporaryName ReadTemporaryName(std::wstring_view name, std::wstring_view target) noexcept
+{
+    if (!name.starts_with(target) || !name.ends_with(kEnding)) return {};
     name.remove_prefix(target.size());
-    std::size_t const dash = name.find(L'-');
-    if (dash == std::wstring_view::npos || dash < 2 || dash > 11 || name[0] != L'.') return 0;
-    std::wstring_view const number = name.substr(dash + 1, name.size() - dash - std::size(kEnding));
-    if (number.empty() || number.find_first_not_of(L"0123456789") != std::wstring_view::npos) return 0;
-    std::uint64_t process = 0;
-    for (wchar_t const unit : name.substr(1, dash - 1)) {
-        if (unit < L'0' || unit > L'9') return 0;
-        process = process * 10 + static_cast<std::uint64_t>(unit - L'0');
-    }
-    return static_cast<unsigned long>(process);
+    name.remove_suffix(std::size(kEnding) - 1);
+    if (!name.starts_with(L'.')) return {};
+    name.remove_prefix(1);
+    std::wstring_view const machine = TakeUpTo(name, L'-');
+    std::wstring_view const process = TakeUpTo(name, L'-');
+    if (machine.size() != MachineMark().size() || !AreDigits(process) || process.size() > 10 || !AreDigits(name))
+        return {};
+    std::uint64_t number = 0;
+    for (wchar_t const digit : process) number = number * 10 + static_cast<std::uint64_t>(digit - L'0');
+    return {machine, static_cast<unsigned long>(number)};
+}
+
+bool IsAbandoned(TemporaryName const& file, std::uint64_t lastWrite) noexcept
+{
+    if (file.machine != MachineMark()) return lastWrite + kDay < static_cast<std::uint64_t>(UtcTicks());
+    return !IsProcessAlive(file.process) || StartedAfter(file.process, lastWrite);
 }
 
 void RemoveAbandoned(SystemPath const& target)
@@ -71,9 +100,9 @@ void RemoveAbandoned(SystemPath const& target)
     std::vector<FolderEntry> entries;
     if (name.empty() || ListFolder(folder, name + L".*" + kEnding, entries) != 0) return;
     for (FolderEntry const& entry : entries) {
-        unsigned long const process = ProcessOfTemporary(entry.name, name);
-        if (entry.isFolder || process == 0) continue;
-        if (!IsProcessAlive(process) || StartedAfter(process, entry.lastWrite)) RemoveFile(folder.Child(entry.name));
+        TemporaryName const file = ReadTemporaryName(entry.name, name);
+        if (entry.isFolder || file.process == 0 || !IsAbandoned(file, entry.lastWrite)) continue;
+        RemoveFile(folder.Child(entry.name));
     }
 }
 
@@ -82,7 +111,7 @@ unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporar
     FileFacts facts;
     if (GetFacts(target, facts) == 0 && facts.isReadOnly) return kErrorAccessDenied;
     RemoveAbandoned(target);
-    std::wstring const stem = L"." + std::to_wstring(ProcessId()) + L"-";
+    std::wstring const stem = L"." + std::wstring(MachineMark()) + L"-" + std::to_wstring(ProcessId()) + L"-";
     unsigned long error = 0;
     for (unsigned int i = 0; i < kMostTries; ++i) {
         temporary = target.WithSuffix(stem + std::to_wstring(i) + kEnding);

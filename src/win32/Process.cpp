@@ -4,8 +4,10 @@
 #include "win32/UniqueHandle.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdlib.h> // NOLINT(modernize-deprecated-headers): _onexit
 #include <string_view>
+#include <utility>
 #include <windows.h>
 
 namespace xc::win32 {
@@ -89,6 +91,25 @@ void CallAtExit(void (*function)())
         return PinLibrary() && ::_onexit(run);
     }();
     (void)registered;
+}
+
+std::wstring_view MachineMark() noexcept
+{
+    struct Mark {
+        wchar_t digits[8];
+        Mark() noexcept
+        {
+            KeepLastError const keep;
+            wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = L"";
+            DWORD length = static_cast<DWORD>(std::size(name));
+            if (!::GetComputerNameW(name, &length)) length = 0;
+            std::uint32_t hash = 2166136261; // FNV-1a
+            for (DWORD i = 0; i < length; ++i) hash = (hash ^ name[i]) * 16777619;
+            for (wchar_t& digit : digits) digit = L"0123456789abcdef"[std::exchange(hash, hash << 4) >> 28];
+        }
+    };
+    static Mark const mark;
+    return {mark.digits, std::size(mark.digits)};
 }
 
 unsigned long ProcessId() noexcept

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace xc::win32 {
 
@@ -25,6 +26,8 @@ bool IsProcessEnding() noexcept;
 /// The library stays loaded until the process ends.
 bool PinLibrary() noexcept;
 
+/// Eight hexadecimal digits that tell this machine from others which use the same folder: of its name.
+std::wstring_view MachineMark() noexcept;
 unsigned long ProcessId() noexcept;
 unsigned long ThreadId() noexcept;
 /// Whether a process of this number runs; true also when the system does not say.

@@ -2,6 +2,7 @@
 #include "config/config_files.h"
 #include "repetitions.h"
 #include "win32/FileIo.h"
+#include "win32/Process.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -324,19 +325,22 @@ TEST(XCConfigSave, FilesThatMayNotBeReplacedStayWhole)
 
 TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
 {
-    std::wstring const own = std::to_wstring(::GetCurrentProcessId());
+    std::wstring const here = L"xc_config_left.ini." + std::wstring(xc::win32::MachineMark());
+    std::wstring const own = here + L"-" + std::to_wstring(::GetCurrentProcessId());
     FILETIME const longAgo{0, 30'000'000}; // the year 2008
     struct {
         char const* fault;
         std::wstring name;
         bool old, stays;
     } const cases[] = {
-        {"writer that ended", L"xc_config_left.ini.4294967292-0.tmp", false, false},
-        {"number of a process that came again", L"xc_config_left.ini." + own + L"-3.tmp", true, false},
-        {"another thread's save", L"xc_config_left.ini." + own + L"-4.tmp", false, true},
-        {"file of somebody else", L"xc_config_left.ini.notes-1.tmp", true, true},
-        {"another configuration's", L"xc_config_left.ini.bak.4294967292-0.tmp", true, true},
-        {"more than a number", L"xc_config_left.ini.4294967292-0.x.tmp", true, true},
+        {"writer that ended", here + L"-4294967292-0.tmp", false, false},
+        {"number of a process that came again", own + L"-3.tmp", true, false},
+        {"another thread's save", own + L"-4.tmp", false, true},
+        {"another machine's, of today", L"xc_config_left.ini.nowhere!-4294967292-0.tmp", false, true},
+        {"another machine's, of long ago", L"xc_config_left.ini.nowhere!-4294967292-1.tmp", true, false},
+        {"file of somebody else", L"xc_config_left.ini.notes-1-2.tmp", true, true},
+        {"another configuration's", L"xc_config_left.ini.bak.nowhere!-4294967292-0.tmp", true, true},
+        {"more than a number", here + L"-4294967292-0.x.tmp", true, true},
     };
     for (auto const& c : cases) {
         HANDLE const made = ::CreateFileW(c.name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);

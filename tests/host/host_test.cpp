@@ -1,7 +1,9 @@
 // What hosts do with modules of every sort: messages, order, containers, menu.
+#include "child_process.h"
 #include "host/host_tools.h"
 
 #include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCUnitTest.h>
 
@@ -121,6 +123,35 @@ TEST(Host, TheCallThatIsUnderWayIsToldBeforeItAndNotedInTheErrorLog)
     }
     std::string const noted = ReadFile(folder.path / "error.log");
     EXPECT_NE(noted.find("    in Init of <LogsError> ("), std::string::npos) << noted;
+}
+
+/// The process of which the next test sees only the log.
+TEST(DISABLED_HostChild, Dies)
+{
+    wchar_t folder[1024] = L"";
+    ::GetEnvironmentVariableW(L"XC_HOST_CHILD", folder, 1024);
+    XCApplicationWithPlugIns host(L"host.exe /noconsole /trace:2", {}, false);
+    XCSmartPtr<XCLogSubscriberI> const log(new XCFileLogSubscriber(XCString(folder) + L"\\host.log"));
+    log->SetDesiredLevel(2);
+    XCApplication::GetLogManager().AddSubscriber(log);
+    (void)host.LoadPlugInsFromDirectory(folder);
+}
+
+TEST(Host, AModuleThatTakesTheProcessDownIsTheLastThatTheLogNames)
+{
+    struct Case {
+        char const* module;
+        char const* call;
+    };
+    for (Case const& c : {Case{"dies_main", "LoadLibrary"}, Case{"dies_entry", "GetPlugInObject"}}) {
+        ModuleFolder const folder({"a_report", c.module, "reader"});
+        ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
+        EXPECT_EQ(ChildProcess(ChildProcess::OfTest(L"DISABLED_HostChild.Dies")).Wait(), 66u);
+        std::string const log = ReadFile(folder.path / "host.log");
+        std::string const last =
+            "CALL> " + std::string(c.call) + " of " + std::string(folder.Path().AsUTF8()) + "\\" + c.module + ".osx\n";
+        EXPECT_TRUE(log.ends_with(last)) << log;
+    }
 }
 
 TEST(Host, AContainerBringsItsChildrenAndTakesThemAlongWhenItFails)

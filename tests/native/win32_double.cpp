@@ -137,6 +137,16 @@ bool IsProcessAlive(unsigned long id) noexcept
     return ::kill(static_cast<pid_t>(id), 0) == 0;
 }
 
+bool StartedAfter(unsigned long, std::uint64_t) noexcept
+{
+    return false;
+}
+
+std::wstring_view MachineMark() noexcept
+{
+    return L"00000000";
+}
+
 namespace {
 
 std::atomic<std::uint64_t> g_lastSerial{0};

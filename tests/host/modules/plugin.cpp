@@ -15,6 +15,8 @@ enum Kind { Plain, Runs, Threaded, Container };
 enum Fault {
     None,
     InEntry,
+    DiesInMain,
+    DiesInEntry,
     InName,
     InInit,
     InRun,
@@ -51,6 +53,8 @@ constexpr Role kRoles[] = {
     {L"cycle_b", L"CycleB", 7, 6, Plain, None},
     {L"null_entry", L"Null", 8, 0, Plain, NullEntry},
     {L"throws_entry", L"ThrowsEntry", 9, 0, Plain, InEntry},
+    {L"dies_main", L"DiesMain", 29, 0, Plain, DiesInMain},
+    {L"dies_entry", L"DiesEntry", 30, 0, Plain, DiesInEntry},
     {L"throws_name", L"ThrowsName", 10, 0, Plain, InName},
     {L"throws_init", L"ThrowsInit", 11, 0, Plain, InInit},
     {L"throws_run", L"ThrowsRun", 12, 0, Runs, InRun},
@@ -101,6 +105,18 @@ constexpr XCGuid IdOf(unsigned int number)
 void ThrowIf(Fault fault)
 {
     if (fault == Me().fault) throw std::runtime_error("planned fault");
+}
+
+/// By an access to address 0, where the system would ask a debugger at length; or without further words.
+void DieIf(Fault fault)
+{
+    if (fault != Me().fault) return;
+    ::SetErrorMode(SEM_NOGPFAULTERRORBOX);
+    ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG {
+        ::TerminateProcess(::GetCurrentProcess(), 66);
+        return 0;
+    });
+    *static_cast<int volatile*>(nullptr) = 1; // NOLINT(clang-analyzer-core.NullDereference)
 }
 
 void Say(XCString const& text)
@@ -255,6 +271,7 @@ public:
 extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 {
     ThrowIf(InEntry);
+    DieIf(DiesInEntry);
     if (Me().fault == NullEntry) return nullptr;
     switch (Me().kind) {
     case Runs: return new RunningPlugIn;
@@ -262,4 +279,10 @@ extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
     case Container: return new ContainerPlugIn;
     default: return new TestPlugIn<XCPlugIn>;
     }
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+{
+    if (reason == DLL_PROCESS_ATTACH && Me().fault == DiesInMain) ::TerminateProcess(::GetCurrentProcess(), 66);
+    return TRUE;
 }
