@@ -62,12 +62,10 @@ private:
 XCUsageInfo Filter::GetUsageInfo() const
 {
     XCUsageInfo usage;
-    usage.SetGeneralInfo(L"Options of the filter:");
-    usage.AddCmdLineArgDesc(L"condition:{text}",
-                            L"Which records to keep, by the fields Kind, Text and Time. Example: Kind = install AND "
-                            L"Text % \"lib.*\"",
-                            false);
-    usage.AddCmdLineArgDesc(L"since:{date}", L"Keep records from this day on (year/month/day).", false);
+    XCFormatContext const context = HostContext();
+    usage.SetGeneralInfo(Text(context, Message::FilterOptions));
+    AddOption(usage, context, L"condition:{text}", Message::OptionCondition);
+    AddOption(usage, context, L"since:{date}", Message::OptionSince);
     return usage;
 }
 

@@ -46,12 +46,34 @@ XCFormatContext TextContext(XCApplication const& application)
 
 XCErrorID MakeError(XCApplication const& application, Message message, std::vector<XCString> const& parameters)
 {
-    XCSmartPtr<XCMessageSource> const texts(new RCMessageTableSource(OwnModule()));
-    XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(texts, static_cast<long>(message)));
-    for (XCString const& parameter : parameters) error->AddParam(parameter);
-    XCString text;
-    error->AsString(text, TextContext(application));
+    XCString const text = Text(TextContext(application), message, parameters);
     return XCSmartPtr<XCErrorString>(new XCErrorString(text, static_cast<long>(message)));
+}
+
+XCString Text(XCFormatContext const& context, Message message, std::vector<XCString> const& parameters)
+{
+    XCSmartPtr<XCMessageSource> const texts(new RCMessageTableSource(OwnModule()));
+    XCSmartPtr<XCErrorWithArgs> const words(new XCErrorWithArgs(texts, static_cast<long>(message)));
+    for (XCString const& parameter : parameters) words->AddParam(parameter);
+    XCString text;
+    words->AsString(text, context);
+    return text;
+}
+
+XCString Text(std::uint64_t count)
+{
+    return XCString().Format(L"%I64u", count);
+}
+
+void AddOption(XCUsageInfo& usage, XCFormatContext const& context, wchar_t const* name, Message description)
+{
+    usage.AddCmdLineArgDesc(name, Text(context, description), false);
+}
+
+XCFormatContext HostContext()
+{
+    XCApplication const* const host = XCApplication::GetApp();
+    return host ? TextContext(*host) : XCFormatContext();
 }
 
 XCLogChannel& Channel(wchar_t const* name)

@@ -6,6 +6,7 @@
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCString.h>
 
+#include <cstdint>
 #include <vector>
 
 /// The messages of messages.mc. Each module carries the table, as a module that is shipped alone would.
@@ -15,6 +16,41 @@ enum class Message : long {
     BadDate = 3,      ///< setting, its text
     BadNumber = 4,    ///< setting, its text, least, greatest
     Incomplete = 5,
+    UnknownOption = 6,   ///< option
+    UnknownArgument = 7, ///< argument
+    UnknownKey = 8,      ///< key, section
+    UnknownSection = 9,  ///< section
+    HostOptions = 10,
+    OptionLog = 11,
+    OptionLanguage = 12,
+    ReportOptions = 13,
+    OptionTitle = 14,
+    OptionWidth = 15,
+    OptionDays = 16,
+    OptionKinds = 17,
+    FilterOptions = 18,
+    OptionCondition = 19,
+    OptionSince = 20,
+    ReaderOptions = 21,
+    OptionInput = 22,
+    OptionFollow = 23,
+    ReportTitle = 24,
+    ReportCounts = 25, ///< source, lines, malformed lines, records
+    ReportDay = 26,
+    ReportKind = 27,
+    ReportRecords = 28,
+    ReportShare = 29,
+    ReportEarlier = 30, ///< days
+    ReportOthers = 31,  ///< kinds
+    ReportBusiestDay = 32,
+    ReportBusiestHour = 33,
+    ReportLongestPause = 34,
+    ReportLastRecord = 35,
+    ReportDaySpan = 36,   ///< day, records, first, last
+    ReportHourSpan = 37,  ///< from, to, records
+    ReportPauseSpan = 38, ///< duration, time
+    ReportWeekDays = 39,  ///< from Sunday on
+    ReportStopped = 40,
 };
 
 /// A setting: the option /name, else the line `name` in this section of the configuration file, else the default.
@@ -26,8 +62,17 @@ XCString Setting(XCApplication const& application, wchar_t const* section, wchar
 XCErrorID NumberSetting(XCApplication const& application, wchar_t const* section, wchar_t const* name, int least,
                         int greatest, int& value);
 
-/// The language of the setting Language, for texts of errors; without one the user's own.
+/// The language of the setting Language; without one the user's own.
 XCFormatContext TextContext(XCApplication const& application);
+
+/// A text of the message table of the module that calls.
+XCString Text(XCFormatContext const& context, Message message, std::vector<XCString> const& parameters = {});
+/// A count for a text.
+XCString Text(std::uint64_t count);
+/// A described option; the usage screen shows it.
+void AddOption(XCUsageInfo& usage, XCFormatContext const& context, wchar_t const* name, Message description);
+/// The language that the host of a module speaks.
+XCFormatContext HostContext();
 
 /// An error with its text from the message table of the module that calls. The text is made here, in the language of
 /// the setting: the host asks errors for the language of the system.

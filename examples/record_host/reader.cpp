@@ -39,12 +39,10 @@ private:
 XCUsageInfo Reader::GetUsageInfo() const
 {
     XCUsageInfo usage;
-    usage.SetGeneralInfo(L"Options of the reader:");
-    usage.AddCmdLineArgDesc(L"input:{file}", L"The log to read.", false);
-    usage.AddCmdLineArgDesc(L"follow[:milliseconds]",
-                            L"Do not stop at the end of the log: look for new lines again and again, every 500 "
-                            L"milliseconds or as given, until the program is asked to end (Ctrl-C).",
-                            false);
+    XCFormatContext const context = HostContext();
+    usage.SetGeneralInfo(Text(context, Message::ReaderOptions));
+    AddOption(usage, context, L"input:{file}", Message::OptionInput);
+    AddOption(usage, context, L"follow[:milliseconds]", Message::OptionFollow);
     return usage;
 }
 

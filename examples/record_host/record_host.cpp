@@ -12,39 +12,52 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 namespace {
 
+constexpr int kExitRefused = 1;
 constexpr int kExitFault = 2;
 
 class RecordHost final : public XCApplicationWithPlugIns {
 public:
     RecordHost(int count, wchar_t const* const* arguments);
-    /// @return the exit code of the program: 0 good, 1 no module was found, 2 anything else went wrong.
+    /// @return the exit code of the program: 0 good, 1 something was asked for that nobody knows, or no module was
+    /// found, 2 anything else went wrong.
     int Main();
     int Run() override;
 
 private:
     int ShowHelp();
+    bool RefuseUnknown();
+    std::vector<XCErrorID> FindUnknown() const;
+    void FindUnknownSettings(std::vector<XCErrorID>& faults) const;
+    std::vector<XCString> KnownKeys(XCString const& section) const;
 
     bool const m_showsHelp;
     Diagnostics m_diagnostics;
 };
 
-XCUsageInfo HostUsage()
+XCUsageInfo HostUsage(XCFormatContext const& context)
 {
     XCUsageInfo usage;
-    usage.SetGeneralInfo(L"Options of this program:");
-    usage.AddCmdLineArgDesc(L"log:{file}", L"Write a log file. A bare name is put into the temporary folder.", false);
-    usage.AddCmdLineArgDesc(L"language:{code}", L"The language of error messages, enu or fra.", false);
+    usage.SetGeneralInfo(Text(context, Message::HostOptions));
+    AddOption(usage, context, L"log:{file}", Message::OptionLog);
+    AddOption(usage, context, L"language:{code}", Message::OptionLanguage);
     return usage;
+}
+
+bool Holds(std::vector<XCString> const& names, XCString const& name)
+{
+    return std::any_of(names.begin(), names.end(), [&](XCString const& known) { return known.IsEqual(name, 1); });
 }
 
 RecordHost::RecordHost(int count, wchar_t const* const* arguments)
     : XCApplicationWithPlugIns(count, arguments),
       m_showsHelp(GetCmdLine().ArgPresent(L"help") || GetCmdLine().ArgPresent(L"?"))
 {
-    AddCustomUsageInfo(HostUsage());
+    AddCustomUsageInfo(HostUsage(TextContext(*this)));
 }
 
 int RecordHost::Main()
@@ -75,7 +88,57 @@ int RecordHost::Run()
         Print(L"ERR> ***" + MakeError(*this, Message::Incomplete, {}).AsString() + L"\n");
         return kExitFault;
     }
+    if (RefuseUnknown()) return kExitRefused;
     return XCApplicationWithPlugIns::Run();
+}
+
+/// A mistyped option or setting would count for nothing, without a word. Asked when the modules are loaded: their usage
+/// texts tell what they know.
+bool RecordHost::RefuseUnknown()
+{
+    std::vector<XCErrorID> const faults = FindUnknown();
+    for (XCErrorID const& fault : faults) Print(L"ERR> ***" + fault.AsString() + L"\n");
+    return !faults.empty();
+}
+
+std::vector<XCErrorID> RecordHost::FindUnknown() const
+{
+    std::vector<XCErrorID> faults;
+    for (XCString const& name : GetUnknownOptions()) faults.push_back(MakeError(*this, Message::UnknownOption, {name}));
+    for (XCString const& text : GetCmdLine().GetNonStandardArguments())
+        faults.push_back(MakeError(*this, Message::UnknownArgument, {text}));
+    FindUnknownSettings(faults);
+    return faults;
+}
+
+void RecordHost::FindUnknownSettings(std::vector<XCErrorID>& faults) const
+{
+    XCSmartPtr<XCConfigFile> const file = GetConfigFile();
+    if (file.IsNull()) return;
+    XCConfigLock const lock(*file);
+    for (XCConfigSection const& section : std::as_const(*file)) {
+        std::vector<XCString> const known = KnownKeys(section.GetName());
+        if (known.empty() && section.begin() != section.end())
+            faults.push_back(MakeError(*this, Message::UnknownSection, {section.GetName()}));
+        else
+            for (XCConfigLine const& line : section)
+                if (!Holds(known, line.GetKey()))
+                    faults.push_back(MakeError(*this, Message::UnknownKey, {line.GetKey(), section.GetName()}));
+    }
+}
+
+/// The settings of a module have the names of its options and stand in the section of its name.
+std::vector<XCString> RecordHost::KnownKeys(XCString const& section) const
+{
+    if (section.IsEqual(L"Host", 1)) return {L"Log", L"Language"};
+    if (section.IsEqual(L"Trace", 1)) return {L"TraceSubjects", L"TraceLevel", L"TraceFolder"};
+    bool const wantsLevels = section.IsEqual(L"Levels", 1);
+    std::vector<XCString> names;
+    for (XCSmartPtr<XCPlugIn> const& plugIn : GetLoadedPlugIns()) {
+        if (wantsLevels) names.push_back(plugIn->GetPlugInName());
+        if (section.IsEqual(plugIn->GetPlugInName(), 1)) return plugIn->GetUsageInfo().GetOptionNames();
+    }
+    return names;
 }
 
 } // namespace

@@ -24,16 +24,19 @@ private:
 XCUsageInfo Report::GetUsageInfo() const
 {
     XCUsageInfo usage;
-    usage.SetGeneralInfo(L"Options of the report:");
-    usage.AddCmdLineArgDesc(L"width:{characters}", L"The length of the longest bar, 10 to 200.", false);
-    usage.AddCmdLineArgDesc(L"days:{number}", L"How many days have a bar of their own, 1 to 1000.", false);
-    usage.AddCmdLineArgDesc(L"kinds:{number}", L"How many kinds have a bar of their own, 1 to 1000.", false);
+    XCFormatContext const context = HostContext();
+    usage.SetGeneralInfo(Text(context, Message::ReportOptions));
+    AddOption(usage, context, L"title:{text}", Message::OptionTitle);
+    AddOption(usage, context, L"width:{characters}", Message::OptionWidth);
+    AddOption(usage, context, L"days:{number}", Message::OptionDays);
+    AddOption(usage, context, L"kinds:{number}", Message::OptionKinds);
     return usage;
 }
 
 XCErrorID Report::Init(XCApplicationWithPlugIns const& application)
 {
-    m_style.title = Setting(application, kName, L"Title", L"Records of the log");
+    m_style.context = TextContext(application);
+    m_style.title = Setting(application, kName, L"Title", Text(m_style.context, Message::ReportTitle));
     if (XCErrorID const bad = NumberSetting(application, kName, L"Width", 10, 200, m_style.width); bad.Bad())
         return bad;
     if (XCErrorID const bad = NumberSetting(application, kName, L"Days", 1, 1000, m_style.days); bad.Bad()) return bad;
@@ -52,7 +55,7 @@ void Report::Work()
     // Level 0: the report is what the program is for and is shown at every trace level.
     XCLogRecord console(Channel(L"XCApplicationChannel"), 0);
     console << L"\n" << ReportText(totals, m_style);
-    if (XCApplication::IsExitRequested()) console << L"(stopped on request)\n";
+    if (XCApplication::IsExitRequested()) console << Text(m_style.context, Message::ReportStopped) << L"\n";
     console << L"\n";
 }
 

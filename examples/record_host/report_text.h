@@ -3,8 +3,11 @@
 
 #include "totals.h"
 
+#include <XelbrinCore/XCFormatContext.h>
+
 /// How the report looks.
 struct ReportStyle {
+    XCFormatContext context; ///< the language of its words
     XCString title;
     int width = 50; ///< of the longest bar, in characters
     int days = 14;  ///< the most days that have a bar of their own, and

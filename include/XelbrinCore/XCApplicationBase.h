@@ -129,6 +129,10 @@ public:
     bool RemoveLogSubscriber(XCLogSubscriberI const* subscriber);
     /// Adds descriptions that the usage screen shows after the own ones, in the order added. Copied.
     void AddCustomUsageInfo(XCUsageInfo const& usage);
+    /// The options of the command line that nobody describes, in their order, as they were typed: neither GetUsageInfo
+    /// nor AddCustomUsageInfo, which a host calls for each plug-in; "?" and "help" are known. A program asks when its
+    /// plug-ins are loaded, and refuses what would otherwise count for nothing.
+    [[nodiscard]] std::vector<XCString> GetUnknownOptions() const;
     /// Sets the quit flag; a running host sees it at its next look. Any thread, also a signal handler.
     static void PostExitRequest() noexcept;
     /// Whether the quit flag of the process is set.

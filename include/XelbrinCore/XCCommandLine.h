@@ -183,6 +183,9 @@ public:
     [[nodiscard]] std::size_t GetCmdLineArgDescCount() const noexcept { return m_descriptions.size(); }
     /// False, and nothing written, when the index is out of range.
     bool GetCmdLineArgDesc(std::size_t index, XCString& name, XCString& description, bool& flag) const;
+    /// The names alone, as a command line has them: of "config:{filename}" it is "config". A name ends before the first
+    /// of ':', '[', '{', '=' and blank.
+    [[nodiscard]] std::vector<XCString> GetOptionNames() const;
 
 private:
     struct Description {

@@ -1,5 +1,5 @@
 // The register is a chain of blocks of slots that only grows; a slot is taken by one exchange and given back by one
-// store, so that a call costs some 300 relaxed stores at most and no lock. A reader may meet a slot that is being
+// store, so that a call costs some 300 plain stores at most and no lock. A reader may meet a slot that is being
 // written: each slot carries a version that is odd meanwhile, and a copy counts only when the version was even and is
 // unchanged after it (a sequence lock). Texts are kept as atomic units, so that such a race is one of values alone.
 // Invariant: a slot in use with an even version holds one whole note.
@@ -20,6 +20,10 @@ namespace xc::errors {
 namespace {
 
 constexpr auto kRelaxed = std::memory_order_relaxed;
+// The parts of a note are ordered against its version without fences, which the thread checker does not know: no part is
+// seen before the odd version, and the version is read again after every part. On x86 both are plain moves.
+constexpr auto kShown = std::memory_order_release;
+constexpr auto kSeen = std::memory_order_acquire;
 
 template <std::size_t N>
 using SharedText = std::array<std::atomic<wchar_t>, N>;
@@ -28,15 +32,15 @@ template <std::size_t N>
 void Put(SharedText<N>& to, std::wstring_view text) noexcept
 {
     std::size_t const count = std::min(text.size(), N - 1);
-    for (std::size_t i = 0; i < count; ++i) to[i].store(text[i], kRelaxed);
-    to[count].store(L'\0', kRelaxed);
+    for (std::size_t i = 0; i < count; ++i) to[i].store(text[i], kShown);
+    to[count].store(L'\0', kShown);
 }
 
 template <std::size_t N>
 void Get(SharedText<N> const& from, wchar_t (&to)[N]) noexcept
 {
     std::size_t i = 0;
-    while (i < N - 1 && (to[i] = from[i].load(kRelaxed)) != L'\0') ++i;
+    while (i < N - 1 && (to[i] = from[i].load(kSeen)) != L'\0') ++i;
     to[i] = L'\0';
 }
 
@@ -59,13 +63,12 @@ struct RunningCall::Slot {
     {
         std::uint32_t const before = version.load(std::memory_order_acquire);
         if (before % 2 != 0 || !used.load(kRelaxed)) return false;
-        note.order = order.load(kRelaxed);
-        note.sinceMs = sinceMs.load(kRelaxed);
-        note.thread = thread.load(kRelaxed);
-        note.operation = operation.load(kRelaxed);
+        note.order = order.load(kSeen);
+        note.sinceMs = sinceMs.load(kSeen);
+        note.thread = thread.load(kSeen);
+        note.operation = operation.load(kSeen);
         Get(name, note.name);
         Get(path, note.path);
-        std::atomic_thread_fence(std::memory_order_acquire);
         return note.operation && version.load(kRelaxed) == before;
     }
 
@@ -73,11 +76,10 @@ struct RunningCall::Slot {
     {
         static std::atomic<std::uint64_t> calls{0};
         version.fetch_add(1, kRelaxed);
-        std::atomic_thread_fence(std::memory_order_release);
-        order.store(calls.fetch_add(1, kRelaxed) + 1, kRelaxed);
-        sinceMs.store(win32::TickMs(), kRelaxed);
-        thread.store(win32::ThreadId(), kRelaxed);
-        operation.store(what, kRelaxed);
+        order.store(calls.fetch_add(1, kRelaxed) + 1, kShown);
+        sinceMs.store(win32::TickMs(), kShown);
+        thread.store(win32::ThreadId(), kShown);
+        operation.store(what, kShown);
         Put(name, whose);
         Put(path, where.substr(where.size() - std::min(where.size(), CallNote::kPathUnits - 1)));
         version.fetch_add(1, std::memory_order_release);

@@ -29,6 +29,8 @@ WHOLE_OUTPUT = [
     ("missing_english", ["/input:@work\\missing.log", "/language:enu"], 2),
     ("missing_french", ["/input:@work\\missing.log", "/language:fra"], 2),
     ("broken_config", ["/config:@here\\broken.ini"], 2),
+    ("help_french", ["/?", "/language:fra"], 0),
+    ("sample_french", [SAMPLE, "/language:fra"], 0),
     ("log_and_trace", [SAMPLE, "/trace:0", "/config:@here\\detailed.ini", "/log:@work\\sample.txt"], 0),
 ]
 INCOMPLETE = "Nothing is run: a module of the chain is missing."
@@ -50,6 +52,13 @@ FAULTS = [
      ["<Reader>: Le réglage Follow vaut « soon » ; il faut un nombre de 0 à 60000.",
       "Rien n'est exécuté : il manque un module de la chaîne."], 2),
     (["/osxpath:@bin\\record_host\\no_filter.lst"], [NO_FILTER, INCOMPLETE], 2),
+    (["/widht:30", "other.log", "-days:3", "/config:@here\\mistyped.ini"],
+     ["The option /widht is not known; /? lists the options.",
+      "The argument \"other.log\" has no meaning here; /? lists the options.",
+      "The configuration file sets Colour in [Report], which nobody knows.",
+      "The configuration file sets Printer in [Levels], which nobody knows.",
+      "The configuration file has a section [Repotr], which nobody knows."], 1),
+    (["/widht:30", "/language:fra"], ["L'option /widht est inconnue ; /? donne la liste des options."], 1),
     # The report comes first: without it nothing is loaded at all.
     (["/width:9"],
      ["<Report>: The setting Width is \"9\", but must be a number from 10 to 200.", NO_FILTER,

@@ -36,3 +36,13 @@ bool XCUsageInfo::GetCmdLineArgDesc(std::size_t index, XCString& name, XCString&
     flag = found.flag;
     return true;
 }
+
+std::vector<XCString> XCUsageInfo::GetOptionNames() const
+{
+    std::vector<XCString> names;
+    for (Description const& description : m_descriptions) {
+        std::wstring_view const shown = description.name.View();
+        names.emplace_back(shown.substr(0, shown.find_first_of(L":[{= ")));
+    }
+    return names;
+}

@@ -284,6 +284,19 @@ void XCApplication::AddCustomUsageInfo(XCUsageInfo const& usage)
     m_customUsage.push_back(usage);
 }
 
+std::vector<XCString> XCApplication::GetUnknownOptions() const
+{
+    std::vector<XCString> known = {XCString(L"?"), XCString(L"help")};
+    auto const add = [&known](XCUsageInfo const& usage) {
+        for (XCString& name : usage.GetOptionNames()) known.push_back(std::move(name));
+    };
+    add(GetUsageInfo());
+    for (XCUsageInfo const& custom : m_customUsage) add(custom);
+    std::vector<XCString> unknown;
+    m_cmdLine.GetInvalidArguments(known, unknown);
+    return unknown;
+}
+
 // The process ---------------------------------------------------------------------------------------------------
 
 XCApplication* XCApplication::GetApp()
