@@ -1,5 +1,7 @@
 #include "win32/SlimLock.h"
 
+#include "win32/Process.h"
+
 #include <windows.h>
 
 namespace xc::win32 {
@@ -7,6 +9,9 @@ namespace xc::win32 {
 static_assert(sizeof(SRWLOCK) == sizeof(void*) && sizeof(CONDITION_VARIABLE) == sizeof(void*));
 
 namespace {
+
+/// How often a taken lock is looked at before the thread sleeps: some microseconds.
+constexpr int kLooks = 60;
 
 PSRWLOCK Lock(void*& word) noexcept
 {
@@ -22,7 +27,11 @@ PCONDITION_VARIABLE Signal(void*& word) noexcept
 
 void SlimLock::lock() noexcept
 {
-    ::AcquireSRWLockExclusive(Lock(m_lock));
+    for (int look = 0; look < kLooks; ++look) {
+        if (::TryAcquireSRWLockExclusive(Lock(m_lock))) return;
+        Pause();
+    }
+    if (!IsProcessEnding()) ::AcquireSRWLockExclusive(Lock(m_lock));
 }
 
 void SlimLock::unlock() noexcept
@@ -32,6 +41,7 @@ void SlimLock::unlock() noexcept
 
 bool SlimSignal::Wait(SlimLock& lock, std::uint32_t timeoutMs) noexcept
 {
+    if (IsProcessEnding()) return false;
     return ::SleepConditionVariableSRW(Signal(m_signal), Lock(lock.m_lock), timeoutMs, 0) != FALSE;
 }
 
@@ -43,13 +53,6 @@ void SlimSignal::WakeOne() noexcept
 void SlimSignal::WakeAll() noexcept
 {
     ::WakeAllConditionVariable(Signal(m_signal));
-}
-
-bool IsShuttingDown() noexcept
-{
-    static auto const inProgress = reinterpret_cast<BOOLEAN(NTAPI*)()>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
-    return inProgress && inProgress();
 }
 
 unsigned int ProcessorCount() noexcept

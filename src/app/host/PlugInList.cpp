@@ -135,12 +135,12 @@ void PlugInList::Mark(Entry& entry, Entry const* user, Entry*& marked) noexcept
     entry.nextMarked = std::exchange(marked, &entry);
 }
 
-void PlugInList::MarkStaying() noexcept
+void PlugInList::MarkStaying(bool all) noexcept
 {
     Guard const guard(m_section);
     Entry* marked = nullptr;
     for (auto& [number, entry] : m_entries)
-        if (entry.threaded && entry.threaded->IsRunning()) Mark(entry, nullptr, marked);
+        if (all || (entry.threaded && entry.threaded->IsRunning())) Mark(entry, nullptr, marked);
     while (marked) {
         Entry const& user = *std::exchange(marked, marked->nextMarked);
         for (PlugInIdEx const& wanted : user.dependencies)
