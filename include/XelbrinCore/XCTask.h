@@ -16,8 +16,9 @@
 // LIFETIME Counted. A queued task is held by its executor. The function object is destroyed before the task counts as
 //          finished, so that nothing it captured is in use when Wait returns.
 // ERRORS   Wait: XCErrTimedOut, XCErrWaitCycle, else the task's own error. Exceptions end at the task, as texts.
-// COST     Submitting and running: one allocation and one short lock; workers take tasks from a long queue several at a
-//          time. A task submitted by a task costs one more lock. Wait on other threads looks for some 10 us, then sleeps.
+// COST     Submitting and running: two short locks, and an allocation only for large captures; workers take several
+//          tasks at a time from a long queue. A task submitted by a task costs one more lock. Wait on other threads
+//          looks for some 10 us before it sleeps.
 // THREADS  Everything here may be called from any thread.
 #pragma once
 
@@ -31,6 +32,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -93,6 +95,17 @@ public:
     void SetPriority(XCTaskPriority priority) noexcept { m_priority = priority; }
     /// What SetPriority was given.
     [[nodiscard]] XCTaskPriority GetPriority() const noexcept { return m_priority; }
+
+    /// Tasks of usual size live in blocks that have served tasks before.
+    static void* operator new(std::size_t size);
+    /// Keeps the block for another task, or frees it.
+    static void operator delete(void* memory, std::size_t size) noexcept;
+    /// For what a task captures with an alignment of its own: from the heap.
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    static void operator delete(void* memory, std::size_t, std::align_val_t alignment) noexcept
+    {
+        ::operator delete(memory, alignment);
+    }
 
     /// The task that the calling thread runs; null outside of tasks.
     [[nodiscard]] static XCTask* GetCurrent() noexcept;

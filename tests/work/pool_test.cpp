@@ -254,6 +254,7 @@ TEST(Pool, StopCancelsOrRunsWhatIsQueued)
     EXPECT_EQ(int(lost->Wait(20000)), XCErrExecutorStopped);
     EXPECT_EQ(int(serial->Submit([] { FAIL(); })->GetError()), XCErrExecutorStopped);
     gate.Open();
+    EXPECT_TRUE(below->Stop().Good());
     Pool const own = NewPool(2); // by a task of the pool: for all but itself
     auto const stops = own->Submit([&] { return int(own->Stop()); });
     EXPECT_TRUE(stops->Wait().Good() && stops->GetResult() == 0 && own->Stop().Good());
