@@ -4,7 +4,7 @@
 
 #include "repetitions.h"
 
-#include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadPool.h>
 
 #include <random>
 
