@@ -102,6 +102,7 @@ public:
     static void operator delete(void* memory, std::size_t size) noexcept;
     /// For what a task captures with an alignment of its own: from the heap.
     static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    /// Frees what that has given.
     static void operator delete(void* memory, std::size_t, std::align_val_t alignment) noexcept
     {
         ::operator delete(memory, alignment);
