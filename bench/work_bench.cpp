@@ -1,7 +1,8 @@
-// Rows of pools and timers, beside the system's pool, std::async and std::multimap.
+// Rows of pools and timers, beside the system's pool, Boost.Asio, std::async, std::multimap and a bare wait.
 #include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimer.h>
 
+#include <algorithm>
 #include <atomic>
 #include <benchmark/benchmark.h>
 #include <future>
@@ -10,6 +11,11 @@
 #include <random>
 #include <vector>
 #include <windows.h>
+#if __has_include(<boost/asio/thread_pool.hpp>)
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
+#define XC_HAS_ASIO
+#endif
 
 namespace {
 
@@ -64,6 +70,20 @@ void TasksPerSecond_systemPool(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kTasks);
 }
 BENCHMARK(TasksPerSecond_systemPool)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+#ifdef XC_HAS_ASIO
+void TasksPerSecond_asio(benchmark::State& state)
+{
+    boost::asio::thread_pool pool(2);
+    for (auto _ : state) {
+        std::atomic<int> left{kTasks};
+        for (int i = 0; i < kTasks; ++i) boost::asio::post(pool, [&left] { left.fetch_sub(1); });
+        while (left > 0) ::SwitchToThread();
+    }
+    state.SetItemsProcessed(state.iterations() * kTasks);
+}
+BENCHMARK(TasksPerSecond_asio)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+#endif
 
 void SubmitToDone_XCThreadPool(benchmark::State& state)
 {
@@ -162,5 +182,49 @@ void StartCancelAll_XCTimer(benchmark::State& state)
     (void)queue->Stop();
 }
 BENCHMARK(StartCancelAll_XCTimer)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+/// One after the other 300 spans of 5 ms; the counters tell in microseconds by how much their ends were late.
+template <class WaitOf>
+void Lateness(benchmark::State& state, WaitOf wait)
+{
+    constexpr int kSpans = 300;
+    LARGE_INTEGER perSecond, begin, end;
+    ::QueryPerformanceFrequency(&perSecond);
+    std::vector<double> late;
+    for (auto _ : state)
+        for (int i = 0; i < kSpans; ++i) {
+            ::QueryPerformanceCounter(&begin);
+            wait();
+            ::QueryPerformanceCounter(&end);
+            late.push_back(static_cast<double>(end.QuadPart - begin.QuadPart) * 1e6 /
+                               static_cast<double>(perSecond.QuadPart) -
+                           5000);
+        }
+    std::sort(late.begin(), late.end());
+    state.counters["median_us"] = late[late.size() / 2];
+    state.counters["p99_us"] = late[late.size() * 99 / 100];
+}
+
+void Lateness_XCTimer(benchmark::State& state)
+{
+    HANDLE const called = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    XCSmartPtr<XCTimerQueue> const queue(new XCTimerQueue);
+    XCSmartPtr<XCTimer> const timer(new XCTimer([called] { ::SetEvent(called); }, *queue));
+    Lateness(state, [&] {
+        timer->Start(5);
+        ::WaitForSingleObject(called, INFINITE);
+    });
+    (void)queue->Stop();
+    ::CloseHandle(called);
+}
+BENCHMARK(Lateness_XCTimer)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void Lateness_bareWait(benchmark::State& state)
+{
+    HANDLE const never = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    Lateness(state, [never] { ::WaitForSingleObject(never, 5); });
+    ::CloseHandle(never);
+}
+BENCHMARK(Lateness_bareWait)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace

@@ -38,6 +38,7 @@
 #include <string>
 #include <vector>
 
+class XCThreadPool;
 class XCUnitTest;
 
 namespace xc::host {
@@ -123,6 +124,15 @@ public:
     [[nodiscard]] XCSmartPtr<XCPlugIn> FindPlugIn(XCGuid const& guid) const;
     /// In the order of loading. Any thread.
     [[nodiscard]] XCSmartPtrVector<XCPlugIn> GetLoadedPlugIns() const;
+
+    /// The host's pool, for short jobs of plug-ins: one thread a processor, made at the first call. Any thread.
+    ///
+    /// The host stops it before the first plug-in is unloaded: jobs that have not begun are cancelled, and those that run
+    /// (XCTask::IsCancelAsked tells them) have GetExitPatience() to end. After that they are named, and every plug-in
+    /// stays loaded, since the code may be anybody's.
+    ///
+    ///     XCApplicationWithPlugIns::GetApp()->GetJobPool().Submit([this] { Index(); });
+    [[nodiscard]] XCThreadPool& GetJobPool() const;
 
     /// Whether Run shows the main menu at its end.
     void SetIsRunWithMenu(bool runWithMenu) noexcept { m_runWithMenu = runWithMenu; }

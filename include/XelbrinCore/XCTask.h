@@ -16,7 +16,9 @@
 // LIFETIME Counted. A queued task is held by its executor. The function object is destroyed before the task counts as
 //          finished, so that nothing it captured is in use when Wait returns.
 // ERRORS   Wait: XCErrTimedOut, XCErrWaitCycle, else the task's own error. Exceptions end at the task, as texts.
-// COST     Submitting and running: one allocation, two short locks. A task submitted by a task costs one more lock.
+// COST     Submitting and running: two short locks, and an allocation only for large captures; workers take several
+//          tasks at a time from a long queue. A task submitted by a task costs one more lock. Wait on other threads
+//          looks for some 10 us before it sleeps.
 // THREADS  Everything here may be called from any thread.
 #pragma once
 
@@ -30,6 +32,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -92,6 +95,18 @@ public:
     void SetPriority(XCTaskPriority priority) noexcept { m_priority = priority; }
     /// What SetPriority was given.
     [[nodiscard]] XCTaskPriority GetPriority() const noexcept { return m_priority; }
+
+    /// Tasks of usual size live in blocks that have served tasks before.
+    static void* operator new(std::size_t size);
+    /// Keeps the block for another task, or frees it.
+    static void operator delete(void* memory, std::size_t size) noexcept;
+    /// For what a task captures with an alignment of its own: from the heap.
+    static void* operator new(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+    /// Frees what that has given.
+    static void operator delete(void* memory, std::size_t, std::align_val_t alignment) noexcept
+    {
+        ::operator delete(memory, alignment);
+    }
 
     /// The task that the calling thread runs; null outside of tasks.
     [[nodiscard]] static XCTask* GetCurrent() noexcept;
@@ -176,6 +191,22 @@ XCSmartPtr<XCTaskOf<T>> XCMakeTask(F&& function, XCTaskPriority priority = XCTas
     return task;
 }
 
+namespace xc::work {
+
+/// What the Submit of executors and groups have in common; for the library alone.
+struct TaskGiver {
+    /// Makes a task and gives it to the target.
+    template <class Target, class F>
+    static auto Submit(Target& target, F&& function, XCTaskPriority priority)
+    {
+        auto task = XCMakeTask(std::forward<F>(function), priority);
+        target.Give(*task);
+        return task;
+    }
+};
+
+} // namespace xc::work
+
 /// What runs tasks. Its name appears in errors and in the names of its threads.
 class XC_API XCExecutor : public XCRefCount {
 public:
@@ -193,9 +224,7 @@ public:
     template <class F>
     auto Submit(F&& function, XCTaskPriority priority = XCTaskPriority::Normal)
     {
-        auto task = XCMakeTask(std::forward<F>(function), priority);
-        Add(task.GetPtr());
-        return task;
+        return xc::work::TaskGiver::Submit(*this, std::forward<F>(function), priority);
     }
     /// As given at construction.
     [[nodiscard]] XCString GetName() const;
@@ -208,7 +237,8 @@ protected:
 
 private:
     friend struct xc::work::TaskAccess;
-    void AddTask(XCTask& task, xc::work::GroupState* group, XCErrorID& refused);
+    friend struct xc::work::TaskGiver;
+    XCErrorID Give(XCTask& task, xc::work::GroupState* group = nullptr);
 
     xc::work::ExecutorCore* m_core; // a counted reference, held as long as this object
 };
@@ -229,9 +259,7 @@ public:
     template <class F>
     auto Submit(F&& function, XCTaskPriority priority = XCTaskPriority::Normal)
     {
-        auto task = XCMakeTask(std::forward<F>(function), priority);
-        Add(task.GetPtr());
-        return task;
+        return xc::work::TaskGiver::Submit(*this, std::forward<F>(function), priority);
     }
     /// Waits until no member is unfinished; as XCTask::Wait. Members may be added afterwards.
     /// @return the error of the first member that failed or was refused; success when members were only cancelled.
@@ -240,6 +268,9 @@ public:
     std::size_t CancelRest() noexcept;
 
 private:
+    friend struct xc::work::TaskGiver;
+    XCErrorID Give(XCTask& task);
+
     XCExecutor& m_executor;
     xc::work::GroupState* m_state; // a counted reference
 };

@@ -10,11 +10,13 @@
 //          of the pool never blocks there: it runs the task itself.
 // STOP     Stop takes no more tasks, cancels the queued ones (or runs them), asks the running ones (IsCancelAsked) and
 //          waits for them until a deadline. After it has succeeded no task of the pool runs or will run. Called by a
-//          task of the pool, it does not wait for that task.
+//          task of the pool, it does not wait for that task, nor for queued ones that no other thread could run.
+// FAILURE  When no thread can be started and none is there, what is queued is refused with XCErrNoThread.
 // LIFETIME Counted. The end of the object does as Stop does, and waits for nobody: a task that blocks for ever must not
 //          hang the end of a program or module. Call Stop before what tasks use goes away, and before the module goes
 //          whose code they run. Threads are never joined in static destructors.
-// COST     Submit to done about 10 us; a thread's start 1 to 2 ms. An idle pool does nothing at all.
+// COST     Submit to done some microseconds; a thread's start 1 to 2 ms. A thread that runs dry looks for some 10 us
+//          before it sleeps; an idle pool does nothing at all.
 // MANY     Any thread may call everything here.
 #pragma once
 
@@ -55,10 +57,10 @@ struct XCPoolOptions {
 /// What a pool has done, at one moment.
 struct XCPoolStatistics {
     unsigned int threads = 0;      ///< alive
-    unsigned int idle = 0;         ///< without a task
+    unsigned int idle = 0;         ///< without a task, asleep or about to be
     unsigned int blocked = 0;      ///< asleep in a wait for other tasks
     std::size_t queued = 0;        ///< tasks that have not begun
-    std::size_t longestQueue = 0;  ///< the most of them so far
+    std::size_t longestQueue = 0;  ///< the most in the common queue so far
     std::uint64_t submitted = 0;   ///< tasks taken
     std::uint64_t done = 0;        ///< tasks that have run, failed ones included
     std::uint64_t failed = 0;      ///< tasks that an exception has left

@@ -14,7 +14,8 @@
 //          written to the error log. A callback may destroy its timer.
 // COST     Start and Cancel take constant time, however many timers are pending (a wheel of 4 x 256 slots of 1 ms). A queue
 //          without a due timer sleeps; an idle one with a distant timer wakes at most four times until then.
-// TIMES    Milliseconds. A call is never early, and late by the system's timer resolution.
+// TIMES    Milliseconds. A call is never early by the queue's clock, and late by the system's timer resolution. The
+//          system's clocks go in steps of 1 to 16 ms: measured by a finer clock a call may come up to a step early.
 // THREADS  Everything here may be called from any thread.
 #pragma once
 

@@ -12,6 +12,7 @@
 #include "sync/ProgressTree.h"
 
 #include "win32/Clock.h"
+#include "win32/Process.h"
 
 #include <algorithm>
 #include <utility>
@@ -101,7 +102,7 @@ void ProgressTree::TellWhenDue() noexcept
 
 void ProgressTree::Finish() noexcept
 {
-    if (win32::IsShuttingDown()) return; // there are no threads any more, and a lock may be held for ever
+    if (win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
     std::unique_lock hold(m_lock);
     m_isFinished = true;
     if (m_teller == std::this_thread::get_id()) return; // the notice that called gives the last one after itself

@@ -4,6 +4,7 @@
 #include "win32/UniqueHandle.h"
 
 #include <algorithm>
+#include <atomic>
 #include <iterator>
 #include <stdlib.h> // NOLINT(modernize-deprecated-headers): _onexit
 #include <string_view>
@@ -14,9 +15,14 @@ namespace xc::win32 {
 
 bool IsProcessEnding() noexcept
 {
-    HMODULE const system = ::GetModuleHandleW(L"ntdll.dll");
-    void* const found = reinterpret_cast<void*>(::GetProcAddress(system, "RtlDllShutdownInProgress"));
-    auto* const ask = reinterpret_cast<BOOLEAN(WINAPI*)()>(found);
+    using Ask = BOOLEAN(WINAPI*)();
+    static constinit std::atomic<Ask> known{nullptr}; // no guard, which a thread might hold that was ended
+    Ask ask = known.load(std::memory_order_relaxed);
+    if (!ask) {
+        HMODULE const system = ::GetModuleHandleW(L"ntdll.dll");
+        ask = reinterpret_cast<Ask>(reinterpret_cast<void*>(::GetProcAddress(system, "RtlDllShutdownInProgress")));
+        known.store(ask, std::memory_order_relaxed);
+    }
     return ask && ask();
 }
 

@@ -12,6 +12,9 @@ static_assert(sizeof(SRWLOCK) == sizeof(void*) && sizeof(CONDITION_VARIABLE) == 
 
 namespace {
 
+/// How often a taken lock is looked at before the thread sleeps: some microseconds.
+constexpr int kLooks = 60;
+
 PSRWLOCK Lock(void*& word) noexcept
 {
     return reinterpret_cast<PSRWLOCK>(&word);
@@ -26,7 +29,11 @@ PCONDITION_VARIABLE Signal(void*& word) noexcept
 
 void SlimLock::lock() noexcept
 {
-    ::AcquireSRWLockExclusive(Lock(m_lock));
+    for (int look = 0; look < kLooks; ++look) {
+        if (::TryAcquireSRWLockExclusive(Lock(m_lock))) return;
+        Pause();
+    }
+    if (!IsProcessEnding()) ::AcquireSRWLockExclusive(Lock(m_lock));
 }
 
 void SlimLock::unlock() noexcept
@@ -36,6 +43,7 @@ void SlimLock::unlock() noexcept
 
 bool SlimSignal::Wait(SlimLock& lock, std::uint32_t timeoutMs) noexcept
 {
+    if (IsProcessEnding()) return false;
     return ::SleepConditionVariableSRW(Signal(m_signal), Lock(lock.m_lock), timeoutMs, 0) != FALSE;
 }
 
@@ -47,11 +55,6 @@ void SlimSignal::WakeOne() noexcept
 void SlimSignal::WakeAll() noexcept
 {
     ::WakeAllConditionVariable(Signal(m_signal));
-}
-
-bool IsShuttingDown() noexcept
-{
-    return IsProcessEnding();
 }
 
 unsigned int ProcessorCount() noexcept

@@ -1,7 +1,11 @@
 // SlimLock.h - the smallest lock of the system and the signal that goes with it: user-mode words without handles.
 //
 // A wait that ends costs a few microseconds, a tenth of what kernel events take; both objects are one word and need no
-// closing, so that they may stand in static storage and in objects that go while the process ends.
+// closing, so that they may stand in static storage and in objects that go while the process ends. Locks here are held
+// for some ten nanoseconds, so a thread that finds one taken looks again for a moment before it sleeps.
+//
+// When the process ends, the system ends its other threads first, some of them with a lock in their hands. The last
+// thread then passes every lock, and its waits end at once: nobody is left who could release or wake.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +40,7 @@ public:
     SlimSignal() noexcept = default;
     SlimSignal(SlimSignal const&) = delete;
     SlimSignal& operator=(SlimSignal const&) = delete;
-    /// @param timeoutMs 0xFFFFFFFF waits without limit. @return false when the time ran out.
+    /// @param timeoutMs 0xFFFFFFFF waits without limit. @return false when the time ran out, or the process ends.
     bool Wait(SlimLock& lock, std::uint32_t timeoutMs) noexcept;
     void WakeOne() noexcept;
     void WakeAll() noexcept;
@@ -54,9 +58,6 @@ inline void Pause() noexcept
 {
     __builtin_ia32_pause();
 }
-
-/// Whether the process is in its last moments: the system has ended its other threads, whatever locks they held.
-bool IsShuttingDown() noexcept;
 
 /// How many processors the process may use; at least 1.
 unsigned int ProcessorCount() noexcept;

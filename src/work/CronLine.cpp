@@ -1,3 +1,6 @@
+// Cron lines as crontab(5) of the usual daemons has them. One pass from left to right without a look back; each field
+// becomes a set of bits, so that lists, ranges and steps cost nothing later. The first fault ends the reading: its
+// position and the thing expected there make the error. Numbers stop growing at 1000, which no field allows.
 #include "work/CronLine.h"
 
 #include <algorithm>

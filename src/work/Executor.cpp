@@ -1,11 +1,19 @@
+// The life of a task.
+//
+// One atomic word has the state and flags, and each change of state is one exchange of it: who moves a task from Queued
+// to Running owns it, whether that is a worker, a waiter that helps, Cancel or Stop. The list or ring in which it still
+// stands has a reference, and whoever takes it out later finds it claimed. While a task is given to an executor it counts
+// as Running, so that nobody claims one that is half entered.
+//
+// The frames of the tasks on a thread's stack are linked through a thread-local slot: they tell who submits, who waits,
+// and on whose behalf.
 #include "work/Executor.h"
-
-#include <XelbrinCore/XCThread.h>
 
 #include "errors/CoreError.h"
 #include "errors/ErrorLog.h"
 #include "errors/ExceptionText.h"
 #include "win32/Clock.h"
+#include "work/OwnThread.h"
 #include "work/TaskBoard.h"
 
 namespace xc::work {
@@ -40,6 +48,26 @@ try {
     return errors::MakeCoreError(XCErrTaskFailed, errors::TextOfException());
 } catch (...) {
     return FailureWithoutMemory();
+}
+
+XCErrorID FailureToStart(XCString const& name) noexcept
+try {
+    return errors::MakeCoreError(XCErrNoThread, name, errors::TextOfException());
+} catch (...) {
+    return FailureWithoutMemory();
+}
+
+XCErrorID StartThread(XCString const& name, XCSmartPtr<XCCallback> const& body, int priority,
+                      XCComModel comModel) noexcept
+try {
+    XCSmartPtr<XCThread> const thread(new XCThread(body));
+    thread->SetName(name);
+    thread->SetDeleteOnEnd(true);
+    if (comModel != XCComNone) thread->SetComModel(comModel);
+    XCErrorID const failure = thread->Start(priority);
+    return failure.Good() ? failure : errors::MakeCoreError(XCErrNoThread, name, errors::MessageOf(failure));
+} catch (...) {
+    return FailureToStart(name);
 }
 
 void NoteFailure(XCString const& where, XCErrorID const& failure) noexcept
@@ -113,6 +141,7 @@ void TaskList::PushBack(XCTask& task) noexcept
     TaskAccess::Previous(task) = m_last;
     (m_last ? TaskAccess::Next(*m_last) : m_first) = &task;
     m_last = &task;
+    ++m_count;
 }
 
 XCTask* TaskList::PopFront() noexcept
@@ -128,6 +157,7 @@ void TaskList::Remove(XCTask& task) noexcept
     (previous ? TaskAccess::Next(*previous) : m_first) = next;
     (next ? TaskAccess::Previous(*next) : m_last) = previous;
     TaskAccess::Linked(task) = false;
+    --m_count;
 }
 
 Deadline::Deadline(std::uint32_t timeoutMs) noexcept
@@ -192,7 +222,7 @@ XCTask* XCTask::GetCurrent() noexcept
 
 XCExecutor::~XCExecutor()
 {
-    if (!xc::win32::IsShuttingDown()) m_core->Release();
+    if (!xc::win32::IsProcessEnding()) m_core->Release();
 }
 
 XCString XCExecutor::GetName() const
@@ -202,12 +232,10 @@ XCString XCExecutor::GetName() const
 
 XCErrorID XCExecutor::Add(XCSmartPtr<XCTask> const& task)
 {
-    XCErrorID refused;
-    AddTask(*task, nullptr, refused);
-    return refused;
+    return Give(*task);
 }
 
-void XCExecutor::AddTask(XCTask& task, GroupState* group, XCErrorID& refused)
+XCErrorID XCExecutor::Give(XCTask& task, GroupState* group)
 {
     // Until everything is in place nobody may claim it.
     if (!TaskAccess::Move(task, XCTaskState::New, XCTaskState::Running))
@@ -215,11 +243,12 @@ void XCExecutor::AddTask(XCTask& task, GroupState* group, XCErrorID& refused)
     TaskAccess::Executor(task) = m_core;
     theBoard.Enter(task, group);
     TaskAccess::Move(task, XCTaskState::Running, XCTaskState::Queued);
-    refused = m_core->Add(task);
+    XCErrorID refused = m_core->Add(task);
     if (refused.Bad())
         Refuse(task, refused);
     else
         theBoard.OfferHelp(task);
+    return refused;
 }
 
 XCTaskGroup::XCTaskGroup(XCExecutor& executor) : m_executor(executor), m_state(new GroupState)
@@ -241,9 +270,12 @@ XCTaskGroup::~XCTaskGroup()
 
 XCErrorID XCTaskGroup::Add(XCSmartPtr<XCTask> const& task)
 {
-    XCErrorID refused;
-    TaskAccess::Add(m_executor, *task, m_state, refused);
-    return refused;
+    return Give(*task);
+}
+
+XCErrorID XCTaskGroup::Give(XCTask& task)
+{
+    return TaskAccess::Give(m_executor, task, m_state);
 }
 
 XCErrorID XCTaskGroup::Wait(unsigned int timeoutMs)

@@ -3,6 +3,7 @@
 
 #include <XelbrinCore/XCTask.h>
 
+#include "win32/Process.h"
 #include "win32/SlimLock.h"
 
 #include <atomic>
@@ -75,10 +76,12 @@ public:
     /// The reference goes to the caller. The task must be in this list.
     void Remove(XCTask& task) noexcept;
     [[nodiscard]] bool IsEmpty() const noexcept { return m_first == nullptr; }
+    [[nodiscard]] std::size_t Count() const noexcept { return m_count; }
 
 private:
     XCTask* m_first = nullptr;
     XCTask* m_last = nullptr;
+    std::size_t m_count = 0;
 };
 
 /// A group's node and counts. Held by the group and by each unfinished member. Guarded by the board's lock.
@@ -108,10 +111,7 @@ struct TaskAccess {
     static void Run(XCTask& task) { task.Run(); }
     static void Drop(XCTask& task) noexcept { task.Drop(); }
     static ExecutorCore& Core(XCExecutor const& executor) noexcept { return *executor.m_core; }
-    static void Add(XCExecutor& executor, XCTask& task, GroupState* group, XCErrorID& refused)
-    {
-        executor.AddTask(task, group, refused);
-    }
+    static XCErrorID Give(XCExecutor& executor, XCTask& task, GroupState* group) { return executor.Give(task, group); }
 
     /// Moves a task from one state to another, flags kept. @return whether it was in the first one.
     static bool Move(XCTask& task, XCTaskState from, XCTaskState to) noexcept;
@@ -137,5 +137,29 @@ public:
 private:
     std::uint64_t m_end; // UINT64_MAX: never
 };
+
+/// Looks for something that another thread does, for some 10 us, as long as a hand-over to a sleeping thread takes.
+/// @return whether it was seen.
+template <class Condition>
+bool LookAWhile(Condition seen) noexcept
+{
+    static int const looks = win32::ProcessorCount() > 1 ? 300 : 0;
+    for (int look = 0; look < looks; ++look) {
+        if (seen()) return true;
+        win32::Pause();
+    }
+    return seen();
+}
+
+/// With the lock. Sleeps on a signal until a condition holds, the time has run out, or the process ends.
+/// @return whether it holds.
+template <class Condition>
+bool WaitUntil(win32::SlimSignal& signal, win32::SlimLock& lock, Deadline const& deadline, Condition holds)
+{
+    bool inTime = true;
+    while (!holds() && inTime)
+        inTime = signal.Wait(lock, deadline.Left()) || (deadline.Left() > 0 && !win32::IsProcessEnding());
+    return holds();
+}
 
 } // namespace xc::work

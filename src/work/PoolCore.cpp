@@ -1,28 +1,23 @@
-// The pool's queue.
+// The pool's queue: tasks come in, room, the number of threads, the stop. PoolWork.cpp has the threads' side.
 //
-// One lock, three lists (priorities) and one signal. Every hand-over under Wine and Windows costs a few microseconds
-// once a thread sleeps, and some ten nanoseconds while it is awake; so a thread that runs dry looks at the queue a
-// little longer before it sleeps, and Submit wakes somebody only when nobody looks. Tasks are taken one by one, never
-// in batches: a task that sat in the batch of a thread that waits could not be helped with.
+// One lock, three lists (priorities) and one signal. A hand-over to a thread that sleeps costs a few microseconds, and
+// some ten nanoseconds to one that is awake; so a thread that runs dry looks at the queue a little longer before it
+// sleeps, and Add wakes somebody only when nobody looks.
 //
 // Threads are counted when they are reserved, before they exist, so that the sum of reserved threads never passes the
 // limit. A thread may be added when fewer than the maximum are awake (m_threads - m_blocked) and fewer than the maximum
 // and the spares exist. When a sleeping task goes on, one awake thread is too many; the next thread that has ended a
-// task retires.
+// task retires. When a thread cannot start and no other is there, everything queued is refused with the reason.
+//
+// INVARIANT While a thread is idle, no worker has tasks ahead: a worker takes some only when nobody is idle, and a
+//           thread becomes idle only when the lists and all rings are empty, both under the lock.
 #include "work/PoolCore.h"
 
 #include "errors/CoreError.h"
-#include "errors/ExceptionText.h"
+#include "work/OwnThread.h"
 #include "work/TaskBoard.h"
 
 namespace xc::work {
-
-namespace {
-
-/// How often a thread that runs dry looks again before it sleeps: some 10 us.
-constexpr int kLooks = 300;
-
-} // namespace
 
 PoolCore::PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options,
                    bool withMessages)
@@ -48,12 +43,8 @@ XCErrorID PoolCore::Add(XCTask& task)
             RunHere(task, &XCPoolStatistics::callerRan);
             return XCErrorID::Success;
         }
-        task.AddRef();
-        m_lists[static_cast<std::size_t>(task.GetPriority())].PushBack(task);
-        std::size_t const queued = m_queued.load(std::memory_order_relaxed) + 1;
-        m_queued.store(queued, std::memory_order_relaxed);
-        m_statistics.longestQueue = std::max(m_statistics.longestQueue, queued);
-        bool const watched = m_spinning.load(std::memory_order_relaxed) >= queued;
+        Push(task);
+        bool const watched = m_spinning.load(std::memory_order_relaxed) >= m_queued.load(std::memory_order_relaxed);
         wake = !watched && m_idle > m_wakes;
         if (wake) ++m_wakes;
         grow = !watched && !wake && MayGrow();
@@ -62,14 +53,14 @@ XCErrorID PoolCore::Add(XCTask& task)
     if (wake) WakeWorker();
     if (!grow) return XCErrorID::Success;
     XCErrorID const failure = StartReserved();
-    if (failure.Good()) return failure;
-    std::lock_guard const hold(m_lock);
-    return m_threads > 0 ? XCErrorID() : failure; // other threads will take it; the list drops a refused task later
+    return task.GetState() == XCTaskState::Cancelled ? failure : XCErrorID();
 }
 
 /// With the lock; a blocked caller gives it back meanwhile.
 PoolCore::Room PoolCore::MakeRoom(std::unique_lock<win32::SlimLock>& hold, XCErrorID& refused)
 {
+    bool const full = m_options.queueLimit != 0 && m_queued >= m_options.queueLimit;
+    if (!full && !m_stopping) return Room::Queue;
     Frame const* const top = TopFrame();
     bool const own = top && top->pool == this;
     while (!m_stopping || (m_draining && own)) {
@@ -82,8 +73,9 @@ PoolCore::Room PoolCore::MakeRoom(std::unique_lock<win32::SlimLock>& hold, XCErr
             return Room::Refused;
         }
         ++m_roomWaiters;
-        m_room.Wait(m_lock, XCInfinite);
+        bool const inTime = m_room.Wait(m_lock, XCInfinite);
         --m_roomWaiters;
+        if (!inTime) break; // the process ends
     }
     ++m_statistics.refused;
     hold.unlock();
@@ -91,29 +83,57 @@ PoolCore::Room PoolCore::MakeRoom(std::unique_lock<win32::SlimLock>& hold, XCErr
     return Room::Refused;
 }
 
+/// With the lock.
+void PoolCore::Push(XCTask& task) noexcept
+{
+    task.AddRef();
+    XCTaskPriority const priority = task.GetPriority();
+    m_lists[static_cast<std::size_t>(priority)].PushBack(task);
+    if (priority == XCTaskPriority::High) m_detour.store(true, std::memory_order_relaxed);
+    std::size_t const queued = m_queued.load(std::memory_order_relaxed) + 1;
+    m_queued.store(queued, std::memory_order_relaxed);
+    m_statistics.longestQueue = std::max(m_statistics.longestQueue, queued);
+}
+
+/// With the lock. The next task of a list; the reference goes to the caller.
+XCTask* PoolCore::Pop(XCTaskPriority priority) noexcept
+{
+    TaskList& list = m_lists[static_cast<std::size_t>(priority)];
+    XCTask* const task = list.PopFront();
+    if (!task) return nullptr;
+    m_queued.store(m_queued.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
+    if (priority == XCTaskPriority::High && list.IsEmpty()) m_detour.store(m_stopping, std::memory_order_relaxed);
+    if (m_roomWaiters > 0) m_room.WakeOne();
+    return task;
+}
+
+/// With the lock. A task that some worker has taken ahead.
+XCTask* PoolCore::Steal() noexcept
+{
+    for (Worker* worker = m_workers; worker; worker = worker->next)
+        if (XCTask* const task = worker->ring.Take()) return task;
+    return nullptr;
+}
+
+/// With the lock. How many tasks workers have taken ahead.
+std::size_t PoolCore::Ahead() const noexcept
+{
+    std::size_t ahead = 0;
+    for (Worker const* worker = m_workers; worker; worker = worker->next) ahead += worker->ring.Size();
+    return ahead;
+}
+
 void PoolCore::TakeOut(XCTask& task) noexcept
 {
     {
         std::lock_guard const hold(m_lock);
-        if (!TaskAccess::Linked(task)) return;
+        if (!TaskAccess::Linked(task)) return; // in a ring: who takes it there finds it claimed
         m_lists[static_cast<std::size_t>(task.GetPriority())].Remove(task);
         m_queued.store(m_queued.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
         if (m_roomWaiters > 0) m_room.WakeOne();
         if (m_changeWaiters > 0) m_change.WakeAll();
     }
     task.Release(); // the claimer holds one of its own
-}
-
-/// With the lock. The next task that nobody else has claimed; the reference goes to the caller.
-XCTask* PoolCore::Pop() noexcept
-{
-    for (TaskList& list : m_lists)
-        if (XCTask* const task = list.PopFront()) {
-            m_queued.store(m_queued.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
-            if (m_roomWaiters > 0) m_room.WakeOne();
-            return task;
-        }
-    return nullptr;
 }
 
 bool PoolCore::MayGrow() const noexcept
@@ -125,14 +145,14 @@ bool PoolCore::MayGrow() const noexcept
 bool PoolCore::HasFreeRunner() noexcept
 {
     std::lock_guard const hold(m_lock);
-    return m_blocked < m_threads || MayGrow();
+    return m_blocked < m_threads || (MayGrow() && !m_cannotStart);
 }
 
 bool PoolCore::NoteBlocked(int change) noexcept
 {
     std::lock_guard const hold(m_lock);
     m_blocked += static_cast<unsigned int>(change);
-    bool const start = change > 0 && m_queued > 0 && m_idle == 0 && MayGrow();
+    bool const start = change > 0 && m_idle == 0 && MayGrow() && (m_queued > 0 || Ahead() > 0);
     if (start) Reserve();
     return start;
 }
@@ -151,72 +171,18 @@ void PoolCore::Reserve() noexcept
 /// Starts the thread that was reserved. A failure gives the place back.
 XCErrorID PoolCore::StartReserved() noexcept
 {
-    XCErrorID failure;
-    try {
-        XCSmartPtr<PoolCore> const self(this);
-        XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([self] { self->Work(); })));
-        thread->SetName(Name());
-        thread->SetDeleteOnEnd(true);
-        if (m_options.comModel != XCComNone) thread->SetComModel(m_options.comModel);
-        failure = thread->Start(m_options.threadPriority);
-        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, Name(), errors::MessageOf(failure));
-    } catch (...) {
-        failure = FailureOfTask();
-    }
+    XCErrorID const failure =
+        StartThreadOf(*this, &PoolCore::Work, Name(), m_options.threadPriority, m_options.comModel);
     if (failure.Good()) return failure;
-    std::lock_guard const hold(m_lock);
-    --m_threads;
-    m_change.WakeAll();
-    return failure;
-}
-
-/// What a thread of the pool does. One lock a task: it ends the last one and takes the next.
-void PoolCore::Work() noexcept
-{
-    std::unique_lock hold(m_lock);
-    while (m_threads - m_blocked <= m_maximum) { // else the task that this thread stood in for goes on
-        XCTask* const task = m_stopping && !m_draining ? nullptr : Pop();
-        if (!task && AwaitWork(hold)) continue;
-        if (!task) break;
-        if (TaskAccess::Move(*task, XCTaskState::Queued, XCTaskState::Running)) {
-            Runner runner{{task, this, this, true}};
-            Begin(runner);
-            hold.unlock();
-            bool const failed = RunTask(runner.frame);
-            hold.lock();
-            End(runner, failed);
-        }
-        hold.unlock();
-        task->Release();
-        hold.lock();
+    bool alone = false;
+    {
+        std::lock_guard const hold(m_lock);
+        m_cannotStart = true;
+        alone = --m_threads == 0;
+        m_change.WakeAll();
     }
-    --m_threads;
-    if (m_queued > 0 && m_wakes < m_idle) ++m_wakes, WakeWorker();
-    m_change.WakeAll();
-}
-
-/// With the lock. @return false when the thread is to end.
-bool PoolCore::AwaitWork(std::unique_lock<win32::SlimLock>& hold) noexcept
-{
-    if (m_stopping) return false;
-    m_spinning.fetch_add(1, std::memory_order_relaxed);
-    hold.unlock();
-    bool const found = Spin();
-    hold.lock();
-    m_spinning.fetch_sub(1, std::memory_order_relaxed);
-    if (found || m_queued > 0 || m_stopping) return true;
-    ++m_idle;
-    if (m_changeWaiters > 0) m_change.WakeAll();
-    bool woken = true;
-    if (m_messages) {
-        hold.unlock();
-        m_messages->Wait(XCInfinite);
-        hold.lock();
-    } else
-        woken = m_work.Wait(m_lock, m_threads > m_minimum ? m_options.idleMs : XCInfinite);
-    --m_idle;
-    if (m_wakes > 0) --m_wakes;
-    return woken || m_queued > 0 || m_threads <= m_minimum;
+    if (alone) RefuseQueued(failure); // nobody else would take them
+    return failure;
 }
 
 void PoolCore::WakeWorker() noexcept
@@ -227,73 +193,13 @@ void PoolCore::WakeWorker() noexcept
         m_work.WakeOne();
 }
 
-bool PoolCore::Spin() const noexcept
-{
-    for (int look = 0; look < kLooks; ++look) {
-        if (m_queued.load(std::memory_order_relaxed) > 0) return true;
-        win32::Pause();
-    }
-    return false;
-}
-
-/// Runs a task in the state Running on a thread that does not serve the queue, and gives its reference back.
-void PoolCore::RunHere(XCTask& task, std::uint64_t XCPoolStatistics::*count) noexcept
-{
-    Frame const* const top = TopFrame();
-    Runner runner{{&task, this, top ? top->pool : nullptr, false}};
-    {
-        std::lock_guard const hold(m_lock);
-        ++(m_statistics.*count);
-        Begin(runner);
-    }
-    bool const failed = RunTask(runner.frame);
-    {
-        std::lock_guard const hold(m_lock);
-        End(runner, failed);
-    }
-    task.Release();
-}
-
-void PoolCore::Help(XCTask& task) noexcept
-{
-    RunHere(task, &XCPoolStatistics::helped);
-}
-
-void PoolCore::RunInPlace(XCTask& task) noexcept
-{
-    if (!TaskAccess::Move(task, XCTaskState::New, XCTaskState::Running)) return;
-    TaskAccess::Executor(task) = this;
-    task.AddRef();
-    RunHere(task, &XCPoolStatistics::callerRan);
-}
-
 void PoolCore::Abandon() noexcept
 {
-    if (win32::IsShuttingDown()) return; // there are no threads any more, and a lock may be held for ever
+    if (win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
     try {
         (void)Stop(0, XCStopQueued::Cancel);
     } catch (...) { // no memory to tell what still runs
     }
-}
-
-/// With the lock.
-void PoolCore::Begin(Runner& runner) noexcept
-{
-    runner.next = m_running;
-    if (m_running) m_running->previous = &runner;
-    m_running = &runner;
-    ++m_runningCount;
-}
-
-/// With the lock.
-void PoolCore::End(Runner& runner, bool failed) noexcept
-{
-    (runner.previous ? runner.previous->next : m_running) = runner.next;
-    if (runner.next) runner.next->previous = runner.previous;
-    --m_runningCount;
-    ++m_statistics.done;
-    if (failed) ++m_statistics.failed;
-    if (m_changeWaiters > 0) m_change.WakeAll();
 }
 
 XCErrorID PoolCore::Stop(std::uint32_t timeoutMs, XCStopQueued queued)
@@ -303,49 +209,57 @@ XCErrorID PoolCore::Stop(std::uint32_t timeoutMs, XCStopQueued queued)
         std::lock_guard const hold(m_lock);
         m_draining = queued == XCStopQueued::Run;
         m_stopping = true;
+        m_detour = true;
         m_work.WakeAll();
         if (m_messages) m_messages->Set();
         m_room.WakeAll();
     }
-    if (queued == XCStopQueued::Cancel) CancelQueued();
-    unsigned int own = 0; // frames of the caller
-    bool onWorker = false;
+    if (queued == XCStopQueued::Cancel) RefuseQueued(errors::MakeCoreError(XCErrExecutorStopped, Name()));
+    unsigned int guests = 0, workers = 0; // frames of the caller; a thread is a worker of its pool once
     for (Frame const* frame = TopFrame(); frame; frame = frame->below)
-        if (frame->executor == this) ++own, onWorker |= frame->countsAsBlocked;
+        if (frame->executor == this) (frame->countsAsBlocked ? workers : guests) += 1;
+    bool const onWorker = workers > 0;
+    if (onWorker && NoteBlocked(1)) StartSpare();
+    bool over = false;
     {
         std::lock_guard const hold(m_lock);
         ++m_changeWaiters;
-        auto const isOver = [&] { return m_threads <= (onWorker ? 1u : 0u) && m_runningCount <= own && m_queued == 0; };
-        bool inTime = true;
-        while (!isOver() && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
+        m_stoppers += workers;
+        m_change.WakeAll();
+        // On a worker that nobody stands in for, the queued tasks run when the caller's has ended.
+        auto const isOver = [&] {
+            bool const empty = onWorker || (m_queued == 0 && Ahead() == 0);
+            return empty && m_threads <= m_stoppers && m_guestCount <= guests;
+        };
+        over = WaitUntil(m_change, m_lock, deadline, isOver);
         --m_changeWaiters;
-        if (isOver()) return XCErrorID::Success;
+        m_stoppers -= workers;
+        m_blocked -= workers;
     }
-    return errors::MakeCoreError(XCErrStillRunning, Name(), DescribeRunning());
+    return over ? XCErrorID() : errors::MakeCoreError(XCErrStillRunning, Name(), DescribeRunning());
 }
 
-void PoolCore::CancelQueued() noexcept
+void PoolCore::RefuseQueued(XCErrorID const& why) noexcept
 {
-    XCErrorID why;
-    try {
-        why = errors::MakeCoreError(XCErrExecutorStopped, Name());
-    } catch (...) { // cancelled without a reason
-    }
     for (;;) {
         XCTask* task = nullptr;
         {
             std::lock_guard const hold(m_lock);
-            task = Pop();
+            for (XCTaskPriority const priority : {XCTaskPriority::High, XCTaskPriority::Normal, XCTaskPriority::Low})
+                if (!task) task = Pop(priority);
+            if (!task) task = Steal();
         }
-        if (!task) return;
+        if (!task) break;
         Refuse(*task, why);
         task->Release();
     }
+    std::lock_guard const hold(m_lock);
+    m_change.WakeAll();
 }
 
 bool PoolCore::IsIdle() const noexcept
 {
-    return m_queued == 0 && m_runningCount == 0;
+    return m_queued == 0 && m_guestCount == 0 && m_resting == m_threads;
 }
 
 XCErrorID PoolCore::WaitIdle(std::uint32_t timeoutMs)
@@ -356,22 +270,28 @@ XCErrorID PoolCore::WaitIdle(std::uint32_t timeoutMs)
     Deadline const deadline(timeoutMs);
     std::lock_guard const hold(m_lock);
     ++m_changeWaiters;
-    bool inTime = true;
-    while (!IsIdle() && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
+    bool const idle = WaitUntil(m_change, m_lock, deadline, [this] { return IsIdle(); });
     --m_changeWaiters;
-    return IsIdle() ? XCErrorID() : errors::MakeCoreError(XCErrTimedOut);
+    return idle ? XCErrorID() : errors::MakeCoreError(XCErrTimedOut);
 }
 
+/// A worker passes the lock before it releases a task while somebody reports (RunOn): a task that is seen here stays.
 XCString PoolCore::DescribeRunning() noexcept
 try {
     std::lock_guard const hold(m_lock);
+    m_reporting.store(true, std::memory_order_seq_cst);
     XCString text;
-    for (Runner const* runner = m_running; runner; runner = runner->next) {
+    auto const tell = [&text](XCTask const& task) {
         if (!text.IsNull()) text += L", ";
-        text += runner->frame.task->GetName().IsNull() ? XCString(L"a task") : runner->frame.task->GetName();
-    }
+        text += task.GetName().IsNull() ? XCString(L"a task") : task.GetName();
+    };
+    for (Guest const* guest = m_guests; guest; guest = guest->next) tell(*guest->frame.task);
+    for (Worker const* worker = m_workers; worker; worker = worker->next)
+        if (XCTask const* const task = worker->current.load(std::memory_order_seq_cst)) tell(*task);
+    m_reporting.store(false, std::memory_order_seq_cst);
     return text;
 } catch (...) {
+    m_reporting.store(false, std::memory_order_seq_cst);
     return {};
 }
 
@@ -380,9 +300,13 @@ XCPoolStatistics PoolCore::Statistics() noexcept
     std::lock_guard const hold(m_lock);
     XCPoolStatistics now = m_statistics;
     now.threads = m_threads;
-    now.idle = m_idle;
+    now.idle = m_resting;
     now.blocked = m_blocked;
-    now.queued = m_queued;
+    now.queued = m_queued + Ahead();
+    for (Worker const* worker = m_workers; worker; worker = worker->next) {
+        now.done += worker->done.load(std::memory_order_relaxed);
+        now.failed += worker->failed.load(std::memory_order_relaxed);
+    }
     return now;
 }
 

@@ -1,3 +1,9 @@
+// The kinds of schedules that name days and times of day: from a wall time to the next one that is meant.
+//
+// Days are numbers since 1970 and times milliseconds, so that most rules are arithmetic: every n-th day is a remainder,
+// weeks count from a Monday. Only months need the calendar: a month's chosen days become a set of bits once, and the
+// search walks over months, at most 41 years, since a leap day on a given weekday may take 40 (none in 2100). Offsets and
+// changes of clocks are not known here; ScheduleBase.cpp puts them in.
 #include <XelbrinCore/XCSchedule.h>
 
 #include "datetime/Calendar.h"

@@ -3,7 +3,7 @@
 
 #include <XelbrinCore/XCScheduler.h>
 
-#include "win32/SlimLock.h"
+#include "work/OwnThread.h"
 
 #include <map>
 #include <memory>
@@ -41,15 +41,16 @@ private:
         JobRef job;
         std::vector<XCJobCall> calls;
     };
+    friend class HandedOut<SchedulerCore, Run>;
 
-    void StartThread();
     void Loop() noexcept;
     void Look(std::vector<Run>& runs);
     void FollowClock(std::int64_t now) noexcept;
     void Due(JobRef const& job, std::int64_t now, std::vector<Run>& runs);
     void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
     void HandOut(Run run) noexcept;
-    void Invoke(Run const& run) noexcept;
+    void Invoke(Run run) noexcept;
+    void NoteDropped(Run const& run) noexcept;
     bool Begin(Job& job) noexcept;
     void End(Job& job, XCErrorID const& failure) noexcept;
     [[nodiscard]] std::int64_t NextOf(Job const& job, std::int64_t after) const noexcept;
@@ -66,8 +67,8 @@ private:
     std::vector<JobRef> m_active; // handed out
     std::uint64_t m_lastId = 0, m_wakeUps = 0, m_seenElapsed = 0;
     std::int64_t m_seenUtc = 0;
-    bool m_thread = false, m_stopping = false;
-    unsigned long m_threadId = 0;
+    OwnThread m_thread;
+    bool m_stopping = false;
 };
 
 } // namespace xc::work

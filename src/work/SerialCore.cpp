@@ -1,3 +1,9 @@
+// A serial queue on another executor.
+//
+// While tasks are queued, one task of the library's own, the turn, stands in the executor below: whoever queues the first
+// task submits the turn, and the turn that empties the queue submits none. So at most one thread of the executor works
+// for the queue, without a lock held while a task runs. A turn ends after 32 tasks and queues up anew, so that the
+// executor's other work is not shut out. When the executor refuses a turn, the queued tasks are refused with its reason.
 #include "work/SerialCore.h"
 
 #include "errors/CoreError.h"
@@ -12,6 +18,26 @@ constexpr int kTurn = 32;
 
 } // namespace
 
+/// The task that stands in the executor. One that the executor drops gives up what is queued, with the same reason.
+class SerialCore::Turn final : public XCTask {
+public:
+    explicit Turn(SerialCore& core) : m_core(&core) { SetName(core.Name()); }
+
+private:
+    void Run() override
+    {
+        XCSmartPtr<SerialCore> const core = std::move(m_core);
+        core->RunSome();
+    }
+    void Drop() noexcept override
+    {
+        XCSmartPtr<SerialCore> const core = std::move(m_core);
+        if (!core.IsNull()) core->GiveUp(TaskAccess::Error(*this));
+    }
+
+    XCSmartPtr<SerialCore> m_core; // null: run or dropped
+};
+
 XCErrorID SerialCore::Add(XCTask& task)
 {
     {
@@ -19,30 +45,27 @@ XCErrorID SerialCore::Add(XCTask& task)
         if (m_stopping) return errors::MakeCoreError(XCErrExecutorStopped, Name());
         task.AddRef();
         m_tasks.PushBack(task);
-        if (!m_turn.IsNull()) return XCErrorID::Success;
-        XCSmartPtr<SerialCore> const self(this);
-        m_turn = XCMakeTask([self] { self->RunSome(); }).GetPtr();
+        if (std::exchange(m_hasTurn, true)) return XCErrorID::Success;
     }
-    XCErrorID const refused = Schedule();
-    if (refused.Bad()) CancelQueued(refused);
-    return XCErrorID::Success;
+    Schedule();
+    return task.GetState() == XCTaskState::Cancelled ? TaskAccess::Error(task) : XCErrorID();
 }
 
-/// Hands the turn to the executor. Where the executor runs it at once, on this thread, the lock must be free.
-XCErrorID SerialCore::Schedule()
+/// Hands a turn to the executor, which may run it at once, on this thread.
+void SerialCore::Schedule() noexcept
+try {
+    (void)m_executor->Add(new Turn(*this));
+} catch (...) {
+    GiveUp(FailureOfTask());
+}
+
+void SerialCore::GiveUp(XCErrorID const& why) noexcept
 {
-    XCSmartPtr<XCTask> turn;
     {
         std::lock_guard const hold(m_lock);
-        turn = m_turn;
+        m_hasTurn = false;
     }
-    turn->SetName(Name());
-    XCErrorID const refused = m_executor->Add(turn);
-    if (refused.Bad()) {
-        std::lock_guard const hold(m_lock);
-        m_turn.Clear();
-    }
-    return refused;
+    CancelQueued(why);
 }
 
 void SerialCore::TakeOut(XCTask& task) noexcept
@@ -94,23 +117,10 @@ void SerialCore::RunSome() noexcept
         m_running = false;
         if (m_stopping) m_change.WakeAll();
     }
-    XCErrorID refused;
-    if (m_tasks.IsEmpty()) {
-        XCSmartPtr<XCTask> const ended = std::move(m_turn); // goes without the lock: it holds this object
-        m_turn.Clear();
-        hold.unlock();
-        return;
-    }
-    try {
-        XCSmartPtr<SerialCore> const self(this);
-        m_turn = XCMakeTask([self] { self->RunSome(); }).GetPtr();
-        hold.unlock();
-        refused = Schedule();
-    } catch (...) {
-        refused = FailureOfTask();
-    }
-    if (hold.owns_lock()) hold.unlock();
-    if (refused.Bad()) CancelQueued(refused);
+    m_hasTurn = !m_tasks.IsEmpty();
+    bool const more = m_hasTurn;
+    hold.unlock();
+    if (more) Schedule();
 }
 
 void SerialCore::CancelQueued(XCErrorID const& why) noexcept
@@ -138,9 +148,8 @@ XCErrorID SerialCore::Stop(std::uint32_t timeoutMs)
     for (Frame const* frame = TopFrame(); frame; frame = frame->below)
         if (frame->executor == this) return XCErrorID::Success;
     std::lock_guard const hold(m_lock);
-    bool inTime = true;
-    while (m_running && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
-    return m_running ? errors::MakeCoreError(XCErrStillRunning, Name(), XCString(L"a task")) : XCErrorID();
+    if (WaitUntil(m_change, m_lock, deadline, [this] { return !m_running; })) return XCErrorID::Success;
+    return errors::MakeCoreError(XCErrStillRunning, Name(), XCString(L"a task"));
 }
 
 } // namespace xc::work

@@ -22,18 +22,20 @@ public:
     bool NoteBlocked(int change) noexcept override;
 
     XCErrorID Stop(std::uint32_t timeoutMs);
-    /// A turn: some tasks, then the executor's other work comes.
-    void RunSome() noexcept;
 
 private:
-    [[nodiscard]] XCErrorID Schedule();
+    class Turn;
+
+    void Schedule() noexcept;
+    void RunSome() noexcept;
+    void GiveUp(XCErrorID const& why) noexcept;
     void CancelQueued(XCErrorID const& why) noexcept;
 
     XCSmartPtr<XCExecutor> const m_executor;
     win32::SlimLock m_lock; // guards all that follows
     win32::SlimSignal m_change;
     TaskList m_tasks;
-    XCSmartPtr<XCTask> m_turn; // the task that stands in the executor; null: nothing is queued
+    bool m_hasTurn = false; // stands in the executor or runs
     bool m_running = false;
     unsigned int m_blocked = 0;
     std::atomic<bool> m_stopping{false};

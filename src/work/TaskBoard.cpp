@@ -121,7 +121,7 @@ bool Waiter::Rest(win32::SlimLock& lock, Deadline const& deadline) noexcept
         lock.lock();
     } else
         signal.Wait(lock, deadline.Left());
-    return deadline.Left() > 0;
+    return deadline.Left() > 0 && !win32::IsProcessEnding();
 }
 
 void TaskBoard::Enter(XCTask& task, GroupState* group)
@@ -260,6 +260,8 @@ XCTask* TaskBoard::ClaimDescendant(TaskNode& target, PoolCore& pool) noexcept
 XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
 {
     Frame* const top = TopFrame();
+    if (!top && target.task && timeoutMs > 0 && LookAWhile([&] { return target.task->IsFinished(); }))
+        return XCErrorID::Success;
     PoolCore* const pool = top && top->depth < kMaxDepth ? top->pool : nullptr;
     Deadline const deadline(timeoutMs);
     Waiter waiter{&target, top, timeoutMs == XCInfinite, win32::ThreadId(), MessagesOf(top), {}};

@@ -9,8 +9,6 @@
 // wall clock at which it would have passed. Whichever comes first, it looks at the clock again.
 #include "work/TimerCore.h"
 
-#include <XelbrinCore/XCThread.h>
-
 #include "errors/CoreError.h"
 #include "win32/Process.h"
 #include "win32/TimeWait.h"
@@ -53,9 +51,10 @@ bool TimerCore::Unlink(XCTimer& timer) noexcept
 XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t periodMs, XCTimerMode mode)
 {
     XCTimerClock const clock = TimerAccess::Clock(timer);
-    bool wasLinked = false, wake = false, startThread = false;
+    bool wasLinked = false, wake = false;
+    XCErrorID failure;
     {
-        std::lock_guard const hold(m_lock);
+        std::unique_lock hold(m_lock);
         if (m_stopping) return errors::MakeCoreError(XCErrExecutorStopped, m_name);
         TimerAccess::State& state = TimerAccess::Of(timer);
         wasLinked = Unlink(timer);
@@ -68,31 +67,11 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
         Link(timer);
         wake = state.due < m_sleepsUntil[static_cast<std::size_t>(clock)];
         if (wake) m_sleepsUntil[0] = m_sleepsUntil[1] = 0;
-        startThread = !m_thread;
-        m_thread = true;
+        if (m_thread.IsNeeded()) failure = m_thread.Ensure(*this, &TimerCore::Loop, m_name, hold, m_change);
     }
     if (wasLinked) timer.Release();
     if (wake) m_wait->Wake();
-    return startThread ? StartThread() : XCErrorID();
-}
-
-XCErrorID TimerCore::StartThread() noexcept
-{
-    XCErrorID failure;
-    try {
-        XCSmartPtr<TimerCore> const self(this);
-        XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([self] { self->Loop(); })));
-        thread->SetName(m_name);
-        thread->SetDeleteOnEnd(true);
-        failure = thread->Start();
-        if (failure.Bad()) failure = errors::MakeCoreError(XCErrNoThread, m_name, failure.AsString());
-    } catch (...) {
-        failure = FailureOfTask();
-    }
-    if (failure.Bad()) {
-        std::lock_guard const hold(m_lock);
-        m_thread = false;
-    }
+    if (failure.Bad()) (void)Cancel(timer); // nobody would look after it
     return failure;
 }
 
@@ -106,7 +85,8 @@ bool TimerCore::Cancel(XCTimer& timer) noexcept
         ++state.generation;
         state.period = 0;
         state.again = false;
-        while (state.running && state.threadId != win32::ThreadId()) m_change.Wait(m_lock, XCInfinite);
+        auto const isOver = [&state] { return !state.running || state.threadId == win32::ThreadId(); };
+        (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     }
     if (wasLinked) timer.Release();
     return wasLinked;
@@ -117,7 +97,7 @@ void TimerCore::Loop() noexcept
 {
     Calls calls;
     std::unique_lock hold(m_lock);
-    m_threadId = win32::ThreadId();
+    m_thread.Begin(m_change);
     while (!m_stopping) {
         try {
             CollectDue(calls);
@@ -128,12 +108,11 @@ void TimerCore::Loop() noexcept
             continue;
         }
         hold.unlock();
-        for (Call const& call : calls) HandOut(call);
+        for (Call& call : calls) HandOut(std::move(call));
         calls.clear();
         hold.lock();
     }
-    m_thread = false;
-    m_change.WakeAll();
+    m_thread.End(m_change);
 }
 
 /// With the lock, which is given back meanwhile.
@@ -193,24 +172,38 @@ void TimerCore::Due(XCTimer& timer, std::uint64_t now, Calls& calls)
     timer.Release(); // the call holds one
 }
 
-void TimerCore::HandOut(Call const& call) noexcept
+void TimerCore::HandOut(Call call) noexcept
 {
     if (call.generation == UINT64_MAX) return;
     if (m_executor.IsNull()) {
-        Invoke(call);
+        Invoke(std::move(call));
         return;
     }
+    XCSmartPtr<XCTimer> const timer = call.timer;
     XCErrorID refused;
     try {
-        XCSmartPtr<TimerCore> const self(this);
-        refused = m_executor->Submit([self, call] { self->Invoke(call); })->GetError();
+        refused = m_executor->Submit(HandedOut(*this, std::move(call)))->GetError();
     } catch (...) {
         refused = FailureOfTask();
     }
-    if (refused.Bad()) End(call, true, refused);
+    if (refused.Good()) return;
+    std::lock_guard const hold(m_lock);
+    TimerAccess::State& state = TimerAccess::Of(*timer);
+    ++state.failures;
+    state.failure = refused;
 }
 
-void TimerCore::Invoke(Call const& call) noexcept
+/// The executor has refused or cancelled the call: its due times are missed.
+void TimerCore::NoteDropped(Call const& call) noexcept
+{
+    {
+        std::lock_guard const hold(m_lock);
+        TimerAccess::Of(*call.timer).missed += call.tick.missed + 1;
+    }
+    End(call, true, XCErrorID());
+}
+
+void TimerCore::Invoke(Call call) noexcept
 {
     Active active{win32::ThreadId()};
     if (!Begin(call, active)) return;
@@ -224,6 +217,7 @@ void TimerCore::Invoke(Call const& call) noexcept
         NoteFailure(m_name, failure);
     }
     End(call, wanted || failure.Bad(), failure);
+    call.timer.Clear(); // what its callback holds goes before Stop returns
     Leave(active);
 }
 
@@ -295,7 +289,7 @@ bool TimerCore::IsOver(unsigned long self) const noexcept
 {
     for (Active const* active = m_active; active; active = active->next)
         if (active->threadId != self) return false;
-    return !m_thread || m_threadId == self;
+    return m_thread.IsOver(self);
 }
 
 XCErrorID TimerCore::Stop(std::uint32_t timeoutMs)
@@ -311,9 +305,7 @@ XCErrorID TimerCore::Stop(std::uint32_t timeoutMs)
         }
     m_wait->Wake();
     unsigned long const self = win32::ThreadId();
-    bool inTime = true;
-    while (!IsOver(self) && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
-    if (IsOver(self)) return XCErrorID::Success;
+    if (WaitUntil(m_change, m_lock, deadline, [this, self] { return IsOver(self); })) return XCErrorID::Success;
     hold.unlock();
     return errors::MakeCoreError(XCErrStillRunning, m_name, XCString(L"a callback"));
 }

@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCTimer.h>
 
 #include "win32/SlimLock.h"
+#include "work/OwnThread.h"
 #include "work/TimerWheel.h"
 
 #include <mutex>
@@ -38,8 +39,9 @@ private:
     struct Call { // handed out; holds the timer
         XCSmartPtr<XCTimer> timer;
         XCTimerTick tick;
-        std::uint64_t generation;
+        std::uint64_t generation = 0;
     };
+    friend class HandedOut<TimerCore, Call>;
     using Calls = std::vector<Call>;
     struct Active { // a thread in a callback
         unsigned long threadId;
@@ -48,13 +50,13 @@ private:
     };
 
     void Loop() noexcept;
-    XCErrorID StartThread() noexcept;
     void CollectDue(Calls& calls);
     void Due(XCTimer& timer, std::uint64_t now, Calls& calls);
     void Link(XCTimer& timer) noexcept;
     bool Unlink(XCTimer& timer) noexcept;
-    void HandOut(Call const& call) noexcept;
-    void Invoke(Call const& call) noexcept;
+    void HandOut(Call call) noexcept;
+    void Invoke(Call call) noexcept;
+    void NoteDropped(Call const& call) noexcept;
     bool Begin(Call const& call, Active& active) noexcept;
     void Leave(Active const& active) noexcept;
     void End(Call const& call, bool wanted, XCErrorID const& failure) noexcept;
@@ -75,9 +77,8 @@ private:
     std::uint64_t m_sleepsUntil[2] = {0, 0}; // the ticks that the thread will look at next; 0: it looks at once
     std::uint64_t m_wakeUps = 0;
     Active* m_active = nullptr;
-    bool m_thread = false;
+    OwnThread m_thread;
     bool m_stopping = false;
-    unsigned long m_threadId = 0;
 };
 
 } // namespace xc::work

@@ -6,8 +6,6 @@
 // past and are treated as any others that were missed.
 #include "work/SchedulerCore.h"
 
-#include <XelbrinCore/XCThread.h>
-
 #include "errors/CoreError.h"
 #include "win32/Process.h"
 #include "work/Executor.h"
@@ -50,40 +48,23 @@ std::uint64_t SchedulerCore::Add(XCSmartPtr<XCScheduleI> const& schedule, Callba
     job->callback = std::move(callback);
     job->options = options;
     job->next = NextOf(*job, InstantOf(options.since, m_clocks.GetUtcMs()));
-    bool startThread = false;
-    {
-        std::lock_guard const hold(m_lock);
-        if (m_stopping) throw XCException(errors::MakeCoreError(XCErrExecutorStopped, m_name));
-        job->id = ++m_lastId;
-        m_jobs.emplace(job->id, job);
-        startThread = !std::exchange(m_thread, true);
-    }
-    if (startThread)
-        StartThread();
-    else
-        m_wait->Wake();
-    return job->id;
-}
-
-void SchedulerCore::StartThread()
-{
-    XCSmartPtr<SchedulerCore> const self(this);
-    XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([self] { self->Loop(); })));
-    thread->SetName(m_name);
-    thread->SetDeleteOnEnd(true);
-    try {
-        (void)thread->Start(); // priority 0 is never refused
-    } catch (...) {
-        std::lock_guard const hold(m_lock);
-        m_thread = false;
-        throw;
-    }
+    std::unique_lock hold(m_lock);
+    if (m_stopping) throw XCException(errors::MakeCoreError(XCErrExecutorStopped, m_name));
+    job->id = ++m_lastId;
+    m_jobs.emplace(job->id, job);
+    m_wait->Wake();
+    XCErrorID failure;
+    if (m_thread.IsNeeded()) failure = m_thread.Ensure(*this, &SchedulerCore::Loop, m_name, hold, m_change);
+    if (failure.Good()) return job->id;
+    m_jobs.erase(job->id); // nobody has learnt its number
+    hold.unlock();
+    throw XCException(failure);
 }
 
 void SchedulerCore::Loop() noexcept
 {
     std::unique_lock hold(m_lock);
-    m_threadId = win32::ThreadId();
+    m_thread.Begin(m_change);
     while (!m_stopping) {
         std::vector<Run> runs;
         try {
@@ -98,8 +79,7 @@ void SchedulerCore::Loop() noexcept
         for (Run& run : runs) HandOut(std::move(run));
         hold.lock();
     }
-    m_thread = false;
-    m_change.WakeAll();
+    m_thread.End(m_change);
 }
 
 /// With the lock, which is given back meanwhile.
@@ -169,21 +149,34 @@ void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& r
 void SchedulerCore::HandOut(Run run) noexcept
 {
     if (m_executor.IsNull()) {
-        Invoke(run);
+        Invoke(std::move(run));
         return;
     }
     JobRef const job = run.job;
     XCErrorID refused;
     try {
-        XCSmartPtr<SchedulerCore> const self(this);
-        refused = m_executor->Submit([self, run = std::move(run)] { self->Invoke(run); })->GetError();
+        refused = m_executor->Submit(HandedOut(*this, std::move(run)))->GetError();
     } catch (...) {
         refused = FailureOfTask();
     }
-    if (refused.Bad()) End(*job, refused);
+    if (refused.Good()) return;
+    std::lock_guard const hold(m_lock);
+    ++job->failures;
+    job->failure = refused;
 }
 
-void SchedulerCore::Invoke(Run const& run) noexcept
+/// The executor has refused or cancelled the run: its due times are missed.
+void SchedulerCore::NoteDropped(Run const& run) noexcept
+{
+    {
+        std::lock_guard const hold(m_lock);
+        run.job->missed += run.calls.size();
+        run.job->untold += run.calls.size() + run.calls.front().missed;
+    }
+    End(*run.job, XCErrorID());
+}
+
+void SchedulerCore::Invoke(Run run) noexcept
 {
     XCErrorID failure;
     for (XCJobCall const& call : run.calls) {
@@ -229,7 +222,8 @@ bool SchedulerCore::Remove(std::uint64_t id) noexcept
     job = std::move(found->second);
     m_jobs.erase(found);
     job->removed = true;
-    while (job->running && job->threadId != win32::ThreadId()) m_change.Wait(m_lock, XCInfinite);
+    auto const isOver = [&job] { return !job->running || job->threadId == win32::ThreadId(); };
+    (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     return true;
 }
 
@@ -248,7 +242,7 @@ bool SchedulerCore::IsOver(unsigned long self) const noexcept
 {
     bool const busy =
         std::ranges::any_of(m_active, [self](JobRef const& job) { return job->running && job->threadId != self; });
-    return !busy && (!m_thread || m_threadId == self);
+    return !busy && m_thread.IsOver(self);
 }
 
 XCErrorID SchedulerCore::Stop(std::uint32_t timeoutMs)
@@ -263,9 +257,7 @@ XCErrorID SchedulerCore::Stop(std::uint32_t timeoutMs)
         for (auto const& [id, job] : jobs) job->removed = true;
         m_wait->Wake();
         unsigned long const self = win32::ThreadId();
-        bool inTime = true;
-        while (!IsOver(self) && inTime) inTime = m_change.Wait(m_lock, deadline.Left()) || deadline.Left() > 0;
-        if (IsOver(self)) return XCErrorID::Success;
+        if (WaitUntil(m_change, m_lock, deadline, [this, self] { return IsOver(self); })) return XCErrorID::Success;
         for (JobRef const& job : m_active) names += names.IsNull() ? job->options.name : L", " + job->options.name;
     }
     return errors::MakeCoreError(XCErrStillRunning, m_name, names);
@@ -287,7 +279,7 @@ XCScheduler::XCScheduler(XCSmartPtr<XCExecutor> const& executor, XCString const&
 
 XCScheduler::~XCScheduler()
 {
-    if (xc::win32::IsShuttingDown()) return; // there are no threads any more, and a lock may be held for ever
+    if (xc::win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
     try {
         (void)m_core->Stop(0);
     } catch (...) { // no memory to tell that a job still runs

@@ -53,7 +53,7 @@ XCTimerQueue::XCTimerQueue(XCSmartPtr<XCExecutor> const& executor, XCString cons
 
 XCTimerQueue::~XCTimerQueue()
 {
-    if (xc::win32::IsShuttingDown()) return; // there are no threads any more, and a lock may be held for ever
+    if (xc::win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
     try {
         (void)m_core->Stop(0);
     } catch (...) { // no memory to tell that a callback still runs

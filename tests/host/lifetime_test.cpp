@@ -3,7 +3,7 @@
 #include "host/host_tools.h"
 #include "repetitions.h"
 
-#include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadPool.h>
 
 #include <random>
 
@@ -119,6 +119,33 @@ TEST(HostLife, APlugInThatSomebodyHoldsKeepsItsCode)
     EXPECT_EQ(listener->heard.Find(L"<Filter> is still"), XCString::npos);
     EXPECT_EQ(held->GetPlugInName().AsUTF8(), "Reader");
     held.Clear();
+}
+
+TEST(HostLife, JobsEndBeforePlugInsLeaveOrKeepThemLoaded)
+{
+    for (bool const blocks : {false, true}) {
+        ListenerPtr const listener(new Listener);
+        std::atomic<bool> door{!blocks};
+        std::atomic<int> begun{0}, ended{0};
+        {
+            XCApplicationWithPlugIns host(L"host /noconsole", listener, false);
+            host.SetExitPatience(blocks ? 100 : XCInfinite);
+            (void)host.LoadPlugIn(new OwnRunner<XCRunPlugIn>(75, [&](auto&) {
+                for (int i = 0; i < 200; ++i)
+                    host.GetJobPool().Submit([&] {
+                        for (++begun; !door;) XCThread::yield();
+                        ++ended;
+                    });
+                while (blocks ? begun == 0 : ended < 200) XCThread::yield();
+            }));
+            EXPECT_EQ(host.Run(), 0);
+        }
+        EXPECT_EQ(listener->heard.Find(L"stays loaded") != XCString::npos, blocks) << listener->heard.AsUTF8();
+        EXPECT_TRUE(!blocks || !XCThread::GetAllThreadsInfo().empty());
+        door = true;
+        for (int i = 0; i < 5000 && !XCThread::GetAllThreadsInfo().empty(); ++i) XCThread::Sleep(1);
+        EXPECT_EQ(ended, begun); // the others were cancelled
+    }
 }
 
 TEST(HostLife, APlugInMayHoldOneThatWasLoadedLater)

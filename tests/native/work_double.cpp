@@ -4,6 +4,7 @@
 
 #include "win32/Clock.h"
 #include "win32/MessageEvent.h"
+#include "win32/Process.h"
 #include "win32/SlimLock.h"
 #include "win32/TimeWait.h"
 
@@ -46,7 +47,7 @@ void SlimSignal::WakeAll() noexcept
     m_signal.notify_all();
 }
 
-bool IsShuttingDown() noexcept
+bool IsProcessEnding() noexcept
 {
     return false;
 }
@@ -78,8 +79,11 @@ XCThread::~XCThread()
     Join();
 }
 
+std::atomic<bool> xc_refuseThreads{false};
+
 XCErrorID XCThread::Start(int)
 {
+    if (xc_refuseThreads) throw XCException(L"no thread");
     XCSmartPtr<XCThread> const self(m_deleteOnEnd ? this : nullptr);
     std::thread thread([this, self] { m_callback->Call(); });
     if (m_deleteOnEnd)

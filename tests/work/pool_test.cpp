@@ -1,7 +1,9 @@
 // Tasks, groups, pools and serial queues: waits that nest, help, sleep or can never end; limits, stops, failures.
+#include <XelbrinCore/XCScheduler.h>
 #include <XelbrinCore/XCThreadPool.h>
 
 #include "work/gate.h"
+#include "work/refusal.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -242,6 +244,17 @@ TEST(Pool, StopCancelsOrRunsWhatIsQueued)
         EXPECT_EQ(runs, queued == XCStopQueued::Run ? 1 : 0);
         EXPECT_EQ(int(second->Wait()), queued == XCStopQueued::Run ? 0 : int(XCErrExecutorStopped));
     }
+    Pool const below = NewPool(1); // tasks of a serial queue go with its pool
+    XCSmartPtr<XCSerialQueue> const serial(new XCSerialQueue(below.GetPtr()));
+    Gate gate, begun;
+    below->Submit([&] { begun.Open(), gate.Pass(); });
+    begun.Pass();
+    auto const lost = serial->Submit([] { FAIL(); });
+    EXPECT_EQ(int(below->Stop(0)), XCErrStillRunning);
+    EXPECT_EQ(int(lost->Wait(20000)), XCErrExecutorStopped);
+    EXPECT_EQ(int(serial->Submit([] { FAIL(); })->GetError()), XCErrExecutorStopped);
+    gate.Open();
+    EXPECT_TRUE(below->Stop().Good());
     Pool const own = NewPool(2); // by a task of the pool: for all but itself
     auto const stops = own->Submit([&] { return int(own->Stop()); });
     EXPECT_TRUE(stops->Wait().Good() && stops->GetResult() == 0 && own->Stop().Good());
@@ -285,6 +298,50 @@ TEST(Pool, ParallelFor)
                      0, 1000000, [&](std::size_t) { ++calls, throw std::runtime_error("no"); }, 10),
                  XCException);
     EXPECT_LE(calls, 3);
+}
+
+// Nothing stays pending that no thread will look after; the next call tries again.
+TEST(Pool, AThreadThatCannotStartIsTold)
+{
+    XCPoolOptions options;
+    options.threadPriority = 12345; // the system refuses it
+    Pool const never = NewPool(1, options);
+    ThreadRefusal refusal;
+    EXPECT_EQ(int(never->Submit([] { FAIL(); })->Wait(20000)), XCErrNoThread);
+    EXPECT_TRUE(never->WaitIdle(20000).Good() && never->Stop(20000, XCStopQueued::Run).Good());
+    if (!ThreadRefusal::Works()) return;
+    XCSmartPtr<XCTimerQueue> const queue(new XCTimerQueue);
+    XCSmartPtr<XCTimer> const timer(new XCTimer([] {}, *queue));
+    XCSmartPtr<XCScheduler> const scheduler(new XCScheduler);
+    XCSmartPtr<XCScheduleI> const daily(new XCScheduleDaily({XCTimeEx(12, 0, 0)}));
+    EXPECT_EQ(int(timer->Start(1)), XCErrNoThread);
+    EXPECT_FALSE(timer->IsPending());
+    EXPECT_THROW(scheduler->Add(daily, {}), XCException);
+    EXPECT_TRUE(scheduler->List().empty());
+    refusal.End();
+    EXPECT_TRUE(timer->Start(0).Good() && scheduler->Add(daily, {}) > 0);
+    EXPECT_TRUE(queue->Stop().Good() && scheduler->Stop().Good());
+}
+
+// A task that a busy worker has taken ahead runs on the other one, a cancelled one never.
+TEST(Pool, NothingIsStuckAheadOfABusyWorker)
+{
+    Pool const pool = NewPool(2);
+    Gate gates[2], blocker;
+    std::atomic<int> begun{0}, ran{0};
+    for (Gate& gate : gates) pool->Submit([&] { ++begun, gate.Pass(); });
+    while (begun < 2) XCThread::yield();
+    pool->Submit([&] { blocker.Pass(); }); // the first of a long queue: a worker takes more along with it
+    std::vector<XCSmartPtr<XCTask>> tasks;
+    for (int i = 0; i < 40; ++i) tasks.emplace_back(pool->Submit([&] { ++ran; }).GetPtr());
+    gates[0].Open();
+    while (pool->GetStatistics().queued > tasks.size()) XCThread::yield();
+    EXPECT_TRUE(tasks[1]->Cancel());
+    gates[1].Open();
+    for (auto const& task : tasks) EXPECT_EQ(int(task->Wait(20000)), task == tasks[1] ? int(XCErrCancelled) : 0);
+    blocker.Open();
+    EXPECT_TRUE(pool->WaitIdle(20000).Good());
+    EXPECT_EQ(ran, 39);
 }
 
 // Random trees of tasks that wait, cancel, submit to serial queues and fail, on few threads: everything ends.

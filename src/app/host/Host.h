@@ -2,6 +2,7 @@
 #pragma once
 
 #include <XelbrinCore/XCApplicationWithPlugIns.h>
+#include <XelbrinCore/XCThreadPool.h>
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
@@ -42,6 +43,10 @@ struct XCApplicationWithPlugIns::Host {
     /// What of a module is still registered with the log or among the threads; null when nothing is.
     static wchar_t const* LeftBehindBy(void const* module);
 
+    XCThreadPool& JobPool();
+    /// @return false when jobs go on.
+    bool StopJobs() noexcept;
+
     xc::host::PlugInList list;
     std::atomic<bool> exitAsked = false; ///< RequestExit was called for the present quit request
     std::atomic<unsigned int> exitPatienceMs = XCThreadedRunPlugIn::kExitPatienceMs;
@@ -52,4 +57,6 @@ struct XCApplicationWithPlugIns::Host {
 
 private:
     Known const* m_known = nullptr;
+    XCCriticalSection m_jobSection; // guards the pointer
+    XCSmartPtr<XCThreadPool> m_jobs;
 };

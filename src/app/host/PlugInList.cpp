@@ -146,12 +146,12 @@ void PlugInList::Mark(Entry& entry, Entry const* user, Entry*& marked) noexcept
 // At the end of the process a thread that did not stop in time still runs code of its module, which may call what it
 // depends on. All of these stay loaded; the rest can go. The stack of the walk is threaded through the entries because
 // out of memory must not keep a process from ending.
-void PlugInList::MarkStaying() noexcept
+void PlugInList::MarkStaying(bool all) noexcept
 {
     Guard const guard(m_section);
     Entry* marked = nullptr;
     for (auto& [number, entry] : m_entries)
-        if (entry.threaded && entry.threaded->IsRunning()) Mark(entry, nullptr, marked);
+        if (all || (entry.threaded && entry.threaded->IsRunning())) Mark(entry, nullptr, marked);
     while (marked) {
         Entry const& user = *std::exchange(marked, marked->nextMarked);
         for (PlugInIdEx const& wanted : user.dependencies)

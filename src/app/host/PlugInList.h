@@ -86,8 +86,8 @@ public:
     Place TakeLastChildOf(XCGuid const& container) noexcept;
     /// The last one below a position that nobody but the list holds, which is moved there; none when there is none.
     Place TakeFree(std::uint64_t& below) noexcept;
-    /// Marks those whose threads still run, and those that these need.
-    void MarkStaying() noexcept;
+    /// Marks those whose threads still run, and those that these need. @param all all of them.
+    void MarkStaying(bool all) noexcept;
 
     bool IsEmpty() const noexcept;
     bool Holds(XCPlugIn const* plugIn) const noexcept;

@@ -49,7 +49,7 @@ XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
     auto const all = [](XCUnitTest::Function const&) { return true; };
     m_mainMenu->RemoveTestCases(all); // they may be code of modules
     // Threads that did not stop in time still run code of some modules: those are left as they are.
-    m_host->list.MarkStaying();
+    m_host->list.MarkStaying(!m_host->StopJobs());
     for (PlugInList::Place last; (last = m_host->list.TakeLast());) {
         if (last->stays)
             xc::host::Unloader::Leave(*last);
@@ -91,6 +91,28 @@ wchar_t const* XCApplicationWithPlugIns::Host::LeftBehindBy(void const* module)
 {
     if (xc::log::SubscriberList::Of(GetLogManager()).IsAnyFrom(module)) return L"a log subscriber";
     return xc::sync::ThreadRun::IsAnyFrom(module) ? L"a thread" : nullptr;
+}
+
+// Jobs ----------------------------------------------------------------------------------------------------------
+
+XCThreadPool& XCApplicationWithPlugIns::GetJobPool() const
+{
+    return m_host->JobPool();
+}
+
+XCThreadPool& XCApplicationWithPlugIns::Host::JobPool()
+{
+    XCLockGuard const guard(m_jobSection);
+    if (m_jobs.IsNull()) m_jobs = new XCThreadPool(0, 0, L"jobs");
+    return *m_jobs;
+}
+
+bool XCApplicationWithPlugIns::Host::StopJobs() noexcept
+{
+    if (m_jobs.IsNull()) return true;
+    XCErrorID const stopped = Sealed([this] { return m_jobs->Stop(exitPatienceMs); });
+    if (stopped.Bad()) SayIfPossible([&] { PrintError(stopped.AsString()); });
+    return stopped.Good();
 }
 
 // What is loaded ------------------------------------------------------------------------------------------------
