@@ -107,6 +107,7 @@ coverage: setup-coverage
 	@$(call build,coverage)
 	@scripts/coverage.sh $(BUILD)/coverage
 
+bench-page: export XC_BENCH_REPETITIONS ?= 5
 bench-page: bench
 	@python3 scripts/plot_benchmarks.py $(BUILD)/bench/results.json
 
