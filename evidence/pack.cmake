@@ -1,9 +1,12 @@
-# Packs the FILES (a list, one a line, below BIN) and the script of this folder into FOLDER/XelbrinCore-evidence.zip.
+# Packs the FILES (a list, one a line; those below BIN keep their place) and the script of this folder into FOLDER/XelbrinCore-evidence.zip.
 set(tree ${FOLDER}/tree)
 file(REMOVE_RECURSE ${FOLDER})
 file(STRINGS ${FILES} files)
 foreach(file ${files})
   file(RELATIVE_PATH place ${BIN} ${file})
+  if(place MATCHES "^\\.\\.|:")
+    get_filename_component(place ${file} NAME)
+  endif()
   get_filename_component(place bin/${place} DIRECTORY)
   file(COPY ${file} DESTINATION ${tree}/${place})
 endforeach()
