@@ -16,6 +16,7 @@
 #include "win32/Process.h"
 
 #include <algorithm>
+#include <string>
 #include <vector>
 
 namespace xc::win32 {
@@ -93,6 +94,12 @@ bool IsAbandoned(TemporaryName const& file, std::uint64_t lastWrite) noexcept
     return !IsProcessAlive(file.process) || StartedAfter(file.process, lastWrite);
 }
 
+std::wstring Digits(unsigned long number)
+{
+    std::string const digits = std::to_string(number);
+    return {digits.begin(), digits.end()};
+}
+
 void RemoveAbandoned(SystemPath const& target)
 {
     std::wstring const name(target.FileName());
@@ -111,10 +118,10 @@ unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporar
     FileFacts facts;
     if (GetFacts(target, facts) == 0 && facts.isReadOnly) return kErrorAccessDenied;
     RemoveAbandoned(target);
-    std::wstring const stem = L"." + std::wstring(MachineMark()) + L"-" + std::to_wstring(ProcessId()) + L"-";
+    std::wstring const stem = L"." + std::wstring(MachineMark()) + L"-" + Digits(ProcessId()) + L"-";
     unsigned long error = 0;
     for (unsigned int i = 0; i < kMostTries; ++i) {
-        temporary = target.WithSuffix(stem + std::to_wstring(i) + kEnding);
+        temporary = target.WithSuffix(stem + Digits(i) + kEnding);
         error = CreateLike(temporary, target, m_file);
         if (error == 0 || !Exists(temporary)) break; // else another thread's, or of an ended process of this number
     }

@@ -144,7 +144,7 @@ bool StartedAfter(unsigned long, std::uint64_t) noexcept
 
 std::wstring_view MachineMark() noexcept
 {
-    return L"00000000";
+    return {L"00000000", 8};
 }
 
 namespace {
