@@ -1,4 +1,5 @@
-# Packs the FILES (a list, one a line; those below BIN keep their place) and the script of this folder into FOLDER/XelbrinCore-evidence.zip.
+# Packs the FILES (a list, one a line; those below BIN keep their place) and the script of this folder into
+# FOLDER/XelbrinCore-evidence.zip.
 set(tree ${FOLDER}/tree)
 file(REMOVE_RECURSE ${FOLDER})
 file(STRINGS ${FILES} files)
