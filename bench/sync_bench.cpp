@@ -1,4 +1,5 @@
 // Rows of locks and threads, each beside the object of the system or of the standard library that it stands on.
+#include <XelbrinCore/XCProgress.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCThread.h>
@@ -138,5 +139,13 @@ void StartJoin_rawThread(benchmark::State& state)
     }
 }
 BENCHMARK(StartJoin_rawThread)->UseRealTime();
+
+void Step_XCProgress(benchmark::State& state)
+{
+    XCSmartPtr<XCProgress> const progress(new XCProgress({}));
+    progress->SetRange(UINT64_MAX);
+    for (auto _ : state) progress->Step();
+}
+BENCHMARK(Step_XCProgress);
 
 } // namespace

@@ -26,11 +26,24 @@ void NumberToTextInOneStream(benchmark::State& state)
     int number = 1234567;
     XCStringStream stream;
     for (auto _ : state) {
+        stream.Clear();
         stream << ++number;
-        benchmark::DoNotOptimize(stream.Take());
+        benchmark::DoNotOptimize(stream.AsString());
     }
 }
 BENCHMARK(NumberToTextInOneStream);
+
+void FloatingPointToTextInOneStream(benchmark::State& state)
+{
+    double number = 1234567.25;
+    XCStringStream stream;
+    for (auto _ : state) {
+        stream.Clear();
+        stream << (number += 1.1);
+        benchmark::DoNotOptimize(stream.AsString());
+    }
+}
+BENCHMARK(FloatingPointToTextInOneStream);
 
 void NumberToTextByWideStream(benchmark::State& state)
 {

@@ -90,7 +90,7 @@ struct Places {
     }
 };
 
-// The parts that run in a process of their own -----------------------------------------------------------------------------
+// The parts that run in a process of their own ----------------------------------------------------------------------
 
 int AskOne(XCString const& number, fs::path const& answerFile)
 {
@@ -109,7 +109,7 @@ int MeasureAll(fs::path const& rowFile)
     return WriteAll(rowFile, out) ? 0 : 1;
 }
 
-// The run --------------------------------------------------------------------------------------------------------------------
+// The run -----------------------------------------------------------------------------------------------------------
 
 AskedQuestion Asked(Places const& places, std::size_t number, Question const& question)
 {

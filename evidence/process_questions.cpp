@@ -15,7 +15,7 @@ namespace {
 constexpr int kControlSeen = 77;  // what the process that waits for Ctrl-Break ends with
 constexpr int kOverflowSeen = 78; // what a process ends with that has seen its stack overflow
 
-// Roles -----------------------------------------------------------------------------------------------------------------
+// Roles -------------------------------------------------------------------------------------------------------------
 
 BOOL WINAPI EndByControl(DWORD kind)
 {
@@ -55,7 +55,7 @@ int OverflowStack()
     return Deeper(&start);
 }
 
-// Questions ---------------------------------------------------------------------------------------------------------------
+// Questions ---------------------------------------------------------------------------------------------------------
 
 Answer ControlBreak(Asker const& asker)
 {

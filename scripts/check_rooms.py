@@ -48,7 +48,7 @@ HEADER_ROOM = {
     "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",
     "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
     "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
-    "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCThread.h": "sync",
+    "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCProgress.h": "sync", "XCThread.h": "sync",
     "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
     "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogChannel.h": "log", "XCLogFile.h": "log",

@@ -20,6 +20,12 @@ unsigned long LineFile::Open(XCString const& path)
     return 0;
 }
 
+std::uint64_t LineFile::Size() const noexcept
+{
+    LARGE_INTEGER size{};
+    return ::GetFileSizeEx(m_handle, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+}
+
 std::string LineFile::ReadLines()
 {
     for (;;) {

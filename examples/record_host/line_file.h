@@ -3,6 +3,7 @@
 
 #include <XelbrinCore/XCString.h>
 
+#include <cstdint>
 #include <string>
 
 /// A file that another program may be writing, renaming or deleting at the same time.
@@ -15,6 +16,8 @@ public:
 
     /// @return 0, or the system's error.
     unsigned long Open(XCString const& path);
+    /// The bytes of the file as it is now; 0 where the system does not tell, as of a pipe.
+    [[nodiscard]] std::uint64_t Size() const noexcept;
     /// Gives the next chunk of whole lines; empty when there is none yet. A line that is longer than a chunk is cut.
     /// @throws XCWindowsLastErrorException when the file cannot be read.
     std::string ReadLines();

@@ -6,12 +6,14 @@
 #include "record_parser.h"
 #include "records.h"
 
+#include <XelbrinCore/XCProgress.h>
 #include <XelbrinCore/XCTrace.h>
 
 namespace {
 
 constexpr wchar_t kName[] = L"Reader";
 constexpr int kDefaultPollMs = 500;
+constexpr std::uint64_t kLargeInput = 4 << 20; // bytes from which on the console shows how far the reading is
 
 class Reader final : public XCRunPlugIn {
 public:
@@ -27,6 +29,7 @@ public:
 private:
     bool Send(std::string const& lines);
     bool MayGoOn();
+    [[nodiscard]] XCSmartPtr<XCProgress> StartProgress() const;
 
     XCString m_input;
     int m_pollMs = 0; // 0: the end of the file is the end of the job
@@ -62,15 +65,26 @@ XCErrorID Reader::Init(XCApplicationWithPlugIns const& application)
 void Reader::Run()
 {
     FinishAtEnd const end(*m_next);
-    bool wanted = Send({}); // an empty log is one, too
+    XCSmartPtr<XCProgress> const progress = StartProgress(); // ends before the report begins
+    bool wanted = Send({});                                  // an empty log is one, too
     while (wanted) {
         std::string const lines = m_file.ReadLines();
+        progress->Step(lines.size());
         if (!lines.empty())
             wanted = Send(lines) && !m_exit.posted();
         else if (!MayGoOn())
             break;
     }
     if (m_pollMs == 0 && wanted) Send(m_file.TakeRest());
+}
+
+/// A bar for a large file that is read to its end; else nobody is told.
+XCSmartPtr<XCProgress> Reader::StartProgress() const
+{
+    bool const isLong = m_pollMs == 0 && m_file.Size() >= kLargeInput;
+    XCSmartPtr<XCProgress> progress(new XCProgress(isLong ? XCConsoleProgress() : XCProgress::Listener()));
+    progress->SetRange(m_file.Size());
+    return progress;
 }
 
 /// At the end of the file: waits for more to come, if that is wanted.

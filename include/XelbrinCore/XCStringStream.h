@@ -10,7 +10,8 @@
 // ERRORS   The status of reading is sticky: after a failure nothing is read, values stay as they are, and GetError tells
 //          the position. XCErrNoNumber: no number there. XCErrNumberRange: too large (or too small) for its type.
 //          XCErrTextEnds: nothing is left.
-// COST     A number: its digits on the stack and one append.
+// COST     A number: some 15 ns in a text that has room, a floating-point one 50 ns more. New storage costs several times
+//          as much: Clear keeps it.
 // THREADS  One thread at a time.
 #pragma once
 
@@ -118,6 +119,8 @@ public:
     [[nodiscard]] XCString const& AsString() const noexcept { return m_text; }
     /// Gives the text away and begins anew.
     XCString Take();
+    /// Begins anew in the storage of the text, unless somebody shares it: for one text after the other.
+    void Clear() noexcept;
 
     // Reading -----------------------------------------------------------------------------------------------------
 
@@ -167,6 +170,7 @@ private:
     bool ReadWithin(Number& value, int base, std::size_t bytes);
     bool Begin();
     void Fail(long code, std::size_t position);
+    bool AppendPlain(std::uint64_t magnitude, bool isNegative, XCNumberFormat const& format);
     void AppendNumber(std::string_view digits, XCNumberFormat const& format, bool isLocal);
 
     XCString m_text;

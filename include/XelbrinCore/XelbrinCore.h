@@ -43,6 +43,7 @@
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCPlugIn.h>
+#include <XelbrinCore/XCProgress.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCRegEx.h>
 #include <XelbrinCore/XCRegExFind.h>

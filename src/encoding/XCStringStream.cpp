@@ -1,7 +1,8 @@
 // Values to text and back over one string.
 //
-// Digits are made on the stack by the invariant conversions of NumberText.h and leave in one append; the sign, the groups and
-// the decimal mark of a locale are put in on the way, from the parts of the finished digits. Reading spells the number
+// A plain integer without a locale, the usual case, is counted first and then written where it stays, two digits a
+// division. All other digits are made on the stack by the invariant conversions and leave in one append; the sign, the
+// groups and the decimal mark of a locale are put in on the way, from the parts of the finished digits. Reading spells the number
 // in the invariant way first (NumberScan.h) and converts it as a whole, so that both directions know one form of numbers.
 //
 // Invariant: m_position is at most the length of the text; a read that fails leaves it at the beginning of its value and
@@ -16,6 +17,8 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+
+using xc::text::StringAccess;
 
 namespace {
 
@@ -78,6 +81,18 @@ std::wstring InLocale(std::string_view digits, XCLocale const& locale)
     return text;
 }
 
+/// Appends digits with the fill up to their width: zeros go between sign and digits.
+template <class Digits>
+void AppendPadded(XCString& to, Digits digits, XCNumberFormat const& format)
+{
+    std::size_t const fill = format.width - std::min(format.width, digits.size());
+    std::size_t const sign = fill != 0 && format.fill == L'0' && digits.starts_with('-') ? 1 : 0;
+    wchar_t* place = StringAccess::Extend(to, fill + digits.size());
+    place = std::copy_n(digits.begin(), sign, place);
+    place = std::fill_n(place, fill, format.fill);
+    std::copy(digits.begin() + static_cast<std::ptrdiff_t>(sign), digits.end(), place);
+}
+
 long PositionParameter(std::size_t position) noexcept
 {
     return static_cast<long>(std::min<std::size_t>(position, INT32_MAX));
@@ -111,29 +126,40 @@ XCString XCStringStream::Take()
     return taken;
 }
 
+void XCStringStream::Clear() noexcept
+{
+    m_position = 0;
+    m_error = XCErrorID::Success;
+    if (StringAccess::CanWrite(m_text, 1))
+        m_text.Assign(nullptr, 0, m_text.Capacity()); // in place
+    else
+        m_text.Clear();
+}
+
 /// Appends finished digits with what their format asks for.
 void XCStringStream::AppendNumber(std::string_view digits, XCNumberFormat const& format, bool isLocal)
 {
-    wchar_t wide[kMostDigits];
-    std::wstring local;
-    std::wstring_view text(wide, digits.size());
-    if (isLocal && m_locale) {
-        local = InLocale(digits, *m_locale);
-        text = local;
-    } else {
-        std::copy(digits.begin(), digits.end(), wide);
-    }
-    if (text.size() < format.width) {
-        std::size_t const sign = format.fill == L'0' && text.starts_with(L'-') ? 1 : 0;
-        m_text.Append(text.substr(0, sign));
-        m_text.Append(XCString(format.fill, format.width - text.size()));
-        text.remove_prefix(sign);
-    }
-    m_text.Append(text);
+    if (isLocal && m_locale)
+        AppendPadded(m_text, std::wstring_view(InLocale(digits, *m_locale)), format);
+    else
+        AppendPadded(m_text, digits, format);
+}
+
+/// An integer of the format that numbers have unless they say otherwise: its digits are written where they stay.
+bool XCStringStream::AppendPlain(std::uint64_t magnitude, bool isNegative, XCNumberFormat const& format)
+{
+    if (format.base != 10 || format.width != 0 || m_locale) return false;
+    std::size_t const units = xc::text::CountDigits(magnitude) + (isNegative ? 1 : 0);
+    wchar_t* const place = StringAccess::Extend(m_text, units);
+    *place = L'-'; // of a positive one the first digit takes this place
+    xc::text::PutDecimal(place + units, magnitude);
+    return true;
 }
 
 XCStringStream& XCStringStream::Write(std::int64_t value, XCNumberFormat const& format)
 {
+    std::uint64_t const bits = static_cast<std::uint64_t>(value);
+    if (AppendPlain(value < 0 ? 0 - bits : bits, value < 0, format)) return *this;
     char digits[kMostDigits];
     AppendNumber(xc::text::PutInteger(digits, value, format.base), format, format.base == 10);
     return *this;
@@ -141,6 +167,7 @@ XCStringStream& XCStringStream::Write(std::int64_t value, XCNumberFormat const& 
 
 XCStringStream& XCStringStream::Write(std::uint64_t value, XCNumberFormat const& format)
 {
+    if (AppendPlain(value, false, format)) return *this;
     char digits[kMostDigits];
     AppendNumber(xc::text::PutInteger(digits, value, format.base), format, format.base == 10);
     return *this;
@@ -148,18 +175,15 @@ XCStringStream& XCStringStream::Write(std::uint64_t value, XCNumberFormat const&
 
 XCStringStream& XCStringStream::Write(double value, XCNumberFormat const& format)
 {
+    using Form = XCNumberFormat::Form;
     char digits[kMostDigits];
+    char* const last = digits + kMostDigits;
     int const decimals = std::clamp(format.decimals, 0, kMostDecimals);
-    char* end = nullptr;
-    if (format.form == XCNumberFormat::Form::Shortest)
-        end = std::to_chars(digits, digits + kMostDigits, value).ptr;
-    else
-        end = std::to_chars(digits, digits + kMostDigits, value,
-                            format.form == XCNumberFormat::Form::Fixed ? std::chars_format::fixed
-                                                                       : std::chars_format::scientific,
-                            decimals)
-                  .ptr;
-    AppendNumber({digits, static_cast<std::size_t>(end - digits)}, format, true);
+    auto const how = format.form == Form::Fixed ? std::chars_format::fixed : std::chars_format::scientific;
+    std::to_chars_result const written = format.form == Form::Shortest
+                                             ? std::to_chars(digits, last, value)
+                                             : std::to_chars(digits, last, value, how, decimals);
+    AppendNumber({digits, static_cast<std::size_t>(written.ptr - digits)}, format, true);
     return *this;
 }
 

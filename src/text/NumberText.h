@@ -3,9 +3,15 @@
 
 #include <XelbrinCore/XCString.h>
 
+#include "text/StringAccess.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace xc::text {
@@ -14,8 +20,7 @@ namespace xc::text {
 inline XCString AsciiText(std::string_view ascii)
 {
     XCString text;
-    text.Reserve(ascii.empty() ? 0 : ascii.size() + 1);
-    for (char const character : ascii) text += static_cast<wchar_t>(character);
+    if (!ascii.empty()) std::copy(ascii.begin(), ascii.end(), StringAccess::Extend(text, ascii.size()));
     return text;
 }
 
@@ -45,16 +50,49 @@ inline XCString FixedText(double value, int decimals)
     return AsciiText({digits, static_cast<std::size_t>(end - digits)});
 }
 
+/// 0, 10, 100 and so on up to 10^19: the least number of each count of digits after the first.
+inline constexpr auto kLeastNumbers = [] {
+    std::array<std::uint64_t, 20> least{};
+    std::uint64_t power = 1;
+    for (std::size_t i = 1; i < least.size(); ++i) least[i] = power *= 10;
+    return least;
+}();
+
+/// How many decimal digits the value has; at least one.
+constexpr std::size_t CountDigits(std::uint64_t value) noexcept
+{
+    // The logarithm of two times 1233 / 4096 is that of ten, rounded down; the table tells whether one digit is missing.
+    std::size_t const fewest = static_cast<std::size_t>(std::bit_width(value | 1)) * 1233 >> 12;
+    return fewest + (value >= kLeastNumbers[fewest] ? 1 : 0);
+}
+
+/// Writes the decimal digits of the value so that they end before `end`, two a division; returns the first of them.
+inline wchar_t* PutDecimal(wchar_t* end, std::uint64_t value) noexcept
+{
+    static constexpr auto kPairs = [] {
+        std::array<wchar_t, 200> pairs{};
+        for (std::size_t i = 0; i < 100; ++i) {
+            pairs[2 * i] = static_cast<wchar_t>(L'0' + i / 10);
+            pairs[2 * i + 1] = static_cast<wchar_t>(L'0' + i % 10);
+        }
+        return pairs;
+    }();
+    auto const putPair = [&end](std::uint64_t pair) {
+        end -= 2;
+        std::memcpy(end, &kPairs[pair * 2], 2 * sizeof *end);
+    };
+    for (; value >= 100; value /= 100) putPair(value % 100);
+    if (value >= 10)
+        putPair(value);
+    else
+        *--end = static_cast<wchar_t>(L'0' + value);
+    return end;
+}
+
 /// The decimal digits of a number, in memory of its own: for places that must not allocate.
 class Digits {
 public:
-    explicit Digits(std::uint64_t value) noexcept
-    {
-        do {
-            *--m_begin = static_cast<wchar_t>(L'0' + value % 10);
-            value /= 10;
-        } while (value != 0);
-    }
+    explicit Digits(std::uint64_t value) noexcept : m_begin(PutDecimal(m_digits + kMost, value)) {}
     Digits(Digits const&) = delete;
     Digits& operator=(Digits const&) = delete;
     [[nodiscard]] std::wstring_view View() const noexcept
@@ -65,7 +103,7 @@ public:
 private:
     static constexpr std::size_t kMost = 20;
     wchar_t m_digits[kMost];
-    wchar_t* m_begin = m_digits + kMost;
+    wchar_t const* m_begin;
 };
 
 /// Writes exactly `width` digits, the lowest ones of the value; returns what follows them.

@@ -3,6 +3,8 @@
 
 #include <XelbrinCore/XCString.h>
 
+#include <stdexcept>
+
 namespace xc::text {
 
 struct StringAccess {
@@ -20,6 +22,15 @@ struct StringAccess {
             text.Clear();
         else
             text.SetLength(n);
+    }
+    /// Makes the text longer by `count` units, at least one, of no particular value; returns the first of them.
+    static wchar_t* Extend(XCString& text, std::size_t count)
+    {
+        std::size_t const length = text.Length();
+        if (count > XCString::kMaxLength - length) throw std::length_error("XCString: text too long");
+        if (!CanWrite(text, length + count)) text.Reserve(length + count + 1);
+        text.SetLength(length + count);
+        return Units(text) + length;
     }
 };
 

@@ -3,7 +3,8 @@
 // All code points with the same category, case, digit row and white space share one of about 200 records. In the basic
 // plane a unit finds its record in two stages: its upper ten bits choose a block of 64, equal blocks are stored once, and
 // the block gives the number of the record. That is 14 KiB for what a direct table needs 64 for, and stays in the
-// first cache for text of a few scripts. Above the basic plane long runs share a record, so their starts are searched.
+// first cache for text of a few scripts. The category is what is asked most, for each unit of a text, so it has two stages of
+// its own that programs read without a call: a call into the library costs more than the look-up. Above the basic plane long runs share a record, so their starts are searched.
 // Case is kept as a difference, which whole alphabets have in common. Decompositions are stored whole, not step by step:
 // one look-up gives the final text. The 11,172 syllables of Hangul are computed from their number, as the standard
 // defines them. Canonical order is an insertion sort within each run of marks: runs are short, and it is stable.
@@ -125,9 +126,9 @@ XCString XCUnicode::GetVersion()
     return xc::text::kUnicodeVersion;
 }
 
-XCUnicodeCategory XCUnicode::GetCategory(char32_t point) noexcept
+XCUnicodeCategory XCUnicode::GetCategoryAbove(char32_t point) noexcept
 {
-    return static_cast<XCUnicodeCategory>(RecordOf(point).category);
+    return static_cast<XCUnicodeCategory>(xc::text::RecordAbove(point).category);
 }
 
 bool XCUnicode::IsSpace(char32_t point) noexcept

@@ -68,6 +68,14 @@ bool IsConsole(StandardStream stream) noexcept
     return IsConsoleHandle(StreamHandle(stream));
 }
 
+std::size_t ConsoleColumns(StandardStream stream) noexcept
+{
+    KeepLastError const keep;
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!::GetConsoleScreenBufferInfo(StreamHandle(stream), &info)) return 0;
+    return static_cast<std::size_t>(std::max(info.srWindow.Right - info.srWindow.Left + 1, 1));
+}
+
 unsigned long WriteToConsole(StandardStream stream, wchar_t const* text, std::size_t count) noexcept
 {
     return WriteUnits(StreamHandle(stream), text, count);

@@ -11,6 +11,9 @@ enum class StandardStream { Output, Error };
 /// Whether the stream is a console, which takes UTF-16; anything else takes bytes.
 [[nodiscard]] bool IsConsole(StandardStream stream) noexcept;
 
+/// The columns of the console's window; 0 when the stream is none.
+[[nodiscard]] std::size_t ConsoleColumns(StandardStream stream) noexcept;
+
 /// Writes the whole text; pairs of surrogates are not taken apart. 0, or the number of the system's error.
 unsigned long WriteToConsole(StandardStream stream, wchar_t const* text, std::size_t count) noexcept;
 /// The same to a handle that was a standard stream; to anything but a console as UTF-8.

@@ -27,9 +27,10 @@ void TimeWait::Wait(std::uint32_t awakeMs, std::int64_t utcMs) noexcept
 {
     constexpr std::int64_t kEpochMs = 11644473600000; // 1970, since 1601
     HANDLE const objects[] = {m_event, m_timer};
-    LARGE_INTEGER due;
-    due.QuadPart = (utcMs + kEpochMs) * 10000; // not negative: an instant, no span
-    bool const instant = utcMs != kNever && utcMs > -kEpochMs && m_timer;
+    constexpr std::int64_t kLastMs = INT64_MAX / 10000 - kEpochMs; // what the timer can be told; kNever is later
+    bool const instant = utcMs > -kEpochMs && utcMs <= kLastMs && m_timer;
+    LARGE_INTEGER due{};
+    if (instant) due.QuadPart = (utcMs + kEpochMs) * 10000; // not negative: an instant, no span
     bool const set = instant && ::SetWaitableTimer(m_timer, &due, 0, nullptr, nullptr, FALSE);
     ::WaitForMultipleObjects(set ? 2 : 1, objects, FALSE, awakeMs);
     if (set) ::CancelWaitableTimer(m_timer);

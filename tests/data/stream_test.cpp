@@ -12,89 +12,70 @@ using namespace xc_test;
 
 XCString const kLone(wchar_t{0xD800});
 
-struct Put {
-    XCBinaryWriter& stream;
-    void One(auto const& value) { stream.Write(value); }
-    void Var(auto value) { stream.WriteVar(value); }
-    void Text(XCString const& text, XCTextForm form, XCLengthForm length) { stream.WriteText(text, form, length); }
-    void Bytes(XCBuffer const& bytes, XCLengthForm length) { stream.WriteBytes(bytes, length); }
-};
-
-struct Get {
-    XCBinaryReader& stream;
-    template <class T>
-    void One(T const& wanted)
-    {
-        T value{};
-        Expect(stream.Read(value), value, wanted);
-    }
-    template <class T>
-    void Var(T wanted)
-    {
-        T value{};
-        Expect(stream.ReadVar(value), value, wanted);
-    }
-    void Text(XCString const& wanted, XCTextForm form, XCLengthForm length)
-    {
-        XCString text;
-        Expect(stream.ReadText(text, form, length), text, wanted);
-    }
-    void Bytes(XCBuffer const& wanted, XCLengthForm length)
-    {
-        XCBuffer bytes;
-        EXPECT_TRUE(stream.ReadBytes(bytes, length) && bytes == wanted);
-    }
-    static void Expect(bool read, auto const& value, auto const& wanted)
-    {
-        EXPECT_TRUE(read);
-        EXPECT_EQ(value, wanted);
-    }
-};
-
-/// Every kind of value once.
-void Transfer(auto io)
+/// Every kind of value once; `pass` writes or reads one in the usual form.
+void Transfer(auto pass)
 {
-    io.One(std::int8_t{-1});
-    io.Var(std::int64_t{INT64_MIN});
-    io.Var(UINT64_MAX);
-    io.One(XCString(std::wstring_view(L"tw\u00F6 \U0001F600\0end", 10)));
-    for (std::size_t const length : {0u, 1u, 15u, 16u, 17u, 300u})
-        io.One(XCString(L'a', length)); // around the kernel's
-    io.Text(XCString(L'\u20AC', 30000), XCTextForm::Utf8, XCLengthForm::Bits32);
-    io.Text(kLone, XCTextForm::Utf16, XCLengthForm::Bits8);
-    io.Bytes(XCBuffer(XCBytes(std::string(70000, 'b'))), XCLengthForm::Bits32);
-    io.One(XCDateEx(2026, 2, 19));
-    io.One(XCTimeEx());
-    io.One(XCDateTimeEx(1999, 12, 31, 23, 59, 58, 997, XCTimeZone()));
-    io.One(XCDurationEx(-3, XCDurationEx::Week));
-    io.One(XCDate(17));
-    io.One(XCDateTime());
-    io.One(XCDouble(-1.005, 2));
-    io.One(XCGuid(1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}));
-    io.One(1.5);
-    io.One(true);
+    pass(std::int8_t{-1});
+    pass(XCString(std::wstring_view(L"tw\u00F6 \U0001F600\0end", 10)));
+    for (std::size_t const length : {0u, 1u, 15u, 16u, 17u, 300u}) pass(XCString(L'a', length)); // around the kernel's
+    pass(XCString(L'\u20AC', 30000));
+    pass(XCBuffer(XCBytes(std::string(70000, 'b'))));
+    pass(XCDateEx(2026, 2, 19));
+    pass(XCTimeEx());
+    pass(XCDateTimeEx(1999, 12, 31, 23, 59, 58, 997, XCTimeZone()));
+    pass(XCDurationEx(-3, XCDurationEx::Week));
+    pass(XCDate(17));
+    pass(XCDateTime());
+    pass(XCDouble(-1.005, 2));
+    pass(1.5);
+    pass(true);
+}
+
+void WriteAll(XCBinaryWriter& writer)
+{
+    Transfer([&writer](auto const& value) {
+        if constexpr (std::is_same_v<decltype(value), XCBuffer const&>)
+            writer.WriteBytes(value, XCLengthForm::Bits32);
+        else
+            writer.Write(value);
+    });
+    writer.WriteVar(std::int64_t{INT64_MIN});
+    writer.WriteVar(UINT64_MAX);
+    writer.WriteText(kLone, XCTextForm::Utf16, XCLengthForm::Bits8);
+}
+
+void ReadAll(XCBinaryReader& reader)
+{
+    Transfer([&reader]<class T>(T const& wanted) {
+        T value{};
+        if constexpr (std::is_same_v<T, XCBuffer>)
+            EXPECT_TRUE(reader.ReadBytes(value, XCLengthForm::Bits32));
+        else
+            EXPECT_TRUE(reader.Read(value));
+        EXPECT_TRUE(value == wanted);
+    });
+    std::int64_t least = 0;
+    std::uint64_t greatest = 0;
+    XCString lone;
+    reader.ReadVar(least) && reader.ReadVar(greatest) && reader.ReadText(lone, XCTextForm::Utf16, XCLengthForm::Bits8);
+    EXPECT_TRUE(least == INT64_MIN && greatest == UINT64_MAX && lone == kLone && reader.AtEnd() && reader.Good());
 }
 
 TEST(BinaryStream, EveryValueFromEverySource)
 {
     for (XCByteOrder const order : {XCByteOrder::Little, XCByteOrder::Big}) {
         XCByteQueue bytes;
-        {
-            XCBinaryWriter through(bytes, order), whole(order);
-            Transfer(Put{through});
-            Transfer(Put{whole});
-            EXPECT_TRUE(through.Flush().Good() && bytes.GetBytes() == whole.GetBytes());
-        }
+        XCBinaryWriter through(bytes, order), whole(order);
+        WriteAll(through);
+        WriteAll(whole);
+        EXPECT_TRUE(through.Flush().Good() && bytes.GetBytes() == whole.GetBytes());
+        XCBinaryReader block(bytes.GetBytes(), order);
+        ReadAll(block);
         for (std::size_t const step : {1u, 3u, 4096u, 1u << 20})
             for (std::size_t const readAhead : {0u, 1u, 4096u}) {
                 TrickleSource source(bytes.GetBytes(), step);
-                XCReadLimits limits;
-                limits.readAhead = readAhead;
-                XCBinaryReader trickle(source, order, limits), block(bytes.GetBytes(), order);
-                for (XCBinaryReader* const reader : {&trickle, &block}) {
-                    Transfer(Get{*reader});
-                    EXPECT_TRUE(reader->AtEnd() && reader->Good());
-                }
+                XCBinaryReader trickle(source, order, {.readAhead = readAhead});
+                ReadAll(trickle);
             }
     }
 }
@@ -120,22 +101,18 @@ TEST(BinaryStream, OneByteAtATimeIsTheSameAsABlock)
     }
 }
 
-/// A text is read into the block that its target has.
 TEST(BinaryStream, TextsKeepTheirBlock)
 {
-    for (std::size_t const length : {5u, 12u, 16u, 40u, 200u}) {
+    for (std::size_t const length : {5u, 16u, 40u, 200u}) {
         XCBinaryWriter writer;
-        XCString const written(L't', length);
-        writer.Write(written);
+        writer.Write(XCString(L't', length));
         writer.Write(XCString(L'u', 30)); // the kernel for short texts reads past them
         XCString text(L'x', length);
         wchar_t const* const block = text.AsWChar();
         XCBinaryReader reader(writer.GetBytes());
-        ASSERT_TRUE(reader.Read(text));
-        EXPECT_EQ(text, written);
-        EXPECT_EQ(text.AsWChar(), block) << length;
+        EXPECT_TRUE(reader.Read(text) && text == XCString(L't', length) && text.AsWChar() == block) << length;
         XCString const shared = text;
-        EXPECT_TRUE(reader.Read(text) && shared == written) << "another text changed";
+        EXPECT_TRUE(reader.Read(text) && shared == XCString(L't', length)) << "another text changed";
     }
 }
 

@@ -11,6 +11,11 @@ bool IsConsole(StandardStream) noexcept
     return false;
 }
 
+std::size_t ConsoleColumns(StandardStream) noexcept
+{
+    return 0;
+}
+
 unsigned long WriteToConsole(StandardStream, wchar_t const*, std::size_t) noexcept
 {
     return ENOTTY;
