@@ -1,9 +1,10 @@
 // evidence [/patience:seconds] [/only:name] [/nopause]: shows on a machine what the library does there.
 //
-// Describes the machine, asks the system what the library counts on, runs all test programs beside it and measures a few
-// operations; a page and a file of test results go into the folder "results" of the current folder. Whatever may crash
-// or hang runs in a process of its own, this program again for its own parts: that is a line of the results then, and
-// the run goes on. Exit code: 0 when all is as it should be, 1 when something is not, 2 when no result could be written.
+// Describes the machine, asks the system what the library counts on, runs all test programs beside it and measures a
+// few operations; a page and a file of test results go into the folder "results" of the current folder. Whatever may
+// crash or hang runs in a process of its own, this program again for its own parts: that is a line of the results
+// then, and the run goes on. Exit code: 0 when all is as it should be, 1 when something is not, 2 when no result
+// could be written.
 #include "page.h"
 
 #include <XelbrinCore/XCCommandLine.h>
