@@ -70,6 +70,7 @@ def error_page(faults):
     codes = [code for code, _, _ in names]
     faults += [f"core.mc: message {code} belongs to no name of XCCoreError" for code in texts if code not in codes]
     faults += [f"XCError.h: {name} has no meaning beside it" for _, name, meaning in names if not meaning]
+    faults += [f"core.mc: {name} has no text" for code, name, _ in names if code not in texts]
     rows = [f"| {code} | `{name}` | {', '.join(sorted(used.get(name, {'Error'})))} | {meaning} "
             f"| {numbered(texts[code]) if code in texts else '–'} |" for code, name, meaning in names]
     return ERROR_PAGE + "\n".join(rows) + "\n"

@@ -1,4 +1,4 @@
-// heap_blocks.h - how many blocks the process holds, to see what is never given back.
+// heap_blocks.h - how many blocks and handles the process holds, to see what is never given back.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +21,21 @@ inline std::size_t BlocksInUse()
         ::HeapUnlock(heap);
     }
     return count;
+}
+
+/// The value that the next new handle will have: the lowest free one. Threads that have just ended may still give theirs
+/// back, so the answer must hold for a while.
+inline std::size_t NextHandle()
+{
+    HANDLE before = nullptr;
+    for (int same = 0; same < 4;) {
+        HANDLE const probe = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        ::CloseHandle(probe);
+        same = probe == before ? same + 1 : 0;
+        before = probe;
+        ::SwitchToThread();
+    }
+    return reinterpret_cast<std::size_t>(before);
 }
 
 } // namespace xc_test

@@ -3,22 +3,19 @@
 
 #include <XelbrinCore/XCString.h>
 
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 
 namespace xc_test {
 
 /// All bytes of a file; "-" when there is none.
-inline std::string ReadFile(std::string const& path)
+inline std::string ReadFile(std::filesystem::path const& path)
 {
-    std::FILE* const file = std::fopen(path.c_str(), "rb");
-    if (!file) return "-";
-    std::string bytes;
-    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) bytes.push_back(static_cast<char>(c));
-    std::fclose(file);
-    return bytes;
+    std::ifstream file(path, std::ios::binary);
+    return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "-";
 }
 
 /// A file, or a folder that the test makes, by a plain name; removed at both ends of the test.
@@ -30,12 +27,7 @@ public:
     ScratchFile(ScratchFile const&) = delete;
     ScratchFile& operator=(ScratchFile const&) = delete;
 
-    void Write(std::string_view bytes) const
-    {
-        std::FILE* const file = std::fopen(m_name.c_str(), "wb");
-        std::fwrite(bytes.data(), 1, bytes.size(), file);
-        std::fclose(file);
-    }
+    void Write(std::string_view bytes) const { std::ofstream(m_name, std::ios::binary) << bytes; }
     void Delete() const
     {
         std::error_code ignored;
@@ -47,6 +39,49 @@ public:
 
 private:
     std::string m_name;
+};
+
+/// A folder of its own, empty at first, so that whatever is left beside a file is seen.
+class ScratchFolder {
+public:
+    explicit ScratchFolder(std::filesystem::path const& folder = "xc_test_folder") : path(absolute(folder))
+    {
+        Delete();
+        create_directories(path);
+    }
+    ~ScratchFolder() { Delete(); }
+    ScratchFolder(ScratchFolder const&) = delete;
+    ScratchFolder& operator=(ScratchFolder const&) = delete;
+
+    void Write(char const* name, std::string_view bytes) const
+    {
+        std::ofstream(path / name, std::ios::binary) << bytes;
+    }
+    /// Empty when there is no such file.
+    [[nodiscard]] std::string Bytes(char const* name) const
+    {
+        std::ifstream file(path / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    [[nodiscard]] XCString Path() const { return Wide(path); }
+    [[nodiscard]] XCString Path(char const* name) const { return Wide(path / name); }
+    [[nodiscard]] std::ptrdiff_t Count() const
+    {
+        return std::distance(std::filesystem::directory_iterator(path), std::filesystem::directory_iterator());
+    }
+
+    std::filesystem::path const path;
+
+private:
+    void Delete() const
+    {
+        std::error_code ignored; // a module that stays loaded keeps its file
+        std::filesystem::remove_all(path, ignored);
+    }
+    static XCString Wide(std::filesystem::path const& path)
+    {
+        return XCString(std::wstring(path.native().begin(), path.native().end()));
+    }
 };
 
 } // namespace xc_test

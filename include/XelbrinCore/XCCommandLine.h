@@ -23,7 +23,7 @@
 /// One argument: its kind, its name (or whole text) and its value. A value type.
 class XC_API XCCommandLineArgument {
 public:
-    /// What an argument is.
+    /// The kinds of argument.
     enum ArgumentType : std::int32_t {
         ArgSwitch = 0,      ///< an option without a value: argument is the name, value empty
         ArgWithValue = 1,   ///< an option with a value: argument is the name
@@ -38,13 +38,13 @@ public:
     {
     }
 
-    /// What the argument is.
+    /// The kind of the argument.
     [[nodiscard]] ArgumentType GetArgType() const noexcept { return m_type; }
     /// The option's name, or the whole text of an argument that is no option.
     [[nodiscard]] XCString const& GetArgument() const noexcept { return m_argument; }
-    /// The text behind the value delimiter; empty when there is none.
+    /// The text after the value delimiter; empty when there is none.
     [[nodiscard]] XCString const& GetValueAsString() const noexcept { return m_value; }
-    /// Read by XCString::AsInt, AsDouble: a text that is no number gives what could be read of it, else 0.
+    /// Read by XCString::AsInt, AsDouble: a text that is no number gives the number at its start, else 0.
     [[nodiscard]] int GetValueAsInt() const noexcept { return m_value.AsInt(); }
     /// As GetValueAsInt, with a point and an exponent.
     [[nodiscard]] double GetValueAsDouble() const { return m_value.AsDouble(); }
@@ -70,7 +70,7 @@ private:
 /// The command line of a process, parsed once (see the head of this file).
 class XC_API XCCommandLine {
 public:
-    /// What an argument is.
+    /// The kinds of argument.
     using ArgumentType = XCCommandLineArgument::ArgumentType;
     using enum XCCommandLineArgument::ArgumentType;
 

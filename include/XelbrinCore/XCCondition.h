@@ -53,7 +53,7 @@ enum class ConditionOperator : std::uint32_t {
 
 namespace xc::condition {
 class Reader;
-/// What a condition may be compared with.
+/// The types of value that a condition compares.
 template <class T>
 concept Operand =
     Integer<T> || std::same_as<T, XCDouble> || std::same_as<T, XCDateTime> || std::convertible_to<T const&, XCString>;
@@ -179,8 +179,8 @@ public:
     // Text ------------------------------------------------------------------------------------------------------
 
     /// Replaces this condition by the one that the text describes. Blank text is an empty condition.
-    /// False: the text cannot be read. What was read of the first comparison stays, sub-conditions are dropped, and
-    /// GetReadError() tells more. Do not evaluate such a condition: without its parts it may let everything pass.
+    /// False: the text cannot be read. The part of the first comparison that was read stays, sub-conditions are
+    /// dropped, and GetReadError() tells more. Do not evaluate such a condition: without its parts it may let everything pass.
     bool FromString(XCString const& text);
     /// Success, or why the last FromString failed. The first parameter of the error is the position in the text.
     [[nodiscard]] XCErrorID const& GetReadError() const noexcept { return m_readError; }
@@ -242,7 +242,7 @@ protected:
         return params.GetSchemaSerial() == m_boundSerial ? params.GetValueAt(m_fieldIndex)
                                                          : params.GetValue(m_fieldName);
     }
-    /// What OnEvaluate answers when the field has this value.
+    /// The result of OnEvaluate for this value of the field.
     [[nodiscard]] bool CompareWith(XCConditionValue const& fieldValue) const;
 
 private:

@@ -71,7 +71,7 @@ public:
     /// The value; the default when section or key is missing.
     [[nodiscard]] virtual XCString GetString(std::wstring_view section, std::wstring_view key,
                                              std::wstring_view defaultValue) const = 0;
-    /// The same, read by XCString::AsLong: a text that is no number gives what could be read of it, else 0.
+    /// The same, read by XCString::AsLong: a text that is no number gives the number at its start, else 0.
     [[nodiscard]] virtual long GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const = 0;
 
     // Typed values: the default, and `ok` false, when section or key is missing or the whole value is not of the type.
@@ -117,7 +117,7 @@ public:
     /// @throws XCConfigStreamException when the text is malformed.
     [[nodiscard]] static XCSmartPtr<XCConfigFile> FromText(std::wstring_view text, XCString const& fileName = {});
     /// Reads the file again. Bad when it cannot be read: the content stays as it was.
-    /// @throws XCConfigStreamException when the text is malformed; what was read before the fault is then the content,
+    /// @throws XCConfigStreamException when the text is malformed; the lines before the fault are then the content,
     ///         and Save and Save2 refuse until a Reload has succeeded.
     XCErrorID Reload();
     /// Writes the whole file under its name, which stays locked meanwhile. Bad, and the file on disk untouched: it

@@ -1,11 +1,11 @@
 // XCLog.h - log channels, their streams, and the subscribers that receive what is flushed.
 //
-// WHAT     A channel is a name and a wide stream. What is written to the stream is collected and, at a flush, handed as
-//          one block to every subscriber of the manager. The process has one manager (XCLogManager::Get).
+// WHAT     A channel is a name and a wide stream. The stream collects text and, at a flush, hands it as one
+//          block to every subscriber of the manager. The process has one manager (XCLogManager::Get).
 // LEVELS   A channel's stream has a level (a new one: 1); a subscriber has a desired level (a new one: 1) and is
 //          interested in levels up to it. When nobody is interested in a level, text written at it is dropped unit by
 //          unit and nothing is collected. A flushed block goes to every subscriber; those that shipped with the library
-//          ignore levels they did not ask for, and own ones should too (IsInterested).
+//          ignore levels they did not ask for (IsInterested); a program's own should do the same.
 // COST     A text nobody wants: one load and one branch with XCLogChannel::Write, XCLogRecord and operator<< of
 //          XCLogStream. Through a std::wostream& the standard library's own work is added.
 // THREADS  Any thread may use the manager, channels, subscribers and XCLogRecord. The stream of a channel keeps the text
@@ -143,7 +143,7 @@ public:
     /// Those attached to the manager or to one of its channels, in the order of attachment.
     [[nodiscard]] XC_API XCSmartPtrVector<XCLogSubscriberI> GetSubscribers() const;
 
-    /// Delivers what the streams of all channels have pending and flushes the subscribers.
+    /// Delivers the pending text of the streams of all channels and flushes the subscribers.
     XC_API void Flush();
 
     /// Subscribers that threw, and records that could not be handed over.

@@ -52,7 +52,7 @@ public:
     void OnDeletedSubscriber();
     /// Hands a text to the subscribers as a block of its own.
     void Deliver(int level, std::wstring_view text) noexcept;
-    /// Delivers what all threads have pending. What subscribers write meanwhile, unflushed, may stay pending.
+    /// Delivers the pending text of all threads. Text that subscribers write meanwhile, unflushed, may stay pending.
     void FlushAll() noexcept;
 
     /// The name of the channel that it belongs to.
@@ -96,7 +96,7 @@ public:
     [[nodiscard]] int GetLoggingLevel() const noexcept { return m_buffer.GetLevel(); }
     /// Whether a subscriber wants text of the present level.
     [[nodiscard]] bool IsInterested() const noexcept { return m_buffer.IsInterested(); }
-    /// The end of a record: what the calling thread has written is delivered as it stands.
+    /// The end of a record: the text of the calling thread is delivered as it stands.
     void OnEOL() { m_buffer.pubsync(); }
     /// A subscriber has left: the interest is found anew.
     void OnDeletedSubscriber() { m_buffer.OnDeletedSubscriber(); }
@@ -148,11 +148,11 @@ public:
     /// The stream of the channel; lives as long as it.
     [[nodiscard]] XCLogStream& GetStream() noexcept { return m_stream; }
     /// A further stream of the channel whose level is this one and is not to be changed: threads that write at different
-    /// levels do not disturb each other, as they would with SetLoggingLevel. What the calling thread has pending in the
-    /// channel's other streams is delivered first, so that its records keep their order. Made at the first call for a
+    /// levels do not disturb each other, as they would with SetLoggingLevel. Text that the calling thread has
+    /// pending in the channel's other streams is delivered first, so that its records keep their order. Made at the first call for a
     /// level, lives as long as the channel. Any thread.
     [[nodiscard]] XCLogStream& GetStream(int level);
-    /// Delivers what all threads have pending in all streams of the channel.
+    /// Delivers the pending text of all threads in all streams of the channel.
     void FlushStreams() noexcept;
     /// Whether a subscriber wants text of this level.
     [[nodiscard]] bool IsInterested(int level) const noexcept { return m_stream.GetBuffer().IsInterested(level); }

@@ -41,7 +41,7 @@ public:
     virtual void OnFlush(int level, XCString const& text) = 0;
     /// The same with the name of the channel; calls OnFlush unless overridden.
     virtual void OnChannelFlush(XCString const& channel, int level, XCString const& text);
-    /// Writes out what the subscriber itself holds back.
+    /// Writes out the text that the subscriber itself holds back.
     virtual void Flush();
 
 protected:
@@ -83,14 +83,14 @@ private:
     std::unique_ptr<Data> m_data;
 };
 
-/// What to do with a file that exists when it is opened for the first time.
+/// How a file that exists is opened for the first time.
 enum class XCLogOpen { Truncate, Append };
 
 /// When a file is put aside as name.1, name.2, ... (the oldest has the highest number).
 struct XCLogRotation {
     std::uint64_t maxBytes = 0;  ///< before a block would make the file larger; 0: no limit
     bool daily = false;          ///< before the first block of another local day
-    unsigned int keepFiles = 10; ///< how many are kept beside the one in use, at least 1
+    unsigned int keepFiles = 10; ///< number of files kept in addition to the one in use, at least 1
 };
 
 /// Writes to a file. Blocks of levels that it is not interested in are ignored.

@@ -1,4 +1,4 @@
-// XCStringTools.h - functions and switches around the string: case of units, numbered places, tokens.
+// XCStringTools.h - functions and switches around the string: joining, case of units, numbered places, tokens.
 //
 // WHAT     XCtowupper and XCtowlower map one unit, XCPrintf fills a pattern with numbered places, XCTokenizer splits a
 //          text at separators.
@@ -10,11 +10,24 @@
 #include <XelbrinCore/XCStringValue.h>
 
 #include <cstddef>
+#include <iosfwd>
 #include <vector>
 
 /// One unit in upper, lower case by the invariant one-to-one tables of the system. Never fails; O(1).
 XC_API wchar_t XCtowupper(wchar_t unit) noexcept;
 XC_API wchar_t XCtowlower(wchar_t unit) noexcept;
+
+XC_API XCString operator+(XCString const& a, XCString const& b);
+XC_API XCString operator+(XCString const& a, wchar_t const* b);
+XC_API XCString operator+(wchar_t const* a, XCString const& b);
+XC_API XCString operator+(XCString const& a, wchar_t b);
+/// A temporary on the left is extended in place.
+XC_API XCString operator+(XCString&& a, XCString const& b);
+XC_API XCString operator+(XCString&& a, wchar_t const* b);
+XC_API XCString operator+(XCString&& a, wchar_t b);
+
+/// Writes the text, with width, fill and adjustment of the stream.
+XC_API std::wostream& operator<<(std::wostream& out, XCString const& text);
 
 /// Fills the numbered places of a pattern: "%1:s and %0:s" takes the second and the first argument; "%s" is "%0:s" and
 /// "%%" a percent sign. Letters: s, d, f the argument's text; u a count of seconds as a duration text; a, la, t, lt a

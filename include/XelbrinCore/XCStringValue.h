@@ -2,12 +2,10 @@
 //
 // WHAT     A sequence of UTF-16 code units, always NUL-terminated. Every length and position counts code units: never
 //          bytes, never characters. Unpaired surrogates are kept as they are.
-// SHAPE    One pointer to a block {capacity, share count, length, text}. All empty strings point at one static block
-//          (glbEmptyData) that nobody counts, writes or frees.
+// SHAPE    One pointer to a counted block (XCStringStorage.h, which also has the members that read).
 // COST     Copying: one atomic increment, whatever the length. First change of a shared string: O(n), one allocation.
 //          Appending n units one by one: O(n) in total, the capacity grows by half.
-// LIFETIME What AsWChar() returns lives until the next change of this object or its end. operator[] yields a value: a
-//          reference could write into a block that a later copy shares.
+// LIFETIME What AsWChar() returns lives until the next change of this object or its end.
 // ALIASING Any text argument may point into the string that is being changed.
 // NUL      Units are kept by count, so a string may hold U+0000; operations that are defined on NUL-terminated texts
 //          (Compare, Replace, the number readers) stop at the first one, and say so.
@@ -19,17 +17,14 @@
 
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCRefCount.h>
+#include <XelbrinCore/XCStringStorage.h>
 
-#include <atomic>
 #include <compare>
 #include <cstdarg>
-#include <cstddef>
 #include <cstdint>
-#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 class XCCollator;
 class XCDateEx;
@@ -39,39 +34,13 @@ class XCDurationEx;
 class XCErrorID;
 class XCStringConverter;
 class XCTimeEx;
-namespace xc::text {
-struct StringAccess;
-} // namespace xc::text
 
 /// A UTF-16 text value with shared storage (see the head of this file).
-class XC_API XCString {
+class XC_API XCString : public XCStringStorage {
 public:
-    /// The header of a storage block; the text, capacity + 1 units, follows it.
-    struct DataDef {
-        std::uint32_t capacity; ///< units that fit, the terminator not counted; 0 only in glbEmptyData
-        std::int32_t shares;    ///< further strings that point here; 0 means one owner; changed atomically
-        std::uint32_t length;   ///< units in use; the unit at this index is always 0
-
-        /// The text that follows the header, NUL-terminated.
-        wchar_t* Text() noexcept { return reinterpret_cast<wchar_t*>(this + 1); }
-        wchar_t const* Text() const noexcept { return reinterpret_cast<wchar_t const*>(this + 1); }
-    };
-    /// A block with an empty text.
-    struct EmptyDataDef {
-        DataDef header;     ///< The header that all empty strings share.
-        wchar_t terminator; ///< The NUL of the empty text.
-    };
-
-    /// "Not found", and as a count "up to the end".
-    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
-    /// The longest text, in units.
-    static constexpr std::size_t kMaxLength = 0xFFFFFFFDu;
-    /// The block of every empty string.
-    static EmptyDataDef glbEmptyData;
-
     // Construction, assignment, release -------------------------------------------------------------------------
 
-    XCString() noexcept : m_data(&glbEmptyData.header) {}
+    XCString() noexcept = default;
     /// Copies the text and keeps one spare unit; null or "" gives the empty block.
     XCString(wchar_t const* text);
     /// A string of one unit (U+0000 included).
@@ -82,21 +51,11 @@ public:
     XCString(std::wstring const& text);
     /// Copies the text; units of value 0 inside are kept.
     explicit XCString(std::wstring_view text);
-    XCString(XCString const& other) noexcept : m_data(other.m_data) { Share(m_data); }
-    XCString(XCString&& other) noexcept : m_data(std::exchange(other.m_data, &glbEmptyData.header)) {}
-    ~XCString() { Unshare(m_data); }
-
-    XCString& operator=(XCString const& other) noexcept
-    {
-        Share(other.m_data);
-        Unshare(std::exchange(m_data, other.m_data));
-        return *this;
-    }
-    XCString& operator=(XCString&& other) noexcept
-    {
-        if (this != &other) Unshare(std::exchange(m_data, std::exchange(other.m_data, &glbEmptyData.header)));
-        return *this;
-    }
+    XCString(XCString const& other) noexcept = default;
+    XCString(XCString&& other) noexcept = default;
+    ~XCString() = default;
+    XCString& operator=(XCString const& other) noexcept = default;
+    XCString& operator=(XCString&& other) noexcept = default;
     /// Replaces the text; null gives the empty text.
     XCString& operator=(wchar_t const* text);
     /// Replaces the text by one unit.
@@ -112,32 +71,9 @@ public:
     /// Exchanges the texts. Never fails.
     void Swap(XCString& other) noexcept { std::swap(m_data, other.m_data); }
     /// Releases the storage; the string is empty.
-    void Clear() noexcept { Unshare(std::exchange(m_data, &glbEmptyData.header)); }
-
-    // Reading ---------------------------------------------------------------------------------------------------
-
+    void Clear() noexcept { Drop(); }
     /// Makes sure of room for n units in storage of its own.
     void Reserve(std::size_t n);
-    /// Units that fit without a new block, the NUL not counted.
-    [[nodiscard]] std::size_t Capacity() const noexcept { return m_data->capacity; }
-    /// Units of the text, the NUL not counted.
-    [[nodiscard]] std::size_t Length() const noexcept { return m_data->length; }
-    /// The same as Length.
-    [[nodiscard]] std::size_t Len() const noexcept { return m_data->length; }
-    /// Whether the string is empty.
-    [[nodiscard]] bool IsNull() const noexcept { return m_data->length == 0; }
-    /// The text, terminated; never null.
-    [[nodiscard]] wchar_t const* AsWChar() const noexcept { return m_data->Text(); }
-    /// The text, NUL-terminated; until the next change of this string or its end.
-    [[nodiscard]] wchar_t const* c_str() const noexcept { return m_data->Text(); }
-    /// The text; until the next change of this string or its end.
-    [[nodiscard]] std::wstring_view View() const noexcept { return {m_data->Text(), m_data->length}; }
-    operator std::wstring_view() const noexcept { return View(); }
-    operator std::wstring() const { return std::wstring(View()); }
-    /// The unit at pos; 0 past the end.
-    wchar_t operator[](std::size_t pos) const noexcept { return pos < m_data->length ? m_data->Text()[pos] : L'\0'; }
-    [[nodiscard]] wchar_t const* begin() const noexcept { return m_data->Text(); }
-    [[nodiscard]] wchar_t const* end() const noexcept { return m_data->Text() + m_data->length; }
 
     // Changing --------------------------------------------------------------------------------------------------
 
@@ -210,30 +146,26 @@ public:
     {
         return RFind(text.AsWChar(), start);
     }
-    /// The first (last) unit at or after (before) start that is, or is not, in a NUL-terminated list of units.
+    /// The first unit at or after start that is in a NUL-terminated list of units.
     [[nodiscard]] std::size_t FindFirstOf(wchar_t const* set, std::size_t start = 0) const;
-    /// The first unit at or after start that is not in the list.
-    [[nodiscard]] std::size_t FindFirstNotOf(wchar_t const* set, std::size_t start = 0) const;
-    /// The last unit at or before start that is in the list.
-    [[nodiscard]] std::size_t FindLastOf(wchar_t const* set, std::size_t start = npos) const;
-    /// The last unit at or before start that is not in the list.
-    [[nodiscard]] std::size_t FindLastNotOf(wchar_t const* set, std::size_t start = npos) const;
-    /// The first unit at or after start that is in the list.
     [[nodiscard]] std::size_t FindFirstOf(XCString const& set, std::size_t start = 0) const
     {
         return FindFirstOf(set.AsWChar(), start);
     }
     /// The first unit at or after start that is not in the list.
+    [[nodiscard]] std::size_t FindFirstNotOf(wchar_t const* set, std::size_t start = 0) const;
     [[nodiscard]] std::size_t FindFirstNotOf(XCString const& set, std::size_t start = 0) const
     {
         return FindFirstNotOf(set.AsWChar(), start);
     }
     /// The last unit at or before start that is in the list.
+    [[nodiscard]] std::size_t FindLastOf(wchar_t const* set, std::size_t start = npos) const;
     [[nodiscard]] std::size_t FindLastOf(XCString const& set, std::size_t start = npos) const
     {
         return FindLastOf(set.AsWChar(), start);
     }
     /// The last unit at or before start that is not in the list.
+    [[nodiscard]] std::size_t FindLastNotOf(wchar_t const* set, std::size_t start = npos) const;
     [[nodiscard]] std::size_t FindLastNotOf(XCString const& set, std::size_t start = npos) const
     {
         return FindLastNotOf(set.AsWChar(), start);
@@ -347,25 +279,7 @@ public:
 
 private:
     struct ConstantBlock {};
-    constexpr XCString(ConstantBlock, DataDef* data) noexcept : m_data(data) {}
-    static void Share(DataDef* data) noexcept
-    {
-        if (data->capacity != 0) std::atomic_ref<std::int32_t>(data->shares).fetch_add(1, std::memory_order_relaxed);
-    }
-    static void Unshare(DataDef* data) noexcept
-    {
-        if (data->capacity == 0) return;
-        // A sole owner cannot get company meanwhile: only owners hand a block on.
-        std::atomic_ref<std::int32_t> const shares(data->shares);
-        if (shares.load(std::memory_order_acquire) == 0 || shares.fetch_sub(1, std::memory_order_acq_rel) == 0)
-            Free(data);
-    }
-    static DataDef* Alloc(std::size_t n);
-    static void Free(DataDef* data) noexcept;
-    [[nodiscard]] bool IsShared() const noexcept
-    {
-        return std::atomic_ref<std::int32_t>(m_data->shares).load(std::memory_order_acquire) > 0;
-    }
+    constexpr XCString(ConstantBlock, DataDef* data) noexcept : XCStringStorage(data) {}
     void ResizeCapacity(std::size_t n);
     void SetLength(std::size_t n) noexcept;
     [[nodiscard]] bool Owns(wchar_t const* text) const noexcept;
@@ -380,18 +294,4 @@ private:
     XCString& CutTo(std::size_t length);
     XCString& FormatArguments(wchar_t const* format, va_list arguments);
     friend struct xc::text::StringAccess;
-
-    DataDef* m_data;
 };
-
-XC_API XCString operator+(XCString const& a, XCString const& b);
-XC_API XCString operator+(XCString const& a, wchar_t const* b);
-XC_API XCString operator+(wchar_t const* a, XCString const& b);
-XC_API XCString operator+(XCString const& a, wchar_t b);
-/// A temporary on the left is extended in place.
-XC_API XCString operator+(XCString&& a, XCString const& b);
-XC_API XCString operator+(XCString&& a, wchar_t const* b);
-XC_API XCString operator+(XCString&& a, wchar_t b);
-
-/// Writes the text, with width, fill and adjustment of the stream.
-XC_API std::wostream& operator<<(std::wostream& out, XCString const& text);

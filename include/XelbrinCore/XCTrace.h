@@ -6,11 +6,12 @@
 //              XC_TRACE_LEVEL   the mask of levels; level 1 is always part of it
 //              XC_TRACE_DELIM   the code of the field delimiter, 1 to 255 (default 9, tab)
 //              XC_TRACE_FOLDER  the folder of the file (default: the folder for temporary files)
-//          What a call has set stays, whatever the environment says.
+//          A setting made by a call stays, whatever the environment says.
 // FILE     <folder>\<program>__<process identifier>.log, appended to; UTF-8, line feeds. docs/trace.md shows the bytes.
 //          It is opened when subjects are chosen. A folder that is missing is created.
 // COST     A trace call that is switched off: one load and one branch, arguments aside.
-// FAILURE  What cannot be written is counted and kept as text; the program goes on, and the file is tried again later.
+// FAILURE  A record that cannot be written is counted, with the reason as text. The program continues, and the file is
+//          tried again later.
 //          Faults of the settings and of the folder and file are told on the console, when they are set, unless the
 //          application's trace level is 0.
 // THREADS  One lock for first use and for each record; records never mix.

@@ -56,6 +56,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringStorage.h>
 #include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>
 #include <XelbrinCore/XCStringValue.h>

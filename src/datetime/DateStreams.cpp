@@ -1,4 +1,5 @@
-// The stream operators of the value classes.
+// The stream operators of the value classes. A value is read word by word; the blank inside "2009/07/04 03:05:09"
+// belongs to it when a digit follows. A text that is no value sets the fail bit of the stream, as for numbers.
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 

@@ -1,3 +1,10 @@
+// Parameters of errors, each kept as a value of its own type.
+//
+// The types are few and closed, and callers read a parameter by pointer and type; so each is stored as an owned pointer
+// with its type beside it, and one visitor turns it back into what it is. That keeps the layout that modules see a
+// vector of two plain words. This file stands in the room of dates, because two of the parameter types are dates.
+// Copies are made apart and swapped in: an assignment that runs out of memory changes nothing. Invariant:
+// m_params[i].value points to an object of the class that m_params[i].type names.
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
@@ -68,6 +75,7 @@ std::size_t XCErrorWithArgs::Add(ErrorParamType type, T const& value)
     constexpr std::size_t kUsualCount = 4;
     if (m_params.empty()) m_params.reserve(kUsualCount);
     auto copy = std::make_unique<T>(value);
+    // The list may fail to grow: the copy has its owner until it has joined.
     m_params.push_back({type, copy.get()});
     (void)copy.release();
     return m_params.size() - 1;

@@ -1,3 +1,7 @@
+// The older date classes, kept for programs that store their counts: days since 1900-01-01 in an unsigned word, and
+// seconds since 1970. They share the calendar, the zones and the format engine with the current classes; only their own
+// letters are spelled out here before the engine sees a format. Their limits are those of the counts: a day count
+// wraps, a second count stops at its ends.
 #include <XelbrinCore/XCOldDateTime.h>
 
 #include <XelbrinCore/XCDateTime.h>

@@ -1,4 +1,5 @@
-// The members of XCString that read dates, times and durations.
+// The members of XCString that read dates, times and durations. They stand here because the string is older than the
+// dates: the room of texts knows their names alone.
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCString.h>

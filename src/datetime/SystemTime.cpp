@@ -1,4 +1,10 @@
 // The value classes to and from the structures of the system: SYSTEMTIME, FILETIME, VARIANT.
+//
+// Fields of a SYSTEMTIME are packed as they stand and judged afterwards, so that a value can tell what was wrong with
+// it. FILETIMEs are split by the system, which refuses those that it cannot show, and made by own arithmetic, since the
+// system's call takes February 29 of any year. Years outside what a structure can hold make the conversion fail and
+// leave the target as it was. Local and universal time are converted by the rules of the library's own zones, which
+// know the rules of each year.
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/Calendar.h"
@@ -18,6 +24,7 @@ namespace {
 
 constexpr std::int64_t kTicksPerMs = 10000;
 
+// The years that both SYSTEMTIME and FILETIME can hold.
 bool IsSystemYear(XCDateEx const& date) noexcept
 {
     return date.IsValid() && date.GetYear() >= 1601 && date.GetYear() <= 9999;
@@ -76,6 +83,7 @@ void SplitFileTime(FILETIME const& time, XCDateEx& date, XCTimeEx& clock) noexce
 /// False, and the variant untouched, for a year outside 100 to 9999.
 bool SetVariantDate(VARIANT& value, XCDateEx const& date, XCTimeEx const& time) noexcept
 {
+    // Before anything is written: the caller's variant may hold what only the caller may release.
     if (!date.IsNull() && (!date.IsValid() || date.GetYear() < 100 || date.GetYear() > 9999)) return false;
     bool const any = !date.IsNull() || !time.IsNull();
     V_VT(&value) = any ? VT_DATE : VT_NULL;
@@ -89,6 +97,7 @@ VariantKind ReadVariant(VARIANT const& value, double& date) noexcept
 {
     switch (V_VT(&value)) {
     case VT_DATE: date = V_DATE(&value); return VariantKind::Date;
+    // Scripting languages pass variables by reference; null references come from empty ones.
     case VT_DATE | VT_BYREF:
         if (!V_DATEREF(&value)) return VariantKind::Null;
         date = *V_DATEREF(&value);
@@ -111,6 +120,7 @@ bool FillFromEpoch(SYSTEMTIME& result, std::int64_t epochMs) noexcept
 {
     XCDateEx date;
     XCTimeEx time;
+    // The largest year that the system's own calls accept.
     if (!SplitEpochMs(epochMs, date, time) || date.GetYear() < 1601 || date.GetYear() > 30827) return false;
     FillSystemTime(result, date, time);
     return true;

@@ -56,6 +56,7 @@ unsigned int XCDateEx::GetYearDay() const noexcept
 unsigned int XCDateEx::GetYearWeek() const noexcept
 {
     if (!IsValid()) return 0;
+    // Weeks start on Monday, and days before the first Monday are in week 0.
     unsigned int const day = GetYearDay() - 1;
     unsigned int const sinceMonday = (GetWeekDay() + 6) % 7;
     if (day < sinceMonday) return 0;
@@ -64,6 +65,7 @@ unsigned int XCDateEx::GetYearWeek() const noexcept
 
 unsigned int XCDateEx::GetDaysInMonth(int year, unsigned int month) noexcept
 {
+    // Unsigned: month 0 wraps to the largest number and is refused by the same comparison.
     return month - 1 < 12 ? MonthLength(year, month) : 0;
 }
 
@@ -83,6 +85,7 @@ XCDateEx& XCDateEx::AddDays(std::int64_t days) noexcept
         return *this;
     }
     Civil const moved = CivilOf(DayNumber(GetYear(), GetMonth(), GetDay()) + days);
+    // The years that the 23 bits of the packed word hold.
     if (moved.year >= 0 && moved.year < 8388608) SetDate(static_cast<int>(moved.year), moved.month, moved.day);
     return *this;
 }
@@ -90,6 +93,7 @@ XCDateEx& XCDateEx::AddDays(std::int64_t days) noexcept
 XCDateEx& XCDateEx::AddMonths(std::int64_t months) noexcept
 {
     std::int64_t const monthIndex = GetMonth() - 1 + months;
+    // Division that rounds down: one month before January is December of the year before.
     std::int64_t const years = FloorDiv(monthIndex, 12);
     std::int64_t const year = GetYear() + years;
     auto const month = static_cast<std::uint32_t>(monthIndex - years * 12 + 1);
@@ -107,6 +111,7 @@ XCDateEx& XCDateEx::AddOrSubstract(XCDurationEx const& duration, bool add) noexc
     case XCDurationEx::Month: return AddMonths(count);
     case XCDurationEx::Week: return AddDays(count * 7);
     case XCDurationEx::Day: return AddDays(count);
+    // A date has no time of day: hours and below do not move it.
     default: return *this;
     }
 }
@@ -193,6 +198,7 @@ bool XCDateEx::AsStructTM(std::tm& time) const noexcept
 
 bool XCDateEx::FromStructTM(std::tm const& time) noexcept
 {
+    // Numbers come from outside: each is checked before arithmetic that could overflow.
     SetNull();
     if (time.tm_year < 0x7FFFFFFF - 1900 && time.tm_mon >= 0 && time.tm_mday >= 0)
         SetDate(time.tm_year + 1900, static_cast<unsigned>(time.tm_mon) + 1, static_cast<unsigned>(time.tm_mday));
@@ -216,6 +222,7 @@ XCDateEx::XCDateEx(XCDate const& value) noexcept : XCDateEx(static_cast<int>(val
 
 XCDate XCDateEx::AsXCDate() const noexcept
 {
+    // The first year that the old type holds.
     if (!IsValid() || *this < XCDateEx(1899, 1, 1)) return XCDate();
     return XCDate(GetDay(), GetMonth(), static_cast<unsigned int>(GetYear()));
 }

@@ -1,3 +1,11 @@
+// Date and time in two words, kept in UTC and shown in a zone.
+//
+// A value may hold a date alone or a time alone; such a part means the same everywhere and is never moved by a zone.
+// Only a whole value is an instant. Seeing one in a zone adds the offset of that instant, which is less than a day, and
+// so moves the date by one at most. Arithmetic in units up to the hour counts milliseconds of the instant in 64 bits;
+// months and years move the calendar in UTC. A result that cannot be stored leaves the value unchanged. Reading a text
+// takes the offset that stands in it; without one the text is the wall clock of the zone given. Invariant: m_time is
+// null or a count of milliseconds of one day, unless FromInt64 has brought something else, which IsValid tells.
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/Calendar.h"
@@ -28,6 +36,7 @@ bool Shift(XCDateEx& date, XCTimeEx& time, std::int64_t milliseconds) noexcept
     std::int64_t const days = FloorDiv(sum, kDayMs);
     if (days != 0) {
         XCDateEx const moved = date + static_cast<long>(days);
+        // The date has said by not moving that the day before or after cannot be stored.
         if (moved == date) return false;
         date = moved;
     }
@@ -39,6 +48,7 @@ bool Shift(XCDateEx& date, XCTimeEx& time, std::int64_t milliseconds) noexcept
 ShownTime ShownIn(XCDateEx const& date, XCTimeEx const& time, XCTimeZone const& zone) noexcept
 {
     ShownTime shown{date, time, 0};
+    // A part alone is shown as it stands.
     ZoneRecord const* const record = RecordUnlessUTC(zone);
     if (!record || time.IsNull() || !date.IsValid()) return shown;
     ZoneOffset const offset = record->OffsetAt(ToEpochMs(date, time), date.GetYear());
@@ -152,6 +162,7 @@ XCDateTimeEx& XCDateTimeEx::AddMilliseconds(std::int64_t milliseconds) noexcept
 {
     if (m_time.IsNull()) return *this;
     if (IsOnlyTime()) {
+        // Whole days change nothing, and their milliseconds might not fit a duration.
         m_time += XCDurationEx(static_cast<long>(milliseconds % kDayMs), XCDurationEx::Millisecond);
         return *this;
     }
@@ -191,9 +202,11 @@ XCDateTimeEx XCDateTimeEx::operator--(int) noexcept
 
 XCDurationEx XCDateTimeEx::Since(XCDateTimeEx const& other) const
 {
+    // Two times of day differ within a day; a time and a date have no common origin.
     if (IsOnlyTime() && other.IsOnlyTime()) return m_time - other.m_time;
     if (!m_date.IsValid() || !other.m_date.IsValid()) return XCDurationEx::invalid_;
     std::int64_t const difference = ToEpochMs(m_date, m_time) - ToEpochMs(other.m_date, other.m_time);
+    // Milliseconds as long as they fit 32 bits, which is for about 24 days; then seconds.
     bool const fits = difference >= XCDurationEx::minimum_ && difference <= XCDurationEx::maximum_;
     return fits ? CheckedDuration(difference, XCDurationEx::Millisecond)
                 : CheckedDuration(difference / 1000, XCDurationEx::Second);
@@ -219,6 +232,7 @@ XCString XCDateTimeEx::AsString(XCTimeZone const& zone) const
 
 XCErrorID XCDateTimeEx::AsString(XCString& text, wchar_t const* format, XCTimeZone const& zone) const
 {
+    // Nothing is an empty text and no error; a value that is no date has no text that could be read back.
     text.Clear();
     if (IsNull()) return XCErrorID::Success;
     if (!IsValid()) return MakeCoreError(XCErrInvalidDateTime);
@@ -239,6 +253,7 @@ XCErrorID XCDateTimeEx::AsString(wchar_t* buffer, std::size_t capacity, wchar_t 
 
 XCErrorID XCDateTimeEx::FromString(XCString const& text, XCTimeZone const& zone)
 {
+    // A text without a format tells by its separators what it holds.
     bool const onlyTime = text.Find(L'/') == XCString::npos && text.Find(L':') != XCString::npos;
     return FromString(text, onlyTime ? kTimeFormat : kDateTimeFormat, zone);
 }
@@ -258,6 +273,7 @@ XCErrorID XCDateTimeEx::FromString(XCString const& text, wchar_t const* format, 
     wchar_t const* const place = SkipBlanks(text.AsWChar());
     if (*place == L'\0') return XCErrorID::Success;
     ReadFields const fields = ReadFormat(place, format, kAllLetters);
+    // A format that names neither a date nor a time reads nothing, whatever the text.
     bool good = fields.wantsDate || fields.hasTime;
     if (fields.wantsDate) good = fields.hasDate && fields.GetDate(m_date) && m_date.IsValid();
     if (fields.hasTime) good = fields.GetTime(m_time) && good;

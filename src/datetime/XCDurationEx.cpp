@@ -60,6 +60,7 @@ std::int32_t Factor(Unit from, Unit to) noexcept
 /// A count in a smaller unit, every pair included; held at the limits of 64 bits.
 std::int64_t Widened(std::int64_t count, Unit from, Unit to) noexcept
 {
+    // Only for comparing: the two pairs without a factor go by way of seconds, which is exact for milliseconds.
     std::int32_t const known = kFactors[from][to];
     std::int64_t const factor = known != 0 ? known : std::int64_t{1000} * kFactors[from][XCDurationEx::Second];
     std::int64_t const most = INT64_MAX / factor;
@@ -78,6 +79,7 @@ std::int64_t Widened(std::int64_t count, Unit from, Unit to) noexcept
 /// The unit of a name: blanks are dropped, and an "s" at the end of more than two units.
 Unit UnitOf(std::wstring_view text, Unit ifBlank) noexcept
 {
+    // No name contains blanks, so that dropping them accepts "m s"; a fixed buffer keeps the call free of allocation.
     std::array<wchar_t, 16> name{}; // longer than any name with its plural
     std::size_t length = 0;
     for (wchar_t const unit : text) {
@@ -86,6 +88,7 @@ Unit UnitOf(std::wstring_view text, Unit ifBlank) noexcept
         name[length++] = unit;
     }
     if (length == 0) return ifBlank;
+    // The two-letter limit protects "ms", whose last letter is no plural.
     if (length > 2 && name[length - 1] == L's') --length;
     std::wstring_view const wanted(name.data(), length);
     for (std::uint32_t i = 0; i < 8; ++i)
@@ -139,6 +142,7 @@ void XCDurationEx::FromInt64(std::int64_t value)
 
 long XCDurationEx::AsXCDuration() const
 {
+    // The old type counts seconds; calendar units go by their approximate factors.
     XCDurationEx const seconds = As(Second);
     return seconds.IsValid() ? seconds.GetDuration() : 0;
 }
@@ -171,6 +175,7 @@ bool XCDurationEx::ConvertTo(Unit target, bool truncate)
     }
     if (factor < 0) {
         std::int32_t const divisor = kFactors[target][m_unit];
+        // Rounded up only above zero: division has already cut negative counts towards zero.
         bool const goesUp = !truncate && m_count % divisor > 0;
         m_count = m_count / divisor + (goesUp ? 1 : 0);
     }
@@ -194,6 +199,7 @@ XCDurationEx& XCDurationEx::Normalize() noexcept
 
 std::weak_ordering XCDurationEx::Order(XCDurationEx const& other) const noexcept
 {
+    // Invalid ones order below all valid ones, so that a sort of mixed values is well defined.
     if (!IsValid() || !other.IsValid()) {
         if (IsValid() != other.IsValid()) return IsValid() <=> other.IsValid();
         return m_count <=> other.m_count;
@@ -240,6 +246,7 @@ XCDurationEx& XCDurationEx::operator/=(int divisor)
     if (divisor == 0) throw XCDurationExceptionEx(XCString(L"A duration cannot be divided by 0"), *this);
     std::int64_t count = m_count;
     std::uint32_t unit = m_unit;
+    // A quotient of zero would lose the whole value: the unit is refined until something is left.
     for (; count != 0 && count / divisor == 0 && unit < Millisecond; ++unit) count *= kFactors[unit][unit + 1];
     Store(count / divisor, static_cast<Unit>(unit));
     return *this;
@@ -247,6 +254,7 @@ XCDurationEx& XCDurationEx::operator/=(int divisor)
 
 XCDurationEx XCDurationEx::operator-() const noexcept
 {
+    // Cannot overflow: the one count without a counterpart never appears (see the head of this file).
     return XCDurationEx(m_unit, -m_count);
 }
 
@@ -302,6 +310,7 @@ XCString XCDurationEx::AsString(bool longForm) const
 bool XCDurationEx::FromString(XCString const& text, Unit defaultUnit)
 {
     wchar_t const* place = text.AsWChar();
+    // Number and name are read for themselves: whatever stands between them that belongs to neither is skipped.
     while (xc::text::IsSpace(*place)) ++place;
     ReadNumber const number = ReadInteger(place, NumberSigns::Both);
     std::size_t const nameAt = text.FindFirstNotOf(L"-+0123456789 ");

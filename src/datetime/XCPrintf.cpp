@@ -1,4 +1,10 @@
 // The positional template and the printed durations.
+//
+// A place of the template reaches from "%" to the first letter that names a kind, whatever stands between: translators
+// move places about and make typing errors, and a text should still come out. A "%" without such a letter ends the
+// search, and the rest is copied as it is. An index past the arguments throws, since that is a fault of the program.
+// Amounts are written with a point in every locale. Durations count in integers: a double is split into seconds and
+// microseconds once, and rounding up to a whole second carries.
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCString.h>
 

@@ -1,3 +1,5 @@
+// A time of day: a count of milliseconds since midnight. A constructor that is given anything outside the day makes a
+// null value; arithmetic wraps any sum into the day.
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/Calendar.h"

@@ -1,3 +1,9 @@
+// Zones as values: one word that is null for UTC, a mark for "local", or the address of a record.
+//
+// A zone is copied with every date that is shown, so it has to be a plain word. The records behind the addresses are
+// therefore never freed; their number is bounded by that of the zones of the system, because a zone that is read again
+// gives the record that it had before. The local zone is looked up at its first use, without a lock, and again on
+// request; a program may also replace it. Until the system can be read, or when memory is out, local time is UTC.
 #include <XelbrinCore/XCTimeZone.h>
 
 #include <XelbrinCore/XCDateTime.h>
@@ -43,6 +49,7 @@ ZoneRecord const* FindByName(std::wstring_view name)
     ZoneBook& book = Book();
     std::lock_guard const guard(book.lock);
     for (auto const& record : book.records)
+        // A record with the rules of one moment alone does not stand for the zone of that name.
         if (record->Data().isWhole && text::IsSameNameFolded(record->Data().name, name)) return record.get();
     for (std::wstring const& known : win32::ReadZoneNames())
         if (text::IsSameNameFolded(known, name))
@@ -118,6 +125,7 @@ std::vector<XCString> XCTimeZone::GetNames()
     return names;
 }
 
+// "Local" as the new local zone would refer to itself.
 void XCTimeZone::SetLocal(XCTimeZone const& zone)
 {
     if (zone.m_zone == kLocal) return;
@@ -145,6 +153,7 @@ bool XCTimeZone::IsUTCRecord() const noexcept
 
 bool XCTimeZone::IsSame(XCTimeZone const& other) const noexcept
 {
+    // Cheapest first: equal words, then equal records, then the two ways to say UTC.
     return m_zone == other.m_zone || RecordOf(*this) == RecordOf(other) || (IsUTC() && other.IsUTC());
 }
 

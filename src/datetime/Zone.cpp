@@ -27,6 +27,7 @@ constexpr std::int64_t kNever = INT64_MAX;
 /// The day of a month that a rule means: a date of its own year, or the first to fourth, or last, such weekday.
 std::uint32_t DayOfRule(win32::ZoneChange const& rule, std::int64_t year) noexcept
 {
+    // Day 5 means the last such weekday, which in a short month is the fourth: hence the step back.
     if (rule.year != 0) return rule.day;
     std::uint32_t const firstWeekDay = WeekDayOf(DayNumber(year, rule.month, 1));
     std::uint32_t const first = 1 + (rule.weekDay + 7 - firstWeekDay) % 7;
@@ -46,6 +47,8 @@ bool IsRule(win32::ZoneChange const& rule) noexcept
     return rule.month >= 1 && rule.month <= 12;
 }
 
+// Years outside the list take the rules of its nearest end: nobody knows the future ones, and the past ones are not in
+// the data.
 win32::ZoneRules const& RulesOf(win32::ZoneData const& data, std::int64_t year) noexcept
 {
     if (data.years.empty()) return data.rules;
@@ -54,6 +57,7 @@ win32::ZoneRules const& RulesOf(win32::ZoneData const& data, std::int64_t year) 
     return data.years[static_cast<std::size_t>(std::clamp<std::int64_t>(index, 0, last))];
 }
 
+// Two names for UTC itself. Other zones may show the same offset, but their texts carry their names.
 bool IsPlainUTC(win32::ZoneData const& data) noexcept
 {
     return data.name == L"UTC" || data.name == L"Etc/UTC";
@@ -72,6 +76,7 @@ ZoneYear ZoneRecord::Compute(std::int64_t year) const noexcept
     win32::ZoneRules const& rules = RulesOf(m_data, year);
     std::int64_t const newYear = EpochMs(year, 1, 1, 0);
     ZoneOffset const standard{-(rules.bias + rules.standardBias), false};
+    // Zones without daylight time name no month; half a rule is treated as none.
     if (m_isUTC || !IsRule(rules.toStandard) || !IsRule(rules.toDaylight)) {
         ZoneOffset const fixed{m_isUTC ? 0 : -rules.bias, false};
         return {newYear - fixed.Ms(), kNever, kNever, {fixed, fixed, fixed}};
@@ -99,6 +104,8 @@ ZoneOffset ZoneRecord::OffsetAt(std::int64_t utcMs, std::int64_t year) const noe
     ZoneYear computed, computedNext;
     ZoneYear const& here = Year(year, computed);
     if (utcMs < here.start) return Year(year - 1, computedNext).At(utcMs);
+    // Far from New Year the next year's table is not asked for: one comparison saves the second look-up in nearly all
+    // calls.
     constexpr std::int64_t kFarFromItsEnd = 360 * kDayMs;
     if (utcMs - here.start < kFarFromItsEnd) return here.At(utcMs);
     ZoneYear const& next = Year(year + 1, computedNext);
@@ -108,6 +115,8 @@ ZoneOffset ZoneRecord::OffsetAt(std::int64_t utcMs, std::int64_t year) const noe
 std::pair<std::int64_t, std::int64_t> ZoneRecord::BordersAt(std::int64_t utcMs, std::int64_t year) const noexcept
 {
     std::int64_t start = INT64_MIN, end = INT64_MAX;
+    // The stretch around an instant may begin in the year before and end in the year after, as on the southern
+    // hemisphere.
     for (std::int64_t near = year - 1; near <= year + 1; ++near) {
         ZoneYear computed;
         ZoneYear const& table = Year(near, computed);
@@ -151,6 +160,7 @@ WallOffset OffsetOfWall(ZoneRecord const& zone, std::int64_t wallMs, std::int64_
     if (before == after) return {before, XCTimeZone::LocalKind::Unique};
     bool const readsBefore = zone.OffsetAt(wallMs - before.Ms(), year) == before;
     bool const readsAfter = zone.OffsetAt(wallMs - after.Ms(), year) == after;
+    // Of two equal wall times the first is meant, of a skipped one the time that the old offset gives.
     if (readsBefore && readsAfter && before.minutes != after.minutes) return {before, XCTimeZone::LocalKind::Ambiguous};
     if (readsBefore) return {before, XCTimeZone::LocalKind::Unique};
     if (readsAfter) return {after, XCTimeZone::LocalKind::Unique};

@@ -36,6 +36,7 @@ void SwapBytes(wchar_t* units, std::size_t count) noexcept
 
 std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
 {
+    // Half a unit at the end means that the file was cut or is no UTF-16.
     if (bytes.size() % sizeof(wchar_t) != 0) return std::nullopt;
     std::size_t const count = bytes.size() / sizeof(wchar_t);
     UnitBuffer text(count);
@@ -48,6 +49,7 @@ std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
 /// @param used receives how many bytes were text.
 UnitBuffer DecodeUtf8Start(std::string_view bytes, std::size_t& used)
 {
+    // No character has more units than bytes: one allocation without a count before.
     UnitBuffer text(bytes.size());
     used = 0;
     if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
@@ -96,6 +98,7 @@ XCErrorID AppendAnsi(std::string& bytes, std::wstring_view text)
 
 XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
 {
+    // Written leniently half a pair would read back as another character; who saves must know.
     std::size_t const unpaired = xc::text::FindUnpairedSurrogate(text);
     if (unpaired != text.size()) return UnmappableUnit(text[unpaired], unpaired);
     xc::text::AppendUtf8(bytes, text);
@@ -126,6 +129,7 @@ UnitBuffer DecodeStart(std::string_view bytes, Encoding encoding)
     switch (encoding) {
     case Encoding::Utf16LE:
     case Encoding::Utf16BE: return *DecodeUtf16(bytes.substr(0, bytes.size() / 2 * 2), encoding);
+    // The first call tells where it fails, the second decodes up to there: only for messages about malformed files.
     case Encoding::Ansi: (void)DecodeAnsi(bytes, &at); return DecodeAnsi(bytes.substr(0, at)).value_or(UnitBuffer(0));
     default: return DecodeUtf8Start(bytes, at);
     }

@@ -51,6 +51,7 @@ XCLatin1Converter::~XCLatin1Converter() = default;
 
 XCErrorID XCLatin1Converter::ToUnicode(XCString& result, std::string_view bytes) const
 {
+    // Every byte is a unit of the same number: this direction cannot fail but for want of memory.
     XCString text;
     if (!bytes.empty()) {
         text.Reserve(bytes.size() + 1);

@@ -1,3 +1,11 @@
+// The error log of the process: one file that exceptions are recorded in, set up by nobody.
+//
+// An exception may be recorded before main, after main, in a module without an application, on any thread. So the path
+// is a value of the process that is found at the first need (in the temporary folder, under the program's name) and
+// never destroyed. It is made absolute when it is set: a program that changes its folder goes on in the same file. Each
+// record is formatted whole and appended in one turn at the file, so that records of several threads and processes
+// never mix; the file is closed again in between, because errors are rare and the file may be moved away at any time.
+// Lines of a message after its first are indented, so that no message can begin a record.
 #include "errors/ErrorLog.h"
 
 #include "errors/RunningCalls.h"
@@ -7,7 +15,6 @@
 #include "win32/FileSystem.h"
 #include "win32/Process.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <optional>
@@ -15,23 +22,6 @@
 namespace xc::errors {
 
 namespace {
-
-std::wstring TemporaryFolder()
-{
-    for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
-        std::optional<std::wstring> folder = win32::ReadEnvironment(name);
-        if (folder && !folder->empty() && win32::IsFolder(win32::SystemPath(*folder))) return *std::move(folder);
-    }
-    return L".";
-}
-
-XCString DefaultLogPath()
-{
-    std::wstring const program = win32::ModulePath();
-    std::wstring name = program.substr(program.find_last_of(L"\\/") + 1);
-    name.resize(std::min(name.find_last_of(L'.'), name.size()));
-    return TemporaryFolder() + L"\\" + name + L"-ERROR.LOG";
-}
 
 /// What was set, if anything was; lives as long as the process.
 struct LogPath {
@@ -46,7 +36,7 @@ struct LogPath {
     }
     XCString const& Name()
     {
-        if (!name) Set(DefaultLogPath());
+        if (!name) Set(ErrorLogIn(TemporaryFolder(), win32::ModulePath()));
         return *name;
     }
 };
@@ -70,6 +60,25 @@ std::string RecordHead()
 }
 
 } // namespace
+
+std::wstring TemporaryFolder()
+{
+    for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
+        std::optional<std::wstring> folder = win32::ReadEnvironment(name);
+        if (folder && win32::IsFolder(win32::SystemPath(*folder))) return *std::move(folder);
+    }
+    return L".";
+}
+
+XCString ErrorLogIn(std::wstring const& folder, std::wstring const& module)
+{
+    constexpr std::size_t kMostUnits = 259; // of the module's path
+    constexpr std::size_t kExtension = 4;   // ".exe"; another extension is cut to what is left of it
+    std::wstring name = module.substr(0, kMostUnits);
+    name.erase(0, name.find_last_of(L"\\/") + 1);
+    name.resize(name.size() < kExtension ? 0 : name.size() - kExtension);
+    return XCString(folder + L"\\" + name + L"-ERROR.LOG");
+}
 
 void SetErrorLogPath(XCString const& path)
 {

@@ -3,8 +3,17 @@
 
 #include <XelbrinCore/XCError.h>
 
+#include <string>
+
 namespace xc::errors {
 
+/// The folder that TMP or TMPDIR names, the first that exists; else ".".
+std::wstring TemporaryFolder();
+
+/// The log of a module in a folder: its file name without the last four units, and "-ERROR.LOG".
+XCString ErrorLogIn(std::wstring const& folder, std::wstring const& module);
+
+/// In place of the log of the program in its temporary folder.
 void SetErrorLogPath(XCString const& path);
 XCString ErrorLogPath();
 

@@ -1,3 +1,9 @@
+// Results and exceptions that leave a module, in a form that outlives its code.
+//
+// An error object may have been made by a module, and then its text and its destructor are code of that module. Before
+// the module is unloaded every error is replaced by one of this library with the text that it had; an exception becomes
+// such an error where it is caught. When there is no memory even for that, one error that was made at the start
+// answers.
 #include "errors/Sealed.h"
 
 #include "errors/ExceptionText.h"

@@ -1,3 +1,6 @@
+// Error objects. They carry what an error is made of (source, code, severity, parameters), and make text only when
+// asked: most errors are handled, and then no text was ever needed. A text comes from the error's source in the
+// language of the reader; the object itself never formats.
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCMessageSource.h>
 

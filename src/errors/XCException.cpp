@@ -1,3 +1,12 @@
+// Exceptions: a shared state with a message or an error, the addresses of the stack, and texts made on demand.
+//
+// Throwing must be cheap and copying must not fail, since the runtime copies exceptions. So all copies share one
+// counted state, and capturing a stack only stores addresses. The message of an error, its narrow form and the named
+// stack are made when somebody reads them, and are kept, because what() hands out a pointer that has to stay good. Lazy
+// makes them without a lock: two threads may make the same text at the same time, and the first one that is done wins.
+// A lock could not be held there, because making a text may throw and read exceptions itself. Invariants: message,
+// error and addresses never change after the construction; a text that was handed out stays where it is until the last
+// copy goes.
 #include <XelbrinCore/XCException.h>
 
 #include "errors/ErrorLog.h"

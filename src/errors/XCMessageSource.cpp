@@ -1,3 +1,5 @@
+// Message texts in memory. An absent text is no failure here: the source answers with a fixed sentence, so that a
+// program whose messages are incomplete still says something.
 #include <XelbrinCore/XCMessageSource.h>
 
 #include "errors/SourceText.h"

@@ -1,3 +1,11 @@
+// The open log files of the process, so that what they hold back is written when it ends.
+//
+// One function is registered with the runtime of the process, with the first file. It runs after main, or at exit(),
+// while the other threads still run, and has every file that lives by then write out and close; a file that is written
+// to later opens again. Files are linked through themselves, which needs no memory; joining and leaving cost O(1). The
+// channels go first, because their pending texts still turn into records. Invariants: a file is in the list from its
+// construction to its destruction; the list outlives every static object, since destructors of static objects may own
+// log files.
 #include "log/AtExit.h"
 
 #include <XelbrinCore/XCSync.h>
@@ -10,7 +18,7 @@ namespace xc::log {
 
 namespace {
 
-/// Never destroyed: destructors of static objects may own log files.
+/// Never destroyed.
 struct ExitList {
     XCCriticalSection section;
     AtExit* first = nullptr;
@@ -54,6 +62,7 @@ void AtExit::BeforeFiles(void (*function)()) noexcept
 void AtExit::Run()
 {
     ExitList& list = List();
+    // Without the section: subscribers that are served now may open and close files.
     if (list.beforeFiles) list.beforeFiles();
     std::lock_guard const hold(list.section);
     for (AtExit* file = list.first; file; file = file->m_next) file->m_function(file->m_owner);

@@ -1,3 +1,8 @@
+// Counts of failed writes with the text of the last one.
+//
+// A log that fails must neither stop the program nor fail a second time while it says so. So every function here is
+// noexcept, the count is an atomic of its own that needs no memory, and the text is what is given up when memory is
+// short.
 #include "log/Failures.h"
 
 #include "errors/SystemWords.h"

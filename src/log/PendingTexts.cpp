@@ -1,3 +1,10 @@
+// The texts that threads have written to one stream and not yet flushed, one place a thread.
+//
+// Streams are shared, but the pieces that a thread writes belong together: text of two threads is never mixed within
+// one record. A thread is known by its serial number, which the process gives out once, while the identifiers of the
+// system come again. Places are searched one by one: few threads have text pending at a time, and a place whose text
+// was taken keeps its storage for the next one, so that logging soon allocates nothing. Cost: O(places) an operation,
+// under the section. Invariant: at most one place holds a given thread; a place with thread 0 is free.
 #include "log/PendingTexts.h"
 
 #include <mutex>

@@ -1,3 +1,11 @@
+// The bytes of a record in each layout: as it stands, on one line, or as a JSON object.
+//
+// All layouts work in runs: the text is searched for the next unit that needs care, the run before it is encoded in one
+// call, and the unit gets its own form. Most records hold no such unit and are encoded at once. Cost: O(units), no
+// allocation beyond the growth of the target. What a record holds may come from outside the program (a name, a line of
+// another system), so the one-line and JSON layouts must keep it from shaping lines: no byte of a message can begin a
+// record of its own, or move the cursor of the console that shows it. JSON is that of RFC 8259; an unpaired surrogate,
+// which UTF-8 cannot hold, is written as its escape.
 #include "log/RecordText.h"
 
 #include "log/Digits.h"
@@ -52,6 +60,7 @@ std::size_t PlainRun(std::wstring_view text, std::size_t at) noexcept
 {
     std::size_t end = at;
     while (end < text.size()) {
+        // A pair is taken whole: each of its halves alone would look unpaired.
         bool const pair =
             text::IsHighSurrogate(text[end]) && end + 1 < text.size() && text::IsLowSurrogate(text[end + 1]);
         if (!pair && JsonEscapes(text[end])) break;
@@ -98,6 +107,7 @@ std::wstring_view WithoutLineEnd(std::wstring_view block) noexcept
 
 XCString EscapeControls(std::wstring_view message)
 {
+    // The usual message has nothing to escape, and shares its block.
     if (std::none_of(message.begin(), message.end(), IsWrittenOut)) return XCString(message);
     std::wstring escaped;
     escaped.reserve(message.size() + 16);
@@ -128,6 +138,7 @@ void AppendJsonRecord(std::string& to, JsonRecord const& record)
     AppendJsonTime(to, record.utc);
     to += "\",\"level\":";
     if (record.level < 0) to.push_back('-');
+    // Negated as unsigned: the lowest level has no positive counterpart.
     AppendNumber(to, record.level < 0 ? 0 - static_cast<std::uint64_t>(record.level)
                                       : static_cast<std::uint64_t>(record.level));
     if (!record.channel.empty()) {

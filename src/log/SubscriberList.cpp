@@ -1,3 +1,16 @@
+// The subscribers of one log manager: who wants a record, and the delivery of each record to them in order.
+//
+// Interest comes first. Each buffer keeps, in two atomics, the highest level that any of its subscribers wants and
+// whether its own level is within it; they are computed anew whenever a subscriber, a desired level or a buffer's level
+// changes. A record that nobody wants then costs one relaxed load.
+//
+// Delivery runs under the section, so that all subscribers see all records in one order. A subscriber may do anything
+// while it is served: log, attach, detach, ask for channels. What it logs is queued and delivered after the present
+// record, to everybody but those whose serving brought it about; the list of these authors travels with the record, so
+// that two subscribers that answer each other come to an end. Whoever detaches leaves an empty entry, and the list is
+// compacted only when no delivery runs. Cost: O(subscribers) a record. Invariants: while m_delivering, entries are
+// neither moved nor removed; a subscriber that has left is not served again, and one that came is served from the next
+// record on.
 #include "log/SubscriberList.h"
 
 #include <XelbrinCore/XCTrace.h>
@@ -44,6 +57,7 @@ std::shared_ptr<SubscriberList> SubscriberList::Make()
     auto list = std::make_shared<SubscriberList>();
     ListRegister& known = AllLists();
     std::lock_guard const hold(known.section);
+    // Lists are few, but managers may come and go for as long as the process lives.
     auto const place = std::find_if(known.lists.begin(), known.lists.end(), [](auto const& l) { return l.expired(); });
     if (place != known.lists.end())
         *place = list;
@@ -79,6 +93,7 @@ void SubscriberList::Add(XCSmartPtr<XCLogSubscriberI> const& subscriber, XCLogSt
     if (subscriber.IsNull()) return;
     {
         std::lock_guard const hold(subscriber->m_section);
+        // The way back, by which a change of the desired level refreshes the interest here.
         std::erase_if(subscriber->m_lists, [this](auto const& list) {
             auto const held = list.lock();
             return !held || held.get() == this;
@@ -173,6 +188,7 @@ void SubscriberList::Compact() noexcept
 void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text)
 {
     std::lock_guard const hold(m_section);
+    // The section is recursive: the same thread comes here again from within a subscriber.
     if (m_delivering) return Queue(from, level, text);
     m_record.from = &from;
     m_record.level = level;
@@ -199,6 +215,7 @@ void SubscriberList::Queue(XCLogStreamBuf const& from, int level, std::wstring_v
 void SubscriberList::Serve() noexcept
 {
     m_delivering = true;
+    // Counted before: who attaches during the delivery gets the next record first.
     std::size_t const count = m_entries.size();
     for (std::size_t i = 0; i < count; ++i) {
         if (m_entries[i].only && m_entries[i].only != m_record.from) continue;

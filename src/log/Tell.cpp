@@ -1,3 +1,7 @@
+// Messages about the log itself, on the standard streams.
+//
+// They are written past all channels, since the channels are what may have failed. A console takes UTF-16 units; a
+// stream that was redirected takes UTF-8, like every file of the library.
 #include "log/Tell.h"
 
 #include "text/Utf8.h"

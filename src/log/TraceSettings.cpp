@@ -1,3 +1,9 @@
+// The settings of the trace as text: lists of subjects, and the name of the trace file.
+//
+// A list is read item by item, without white space and without regard to case. An item is a subject's name or a number,
+// in decimal or hexadecimal digits, that stands for a mask; the masks are united. An unknown item is reported, but the
+// others hold: a list with a typing error should still trace. Invariant: a list that DescribeTraceSubjects has written
+// reads back as the same mask. Cost: O(items * subjects), at start-up only.
 #include "log/TraceSettings.h"
 
 #include <XelbrinCore/XCTrace.h>
@@ -94,6 +100,7 @@ XCString DescribeTraceSubjects(int mask)
     auto rest = static_cast<std::uint32_t>(mask);
     for (SubjectName const& subject : kSubjectNames) {
         auto const bit = static_cast<std::uint32_t>(subject.mask);
+        // ALL and NONE are no bits.
         if (subject.mask <= 0 || (rest & bit) == 0) continue;
         add(subject.name);
         rest &= ~bit;
@@ -105,6 +112,7 @@ XCString DescribeTraceSubjects(int mask)
 XCString BuildFileName(std::wstring_view modulePath, unsigned long process)
 {
     std::wstring_view name = modulePath.substr(0, kModulePathUnits);
+    // A name without a point stays whole: npos is cut to its length.
     name = name.substr(0, name.rfind(L'.'));
     std::size_t const folderEnd = name.rfind(L'\\');
     if (folderEnd != std::wstring_view::npos) name.remove_prefix(folderEnd + 1);

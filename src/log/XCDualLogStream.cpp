@@ -1,3 +1,8 @@
+// A stream that passes every unit on to two others at once.
+//
+// Nothing is buffered here: what reaches one target reaches the other before the next unit, so that the two never
+// differ by more than one unit when the program stops. A target that fails is passed over from then on, by its own
+// state; the writer and the other target do not notice. A line feed flushes both.
 #include <XelbrinCore/XCLogFile.h>
 
 namespace {

@@ -1,3 +1,11 @@
+// A log file that several threads write records to.
+//
+// Every record is built in the buffer of the file, under the section, and is completed by EndRecord or dropped whole: a
+// record that runs out of memory half-way leaves no piece. Writing, retries and the count of what was lost belong to
+// RecordFile; here the rules of the text are kept. A message is one line: a feed inside it becomes "~" or, when control
+// characters are escaped, "\n". LogArgList formats into a buffer of fixed size on the stack, without the heap; a record
+// that is too long is cut before its end, never inside a surrogate pair, so that the end of the line always stands.
+// Invariant: the flags are atomics and are read without the section; everything else is used under it.
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCSync.h>
 
@@ -36,6 +44,7 @@ std::wstring_view FormatMessageLine(wchar_t (&buffer)[kFormatUnits], wchar_t con
 {
     text::ArgumentListSource source(arguments);
     std::size_t length = text::FormatInto(buffer, kFormatUnits, format, source);
+    // Without an end of its own the record gets one; it takes two of the units, the terminator a third.
     if (!EndsInLineFeed(format)) {
         length = CutTo(buffer, length, kFormatUnits - 3);
         buffer[length++] = L'\r';
@@ -70,6 +79,7 @@ struct XCLogFile::Data {
     template <class Build>
     void Add(bool complete, Build const& build) noexcept
     {
+        // Asked twice: a closed log costs no lock, and Close may have been quicker.
         if (!opened.load(std::memory_order_acquire)) return;
         std::lock_guard const hold(section);
         if (!opened.load(std::memory_order_relaxed)) return;

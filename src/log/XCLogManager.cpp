@@ -1,3 +1,10 @@
+// Channels by name and index, and the process's own manager.
+//
+// A channel lives as long as its manager, so that a reference to one stays good: the list only grows. A channel has a
+// stream for its own level and, on demand, one for each other level that somebody writes at. These are kept in a singly
+// linked list whose head is exchanged atomically; it is read without a lock and never shortened. The streams of one
+// channel share the name and the subscribers of its main stream. Before a stream is handed out, the calling thread's
+// text in the others is flushed, so that the texts of one thread keep their order whatever their levels.
 #include <XelbrinCore/XCLog.h>
 
 #include "log/AtExit.h"
@@ -34,6 +41,7 @@ XCLogChannel::~XCLogChannel()
 
 XCLogStream& XCLogChannel::GetStream(int level)
 {
+    // The order of one thread's texts: those at other levels go out first.
     m_stream.OnEOL();
     LevelStream* found = nullptr;
     LevelStream* const first = m_levelStreams.load();

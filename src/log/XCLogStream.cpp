@@ -1,3 +1,10 @@
+// The stream of a channel. Text waits, apart for each thread, until it is flushed, and then goes out as one record.
+//
+// A buffer without interest takes the text and drops it at once, so that writing to a log that nobody reads costs one
+// relaxed load a call. m_pendingCount tells whether any thread has text here: a flush that finds none takes no lock.
+// Text that is never flushed is delivered when it reaches kMostPendingUnits, so that memory stays bounded. A change of
+// the level delivers what was written before it at the old level. Invariant: the text that a thread leaves when it ends
+// is delivered by the register of lists, and is never inherited by a later thread.
 #include <XelbrinCore/XCLog.h>
 
 #include "log/PendingTexts.h"

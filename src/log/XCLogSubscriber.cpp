@@ -1,3 +1,10 @@
+// The subscribers that the library brings: console, file, rotating file and JSON file.
+//
+// A block arrives as one text of its channel. It is turned into bytes in the layout of the subscriber and written at
+// once, under the subscriber's own section, so that blocks of several lists never mix. A console takes units: the
+// layouts other than AsIs are made as bytes first and decoded again, which keeps one body for each layout and costs
+// nothing that a console would show. Files open with their first block; failures are counted there and tried again with
+// the next block.
 #include <XelbrinCore/XCLogSubscriber.h>
 
 #include "log/AtExit.h"
@@ -79,6 +86,7 @@ void XCConsoleLogSubscriber::OnChannelFlush(XCString const& channel, int level, 
     constexpr auto kOutput = win32::StandardStream::Output;
     std::lock_guard const hold(m_data->section);
     unsigned long error = 0;
+    // The common case needs no bytes at all.
     if (m_data->layout == XCLogLayout::AsIs && win32::IsConsole(kOutput)) {
         error = win32::WriteToConsole(kOutput, text.AsWChar(), text.Length());
     } else {

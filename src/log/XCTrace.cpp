@@ -1,3 +1,11 @@
+// The trace of the process: settings, filter, file and the text of its records.
+//
+// The calls test two masks, packed into one atomic word, before anything else: without a chosen subject the trace costs
+// one relaxed load. The word starts as all ones, so that the first call of the process comes here and reads the
+// environment. Everything else runs under one section, from the look at the settings to the write: a trace explains the
+// order of events, and each record stands in the file before its call returns. A setting made by a call is marked
+// before the environment is read, so that it wins whichever comes first. Invariants: bit 0 of the level is always set;
+// Masks is 0 exactly when no subject is chosen. A file that cannot be opened is tried again with later records.
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTrace.h>
 
@@ -72,6 +80,7 @@ public:
     bool Configure(bool TraceState::*done, Set const& set)
     {
         std::lock_guard const hold(section);
+        // In this order: the mark keeps the environment from overwriting what the call sets next.
         this->*done = true;
         InitTracing();
         bool const accepted = set();
@@ -214,6 +223,7 @@ bool TraceState::OpenTraceFile()
 {
     win32::SystemPath folder;
     bool const haveFolder = BuildFolderName(folder);
+    // Long names: a program that was started by its short name traces into the same file.
     win32::SystemPath const program = win32::WithLongNames(win32::SystemPath(win32::ModulePath()));
     XCString const name = BuildFileName(program.Text(), win32::ProcessId());
     m_file.SetTarget(folder.Child(name.View()),

@@ -9,8 +9,6 @@
 // INVARIANT Each state is written once: by the item of the work list that begins at it.
 #include "match/FindProgram.h"
 
-#include "match/Numbering.h"
-
 #include <algorithm>
 
 namespace xc::match {
@@ -20,11 +18,7 @@ using Kind = FindProgram::Kind;
 
 class FindBuilder {
 public:
-    explicit FindBuilder(FindProgram& program)
-        : m_program(program), m_states(program.m_states), m_setNumbers(std::pmr::new_delete_resource())
-    {
-        m_states.resize(2);
-    }
+    explicit FindBuilder(FindProgram& program) : m_program(program), m_states(program.m_states) { m_states.resize(2); }
 
     void Build(Node const* root)
     {
@@ -34,6 +28,7 @@ public:
             m_work.pop_back();
             Expand(item);
         }
+        // Work left over: the limit was reached. A half-built program would find wrong places, so that it finds none.
         if (!root || !m_work.empty()) MatchNothing();
     }
 
@@ -48,15 +43,16 @@ private:
     {
         m_states.assign(2, {});
         m_program.m_sets.Clear();
-        m_states[FindProgram::kStart] = {Kind::Units, FindProgram::kEnd, SetIndex({})};
+        m_states[FindProgram::kStart] = {Kind::Units, FindProgram::kEnd, m_program.m_sets.IndexOf({})};
     }
     void Expand(Item const& item)
     {
         if (item.marks && item.node->GetGroupCount() > 0) return Mark(item);
         switch (item.node->GetType()) {
         case Node::NodeType::CharSetNode:
-            m_states[item.from] = {Kind::Units, item.to,
-                                   SetIndex(static_cast<Node::CharSetNode const*>(item.node)->GetCharSet())};
+            m_states[item.from] = {
+                Kind::Units, item.to,
+                m_program.m_sets.IndexOf(static_cast<Node::CharSetNode const*>(item.node)->GetCharSet())};
             break;
         case Node::NodeType::SequenceNode: ExpandSequence(item); break;
         case Node::NodeType::AlternativeNode: ExpandAlternative(item); break;
@@ -73,6 +69,7 @@ private:
             m_program.m_groupCount = std::max(m_program.m_groupCount, group);
             std::uint32_t const inner = NewState();
             std::uint32_t const last = NewState();
+            // Slots of a match: even ones hold beginnings, odd ones ends.
             m_states[from] = {Kind::Mark, inner, 2 * group};
             m_states[last] = {Kind::Mark, to, 2 * group + 1};
             from = inner;
@@ -115,6 +112,7 @@ private:
         bool const loops = repeat.GetMaximum() == Node::Unbounded;
         if (loops) {
             std::uint32_t const body = NewState();
+            // The first of a split is the preferred way: one more pass of the repetition.
             m_states[at] = {Kind::Split, body, item.to};
             m_work.push_back({child, body, at, true});
             return;
@@ -134,22 +132,9 @@ private:
         m_states.emplace_back();
         return static_cast<std::uint32_t>(m_states.size() - 1);
     }
-    std::uint32_t SetIndex(XCUWCharSet const& set)
-    {
-        std::uint64_t hash = 0;
-        for (auto const& range : set)
-            hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
-        SetList& sets = m_program.m_sets;
-        std::uint32_t const index =
-            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return sets.IsEqual(known, set); });
-        if (index == sets.Count()) sets.Add(set);
-        return index;
-    }
-
     FindProgram& m_program;
     std::vector<FindProgram::State>& m_states;
     std::vector<Item> m_work;
-    Numbering m_setNumbers;
 };
 
 /// The sets of the states, which the classes are made of.
@@ -165,6 +150,8 @@ FindProgram::FindProgram(XCParsedRegEx const& parsed)
     std::vector<std::uint16_t> numbers(m_classes.Count());
     for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i] = static_cast<std::uint16_t>(i);
     m_map = UnitMap(m_classes, numbers, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
+    // Where a collating table folds several units into one class, membership is a bit for each set and class; without
+    // one, the range of a unit tells.
     m_words = (m_classes.Count() + 63) / 64;
     if (m_classes.IsFolded()) {
         m_members.resize(m_sets.Count() * m_words);
@@ -206,6 +193,7 @@ void FindProgram::FindFirstUnits()
         if (seen[at]) continue;
         seen[at] = true;
         State const& state = m_states[at];
+        // An empty match begins anywhere, and too many ranges would cost more than they skip.
         if (state.kind == Kind::End || first.GetRangeCount() > text::UnitRanges::kMax) return;
         if (state.kind == Kind::Units) {
             for (auto const& range : m_sets[state.other]) first.Add(range);

@@ -27,8 +27,7 @@ using Node = XCRegExSyntaxNode;
 class NfaBuilder {
 public:
     NfaBuilder(Nfa& nfa, Memory memory)
-        : m_nfa(nfa), m_work(memory), m_parts(memory), m_setNumbers(memory), m_wayNumbers(memory), m_ways(memory),
-          m_leafIndices(memory)
+        : m_nfa(nfa), m_work(memory), m_parts(memory), m_wayNumbers(memory), m_ways(memory), m_leafIndices(memory)
     {
         m_nfa.m_edges.reserve(128);
     }
@@ -74,6 +73,7 @@ private:
     /// The parts of a sequence, the last one first.
     void TakeApart(Node const* node)
     {
+        // The parser builds sequences as spines of left children: walking down a spine meets the last part first.
         m_parts.clear();
         for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChildP())
             m_parts.push_back(node->GetRightChildP());
@@ -96,8 +96,11 @@ private:
         for (; left > 1 && IsSmallLeaf(m_parts[left - 1]) && !m_nfa.m_tooLarge; --left) {
             CountStep();
             XCUWCharSet const& set = static_cast<Node::CharSetNode const*>(m_parts[left - 1])->GetCharSet();
+            // Nothing matches an empty set: what would follow it cannot be reached and is left out.
             if (set.IsEmpty()) return;
-            std::uint64_t const way = std::uint64_t{from} << 32 | SetIndex(set);
+            // Equal sets have equal numbers, so that two branches share a node exactly when they come the same way to
+            // it.
+            std::uint64_t const way = std::uint64_t{from} << 32 | m_nfa.m_sets.IndexOf(set);
             std::uint32_t const known = m_wayNumbers.NumberOf(
                 way * 0x9E3779B97F4A7C15u, [&](std::uint32_t number) { return m_ways[number].key == way; });
             if (known == m_ways.size()) {
@@ -125,6 +128,7 @@ private:
             if (branch->GetType() == Node::NodeType::SequenceNode) return AddBranch(branch, item.from, item.to);
             if (!IsSmallLeaf(branch)) return m_work.push_back({branch, item.from, item.to});
             for (auto const& range : static_cast<Node::CharSetNode const*>(branch)->GetCharSet()) merged.Add(range);
+            // Merging costs time with the size of the set: it is handed out before it grows too large.
             if (merged.GetRangeCount() <= kMergedSet) return;
             AddSet(item.from, item.to, merged);
             merged.Clear();
@@ -142,10 +146,12 @@ private:
         std::uint32_t const maximum = repeat.GetMaximum();
         std::uint32_t at = item.from;
         bool const loops = maximum == Node::Unbounded;
+        // An open repetition loops over its last copy: "x{3,}" is x, x and x once or more.
         std::uint32_t const plainCopies = loops && minimum > 0 ? minimum - 1 : minimum;
         for (std::uint32_t i = 0; i < plainCopies && !m_nfa.m_tooLarge; ++i) at = AddCopy(child, at, NewNode());
         if (loops) return AddLoop(child, at, item.to, minimum == 0);
         for (std::uint32_t i = minimum; i < maximum && !m_nfa.m_tooLarge; ++i) {
+            // Each optional copy may be left out together with all the ones after it.
             AddEpsilon(at, item.to);
             at = AddCopy(child, at, NewNode());
         }
@@ -154,6 +160,8 @@ private:
     /// Once or more between two nodes, or any number of times when it may be skipped.
     void AddLoop(Node const* child, std::uint32_t from, std::uint32_t to, bool mayBeSkipped)
     {
+        // The loop gets nodes of its own: an edge back to a node that is shared with neighbours would let their
+        // transitions repeat as well.
         std::uint32_t const head = NewNode();
         std::uint32_t const tail = mayBeSkipped ? head : NewNode();
         AddEpsilon(from, head);
@@ -184,7 +192,7 @@ private:
     }
     void AddSet(std::uint32_t from, std::uint32_t to, XCUWCharSet const& set)
     {
-        if (!set.IsEmpty()) m_nfa.m_edges.push_back({from, to, SetIndex(set)});
+        if (!set.IsEmpty()) m_nfa.m_edges.push_back({from, to, m_nfa.m_sets.IndexOf(set)});
     }
     /// A leaf in a repetition comes many times: the index of a large set is remembered.
     void AddLeaf(Item const& item)
@@ -192,24 +200,12 @@ private:
         auto const& leaf = *static_cast<Node::CharSetNode const*>(item.node);
         if (leaf.GetCharSet().GetRangeCount() <= kLargeSet) return AddSet(item.from, item.to, leaf.GetCharSet());
         auto const [at, isNew] = m_leafIndices.try_emplace(&leaf, 0);
-        if (isNew) at->second = SetIndex(leaf.GetCharSet());
+        if (isNew) at->second = m_nfa.m_sets.IndexOf(leaf.GetCharSet());
         m_nfa.m_edges.push_back({item.from, item.to, at->second});
     }
-    std::uint32_t SetIndex(XCUWCharSet const& set)
-    {
-        std::uint64_t hash = 0;
-        for (auto const& range : set)
-            hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
-        std::uint32_t const index =
-            m_setNumbers.NumberOf(hash, [&](std::uint32_t known) { return m_nfa.m_sets.IsEqual(known, set); });
-        if (index == m_nfa.m_sets.Count()) m_nfa.m_sets.Add(set);
-        return index;
-    }
-
     Nfa& m_nfa;
     List<Item> m_work;
     List<Node const*> m_parts; ///< of the sequence at hand
-    Numbering m_setNumbers;
     Numbering m_wayNumbers;
     List<Way> m_ways;
     std::pmr::unordered_map<Node const*, std::uint32_t> m_leafIndices;
@@ -230,16 +226,22 @@ bool SetList::IsEqual(std::uint32_t set, XCUWCharSet const& other) const noexcep
     return std::equal(ranges.begin(), ranges.end(), other.begin(), other.end());
 }
 
-void SetList::Add(XCUWCharSet const& set)
+std::uint32_t SetList::IndexOf(XCUWCharSet const& set)
 {
+    std::uint64_t hash = 0;
+    for (auto const& range : set) hash = (hash ^ (range.begin | std::uint64_t{range.end} << 16)) * 0x9E3779B97F4A7C15u;
+    std::uint32_t const index = m_numbers.NumberOf(hash, [&](std::uint32_t known) { return IsEqual(known, set); });
+    if (index < Count()) return index;
     m_ranges.insert(m_ranges.end(), set.begin(), set.end());
     m_ends.push_back(static_cast<std::uint32_t>(m_ranges.size()));
+    return index;
 }
 
 void SetList::Clear() noexcept
 {
     m_ranges.clear();
     m_ends.clear();
+    m_numbers.Clear();
 }
 
 Nfa::Nfa(Node const* root, Memory memory) : m_edges(memory), m_offsets(memory), m_sets(memory)
@@ -253,6 +255,7 @@ Nfa::Nfa(Node const* root, Memory memory) : m_edges(memory), m_offsets(memory), 
     SortEdges();
 }
 
+// The edges of a node stand together afterwards, so that the subset construction walks a range and no list of pointers.
 /// Counting sort by the node left, stable.
 void Nfa::SortEdges()
 {

@@ -8,6 +8,7 @@
 #include <XelbrinCore/XCRegEx.h>
 
 #include "match/Memory.h"
+#include "match/Numbering.h"
 
 #include <cstdint>
 #include <span>
@@ -28,20 +29,22 @@ class SetList {
 public:
     using Range = XCUWCharSet::Range;
 
-    explicit SetList(Memory memory) : m_ranges(memory), m_ends(memory) {}
+    explicit SetList(Memory memory) : m_ranges(memory), m_ends(memory), m_numbers(memory) {}
     [[nodiscard]] std::uint32_t Count() const noexcept { return static_cast<std::uint32_t>(m_ends.size()); }
     [[nodiscard]] std::span<Range const> operator[](std::uint32_t set) const noexcept
     {
         return {m_ranges.data() + (set == 0 ? 0 : m_ends[set - 1]), m_ranges.data() + m_ends[set]};
     }
     [[nodiscard]] bool IsInSet(std::uint32_t set, std::uint32_t unit) const noexcept;
+    /// The number of the set, which is added when it is new; equal sets have one number.
+    std::uint32_t IndexOf(XCUWCharSet const& set);
     [[nodiscard]] bool IsEqual(std::uint32_t set, XCUWCharSet const& other) const noexcept;
-    void Add(XCUWCharSet const& set);
     void Clear() noexcept;
 
 private:
     List<Range> m_ranges;
     List<std::uint32_t> m_ends;
+    Numbering m_numbers;
 };
 
 class Nfa {

@@ -1,3 +1,9 @@
+// A set of node numbers: bits for the first 128, an ordered set for the others.
+//
+// Most patterns have few nodes, and their sets are copied, united and compared all the time during construction: for
+// these a set is four words without the heap. The larger numbers, which only big patterns have, live in a std::set that
+// is made with the first of them. Invariant: a number below kSmallCount is never in the large part, so that walking
+// first the bits and then the set gives ascending order, and two equal sets have equal parts.
 #include <XelbrinCore/XCRegEx.h>
 
 #include <bit>
@@ -36,6 +42,7 @@ bool XCNFANodeSet::Insert(XCNFANodeSet const& other)
         added = added || (other.m_small[i] & ~m_small[i]) != 0;
         m_small[i] |= other.m_small[i];
     }
+    // A set adds nothing to itself, and must not change while it is walked.
     if (other.m_large && &other != this)
         for (unsigned int const id : *other.m_large) added = Insert(id) || added;
     return added;

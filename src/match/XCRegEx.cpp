@@ -1,3 +1,5 @@
+// The compiled expression as callers see it. Everything is the expression's (Expression.cpp), which all copies share
+// and which never changes once it is built; the collating tables are only kept alive here.
 #include <XelbrinCore/XCRegEx.h>
 
 #include "match/Dump.h"

@@ -1,3 +1,11 @@
+// Finding places, and what is done with them: groups, replacement, splitting, fields of a line.
+//
+// FindAll asks once for the longest end of every begin and then walks over the answers: asking again from the end of
+// each place would read the text from there to its end each time, and so take quadratic time on texts with many places.
+// An empty place is skipped where the place before it has just ended; after an empty place the
+// walk goes on by one unit, so that it always ends. Groups are looked for only where somebody wants them. Cost: O(text
+// * nodes) for all places; a search without any result costs one pass and no list. The places of a result are in order
+// and never overlap.
 #include <XelbrinCore/XCRegExFind.h>
 
 #include <XelbrinCore/XCRegEx.h>
@@ -18,6 +26,7 @@ std::vector<XCRegExPlace> XCRegEx::FindAll(std::wstring_view text) const
 {
     std::vector<XCRegExPlace> places;
     FindProgram const& finder = m_expression->Finder();
+    // The usual text has no place at all: one pass tells it, without the list of ends.
     if (!finder.Find(text, 0).IsFound()) return places;
     std::vector<std::size_t> const ends = finder.LongestEnds(text);
     for (std::size_t at = 0; at <= text.size();) {

@@ -1,3 +1,15 @@
+// The parser of patterns: recursive descent, one unit ahead, straight into the syntax tree.
+//
+// The grammar has four levels: alternatives of sequences of repeated atoms, where an atom is a unit, a dot, a class or
+// a group. Each level is a function that leaves the first token after what it has read as the current one. Units come
+// from a virtual function, so that an application can parse from anything. Within brackets other units are special than
+// outside, which is why the next unit is read by one of two classifying functions; only the function that reads an item
+// of a class needs to look at a raw unit first, to tell "a-" from "a".
+//
+// Sequences and alternatives are joined to the left, so that the recursion is only as deep as groups are nested, and
+// that depth has a limit: a deeper pattern is invalid, never a crash. The first fault ends the parse, and its place is
+// kept; every function returns at once after it. Cost: O(pattern), one node an atom; equal units mostly share one.
+// Invariant: unless m_error is set, m_token and m_char describe the unit that was read last.
 #include <XelbrinCore/XCRegEx.h>
 
 #include "match/NodeMaker.h"
@@ -57,6 +69,7 @@ XCParsedRegEx XCRegExParserBase::Parse()
     if (m_root.IsNull() && !m_error) {
         GetRegExChar();
         NodePtr root = ParseRegEx();
+        // A closing parenthesis that nothing opened ends the sequence too.
         if (m_token != RegExToken::End || m_char != 0) Fail(L"an operator, an atom or the end");
         if (!m_error) m_root = std::move(root);
     }
@@ -95,6 +108,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseRepSubRegEx()
     std::uint32_t maximum = 1;
     if (!ReadCounts(minimum, maximum)) Fail(L"a count, a separator or \"}\"");
     if (minimum > maximum) Fail(L"a maximum that is not below the minimum");
+    // Once is no repetition, and needs no node.
     if (m_error || (minimum == 1 && maximum == 1)) return atom;
     return Maker().Make<Node::RepeatNode>(std::move(atom), minimum, maximum);
 }

@@ -1,3 +1,5 @@
+// The nodes of the syntax tree. They are shared by count, since equal leaves are one node and a tree may be a part of
+// another. Trees are as deep as patterns are long, so that releasing one must not recurse.
 #include <XelbrinCore/XCRegEx.h>
 
 using Node = XCRegExSyntaxNode;

@@ -1,3 +1,5 @@
+// The COM apartment of a thread, entered and left with it. COM's library is loaded with the first thread that wants it;
+// a thread that could not enter, because it was in another apartment already, does not leave either.
 #include "sync/ComApartment.h"
 
 #include <objbase.h>

@@ -1,3 +1,5 @@
+// The critical section of the system in storage of the class, so that no public header needs the system's. Whether the
+// calling thread holds it is asked by trying: the count of its own entries is then one more than before.
 #include <XelbrinCore/XCSync.h>
 
 #include <new>

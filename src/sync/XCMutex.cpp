@@ -1,3 +1,9 @@
+// Mutexes and events of the system, which have names and are shared between processes.
+//
+// A mutex whose owner has died is given to the next waiter with a special answer: what it guarded may be half-changed.
+// Callers are told that they did not get it, and it is released again, so that it does not stay held by a thread that
+// does not know of it. Names of objects are given by reference to class statics when there is none, which works even
+// before those statics have been constructed, since only their addresses are compared.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSync.h>
 

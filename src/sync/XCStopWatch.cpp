@@ -1,3 +1,5 @@
+// Stopwatches over the two clocks of the runtime: seconds of the wall and ticks of the processor. The arithmetic is
+// that of StopWatchFields, in 32 bits that wrap, so that a clock that overflows gives right differences.
 #include <XelbrinCore/XCStopWatch.h>
 
 #include <ctime>

@@ -1,3 +1,8 @@
+// A section with a meeting point: one side leaves it and waits, the other leaves it and posts.
+//
+// The event is reset by hand and is reset inside the section, before the waiter leaves it. A post needs the section,
+// too, so it comes after that reset and cannot be lost. The second reset makes the event fresh for the next meeting.
+// The section is left on every path, also when a call of the system fails.
 #include <XelbrinCore/XCSync.h>
 
 namespace {

@@ -1,3 +1,12 @@
+// Thread objects. What a thread does is in ThreadRun.cpp, who runs is in the registry; an object only refers to a
+// thread.
+//
+// An object may be started again while its first thread runs: it then refers to the second, and the first stays in the
+// registry until somebody waits for it by its identifier. The registry keeps a counted object alive for as long as its
+// thread is listed; an object that nobody counts takes its entries with it. Locks are not nested, except
+// that a Join holds its own section while it waits: m_fieldSection guards the fields and is held for moments,
+// the registry's mutex guards the entries. Invariant: a Join returns after the end of the thread that the object
+// referred to when Join began.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCThread.h>
 

@@ -1,3 +1,6 @@
+// Facts of a thread as the system tells them at one moment. The clock of a thread that has ended stands still: the
+// elapsed time then comes from its end. The list of all threads copies the handles under the registry's mutex and asks
+// afterwards, so that a slow question holds nobody up.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCThread.h>
 

@@ -1,3 +1,9 @@
+// Text that must stay on its lines: units that could begin a line, move a cursor or turn the direction of writing are
+// written out as escapes.
+//
+// Logs, traces and consoles show texts that came from outside. The list of dangerous units is short and fixed: the
+// controls of ASCII and Latin-1, the separators of lines and paragraphs, and the marks of direction. Most texts hold
+// none of them and are passed on without a copy. Cost: O(text).
 #include "text/LineText.h"
 
 #include "text/Units.h"

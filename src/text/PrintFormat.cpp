@@ -28,6 +28,7 @@ namespace xc::text {
 
 namespace {
 
+// A text with a precision need not end with a zero: nothing past the precision may be read.
 std::size_t LengthUpTo(wchar_t const* text, std::size_t limit) noexcept
 {
     if (limit == XCString::npos) return TextLength(text);
@@ -114,6 +115,7 @@ FormatValue ArgumentListSource::Next(Conversion const& wanted)
         break;
     default: return FormatValue::Double(va_arg(m_arguments, double));
     }
+    // Smaller integers come as int through an ellipsis; the size of the conversion says how much of it counts.
     auto const value = static_cast<std::int32_t>(va_arg(m_arguments, int));
     bool const isSigned = wanted.letter == L'd' || wanted.letter == L'i';
     if (wanted.size == FormatSize::Byte) {
@@ -145,6 +147,7 @@ public:
     void Read(wchar_t const* format)
     {
         wchar_t const* literal = format;
+        // A literal piece is not copied: it points into the format, and neighbours of a "%%" are two pieces.
         while (*format != L'\0') {
             if (*format != L'%') {
                 ++format;
@@ -180,6 +183,8 @@ private:
         Piece piece{};
         wchar_t const* at = ReadPrecision(ReadFlagsAndWidth(begin + 1, piece), piece);
         at = ReadSize(at, piece);
+        // An unknown conversion stands in the result as it was written and takes no value, so that the ones after it
+        // still meet theirs.
         if (!IsLetter(*at)) {
             AddLiteral(begin, at);
             return at;
@@ -188,12 +193,14 @@ private:
         piece.source = begin;
         piece.sourceLength = static_cast<std::size_t>(at - begin);
         TakeValues(piece);
+        // %n takes its pointer and writes nothing through it: a format from outside must not be able to write memory.
         if (piece.letter != L'n') m_plan.Add(piece);
         return at;
     }
 
     static bool IsLetter(wchar_t unit) noexcept
     {
+        // One bit a letter, from '@' on: 64 units hold both cases.
         constexpr std::uint64_t kLetters = BitsOfLetters("diuoxXcCsSpeEfgGaAn");
         return unit >= L'@' && unit < L'@' + 64 && (kLetters >> (unit - L'@') & 1) != 0;
     }
@@ -255,6 +262,7 @@ private:
             case L'I':
                 piece.size = FormatSize::Bits64;
                 if (at[1] == L'3' && at[2] == L'2') piece.size = FormatSize::Default;
+                // "I64", "I32", or "I" alone, which is the size of a pointer: 64 bits.
                 if (piece.size == FormatSize::Default || (at[1] == L'6' && at[2] == L'4')) at += 2;
                 break;
             case L'F':
@@ -301,6 +309,7 @@ FormatPlan::FormatPlan(wchar_t const* format, FormatSource& source, std::uint32_
 
 void FormatPlan::Add(Piece const& piece)
 {
+    // Checked at each piece: the sum cannot wrap before it is seen to be too large.
     m_bound += BoundOf(piece); // each is far below 2^64 / 2^32 pieces
     if (m_bound > XCString::kMaxLength) throw std::length_error("format: the result would be too long");
     if (m_count < kInlinePieces)
@@ -310,6 +319,7 @@ void FormatPlan::Add(Piece const& piece)
     ++m_count;
 }
 
+// A string may be formatted into itself. Its memory is written over only when no piece reads from it.
 bool FormatPlan::RefersTo(void const* begin, void const* end) const noexcept
 {
     std::less<> const before;
@@ -379,6 +389,7 @@ void FormatInto(XCString& result, wchar_t const* format, FormatSource& source, s
     } else if (StringAccess::CanWrite(result, bound) && !plan.RefersTo(result.begin(), result.end())) {
         write(result);
     } else {
+        // Swapped in at the end, so that out of memory leaves the result as it was.
         XCString fresh;
         fresh.Reserve(bound);
         write(fresh);
@@ -391,6 +402,7 @@ std::size_t FormatInto(wchar_t* buffer, std::size_t capacity, wchar_t const* for
 {
     std::size_t length = FormatPlan(format, source, fieldLimit).Write(buffer, capacity - 1);
     bool const full = length == capacity - 1;
+    // A text that was cut may end with half a pair.
     if (full && length != 0 && IsHighSurrogate(buffer[length - 1])) --length;
     buffer[length] = L'\0';
     return length;

@@ -97,6 +97,7 @@ private:
     }
     void MakeFixed(std::int32_t precision) noexcept
     {
+        // Past its last decimal a double has zeros only: these need neither buffer nor computation.
         std::int32_t const written = std::min(precision, kMostDecimals);
         Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::fixed, written), 0);
         m_zeros = precision - written;
@@ -189,6 +190,7 @@ private:
 
     void PutPadded(std::wstring_view text, Piece const& piece) noexcept
     {
+        // Padding counts units, as the width of the C library does for wide output.
         std::size_t const blanks = piece.width > text.size() ? piece.width - text.size() : 0;
         bool const left = (piece.flags & kLeft) != 0;
         if (!left) Fill(L' ', blanks);
@@ -227,6 +229,7 @@ private:
     /// Decodes in place, once, and makes room for the blanks then.
     void PutNarrowWhole(std::string_view bytes, Piece const& piece) noexcept
     {
+        // Decoding writes at most one unit for a byte, and there is room for as many: it need not count first.
         wchar_t* const begin = m_at;
         std::size_t units = DecodeUtf8Leniently(begin, bytes);
         std::size_t const blanks = piece.width > units ? piece.width - units : 0;
@@ -283,6 +286,8 @@ private:
         } else if (integer) {
             PutInteger(piece);
         } else {
+            // A letter for doubles or texts that met an integer. The value is shown rather than misread as something
+            // else.
             Piece plain = piece; // no conversion of integers: the digits alone
             plain.precision = -1;
             plain.flags &= kLeft;
@@ -307,6 +312,7 @@ private:
         bool const isSigned = piece.value.kind == FormatValue::Kind::Signed;
         bool const negative = isSigned && piece.value.asSigned < 0;
         std::uint64_t magnitude = piece.value.asUnsigned;
+        // Negated as an unsigned number: the smallest value has no positive one.
         if (negative) magnitude = plain ? BitsOf(piece.value.asSigned, piece.size) : 0 - magnitude;
         NumberField field;
         if (!plain) AddSign(field, negative, piece.flags);
@@ -318,6 +324,7 @@ private:
                    char (&buffer)[32]) noexcept
     {
         char* end = std::to_chars(buffer, buffer + sizeof buffer, magnitude, base).ptr;
+        // As in C: zero with precision zero has no digits.
         if (piece.precision == 0 && magnitude == 0) end = buffer;
         if (piece.letter == L'X') MakeUpper(buffer, end);
         field.digits = {buffer, static_cast<std::size_t>(end - buffer)};
@@ -331,6 +338,7 @@ private:
                 field.AddPrefix(piece.letter == L'X' ? 'X' : 'x');
             }
         }
+        // As in C: a precision says how many digits there are, and the zero flag is then ignored.
         field.padWithZeros = (piece.flags & kZero) != 0 && piece.precision < 0;
         PutNumber(field, piece);
     }

@@ -83,6 +83,8 @@ char* PutSequence(char* out, std::uint32_t code) noexcept
 }
 
 /// The code point of the pair at i, or U+FFFD for an unpaired surrogate; `i` moves past what was read.
+// Strings may hold half pairs: file names of the system do. Encoding has no failure to report, so that they become the
+// replacement character; who must know asks FindUnpairedSurrogate first.
 std::uint32_t TakeSurrogates(std::wstring_view text, std::size_t& i) noexcept
 {
     wchar_t const first = text[i++];
@@ -109,6 +111,7 @@ inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint
     if (left < 3 || !IsTail(at[2])) return 0;
     if (lead < 0xF0) {
         code = (lead & 0x0Fu) << 12 | (at[1] & 0x3Fu) << 6 | (at[2] & 0x3Fu);
+        // Overlong forms and encoded surrogates are refused: one code, one spelling.
         return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
     }
     if (left < 4 || !IsTail(at[3])) return 0;
@@ -119,6 +122,8 @@ inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint
 /// The same for sequences of two and three bytes, the common ones, by one look at four bytes; 0 for any other.
 inline std::size_t ReadShortSequence(char const* bytes, std::uint32_t& code) noexcept
 {
+    // One load and one masked comparison take the place of a chain of tests on single bytes. The masks read the bytes
+    // in the order of a little-endian load; callers see to it that four bytes are there.
     std::uint32_t four = 0;
     std::memcpy(&four, bytes, sizeof four);
     if ((four & 0xC0C0F0) == 0x8080E0) {
@@ -227,6 +232,7 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 
 void AppendUtf8(std::string& out, std::wstring_view text)
 {
+    // The usual text is ASCII and is converted while it is looked at; only others are counted first.
     std::size_t const old = out.size();
     out.resize(old + text.size()); // right when all is ASCII, which the first run tells
     std::size_t const run = NarrowAsciiRun(out.data() + old, text.data(), text.size());
@@ -303,6 +309,8 @@ std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) 
 bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt)
 {
     XCString fresh;
+    // The count is right for well-formed text and no less than needed for the well-formed start of any other, since the
+    // decoder stops at the first bad byte.
     if (!bytes.empty()) fresh.Reserve(CountUtf16Units(bytes) + 1);
     std::size_t used = 0;
     std::size_t const units = bytes.empty() ? 0 : DecodeUtf8(StringAccess::Units(fresh), bytes, used);
@@ -322,6 +330,7 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
     while (!bytes.empty()) {
         std::size_t used = 0;
         units += DecodeUtf8(out + units, bytes, used);
+        // A byte that is no UTF-8 stands for the unit of its value, as in the one-byte encoding of western Europe.
         if (used < bytes.size()) out[units++] = static_cast<wchar_t>(ByteAt(bytes, used++));
         bytes.remove_prefix(used);
     }
@@ -331,6 +340,7 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
 std::size_t DecodeUtf8Leniently(wchar_t* out, std::size_t room, std::string_view bytes) noexcept
 {
     std::size_t units = 0;
+    // Counts on when the room is used up: the caller pads by the full length.
     for (std::size_t i = 0; i < bytes.size();) {
         std::uint32_t code = 0;
         std::size_t length = ReadSequence(bytes, i, code);

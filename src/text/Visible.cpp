@@ -1,3 +1,5 @@
+// A text as a line of a message shows it: without blanks and line ends at its end, controls and lone surrogates
+// escaped. A text that needs no change is copied as it is, which shares its block when it was a string.
 #include "text/Visible.h"
 
 #include "text/LineText.h"

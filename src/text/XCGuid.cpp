@@ -1,3 +1,6 @@
+// Identities as text. The text shows 16 bytes in reading order, while the first three fields are numbers: they are
+// joined from and split into bytes by shifts, so that the order of bytes of the processor never matters. A text is an
+// identity from end to end, with or without braces, or none at all.
 #include <XelbrinCore/XCGuid.h>
 
 #include "text/Units.h"

@@ -1,3 +1,4 @@
+// Counted objects. The count is an atomic whose change tells the value after it, so that exactly one release sees zero.
 #include <XelbrinCore/XCRefCount.h>
 
 XCRefCountI::~XCRefCountI() = default;

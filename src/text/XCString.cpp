@@ -38,7 +38,7 @@ constinit bool XCUseMemoryPool_ = false;
 constinit bool XCInitVar_ = false;
 
 // Share count 1: any write through the empty block unshares first.
-constinit XCString::EmptyDataDef XCString::glbEmptyData = {{0, 1, 0}, L'\0'};
+constinit XCStringStorage::EmptyDataDef XCStringStorage::glbEmptyData = {{0, 1, 0}, L'\0'};
 
 static_assert(sizeof(XCString) == sizeof(void*));
 static_assert(offsetof(XCString::EmptyDataDef, terminator) == sizeof(XCString::DataDef));
@@ -111,7 +111,7 @@ wchar_t* BuildReplaced(wchar_t* out, std::wstring_view text, std::wstring_view o
 
 // Storage -------------------------------------------------------------------------------------------------------
 
-XCString::DataDef* XCString::Alloc(std::size_t n)
+XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
 {
     std::size_t const capacity = std::max<std::size_t>(n, 1);
     void* const memory = ::operator new(sizeof(DataDef) + (capacity + 1) * sizeof(wchar_t));
@@ -120,11 +120,13 @@ XCString::DataDef* XCString::Alloc(std::size_t n)
     return data;
 }
 
-void XCString::Free(DataDef* data) noexcept
+void XCStringStorage::Free(DataDef* data) noexcept
 {
     ::operator delete(data);
 }
 
+// The terminator counts as the string's own: a text may begin there. Pointers into different blocks are compared by
+// std::less, since < would not be defined for them.
 bool XCString::Owns(wchar_t const* text) const noexcept
 {
     std::less_equal<> const notAfter;
@@ -141,6 +143,7 @@ void XCString::SetLength(std::size_t n) noexcept
 // Makes the block unique and large enough for n units. Growth is by half; unsharing keeps the size.
 void XCString::ResizeCapacity(std::size_t n)
 {
+    // One unit more than the longest text: callers ask for the terminator's place with it.
     if (n > kMaxLength + 1) throw std::length_error("XCString: text too long");
     std::size_t const capacity = m_data->capacity;
     if (n <= capacity && !IsShared()) return;
@@ -190,6 +193,7 @@ XCString& XCString::Assign(wchar_t const* text, std::size_t count, std::size_t r
 {
     if (!text) count = 0;
     std::size_t const capacity = std::max(SumOfLengths(count, 0), reserve);
+    // An empty text gives the memory back, as Clear does: assigning one never allocates.
     if (capacity == 0) {
         Clear();
         return *this;
@@ -199,6 +203,7 @@ XCString& XCString::Assign(wchar_t const* text, std::size_t count, std::size_t r
         SetLength(count);
         return *this;
     }
+    // The old block stays until the new one is filled: the text may lie in it, and out of memory must change nothing.
     XCString fresh;
     fresh.ResizeCapacity(capacity);
     CopyUnits(fresh.m_data->Text(), text, count);
@@ -236,6 +241,8 @@ XCString& XCString::Append(std::wstring_view text)
     return AppendUnits(text.data(), text.size());
 }
 
+// The path of nearly all calls is kept to one comparison of room and one of the share count; all else is in
+// AppendInNewBlock, out of the way of the instruction cache.
 inline XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
 {
     DataDef* const data = m_data;
@@ -323,6 +330,7 @@ XCString XCString::SubStr(std::size_t pos, std::size_t count) const
     std::size_t const length = m_data->length;
     if (pos >= length || count == 0) return {};
     count = std::min(count, length - pos);
+    // The whole text is shared rather than copied.
     if (count == length) return *this;
     return XCString(std::wstring_view(m_data->Text() + pos, count));
 }
@@ -341,6 +349,8 @@ XCString& XCString::ReplaceUnits(std::wstring_view oldText, std::wstring_view ne
 {
     if (oldText.empty()) return *this;
     std::wstring_view const whole = View();
+    // Hits are looked for up to the first zero, as everywhere in this call's arguments; units after it are carried
+    // along.
     std::wstring_view const text = whole.substr(0, FindUnit(whole.data(), whole.size(), L'\0'));
     std::size_t const first = FindText(text.data(), text.size(), oldText.data(), oldText.size());
     if (first == text.size()) return *this;
@@ -364,6 +374,7 @@ XCString& XCString::ReplaceUnits(std::wstring_view oldText, std::wstring_view ne
 
 XCString& XCString::Upper()
 {
+    // Unit by unit and in place: a mapping never changes the length of a text.
     if (IsNull()) return *this;
     ResizeCapacity(m_data->length);
     xc::text::MapUpper(m_data->Text(), m_data->Text(), m_data->length);
@@ -378,6 +389,7 @@ XCString& XCString::Lower()
     return *this;
 }
 
+// Memory is kept on purpose in the calls that shorten: they are often followed by others that lengthen.
 XCString& XCString::RemoveFront(std::size_t count)
 {
     std::size_t const left = m_data->length - count;
@@ -442,6 +454,7 @@ XCString& XCString::RTrim(wchar_t const* set, std::size_t pos)
 std::size_t XCString::Find(wchar_t const* text, std::size_t start) const
 {
     std::size_t const length = m_data->length;
+    // An empty text is found at every place, the end included, and nowhere past it.
     if (!text || start > length) return npos;
     std::size_t const wanted = TextLength(text);
     if (wanted == 0) return start;
@@ -521,6 +534,7 @@ XCString Join(std::wstring_view a, std::wstring_view b)
 {
     XCString sum;
     std::size_t const length = SumOfLengths(a.size(), b.size());
+    // One allocation for both parts; two empty ones share the empty block.
     if (length != 0) sum.Reserve(length + 1);
     sum.Append(a).Append(b);
     return sum;
@@ -549,6 +563,7 @@ XCString operator+(XCString const& a, wchar_t b)
 {
     return Join(a, {&b, 1});
 }
+// A sum of several parts grows the first temporary and copies none of what is already joined.
 XCString operator+(XCString&& a, XCString const& b)
 {
     return std::move(a.Append(b));

@@ -1,3 +1,6 @@
+// Tokens of a text, one at a time. Nothing is split in advance: a caller that needs one token of a long text pays for
+// one. When empty tokens are kept, a text has one token more than separators, the empty text one; when they are
+// skipped, runs of separators count as one. Invariant: m_pos is the place after the last separator that was passed.
 #include <XelbrinCore/XCString.h>
 
 #include <algorithm>

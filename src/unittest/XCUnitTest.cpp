@@ -1,3 +1,8 @@
+// Test cases that an application carries, run one by one or all together, and the menu that offers them.
+//
+// A case is a function that gets a scope; it has failed when a check of the scope did not hold or when it threw. What
+// it throws is turned into a text inside the call, since its exception may be of a type of a plug-in module. Names and
+// failures are shown with their control characters visible: they come from modules and must not shape the screen.
 #include <XelbrinCore/XCUnitTest.h>
 
 #include "errors/Sealed.h"
@@ -33,6 +38,7 @@ void XCUnitTest::AddTestCase(XCString const& name, Function function)
 void XCUnitTest::RemoveTestCases(std::function<bool(Function const&)> const& which, std::size_t from)
 {
     if (from >= m_cases.size()) return;
+    // Only those from a place on: the cases that were there before a plug-in came are not its own.
     auto const first = m_cases.begin() + static_cast<std::ptrdiff_t>(from);
     m_cases.erase(std::remove_if(first, m_cases.end(), [&](Case const& test) { return which(test.function); }),
                   m_cases.end());
@@ -48,6 +54,7 @@ bool XCUnitTest::Run(std::size_t index, std::wostream& out) const
     out << (good ? L"[ ok ] " : L"[FAIL] ") << Visible(test.name) << L" (" << scope.GetCheckCount() << L" checks)\n";
     for (XCString const& failure : scope.GetFailures()) out << L"       " << Visible(failure) << L'\n';
     if (thrown.Bad()) out << L"       threw: " << Visible(thrown.AsString()) << L'\n';
+    // Each line is out before the next case runs: after a crash the last one names the case before it.
     out.flush();
     return good;
 }
@@ -73,6 +80,7 @@ std::size_t XCUnitTest::RunMenu(std::wistream& in, std::wostream& out) const
     std::wstring line;
     for (ShowMenu(out); std::getline(in, line); ShowMenu(out)) {
         XCString choice(line);
+        // Consoles of other systems send a carriage return as well.
         choice.LTrim(L" \t").RTrim(L" \t\r");
         if (choice == L"0" || choice == L"q") break;
         bool isNumber = false;

@@ -1,3 +1,11 @@
+// A file that several processes append records to, none of which may be torn or run into another.
+//
+// Each write is one turn at the file (AppendTurn). Within it the writer first makes sure that it starts on a new line:
+// the holder before it may have died in the middle of a record, which the turn tells, and the file may end inside a
+// line when it is opened. A record of ours that a full disk has cut is continued where it stopped, as long as nobody
+// has written since, which the size of the file tells; else it starts anew on a line of its own. Cost: one system call
+// a write in the usual case, two more after a cut. Invariant: whoever gives the turn back says whether the last line is
+// whole.
 #include "win32/AppendFile.h"
 
 namespace xc::win32 {

@@ -1,3 +1,7 @@
+// Case and base letters of the basic plane, read from the system in its invariant form.
+//
+// The system maps one unit to one unit here, as the names of its files do, so that names compare alike inside and
+// outside the program. All 65,536 units are read row by row: a call for each unit would take a hundred times as long.
 #include "win32/CaseTable.h"
 
 #include <windows.h>

@@ -1,3 +1,6 @@
+// Authenticated encryption by the system's own cryptography: AES-256 in Galois/Counter mode, keys by PBKDF2 with
+// HMAC-SHA-256. Nothing is computed here. Every failure is one answer, false, whatever its reason: a caller that could
+// tell a wrong key from an altered text would help whoever tries keys.
 #include "win32/Cipher.h"
 
 #include <windows.h>
@@ -101,6 +104,7 @@ bool Seal(std::span<std::uint8_t> sealed, CipherTag& tag, Bytes plain, CipherKey
     SealingKey const sealing(key);
     auto info = ModeOf(nonce, tag);
     ULONG written = 0;
+    // The system counts in 32 bits; a longer text is refused, not cut.
     return plain.size() < MAXLONG && sealing.Get() &&
            Succeeded(::BCryptEncrypt(sealing.Get(), In(plain), Count(plain.size()), &info, nullptr, 0, sealed.data(),
                                      Count(sealed.size()), &written, 0)) &&

@@ -1,3 +1,7 @@
+// Code pages of the system, strictly: bytes that are no text and units without bytes are failures, never replaced.
+//
+// The flags that ask for strictness are refused by some pages, which then could not tell what they guessed; such a page
+// counts as unknown. A unit that would only fit approximately is refused by WC_NO_BEST_FIT_CHARS.
 #include "win32/CodePage.h"
 
 #include <climits>

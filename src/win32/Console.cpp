@@ -1,3 +1,7 @@
+// Writing to consoles and streams. A console takes units and shows them whatever its code page; a stream takes bytes.
+// Both take only so much at a time: a console refuses large writes altogether, so that text goes to it in pieces, none
+// of which ends inside a surrogate pair. A write of nothing without an error is taken for one, or the loop would never
+// end.
 #include "win32/Console.h"
 
 #include "win32/LastError.h"

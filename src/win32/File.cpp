@@ -1,3 +1,9 @@
+// One file: open, read and write at a position, append, flush.
+//
+// Reading and writing take their position with the call, so that a file has no place of its own that two threads could
+// move. Appending leaves the place to the system, which moves every such write to the end in one step. The right to
+// append without the right to write is what makes that hold between processes, too. Errors are numbers of the system,
+// and a short write is one: the system reports a full disk now and then by writing less.
 #include "win32/File.h"
 
 #include "win32/LastError.h"

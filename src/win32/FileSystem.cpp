@@ -1,3 +1,5 @@
+// Files and folders by path. Every path is absolute and in the form that the system takes without its length limit
+// (SystemPath). The names of a folder come back sorted, because the file systems deliver them in orders of their own.
 #include "win32/FileSystem.h"
 
 #include "win32/LastError.h"
@@ -75,6 +77,7 @@ unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience&
         if (::MoveFileExW(from.ForSystem(), to.ForSystem(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
             return 0;
         unsigned long const error = LastError();
+        // Scanners and indexers open new files for moments, without leave to rename them.
         bool const inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
         if (!inUse || ::GetTickCount64() - begin >= patience.milliseconds) return error;
         ::Sleep(kPause);
@@ -87,6 +90,7 @@ unsigned long RemoveFile(SystemPath const& path) noexcept
     unsigned long const error = LastError();
     FileFacts facts;
     if (error != ERROR_ACCESS_DENIED || GetFacts(path, facts) != 0 || !facts.isReadOnly || facts.isFolder) return error;
+    // The mark protects from writing, not from removal by whoever may change it.
     ::SetFileAttributesW(path.ForSystem(), facts.attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
     return ::DeleteFileW(path.ForSystem()) ? 0 : LastError();
 }
@@ -107,6 +111,7 @@ unsigned long CreateLike(SystemPath const& path, SystemPath const& model, File& 
     DWORD size = 0;
     ::GetFileSecurityW(model.ForSystem(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
     std::vector<unsigned char> rights(size);
+    // The first call tells the size alone. Without the right to read them the folder's own rights are taken.
     bool const known =
         size != 0 && ::GetFileSecurityW(model.ForSystem(), DACL_SECURITY_INFORMATION, rights.data(), size, &size);
     return file.Open(path, {.access = FileMode::Access::Write,

@@ -1,3 +1,5 @@
+// The conventions of a locale as the system has them: by name without what the user has changed, or the user's own with
+// it. A locale counts only when all of its facts can be read.
 #include "win32/LocaleFacts.h"
 
 #include <windows.h>

@@ -1,3 +1,8 @@
+// An event that a thread waits for while its windows stay alive.
+//
+// A thread that owns windows must not sleep: the system sends messages to it and senders wait for the answers. The wait
+// therefore ends at a message, too; the messages are dispatched here, and the caller waits again. The library of
+// windows is loaded at the first wait, since servers have no windows; without it the wait is an ordinary one.
 #include "win32/MessageEvent.h"
 
 #include <windows.h>

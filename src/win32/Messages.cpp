@@ -1,3 +1,7 @@
+// Message and string tables of modules, and the messages of the system.
+//
+// Inserts are never filled by the system, since its own rules for them are not ours; texts come out raw. The languages
+// of a table are enumerated from the resources: asking for a message in each language would ask thousands of times.
 #include "win32/Messages.h"
 
 #include "win32/LastError.h"

@@ -1,3 +1,5 @@
+// Modules of the process: found by an address, loaded, pinned and freed. A handle is owned by exactly one Module;
+// finding one by an address without owning it is ModuleAt. The last error of the caller survives a release.
 #include "win32/Module.h"
 
 #include "win32/LastError.h"

@@ -1,3 +1,5 @@
+// Settings of the machine. A value may grow between the question for its size and the one for its text: the text is
+// asked for at once, with more room each time that it does not fit.
 #include "win32/Registry.h"
 
 #include <windows.h>
@@ -17,6 +19,7 @@ std::optional<std::wstring> ReadMachineSetting(wchar_t const* key, wchar_t const
         }
         if (status != ERROR_SUCCESS) return std::nullopt;
         text.resize(bytes / sizeof(wchar_t));
+        // A writer may have counted the terminator or not.
         while (!text.empty() && text.back() == L'\0') text.pop_back();
         return text;
     }

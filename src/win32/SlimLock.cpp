@@ -1,4 +1,8 @@
+// The slim lock and the condition variable of the system, each one word that needs no destruction. Their types stay out
+// of the header; that they are one word is asserted here.
 #include "win32/SlimLock.h"
+
+#include "win32/Process.h"
 
 #include <windows.h>
 
@@ -47,9 +51,7 @@ void SlimSignal::WakeAll() noexcept
 
 bool IsShuttingDown() noexcept
 {
-    static auto const inProgress = reinterpret_cast<BOOLEAN(NTAPI*)()>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
-    return inProgress && inProgress();
+    return IsProcessEnding();
 }
 
 unsigned int ProcessorCount() noexcept

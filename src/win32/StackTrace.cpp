@@ -1,3 +1,12 @@
+// The return addresses of a thread's stack, from its registers at a moment.
+//
+// There are no frame pointers to follow in 64-bit code. Each function has a record of what its prologue has done to the
+// stack, in a table of its module; the walk looks up the record of an address and undoes the prologue virtually, which
+// gives the registers of the caller. A function without a record is a leaf: it has moved nothing, and its return
+// address is on top of the stack. The walk only reads memory between the bounds of the thread's stack, and only as long
+// as the stack pointer rises, so that registers of a crash lead to a short trace and never to a second crash. It
+// allocates nothing and takes no lock of ours. Cost: about a microsecond a frame. Invariant: every frame but the first
+// is a return address, which points after the call.
 #include "win32/StackTrace.h"
 
 #include "win32/LastError.h"
@@ -24,6 +33,7 @@ StackBounds BoundsOfThisThread() noexcept
 bool StepOut(CONTEXT& registers, StackBounds const& stack) noexcept
 {
     ULONG64 const from = registers.Rsp;
+    // After a jump through a bad pointer the registers may hold anything.
     if (!stack.Holds(from) || from % 8 != 0) return false;
     ULONG64 image = 0;
     if (PRUNTIME_FUNCTION const function = ::RtlLookupFunctionEntry(registers.Rip, &image, nullptr)) {
@@ -59,6 +69,7 @@ __attribute__((noinline)) std::size_t CaptureStack(void const** frames, std::siz
     KeepLastError const keep;
     CONTEXT registers;
     ::RtlCaptureContext(&registers);
+    // One more for this function, which is never inlined.
     return Walk(registers, frames, room, skip + 1);
 }
 

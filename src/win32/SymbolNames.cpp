@@ -1,5 +1,16 @@
-// The names of addresses. Debug symbols are read through the system's debugging-help library, in a session of our own
-// so that a program that uses the library itself is not disturbed; it is loaded when a name is first asked for.
+// The names of addresses: module, function, offset and, where debug data tell it, the line.
+//
+// Two sources are asked. The table of exports of a module is read in memory: it is always there, but knows only what a
+// module exports, so that a private function gets the name of the export before it. Debug symbols are read through the
+// system's debugging-help library, which knows every function of a module with debug data. The symbol wins; where both
+// mean the same function the export's name is taken, because it is mangled and tells class and parameters. A return
+// address points after its call, which may be another function when the call never returns: names are looked up one
+// byte before it.
+//
+// The debugging-help library is loaded when a name is first asked for, works in a session of our own, so that a program
+// that uses it itself is not disturbed, and serves one thread at a time. Its modules are loaded one by one as addresses
+// need them; a module that was replaced by another at the same place is told by its path. Cost: the first name of a
+// module reads its symbols, which may take a second; the others are searches. Everything lives until the process ends.
 #include "win32/LastError.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
@@ -78,6 +89,7 @@ NamedAddress NearestExport(std::uintptr_t base, std::uintptr_t address)
     char const* bestName = nullptr;
     for (DWORD i = 0; i < table->NumberOfNames; ++i) {
         DWORD const start = functions[ordinals[i]];
+        // A forwarded export has a text in the place of code, inside the directory itself.
         bool const forwarded = start - directory.VirtualAddress < directory.Size;
         if (forwarded || start > address - base || start < best) continue;
         best = start;

@@ -1,3 +1,12 @@
+// Paths in the form that the system takes: absolute from their construction, and with the long prefix where they need
+// it.
+//
+// Calls of the system refuse paths of 260 units and more unless they begin with a prefix that also turns every
+// normalisation off. A path is therefore made absolute and normal first, by the system, and gets the prefix only when
+// its length asks for it, because a prefixed path looks strange in messages and some programs do not take one. Paths of
+// devices and paths that came with a prefix stay as they are. A name with U+0000 would be cut by every call: it is
+// replaced by one that no file system takes, so that the call fails and the shorter name is left alone. Invariant:
+// ForSystem() names the file that Text() shows, or none at all.
 #include "win32/SystemPath.h"
 
 namespace xc::win32 {

@@ -1,3 +1,9 @@
+// A wait that ends after a span of time, at an instant of the wall clock, or when it is woken.
+//
+// The two clocks differ: a span does not count while the computer sleeps, and an instant moves when the clock is set.
+// The timer object of the system follows the wall clock, and the time-out of the wait counts the span, so that one call
+// serves both. An instant before the system's epoch, or a timer that cannot be made, leaves the span alone: the caller
+// looks at the clock afterwards in any case.
 #include "win32/TimeWait.h"
 
 #include <realtimeapiset.h>
@@ -8,6 +14,7 @@ namespace xc::win32 {
 std::uint64_t AwakeMs() noexcept
 {
     ULONGLONG steps = 0;
+    // Without the time that the computer has slept.
     ::QueryUnbiasedInterruptTime(&steps);
     return steps / 10000;
 }

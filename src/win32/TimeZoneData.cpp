@@ -1,3 +1,9 @@
+// The system's time zones, read from its registry into plain structures.
+//
+// A zone has rules of its own and, for some zones, rules of single years; a year without an entry goes on with the year
+// before it. Sizes and ranges of all values are checked, since the registry may hold anything. The zone of the process
+// is found by its key name. Where the system has switched the yearly rules off, or has a zone without a name, its rules
+// of the present hold for all years, and the record is not kept for that name.
 #include "win32/TimeZoneData.h"
 
 #include <windows.h>

@@ -105,7 +105,6 @@ TEST(XCCondition, KindsCompareTheSameFromBothSides)
         XCConditionValue a, b;
         int order;
     } const cases[] = {
-        {"int with int", 1, 2, -1},
         {"kinds of integers differ", 5, std::int64_t{5}, 0},
         {"integer rounded to a double", kBig + 1, static_cast<double>(kBig), 1},
         {"largest integer equals 2 to the 63rd", std::numeric_limits<std::int64_t>::max(), 9223372036854775808.0, -1},
@@ -113,14 +112,12 @@ TEST(XCCondition, KindsCompareTheSameFromBothSides)
         {"fraction cut off", -1, -1.5, 1},
         {"infinity converted", 1, infinity, -1},
         {"text ordered by length", L"b", L"abc", 1},
-        {"prefix not less", text, L"abcd", -1},
         {"units compared signed", L"\u00E9", L"\uFFFE", -1},
         {"text that spells a number", L" 5.0 ", 5, 0},
         {"number texts ordered as text", L"10", std::int64_t{9}, 1},
         {"texts that spell numbers are texts", L"10", L"9", -1},
         {"text that spells none", text, 5, 2},
         {"long number text", L"0000000000000000000000000000000000000000000000000000000000000000000012.50", 12.5, 0},
-        {"date with date", noon, XCDateTime(noon.AsTime() + 1), -1},
         {"text that spells a date", L"2009/01/03 12:00:00", noon, 0},
         {"day without time is its midnight", L"2009/01/03", noon, -1},
         {"number taken as a date", 2009, noon, 2},
@@ -141,7 +138,6 @@ TEST(XCCondition, NumbersCompareAsTheyWereWritten)
         XCConditionValue field;
         bool expected;
     } const cases[] = {
-        {"tiny literal rounded to 0", L"V = 1e-20", 0.0, false},
         {"tiny literal is not itself", L"V = 1e-20", 1e-20, true},
         {"tiny bound rounded to 0", L"V > 1e-20", 5e-21, false},
         {"16th decimal lost", L"V = 0.1234567890123456", 0.123456789012346, false},
@@ -173,9 +169,7 @@ TEST(XCCondition, MissingFieldsAndNull)
         {"missing field fails a pattern", L"gone /= x", false},
         {"missing is not NULL", L"gone = NULL", true},
         {"missing differs from NULL", L"gone != NULL", false},
-        {"value is NULL", L"here = NULL", false},
         {"value does not differ from NULL", L"here != NULL", true},
-        {"NULL ordered", L"here > NULL", false},
         {"not a number is a value", L"nan = NULL", true},
         {"null date is a value", L"\"null date\" = NULL", true},
     };

@@ -41,4 +41,14 @@ inline Range<XCConfigSection::iterator> LinesOf(XCConfigSection& section)
     return {section.GetLinesBegin(), section.GetLinesEnd()};
 }
 
+/// "section.key=value;" for each line of the file, in order.
+inline XCString Dump(XCConfigFile& file)
+{
+    XCString text;
+    for (XCConfigSection& section : SectionsOf(file))
+        for (XCConfigLine& line : LinesOf(section))
+            text += section.GetName() + L"." + line.GetKey() + L"=" + line.GetValue() + L";";
+    return text;
+}
+
 } // namespace xc_test

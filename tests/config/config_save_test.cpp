@@ -94,34 +94,30 @@ bool IsThere(SystemPath const& path)
     return !path.IsEmpty() && xc::win32::ReadWholeFile(path, bytes) == 0;
 }
 
-TEST(XCConfigSave, AFailureAtAnyStepLeavesTheOldFile)
+TEST(XCConfigSave, AFailureOrCrashAtAnyStepLeavesTheOldFileAndTheNextSaveWorks)
 {
-    for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace}) {
-        SCOPED_TRACE(static_cast<int>(step));
-        ScratchFile const disk(kOld, "xc_config_steps.ini");
-        FailingSteps failing(step, false);
-        EXPECT_EQ(xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, failing), kInjected);
-        EXPECT_EQ(disk.Bytes(), kOld);
-        EXPECT_FALSE(IsThere(failing.Temporary()));
-    }
-}
-
-TEST(XCConfigSave, ACrashAtAnyStepLeavesTheOldFileAndTheNextSaveWorks)
-{
-    for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace}) {
-        SCOPED_TRACE(static_cast<int>(step));
-        ScratchFile const disk(kOld, "xc_config_steps.ini");
-        SystemPath leftover;
-        {
-            FailingSteps crashing(step, true);
-            EXPECT_THROW(xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, crashing), FailingSteps::Crash);
-            leftover = crashing.Temporary();
+    for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace})
+        for (bool const crash : {false, true}) {
+            SCOPED_TRACE(testing::Message() << static_cast<int>(step) << (crash ? " crashes" : " fails"));
+            ScratchFile const disk(kOld, "xc_config_steps.ini");
+            SystemPath temporary;
+            {
+                FailingSteps failing(step, crash);
+                auto const replace = [&] {
+                    return xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, failing);
+                };
+                if (crash)
+                    EXPECT_THROW(replace(), FailingSteps::Crash);
+                else
+                    EXPECT_EQ(replace(), kInjected);
+                temporary = failing.Temporary();
+            }
+            EXPECT_EQ(disk.Bytes(), kOld);
+            EXPECT_TRUE(crash || !IsThere(temporary));
+            EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
+            EXPECT_EQ(disk.Bytes(), kNew);
+            if (IsThere(temporary)) xc::win32::SystemReplaceSteps()->Remove(temporary);
         }
-        EXPECT_EQ(disk.Bytes(), kOld);
-        EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
-        EXPECT_EQ(disk.Bytes(), kNew);
-        if (!leftover.IsEmpty()) xc::win32::SystemReplaceSteps()->Remove(leftover);
-    }
 }
 
 // Whole files ---------------------------------------------------------------------------------------------------
@@ -180,15 +176,11 @@ constexpr UnsavableCase kUnsavableCases[] = {
     {"carriage return in a value lost", L"s", L"k", L"a\rb", L"c", XCErrConfigWouldNotReadBack},
     {"'=' in a key", L"s", L"k=l", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"key becomes a comment", L"s", L" ;k", L"v", L"c", XCErrConfigWouldNotReadBack},
-    {"key becomes a section", L"s", L"[k", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"bracket in a name", L"s]", L"k", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"comment becomes a line", L"s", L"k", L"v", L"c\nx=y", XCErrConfigWouldNotReadBack},
-    {"carriage return of a comment lost", L"s", L"k", L"v", L"c\r", XCErrConfigWouldNotReadBack},
     {"blank at the end of a value lost", L"s", L"k", L"> ", L"c", XCErrConfigWouldNotReadBack},
-    {"tab at the end of a value lost", L"s", L"k", L"v\t", L"c", XCErrConfigWouldNotReadBack},
     {"white space before a value lost", L"s", L"k", L"\u3000v", L"c", XCErrConfigWouldNotReadBack},
     {"blank before a key lost", L"s", L" k", L"v", L"c", XCErrConfigWouldNotReadBack},
-    {"white space after a key lost", L"s", L"k\u00A0", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"unpaired surrogate in UTF-8", L"s", L"k", L"\xD800", L"c", XCErrUnmappableUnit},
 };
 
@@ -222,30 +214,25 @@ TEST(XCConfigSave, RefusesWhatWouldReadAsSomethingElse)
                 L"the value has white space at an end, which is lost");
 }
 
-void AppendText(std::wstring& out, XCString const& text)
-{
-    out.append(text).push_back(L'\xFFFF');
-}
-void AppendComments(std::wstring& out, XCConfigComments const& comments)
-{
-    for (XCString const& comment : comments) AppendText(out, comment);
-    out.push_back(L'\xFFFE');
-}
-
 /// Every part of the file, in order.
 std::wstring Content(XCConfigFile& file)
 {
     std::wstring out;
+    auto const add = [&out](XCString const& text) { out.append(text).push_back(L'\xFFFF'); };
+    auto const addComments = [&](XCConfigComments const& comments) {
+        for (XCString const& comment : comments) add(comment);
+        out.push_back(L'\xFFFE');
+    };
     for (XCConfigSection& section : xc_test::SectionsOf(file)) {
-        AppendText(out, section.GetName());
-        AppendComments(out, section.GetComments());
+        add(section.GetName());
+        addComments(section.GetComments());
         for (XCConfigLine& line : xc_test::LinesOf(section)) {
-            AppendText(out, line.GetKey());
-            AppendText(out, line.GetValue());
-            AppendComments(out, line.GetComments());
+            add(line.GetKey());
+            add(line.GetValue());
+            addComments(line.GetComments());
         }
     }
-    AppendComments(out, file.GetEndComments());
+    addComments(file.GetEndComments());
     return out;
 }
 
@@ -353,24 +340,6 @@ TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
         EXPECT_EQ(IsThere(SystemPath(c.name)), c.stays) << c.fault;
         ::DeleteFileW(c.name.c_str());
     }
-}
-
-TEST(XCConfigSave, LongPaths)
-{
-    std::wstring folder(MAX_PATH, L'\0');
-    folder.resize(::GetCurrentDirectoryW(MAX_PATH, folder.data()));
-    folder = L"\\\\?\\" + folder + L"\\" + std::wstring(120, L'f');
-    std::wstring const inner = folder + L"\\" + std::wstring(120, L'g');
-    ::CreateDirectoryW(folder.c_str(), nullptr);
-    ::CreateDirectoryW(inner.c_str(), nullptr);
-    std::wstring const path = (inner + L"\\x.ini").substr(4);
-    XCConfigFile file{XCString(path)};
-    file.SetString(L"s", L"k", L"v");
-    EXPECT_TRUE(file.Save().Good());
-    EXPECT_TRUE(file.Reload().Good());
-    ::DeleteFileW((inner + L"\\x.ini").c_str());
-    ::RemoveDirectoryW(inner.c_str());
-    ::RemoveDirectoryW(folder.c_str());
 }
 #endif
 

@@ -18,12 +18,10 @@ struct ConvertCase {
 };
 constexpr ConvertCase kConvertCases[] = {
     {"same unit", 5, D::Day, D::Day, true, true, 5},
-    {"days to hours", 2, D::Day, D::Hour, true, true, 48},
     {"a year is 52 weeks", 2, D::Year, D::Week, true, true, 104},
     {"a month is 30 days", 2, D::Month, D::Day, true, true, 60},
     {"cut toward zero", 90, D::Minute, D::Hour, true, true, 1},
     {"not gone up", 90, D::Minute, D::Hour, false, true, 2},
-    {"gone up without remainder", 120, D::Minute, D::Hour, false, true, 2},
     {"a negative count gone up", -90, D::Minute, D::Hour, false, true, -1},
     {"year to milliseconds converted", 1, D::Year, D::Millisecond, true, false, 1},
     {"milliseconds to month divided by 0", 7, D::Millisecond, D::Month, true, false, 7},
@@ -59,10 +57,7 @@ struct NormalizeCase {
 constexpr NormalizeCase kNormalizeCases[] = {
     {90, D::Minute, 90, D::Minute},
     {120, D::Minute, 2, D::Hour},
-    {14, D::Day, 2, D::Week},
-    {24, D::Month, 2, D::Year},
     {365, D::Day, 365, D::Day},
-    {52, D::Week, 52, D::Week},
     {604800000, D::Millisecond, 1, D::Week},
     {-86400000, D::Millisecond, -1, D::Day},
     {0, D::Minute, 0, D::Minute},
@@ -142,19 +137,15 @@ constexpr TextCase kTextCases[] = {
     {"plural", L"3 days", true, 3, D::Day, L"3 days", L"3d"},
     {"short name with s", L"10ms", true, 10, D::Millisecond, L"10 milliseconds", L"10ms"},
     {"one is no plural", L"1 day", true, 1, D::Day, L"1 day", L"1d"},
-    {"minus one is no plural", L"-1 d", true, -1, D::Day, L"-1 day", L"-1d"},
     {"minus two is plural", L"-2hour", true, -2, D::Hour, L"-2 hours", L"-2h"},
-    {"months and minutes", L"2 mo", true, 2, D::Month, L"2 months", L"2mo"},
     {"m is minutes", L"2m", true, 2, D::Minute, L"2 minutes", L"2m"},
     {"blanks inside", L" +4 se conds ", true, 4, D::Second, L"4 seconds", L"4s"},
-    {"default unit", L"7", true, 7, D::Week, L"7 weeks", L"7w"},
     {"unknown unit", L"5 fortnights", false, 5, D::InvalidUnit, L"", L""},
     {"a longer name cut", L"5 millisecondsandmore", false, 5, D::InvalidUnit, L"", L""},
     {"capitals", L"5 Days", false, 5, D::InvalidUnit, L"", L""},
     {"zero", L"0 days", true, 0, D::Day, L"0", L"0"},
     {"no number", L"days", false, 0, D::Day, L"0", L"0"},
     {"empty", L"", false, 0, D::Week, L"0", L"0"},
-    {"two letters lose their s", L"5 ms", true, 5, D::Millisecond, L"5 milliseconds", L"5ms"},
 };
 
 TEST(Duration, Texts)
@@ -177,11 +168,9 @@ constexpr SecondsCase kSecondsCases[] = {
     {0, L"0:00:00"},
     {5, L"0:00:05"},
     {-61, L"-0:01:01"},
-    {36000, L"10:00:00"},
     {86400, L"1 days, 0:00:00"},
     {183845, L"2 days, 3:04:05"},
     {1.5, L"0:00:01.5"},
-    {90061.25, L"1 days, 1:01:01.25"},
     {59.9999999, L"0:01:00"},
     {-0.25, L"-0:00:00.25"},
 };
@@ -204,7 +193,6 @@ struct PrintfCase {
 };
 constexpr PrintfCase kPrintfCases[] = {
     {"order and percent", L"%1:s and %0:s, 100%%", L"y and 7.455, 100%"},
-    {"no index", L"<%s>", L"<7.455>"},
     {"amount", L"[%0:m]", L"[  7.46]"},
     {"amount of a text", L"[%1:m]", L"[  0.00]"},
     {"long amount", L"[%5:m]", L"[-1234567.50]"},
@@ -213,10 +201,8 @@ constexpr PrintfCase kPrintfCases[] = {
     {"no date", L"[%1:a%1:lt]", L"[]"},
     {"any text up to a letter", L"% of x", L"7.455 x"},
     {"no letter after", L"a%xyz 100%", L"a%xyz 100%"},
-    {"percent at the end", L"a%", L"a%"},
     {"empty", L"", L""},
     {"index with junk reads its number", L"%x1:s %4:s", L"7.455 %s"},
-    {"only literal", L"plain text without places", L"plain text without places"},
 };
 
 TEST(XCPrintfText, Places)

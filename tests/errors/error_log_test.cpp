@@ -2,13 +2,11 @@
 #include <XelbrinCore/XCException.h>
 
 #include "errors/Plain.h"
+#include "scratch_files.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <regex>
 #include <thread>
 #include <windows.h>
@@ -18,25 +16,11 @@ namespace {
 /// A log file of its own; the path that was set before comes back.
 class ErrorLogFile : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        std::filesystem::remove(m_path); // of a run that was cut off
-        XCException::SetErrorLogPath(m_path.wstring());
-    }
-    void TearDown() override
-    {
-        XCException::SetErrorLogPath(m_previous);
-        std::filesystem::remove(m_path);
-    }
-    [[nodiscard]] std::string Content() const
-    {
-        std::ifstream file(m_path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
+    ErrorLogFile() { XCException::SetErrorLogPath(m_file.Path()); }
+    ~ErrorLogFile() override { XCException::SetErrorLogPath(m_previous); }
 
     // Several runs of the program may go on at once.
-    std::filesystem::path m_path =
-        std::filesystem::temp_directory_path() / ("error_log_test." + std::to_string(::GetCurrentProcessId()) + ".log");
+    xc_test::ScratchFile m_file{"error_log_test." + std::to_string(::GetCurrentProcessId()) + ".log"};
     XCString m_previous = XCException::GetErrorLogPath();
 };
 
@@ -45,7 +29,7 @@ TEST_F(ErrorLogFile, RecordHoldsTimeThreadMessageAndStack)
     if (SymbolsTakeTooLong()) GTEST_SKIP() << "names of frames";
     EXPECT_TRUE(XCException(L"first\ncaf\u00E9").LogInErrorFile());
     EXPECT_TRUE(XCException(L"second").LogInErrorFile(XCException::LogWithoutStack));
-    std::string const content = Content();
+    std::string const content = m_file.Bytes();
     std::regex const record("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[process \\d+, thread " +
                             std::to_string(::GetCurrentThreadId()) +
                             "\\] first\r\n    caf\xC3\xA9\r\n    test_errors\\.exe![^]*\r\n"
@@ -64,7 +48,7 @@ TEST_F(ErrorLogFile, RecordsOfManyThreadsStayWhole)
                 XCException(XCString(L'x', 3000), true).LogInErrorFile(XCException::LogWithoutStack);
         });
     for (std::thread& thread : threads) thread.join();
-    std::string const content = Content();
+    std::string const content = m_file.Bytes();
     EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 200);
     std::string const ending = "] " + std::string(3000, 'x') + "\r\n";
     std::size_t whole = 0;

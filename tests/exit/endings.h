@@ -1,24 +1,30 @@
-// endings.h - the ways in which the child program ends.
+// endings.h - the ways in which the child program ends, and what is in its log then.
 #pragma once
 
 #include <string_view>
 
-inline constexpr std::wstring_view kReturn = L"return";
-inline constexpr std::wstring_view kExit = L"exit";
-inline constexpr std::wstring_view kExitProcess = L"ExitProcess";
-inline constexpr std::wstring_view kHeldBack = L"record-held-back";
-inline constexpr std::wstring_view kPending = L"stream-not-flushed";
-inline constexpr std::wstring_view kStatic = L"static-object-logs-and-throws";
-inline constexpr std::wstring_view kModule = L"module-with-ended-thread-freed";
-inline constexpr std::wstring_view kApplication = L"application-alive";
-inline constexpr std::wstring_view kStaticApplication = L"application-static";
-inline constexpr std::wstring_view kThreadsReturn = L"threads-log,return";
-inline constexpr std::wstring_view kThreadsExit = L"threads-log,exit";
-inline constexpr std::wstring_view kThreadsExitProcess = L"threads-log,ExitProcess";
-inline constexpr std::wstring_view kThreadsQuick = L"threads-log,_Exit";
-inline constexpr std::wstring_view kPlugInRuns = L"plug-in-thread-at-work";
-inline constexpr std::wstring_view kExitInRun = L"exit-in-Run";
-inline constexpr std::wstring_view kExitProcessInRun = L"ExitProcess-in-Run";
+struct Ending {
+    std::wstring_view how;
+    char const* log = "before the end|"; ///< null: messages of the host follow that
+};
+inline constexpr Ending kEndings[] = {
+    {L"return"},
+    {L"exit"},
+    {L"ExitProcess"},
+    {L"record-held-back"},
+    {L"stream-not-flushed", "before the end|pending|"},
+    {L"static-object-logs-and-throws", "before the end|last words|"},
+    {L"module-with-ended-thread-freed", "before the end|from the module|after the module|pending|"},
+    {L"application-alive"},
+    {L"application-static"},
+    {L"threads-log,return"},
+    {L"threads-log,exit"},
+    {L"threads-log,ExitProcess"},
+    {L"threads-log,_Exit"},
+    {L"plug-in-thread-at-work", nullptr},
+    {L"exit-in-Run", nullptr},
+    {L"ExitProcess-in-Run", nullptr},
+};
 
 // Pools, servers and timers: what they do when the process or the module ends, "work,<what>,<state>,<end>".
 inline constexpr std::wstring_view kWork = L"work,";

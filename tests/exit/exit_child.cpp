@@ -61,15 +61,19 @@ XCApplicationWithPlugIns* StartHost(wchar_t const* folder, wchar_t const* kind)
     return new XCApplicationWithPlugIns(XCString(L"host.exe /noconsole \"/osxpath:") + folder + L"\"", {}, false);
 }
 
+template <class Function>
+Function ModuleFunction(HMODULE module, char const* name)
+{
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+}
+
 /// Loads a module, lets it start and end a thread of its own, and frees it: nothing is flushed on that occasion.
 int UseModule(XCString const& folder)
 {
     HMODULE const module = ::LoadLibraryW((folder + L"\\exit_module.osx").AsWChar());
     if (!module) return 1;
-    auto* const use = reinterpret_cast<void (*)()>(reinterpret_cast<void*>(::GetProcAddress(module, "UseLibrary")));
-    if (!use) return 2;
     Channel().GetStream() << L"pending";
-    use();
+    ModuleFunction<void (*)()>(module, "UseLibrary")();
     if (!::FreeLibrary(module)) return 3;
     Channel().Write(1, L"after the module\n");
     return kCode;
@@ -80,9 +84,7 @@ int UnloadWithWork(XCString const& folder, std::wstring const& what, std::wstrin
 {
     HMODULE const module = ::LoadLibraryW((folder + L"\\exit_module.osx").AsWChar());
     if (!module) return 1;
-    auto* const use = reinterpret_cast<bool (*)(wchar_t const*, wchar_t const*)>(
-        reinterpret_cast<void*>(::GetProcAddress(module, "UseWork")));
-    if (!use) return 2;
+    auto* const use = ModuleFunction<bool (*)(wchar_t const*, wchar_t const*)>(module, "UseWork");
     bool const stopped = use(what.c_str(), state.c_str());
     if (stopped != (state != L"blocked")) return 3;
     if (stopped && !::FreeLibrary(module)) return 4;
@@ -101,34 +103,38 @@ int EndWithWork(std::wstring const& how, wchar_t const* folder)
     return kCode;
 }
 
+void EndBy(std::wstring_view call)
+{
+    if (call == L"exit") std::exit(kCode);
+    if (call == L"ExitProcess") ::ExitProcess(kCode);
+    if (call == L"_Exit") std::_Exit(kCode);
+}
+
 int End(std::wstring_view how, wchar_t const* folder)
 {
+    constexpr std::wstring_view kThreads = L"threads-log,";
     if (how.starts_with(kWork)) return EndWithWork(std::wstring(how.substr(kWork.size())), folder);
-    if (how == kReturn) return kCode;
-    if (how == kExit) std::exit(kCode);
-    if (how == kExitProcess) ::ExitProcess(kCode);
-    if (how == kPending) Channel().GetStream() << L"pending";
-    if (how == kStatic) g_lastWords.wanted = true;
-    if (how == kModule) return UseModule(folder);
-    if (how == kApplication) new XCApplication(L"app.exe /noconsole", {}, true);
-    if (how == kStaticApplication) {
+    if (how.starts_with(kThreads)) {
+        StartLoggers();
+        how.remove_prefix(kThreads.size());
+    }
+    EndBy(how);
+    if (how == L"stream-not-flushed") Channel().GetStream() << L"pending";
+    if (how.starts_with(L"static-object")) g_lastWords.wanted = true;
+    if (how.starts_with(L"module")) return UseModule(folder);
+    if (how == L"application-alive") new XCApplication(L"app.exe /noconsole", {}, true);
+    if (how == L"application-static") {
         static XCApplication const application(L"app.exe /noconsole", {}, true);
     }
-    if (how == kThreadsReturn || how == kThreadsExit || how == kThreadsExitProcess || how == kThreadsQuick)
-        StartLoggers();
-    if (how == kThreadsExit) std::exit(kCode);
-    if (how == kThreadsExitProcess) ::ExitProcess(kCode);
-    if (how == kThreadsQuick) std::_Exit(kCode);
-    if (how == kPlugInRuns) {
+    if (how == L"plug-in-thread-at-work") {
         XCApplicationWithPlugIns& host = *StartHost(folder, L"stubborn");
         XCThread* const runner = new XCThread(XCMakeCallback([&host] { host.LoadAndRun(); }));
         runner->AddRef();
         (void)runner->Start();
         while (::GetEnvironmentVariableW(L"XC_EXIT_RUNS", nullptr, 0) == 0) ::Sleep(1);
     }
-    if (how == kExitInRun || how == kExitProcessInRun) {
-        XCApplicationWithPlugIns* const host = StartHost(folder, how == kExitInRun ? L"exits" : L"exits process");
-        host->LoadAndRun();
+    if (how.ends_with(L"-in-Run")) {
+        StartHost(folder, how == L"exit-in-Run" ? L"exits" : L"exits process")->LoadAndRun();
         return 4; // Run came back
     }
     return kCode;
@@ -139,7 +145,7 @@ int End(std::wstring_view how, wchar_t const* folder)
 int wmain(int count, wchar_t** arguments)
 {
     if (count != 4) return 5;
-    bool const autoFlush = std::wstring_view(arguments[1]) != kHeldBack;
+    bool const autoFlush = std::wstring_view(arguments[1]) != L"record-held-back";
     XCLogManager::Get().AddSubscriber(
         XCSmartPtr<XCLogSubscriberI>(new XCFileLogSubscriber(XCString(arguments[2]), XCLogOpen::Truncate, autoFlush)));
     Channel().Write(1, L"before the end\n");

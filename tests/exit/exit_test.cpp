@@ -39,30 +39,6 @@ std::string LogOf(std::filesystem::path const& path)
     return text;
 }
 
-struct Ending {
-    std::wstring_view how;
-    char const* log;
-};
-
-constexpr Ending kEndings[] = {
-    {kReturn, "before the end|"},
-    {kExit, "before the end|"},
-    {kExitProcess, "before the end|"},
-    {kHeldBack, "before the end|"},
-    {kPending, "before the end|pending|"},
-    {kStatic, "before the end|last words|"},
-    {kModule, "before the end|from the module|after the module|pending|"},
-    {kApplication, "before the end|"},
-    {kStaticApplication, "before the end|"},
-    {kThreadsReturn, "before the end|"},
-    {kThreadsExit, "before the end|"},
-    {kThreadsExitProcess, "before the end|"},
-    {kThreadsQuick, "before the end|"},
-    {kPlugInRuns, nullptr}, // the host's own messages follow
-    {kExitInRun, nullptr},
-    {kExitProcessInRun, nullptr},
-};
-
 TEST(Exit, EveryEnding)
 {
     std::filesystem::path const log = std::filesystem::absolute("xc_exit.log");

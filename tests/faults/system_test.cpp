@@ -1,13 +1,10 @@
 // Calls of the system that fail, or write less than asked: a clear error, nothing lost, no handle left open, and the
 // next try goes well. Every function in the table fails at every place where a scenario calls it.
-#include "config/config_files.h"
-#include "faults/folder.h"
-#include "faults/injector.h"
+#include "faults/config_scenarios.h"
 #include "host/host_tools.h"
 #include "sync/import_patch.h"
 
 #include <XelbrinCore/XCApplication.h>
-#include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCSync.h>
@@ -21,10 +18,8 @@
 namespace {
 
 using faults::Attempt;
-using faults::BytesOf;
-using faults::Folder;
 using faults::Scenario;
-using xc_test::ScratchFile;
+using xc_test::ScratchFolder;
 
 // The functions -------------------------------------------------------------------------------------------------------
 
@@ -121,37 +116,6 @@ void FillTable()
 
 // The scenarios ---------------------------------------------------------------------------------------------------------
 
-void Config()
-{
-    Folder const folder;
-    ScratchFile const disk(std::string_view("[s]\r\nkey=old\r\n"), folder.File("a.ini"));
-    XCErrorID loaded;
-    XCSmartPtr<XCConfigFile> file;
-    if (!Attempt([&] { file = XCConfigFile::Load(folder.Path("a.ini"), &loaded); }) || file.IsNull()) {
-        EXPECT_TRUE(loaded.Bad() && !loaded.AsString().IsNull());
-        file = XCConfigFile::Load(folder.Path("a.ini"));
-    }
-    ASSERT_FALSE(file.IsNull());
-    EXPECT_EQ(file->GetString(L"s", L"key", L""), XCString(L"old"));
-}
-
-void SaveConfig()
-{
-    Folder const folder;
-    ScratchFile const disk(std::string_view("[s]\r\nkey=old\r\n"), folder.File("a.ini"));
-    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(folder.Path("a.ini"));
-    file->SetString(L"s", L"key", L"new");
-    XCErrorID saved;
-    if (!Attempt([&] { saved = file->Save(); }) || saved.Bad()) {
-        EXPECT_EQ(disk.Bytes(), "[s]\r\nkey=old\r\n");
-        EXPECT_EQ(folder.Count(), 1);
-        EXPECT_FALSE(saved.AsString().IsNull());
-        EXPECT_TRUE(file->Save().Good());
-    }
-    EXPECT_EQ(disk.Bytes(), "[s]\r\nkey=new\r\n");
-    EXPECT_EQ(folder.Count(), 1);
-}
-
 /// A text comes out in any case.
 void SystemText()
 {
@@ -165,7 +129,7 @@ void SystemText()
 /// Whatever failed in between: when the file is closed, every record is there once.
 void LogFile()
 {
-    Folder const folder;
+    ScratchFolder const folder;
     XCSmartPtr<XCLogFile> const log(new XCLogFile);
     XCErrorID opened;
     Attempt([&] {
@@ -182,13 +146,13 @@ void LogFile()
     }
     log->PutString(L"third\n");
     log->Close();
-    EXPECT_EQ(BytesOf(folder.path / "a.log"), expected);
+    EXPECT_EQ(folder.Bytes("a.log"), expected);
 }
 
 /// The same over two files. A rename that is refused lets the first file grow.
 void RotatingLog()
 {
-    Folder const folder;
+    ScratchFolder const folder;
     auto* const log = new XCRotatingFileLogSubscriber(folder.Path("a.log"), {.maxBytes = 8, .keepFiles = 1});
     XCSmartPtr<XCLogSubscriberI> const keep(log);
     EXPECT_TRUE(Attempt([&] {
@@ -196,12 +160,12 @@ void RotatingLog()
         log->OnFlush(1, L"second\n");
     }));
     log->Close();
-    EXPECT_EQ(BytesOf(folder.path / "a.log.1") + BytesOf(folder.path / "a.log"), "first\nsecond\n");
+    EXPECT_EQ(folder.Bytes("a.log.1") + folder.Bytes("a.log"), "first\nsecond\n");
 }
 
 void ErrorLog()
 {
-    Folder const folder;
+    ScratchFolder const folder;
     XCString const before = XCException::GetErrorLogPath();
     XCException::SetErrorLogPath(folder.Path("errors.log"));
     XCException const failure(L"a failure");
@@ -209,7 +173,7 @@ void ErrorLog()
     EXPECT_TRUE(Attempt([&] { written = failure.LogInErrorFile(XCException::LogWithoutStack); }));
     if (!written) written = failure.LogInErrorFile(XCException::LogWithoutStack);
     EXPECT_TRUE(written);
-    EXPECT_NE(BytesOf(folder.path / "errors.log").find("a failure"), std::string::npos);
+    EXPECT_NE(folder.Bytes("errors.log").find("a failure"), std::string::npos);
     XCException::SetErrorLogPath(before);
 }
 
@@ -275,8 +239,8 @@ using Ear = xc_test::Listener;
 /// An application with a configuration file and a console that goes to a file.
 void Application()
 {
-    Folder const folder;
-    ScratchFile const disk(std::string_view("[s]\r\nkey=value\r\n"), folder.File("a.ini"));
+    ScratchFolder const folder;
+    folder.Write("a.ini", "[s]\r\nkey=value\r\n");
     std::size_t const subscribers = XCLogManager::Get().GetSubscriberCount();
     auto const session = [&] {
         XCSmartPtr<Ear> const ear(new Ear);
@@ -299,7 +263,7 @@ void Application()
 /// All or nothing: the two subscribers and the file, or the console as it was.
 void ConsoleToFile()
 {
-    Folder const folder;
+    ScratchFolder const folder;
     XCSmartPtr<Ear> const ear(new Ear);
     XCApplication application(L"app.exe /noconsole", ear, true);
     auto const start = [&] { return application.StartLoggingToFile(folder.Path("out.log"), true).Good(); };
@@ -383,10 +347,18 @@ constexpr struct {
     char const* name;
     void (*run)();
 } kScenarios[] = {
-    {"config load", Config},       {"config save", SaveConfig},  {"log file", LogFile},
-    {"rotating log", RotatingLog}, {"error log", ErrorLog},      {"locks", Locks},
-    {"threads", Threads},          {"encrypt", Cipher},          {"decrypt", Decipher},
-    {"system text", SystemText},   {"application", Application}, {"host", Host},
+    {"config load", faults::LoadConfig},
+    {"config save", faults::SaveConfig},
+    {"log file", LogFile},
+    {"rotating log", RotatingLog},
+    {"error log", ErrorLog},
+    {"locks", Locks},
+    {"threads", Threads},
+    {"encrypt", Cipher},
+    {"decrypt", Decipher},
+    {"system text", SystemText},
+    {"application", Application},
+    {"host", Host},
 };
 
 TEST(FailingSystem, SaysSoAndLosesNothing)

@@ -1,10 +1,7 @@
 // The command line: any string gives arguments, and quoting its parsed arguments again gives the same ones.
-#include <XelbrinCore/XCCommandLine.h>
+#include "input.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
+#include <XelbrinCore/XCCommandLine.h>
 
 namespace {
 
@@ -40,11 +37,7 @@ bool CanBeQuoted(XCCommandLine const& line)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    std::vector<wchar_t> units(size / 2);
-    if (!units.empty()) std::memcpy(units.data(), bytes, units.size() * 2);
-    XCString text;
-    text.Assign(units.data(), units.size());
-    XCCommandLine const line(text);
+    XCCommandLine const line(xc_fuzz::Text(xc_fuzz::Units(bytes, size)));
     if (line.GetArgCount() > 0 && line.GetParsedArgumentVector().size() != line.GetArgCount() - 1) std::abort();
     for (XCCommandLineArgument const& argument : line.GetParsedArgumentVector())
         (void)line.GetArg(argument.GetArgument());

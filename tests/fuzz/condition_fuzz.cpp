@@ -1,24 +1,17 @@
 // Condition text: what can be read prints a text that reads back as the same condition and evaluates in the same way.
-#include <XelbrinCore/XCCondition.h>
+#include "input.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
+#include <XelbrinCore/XCCondition.h>
 
 namespace {
 
+using xc_fuzz::Require;
+
 XCString TextOf(std::uint8_t const* bytes, std::size_t size)
 {
-    XCString text;
     // Plain bytes reach the grammar faster than pairs of them; the first byte tells which the input is.
-    if (size > 0 && bytes[0] % 2 == 0) {
-        for (std::size_t i = 1; i < size; ++i) text += static_cast<wchar_t>(bytes[i]);
-        return text;
-    }
-    std::vector<wchar_t> units(size / 2);
-    if (!units.empty()) std::memcpy(units.data(), bytes, units.size() * 2);
-    return text.Assign(units.data(), units.size());
+    bool const plain = size > 0 && bytes[0] % 2 == 0;
+    return xc_fuzz::Text(plain ? std::wstring(bytes + 1, bytes + size) : xc_fuzz::Units(bytes, size));
 }
 
 bool Evaluates(XCCondition const& condition, XCConditionValue value)
@@ -32,11 +25,6 @@ bool Evaluates(XCCondition const& condition, XCConditionValue value)
         XCConditionValue m_value;
     };
     return condition.Evaluate(Everything(value));
-}
-
-void Require(bool holds)
-{
-    if (!holds) std::abort();
 }
 
 } // namespace

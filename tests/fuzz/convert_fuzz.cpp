@@ -1,16 +1,14 @@
 // UTF-8 both ways against an obvious reference that reads one character at a time; code pages must read back what they
 // wrote.
+#include "input.h"
+
 #include "text/Utf8.h"
 
 #include <XelbrinCore/XCStringConverter.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <vector>
-
 namespace {
+
+using xc_fuzz::Require;
 
 /// Decodes by the definition: returns false and the position of the first malformed sequence.
 bool DecodeByHand(std::string const& bytes, std::wstring& out, std::size_t& errorAt)
@@ -44,11 +42,6 @@ bool DecodeByHand(std::string const& bytes, std::wstring& out, std::size_t& erro
         i += length;
     }
     return true;
-}
-
-void Require(bool condition)
-{
-    if (!condition) std::abort();
 }
 
 void CheckDecoding(std::string const& bytes)
@@ -97,10 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
 {
     if (size == 0) return 0;
     std::string const narrow(reinterpret_cast<char const*>(bytes) + 1, size - 1);
-    std::wstring wide(narrow.size() / 2, L'\0');
-    if (!wide.empty()) std::memcpy(wide.data(), narrow.data(), wide.size() * 2);
     switch (bytes[0] % 4) {
-    case 0: CheckEncoding(wide); break;
+    case 0: CheckEncoding(xc_fuzz::Units(bytes + 1, size - 1)); break;
     case 1: CheckPage(narrow, bytes[0] & 4 ? 932 : 1252); break;
     default: CheckDecoding(narrow);
     }

@@ -1,17 +1,14 @@
 // A pattern and a text, split at the first U+0000: places and groups must agree with trying every place.
-#include "../match/find_reference.h"
+#include "input.h"
 
-#include <cstdlib>
-#include <cstring>
+#include "../match/find_reference.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    std::wstring units(size / 2, L'\0');
-    std::memcpy(units.data(), bytes, units.size() * 2);
-    std::size_t const split = std::min(units.find(L'\0'), units.size());
-    if (split > 24) return 0;
-    std::wstring const text = units.substr(std::min(split + 1, units.size()), 24);
-    XCParsedRegEx const parsed = XCStringRegExParser(XCString(units.substr(0, split))).Parse();
+    auto const [pattern, rest] = xc_fuzz::Halves(xc_fuzz::Units(bytes, size));
+    if (pattern.size() > 24) return 0;
+    std::wstring const text = rest.substr(0, 24);
+    XCParsedRegEx const parsed = XCStringRegExParser(XCString(pattern)).Parse();
     XCRegEx const expression(parsed, false, {64, 1u << 14});
     if (XCRegEx::DumpNodes(parsed).Length() > 4000) return 0; // counts unfolded: the reference would take minutes
     for (XCRegExPlace const& place : expression.FindAll(text)) {

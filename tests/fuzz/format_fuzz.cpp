@@ -1,37 +1,13 @@
 // The printf engine: random formats over random typed values never read or write out of bounds, never exceed their
 // bound, and give the same text in a string and, as far as it reaches, in a buffer.
-#include "text/PrintFormat.h"
+#include "input.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
+#include "text/PrintFormat.h"
 
 namespace {
 
 using xc::text::FormatValue;
-
-/// Takes values off the front of the input.
-class Input {
-public:
-    Input(std::uint8_t const* bytes, std::size_t size) : m_at(bytes), m_left(size) {}
-    template <class Value>
-    Value Take()
-    {
-        Value value{};
-        std::size_t const n = m_left < sizeof value ? m_left : sizeof value;
-        std::memcpy(&value, m_at, n);
-        m_at += n;
-        m_left -= n;
-        return value;
-    }
-    std::uint8_t const* At() const { return m_at; }
-    std::size_t Left() const { return m_left; }
-
-private:
-    std::uint8_t const* m_at;
-    std::size_t m_left;
-};
+using xc_fuzz::Input;
 
 FormatValue TakeValue(Input& input, std::vector<std::vector<wchar_t>>& wide, std::vector<std::vector<char>>& narrow)
 {
@@ -40,16 +16,12 @@ FormatValue TakeValue(Input& input, std::vector<std::vector<wchar_t>>& wide, std
     case 1: return FormatValue::Unsigned(input.Take<std::uint64_t>());
     case 2: return FormatValue::Double(input.Take<double>());
     case 3: return FormatValue::Signed(input.Take<std::int16_t>());
-    case 4: { // exact storage: a read past the end is seen
-        wide.emplace_back(input.Take<std::uint8_t>() % 32);
-        for (wchar_t& unit : wide.back()) unit = input.Take<wchar_t>();
+    case 4:
+        wide.push_back(input.TakeMany<wchar_t>(input.Take<std::uint8_t>() % 32));
         return FormatValue::Wide({wide.back().data(), wide.back().size()});
-    }
-    case 5: {
-        narrow.emplace_back(input.Take<std::uint8_t>() % 32);
-        for (char& byte : narrow.back()) byte = input.Take<char>();
+    case 5:
+        narrow.push_back(input.TakeMany<char>(input.Take<std::uint8_t>() % 32));
         return FormatValue::Narrow({narrow.back().data(), narrow.back().size()});
-    }
     default: return FormatValue::Pointer(nullptr);
     }
 }
@@ -64,8 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     std::vector<std::vector<char>> narrow;
     std::size_t const capacity = 1 + input.Take<std::uint16_t>() % 600;
     for (FormatValue& value : values) value = TakeValue(input, wide, narrow);
-    std::vector<wchar_t> format;
-    for (std::size_t i = 0; i < input.Left(); ++i) format.push_back(static_cast<wchar_t>(input.At()[i]));
+    std::vector<std::uint8_t> const rest = input.TakeMany<std::uint8_t>(size);
+    std::vector<wchar_t> format(rest.begin(), rest.end());
     format.push_back(L'\0');
 
     xc::text::ValueListSource first(values);

@@ -1,19 +1,12 @@
 // Texts of records and settings of the trace: whatever they hold, a record stays one line and settings read back.
+#include "input.h"
+
 #include "log/RecordText.h"
 #include "log/TraceSettings.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
-
 namespace {
 
-void Require(bool holds)
-{
-    if (!holds) std::abort();
-}
+using xc_fuzz::Require;
 
 void CheckOneLine(std::wstring_view text)
 {
@@ -62,9 +55,7 @@ void CheckSubjects(std::wstring_view list)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    std::vector<wchar_t> units(size / 2);
-    if (!units.empty()) std::memcpy(units.data(), bytes, units.size() * 2);
-    std::wstring_view const text(units.data(), units.size());
+    std::wstring const text = xc_fuzz::Units(bytes, size);
     CheckOneLine(text);
     CheckEscaped(text);
     CheckJson(text);

@@ -1,45 +1,21 @@
 // Message texts with typed parameters: any text with any parameters gives a text of bounded length.
+#include "input.h"
+
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCOldDateTime.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
 
 namespace {
 
 constexpr std::size_t kLongestText = 3000;
 constexpr std::size_t kParameters = 4;
 
-/// Reads the input from its front; zeros when it is used up.
-class Input {
-public:
-    Input(std::uint8_t const* bytes, std::size_t size) : m_bytes(bytes), m_size(size) {}
+using xc_fuzz::Input;
 
-    template <class T>
-    T Take()
-    {
-        T value{};
-        std::size_t const count = std::min(sizeof value, m_size);
-        std::memcpy(&value, m_bytes, count);
-        m_bytes += count;
-        m_size -= count;
-        return value;
-    }
-    XCString TakeText(std::size_t most)
-    {
-        std::vector<wchar_t> units(std::min(most, m_size / 2));
-        for (wchar_t& unit : units) unit = Take<wchar_t>();
-        XCString text;
-        text.Assign(units.data(), units.size());
-        return text;
-    }
-
-private:
-    std::uint8_t const* m_bytes;
-    std::size_t m_size;
-};
+XCString TakeText(Input& input, std::size_t most)
+{
+    std::vector<wchar_t> const units = input.TakeMany<wchar_t>(most);
+    return xc_fuzz::Text({units.begin(), units.end()});
+}
 
 void AddParameter(XCErrorWithArgs& error, Input& input)
 {
@@ -47,7 +23,7 @@ void AddParameter(XCErrorWithArgs& error, Input& input)
     case 0: error.AddParam(input.Take<double>()); break;
     case 1: error.AddParam(static_cast<int>(input.Take<std::int32_t>())); break;
     case 2: error.AddParam(static_cast<long>(input.Take<std::int32_t>())); break;
-    case 3: error.AddParam(input.TakeText(input.Take<std::uint8_t>())); break;
+    case 3: error.AddParam(TakeText(input, input.Take<std::uint8_t>())); break;
     case 4: error.AddParam(XCDateTime(input.Take<std::int64_t>())); break;
     default: error.AddParam(XCDouble(input.Take<double>(), input.Take<std::uint8_t>())); break;
     }
@@ -61,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
     XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(source, 1));
     for (std::size_t i = input.Take<std::uint8_t>() % (kParameters + 1); i > 0; --i) AddParameter(*error, input);
-    XCString const message = input.TakeText(size);
+    XCString const message = TakeText(input, size);
     source->Add(1, message);
 
     XCString text;

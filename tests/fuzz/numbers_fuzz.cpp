@@ -1,17 +1,9 @@
 // The number readers of the string: any text gives a value and a verdict.
-#include <XelbrinCore/XCString.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
+#include "input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    std::vector<wchar_t> units(size / 2);
-    if (!units.empty()) std::memcpy(units.data(), bytes, units.size() * 2);
-    XCString text;
-    text.Assign(units.data(), units.size());
+    XCString const text = xc_fuzz::Text(xc_fuzz::Units(bytes, size));
     bool ok = false;
     std::int64_t const wide = text.AsInt64(&ok);
     bool narrowOk = false;

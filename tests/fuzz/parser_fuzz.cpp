@@ -1,18 +1,12 @@
 // Any text as a pattern: parsing, compiling and printing end, in bounded memory.
-#include <XelbrinCore/XCRegEx.h>
+#include "input.h"
 
-#include <cstdint>
-#include <cstring>
-#include <string>
+#include <XelbrinCore/XCRegEx.h>
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
     // Bytes as units keep the search among the characters that mean something; every 16th input has wide units.
-    std::wstring pattern(bytes, bytes + size);
-    if (size % 16 == 15) {
-        pattern.resize(size / 2);
-        std::memcpy(pattern.data(), bytes, pattern.size() * 2);
-    }
+    std::wstring const pattern = size % 16 == 15 ? xc_fuzz::Units(bytes, size) : std::wstring(bytes, bytes + size);
     XCParsedRegEx const parsed = XCStringRegExParser(XCString(pattern)).Parse();
     XCRegEx const expression(parsed, false, {256, 1u << 18});
     (void)expression.Match(pattern.c_str());

@@ -1,18 +1,14 @@
 // A pattern and a subject, split at the first U+0000: every form of the expression must agree with the slow references.
-#include "../match/reference.h"
+#include "input.h"
 
-#include <cstdlib>
-#include <cstring>
+#include "../match/reference.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    std::wstring units(size / 2, L'\0');
-    std::memcpy(units.data(), bytes, units.size() * 2);
-    std::size_t const split = std::min(units.find(L'\0'), units.size());
-    if (split > 60) return 0;
-    std::wstring subject = units.substr(std::min(split + 1, units.size()), 200);
-    subject.resize(std::min(subject.find(L'\0'), subject.size()));
-    reference::Engines const engines(units.substr(0, split), false);
+    auto const [pattern, rest] = xc_fuzz::Halves(xc_fuzz::Units(bytes, size));
+    if (pattern.size() > 60) return 0;
+    std::wstring const subject = xc_fuzz::Halves(rest.substr(0, 200)).first;
+    reference::Engines const engines(pattern, false);
     // The references unfold counts: leave out what would keep them busy for minutes.
     if (engines.states.size() > 500) return 0;
     if (engines.Disagreement(subject)) std::abort();

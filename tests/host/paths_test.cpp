@@ -66,7 +66,7 @@ TEST(ModulePaths, ListsAreFollowedInTheirOrderAndNeverOutOfTheirFolder)
     EXPECT_EQ(session.Count(L"Twin"), 0);
 }
 
-TEST(ModulePaths, ListsInEveryEncoding)
+TEST(ModulePaths, ListsInEveryEncodingAndOneThatAnotherProgramHolds)
 {
     struct Case {
         char const* encoding;
@@ -88,14 +88,10 @@ TEST(ModulePaths, ListsInEveryEncoding)
         folder.Write("osx.lst", c.bytes);
         ExpectSaid(Session(folder), c.said);
     }
-}
-
-TEST(ModulePaths, AListThatAnotherProgramHoldsIsReported)
-{
     ModuleFolder const folder({"reader"});
     folder.Write("osx.lst", "reader.osx");
     HANDLE const held =
-        ::CreateFileW((folder.path / "osx.lst").wstring().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        ::CreateFileW(folder.Path("osx.lst").AsWChar(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ExpectSaid(Session(folder), L"ERR> ***The plug-ins list file @\\osx.lst cannot be read (system error 32: ");
     ::CloseHandle(held);
 }

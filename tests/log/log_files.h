@@ -3,40 +3,16 @@
 
 #include "scratch_files.h"
 
-#include <XelbrinCore/XCString.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <string>
 #include <vector>
 
 namespace log_test {
 
 using xc_test::ReadFile;
-
-/// A file name in the current folder; the file is removed at both ends of the test.
-class ScratchFile {
-public:
-    explicit ScratchFile(char const* name) : m_name(name) { std::filesystem::remove_all(name); }
-    ~ScratchFile()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_name, ignored);
-    }
-    ScratchFile(ScratchFile const&) = delete;
-    ScratchFile& operator=(ScratchFile const&) = delete;
-
-    [[nodiscard]] XCString Name() const { return XCString(std::wstring(m_name.begin(), m_name.end())); }
-    [[nodiscard]] std::string const& Path() const { return m_name; }
-    [[nodiscard]] bool Exists() const { return std::filesystem::exists(m_name); }
-    [[nodiscard]] std::string Bytes() const { return ReadFile(m_name); }
-
-private:
-    std::string m_name;
-};
+using xc_test::ScratchFile;
 
 /// The lines of a text, each without its line feed; a last piece without one comes with "(cut)" added.
 inline std::vector<std::string> Lines(std::string const& bytes)

@@ -1,48 +1,47 @@
 // What only several processes show: this program starts itself for single tests, with an environment of their own.
+#include "child_process.h"
 #include "log_files.h"
 
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCTrace.h>
 
 #include <map>
+#include <optional>
 #include <windows.h>
 
 namespace {
 
-/// Runs one of the tests named DISABLED_ in a process of its own.
+using xc_test::ChildProcess;
+
+/// Runs one of the tests named DISABLED_ in a process of its own, and waits for its end.
 class Child {
 public:
-    Child(char const* test, std::map<std::wstring, std::wstring> const& variables)
+    Child(wchar_t const* test, std::map<std::wstring, std::wstring> const& variables)
     {
         for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), value.c_str());
-        wchar_t path[1024];
-        ::GetModuleFileNameW(nullptr, path, 1024);
-        std::string const filter(test);
-        std::wstring command = L"\"" + std::wstring(path) + L"\" --gtest_also_run_disabled_tests --gtest_brief=1 " +
-                               L"--gtest_filter=Child.DISABLED_" + std::wstring(filter.begin(), filter.end());
-        STARTUPINFOW start{};
-        start.cb = sizeof start;
-        EXPECT_TRUE(
-            ::CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &m_process));
+        m_process.emplace(ChildProcess::OfTest(std::wstring(L"Child.DISABLED_") + test));
         for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), nullptr);
     }
-    Child(Child const&) = delete;
-    Child& operator=(Child const&) = delete;
-    /// Waits for the end of the process.
-    ~Child()
-    {
-        DWORD code = 1;
-        EXPECT_EQ(::WaitForSingleObject(m_process.hProcess, 60000), WAIT_OBJECT_0);
-        ::GetExitCodeProcess(m_process.hProcess, &code);
-        EXPECT_EQ(code, 0u);
-        ::CloseHandle(m_process.hThread);
-        ::CloseHandle(m_process.hProcess);
-    }
-    [[nodiscard]] unsigned long Id() const { return m_process.dwProcessId; }
+    ~Child() { EXPECT_EQ(m_process->Wait(), 0u); }
+    [[nodiscard]] unsigned long Id() const { return m_process->Id(); }
 
 private:
-    PROCESS_INFORMATION m_process{};
+    std::optional<ChildProcess> m_process;
 };
+
+/// What a child prints to one of its streams.
+std::string PrintedBy(wchar_t const* test, DWORD stream)
+{
+    log_test::ScratchFile const file("printed.txt");
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    HANDLE const output = ::CreateFileW(L"printed.txt", GENERIC_WRITE, 7, &inherited, CREATE_ALWAYS, 0, nullptr);
+    HANDLE const before = ::GetStdHandle(stream);
+    ::SetStdHandle(stream, output);
+    Child(test, {});
+    ::SetStdHandle(stream, before);
+    ::CloseHandle(output);
+    return file.Bytes();
+}
 
 constexpr int kRecords = 400;
 
@@ -70,9 +69,9 @@ TEST(Processes, AppendToOneFileWithoutInterleaving)
 {
     log_test::ScratchFile const file("processes.log");
     {
-        Child const a("AppendsWithLogFile", {{L"XC_TEST_WRITER", L"0"}});
-        Child const b("AppendsWithLogFile", {{L"XC_TEST_WRITER", L"1"}});
-        Child const c("AppendsWithSubscriber", {{L"XC_TEST_WRITER", L"2"}});
+        Child const a(L"AppendsWithLogFile", {{L"XC_TEST_WRITER", L"0"}});
+        Child const b(L"AppendsWithLogFile", {{L"XC_TEST_WRITER", L"1"}});
+        Child const c(L"AppendsWithSubscriber", {{L"XC_TEST_WRITER", L"2"}});
     }
     std::string bytes = file.Bytes();
     std::erase(bytes, '\r');
@@ -98,7 +97,7 @@ TEST(Child, DISABLED_EndsWithBufferedRecords)
 TEST(Processes, NothingIsLostAtTheEndOfAProgram)
 {
     log_test::ScratchFile const file("exit.log");
-    Child("EndsWithBufferedRecords", {});
+    Child(L"EndsWithBufferedRecords", {});
     EXPECT_EQ(file.Bytes(), "pendingfrom a static destructor\n");
 }
 
@@ -128,13 +127,15 @@ TEST(Processes, TraceEnvironment)
 {
     struct {
         char const* fault;
-        char const* test;
-        wchar_t const* delimiter;
+        wchar_t const *test, *delimiter;
         std::vector<std::string> ends;
     } const rows[] = {
-        {"level 2 is not mask 3", "TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
-        {"delimiter not reset", "TracesByTheEnvironment", L"300", {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
-        {"the environment wins", "CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
+        {"level 2 is not mask 3", L"TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
+        {"delimiter not reset",
+         L"TracesByTheEnvironment",
+         L"300",
+         {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
+        {"the environment wins", L"CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.fault);
@@ -165,19 +166,12 @@ TEST(Child, DISABLED_WritesToTheConsole)
 
 TEST(Processes, RedirectedConsoleIsUtf8)
 {
-    log_test::ScratchFile const file("console.txt");
-    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    HANDLE const output = ::CreateFileW(L"console.txt", GENERIC_WRITE, 7, &inherited, CREATE_ALWAYS, 0, nullptr);
-    HANDLE const before = ::GetStdHandle(STD_OUTPUT_HANDLE);
-    ::SetStdHandle(STD_OUTPUT_HANDLE, output);
-    Child("WritesToTheConsole", {});
-    ::SetStdHandle(STD_OUTPUT_HANDLE, before);
-    ::CloseHandle(output);
-    EXPECT_NE(file.Bytes().find("Illegal trace delimiter specified; trace delimiter has been reset to default\n"
-                                "\xE2\x82\xAC\xF0\x9F\x98\x80\n"),
+    std::string const bytes = PrintedBy(L"WritesToTheConsole", STD_OUTPUT_HANDLE);
+    EXPECT_NE(bytes.find("Illegal trace delimiter specified; trace delimiter has been reset to default\n"
+                         "\xE2\x82\xAC\xF0\x9F\x98\x80\n"),
               std::string::npos)
-        << file.Bytes();
-    EXPECT_EQ(file.Bytes().find("detailed"), std::string::npos);
+        << bytes;
+    EXPECT_EQ(bytes.find("detailed"), std::string::npos);
 }
 
 TEST(Child, DISABLED_EndsWithRecordsItCannotWrite)
@@ -189,15 +183,7 @@ TEST(Child, DISABLED_EndsWithRecordsItCannotWrite)
 
 TEST(Processes, LostRecordsAreToldOnceAtTheEnd)
 {
-    log_test::ScratchFile const file("errors.txt");
-    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    HANDLE const output = ::CreateFileW(L"errors.txt", GENERIC_WRITE, 7, &inherited, CREATE_ALWAYS, 0, nullptr);
-    HANDLE const before = ::GetStdHandle(STD_ERROR_HANDLE);
-    ::SetStdHandle(STD_ERROR_HANDLE, output);
-    Child("EndsWithRecordsItCannotWrite", {});
-    ::SetStdHandle(STD_ERROR_HANDLE, before);
-    ::CloseHandle(output);
-    std::string const bytes = file.Bytes();
+    std::string const bytes = PrintedBy(L"EndsWithRecordsItCannotWrite", STD_ERROR_HANDLE);
     EXPECT_EQ(bytes.find("Gave up 3 records for "), bytes.rfind("Gave up")) << bytes;
     EXPECT_NE(bytes.find("x.log\": system error 3"), std::string::npos) << bytes;
 }

@@ -2,8 +2,6 @@
 
 #include <XelbrinCore/XCLogSubscriber.h>
 
-#include <fstream>
-
 namespace {
 
 using log_test::ScratchFile;
@@ -13,7 +11,7 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
 {
     ScratchFile const file("subscriber.log");
     {
-        FilePtr const log(new XCFileLogSubscriber(file.Name()));
+        FilePtr const log(new XCFileLogSubscriber(file.Path()));
         log->OnFlush(2, L"too detailed\n");
         EXPECT_FALSE(file.Exists()) << "opened by a block that was ignored";
         log->OnFlush(1, L"a\nb\r\n\u20AC");
@@ -24,9 +22,9 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
                                 "again")
             << "truncated by opening again";
     }
-    FilePtr(new XCFileLogSubscriber(file.Name(), XCLogOpen::Append))->OnFlush(1, L"!");
+    FilePtr(new XCFileLogSubscriber(file.Path(), XCLogOpen::Append))->OnFlush(1, L"!");
     EXPECT_TRUE(file.Bytes().ends_with("again\n!")) << "append flag";
-    FilePtr const buffered(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, false));
+    FilePtr const buffered(new XCFileLogSubscriber(file.Path(), XCLogOpen::Truncate, false));
     buffered->OnFlush(1, L"new");
     EXPECT_EQ(file.Bytes(), "") << "not opened by the first block, or written without auto-flush";
     buffered->Flush();
@@ -36,13 +34,13 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
 TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
 {
     ScratchFile const folder("missing_folder");
-    FilePtr const log(new XCFileLogSubscriber(folder.Name() + L"/x.log"));
+    FilePtr const log(new XCFileLogSubscriber(folder.Path() + L"/x.log"));
     EXPECT_TRUE(log->IsValid());
     log->OnFlush(1, L"1\n");
     EXPECT_FALSE(log->IsValid());
     EXPECT_EQ(log->GetFailureCount(), 1u);
     EXPECT_TRUE(log->GetLastFailure().Find(L"missing_folder") != XCString::npos);
-    std::filesystem::create_directory(folder.Path());
+    std::filesystem::create_directory("missing_folder");
     log->OnFlush(1, L"2\n");
     log->Flush();
     EXPECT_TRUE(log->IsValid());
@@ -55,9 +53,8 @@ TEST(XCFileLogSubscriber, AFileThatEndsInsideARecordIsContinuedOnANewLine)
     for (XCLogLayout const layout : {XCLogLayout::AsIs, XCLogLayout::OneLine, XCLogLayout::Json}) {
         SCOPED_TRACE(static_cast<int>(layout));
         for (std::string const before : {"", "whole\n", "cut"}) {
-            ScratchFile const file("continued.log");
-            std::ofstream(file.Path(), std::ios::binary) << before;
-            FilePtr(new XCFileLogSubscriber(file.Name(), XCLogOpen::Append, true, layout))->OnFlush(1, L"x\n");
+            ScratchFile const file(before, "continued.log");
+            FilePtr(new XCFileLogSubscriber(file.Path(), XCLogOpen::Append, true, layout))->OnFlush(1, L"x\n");
             std::vector<std::string> const lines = log_test::Lines(file.Bytes());
             EXPECT_EQ(lines.size(), before.empty() ? 1u : 2u) << file.Bytes();
             EXPECT_EQ(lines[0] + "\n", before == "cut" ? "cut\n" : before.empty() ? lines[0] + "\n" : before);
@@ -68,7 +65,7 @@ TEST(XCFileLogSubscriber, AFileThatEndsInsideARecordIsContinuedOnANewLine)
 TEST(XCFileLogSubscriber, OneLineLayout)
 {
     ScratchFile const file("oneline.log");
-    FilePtr const log(new XCFileLogSubscriber(file.Name(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
+    FilePtr const log(new XCFileLogSubscriber(file.Path(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
     log->OnFlush(1, L"user=x\nERR> forged\r\n");
     log->OnFlush(1, L"no end");
     EXPECT_EQ(file.Bytes(), "user=x\\nERR> forged\r\nno end\n");
@@ -77,7 +74,7 @@ TEST(XCFileLogSubscriber, OneLineLayout)
 TEST(XCJsonLogSubscriber, OneObjectARecord)
 {
     ScratchFile const file("records.json");
-    FilePtr const log(new XCJsonLogSubscriber(file.Name()));
+    FilePtr const log(new XCJsonLogSubscriber(file.Path()));
     log->OnChannelFlush(L"main \"1\"", 1, L"a\"\\\n\t\x01\u20AC\xD83D\xDE00\xD83D\x7F\u009B\u2028\u202E\n");
     log->OnFlush(-2, L"x");
     std::vector<std::string> const lines = log_test::Lines(file.Bytes());

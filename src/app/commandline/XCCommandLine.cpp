@@ -58,6 +58,7 @@ XCCommandLine::XCCommandLine(XCCommandLine const& other)
       m_caseSensitive(other.m_caseSensitive), m_rawArguments(other.m_rawArguments),
       m_parsedArguments(other.m_parsedArguments)
 {
+    // The copy owns its texts even where the original refers to the vector of the process, which it may outlive.
     auto storage = std::make_unique<Storage>();
     for (std::size_t i = 0; i < other.m_argCount; ++i) {
         wchar_t const* const value = other.m_argValues[i];
@@ -69,6 +70,7 @@ XCCommandLine::XCCommandLine(XCCommandLine const& other)
 XCCommandLine& XCCommandLine::operator=(XCCommandLine const& other)
 {
     if (this == &other) return *this;
+    // By a copy and exchanges that cannot fail: out of memory leaves the object as it was.
     XCCommandLine copy(other);
     m_argCount = copy.m_argCount;
     m_argValues = copy.m_argValues;
@@ -109,6 +111,7 @@ void XCCommandLine::Init(XCString const& commandLine)
     for (std::wstring_view token; tokens.GetNext(token); first = false) {
         text.Assign(token);
         RemoveQuotes(text);
+        // A string may begin with the program or with its first option. Index 0 belongs to the program in either case.
         if (first && NeedsProgramName(text)) storage->Append({});
         storage->Append(text);
     }
@@ -142,6 +145,7 @@ void XCCommandLine::ParseCommandLine()
     m_rawArguments.clear();
     m_parsedArguments.clear();
     m_appName = m_argCount > 0 ? m_argValues[0] : nullptr;
+    // The program's name is no argument.
     if (m_argCount < 2) return;
     m_rawArguments.reserve(m_argCount - 1);
     m_parsedArguments.reserve(m_argCount - 1);
@@ -157,9 +161,11 @@ XCCommandLineArgument XCCommandLine::ParseArgument(XCString const& text) const
     XCCommandLineArgument const wholeText(ArgumentType::ArgNonStandard, text);
     if (!Has(m_argDelimiters, text[0])) return wholeText;
 
+    // The first value delimiter decides: those after it belong to the value ("/path:c:\x").
     std::size_t const value = m_valueDelimiters.IsNull() ? XCString::npos : text.FindFirstOf(m_valueDelimiters);
     if (text[0] == L'/' && value != 0) { // a value delimiter that opens the text ends the scan before any path shows
         std::size_t const path = text.Find(L'/', 1);
+        // "/usr/bin" is a path, "/url:http://x" an option.
         if (path != XCString::npos && path < value) return wholeText;
     }
     if (value == XCString::npos) return XCCommandLineArgument(ArgumentType::ArgSwitch, text.SubStr(1));

@@ -1,3 +1,4 @@
+// Descriptions of options, kept in the order in which they were added.
 #include <XelbrinCore/XCCommandLine.h>
 
 #include "text/Utf8.h"

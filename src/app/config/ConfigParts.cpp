@@ -18,11 +18,15 @@ using xc::config::SectionData;
 
 XCConfigLockableI::~XCConfigLockableI() = default;
 
+// A part that is destroyed while its owner is held through it would keep the whole file locked for ever.
 XCConfigLockable::~XCConfigLockable()
 {
     RemoveAllLocks();
 }
 
+// Only the file has a mutex. A part counts the locks that were taken through it, so that a change of owner or the end
+// of the part can undo them. The count is atomic because RemoveAllLocks may come from a thread that holds nothing; the
+// order of other data is the mutex' affair, hence relaxed.
 void XCConfigLockable::Lock() const
 {
     if (!m_owner) return;
@@ -50,6 +54,8 @@ void XCConfigLockable::RemoveAllLocks() const
 
 // Texts of the file ---------------------------------------------------------------------------------------------
 
+// The text of the part becomes a string of its own at the first reading only: most values of a file are never asked
+// for. Callers hold the lock of the file, which makes the change under const safe.
 XCString const& xc::config::LazyText::AsString() const
 {
     if (IsPart()) {
@@ -75,6 +81,8 @@ void xc::config::LazyComments::MakeList() const
     m_part = {};
 }
 
+// Edit makes a list even where there was no comment, since the caller may add one. AsList must not: looking at the
+// comments of every line would then cost an allocation each, so all empty ones share one list.
 XCConfigComments& xc::config::LazyComments::Edit()
 {
     MakeList();
@@ -91,11 +99,15 @@ XCConfigComments const& xc::config::LazyComments::AsList() const
 
 // Lines ---------------------------------------------------------------------------------------------------------
 
+// The data stand in a buffer inside the object: the public header shows neither the lazy texts nor their size, and a
+// line still costs one allocation, its list node.
 XCConfigLine::XCConfigLine(XCString key, XCString value)
 {
     ::new (static_cast<void*>(m_data)) LineData{nullptr, {}, LazyText(std::move(key)), LazyText(std::move(value))};
 }
 
+// A copy belongs to no section and has no owner until it is added to one; its lazy texts are made strings, because the
+// text of the file may go before the copy does.
 XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
 {
     XCConfigLock const lock(other);
@@ -106,6 +118,7 @@ XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
 
 XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
 {
+    // The lock of `other` is released again when the copy is made: see the head of this file.
     XCConfigLine copy(other);
     XCConfigLock const lock(*this);
     LineData& to = Access::Of(*this);
@@ -131,6 +144,7 @@ XCString XCConfigLine::GetKey() const
 void XCConfigLine::SetKey(XCString const& key)
 {
     XCConfigLock const lock(*this);
+    // The index holds a view of the old key.
     Access::Of(*this).key = LazyText(key);
     xc::config::ForgetIndex(Access::Of(*this).section);
 }
@@ -209,6 +223,8 @@ XCConfigLine& AppendLine(XCConfigSection& section)
     return line;
 }
 
+// A lookup counts as reading, yet it may make the index: all callers hold the lock of the file, readers as well. The
+// first of several lines with one key is the one that counts, in the index as in the walk.
 Lines::iterator FindLine(XCConfigSection& section, std::wstring_view key)
 {
     SectionData& data = Access::Of(section);
@@ -243,6 +259,7 @@ XCConfigSection::XCConfigSection(XCConfigSection const& other) : XCConfigSection
     SectionData& to = Access::Of(*this);
     to.comments = LazyComments(from.comments);
     to.name = LazyText(from.name);
+    // The lines of the copy come from the ordinary heap: the memory of a file is released as a whole, with the file.
     for (XCConfigLine const& line : from.lines) AddLine(line);
 }
 
@@ -253,6 +270,8 @@ XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
     SectionData& to = Access::Of(*this);
     to.comments = std::move(Access::Of(copy).comments);
     SetName(Access::Of(copy).name.AsString());
+    // The old lines go only after this function has returned; the list keeps its memory resource, which the assignment
+    // of a list would not promise.
     xc::config::Lines const old = std::exchange(to.lines, xc::config::Lines(to.lines.get_allocator()));
     xc::config::ForgetIndex(this);
     for (XCConfigLine const& line : Access::Of(copy).lines) AddLine(line);
@@ -273,6 +292,7 @@ XCString XCConfigSection::GetName() const
 void XCConfigSection::SetName(XCString const& name)
 {
     XCConfigLock const lock(*this);
+    // The index of sections belongs to the file, which looks sections up by this name.
     Access::Of(*this).name = LazyText(name);
     xc::config::ForgetIndex(Access::Of(*this).file);
 }
@@ -308,6 +328,7 @@ XCConfigLine& XCConfigSection::AddLine(XCString const& key, XCString const& valu
 
 XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
 {
+    // The line may belong to another file, even to one that another thread has locked.
     XCConfigLine copy(line);
     XCConfigLock const lock(*this);
     SectionData& data = Access::Of(*this);
@@ -328,6 +349,8 @@ XCConfigSection::iterator XCConfigSection::DeleteLine(iterator where)
     XCConfigLock const lock(*this);
     SectionData& data = Access::Of(*this);
     if (where == data.lines.end()) return where;
+    // Before the line goes: the index compares its key. When further lines have the same key, Remove puts the next one
+    // in its place.
     if (data.index) data.index->table.Remove(where);
     return data.lines.erase(where);
 }
@@ -335,6 +358,7 @@ XCConfigSection::iterator XCConfigSection::DeleteLine(iterator where)
 XCConfigSection::iterator XCConfigSection::DeleteLine(std::wstring_view key, iterator from)
 {
     XCConfigLock const lock(*this);
+    // The index answers for the whole section only; from a place in the middle the lines are looked through.
     bool const isAll = from == GetLinesBegin();
     return DeleteLine(isAll ? xc::config::FindLine(*this, key)
                             : xc::config::FindAmongFew(from, GetLinesEnd(), key, xc::config::KeyOf));

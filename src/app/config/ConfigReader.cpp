@@ -48,6 +48,8 @@ std::wstring_view TakeLine(std::wstring_view& text) noexcept
 
 } // namespace
 
+// A blank line counts as an empty comment: it is kept with the part that follows, so that a saved file has the gaps of
+// the one that was read.
 bool TakeComment(std::wstring_view& text, std::wstring_view& comment) noexcept
 {
     std::wstring_view rest = WithoutLeading(text, kBlankOrReturn);
@@ -71,6 +73,7 @@ ConfigReader::Part ConfigReader::Next()
     return Part::Line;
 }
 
+// The ends of lines are counted while they are passed; the majority decides how the file is written again.
 void ConfigReader::CountLine(std::size_t end) noexcept
 {
     if (m_text[end - 1] != L'\n') return;
@@ -83,6 +86,7 @@ void ConfigReader::ReadComments()
     std::size_t const start = m_pos;
     std::wstring_view rest = m_text.substr(m_pos);
     for (std::wstring_view comment; TakeComment(rest, comment);) CountLine(m_text.size() - rest.size());
+    // The comments stay one piece of the text; LazyComments cuts them when they are asked for.
     m_comments = m_text.substr(start, m_text.size() - rest.size() - start);
     m_pos = m_text.size() - WithoutLeading(rest, kBlankOrReturn).size();
 }
@@ -122,6 +126,8 @@ void ConfigReader::ReadHeader()
 
 void ConfigReader::ReadLine()
 {
+    // The search for '=' goes over ends of lines: a line without one is no error here, it becomes part of the next key.
+    //
     m_name = WithoutTrailing(TakeUpTo(L'=', kKeyCut), kSpace);
     SetValue(TakeRestOfLine());
 }
@@ -129,6 +135,7 @@ void ConfigReader::ReadLine()
 void ConfigReader::SetValue(std::wstring_view value)
 {
     value = WithoutLeading(value, kSpace);
+    // Returns at the end of the line went in TakeLine; these are inside the value, which is rare.
     m_valueIsPart = text::FindUnit(value.data(), value.size(), L'\r') == value.size();
     if (!m_valueIsPart) {
         m_valueWithoutReturns.assign(value);
@@ -138,6 +145,7 @@ void ConfigReader::SetValue(std::wstring_view value)
     m_value = WithoutTrailing(value, kBlank);
 }
 
+// Counted only when a fault is told: reading itself keeps no count of lines by position.
 LineAndColumn Locate(std::wstring_view text, std::size_t position) noexcept
 {
     std::wstring_view const before = text.substr(0, position);

@@ -1,4 +1,8 @@
-// Values of a configuration by type: text that is one from end to end.
+// Values of a configuration by type.
+//
+// A value counts as a number, truth value or duration only when its whole text is one; else the default is the answer
+// and `ok` tells it. So a typing error never changes what a program does without being visible. The units of a duration
+// are factors of milliseconds, and the product is checked before it is made.
 #include <XelbrinCore/XCConfigFile.h>
 
 #include "text/Names.h"

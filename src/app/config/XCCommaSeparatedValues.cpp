@@ -1,3 +1,10 @@
+// Several values in one: separated by commas, quoted where a comma, a quote or white space at an end would be lost.
+//
+// Reading is lenient, because people edit the text: blanks around a value are dropped, an unclosed quote reaches to the
+// end, and text after a closing quote is kept. Writing is strict: whatever values Put has packed, Get gives back one by
+// one. The one value that needs a rule of its own is an empty first one, which is written as "" because an empty text
+// is a list without values. A position past the end marks that the last value was read. Cost: O(text) for all values
+// together.
 #include <XelbrinCore/XCCommaSeparatedValues.h>
 
 #include "text/NumberText.h"

@@ -1,3 +1,5 @@
+// The simple reader: a file that is there whole, or the one that was there before. A failure to open changes nothing,
+// and an exception about the text becomes an error here, since callers of this class expect no exceptions.
 #include <XelbrinCore/XCConfig.h>
 
 #include "app/config/ConfigErrors.h"

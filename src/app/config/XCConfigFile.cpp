@@ -42,6 +42,8 @@ struct SectionIndex {
     text::NameIndex<Sections::iterator, NameOf> table;
 };
 
+// The path is made full at once: a program that changes its current directory later still reads and saves the same
+// file. The name stays as it was given, for messages and GetFileName.
 FileData::FileData(XCString name)
     : fileName(std::move(name)), path(win32::SystemPath(fileName.View()).Text()), sections(&memory)
 {
@@ -69,6 +71,7 @@ XCConfigSection& AppendSection(XCConfigFile& file)
 {
     FileData& data = Access::Of(file);
     XCConfigSection& section = data.sections.emplace_back(FileMemory{&data.memory});
+    // The owner is for locks, the back pointer for the index that a new name makes wrong.
     section.SetOwner(&file);
     Access::Of(section).file = &file;
     return section;
@@ -77,6 +80,7 @@ XCConfigSection& AppendSection(XCConfigFile& file)
 void Empty(XCConfigFile& file) noexcept
 {
     FileData& data = Access::Of(file);
+    // The order matters: the index points to sections, and sections show the text.
     data.index.reset();
     data.sections.clear();
     data.endComments = {};
@@ -99,6 +103,7 @@ void ReadParts(XCConfigFile& file, ConfigReader& reader)
             LineData& line = Access::Of(AppendLine(*section));
             line.comments = LazyComments(reader.Comments());
             line.key = LazyText(reader.Name());
+            // A value from which carriage returns were removed stands in the reader, not in the text: it is copied.
             line.value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
         }
     }
@@ -111,6 +116,8 @@ void ReadText(XCConfigFile& file, std::unique_ptr<wchar_t[]> text, std::size_t l
 {
     FileData& data = Access::Of(file);
     Empty(file);
+    // Set first and cleared last, so that every way out between them, out of memory too, leaves the mark: Save must not
+    // overwrite a file with the half of it that could be read.
     data.partlyRead = true;
     data.text = std::move(text);
     data.textLength = length;
@@ -134,12 +141,16 @@ void ReadBytes(XCConfigFile& file, std::string const& bytes)
     }
     Empty(file);
     data.partlyRead = true;
+    // The place of malformed bytes is told as for any other fault, by line and column; units up to the first bad byte
+    // are enough for that.
     encoding::UnitBuffer const readable = encoding::DecodeStart(bytes, data.encoding);
     LineAndColumn const place = Locate(readable.View(), readable.View().size());
     throw XCConfigStreamException(kMalformed, data.fileName, place.line, place.column);
 }
 
 /// Whether the calling thread holds the lock.
+// The lock admits its owner again, so that TryLock fails for other threads only; a depth above zero then tells the
+// owner from a newcomer.
 bool IsLockedByCaller(FileData& data) noexcept
 {
     if (!data.lock.TryLock()) return false; // another thread holds it
@@ -166,6 +177,8 @@ void XCConfigFile::Lock() const
 
 void XCConfigFile::Unlock() const
 {
+    // After RemoveAllLocks the XCConfigLock objects that are still alive unlock once more each. The mark keeps this
+    // question, which takes the lock, off the path of all the files where that was never called.
     if (m_data->everRemovedLocks.load(std::memory_order_relaxed) && !xc::config::IsLockedByCaller(*m_data)) return;
     --m_data->lockDepth;
     m_data->lock.Unlock();
@@ -177,6 +190,8 @@ void XCConfigFile::RemoveAllLocks() const
     if (!data.lock.TryLock()) return; // another thread holds it
     data.everRemovedLocks.store(true, std::memory_order_relaxed);
     for (XCConfigSection const& section : data.sections) {
+        // The parts forget their counts without unlocking: the loop after this one releases the file as often as it was
+        // locked.
         section.ForgetLocks();
         for (XCConfigLine const& line : section) line.ForgetLocks();
     }
@@ -197,6 +212,7 @@ XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID*
 XCSmartPtr<XCConfigFile> XCConfigFile::FromText(std::wstring_view text, XCString const& fileName)
 {
     XCSmartPtr<XCConfigFile> file(new XCConfigFile(fileName));
+    // The caller's text may end with the call; the parts show the copy.
     auto copy = std::make_unique_for_overwrite<wchar_t[]>(text.size() + 1);
     if (!text.empty()) std::memcpy(copy.get(), text.data(), text.size() * sizeof(wchar_t));
     xc::config::ReadText(*file, std::move(copy), text.size());
@@ -205,6 +221,8 @@ XCSmartPtr<XCConfigFile> XCConfigFile::FromText(std::wstring_view text, XCString
 
 XCErrorID XCConfigFile::Reload()
 {
+    // Read before the lock is taken: other threads are served from the old content while the disk works, and an
+    // unreadable file changes nothing.
     std::string bytes;
     if (unsigned long const error = xc::win32::ReadWholeFile(xc::win32::SystemPath(m_data->path.View()), bytes))
         return xc::config::CannotRead(m_data->fileName, error);
@@ -302,6 +320,7 @@ XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
     XCConfigSection const copy(section); // two locks are never held at once
     XCConfigLock const lock(*this);
     auto index = std::move(m_data->index); // lost when adding fails: the next lookup makes a new one
+    // Appended empty and filled then, since filling needs the owner: when memory runs out the empty section goes again.
     XCConfigSection& added = xc::config::AppendSection(*this);
     try {
         added = copy;

@@ -1,3 +1,8 @@
+// The lines that a host writes: messages, errors, and the call into a module that is about to be made.
+//
+// Texts of modules are shown with their control characters visible, so that no name can fake a line of the host. A call
+// is told before it is made and noted as under way: when it never returns, or ends the process, the last line names it.
+// A message that runs out of memory is dropped; the work goes on.
 #include "app/host/HostLines.h"
 
 #include "text/Visible.h"

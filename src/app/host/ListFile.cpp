@@ -1,3 +1,11 @@
+// List files of modules: one name a line, blank lines and lines that start with ";" skipped.
+//
+// A list may name modules in its own folder and below, and nothing else: it is a file that others than the
+// administrator may be able to write, and what it names becomes code of the process. The names are judged as the system
+// would resolve them. It drops dots and blanks at the end of a part, takes both slashes, ends a name at U+0000, gives
+// device names meaning in every folder and with any extension, and reads a colon as a drive or as a stream of a file.
+// Whatever is not plainly inside is refused and reported; the other names are loaded. Cost: O(text). Invariant: no name
+// in `names` leads out of the folder.
 #include "app/host/ListFile.h"
 
 #include "text/Units.h"

@@ -55,6 +55,7 @@ struct XCApplicationWithPlugIns::Waiting {
     void Discard() noexcept
     {
         if (module.empty()) return;
+        // The object goes before its code: its destructor and the release of its memory are code of the module.
         if (!PlugIn().IsNull()) host.unloader.Take(std::move(place));
         host.unloader.ReleaseHeld();
         host.modules.Close(module.front());
@@ -97,6 +98,7 @@ private:
     using Turn = std::pair<std::size_t, std::size_t>; ///< round and item
 
     /// The item is ready for a round, or waits for the first identity that it misses.
+    // One missing identity is enough to wait under: when it appears, the next missing one is found by another look.
     void Look(std::size_t round, std::size_t item)
     {
         for (PlugInIdEx const& wanted : m_items[item]->facts.dependencies)
@@ -113,9 +115,12 @@ private:
         m_items[item] = nullptr;
         m_any = m_any || added;
         xc::host::PlugInRef fresh;
+        // One addition may bring several identities: the children of a container, and whatever its Init has loaded.
         while (m_host.m_host->list.Next(m_seen, fresh)) Wake(fresh.guid, round, item);
     }
 
+    // Copied out first, since Look may enter an item under the next identity while the range is walked. An item further
+    // down the list is reached in the same round, one further up in the next: the order of loading is that of the walk.
     void Wake(XCGuid const& guid, std::size_t round, std::size_t by)
     {
         auto const [first, last] = m_waiting.equal_range(guid);
@@ -127,6 +132,8 @@ private:
 
     void AddRest()
     {
+        // Those that are left are offered all the same: AddPlugIn names the dependency that is missing, and a host that
+        // overrides CheckDependents may take them in.
         std::erase(m_items, nullptr);
         std::map<XCGuid, std::size_t> places;
         for (Waiting const* const one : m_items) places.emplace(one->facts.guid, places.size());
@@ -154,6 +161,8 @@ private:
     /// A member of a cycle was named with the others; an override may still want it.
     void AddOrRefuse(Waiting& one, bool inCycle)
     {
+        // Its facts were asked once; further questions on the way are answered from them, so that a plug-in that
+        // answers differently the second time cannot upset the order.
         Host::Known const known(*m_host.m_host, one.PlugIn(), one.facts);
         if (inCycle && Sealed([&] { return m_host.CheckDependents(*one.PlugIn(), true); }).Bad())
             m_host.Refuse(one);
@@ -171,11 +180,13 @@ private:
 
 XCErrorID XCApplicationWithPlugIns::LoadModule(std::wstring const& path, XCString const& entryName, Waiting& loaded)
 try {
+    // The names of files come from outside: line ends and control codes in them must not break lines of the log.
     XCString const shown = Visible(path);
     ModuleSet::Loaded& one = loaded.module.front();
     one.path = shown;
     m_host->modules.Open(path, one);
     if (!one.module) {
+        // The code of the system is read before anything else is called that may set it.
         XCString const reason = xc::errors::SystemFailure(shown.View(), xc::win32::LastError());
         Print(L"LoadLibrary fails on " + shown + L"\n");
         PrintError(reason);
@@ -188,6 +199,7 @@ try {
         return PlugInFailure(shown + what);
     }
     XCErrorID const made = CallModule(kEntryName, {}, shown, [&] { loaded.place.Fill({entry(), shown}); });
+    // Until the plug-in has told its name, messages speak of the file.
     loaded.place->name = shown;
     SayIfPossible([&] {
         if (made.Bad()) PrintError(shown + L": " + made.AsString());
@@ -210,6 +222,7 @@ XCErrorID XCApplicationWithPlugIns::AddLoaded(Waiting& loaded) noexcept
         Refuse(loaded);
         return added;
     }
+    // The reference is given up, since the list counts a plug-in with one reference as free to unload.
     loaded.PlugIn().Clear(); // the list holds it
     m_host->modules.Keep(loaded.module);
     return added;
@@ -220,6 +233,8 @@ void XCApplicationWithPlugIns::Refuse(Waiting& loaded) noexcept
 {
     ModuleSet::Loaded& one = loaded.module.front();
     SayIfPossible([&] { Print(L"LoaPlugIn failed on " + one.path + L": AddPlugIn failed\n"); });
+    // A module that is in the process several times keeps its code until the last of them goes, and its test cases with
+    // it.
     if (m_host->modules.IsLast(one))
         m_mainMenu->RemoveTestCases(
             [&one](XCUnitTest::Function const& function) { return one.module.Holds(&function.target_type()); });
@@ -261,6 +276,7 @@ XCErrorID XCApplicationWithPlugIns::GetDLLPlugInsFromDirectory(XCString const& d
 XCErrorID XCApplicationWithPlugIns::LoadModules(std::vector<std::wstring> const& paths, XCString const& entryName)
 {
     std::list<Waiting> waiting;
+    // A list, because Waiting is neither copied nor moved: destructors of what failed must run exactly once.
     for (std::wstring const& path : paths) {
         Waiting& one = waiting.emplace_back(*m_host);
         if (LoadModule(path, entryName, one).Bad()) waiting.pop_back();

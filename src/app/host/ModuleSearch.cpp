@@ -1,3 +1,8 @@
+// The module files that a path stands for: those of a list file, or those with the extension in a folder.
+//
+// A list in the folder comes before the files beside it, so that an installation can say which modules it wants and in
+// which order. A path that names no folder is taken for a list. All paths are absolute when they leave this file: the
+// process may change its folder between the search and the loading.
 #include "app/host/ModuleSearch.h"
 
 #include "app/host/ListFile.h"
@@ -52,6 +57,7 @@ void AddFiles(std::wstring const& directory, std::wstring const& extension, bool
 ModulePlace PlaceOf(XCString const& path)
 {
     std::wstring full = SystemPath(path.View()).Text();
+    // A separator at the end means nothing, except in "C:/", the root of a drive.
     while (full.size() > 3 && full.back() == L'\\') full.pop_back();
     if (win32::IsFolder(SystemPath(full))) return {full, Join(full, kListFileName), false};
     std::size_t const separator = full.find_last_of(L'\\');

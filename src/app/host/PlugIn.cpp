@@ -1,3 +1,8 @@
+// The plug-in classes: what a plug-in is when it overrides nothing, and how a threaded one is asked to end.
+//
+// The answers are virtual functions because modules derive from these classes across the border of the DLL; the state
+// of a threaded plug-in is hidden, so that a release may change it without breaking modules. A request to exit waits
+// for Run in steps: Run may end its thread instead of returning, which no event tells.
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCThread.h>

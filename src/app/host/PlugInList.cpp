@@ -20,6 +20,8 @@ namespace {
 
 using Guard = XCLockGuard<XCCriticalSection>;
 
+// A node that belongs to no map yet. Inserting it later needs no memory: what has been initialised can always be
+// listed.
 template <class Map>
 typename Map::node_type NewNode(typename Map::key_type const& key)
 {
@@ -34,6 +36,7 @@ PlugInRef::PlugInRef(XCSmartPtr<XCPlugIn> object, XCString pathOfModule) noexcep
     : plugIn(std::move(object)), runs(dynamic_cast<XCRunPlugIn*>(plugIn.GetPtr())),
       container(dynamic_cast<XCPlugInContainer*>(plugIn.GetPtr())), path(std::move(pathOfModule))
 {
+    // Asked once and kept: at the end of the process the walk must not call into modules that may be damaged.
     if (auto* const own = dynamic_cast<XCThreadedRunPlugIn*>(plugIn.GetPtr())) threaded = &PlugInAccess::StateOf(*own);
 }
 
@@ -45,6 +48,7 @@ XCString PathOf(XCPlugIn const& plugIn)
 Facts Facts::Of(XCPlugIn const& plugIn, XCString const& path)
 {
     Facts facts;
+    // Each call is noted for itself: should it crash, the report names the function and the module.
     facts.failure = CallModule(L"GetPlugInName", {}, path, [&] { facts.name = text::Visible(plugIn.GetPlugInName()); });
     if (facts.failure.Bad()) return facts;
     facts.failure =
@@ -74,6 +78,8 @@ void PlugInList::Place::Fill(PlugInRef ref) noexcept
 void PlugInList::Add(Place place) noexcept
 {
     Guard const guard(m_section);
+    // Numbers are never used twice, so that a walk by number (Next) misses and repeats nothing while others add and
+    // take.
     place.m_entry.key() = place.m_index.mapped() = place.m_pointer.mapped() = ++m_count;
     m_entries.insert(std::move(place.m_entry));
     m_byGuid.insert(std::move(place.m_index));
@@ -105,6 +111,7 @@ PlugInList::Place PlugInList::TakeLast() noexcept
 PlugInList::Place PlugInList::TakeLastChildOf(XCGuid const& container) noexcept
 {
     Guard const guard(m_section);
+    // Backwards, as everywhere in unloading: what was loaded later may depend on what was loaded earlier.
     for (auto at = m_entries.end(); at != m_entries.begin() && !container.IsNull();)
         if ((--at)->second.broughtBy == container) return Take(at);
     return {};
@@ -115,6 +122,7 @@ PlugInList::Place PlugInList::TakeFree(std::uint64_t& below) noexcept
     Guard const guard(m_section);
     for (auto at = m_entries.lower_bound(below); at != m_entries.begin();) {
         below = (--at)->first;
+        // The list's own reference is the only one, and under the section nobody can get another from here.
         if (at->second.plugIn->NbRef() == 1) return Take(at);
     }
     return {};
@@ -135,6 +143,9 @@ void PlugInList::Mark(Entry& entry, Entry const* user, Entry*& marked) noexcept
     entry.nextMarked = std::exchange(marked, &entry);
 }
 
+// At the end of the process a thread that did not stop in time still runs code of its module, which may call what it
+// depends on. All of these stay loaded; the rest can go. The stack of the walk is threaded through the entries because
+// out of memory must not keep a process from ending.
 void PlugInList::MarkStaying() noexcept
 {
     Guard const guard(m_section);
@@ -186,6 +197,8 @@ std::vector<PlugInRef> PlugInList::InOrderOfDependency() const
 {
     std::vector<PlugInRef> list;
     std::vector<std::vector<std::size_t>> dependsOn;
+    // Copied under the section and ordered outside: the order costs far more than the copy, and loading goes on
+    // meanwhile.
     {
         Guard const guard(m_section);
         std::map<XCGuid, std::size_t> places;

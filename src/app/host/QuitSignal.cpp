@@ -1,3 +1,13 @@
+// The request to end the program: one event of the process, set by console signals and by the program itself.
+//
+// The event is reset by hand, so that a request stays visible to everybody who asks later, and it is never closed,
+// since a signal may arrive at any moment. The system runs a handler of console signals on a thread of its own. Ctrl-C
+// and Ctrl-Break are answered with TRUE and the program ends in its own time. After a closed console or a shutdown the
+// system kills the process as soon as the handler returns, so the handler sleeps there for as long as the system
+// allows. Several applications may want signals; the handler is installed with the first and removed with the last.
+//
+// A QuitWatch calls back once when the event is set. Its destructor returns only after the callback has ended. Cost:
+// one waiting thread for each watch. Invariant: the events exist for as long as anything waits for them.
 #include "app/host/QuitSignal.h"
 
 #include <XelbrinCore/XCException.h>

@@ -1,3 +1,9 @@
+// What a host knows of the thread that runs a plug-in: not started, running, ended or vanished.
+//
+// `running` is set and cleared by the thread itself. A thread that was ended from inside Run never clears it, so that
+// IsRunning also asks the system, by a handle that the thread has duplicated for this purpose: `running` with an ended
+// thread means that it has vanished. The exit of a thread is waited for in steps, because only the event of a proper
+// end can be waited for together with other news.
 #include "app/host/ThreadedState.h"
 
 #include <algorithm>

@@ -1,11 +1,22 @@
+// An application: command line, log, configuration and directories, in the order in which each needs the one before it.
+//
+// The trace level comes first, since it filters what the later steps tell. The log follows, so that the configuration
+// file can be complained about; the configuration comes before the directories and the console file. A step that throws
+// takes the application out of the process again, because the destructor of an unfinished object does not run.
+//
+// Applications form a chain from the last to the first, linked through the objects and guarded by glbLastAppPCS_:
+// plug-ins may host applications of their own, and these may end in any order. Each application remembers the
+// subscribers that it has attached. One that two applications share is attached once and stays until the last of the
+// two has gone. Invariants: glbLastAppP_ is the application that was constructed last among those alive; no foreign
+// code runs under the section.
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCException.h>
 
 #include "app/commandline/UsageText.h"
 #include "app/host/HostLines.h"
 #include "app/host/QuitSignal.h"
+#include "errors/ErrorLog.h"
 #include "log/ApplicationTraceLevel.h"
-#include "win32/FileSystem.h"
 #include "win32/Process.h"
 #include "win32/Registry.h"
 
@@ -29,6 +40,7 @@ std::size_t FileNameStart(std::wstring_view path) noexcept
 }
 
 /// Where the extension begins, its point included; the end when there is none.
+// Points in the names of folders do not count.
 std::size_t ExtensionStart(std::wstring_view path) noexcept
 {
     std::size_t const point = path.find_last_of(L'.');
@@ -101,6 +113,7 @@ XCApplication::XCApplication(XCString const& commandLine, XCSmartPtr<XCLogSubscr
 
 void XCApplication::Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals)
 {
+    // The values of options come from outside: a negative level means none.
     m_traceLevel = static_cast<unsigned int>(std::max(m_cmdLine.GetArg(L"trace", 1), 0));
     xc::log::SetApplicationTraceLevel(m_traceLevel);
     try {
@@ -123,6 +136,7 @@ void XCApplication::SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     GetLogManager().Init();
     m_channel = &xc::host::ApplicationChannel();
+    // A host that brings its own subscriber gets no console: it would see every line twice.
     if (!subscriber.IsNull())
         AddLogSubscriber(subscriber);
     else if (!m_cmdLine.ArgPresent(L"noconsole"))
@@ -150,6 +164,7 @@ void XCApplication::Unregister() noexcept
     XCApplication** link = &glbLastAppP_;
     while (*link && *link != this) link = &(*link)->m_previous;
     if (*link) *link = m_previous;
+    // The level belongs to the process: the application that is now the last one decides.
     xc::log::SetApplicationTraceLevel(glbLastAppP_ ? glbLastAppP_->GetTraceLevel() : 1);
 }
 
@@ -163,6 +178,7 @@ void XCApplication::Detach() noexcept
 
 bool XCApplication::IsAttachedByAnother(XCLogSubscriberI const* subscriber) const noexcept
 {
+    // Compared by address only: the subscriber may already be on its way out of the other application.
     SectionGuard const guard(glbLastAppPCS_);
     for (XCApplication const* other = glbLastAppP_; other; other = other->m_previous) {
         auto const& held = other->m_members->subscribers;
@@ -178,6 +194,7 @@ void XCApplication::FindConfigFile()
     bool const isAsked = m_cmdLine.ArgPresent(L"config");
     XCString const asked = m_cmdLine.GetArg(L"config");
     std::vector<XCString> candidates{XCString(beside), XCString(beside.substr(FileNameStart(beside)))};
+    // A file that was named is not replaced by another when it is missing: its user would not notice.
     if (isAsked) candidates = {asked};
     XCErrorID whyNot;
     for (XCString const& candidate : candidates) {
@@ -198,21 +215,13 @@ void XCApplication::FindConfigFile()
 
 void XCApplication::ChooseDirectories()
 {
-    m_tmpDirectory = L".";
+    // The machine's settings, when it has any, take the place of the environment altogether.
     if (xc::win32::MachineKeyExists(kSettingsKey))
         m_tmpDirectory = XCString(xc::win32::ReadMachineSetting(kDebugKey, L"DebugPath").value_or(L"."));
     else
-        for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
-            std::optional<std::wstring> const folder = xc::win32::ReadEnvironment(name);
-            if (!folder || !xc::win32::IsFolder(xc::win32::SystemPath(*folder))) continue;
-            m_tmpDirectory = XCString(*folder);
-            break;
-        }
-    // The module's file name, at most 259 units of its path, without its last four (".exe").
-    std::wstring path = m_members->ModulePath().substr(0, 259);
-    path.erase(0, FileNameStart(path));
-    path.resize(path.size() < 4 ? 0 : path.size() - 4);
-    XCException::SetErrorLogPath(m_tmpDirectory + L"\\" + XCString(path) + L"-ERROR.LOG");
+        m_tmpDirectory = XCString(xc::errors::TemporaryFolder());
+    std::wstring const folder(m_tmpDirectory.View());
+    XCException::SetErrorLogPath(xc::errors::ErrorLogIn(folder, m_members->ModulePath()));
 }
 
 void XCApplication::StartLoggingAsAsked()
@@ -226,6 +235,7 @@ void XCApplication::StartLoggingAsAsked()
 
 XCApplication::~XCApplication()
 {
+    // Text without a line end is still pending in the streams; it goes out while the subscribers are there.
     m_channel->FlushStreams();
     Detach();
 }

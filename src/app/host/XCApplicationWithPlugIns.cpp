@@ -1,4 +1,12 @@
-// The plug-in host: what is loaded, and how it is added. Loading.cpp brings the modules, Running.cpp runs what is ready.
+// The plug-in host: what is loaded, and how it is added. Loading.cpp brings the modules, Running.cpp runs what is
+// ready.
+//
+// A plug-in is added in fixed steps: its facts are asked once, then identity, options and dependencies are looked at,
+// then its children are added, then it is initialised, and only then it is in the list. Until that last step nothing of
+// it can be found by others, and a failure at any step undoes the ones before. Every call into a module is noted
+// (ModuleCall) and sealed: an exception becomes a failure of this plug-in, a crash is reported with the name of the
+// module. Invariant: what is in the list is initialised. At the end the order is reversed: what was loaded last is
+// unloaded first.
 #include <XelbrinCore/XCUnitTest.h>
 
 #include "app/host/Host.h"
@@ -40,6 +48,7 @@ XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
     SayIfPossible([] { Print(L"Exiting application...\n"); });
     auto const all = [](XCUnitTest::Function const&) { return true; };
     m_mainMenu->RemoveTestCases(all); // they may be code of modules
+    // Threads that did not stop in time still run code of some modules: those are left as they are.
     m_host->list.MarkStaying();
     for (PlugInList::Place last; (last = m_host->list.TakeLast());) {
         if (last->stays)
@@ -47,6 +56,7 @@ XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
         else
             m_host->unloader.Unload(std::move(last));
     }
+    // Modules may have added test cases while they were unloaded; an empty menu must be left before their code goes.
     m_host->unloader.ReleaseHeld();
     m_mainMenu->RemoveTestCases(all);
     m_host->modules.CloseAll();
@@ -75,6 +85,8 @@ XCApplicationWithPlugIns* XCApplicationWithPlugIns::GetApp()
     return dynamic_cast<XCApplicationWithPlugIns*>(XCApplication::GetApp());
 }
 
+// A module whose subscriber or thread is still there must stay in memory: the next record or the next instruction would
+// otherwise be in code that is gone.
 wchar_t const* XCApplicationWithPlugIns::Host::LeftBehindBy(void const* module)
 {
     if (xc::log::SubscriberList::Of(GetLogManager()).IsAnyFrom(module)) return L"a log subscriber";
@@ -127,10 +139,12 @@ XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool 
     Host::Known const known(*m_host, ref.plugIn, facts);
     ref.name = facts.name;
     ref.guid = facts.guid;
+    // Looked at before anything is changed; once more after Init, which may load others.
     if (XCErrorID const present = CheckPresent(ref); present.Bad()) return present;
     TakeUsage(ref);
     if (XCErrorID const missing = CheckDependents(added, false); missing.Bad()) return missing;
 
+    // The number before Init: test cases above it came from this plug-in and go with it when Init fails.
     std::size_t const testCases = m_mainMenu->GetTestCaseCount();
     PlugInList::Place place = PlugInList::Place::New(); // there before it works: then nothing can keep it out any more
     place->dependencies = facts.dependencies;
@@ -144,6 +158,7 @@ XCErrorID XCApplicationWithPlugIns::AddPlugIn(XCSmartPtr<XCPlugIn> plugIn, bool 
     }
     xc::host::PrintFailure(ref.name, initialised);
     m_mainMenu->RemoveTestCases([](XCUnitTest::Function const&) { return true; }, testCases);
+    // The children were added before the container was initialised; without it they are orphans.
     if (ref.container) m_host->unloader.UnloadChildrenOf(m_host->list, ref.guid);
     return initialised;
 }

@@ -31,6 +31,7 @@ std::partial_ordering CompareTexts(std::wstring_view a, std::wstring_view b) noe
 std::partial_ordering CompareIntegerWithReal(std::int64_t integer, double real) noexcept
 {
     constexpr double kBeyond = 9223372036854775808.0; // 2 to the 63rd: the first double above every integer
+    // Also keeps the cast below defined. A double that is no number is a null value and never comes here.
     if (real >= kBeyond) return std::partial_ordering::less;
     if (real < -kBeyond) return std::partial_ordering::greater;
     std::int64_t const whole = static_cast<std::int64_t>(real);

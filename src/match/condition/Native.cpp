@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::size_t kHexDigits = 4;
 
+// '@' parts tokens, '%' begins an escape, and the other three mean something in the text around.
 bool NeedsEscape(wchar_t unit) noexcept
 {
     return text::ToUint(unit) < 0x20 || std::wstring_view(L"@%()\"").find(unit) != std::wstring_view::npos;
@@ -40,6 +41,7 @@ std::optional<XCConditionValue> ReadNativeReal(std::wstring_view text)
     if (colon == std::wstring_view::npos) return std::nullopt;
     std::optional<XCConditionValue> const number = ReadNumber(text.substr(colon + 1));
     if (!number) return std::nullopt;
+    // A real value that is whole is printed without a point; the letter in front says that it is real all the same.
     double const value = number->IsInteger() ? static_cast<double>(number->AsInt64()) : number->AsDouble();
     if (colon == 0) return XCConditionValue(value);
     std::optional<XCConditionValue> const decimals = ReadNumber(text.substr(0, colon));
@@ -191,6 +193,7 @@ bool XCCondition::ReadNativeOwn(XCTokenizer& tokens, std::size_t& subCount)
     m_operator = static_cast<ConditionOperator>(*op);
     subCount = *count;
     bool const ordered = m_operator != ConditionOperator::Equal && m_operator != ConditionOperator::NotEqual;
+    // A pattern has no order: the printed form could not say it.
     if (m_regEx && ordered) return false;
     return m_operator == ConditionOperator::None || PostAssignSuppliedValue();
 }
@@ -247,6 +250,7 @@ bool XCCondition::ReadNativeTree(XCTokenizer& tokens)
         XCSmartPtr<XCCondition> const child = parent.NewChild();
         Place place{child.GetPtr(), 0};
         if (child.IsNull() || !child->ReadNativeOwn(tokens, place.left)) return false;
+        // Linked before its own list is read: the child is reached by its address alone.
         parent.m_subs.push_back({token[0] == L'1' ? Link::And : Link::Or, child});
         open.push_back(place);
     }

@@ -88,6 +88,8 @@ std::optional<NumberParts> ScanNumber(std::wstring_view text) noexcept
 std::optional<std::int64_t> ReadInteger(std::wstring_view digits, bool negative) noexcept
 {
     constexpr std::uint64_t kMax = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    // The smallest integer has no positive counterpart: magnitudes are read unsigned, with a limit of their own for
+    // each sign.
     std::uint64_t const limit = kMax + (negative ? 1 : 0);
     std::uint64_t magnitude = 0;
     for (wchar_t const unit : digits) {
@@ -109,6 +111,7 @@ bool IsHuge(std::wstring_view text, NumberParts const& parts) noexcept
 
 double ReadReal(std::wstring_view text, NumberParts const& parts)
 {
+    // std::from_chars takes no plus sign, and chars only; literals of usual length are narrowed on the stack.
     if (text[0] == L'+') text.remove_prefix(1);
     std::array<char, 64> small{};
     std::string large;
@@ -159,6 +162,7 @@ std::optional<XCConditionValue> ReadNumber(std::wstring_view text)
 
 XCConditionValue RealWithDecimals(double value, unsigned int decimals) noexcept
 {
+    // What the decimals show is read back: only when that is the value again may they be kept with it.
     XCDouble const rounded(value, decimals);
     if (!std::isfinite(value)) return XCConditionValue(rounded);
     char text[400]; // the largest double has 309 digits before the point
@@ -172,6 +176,7 @@ XCConditionValue RealWithDecimals(double value, unsigned int decimals) noexcept
 XCString PrintNumber(XCConditionValue const& value)
 {
     if (value.IsInteger()) return text::NumberText(value.AsInt64());
+    // The language has no word for infinity; a literal beyond the range of a double reads as one.
     if (std::isinf(value.AsDouble())) return value.AsDouble() > 0 ? L"1e999" : L"-1e999";
     XCString text = RealText(value);
     if (text.FindFirstOf(L".e") == XCString::npos) text += L'.';

@@ -1,3 +1,11 @@
+// The partner of each parenthesis of a condition text.
+//
+// A group ends where its own parenthesis closes, and the reader must know that place when the group opens. Searching
+// from each opening one would be quadratic in nested text, so the first question pairs all of them in one pass with a
+// stack, and each later question is a binary search in the sorted list of pairs. Quotes hide parentheses, but only
+// where a quoted text can begin, at the start of a word: a quote inside a word is an ordinary unit. The pass ends at a
+// quote that is not closed, because nothing after it can be told apart. Cost: O(text) once, O(log pairs) a question.
+// Invariant: m_pairs is sorted by `open`; a pair without partner has `close` npos.
 #include "match/condition/Parentheses.h"
 
 #include "text/Units.h"

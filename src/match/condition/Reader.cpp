@@ -26,6 +26,8 @@ constexpr std::size_t kMaxFoundLength = 60; ///< of the text that an error quote
 constexpr std::wstring_view kToDate = L"TO_DATE";
 
 /// Whether an operator stands in a word together with something else: "a=1", ">=5".
+// Words end at blanks, so that operators need blanks around them. Leaving them out is the commonest mistake and gets an
+// error of its own.
 bool HoldsOperator(std::wstring_view word) noexcept
 {
     constexpr std::wstring_view kOperatorUnits = L"<=>!%";
@@ -46,6 +48,7 @@ std::size_t StrayParenthesis(std::wstring_view word) noexcept
 
 } // namespace
 
+// A quote inside a quoted text is written twice; Quoted is the way back.
 XCString Unquoted(std::wstring_view quoted)
 {
     quoted = quoted.substr(1, quoted.size() - 2);
@@ -128,6 +131,7 @@ bool Reader::ReadStart()
 
 bool Reader::ReadNative()
 {
+    // The native form goes to the end of the group: it counts its own parts and may contain every unit.
     XCTokenizer tokens(XCString(Span(m_pos, m_end)), XCString(L'@'));
     if (!m_at->FromNativeString(tokens)) return Fail(XCErrConditionNative, m_pos);
     m_pos = m_end;
@@ -147,6 +151,7 @@ bool Reader::AddLinked(XCCondition::Link link, std::size_t wordLength)
 {
     XCSmartPtr<XCCondition> const child = m_at->NewChild();
     if (child.IsNull()) return Fail(XCErrConditionRefused, m_pos, PeekWord());
+    // Traced for those who watch for it; it is parsed all the same.
     if (link == XCCondition::Link::Or)
         XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceCondition, L"XCCondition::FromString", L"%s",
                      L"OR Parsing not implemented!");
@@ -160,6 +165,7 @@ bool Reader::AddLinked(XCCondition::Link link, std::size_t wordLength)
 bool Reader::OpenGroup()
 {
     std::size_t const close = m_parentheses.ClosingOf(m_text, m_pos);
+    // An unclosed quote hides all parentheses after it: it is the fault to report.
     if (close >= m_end) {
         bool const quote = m_parentheses.UnclosedQuote() != Parentheses::npos;
         return quote ? Fail(XCErrConditionQuote, m_parentheses.UnclosedQuote())
@@ -179,6 +185,8 @@ void Reader::CloseGroup()
 {
     Group& group = m_groups.back();
     m_at = group.parent;
+    // A group joins its parent when it is complete: until then the parent may still be looked at without half of a
+    // child in it.
     m_at->m_subs.push_back({XCCondition::Link::Or, group.child});
     m_pos = m_end + 1;
     m_end = group.outerEnd;
@@ -189,6 +197,7 @@ void Reader::CloseGroup()
 bool Reader::ReadComparison()
 {
     bool isRegex = false;
+    // Set before reading: after a comparison only a link may stand, whether it could be read or not.
     m_wantsLink = true;
     return ReadFieldName() && ReadOperator(isRegex) && ReadValue(isRegex);
 }
@@ -245,10 +254,11 @@ bool Reader::ScanQuoted(std::wstring_view& quoted)
 bool Reader::ScanValue(bool isRegex, std::wstring_view& value)
 {
     if (Unit(m_pos) == L'"') return ScanQuoted(value);
+    // A date contains blanks, which end any other value: it goes on to its parenthesis.
     value = PeekWord();
     if (value.find(kToDate) != std::wstring_view::npos && value.find(L')') == std::wstring_view::npos)
         return ScanDate(value);
-    // A pattern may need a lone parenthesis behind a backslash; in a value it is one too many.
+    // A pattern may need a lone parenthesis after a backslash; in a value it is one too many.
     std::size_t const stray = isRegex ? std::wstring_view::npos : StrayParenthesis(value);
     return stray == std::wstring_view::npos || Fail(XCErrConditionParenthesis, m_pos + stray);
 }

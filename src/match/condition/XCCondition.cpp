@@ -1,3 +1,16 @@
+// Conditions: a comparison with a list of further conditions, each linked by AND or OR.
+//
+// The list is evaluated from left to right without precedence: the result so far is changed by a link that can change
+// it, and a sub-condition whose link cannot is not evaluated. A sub-condition has a list of its own, so that a
+// condition is a tree, and the text form makes chains of any length of it. Therefore nothing here recurses: evaluation,
+// copying, binding and release each keep a list of the places that are still open. Evaluation keeps the first 32 of
+// them on the stack of the thread, so that it allocates nothing for any condition that a person would write; a place is
+// not kept when its list has come to its end, which keeps a chain of any length at one place.
+//
+// A value from a record is compared by its own kind with the value of the condition (Compare.cpp). The text of a text
+// value is owned by m_text and shared by copies, so that m_value, which only points to it, stays good. Patterns are
+// compiled when they are assigned. Cost of an evaluation: one comparison for each condition that can still change the
+// result.
 #include <XelbrinCore/XCCondition.h>
 
 #include "errors/CoreError.h"
@@ -233,6 +246,7 @@ void XCCondition::AssignDouble(XCDouble const& value)
 
 void XCCondition::AssignXCString(XCString const& value)
 {
+    // The value points into m_text: whoever changes the one sets the other.
     m_text = value;
     AssignValue(XCConditionValue(m_text));
 }
@@ -265,6 +279,8 @@ XCCondition& XCCondition::operator/=(XCString const& pattern)
 
 XCCondition& XCCondition::Join(Link link, XCCondition const& other)
 {
+    // The child is made by the other condition, so that it has the class of what it copies; it may be this condition
+    // itself.
     XCSmartPtr<XCCondition> const child = other.NewChild();
     if (child.IsNull()) return *this;
     *child.GetPtr() = other;
@@ -272,6 +288,7 @@ XCCondition& XCCondition::Join(Link link, XCCondition const& other)
     return *this;
 }
 
+// Decides how an operatorless list starts: true with an OR in it, false with ANDs alone.
 bool XCCondition::HasLink(Link link) const noexcept
 {
     return std::any_of(m_subs.begin(), m_subs.end(), [link](LinkedCond const& sub) { return sub.link == link; });
@@ -406,6 +423,7 @@ bool XCCondition::Evaluate(XCConditionParams const& params) const
     bool result = StartResult(params);
     for (;;) {
         LinkedCondV const& subs = at.condition->m_subs;
+        // The place is the list; `result` is what the list has given so far.
         // AND can change true, OR can change false.
         while (at.next < subs.size() &&
                ((subs[at.next].link == Link::And) != result || subs[at.next].condition.IsNull()))
@@ -428,8 +446,10 @@ bool XCCondition::OnEvaluate(XCConditionParams const& params) const
 
 bool XCCondition::CompareWith(XCConditionValue const& fieldValue) const
 {
+    // By far the most frequent pair, without the look at all the kinds.
     if (fieldValue.IsInteger() && m_value.IsInteger())
         return Holds(m_operator, fieldValue.AsInt64() <=> m_value.AsInt64());
+    // A missing field equals NULL alone; it is not different from anything, since nothing is known of it.
     if (fieldValue.IsNull()) return IsNull() && m_operator == ConditionOperator::Equal;
     if (IsNull()) return m_operator == ConditionOperator::NotEqual;
     if (!m_regEx) return Holds(m_operator, CompareValues(fieldValue, m_value));

@@ -1,3 +1,10 @@
+// The record that a condition is evaluated on: values by field name or by position in a schema.
+//
+// A schema numbers the names of fields once. A condition that was bound to it reads a record by position, without
+// looking up the name; the serial number of the schema tells whether the positions are meant for this record. Serial
+// numbers are never used twice, unlike addresses. Texts that are set by name are copied, so that the record may outlive
+// them; those that are set by position belong to the caller. Invariant: a value of kind text points either into m_texts
+// or to storage of the caller.
 #include <XelbrinCore/XCConditionParams.h>
 
 #include <atomic>
@@ -68,6 +75,7 @@ XCConditionParams& XCConditionParams::Set(XCString const& field, XCString const&
 {
     std::size_t const index = GetSchema().Add(field);
     if (index >= m_texts.size()) m_texts.resize(index + 1);
+    // Set before the old text goes: the new one may be a part of it.
     XCString kept(text);
     SetAt(index, kept);
     m_texts[index].Swap(kept);

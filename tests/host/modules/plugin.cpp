@@ -12,28 +12,6 @@
 namespace {
 
 enum Kind { Plain, Runs, Threaded, Container };
-enum Fault {
-    None,
-    InEntry,
-    DiesInMain,
-    DiesInEntry,
-    InName,
-    InInit,
-    InRun,
-    InUnload,
-    InRequestExit,
-    InList,
-    InWhat,
-    NullEntry,
-    RefusesInit,
-    LeavesSubscriber,
-    LeavesThread,
-    LeavesRawThread,
-    EndsThread,
-    LogsError,
-    IgnoresExit,
-    EndsAtOnce
-};
 
 struct Role {
     wchar_t const* file;
@@ -41,39 +19,39 @@ struct Role {
     unsigned int id;
     unsigned int dependsOn; ///< 0: on nothing
     Kind kind;
-    Fault fault;
+    std::string_view fault = {}; ///< where it throws, or what else it does wrong
 };
 constexpr Role kRoles[] = {
-    {L"reader", L"Reader", 1, 0, Plain, None},
-    {L"filter", L"Filter", 2, 1, Runs, None},
-    {L"a_report", L"Report", 3, 2, Threaded, None}, // sorts before what it depends on
-    {L"twin", L"Twin", 1, 0, Plain, None},
-    {L"orphan", L"Orphan", 5, 99, Plain, None},
-    {L"cycle_a", L"CycleA", 6, 7, Plain, None},
-    {L"cycle_b", L"CycleB", 7, 6, Plain, None},
-    {L"null_entry", L"Null", 8, 0, Plain, NullEntry},
-    {L"throws_entry", L"ThrowsEntry", 9, 0, Plain, InEntry},
-    {L"dies_main", L"DiesMain", 29, 0, Plain, DiesInMain},
-    {L"dies_entry", L"DiesEntry", 30, 0, Plain, DiesInEntry},
-    {L"throws_name", L"ThrowsName", 10, 0, Plain, InName},
-    {L"throws_init", L"ThrowsInit", 11, 0, Plain, InInit},
-    {L"throws_run", L"ThrowsRun", 12, 0, Runs, InRun},
-    {L"throws_unload", L"ThrowsUnload", 13, 0, Plain, InUnload},
-    {L"throws_exit", L"ThrowsExit", 14, 0, Threaded, InRequestExit},
-    {L"refuses", L"Refuses", 15, 0, Plain, RefusesInit},
-    {L"throws_thread", L"ThrowsThread", 16, 0, Threaded, InRun},
-    {L"throws_what", L"ThrowsWhat", 17, 0, Plain, InWhat},
-    {L"left_subscriber", L"LeftSubscriber", 18, 0, Plain, LeavesSubscriber},
-    {L"left_thread", L"LeftThread", 19, 0, Plain, LeavesThread},
-    {L"left_raw_thread", L"LeftRawThread", 25, 0, Plain, LeavesRawThread},
-    {L"ends_thread", L"EndsThread", 26, 0, Threaded, EndsThread},
-    {L"forger", L"Forger>...\n>>>> Faked\x1B[2J\x9B\u202E", 27, 0, Plain, RefusesInit},
-    {L"logs_error", L"LogsError", 28, 0, Plain, LogsError},
-    {L"stubborn", L"Stubborn", 20, 2, Threaded, IgnoresExit},
-    {L"quick", L"Quick", 21, 1, Threaded, EndsAtOnce},
-    {L"container", L"Container", 22, 0, Container, None},
-    {L"container_refuses", L"ContainerRefuses", 23, 0, Container, RefusesInit},
-    {L"container_throws", L"ContainerThrows", 24, 0, Container, InList},
+    {L"reader", L"Reader", 1, 0, Plain},
+    {L"filter", L"Filter", 2, 1, Runs},
+    {L"a_report", L"Report", 3, 2, Threaded}, // sorts before what it depends on
+    {L"twin", L"Twin", 1, 0, Plain},
+    {L"orphan", L"Orphan", 5, 99, Plain},
+    {L"cycle_a", L"CycleA", 6, 7, Plain},
+    {L"cycle_b", L"CycleB", 7, 6, Plain},
+    {L"null_entry", L"Null", 8, 0, Plain, "null entry"},
+    {L"throws_entry", L"ThrowsEntry", 9, 0, Plain, "entry"},
+    {L"throws_name", L"ThrowsName", 10, 0, Plain, "name"},
+    {L"throws_init", L"ThrowsInit", 11, 0, Plain, "init"},
+    {L"throws_run", L"ThrowsRun", 12, 0, Runs, "run"},
+    {L"throws_unload", L"ThrowsUnload", 13, 0, Plain, "unload"},
+    {L"throws_exit", L"ThrowsExit", 14, 0, Threaded, "request exit"},
+    {L"refuses", L"Refuses", 15, 0, Plain, "refuses"},
+    {L"throws_thread", L"ThrowsThread", 16, 0, Threaded, "run"},
+    {L"throws_what", L"ThrowsWhat", 17, 0, Plain, "what"},
+    {L"left_subscriber", L"LeftSubscriber", 18, 0, Plain, "subscriber"},
+    {L"left_thread", L"LeftThread", 19, 0, Plain, "thread"},
+    {L"left_raw_thread", L"LeftRawThread", 25, 0, Plain, "raw thread"},
+    {L"ends_thread", L"EndsThread", 26, 0, Threaded, "ends thread"},
+    {L"forger", L"Forger>...\n>>>> Faked\x1B[2J\x9B\u202E", 27, 0, Plain, "refuses"},
+    {L"logs_error", L"LogsError", 28, 0, Plain, "logs error"},
+    {L"dies_main", L"DiesMain", 29, 0, Plain, "dies in main"},
+    {L"dies_entry", L"DiesEntry", 30, 0, Plain, "dies in entry"},
+    {L"stubborn", L"Stubborn", 20, 2, Threaded, "ignores exit"},
+    {L"quick", L"Quick", 21, 1, Threaded, "at once"},
+    {L"container", L"Container", 22, 0, Container},
+    {L"container_refuses", L"ContainerRefuses", 23, 0, Container, "refuses"},
+    {L"container_throws", L"ContainerThrows", 24, 0, Container, "list"},
 };
 
 Role const& FindRole()
@@ -102,13 +80,13 @@ constexpr XCGuid IdOf(unsigned int number)
     return XCGuid(number, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8});
 }
 
-void ThrowIf(Fault fault)
+void ThrowIf(std::string_view fault)
 {
     if (fault == Me().fault) throw std::runtime_error("planned fault");
 }
 
 /// By an access to address 0, where the system would ask a debugger at length; or without further words.
-void DieIf(Fault fault)
+void DieIf(std::string_view fault)
 {
     if (fault != Me().fault) return;
     ::SetErrorMode(SEM_NOGPFAULTERRORBOX);
@@ -154,9 +132,9 @@ void LeaveRawThread()
 
 void LeaveSomethingBehind()
 {
-    if (Me().fault == LeavesRawThread) LeaveRawThread();
-    if (Me().fault == LeavesSubscriber) XCApplication::GetLogManager().AddSubscriber(new Subscriber);
-    if (Me().fault != LeavesThread) return;
+    if (Me().fault == "raw thread") LeaveRawThread();
+    if (Me().fault == "subscriber") XCApplication::GetLogManager().AddSubscriber(new Subscriber);
+    if (Me().fault != "thread") return;
     XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([] { Say(Me().name + XCString(L"'s thread\n")); })));
     (void)thread->Start(); // nobody joins it
 }
@@ -166,7 +144,7 @@ class TestPlugIn : public Base {
 public:
     XCString GetPlugInName() const override
     {
-        ThrowIf(InName);
+        ThrowIf("name");
         return XCString(Me().name);
     }
     PlugInIdEx GetPlugInIdEx() const override { return {IdOf(Me().id), XCString(Me().name)}; }
@@ -186,17 +164,17 @@ public:
         XCApplicationWithPlugIns::GetApp()->GetMainMenu().AddTestCase(
             Me().name, [this](XCTestScope& scope) { scope.Check(this->GetStatus() != 0, L"in use"); });
         LeaveSomethingBehind();
-        ThrowIf(InInit);
-        if (Me().fault == LogsError) (void)XCException(L"noted").LogInErrorFile();
-        if (Me().fault == InWhat) throw XCException(XCErrorID(XCSmartPtr<Unspeakable>(new Unspeakable)));
-        if (Me().fault != RefusesInit) return XCErrorID::Success;
+        ThrowIf("init");
+        if (Me().fault == "logs error") (void)XCException(L"noted").LogInErrorFile();
+        if (Me().fault == "what") throw XCException(XCErrorID(XCSmartPtr<Unspeakable>(new Unspeakable)));
+        if (Me().fault != "refuses") return XCErrorID::Success;
         return XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"no licence to run", 77)));
     }
-    void Unload() override { ThrowIf(InUnload); }
+    void Unload() override { ThrowIf("unload"); }
     void RequestExit(bool immediately) override
     {
         Base::RequestExit(immediately);
-        ThrowIf(InRequestExit);
+        ThrowIf("request exit");
     }
 };
 
@@ -204,7 +182,7 @@ class RunningPlugIn : public TestPlugIn<XCRunPlugIn> {
 public:
     void Run() override
     {
-        ThrowIf(InRun);
+        ThrowIf("run");
         Say(Me().name + XCString(L" at work\n"));
     }
 };
@@ -213,10 +191,10 @@ class ThreadedPlugIn : public TestPlugIn<XCThreadedRunPlugIn> {
 public:
     void Run() override
     {
-        ThrowIf(InRun);
-        if (Me().fault == EndsAtOnce) return;
-        if (Me().fault == EndsThread) ::ExitThread(0);
-        if (Me().fault == IgnoresExit) {
+        ThrowIf("run");
+        if (Me().fault == "at once") return;
+        if (Me().fault == "ends thread") ::ExitThread(0);
+        if (Me().fault == "ignores exit") {
             XCMutex door(L"xc_host_test_door"); // held by the test until it has seen enough
             (void)door.lock(XCInfinite);
             door.unlock();
@@ -249,7 +227,7 @@ class ContainerPlugIn : public TestPlugIn<XCPlugInContainer> {
 public:
     XCSmartPtrVector<XCPlugIn> GetPlugInList() const override
     {
-        ThrowIf(InList);
+        ThrowIf("list");
         XCSmartPtrVector<XCPlugIn> list(m_children);
         list.push_back(XCSmartPtr<XCPlugIn>(const_cast<ContainerPlugIn*>(this))); // refused, like anything twice
         return list;
@@ -270,9 +248,9 @@ public:
 
 extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 {
-    ThrowIf(InEntry);
-    DieIf(DiesInEntry);
-    if (Me().fault == NullEntry) return nullptr;
+    ThrowIf("entry");
+    DieIf("dies in entry");
+    if (Me().fault == "null entry") return nullptr;
     switch (Me().kind) {
     case Runs: return new RunningPlugIn;
     case Threaded: return new ThreadedPlugIn;
@@ -283,6 +261,6 @@ extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
 {
-    if (reason == DLL_PROCESS_ATTACH && Me().fault == DiesInMain) ::TerminateProcess(::GetCurrentProcess(), 66);
+    if (reason == DLL_PROCESS_ATTACH && Me().fault == "dies in main") ::TerminateProcess(::GetCurrentProcess(), 66);
     return TRUE;
 }
