@@ -1,4 +1,4 @@
-# make run | test | check | check-long | bench | bench-page | coverage | docs | format | clean
+# make run | test | check | check-long | evidence | bench | bench-page | coverage | docs | format | clean
 # Parts of check: test check-native check-ub check-clang check-split lint fuzz docs check-debugger.
 # Parts of check-long: check-heap check-ub-all check-patterns fuzz-long lint-files.
 # Every target installs what the machine lacks, configures what is not configured and builds what changed.
@@ -12,7 +12,7 @@ CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 SETUPS := setup setup-clang setup-fuzz setup-docs setup-debugger setup-coverage
 CHECKS := test check-split check-clang lint check-native check-ub fuzz docs check-debugger
 LONG_CHECKS := check-heap check-ub-all check-patterns fuzz-long lint-files
-.PHONY: $(SETUPS) $(CHECKS) $(LONG_CHECKS) check check-long run image-list bench bench-page coverage format clean
+.PHONY: $(SETUPS) $(CHECKS) $(LONG_CHECKS) check check-long run picture evidence image-list bench bench-page coverage format clean
 .DELETE_ON_ERROR:
 
 setup:
@@ -36,6 +36,11 @@ run: setup
 	@$(call build,win --target record_host)
 	@scripts/run_main_job.sh $(BUILD)/win
 
+# The picture of the README, from a real run.
+picture: setup
+	@$(call build,win --target record_host)
+	@set -o pipefail; scripts/run_main_job.sh $(BUILD)/win | python3 scripts/terminal_picture.py docs/record_host.svg "make run"
+
 test: setup
 	@scripts/check_format.sh
 	@python3 scripts/check_rooms.py
@@ -51,6 +56,11 @@ check: setup
 
 check-long: setup
 	@MAKE="$(MAKE)" scripts/check.sh $(LONG_CHECKS)
+
+# One zip with all test programs, to be run on a machine with Windows (docs/windows.md).
+evidence: setup
+	@$(call build,win --target evidence)
+	@ls "$(CURDIR)/$(BUILD)"/win/evidence/*.zip
 
 check-split: setup
 	@$(call build,split --target xc_generated)
@@ -107,6 +117,7 @@ coverage: setup-coverage
 	@$(call build,coverage)
 	@scripts/coverage.sh $(BUILD)/coverage
 
+bench-page: export XC_BENCH_REPETITIONS ?= 5
 bench-page: bench
 	@python3 scripts/plot_benchmarks.py $(BUILD)/bench/results.json
 

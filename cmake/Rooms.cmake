@@ -1,6 +1,15 @@
 # Helpers to describe the rooms (source folders), their tests and modules.
 include(${CMAKE_CURRENT_LIST_DIR}/XelbrinCoreFunctions.cmake)
 
+# xc_run_test(<name> <timeout> [properties...])
+# The time that a test may take, in seconds; where Windows programs run under Wine it waits for Wine's server.
+function(xc_run_test name timeout)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout} ${ARGN})
+  if(WIN32 AND CMAKE_CROSSCOMPILING)
+    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
+  endif()
+endfunction()
+
 # xc_room(<name> [PORTABLE files...] [WINDOWS files...])
 # Adds a folder's sources to the library. Portable files build natively as well, for the sanitizers and fuzzers.
 function(xc_room name)
@@ -34,20 +43,14 @@ function(xc_tests name)
   target_link_libraries(test_${name} PRIVATE XelbrinCore xc_gtest ${tests_LIBRARIES})
   target_include_directories(test_${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   add_test(NAME ${name} COMMAND test_${name} --gtest_brief=1)
-  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
-  if(WIN32)
-    set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
-  endif()
+  xc_run_test(${name} 600)
 endfunction()
 
 # xc_tests_without_avx2(<name>)
 # The room's tests once more, with nothing but the vector instructions that every processor has.
 function(xc_tests_without_avx2 name)
   add_test(NAME ${name}_without_avx2 COMMAND test_${name} --gtest_brief=1)
-  set_tests_properties(${name}_without_avx2 PROPERTIES TIMEOUT 600 ENVIRONMENT XC_NO_AVX2=1)
-  if(WIN32)
-    set_tests_properties(${name}_without_avx2 PROPERTIES FIXTURES_REQUIRED wine)
-  endif()
+  xc_run_test(${name}_without_avx2 600 ENVIRONMENT XC_NO_AVX2=1)
 endfunction()
 
 # xc_module(<target> <folder> files...)
@@ -71,5 +74,5 @@ function(xc_example name file)
   target_link_libraries(example_${name} PRIVATE XelbrinCore)
   target_link_options(example_${name} PRIVATE -municode)
   add_test(NAME example_${name} COMMAND example_${name} ${ARGN})
-  set_tests_properties(example_${name} PROPERTIES FIXTURES_REQUIRED wine TIMEOUT 120)
+  xc_run_test(example_${name} 120)
 endfunction()

@@ -1,8 +1,25 @@
-# The runtime libraries of the compiler, without their debug data, beside every program of the build.
+# The runtime libraries of the compiler, without their debug data, beside every program of the build. A cross compiler
+# names the place of each; a compiler on Windows has them in its own folder and gives back the bare name.
+set(runtime libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  include(CheckCXXSymbolExists)
+  check_cxx_symbol_exists(_LIBCPP_VERSION version XC_LIBCXX)
+  if(XC_LIBCXX)
+    set(runtime libc++.dll libunwind.dll)
+  endif()
+endif()
+
+get_filename_component(compiler_folder ${CMAKE_CXX_COMPILER} DIRECTORY)
 set(XC_RUNTIME_DLLS "")
-foreach(dll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+foreach(dll ${runtime})
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
     OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT IS_ABSOLUTE "${path}")
+    set(path ${compiler_folder}/${dll})
+  endif()
+  if(NOT EXISTS "${path}")
+    message(FATAL_ERROR "The compiler's runtime library ${dll} is neither where it says nor beside it: ${path}")
+  endif()
   file(COPY "${path}" DESTINATION ${PROJECT_BINARY_DIR}/bin FOLLOW_SYMLINK_CHAIN)
   execute_process(COMMAND ${CMAKE_STRIP} ${PROJECT_BINARY_DIR}/bin/${dll})
   list(APPEND XC_RUNTIME_DLLS ${PROJECT_BINARY_DIR}/bin/${dll})

@@ -34,7 +34,11 @@ function(xc_message_table target file)
   set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target}_messages)
   file(MAKE_DIRECTORY ${folder})
   list(TRANSFORM table_LANGUAGES REPLACE "(.+)" "${folder}/MSG0\\1.bin" OUTPUT_VARIABLE bins)
-  find_program(XC_WINDMC NAMES x86_64-w64-mingw32-windmc windmc REQUIRED)
+  # Only binutils have one. An environment of LLVM takes it from the one of GCC that is installed beside it.
+  get_filename_component(compiler_folder ${CMAKE_CXX_COMPILER} DIRECTORY)
+  find_program(XC_WINDMC NAMES x86_64-w64-mingw32-windmc windmc
+    PATHS ${compiler_folder}/../../ucrt64/bin ${compiler_folder}/../../mingw64/bin
+    DOC "The message compiler, windmc of GNU binutils (MSYS2: mingw-w64-ucrt-x86_64-binutils)" REQUIRED)
   add_custom_command(OUTPUT ${folder}/${name}.rc ${bins}
     COMMAND ${XC_WINDMC} -U -C 65001 -h ${folder} -r ${folder} ${file} DEPENDS ${file} VERBATIM)
   # The target may live in another folder than the texts.

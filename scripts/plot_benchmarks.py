@@ -49,25 +49,37 @@ PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer
     ("Threads", r"StartJoin_XCThread(.*)", r"StartJoin_std_thread\1", "std::thread"),
     ("Threads", r"StartJoin_XCThread(.*)", r"StartJoin_rawThread\1", "_beginthreadex"),
 )]
+# The subject of a row without a peer, by the source that holds it.
+SUBJECTS = {"string": "Text", "text": "Text", "match": "Patterns", "condition": "Conditions", "date": "Dates",
+            "config": "Configuration", "log": "Log", "sync": "Threads", "work": "Tasks and timers", "data": "Binary data",
+            "error": "Errors", "host": "Hosts and modules", "commandline": "Command line"}
 UNITS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 Pair = collections.namedtuple("Pair", "family row other peer ours theirs")
 
 
+def ratio_of(pair):
+    return pair.ours / pair.theirs
+
+
 def kept(raw):
-    """Of a run: the machine without its name and paths, and each row once (the median of repeated rows)."""
+    """Of a run: the machine without its name and paths, and each row once: the median of its measurements, and all of
+    them in their order of size when it was measured more than once."""
     context = raw["context"]
-    rows = {}
+    rows, measured = {}, collections.defaultdict(list)
     # A row of one thread that computes should not take longer than its processor time, but for the coarse steps of it.
     own = [row for row in raw["benchmarks"] if row.get("run_type") == "iteration" and row.get("threads", 1) == 1
            and "real_time" not in row["name"] and row["cpu_time"] * row["iterations"] * UNITS[row["time_unit"]] > 2e7]
     waited = sum(row["real_time"] > 1.5 * row["cpu_time"] for row in own) / max(len(own), 1)
     for row in raw["benchmarks"]:
-        if row.get("error_occurred") or row.get("aggregate_name", "median") != "median":
+        if row.get("error_occurred") or row.get("run_type") == "aggregate":
             continue
         name = row["run_name"] if "run_name" in row else row["name"]
-        if row.get("run_type") == "aggregate" or name not in rows:
-            # By the clock: the system counts processor time in steps of ten milliseconds.
-            rows[name] = {"name": name, "ns": float(f"{row['real_time'] * UNITS[row['time_unit']]:.4g}")}
+        # By the clock: the system counts processor time in steps of ten milliseconds.
+        measured[name].append(float(f"{row['real_time'] * UNITS[row['time_unit']]:.4g}"))
+    for name, times in measured.items():
+        rows[name] = {"name": name, "ns": float(f"{statistics.median(times):.4g}")}
+        if len(times) > 1:
+            rows[name]["all"] = sorted(times)
     return {"date": context["date"][:10], "processors": context["num_cpus"], "mhz": context["mhz_per_cpu"],
             "repetitions": max((row.get("repetitions", 1) for row in raw["benchmarks"]), default=1),
             "waited": round(waited, 2), "rows": list(rows.values())}
@@ -90,6 +102,46 @@ def shown_time(ns):
         if ns >= size:
             return f"{ns / size:.3g} {unit}"
     return f"{ns:.3g} ns"
+
+
+def shown_row(row):
+    """The time that counts and, where there are more, the shortest and the longest."""
+    times = row.get("all")
+    return shown_time(row["ns"]) + (f" ({shown_time(times[0])} to {shown_time(times[-1])})" if times else "")
+
+
+def subject_of():
+    """The subject of a row: by the name that it begins with, registered in a source of bench/."""
+    found = {}
+    for path in sorted((ROOT / "bench").glob("*_bench.cpp")):
+        for match in re.finditer(r'\bBENCHMARK\w*\((\w+)|RegisterBenchmark\(\(?(?:std::string\()?"(\w+)',
+                                 path.read_text(encoding="utf-8")):
+            found[match.group(1) or match.group(2)] = SUBJECTS[path.stem.removesuffix("_bench")]
+    longest = sorted(found, key=len, reverse=True)
+    return lambda row: next((found[name] for name in longest if row.startswith(name)), "Others")
+
+
+def verdict(pairs):
+    """The comparisons of a subject in a sentence or two, those that we lose first and the worst of them first."""
+    lost = sorted((pair for pair in pairs if ratio_of(pair) > 1), key=ratio_of, reverse=True)
+    named = ", ".join(f"`{pair.row}` ({ratio_of(pair):.3g} times {pair.peer})" for pair in lost)
+    middle = math.exp(statistics.median(math.log(ratio_of(pair)) for pair in pairs))
+    return (f"**Slower than the peer:** {named}. " if lost else "Slower than no peer. ") + (
+        f"Ours takes no longer in {len(pairs) - len(lost)} of {len(pairs)}; the median of the ratios is {middle:.2g}.")
+
+
+def section(subject, pairs, alone, rows):
+    """A subject: the verdict, then the rows with peers, then those without."""
+    lines = ["", f"## {subject}", ""]
+    if pairs:
+        lines += [textwrap.fill(verdict(pairs), 120, break_long_words=False, break_on_hyphens=False), "",
+                  "| row | ours | peer | its time | ratio |", "|---|---|---|---|---|"]
+    lines += [f"| `{pair.row}` | {shown_row(rows[pair.row])} | {pair.peer} | {shown_row(rows[pair.other])} "
+              f"| {ratio_of(pair):.3g} |" for pair in pairs]
+    if alone:
+        lines += ["", "Without a peer:", "", "| row | time |", "|---|---|"]
+        lines += [f"| `{name}` | {shown_row(rows[name])} |" for name in sorted(alone)]
+    return lines
 
 
 def plot(pairs):
@@ -134,34 +186,36 @@ def plot(pairs):
         *axis, *out, "</svg>", ""))
 
 
-def page(results, pairs, times):
-    ratios = [math.log(pair.ours / pair.theirs) for pair in pairs]
-    faster = sum(ratio <= 0 for ratio in ratios)
+def page(results, pairs, rows):
     paired = {pair.row for pair in pairs} | {pair.other for pair in pairs}
+    often = results["repetitions"]
     measured = (f"Measured on {results['date']} under Wine on a machine with {results['processors']} processors of "
-                f"{results['mhz']} MHz; {results['repetitions']} measurement(s) a row, of which the median counts. Times "
+                f"{results['mhz']} MHz; {often} measurement{'s' if often > 1 else ''} of each row"
+                f"{', of which the median counts (shortest and longest in brackets)' if often > 1 else ''}. Times "
                 "depend on machine and load; ratios of one run hold better. Rows of files and threads measure Wine as "
-                "much as us. Real Windows has not been measured.")
-    summary = (f"In {faster} of {len(pairs)} comparisons ours takes no longer than the peer; the median of the ratios is "
-               f"{math.exp(statistics.median(ratios)):.2g}. The peers are built by the same compiler with the same "
-               "options.") if pairs else "No row has its peer in these results."
+                "much as us. Real Windows has not been measured. The peers are built by the same compiler with the same "
+                "options.")
     if results["waited"] > 0.05:
         measured += (f" The machine was busy: {100 * results['waited']:.0f} % of the rows waited for a processor longer "
                      "than half their time, so that single figures of this run, and single ratios, mean nothing.")
+    if often < 5:
+        measured += " The next run of `make bench-page` measures each row five times."
+    lost = collections.Counter(pair.family for pair in pairs if ratio_of(pair) > 1)
+    summary = (f"Ours takes longer than the peer in {sum(lost.values())} of {len(pairs)} comparisons "
+               f"({', '.join(f'{family} {count}' for family, count in lost.items())}). Each section names them first."
+               if pairs else "No row has its peer in these results.")
     lines = ["# Benchmarks", "", textwrap.fill(measured, 120), "",
              "    make bench-page    # runs the suite and writes this page, the plot and the results anew", "",
              textwrap.fill(summary, 120), "",
              "![Ratios of our times to those of the peers](benchmarks/ratios.svg)", "",
              "The raw figures are in [results.json](benchmarks/results.json), the sources in `bench/`.", ""]
-    family = None
-    for pair in pairs:
-        if pair.family != family:
-            family = pair.family
-            lines += ["", f"## {family}", "", "| row | ours | peer | its time | ratio |", "|---|---|---|---|---|"]
-        lines.append(f"| `{pair.row}` | {shown_time(pair.ours)} | {pair.peer} | {shown_time(pair.theirs)} "
-                     f"| {pair.ours / pair.theirs:.3g} |")
-    lines += ["", "## Rows without a peer", "", "| row | time |", "|---|---|"]
-    lines += [f"| `{name}` | {shown_time(time)} |" for name, time in sorted(times.items()) if name not in paired]
+    subject = subject_of()
+    order = list(dict.fromkeys([family for family, _, _, _ in PEERS] + list(SUBJECTS.values()) + ["Others"]))
+    for name in order:
+        own = sorted((pair for pair in pairs if pair.family == name), key=lambda pair: (pair.row, pair.peer))
+        alone = [row for row in rows if row not in paired and subject(row) == name]
+        if own or alone:
+            lines += section(name, own, alone, rows)
     return re.sub(r"\n{3,}", "\n\n", "\n".join(lines)) + "\n"
 
 
@@ -175,7 +229,7 @@ def main():
     times = {row["name"]: row["ns"] for row in results["rows"]}
     pairs = pairs_of(times)
     (FOLDER / "ratios.svg").write_text(plot(pairs), encoding="utf-8")
-    PAGE.write_text(page(results, pairs, times), encoding="utf-8")
+    PAGE.write_text(page(results, pairs, {row["name"]: row for row in results["rows"]}), encoding="utf-8")
     print(f"benchmarks: {len(times)} rows, {len(pairs)} comparisons")
 
 

@@ -14,6 +14,14 @@ public:
         return {XCGuid(L"{6F1D2C84-93B5-4E0A-A7C1-2B8E5D90F346}"), GetPlugInName()};
     }
 
+    // What "/?" tells about this plug-in; the host asks before Init.
+    XCUsageInfo GetUsageInfo() const override
+    {
+        XCUsageInfo usage;
+        usage.AddCmdLineArgDesc(L"greet:{name}", L"Whom to greet.", false);
+        return usage;
+    }
+
     // What is wrong is found here, before anything runs: a Bad result keeps the plug-in out and is printed.
     XCErrorID Init(XCApplicationWithPlugIns const& host) override
     {

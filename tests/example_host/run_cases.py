@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""run_cases.py WINE_ENV PREFIX BIN: runs record_host on small inputs and compares all it says with what is expected.
+"""run_cases.py BIN [LAUNCHER...]: runs record_host on small inputs and compares all it says with what is expected.
+
+The launcher starts Windows programs where the machine itself does not.
 
 Folders are written as @bin (the programs), @here (this folder) and @work (a folder of the run).
 """
@@ -13,7 +15,8 @@ import tempfile
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
-WINE_ENV, PREFIX, BIN = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3]).resolve()
+BIN, LAUNCHER = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2:]
+ON_WINDOWS = os.name == "nt"
 WORK = pathlib.Path(tempfile.mkdtemp(prefix="record_host_"))
 FOLDERS = {"@bin": BIN, "@here": HERE, "@work": WORK}
 PATIENCE = 120  # seconds; machines may be busy
@@ -68,7 +71,7 @@ FAULTS = [
 
 
 def windows(path):
-    return "Z:" + str(path).replace("/", "\\")
+    return str(path) if ON_WINDOWS else "Z:" + str(path).replace("/", "\\")
 
 
 def start(options, **environment):
@@ -76,15 +79,18 @@ def start(options, **environment):
         options = ["/osxpath:@bin\\record_host"] + options
     for name, path in FOLDERS.items():
         options = [option.replace(name, windows(path)) for option in options]
+    if ON_WINDOWS:  # a group of its own, so that a break reaches it alone
+        how = {"creationflags": subprocess.CREATE_NEW_PROCESS_GROUP}
+    else:
+        how = {"preexec_fn": lambda: signal.signal(signal.SIGINT, signal.SIG_DFL)}
     return subprocess.Popen(
-        [WINE_ENV, "run", PREFIX, str(BIN / "record_host.exe"), *options], cwd=WORK, env={**os.environ, **environment},
-        stdin=subprocess.DEVNULL, stdout=(WORK / "said").open("wb"),
-        preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+        [*LAUNCHER, str(BIN / "record_host.exe"), *options], cwd=WORK, env={**os.environ, **environment},
+        stdin=subprocess.DEVNULL, stdout=(WORK / "said").open("wb"), **how)
 
 
 def finish(process):
     process.wait(PATIENCE)
-    said = (WORK / "said").read_text()  # no pipe: a service that the program starts would keep it open
+    said = (WORK / "said").read_text(encoding="utf-8")  # no pipe: a service that the program starts would keep it open
     for name, path in FOLDERS.items():
         said = said.replace(windows(path), name)
     return said.replace("\r", ""), process.returncode
@@ -93,14 +99,14 @@ def finish(process):
 def log_lines(name):
     """The lines of a log file without their times; those of one module stay in their order."""
     path = WORK / name
-    lines = path.read_text().splitlines() if path.exists() else []
+    lines = path.read_text(encoding="utf-8").splitlines() if path.exists() else []
     return sorted((line[len("20261121 024000> "):] for line in lines), key=lambda line: line.split(":")[0])
 
 
 def trace_lines():
     """Origin, level, subject and message of each trace record."""
     return ["\t".join(line.split("\t")[2:])
-            for path in sorted(WORK.glob("record_host__*.log")) for line in path.read_text().splitlines()]
+            for path in sorted(WORK.glob("record_host__*.log")) for line in path.read_text(encoding="utf-8").splitlines()]
 
 
 def wait_for(log, text):
@@ -117,16 +123,16 @@ def quit_in_the_middle():
     log.write_bytes((HERE / "sample.log").read_bytes())
     process = start(["/input:@work\\growing.log", "/config:@here\\detailed.ini", "/follow:20", "/log:@work\\quit.txt"])
     wait_for("quit.txt", "Report: 8 records so far")  # the last line has no end yet
-    with log.open("a") as more:
+    with log.open("a", newline="\n") as more:
         more.write("\n2026-03-12 08:00:00 install late:amd64 <none> 1\n")
     wait_for("quit.txt", "Report: 10 records so far")
-    process.send_signal(signal.SIGINT)
+    process.send_signal(signal.CTRL_BREAK_EVENT if ON_WINDOWS else signal.SIGINT)
     return finish(process)
 
 
 def differences():
     def compare(name, said, code, wanted_code):
-        wanted = (HERE / "expected" / f"{name}.txt").read_text()
+        wanted = (HERE / "expected" / f"{name}.txt").read_text(encoding="utf-8")
         if (said, code) != (wanted, wanted_code):
             yield f"{name}: exit code {code} (wanted {wanted_code}), output:\n{said}"
 

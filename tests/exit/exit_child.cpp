@@ -58,7 +58,7 @@ void StartLoggers()
 XCApplicationWithPlugIns* StartHost(wchar_t const* folder, wchar_t const* kind)
 {
     ::SetEnvironmentVariableW(L"XC_EXIT_KIND", kind);
-    return new XCApplicationWithPlugIns(XCString(L"host.exe /noconsole /osxpath:") + folder, {}, false);
+    return new XCApplicationWithPlugIns(XCString(L"host.exe /noconsole \"/osxpath:") + folder + L"\"", {}, false);
 }
 
 template <class Function>

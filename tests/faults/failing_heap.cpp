@@ -48,7 +48,11 @@ class FailingHeap final : public testing::Environment {
 public:
     void SetUp() override
     {
+#if defined(_LIBCPP_VERSION)
+        constexpr wchar_t kRuntime[] = L"libc++.dll";
+#else
         constexpr wchar_t kRuntime[] = L"libstdc++-6.dll";
+#endif
         static sync_test::ImportPatch const patches[] = {
             {"malloc", reinterpret_cast<void*>(&Malloc), kRuntime},
             {"_aligned_malloc", reinterpret_cast<void*>(&AlignedMalloc), kRuntime},

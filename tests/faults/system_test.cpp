@@ -244,8 +244,8 @@ void Application()
     std::size_t const subscribers = XCLogManager::Get().GetSubscriberCount();
     auto const session = [&] {
         XCSmartPtr<Ear> const ear(new Ear);
-        XCApplication const application(L"app.exe /noconsole /config:" + folder.Path("a.ini") + L" /consoletofile:" +
-                                            folder.Path("out.log"),
+        XCApplication const application(L"app.exe /noconsole \"/config:" + folder.Path("a.ini") +
+                                            L"\" \"/consoletofile:" + folder.Path("out.log") + L"\"",
                                         ear, false);
         XCSmartPtr<XCConfigFile> const config = application.GetConfigFile();
         // What went wrong has been said.
@@ -284,7 +284,7 @@ void HostWith(std::initializer_list<char const*> roles, XCString const& says)
     };
     auto const session = [&](Result& result) {
         XCSmartPtr<Ear> const ear(new Ear);
-        XCApplicationWithPlugIns host(L"host.exe /noconsole /osxpath:" + folder.Path(), ear, false);
+        XCApplicationWithPlugIns host(L"host.exe /noconsole \"/osxpath:" + folder.Path() + L"\"", ear, false);
         result.code = host.LoadAndRun();
         result.said = ear->heard;
     };

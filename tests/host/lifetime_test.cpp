@@ -63,7 +63,7 @@ TEST(HostLife, APlugInThatIgnoresTheRequestIsNamedAndKeepsWhatItNeeds)
     ModuleFolder const folder({"stubborn", "filter", "reader", "a_report"});
     ListenerPtr const listener(new Listener);
     {
-        XCApplicationWithPlugIns host(L"host /noconsole /osxpath:" + folder.Path(), listener, false);
+        XCApplicationWithPlugIns host(L"host /noconsole \"/osxpath:" + folder.Path() + L"\"", listener, false);
         EXPECT_EQ(host.GetExitPatience(), 10000u);
         host.SetExitPatience(300);
         (void)host.LoadPlugIn(NewQuitter(3)); // Report is the last that starts

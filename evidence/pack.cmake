@@ -1,0 +1,21 @@
+# Packs the FILES (a list, one a line; those below BIN keep their place) and the script of this folder into
+# FOLDER/XelbrinCore-evidence.zip.
+set(tree ${FOLDER}/tree)
+file(REMOVE_RECURSE ${FOLDER})
+file(STRINGS ${FILES} files)
+foreach(file ${files})
+  file(RELATIVE_PATH place ${BIN} ${file})
+  if(place MATCHES "^\\.\\.|:")
+    get_filename_component(place ${file} NAME)
+  endif()
+  get_filename_component(place bin/${place} DIRECTORY)
+  file(COPY ${file} DESTINATION ${tree}/${place})
+endforeach()
+foreach(text run-evidence.cmd README.txt)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${text} ${tree}/${text} @ONLY NEWLINE_STYLE CRLF)
+endforeach()
+file(GLOB entries RELATIVE ${tree} ${tree}/*)
+execute_process(COMMAND ${CMAKE_COMMAND} -E tar cf ${FOLDER}/XelbrinCore-evidence.zip --format=zip ${entries}
+  WORKING_DIRECTORY ${tree} COMMAND_ERROR_IS_FATAL ANY)
+file(REMOVE_RECURSE ${tree})
+message(STATUS "Evidence: ${FOLDER}/XelbrinCore-evidence.zip")

@@ -1,0 +1,245 @@
+// Processes, threads, consoles and call stacks.
+#include "answers.h"
+#include "programs.h"
+
+#include <XelbrinCore/XCException.h>
+#include <iterator>
+#include <windows.h>
+
+#include <dbghelp.h>
+
+namespace xc::evidence {
+
+namespace {
+
+constexpr int kControlSeen = 77;  // what the process that waits for Ctrl-Break ends with
+constexpr int kOverflowSeen = 78; // what a process ends with that has seen its stack overflow
+
+// Roles -------------------------------------------------------------------------------------------------------------
+
+BOOL WINAPI EndByControl(DWORD kind)
+{
+    ::ExitProcess(kind == CTRL_BREAK_EVENT ? kControlSeen : 1);
+}
+
+int WaitForControl()
+{
+    if (!::SetConsoleCtrlHandler(&EndByControl, TRUE)) return 2;
+    HANDLE const ready = ::OpenEventW(EVENT_MODIFY_STATE, FALSE, L"XelbrinCoreEvidenceReady");
+    if (!ready || !::SetEvent(ready)) return 3;
+    ::Sleep(10000);
+    return 4;
+}
+
+LONG WINAPI EndByFilter(EXCEPTION_POINTERS* exception)
+{
+    bool const overflow = exception->ExceptionRecord->ExceptionCode == EXCEPTION_STACK_OVERFLOW;
+    ::TerminateProcess(::GetCurrentProcess(), overflow ? kOverflowSeen : 5);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
+int Deeper(int volatile* above)
+{
+    int volatile here[256];
+    here[0] = *above + 1;
+    int const below = here[0] > 0 ? Deeper(here) : 0;
+    return below + here[0];
+}
+
+int OverflowStack()
+{
+    ULONG reserve = 32768;
+    ::SetThreadStackGuarantee(&reserve);
+    ::SetUnhandledExceptionFilter(&EndByFilter);
+    int volatile start = 0;
+    return Deeper(&start);
+}
+
+// Questions ---------------------------------------------------------------------------------------------------------
+
+Answer ControlBreak(Asker const& asker)
+{
+    HANDLE const ready = ::CreateEventW(nullptr, TRUE, FALSE, L"XelbrinCoreEvidenceReady");
+    STARTUPINFOW start = {};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process = {};
+    std::wstring line = L"\"" + std::wstring(asker.program) + L"\" /role:control";
+    if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, CREATE_NEW_PROCESS_GROUP, nullptr, nullptr,
+                          &start, &process))
+        return NotAsked(L"no process");
+    DWORD code = 0;
+    DWORD error = 0;
+    if (::WaitForSingleObject(ready, 5000) == WAIT_OBJECT_0) {
+        if (!::GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, process.dwProcessId)) error = ::GetLastError();
+        if (error == 0) ::WaitForSingleObject(process.hProcess, 5000);
+    }
+    ::GetExitCodeProcess(process.hProcess, &code);
+    ::TerminateProcess(process.hProcess, 9);
+    ::CloseHandle(process.hThread);
+    ::CloseHandle(process.hProcess);
+    ::CloseHandle(ready);
+    if (error != 0) return NotAsked(Text(L"no event can be sent: error %lu", error));
+    return Says(code == kControlSeen,
+                code == kControlSeen ? L"its handler is called" : Text(L"it ends with %lu", code));
+}
+
+Answer StackOverflow(Asker const& asker)
+{
+    Outcome const outcome =
+        RunProgram(L"\"" + asker.program + L"\" /role:overflow", asker.folder, asker.folder + L"\\overflow.txt", 20000);
+    bool const seen = outcome.ended && outcome.exitCode == kOverflowSeen;
+    return Says(seen, seen ? L"the filter is called" : L"it " + Ending(outcome));
+}
+
+Answer ConsoleOutput(Asker const& /*asker*/)
+{
+    HANDLE const console = ::CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                         nullptr, OPEN_EXISTING, 0, nullptr);
+    if (console == INVALID_HANDLE_VALUE) return NotAsked(Text(L"no console: error %lu", ::GetLastError()));
+    DWORD mode = 0;
+    DWORD written = 0;
+    BOOL const isConsole = ::GetConsoleMode(console, &mode);
+    if (isConsole) ::WriteConsoleW(console, L"\U0001F600\r", 3, &written, nullptr);
+    DWORD const type = ::GetFileType(console);
+    ::CloseHandle(console);
+    return Says(isConsole && written == 3 && type == FILE_TYPE_CHAR, Text(L"%lu units, file type %lu", written, type));
+}
+
+Answer NulIsNoConsole(Asker const& /*asker*/)
+{
+    HANDLE const nul = ::CreateFileW(L"NUL", GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    DWORD mode = 0;
+    bool const isConsole = ::GetConsoleMode(nul, &mode) != 0;
+    DWORD const type = ::GetFileType(nul);
+    ::CloseHandle(nul);
+    return Says(!isConsole && type == FILE_TYPE_CHAR,
+                Text(L"file type %lu, %ls", type, isConsole ? L"a console" : L"no console"));
+}
+
+DWORD WINAPI WaitForEvent(void* event)
+{
+    return ::WaitForSingleObject(event, 10000);
+}
+
+Answer StartAddress(Asker const& /*asker*/)
+{
+    using Query = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
+    auto const query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll"), "NtQueryInformationThread")));
+    if (!query) return NotAsked(L"no such call");
+    HANDLE const end = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    HANDLE const thread = ::CreateThread(nullptr, 0, &WaitForEvent, end, 0, nullptr);
+    void* address = nullptr;
+    LONG const status = query(thread, 9, &address, sizeof address, nullptr); // 9: the start address for Win32
+    ::SetEvent(end);
+    ::WaitForSingleObject(thread, 10000);
+    ::CloseHandle(thread);
+    ::CloseHandle(end);
+    bool const own = address == reinterpret_cast<void*>(&WaitForEvent);
+    return Says(own,
+                own ? L"its function" : Text(L"another address, status 0x%08lX", static_cast<unsigned long>(status)));
+}
+
+Answer ThreadCycles(Asker const& /*asker*/)
+{
+    ULONG64 cycles = 0;
+    BOOL const known = ::QueryThreadCycleTime(::GetCurrentThread(), &cycles);
+    return Says(known && cycles > 0, known && cycles > 0 ? L"more than 0" : L"unknown");
+}
+
+Answer OpenHandles(Asker const& /*asker*/)
+{
+    DWORD count = 0;
+    ::GetProcessHandleCount(::GetCurrentProcess(), &count);
+    return Says(count > 0, Text(L"%lu", count));
+}
+
+Answer GlobalMutex(Asker const& /*asker*/)
+{
+    HANDLE const mutex = ::CreateMutexW(nullptr, FALSE, L"Global\\XelbrinCoreEvidence");
+    DWORD const error = mutex ? 0 : ::GetLastError();
+    if (mutex) ::CloseHandle(mutex);
+    return Code(error, {0});
+}
+
+Answer FramesOfStack(Asker const& /*asker*/)
+{
+    void* frames[62];
+    USHORT const count = ::CaptureStackBackTrace(0, 62, frames, nullptr);
+    DWORD outside = 0;
+    for (USHORT i = 0; i < count; ++i) {
+        HMODULE module = nullptr;
+        constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+        if (!::GetModuleHandleExW(kFlags, static_cast<wchar_t const*>(frames[i]), &module)) ++outside;
+    }
+    return Says(count > 1 && outside == 0, Text(L"%lu of %u frames", outside, static_cast<unsigned int>(count)));
+}
+
+/// The name that the system's debugging help gives an address, or nothing.
+XCString SystemNameOf(void const* address)
+{
+    if (!::SymInitializeW(::GetCurrentProcess(), nullptr, TRUE)) return {};
+    alignas(SYMBOL_INFOW) unsigned char room[sizeof(SYMBOL_INFOW) + 256 * sizeof(wchar_t)] = {};
+    auto* const symbol = reinterpret_cast<SYMBOL_INFOW*>(room);
+    symbol->SizeOfStruct = sizeof(SYMBOL_INFOW);
+    symbol->MaxNameLen = 255;
+    DWORD64 distance = 0;
+    bool const found = ::SymFromAddrW(::GetCurrentProcess(), reinterpret_cast<DWORD64>(address), &distance, symbol);
+    XCString const name = found && distance < 4096 ? XCString(symbol->Name) : XCString();
+    ::SymCleanup(::GetCurrentProcess());
+    return name;
+}
+
+Answer NameByDwarf(Asker const& /*asker*/)
+{
+    XCString const name = SystemNameOf(reinterpret_cast<void const*>(&WaitForEvent));
+    bool const found = name.Find(L"WaitForEvent") != XCString::npos;
+    return Says(!found, found ? L"named" : L"not named");
+}
+
+Answer NameByExport(Asker const& /*asker*/)
+{
+    HMODULE const kernel = ::GetModuleHandleW(L"kernel32");
+    XCString const name = SystemNameOf(reinterpret_cast<void const*>(::GetProcAddress(kernel, "FormatMessageW")));
+    return Says(name.Find(L"FormatMessage") != XCString::npos, name.IsNull() ? XCString(L"not named") : name);
+}
+
+Answer StackOfLibrary(Asker const& /*asker*/)
+{
+    try {
+        throw XCException(L"asked");
+    } catch (XCException const& e) {
+        XCString stack = e.Stack();
+        return Says(!stack.IsNull(),
+                    stack.IsNull() ? XCString(L"no stack") : stack.Replace(L"\n", L"; ").SubStr(0, 300));
+    }
+}
+
+} // namespace
+
+int PlayRole(XCString const& role)
+{
+    if (role == XCString(L"control")) return WaitForControl();
+    if (role == XCString(L"overflow")) return OverflowStack();
+    return -1;
+}
+
+std::vector<Question> ProcessQuestions()
+{
+    return {
+        {L"processes", L"Ctrl-Break is sent to another process", L"its handler is called", &ControlBreak},
+        {L"processes", L"A stack overflows", L"the filter is called", &StackOverflow},
+        {L"processes", L"A mutex named Global\\ is made", L"succeeds", &GlobalMutex},
+        {L"processes", L"Handles that this process has", L"more than 0", &OpenHandles},
+        {L"console", L"A surrogate pair and a return are written to CONOUT$", L"3 units, file type 2", &ConsoleOutput},
+        {L"console", L"NUL", L"file type 2, no console", &NulIsNoConsole},
+        {L"threads", L"The start address of a thread", L"its function", &StartAddress},
+        {L"threads", L"Processor cycles of a thread", L"more than 0", &ThreadCycles},
+        {L"stacks", L"Frames of a captured stack that are in no module", L"0", &FramesOfStack},
+        {L"stacks", L"dbghelp names a function by this compiler's debug data", L"not named", &NameByDwarf},
+        {L"stacks", L"dbghelp names an exported function", L"its name", &NameByExport},
+        {L"stacks", L"The stack of an exception of the library", L"not empty", &StackOfLibrary},
+    };
+}
+
+} // namespace xc::evidence
