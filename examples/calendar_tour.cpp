@@ -29,8 +29,8 @@ void ShowMeeting(XCDateEx const& date)
     for (wchar_t const* const place : places) {
         XCString from, to;
         XCTimeZone const zone = XCTimeZone::FromName(place);
-        meeting.AsString(from, L"%d.%m. %H:%M", zone);
-        end.AsString(to, L"%H:%M (%Z)", zone);
+        (void)meeting.AsString(from, L"%d.%m. %H:%M", zone);
+        (void)end.AsString(to, L"%H:%M (%Z)", zone);
         Print(XCString(place).AsUTF8().c_str(), from + L" - " + to);
     }
     Print("lasts", XCPrintDuration((end - meeting).AsXCDuration()));

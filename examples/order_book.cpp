@@ -78,7 +78,7 @@ private:
 XCBuffer FrameOf(wchar_t const* article, double price, std::uint32_t version)
 {
     XCBinaryWriter writer;
-    XCMarshaller::Write(writer, *MakeOrder(article, price, version));
+    (void)XCMarshaller::Write(writer, *MakeOrder(article, price, version));
     return writer.TakeBuffer();
 }
 
@@ -87,13 +87,13 @@ XCErrorID WriteBook(wchar_t const* path)
     BookFile file(path, L"wb");
     XCBinaryWriter writer(file);
     writer.WriteRaw(XCBytes(kMagic, sizeof kMagic));
-    XCMarshaller::Write(writer, *MakeOrder(L"bolt M6", 0.125, 1)); // the old program
-    XCMarshaller::Write(writer, *MakeOrder(L"washer", 0.05, 2));
-    XCMarshaller::Write(writer, *MakeOrder(L"bracket", 12.4, 3)); // one from the future
+    (void)XCMarshaller::Write(writer, *MakeOrder(L"bolt M6", 0.125, 1)); // the old program
+    (void)XCMarshaller::Write(writer, *MakeOrder(L"washer", 0.05, 2));
+    (void)XCMarshaller::Write(writer, *MakeOrder(L"bracket", 12.4, 3)); // one from the future
     XCBuffer damaged = FrameOf(L"nut M6", 0.11, 2);
     damaged.Data()[damaged.Size() - 1] ^= 1; // the disk was not kind to this one
     writer.WriteRaw(damaged);
-    XCMarshaller::Write(writer, *MakeOrder(L"hinge", 2.8, 2));
+    (void)XCMarshaller::Write(writer, *MakeOrder(L"hinge", 2.8, 2));
     writer.WriteRaw(FrameOf(L"screw", 0.02, 2).View().Slice(0, 40)); // the power failed while this one was written
     return writer.Flush();
 }

@@ -69,11 +69,11 @@ int wmain(int count, wchar_t** arguments)
                                                              {L"words", report.words},
                                                              {L"distinct", report.counts.size()}};
     for (auto const& [name, total] : totals) Print(XCString().Format(L"%-14s%8I64u", name, total));
-    Print(XCString().Format(L"%-14s  %.60s", L"longest line", report.longestLine.AsWChar()));
+    Print(XCString().Format(L"%-14s  %.60s", L"longest line", report.longestLine));
     Print(XCString(L"\n   count   share  word\n") + XCString(L'-', 40));
     for (auto const& [word, times] : MostFrequent(report, 12)) {
         double const share = 100.0 * times / static_cast<double>(report.words);
-        Print(XCString().Format(L"%8u %6.2f%%  %.60s", times, share, word.AsWChar()));
+        Print(XCString().Format(L"%8u %6.2f%%  %.60s", times, share, word));
     }
     return 0;
 }

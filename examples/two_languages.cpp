@@ -39,7 +39,7 @@ int wmain()
     XCErrorID const bad = CheckPrice(XCDouble(-1.005));
     XCString text;
     for (wchar_t const* const language : {L"enu", L"fra", L"jpn"}) { // there is no Japanese text: English follows
-        bad->AsString(text, XCFormatContext(language, L"enu"));
+        (void)bad->AsString(text, XCFormatContext(language, L"enu"));
         Print(text);
     }
 

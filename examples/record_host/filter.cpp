@@ -80,7 +80,7 @@ XCErrorID Filter::Init(XCApplicationWithPlugIns const& application)
         fault = m_condition.Bind(m_fields.GetSchema()); // names become positions, and unknown names errors
     if (fault.Good()) return ReadSince(application);
     XCString why;
-    fault->AsString(why, TextContext(application));
+    (void)fault->AsString(why, TextContext(application));
     return MakeError(application, Message::BadCondition, {text, why});
 }
 

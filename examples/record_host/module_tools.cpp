@@ -56,7 +56,7 @@ XCString Text(XCFormatContext const& context, Message message, std::vector<XCStr
     XCSmartPtr<XCErrorWithArgs> const words(new XCErrorWithArgs(texts, static_cast<long>(message)));
     for (XCString const& parameter : parameters) words->AddParam(parameter);
     XCString text;
-    words->AsString(text, context);
+    (void)words->AsString(text, context);
     return text;
 }
 

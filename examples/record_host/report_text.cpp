@@ -41,7 +41,7 @@ private:
     }
     [[nodiscard]] XCString Fact(Message label, XCString const& text) const
     {
-        return XCString().Format(L"%-16ls %ls\n", Words(label).AsWChar(), text.AsWChar());
+        return XCString().Format(L"%-16ls %ls\n", Words(label), text);
     }
     [[nodiscard]] XCString BusiestDay(Totals::Days const& days) const;
     [[nodiscard]] XCString BusiestHour(std::array<std::uint64_t, 24> const& hours) const;
@@ -85,12 +85,12 @@ XCString Writer::Table(Message heading, Rows const& rows, std::uint64_t all) con
 {
     std::uint64_t greatest = 1;
     for (Row const& row : rows) greatest = std::max(greatest, row.count);
-    XCString text = XCString().Format(L"\n%-16.16ls %8ls %7ls\n", Words(heading).AsWChar(),
-                                      Words(Message::ReportRecords).AsWChar(), Words(Message::ReportShare).AsWChar());
+    XCString text = XCString().Format(L"\n%-16.16ls %8ls %7ls\n", Words(heading), Words(Message::ReportRecords),
+                                      Words(Message::ReportShare));
     for (Row const& row : rows) {
         XCDouble const percent(100.0 * static_cast<double>(row.count) / static_cast<double>(all), 1);
-        text += XCString().Format(L"%-16.16ls %8I64u %6ls%%  %ls\n", row.label.AsWChar(), row.count,
-                                  percent.AsString().AsWChar(), Bar(row.count, greatest, m_style.width).AsWChar());
+        text += XCString().Format(L"%-16.16ls %8I64u %6ls%%  %ls\n", row.label, row.count, percent.AsString(),
+                                  Bar(row.count, greatest, m_style.width));
     }
     return text;
 }

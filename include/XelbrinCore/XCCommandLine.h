@@ -14,8 +14,10 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCString.h>
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -123,6 +125,17 @@ public:
     [[nodiscard]] XCString GetArg(XCString const& name, XCString const& defaultValue = {}) const;
     [[nodiscard]] int GetArg(XCString const& name, int defaultValue) const;
     [[nodiscard]] double GetArg(XCString const& name, double defaultValue) const;
+    /// The same for the other integer types; what does not fit is held at the type's limits.
+    template <std::integral N>
+    requires(!std::same_as<N, int> && !std::same_as<N, bool>) [[nodiscard]] N
+        GetArg(XCString const& name, N defaultValue) const
+    {
+        if (!ArgPresent(name)) return defaultValue;
+        std::int64_t const value = GetArg(name).AsInt64();
+        if (std::cmp_less(value, std::numeric_limits<N>::min())) return std::numeric_limits<N>::min();
+        if (std::cmp_greater(value, std::numeric_limits<N>::max())) return std::numeric_limits<N>::max();
+        return static_cast<N>(value);
+    }
     /// The index-th (from 0) argument of kind ArgNonStandard; empty when there are fewer.
     [[nodiscard]] XCString GetFileName(std::size_t index) const;
     /// Every argument that is no option, empty ones included, in order.

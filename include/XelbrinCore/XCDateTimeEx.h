@@ -55,16 +55,19 @@ public:
     /// From a file time, which is in UTC.
     explicit XCDateTimeEx(_FILETIME const& time) noexcept;
     /// Null when the text cannot be read.
-    explicit XCDateTimeEx(XCString const& text, XCTimeZone const& zone = localTimeZone_) { FromString(text, zone); }
+    explicit XCDateTimeEx(XCString const& text, XCTimeZone const& zone = localTimeZone_)
+    {
+        (void)FromString(text, zone);
+    }
     /// Null when the text cannot be read in this format.
     XCDateTimeEx(XCString const& text, wchar_t const* format, XCTimeZone const& zone = localTimeZone_)
     {
-        FromString(text, format, zone);
+        (void)FromString(text, format, zone);
     }
     /// Null when the text cannot be read in this format.
     XCDateTimeEx(XCString const& text, XCString const& format, XCTimeZone const& zone = localTimeZone_)
     {
-        FromString(text, format, zone);
+        (void)FromString(text, format, zone);
     }
 
     /// Whether there is neither date nor time.

@@ -70,8 +70,9 @@ private:
     Severity m_severity;
 };
 
-/// The result of a fallible operation: empty means success.
-class XC_API XCErrorID {
+/// The result of a fallible operation: empty means success. A result that is not looked at is a warning: who means to
+/// ignore it says `(void)`.
+class [[nodiscard]] XCErrorID {
 public:
     /// The result of a successful operation.
     enum DefaultConstant { Success };
@@ -95,12 +96,17 @@ public:
     [[nodiscard]] bool Bad() const noexcept { return !Good(); }
     /// The code; 0 for success.
     operator int() const noexcept { return m_error.IsNull() ? 0 : static_cast<int>(m_error->GetCode()); }
+    /// In a test a failure is true, as its code is, also when the code is 0. Warned of, since other results of the library
+    /// are true when all went well: say Good() or Bad().
+    [[deprecated("say Good() or Bad()")]] explicit operator bool() const noexcept { return Bad(); }
+    /// Whether both are success, or the same error: of the same class, code, severity and text. (== compares codes.)
+    [[nodiscard]] XC_API bool IsSameAs(XCErrorID const& other) const;
     /// Null for success.
     XCErrorI const* operator->() const noexcept { return m_error.GetPtr(); }
     /// The error object; null for success.
     [[nodiscard]] XCSmartPtrToConst<XCErrorI> const& GetError() const noexcept { return m_error; }
     /// "SUCCESS", or the error's text in the default format context.
-    [[nodiscard]] XCString AsString() const;
+    [[nodiscard]] XC_API XCString AsString() const;
 
 private:
     XCSmartPtrToConst<XCErrorI> m_error;

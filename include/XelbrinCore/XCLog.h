@@ -39,8 +39,9 @@ namespace xc::log {
 class SubscriberList;
 }
 
-/// Builds one record and delivers it as one block at the end of its life. Does nothing when nobody is interested.
-///     XCLogRecord(*channel, 1) << L"accepted " << count << L" connections\n";
+/// Builds one record and delivers it as one block at the end of its life. Does nothing when nobody is interested. A
+/// record ends its line: a line feed is added where the text has none at its end. One without a text is not delivered.
+///     XCLogRecord(*channel, 1) << L"accepted " << count << L" connections";
 class XC_API XCLogRecord {
 public:
     /// Begins a record of this level; it is delivered at its end.
@@ -50,7 +51,7 @@ public:
     }
     ~XCLogRecord()
     {
-        if (m_channel) m_channel->Write(m_level, m_text.View());
+        if (m_channel && !m_text.IsNull()) Deliver();
     }
     XCLogRecord(XCLogRecord const&) = delete;
     XCLogRecord& operator=(XCLogRecord const&) = delete;
@@ -93,6 +94,7 @@ public:
     }
 
 private:
+    void Deliver(); // by the destructor: throws nothing but what the channel throws
     void PutBytes(std::string_view text);
     void PutNumber(std::uint64_t bits, bool isSigned);
     void PutDouble(double value);

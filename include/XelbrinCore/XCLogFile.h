@@ -11,6 +11,7 @@
 
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
 
@@ -58,6 +59,10 @@ protected:
     XCLogFileI& operator=(XCLogFileI const&) = delete;
 };
 
+namespace xc::text {
+class FormatSource;
+}
+
 /// A log file. Auto-flush is on for a new one: each record is written at once.
 class XC_API XCLogFile : public XCLogFileI {
 public:
@@ -75,8 +80,13 @@ public:
     void PutString(XCString const& text) override;
     void Log(XCString const& text) override;
     void LogArgList(wchar_t const* format, va_list arguments) override;
-    /// LogArgList with the arguments themselves.
-    void LogArgs(wchar_t const* format, ...);
+    /// LogArgList with the arguments themselves, carried with their types (XCFormatArg.h).
+    template <class... Arguments>
+    void LogArgs(wchar_t const* format, Arguments const&... arguments)
+    {
+        xc::text::WithFormatArgs([&](XCFormatArgs const& list) { WriteArgs(format, list); },
+                                 xc::text::Carry(arguments)...);
+    }
 
     /// Whether Log and LogArgList write control characters of messages out (`\n`, `\r`, `\xHH`, ...); off for a new file.
     void SetEscapeControls(bool escape);
@@ -87,6 +97,10 @@ public:
 
 private:
     struct Data;
+
+    void WriteArgs(wchar_t const* format, XCFormatArgs const& arguments);
+    void LogFormatted(wchar_t const* format, xc::text::FormatSource& source);
+
     std::unique_ptr<Data> m_data;
 };
 

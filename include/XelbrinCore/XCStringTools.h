@@ -21,6 +21,11 @@ XC_API XCString operator+(XCString const& a, XCString const& b);
 XC_API XCString operator+(XCString const& a, wchar_t const* b);
 XC_API XCString operator+(wchar_t const* a, XCString const& b);
 XC_API XCString operator+(XCString const& a, wchar_t b);
+/// A number is no text.
+template <xc::text::PlainInteger N>
+XCString operator+(XCString const& a, N b) = delete;
+template <xc::text::PlainInteger N>
+XCString operator+(N a, XCString const& b) = delete;
 /// A temporary on the left is extended in place.
 XC_API XCString operator+(XCString&& a, XCString const& b);
 XC_API XCString operator+(XCString&& a, wchar_t const* b);

@@ -16,6 +16,7 @@
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCStringStorage.h>
 
@@ -60,6 +61,9 @@ public:
     XCString& operator=(wchar_t const* text);
     /// Replaces the text by one unit.
     XCString& operator=(wchar_t unit);
+    /// A number is no text: say `XCString().Format(L"%d", number)`, or static_cast<wchar_t> for a unit.
+    template <xc::text::PlainInteger N>
+    XCString& operator=(N) = delete;
     /// Shares the other's text.
     XCString& Assign(XCString const& other) noexcept { return *this = other; }
     /// Copies `count` units (no terminator is looked for). @param text null counts as empty.
@@ -87,6 +91,8 @@ public:
     /// Appends; see Append.
     XCString& operator+=(XCString const& text) { return Append(text); }
     XCString& operator+=(wchar_t const* text) { return Append(text, 0); }
+    template <xc::text::PlainInteger N>
+    XCString& operator+=(N) = delete;
     XCString& operator+=(wchar_t unit)
     {
         std::size_t const length = m_data->length;
@@ -245,7 +251,15 @@ public:
     /// %I64d a 64-bit integer; a null text prints "(null)". Numbers are written in the invariant way. The format and
     /// its arguments may point into this string. Text outside conversions is printed as it stands; %n writes nothing.
     /// @throws std::length_error when widths, precisions and texts add up to more than a string holds.
-    XCString& Format(wchar_t const* format, ...);
+    /// Arguments are carried with their types (XCFormatArg.h): XCString and views need no AsWChar(), and a value that does
+    /// not fit its conversion prints its own text.
+    template <class... Arguments>
+    XCString& Format(wchar_t const* format, Arguments const&... arguments)
+    {
+        return xc::text::WithFormatArgs(
+            [&](XCFormatArgs const& list) -> XCString& { return FormatArguments(format, list); },
+            xc::text::Carry(arguments)...);
+    }
     /// The same with the arguments of another function.
     /// @note va_list is char* on Windows: pass a char* that directly follows the format as char const*. A char[], or
     ///       the literal 0, is never taken for a va_list: that is why this is a template there.
@@ -293,5 +307,6 @@ private:
     [[nodiscard]] std::size_t FindLastInSet(wchar_t const* set, std::size_t start, bool member) const;
     XCString& CutTo(std::size_t length);
     XCString& FormatArguments(wchar_t const* format, va_list arguments);
+    XCString& FormatArguments(wchar_t const* format, XCFormatArgs const& arguments);
     friend struct xc::text::StringAccess;
 };

@@ -42,6 +42,7 @@ public:
     void release() noexcept { Unlock(); }
     /// Takes the section if that needs no waiting. @return whether it did.
     [[nodiscard]] bool TryLock() noexcept;
+    [[nodiscard]] bool try_lock() noexcept { return TryLock(); }
     /// 0: another thread holds the section; otherwise the recursion count while asking: 1 when it was free, more when
     /// the caller already held it.
     [[nodiscard]] unsigned int IsLocked() noexcept;
@@ -71,6 +72,11 @@ public:
     ///         once, the next call can take it.
     [[nodiscard]] bool lock(unsigned int timeout);
     [[nodiscard]] bool Lock(unsigned int timeout) { return lock(timeout); }
+    /// Waits without limit and owns the mutex afterwards, as the standard's guards expect it.
+    /// @throws XCException when the last owner ended without releasing it; the caller does not own it then.
+    void lock();
+    /// Takes the mutex if that needs no waiting. @return whether it did; false for an abandoned mutex, too.
+    [[nodiscard]] bool try_lock() { return lock(0); }
     /// lock without limit: false only for an abandoned mutex; unlock then throws.
     bool obtain() { return lock(XCInfinite); }
     /// Throws when the caller is not the owner.
@@ -133,6 +139,9 @@ public:
     /// Gives the section back; by the thread that locked it.
     void Unlock() noexcept { m_section.Unlock(); }
     void unlock() noexcept { Unlock(); }
+    /// Takes the section if that needs no waiting. @return whether it did.
+    [[nodiscard]] bool TryLock() noexcept { return m_section.TryLock(); }
+    [[nodiscard]] bool try_lock() noexcept { return TryLock(); }
     /// Posts the event, then leaves the section. The section is left in any case.
     void PostUnlock();
     /// Resets the event, leaves the section, waits without limit for the event and resets it. Returns without the

@@ -200,7 +200,7 @@ struct TaskGiver {
     static auto Submit(Target& target, F&& function, XCTaskPriority priority)
     {
         auto task = XCMakeTask(std::forward<F>(function), priority);
-        target.Give(*task);
+        (void)target.Give(*task);
         return task;
     }
 };

@@ -18,6 +18,7 @@
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCString.h>
 
 #include <atomic>
@@ -86,11 +87,13 @@ public:
     }
 
     /// Writes one record and flushes: local time with milliseconds, thread, origin, level, subject, then the message,
-    /// formatted as by XCString::Format. A record always ends its line.
+    /// formatted as by XCString::Format, with arguments of any type that it carries. A record always ends its line.
     template <class... Arguments>
-    static void Msg(int level, int subject, wchar_t const* origin, wchar_t const* format, Arguments... arguments)
+    static void Msg(int level, int subject, wchar_t const* origin, wchar_t const* format, Arguments const&... arguments)
     {
-        if (MayTrace(level, subject)) WriteMsg(level, subject, origin, format, arguments...);
+        if (!MayTrace(level, subject)) return;
+        xc::text::WithFormatArgs([&](XCFormatArgs const& list) { WriteMsg(level, subject, origin, format, list); },
+                                 xc::text::Carry(arguments)...);
     }
     /// Writes the count of bytes with a text, then the bytes, 16 to a row.
     static void MsgHex(int level, int subject, wchar_t const* origin, wchar_t const* text, void const* bytes,
@@ -136,7 +139,8 @@ private:
                ((masks & static_cast<std::uint32_t>(subject)) != 0);
     }
     XC_API static bool IsWanted(int level, int subject);
-    XC_API static void WriteMsg(int level, int subject, wchar_t const* origin, wchar_t const* format, ...);
+    XC_API static void WriteMsg(int level, int subject, wchar_t const* origin, wchar_t const* format,
+                                XCFormatArgs const& arguments);
     XC_API static void WriteHex(int level, int subject, wchar_t const* origin, wchar_t const* title,
                                 wchar_t const* text, void const* bytes, std::size_t count);
     XC_API static void WriteText(int level, int subject, wchar_t const* origin, XCString const& text);

@@ -30,6 +30,7 @@
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>

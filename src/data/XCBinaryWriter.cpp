@@ -29,7 +29,7 @@ XCBinaryWriter::~XCBinaryWriter()
 {
     if (!m_sink || m_error.Bad()) return;
     try {
-        Flush();
+        (void)Flush();
     } catch (...) { // NOLINT(bugprone-empty-catch): nobody is left to be told
     }
 }

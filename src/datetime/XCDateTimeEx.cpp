@@ -226,7 +226,7 @@ wchar_t const* XCDateTimeEx::GetDefaultFormat(bool full, bool withMilliseconds) 
 XCString XCDateTimeEx::AsString(XCTimeZone const& zone) const
 {
     XCString text;
-    AsString(text, nullptr, zone);
+    (void)AsString(text, nullptr, zone);
     return text;
 }
 

@@ -10,7 +10,7 @@ namespace xc::errors {
 inline XCErrorID TextWithArguments(XCMessageSource const& source, XCString& text, long code,
                                    XCFormatContext const& context, char* arguments)
 {
-    source.GetText(text, code, context);
+    (void)source.GetText(text, code, context);
     if (arguments) text = FormatWithArguments(text, arguments);
     return XCErrorID::Success;
 }

@@ -40,8 +40,16 @@ XCString XCErrorID::AsString() const
 {
     if (Good()) return L"SUCCESS";
     XCString text;
-    m_error->AsString(text, XCFormatContext::defaultContext);
+    (void)m_error->AsString(text, XCFormatContext::defaultContext);
     return text;
+}
+
+bool XCErrorID::IsSameAs(XCErrorID const& other) const
+{
+    if (m_error == other.m_error) return true;
+    if (Good() || other.Good()) return false;
+    return m_error->GetIUID() == other.m_error->GetIUID() && m_error->GetCode() == other.m_error->GetCode() &&
+           m_error->GetSeverity() == other.m_error->GetSeverity() && AsString() == other.AsString();
 }
 
 XCString XCErrorReportText(XCErrorID const& error)

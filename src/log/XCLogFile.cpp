@@ -40,9 +40,8 @@ bool EndsInLineFeed(std::wstring_view text) noexcept
 }
 
 /// The message of LogArgList with its end: what was asked for, cut so that the end fits.
-std::wstring_view FormatMessageLine(wchar_t (&buffer)[kFormatUnits], wchar_t const* format, va_list arguments)
+std::wstring_view FormatMessageLine(wchar_t (&buffer)[kFormatUnits], wchar_t const* format, text::FormatSource& source)
 {
-    text::ArgumentListSource source(arguments);
     std::size_t length = text::FormatInto(buffer, kFormatUnits, format, source);
     // Without an end of its own the record gets one; it takes two of the units, the terminator a third.
     if (!EndsInLineFeed(format)) {
@@ -172,8 +171,21 @@ void XCLogFile::Log(XCString const& text)
 void XCLogFile::LogArgList(wchar_t const* format, va_list arguments)
 {
     if (!format || !IsOpen()) return;
+    xc::text::ArgumentListSource source(arguments);
+    LogFormatted(format, source);
+}
+
+void XCLogFile::WriteArgs(wchar_t const* format, XCFormatArgs const& arguments)
+{
+    if (!format || !IsOpen()) return;
+    xc::text::TypedSource source(arguments);
+    LogFormatted(format, source);
+}
+
+void XCLogFile::LogFormatted(wchar_t const* format, xc::text::FormatSource& source)
+{
     wchar_t buffer[xc::log::kFormatUnits];
-    std::wstring_view const line = xc::log::FormatMessageLine(buffer, format, arguments);
+    std::wstring_view const line = xc::log::FormatMessageLine(buffer, format, source);
     bool const ownEnd = !xc::log::EndsInLineFeed(format);
     m_data->Add(true, [&](std::string& bytes) {
         bytes += m_data->stamp.Text();
@@ -181,14 +193,6 @@ void XCLogFile::LogArgList(wchar_t const* format, va_list arguments)
         m_data->AppendMessage(bytes, line.substr(0, line.size() - 2));
         xc::log::AppendOnOneLine(bytes, L"\r\n"); // the record's end, not the message's
     });
-}
-
-void XCLogFile::LogArgs(wchar_t const* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    LogArgList(format, arguments);
-    va_end(arguments);
 }
 
 void XCLogFile::SetEscapeControls(bool escape)

@@ -6,6 +6,7 @@
 // channel share the name and the subscribers of its main stream. Before a stream is handed out, the calling thread's
 // text in the others is flushed, so that the texts of one thread keep their order whatever their levels.
 #include <XelbrinCore/XCLog.h>
+#include <new>
 
 #include "log/AtExit.h"
 #include "log/Digits.h"
@@ -69,6 +70,15 @@ void XCLogChannel::FlushStreams() noexcept
 void XCLogChannel::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     m_subscribers->Add(subscriber, &m_stream.GetBuffer());
+}
+
+void XCLogRecord::Deliver()
+{
+    try {
+        if (m_text[m_text.Length() - 1] != L'\n') m_text += L'\n';
+    } catch (std::bad_alloc const&) { // out of memory: the record counts more than its line end
+    }
+    m_channel->Write(m_level, m_text.View());
 }
 
 void XCLogRecord::PutBytes(std::string_view text)

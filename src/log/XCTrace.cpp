@@ -355,17 +355,15 @@ bool XCTrace::IsWanted(int level, int subject)
     return state.IsWanted(level, subject);
 }
 
-void XCTrace::WriteMsg(int level, int subject, wchar_t const* origin, wchar_t const* format, ...)
+void XCTrace::WriteMsg(int level, int subject, wchar_t const* origin, wchar_t const* format,
+                       XCFormatArgs const& arguments)
 {
-    va_list arguments;
-    va_start(arguments, format);
     TraceState::Get().Write(level, subject, origin, [&](std::string& bytes) {
         XCString message;
-        xc::text::ArgumentListSource source(arguments);
+        xc::text::TypedSource source(arguments);
         xc::text::FormatInto(message, format ? format : L"", source);
         xc::text::AppendIndented(bytes, message.View(), "\n");
     });
-    va_end(arguments);
 }
 
 void XCTrace::WriteText(int level, int subject, wchar_t const* origin, XCString const& text)

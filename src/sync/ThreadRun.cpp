@@ -64,7 +64,7 @@ XCErrorID ThreadRun::CreateAndRegister(XCThread& thread, int priority, SharedHan
     static unsigned int const stackSize = StackSizeSetting();
     ThreadNode node = NewThreadNode(thread, handle);
     RegistryAccess const registry;
-    if (thread.IsStarted()) errors::MakeCoreError(XCErrThreadAlreadyStarted); // dropped: the second start goes on
+    if (thread.IsStarted()) (void)errors::MakeCoreError(XCErrThreadAlreadyStarted); // dropped: the second start goes on
     unsigned int newId = 0;
     std::uintptr_t const created = ::_beginthreadex(nullptr, stackSize, Body, &thread, CREATE_SUSPENDED, &newId);
     handle->value = reinterpret_cast<void*>(created);

@@ -38,6 +38,11 @@ bool XCMutex::lock(unsigned int timeout)
     return result == WAIT_OBJECT_0;
 }
 
+void XCMutex::lock()
+{
+    if (!obtain()) throw XCException(L"XCMutex: the mutex was abandoned by its owner");
+}
+
 void XCMutex::unlock()
 {
     xc::sync::GiveMutex(m_handle);
@@ -45,7 +50,7 @@ void XCMutex::unlock()
 
 unsigned int xc::sync::Take(XCMutex& mutex)
 {
-    if (!mutex.obtain()) throw XCException(L"XCLockGuard: the mutex was abandoned by its owner");
+    mutex.lock();
     return 1;
 }
 

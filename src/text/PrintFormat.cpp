@@ -73,6 +73,37 @@ FormatValue FormatValue::Pointer(void const* value) noexcept
     return {Kind::Pointer, {.pointer = value}, 0};
 }
 
+namespace {
+
+bool IsSignedLetter(wchar_t letter) noexcept
+{
+    return letter == L'd' || letter == L'i';
+}
+
+/// The low byte or the low two bytes of an integer, with or without sign, as the conversion names them.
+FormatValue CutTo(Conversion const& wanted, std::int64_t value) noexcept
+{
+    bool const isSigned = IsSignedLetter(wanted.letter);
+    if (wanted.size == FormatSize::Byte) {
+        return isSigned ? FormatValue::Signed(static_cast<std::int8_t>(value))
+                        : FormatValue::Unsigned(static_cast<std::uint8_t>(value));
+    }
+    return isSigned ? FormatValue::Signed(static_cast<std::int16_t>(value))
+                    : FormatValue::Unsigned(static_cast<std::uint16_t>(value));
+}
+
+FormatValue WideUpTo(wchar_t const* text, std::size_t limit) noexcept
+{
+    return FormatValue::Wide(text ? std::wstring_view(text, LengthUpTo(text, limit)) : std::wstring_view());
+}
+
+FormatValue NarrowUpTo(char const* text, std::size_t limit) noexcept
+{
+    return FormatValue::Narrow(text ? std::string_view(text, LengthUpTo(text, limit)) : std::string_view());
+}
+
+} // namespace
+
 ArgumentListSource::ArgumentListSource(va_list arguments)
 {
     va_copy(m_arguments, arguments);
@@ -85,12 +116,8 @@ ArgumentListSource::~ArgumentListSource()
 
 FormatValue ArgumentListSource::NextText(bool wide, std::size_t limit)
 {
-    if (wide) {
-        auto const* const text = va_arg(m_arguments, wchar_t const*);
-        return FormatValue::Wide(text ? std::wstring_view(text, LengthUpTo(text, limit)) : std::wstring_view());
-    }
-    auto const* const text = va_arg(m_arguments, char const*);
-    return FormatValue::Narrow(text ? std::string_view(text, LengthUpTo(text, limit)) : std::string_view());
+    return wide ? WideUpTo(va_arg(m_arguments, wchar_t const*), limit)
+                : NarrowUpTo(va_arg(m_arguments, char const*), limit);
 }
 
 FormatValue ArgumentListSource::Next(Conversion const& wanted)
@@ -117,21 +144,69 @@ FormatValue ArgumentListSource::Next(Conversion const& wanted)
     }
     // Smaller integers come as int through an ellipsis; the size of the conversion says how much of it counts.
     auto const value = static_cast<std::int32_t>(va_arg(m_arguments, int));
-    bool const isSigned = wanted.letter == L'd' || wanted.letter == L'i';
-    if (wanted.size == FormatSize::Byte) {
-        return isSigned ? FormatValue::Signed(static_cast<std::int8_t>(value))
-                        : FormatValue::Unsigned(static_cast<std::uint8_t>(value));
-    }
-    if (wanted.size == FormatSize::Short) {
-        return isSigned ? FormatValue::Signed(static_cast<std::int16_t>(value))
-                        : FormatValue::Unsigned(static_cast<std::uint16_t>(value));
-    }
-    return isSigned ? FormatValue::Signed(value) : FormatValue::Unsigned(static_cast<std::uint32_t>(value));
+    if (wanted.size == FormatSize::Byte || wanted.size == FormatSize::Short) return CutTo(wanted, value);
+    return IsSignedLetter(wanted.letter) ? FormatValue::Signed(value)
+                                         : FormatValue::Unsigned(static_cast<std::uint32_t>(value));
 }
 
 FormatValue ValueListSource::Next(Conversion const&)
 {
     return m_next < m_values.size() ? m_values[m_next++] : FormatValue{};
+}
+
+namespace {
+
+/// Whether a conversion writes a number or a character from an integer.
+bool TakesInteger(wchar_t letter) noexcept
+{
+    constexpr std::uint64_t kLetters = BitsOfLetters("diuoxXcCp");
+    return letter == L'*' || (kLetters >> (letter - L'@') & 1) != 0;
+}
+
+FormatValue IntegerValue(XCFormatArg const& argument, Conversion const& wanted) noexcept
+{
+    constexpr std::uint64_t kLetters = BitsOfLetters("diuoxX");
+    bool const cut = wanted.size == FormatSize::Byte || wanted.size == FormatSize::Short;
+    if (cut && wanted.letter != L'*' && (kLetters >> (wanted.letter - L'@') & 1) != 0)
+        return CutTo(wanted, argument.asSigned);
+    return argument.kind == XCFormatArg::Kind::Signed ? FormatValue::Signed(argument.asSigned)
+                                                      : FormatValue::Unsigned(argument.asUnsigned);
+}
+
+FormatValue UnitValue(XCFormatArg const& argument, wchar_t letter) noexcept
+{
+    if (TakesInteger(letter)) return FormatValue::Signed(argument.asSigned);
+    // The low half of the number is the unit, as this platform keeps numbers.
+    return FormatValue::Wide({reinterpret_cast<wchar_t const*>(&argument.asUnsigned), 1});
+}
+
+FormatValue BoolValue(bool value, wchar_t letter) noexcept
+{
+    if (TakesInteger(letter)) return FormatValue::Signed(value ? 1 : 0);
+    return FormatValue::Wide(value ? L"true" : L"false");
+}
+
+} // namespace
+
+FormatValue TypedSource::Next(Conversion const& wanted)
+{
+    if (m_next == m_arguments.count) return {};
+    XCFormatArg const& argument = m_arguments.begin[m_next++];
+    auto const* const wide = static_cast<wchar_t const*>(argument.pointer);
+    auto const* const narrow = static_cast<char const*>(argument.pointer);
+    switch (argument.kind) {
+    case XCFormatArg::Kind::Signed:
+    case XCFormatArg::Kind::Unsigned: return IntegerValue(argument, wanted);
+    case XCFormatArg::Kind::Double: return FormatValue::Double(argument.asDouble);
+    case XCFormatArg::Kind::Unit: return UnitValue(argument, wanted.letter);
+    case XCFormatArg::Kind::Bool: return BoolValue(argument.asUnsigned != 0, wanted.letter);
+    case XCFormatArg::Kind::WideEnd: return WideUpTo(wide, wanted.limit);
+    case XCFormatArg::Kind::NarrowEnd: return NarrowUpTo(narrow, wanted.limit);
+    case XCFormatArg::Kind::WideCount: return FormatValue::Wide({wide ? wide : L"", argument.length});
+    case XCFormatArg::Kind::NarrowCount: return FormatValue::Narrow({narrow ? narrow : "", argument.length});
+    case XCFormatArg::Kind::Pointer: break;
+    }
+    return FormatValue::Pointer(argument.pointer);
 }
 
 // Reading -------------------------------------------------------------------------------------------------------

@@ -14,6 +14,7 @@
 //          an upper bound of the result's length; the result is then written once.
 #pragma once
 
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCString.h>
 
 #include <cstdarg>
@@ -91,6 +92,18 @@ public:
 
 private:
     std::span<FormatValue const> m_values;
+    std::size_t m_next = 0;
+};
+
+/// The arguments of a typed call. Numbers, characters and truth are numbers for the conversions of numbers, and their own
+/// text for all others.
+class TypedSource final : public FormatSource {
+public:
+    explicit TypedSource(XCFormatArgs const& arguments) noexcept : m_arguments(arguments) {}
+    FormatValue Next(Conversion const& wanted) override;
+
+private:
+    XCFormatArgs m_arguments;
     std::size_t m_next = 0;
 };
 

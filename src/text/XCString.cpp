@@ -591,14 +591,9 @@ XCString& XCString::FormatArguments(wchar_t const* format, va_list arguments)
     return *this;
 }
 
-XCString& XCString::Format(wchar_t const* format, ...)
+XCString& XCString::FormatArguments(wchar_t const* format, XCFormatArgs const& arguments)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    // Reading a format may throw (no memory, too long); va_end has no effect on this platform, but is owed.
-    struct End {
-        va_list& list;
-        ~End() { va_end(list); }
-    } const end{arguments};
-    return FormatArguments(format, arguments);
+    xc::text::TypedSource source(arguments);
+    xc::text::FormatInto(*this, format, source);
+    return *this;
 }

@@ -22,7 +22,7 @@ public:
         writer.Write(text);
         if (m_version >= 2) writer.Write(number);
         writer.WriteCount(children.size());
-        for (XCSmartPtr<Node> const& child : children) XCMarshaller::Write(writer, *child);
+        for (XCSmartPtr<Node> const& child : children) (void)XCMarshaller::Write(writer, *child);
     }
     bool Read(XCBinaryReader& reader, std::uint32_t version) override
     {

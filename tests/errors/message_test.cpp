@@ -178,7 +178,7 @@ TEST(XCWinLastError, TakesCodeAndTextFromTheSystem)
     XCString text;
     EXPECT_TRUE(error->AsString(text, XCFormatContext(L"fra")).Good());
     std::vector<XCString> languages;
-    RCMessageTableSource().GetAvailableLanguages(languages);
+    (void)RCMessageTableSource().GetAvailableLanguages(languages);
     bool const hasFrench = std::find(languages.begin(), languages.end(), XCString(L"fra")) != languages.end();
     EXPECT_EQ(Plain(text) != english, hasFrench);
 }

@@ -34,7 +34,7 @@ DWORD ExitCodeOf(std::wstring_view how, std::filesystem::path const& log)
     xc_test::ChildProcess child(CommandOf(how, log));
     if (DWORD const code = child.Wait(kTimeLimitMs); code != xc_test::ChildProcess::kHangs) return code;
     std::filesystem::path const other = log.wstring() + L".plain";
-    EXPECT_EQ(xc_test::ChildProcess(CommandOf(kReturn, other)).Wait(10 * kTimeLimitMs), 7u);
+    EXPECT_EQ(xc_test::ChildProcess(CommandOf(kEndings[0].how, other)).Wait(10 * kTimeLimitMs), 7u);
     std::filesystem::remove(other);
     return child.Wait(kTimeLimitMs);
 }

@@ -26,7 +26,7 @@ public:
         for (int i = 0; i < 10 && !m_executor.IsNull(); ++i) m_executor->Submit(job);
         if (!m_queue.IsNull()) {
             XCSmartPtr<XCTimer> const timer(new XCTimer(job, *m_queue));
-            timer->Start(1, busy ? 1 : 0);
+            (void)timer->Start(1, busy ? 1 : 0);
         }
         while (!*begun) XCThread::yield();
     }

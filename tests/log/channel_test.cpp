@@ -95,7 +95,7 @@ TEST(XCLogChannel, RecordsAreBuiltApart)
                               << 0.5 << "\xC3\xA9" << 'c';
     XCLogRecord(b.channel, 4) << L"nobody wants it";
     b.channel.Write(2, L"direct");
-    EXPECT_EQ(recorder->seen, L"3:n=-5 7 textwtrue0.5\u00E9c|2:direct|");
+    EXPECT_EQ(recorder->seen, L"3:n=-5 7 textwtrue0.5\u00E9c\n|2:direct|");
 }
 
 TEST(XCLogManager, ChannelsByNameAndIndex)

@@ -22,7 +22,7 @@ TEST(XCThreadSystem, CreationOrResumeFails)
             EXPECT_EQ(static_cast<int>(thread->Start()), 5);
         } else {
             patch.emplace("_beginthreadex", reinterpret_cast<void*>(+[]() { return 0; }));
-            EXPECT_EQ(MessageOf([&] { thread->Start(1); }), L"_beginthreadex failed in XCThread::Start()");
+            EXPECT_EQ(MessageOf([&] { (void)thread->Start(1); }), L"_beginthreadex failed in XCThread::Start()");
         }
         EXPECT_FALSE(thread->Exists());
         EXPECT_EQ(thread->NbRef(), 1u);

@@ -128,7 +128,7 @@ TEST(Pool, WaitsThatCannotEndAreNamed)
                        }).GetPtr();
             tasks[i]->SetName(i == 0 ? L"first" : L"second");
         }
-        for (auto const& task : tasks) pool->Add(task);
+        for (auto const& task : tasks) (void)pool->Add(task);
         gate.Open();
         for (auto const& task : tasks) EXPECT_TRUE(task->Wait(20000).Good());
         int const refused = (results[0] == XCErrWaitCycle) + (results[1] == XCErrWaitCycle);
@@ -357,7 +357,7 @@ TEST(Pool, RandomTreesEnd)
             XCTaskGroup group(*pool);
             for (unsigned int i = random() % 4; i-- > 0 && depth > 0 && made < 3000; ++made) {
                 if (random() % 8 == 0)
-                    queue->Submit([] {})->Wait();
+                    (void)queue->Submit([] {})->Wait();
                 else if (random() % 8 == 0)
                     pool->Submit([&, depth] { grow(depth - 1); });
                 else if (auto const task = group.Submit([&, depth] { grow(depth - 1); }); random() % 16 == 0)

@@ -65,8 +65,8 @@ TEST(Timer, NothingWakesWithoutACause)
     Queue const queue = NewQueue(time);
     constexpr std::int64_t kHour = 3600000;
     Timer const distant(new XCTimer([] {}, *queue)), gone(new XCTimer([] {}, *queue));
-    distant->Start(5 * kHour);
-    gone->Start(kHour);
+    (void)distant->Start(5 * kHour);
+    (void)gone->Start(kHour);
     gone->Cancel();
     time.Settle();
     std::uint64_t const before = queue->GetWakeUps();
@@ -89,7 +89,7 @@ TEST(Timer, CancelWaitsForTheCallOfAnotherThread)
         Gate begun, gate;
         std::atomic<bool> ended{false}, cancelled{false};
         Timer timer(new XCTimer([&] { begun.Open(), gate.Pass(), ended = true; }, *queue));
-        timer->Start(0, 10);
+        (void)timer->Start(0, 10);
         begun.Pass();
         EXPECT_EQ(int(queue->Stop(0)) == XCErrStillRunning, true);
         XCThread canceller(XCMakeCallback([&] {
@@ -115,23 +115,23 @@ TEST(Timer, CallbacksCancelRestartDestroyAndFail)
     self = new XCTimer([&] { ++calls, self->Cancel(), self.Clear(); }, *queue); // destroys its object
     again = new XCTimer(
         [&] {
-            if (++calls < 10) again->Start(5);
+            if (++calls < 10) (void)again->Start(5);
         },
         *queue);
     fails = new XCTimer([&] { throw std::runtime_error("no"); }, *queue);
-    self->Start(1, 1), again->Start(1), fails->Start(1, 1);
+    (void)self->Start(1, 1), (void)again->Start(1), (void)fails->Start(1, 1);
     for (int i = 0; i < 100; ++i) time.Pass(1);
     EXPECT_EQ(calls, 10);
     EXPECT_TRUE(self.IsNull());
     EXPECT_GE(fails->GetFailures(), 90u);
     EXPECT_EQ(int(fails->GetFailure()), XCErrTaskFailed);
     EXPECT_TRUE(fails->Cancel() && !fails->Cancel() && !fails->IsPending());
-    again->Start(1000), again->Start(3); // the last one counts
+    (void)again->Start(1000), (void)again->Start(3); // the last one counts
     time.Pass(4);
     EXPECT_EQ(calls, 11);
     XCErrorID ofStop(XCErrorID::Success);
     Timer const stops(new XCTimer([&] { ofStop = queue->Stop(); }, *queue));
-    stops->Start(0);
+    (void)stops->Start(0);
     while (queue->Stop(100).Bad()) XCThread::yield();
     EXPECT_TRUE(ofStop.Good());
     EXPECT_EQ(int(stops->Start(1)), XCErrExecutorStopped);
@@ -166,7 +166,7 @@ TEST(Timer, WheelAgreesWithASortedList)
                 due[i] = 0;
             } else {
                 due[i] = time.GetAwakeMs() + delay + 1;
-                timers[i]->Start(delay);
+                (void)timers[i]->Start(delay);
             }
             if (step == 0) time.Settle(); // the thread has begun
             std::uint64_t const to = random() % 3 ? random() % 300 : random() % (std::uint64_t{1} << random() % 34);
@@ -188,7 +188,7 @@ TEST(Timer, SystemClocks)
         XCTimeSourceI& system = XCTimeSourceI::System();
         std::uint64_t const before = system.GetElapsedMs();
         Timer const timer(new XCTimer([&] { called.Open(); }, *queue, clock));
-        timer->Start(30);
+        (void)timer->Start(30);
         called.Pass();
         EXPECT_GE(system.GetElapsedMs(), before + 30);
     }
