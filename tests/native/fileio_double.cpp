@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
-#include <filesystem>
 #include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,12 +42,18 @@ int Descriptor(void* handle) noexcept
     return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)) - 1; // null is none
 }
 
+std::string Current()
+{
+    char folder[4096];
+    return ::getcwd(folder, sizeof folder) ? folder : "";
+}
+
 } // namespace
 
 std::wstring AbsoluteName(std::wstring const& name)
 {
     if (name.starts_with(L'/') || name.starts_with(L"C:\\")) return name;
-    std::string const folder = std::filesystem::current_path().string() + "/";
+    std::string const folder = Current() + "/";
     return std::wstring(folder.begin(), folder.end()) + name;
 }
 
@@ -144,9 +150,10 @@ unsigned long RemoveFile(SystemPath const& path) noexcept
 
 unsigned long MakeFolder(SystemPath const& path)
 {
-    std::error_code error;
-    std::filesystem::create_directories(Narrow(path).c_str(), error);
-    return static_cast<unsigned long>(error.value());
+    if (SystemPath const above = path.Folder(); !above.IsEmpty() && !IsFolder(above))
+        if (unsigned long const error = MakeFolder(above)) return error;
+    unsigned long const error = Verdict(::mkdir(Narrow(path).c_str(), 0755));
+    return IsFolder(path) ? 0 : error;
 }
 
 unsigned long CreateLike(SystemPath const& path, SystemPath const&, File& file)
@@ -159,14 +166,16 @@ void CopyAttributes(SystemPath const&, SystemPath const&) noexcept {}
 unsigned long ListFolder(SystemPath const& folder, std::wstring_view pattern, std::vector<FolderEntry>& entries)
 {
     entries.clear();
+    DIR* const open = ::opendir(Narrow(folder).c_str());
+    if (!open) return static_cast<unsigned long>(errno);
     std::string const wanted(pattern.begin(), pattern.end());
-    std::error_code error;
-    for (auto const& entry : std::filesystem::directory_iterator(Narrow(folder).c_str(), error)) {
-        std::string const name = entry.path().filename().string();
-        if (::fnmatch(wanted.c_str(), name.c_str(), 0) == 0)
-            entries.push_back({std::wstring(name.begin(), name.end()), entry.is_directory()});
+    while (dirent const* const entry = ::readdir(open)) {
+        std::string const name = entry->d_name;
+        if (name == "." || name == ".." || ::fnmatch(wanted.c_str(), entry->d_name, 0) != 0) continue;
+        entries.push_back({std::wstring(name.begin(), name.end()), entry->d_type == DT_DIR});
     }
-    return static_cast<unsigned long>(error.value());
+    ::closedir(open);
+    return 0;
 }
 
 SystemPath TempFolder()
