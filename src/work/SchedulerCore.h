@@ -49,7 +49,7 @@ private:
     void Due(JobRef const& job, std::int64_t now, std::vector<Run>& runs);
     void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
     void HandOut(Run run) noexcept;
-    void Invoke(Run run) noexcept;
+    void Invoke(Run const& run) noexcept;
     void NoteDropped(Run const& run) noexcept;
     bool Begin(Job& job) noexcept;
     void End(Job& job, XCErrorID const& failure) noexcept;

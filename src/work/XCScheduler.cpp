@@ -149,7 +149,7 @@ void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& r
 void SchedulerCore::HandOut(Run run) noexcept
 {
     if (m_executor.IsNull()) {
-        Invoke(std::move(run));
+        Invoke(run);
         return;
     }
     JobRef const job = run.job;
@@ -176,7 +176,7 @@ void SchedulerCore::NoteDropped(Run const& run) noexcept
     End(*run.job, XCErrorID());
 }
 
-void SchedulerCore::Invoke(Run run) noexcept
+void SchedulerCore::Invoke(Run const& run) noexcept
 {
     XCErrorID failure;
     for (XCJobCall const& call : run.calls) {

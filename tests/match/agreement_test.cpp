@@ -1,6 +1,7 @@
 // Generated patterns and subjects: every form of an expression against the slow references.
 // XC_MATCH_PAIRS sets the number of pairs, XC_MATCH_SEED the seed.
 #include "match/reference.h"
+#include "repetitions.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ std::string Show(std::wstring const& text)
 
 TEST(Agreement, AllFormsGiveTheSameAnswers)
 {
-    std::uint32_t const pairs = FromEnvironment("XC_MATCH_PAIRS", 20000);
+    std::uint32_t const pairs = FromEnvironment("XC_MATCH_PAIRS", xc_test::kThreadsAreWatched ? 2000 : 20000);
     std::uint32_t const seed = FromEnvironment("XC_MATCH_SEED", 20240607);
     std::printf("seed %u, %u pairs\n", seed, pairs);
     reference::Maker maker(seed);
