@@ -40,7 +40,7 @@ bool WriteAll(fs::path const& path, std::string const& text)
 XCString FromUtf8(std::string const& text)
 {
     XCString out;
-    out.SetFromUTF8(text);
+    (void)out.SetFromUTF8(text);
     return out;
 }
 

@@ -117,14 +117,14 @@ XCString WineVersion()
 {
     auto const ask = FromNtdll<char const*(CDECL*)()>("wine_get_version");
     XCString version;
-    if (ask) version.SetFromUTF8(ask());
+    if (ask) (void)version.SetFromUTF8(ask());
     return version;
 }
 
 Facts DescribeMachine(XCString const& folder)
 {
     XCString compiler;
-    compiler.SetFromUTF8(__VERSION__);
+    (void)compiler.SetFromUTF8(__VERSION__);
     bool const longPaths = RegistryNumber(L"SYSTEM\\CurrentControlSet\\Control\\FileSystem", L"LongPathsEnabled") != 0;
     return {
         {L"run", XCDateTimeEx::GetCurrentDateTime().AsString()},
