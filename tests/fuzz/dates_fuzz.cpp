@@ -28,7 +28,7 @@ void CheckBuffer(Value const& value, wchar_t const* format)
 {
     for (std::size_t const capacity : {0u, 1u, 5u, 6u, 9u, 40u}) {
         std::unique_ptr<wchar_t[]> const buffer(new wchar_t[capacity + (capacity == 0 ? 1 : 0)]);
-        value.AsString(buffer.get(), capacity, format);
+        (void)value.AsString(buffer.get(), capacity, format);
     }
 }
 

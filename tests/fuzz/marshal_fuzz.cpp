@@ -22,7 +22,7 @@ public:
     {
         writer.WriteText(text, XCTextForm::Utf16);
         writer.WriteCount(lists.size());
-        for (XCSmartPtr<XCMarshalI> const& list : lists) XCMarshaller::Write(writer, *list);
+        for (XCSmartPtr<XCMarshalI> const& list : lists) (void)XCMarshaller::Write(writer, *list);
     }
     bool Read(XCBinaryReader& reader, std::uint32_t) override
     {
@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* input, std::size_t siz
     marshaller.Register<List>();
     XCByteQueue queue;
     XCBinaryReader reader(queue);
-    queue.Write(bytes.Data(), size / 2);
+    (void)queue.Write(bytes.Data(), size / 2);
     bool more = true;
     for (std::uint64_t before = 0;; before = reader.GetPosition()) {
         XCSmartPtr<XCMarshalI> object;
@@ -93,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* input, std::size_t siz
         } else if (result == XCFrameResult::End || result == XCFrameResult::Incomplete) {
             if (reader.GetPosition() != before || !reader.Good()) std::abort();
             if (!more) break;
-            queue.Write(bytes.Data() + size / 2, size - size / 2);
+            (void)queue.Write(bytes.Data() + size / 2, size - size / 2);
             more = false;
         } else if (result == XCFrameResult::Failed) {
             if (reader.Good()) std::abort();

@@ -37,7 +37,7 @@ XCLocale TakeLocale(Input& input)
 {
     static wchar_t const* const kNames[] = {L"", L"en-US", L"de-DE", L"de-CH", L"fr-FR", L"hi-IN"};
     XCLocale locale;
-    XCLocale::Find(kNames[input.Take<std::uint8_t>() % std::size(kNames)], locale);
+    (void)XCLocale::Find(kNames[input.Take<std::uint8_t>() % std::size(kNames)], locale);
     return locale;
 }
 
@@ -87,7 +87,7 @@ void ReadAnyText(Input& input, XCLocale const& locale)
     auto const kinds = input.Take<std::array<std::uint8_t, 8>>();
     XCString text;
     while (!input.left.IsEmpty())
-        text += input.left.Size() % 3 == 0 ? input.Take<wchar_t>() : input.Take<char>() & 0x7F;
+        text += input.left.Size() % 3 == 0 ? input.Take<wchar_t>() : static_cast<wchar_t>(input.Take<char>() & 0x7F);
     XCStringStream stream(text, locale);
     for (std::uint8_t const kind : kinds) {
         if (!stream) stream.SetPosition(stream.GetPosition() + 1);
