@@ -46,7 +46,7 @@ void EvaluateMillion(benchmark::State& state, bool bind)
     std::vector<Line> const& lines = Lines();
     XCSmartPtr<XCConditionSchema> const schema(new XCConditionSchema({L"Host", L"Status", L"Path"}));
     XCCondition condition{XCString(kFilter)};
-    if (bind) condition.Bind(*schema);
+    if (bind) (void)condition.Bind(*schema);
     XCConditionParams record(schema);
     for (auto _ : state) {
         std::size_t found = 0;
@@ -85,7 +85,7 @@ void ConditionMillion_BoundSource(benchmark::State& state)
     std::vector<Line> const& lines = Lines();
     XCSmartPtr<XCConditionSchema> const schema(new XCConditionSchema({L"Host", L"Status", L"Path"}));
     XCCondition condition{XCString(kFilter)};
-    condition.Bind(*schema);
+    (void)condition.Bind(*schema);
     LineSource record(schema);
     for (auto _ : state) {
         std::size_t found = 0;

@@ -25,7 +25,7 @@ template <class Work>
 void PerRecord(benchmark::State& state, Work work)
 {
     for (auto _ : state) work();
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kRecords));
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kRecords));
 }
 
 void WriteAll(XCBinaryWriter& writer, Record const& record)

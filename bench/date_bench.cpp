@@ -41,7 +41,7 @@ void FormatIn(benchmark::State& state, XCTimeZone const& zone)
     std::vector<XCDateTimeEx> const& values = Values();
     wchar_t buffer[64];
     Each(state, [&](std::size_t i) {
-        values[i].AsString(buffer, 64, kFormat, zone);
+        (void)values[i].AsString(buffer, 64, kFormat, zone);
         benchmark::DoNotOptimize(buffer);
         benchmark::ClobberMemory();
     });
@@ -109,7 +109,7 @@ void ParseIn(benchmark::State& state, XCTimeZone const& zone)
     std::vector<XCString> const texts = Texts();
     XCDateTimeEx value;
     Each(state, [&](std::size_t i) {
-        value.FromString(texts[i], kFormat, zone);
+        (void)value.FromString(texts[i], kFormat, zone);
         benchmark::DoNotOptimize(value);
     });
 }

@@ -76,7 +76,7 @@ void ToFile_LogFile(benchmark::State& state)
     static XCSmartPtr<XCLogFile> log;
     if (state.thread_index() == 0) {
         log = new XCLogFile;
-        log->Open(L"bench.log");
+        (void)log->Open(L"bench.log");
         log->SetAutoFlush(state.range(0) != 0);
     }
     XCString const text(kText);
@@ -88,7 +88,7 @@ BENCHMARK(ToFile_LogFile)->Arg(0)->Arg(1)->Threads(1)->Threads(4)->UseRealTime()
 void ToFile_LogArgs(benchmark::State& state)
 {
     XCSmartPtr<XCLogFile> const log(new XCLogFile);
-    log->Open(L"bench.log");
+    (void)log->Open(L"bench.log");
     log->SetAutoFlush(state.range(0) != 0);
     int session = 0;
     for (auto _ : state)
@@ -140,7 +140,7 @@ BENCHMARK(Block16_Channel)->UseRealTime();
 void Block16_LogArgs(benchmark::State& state)
 {
     XCSmartPtr<XCLogFile> const log(new XCLogFile);
-    log->Open(L"bench.log");
+    (void)log->Open(L"bench.log");
     log->SetAutoFlush(false);
     int session = 0;
     for (auto _ : state) {

@@ -332,7 +332,7 @@ void FromUtf8(benchmark::State& state, std::wstring const& source)
     XCSmartPtrToConst<XCUTF8Converter> const owner(converter);
     for (auto _ : state) {
         XCString text;
-        converter->ToUnicode(text, bytes);
+        (void)converter->ToUnicode(text, bytes);
         benchmark::DoNotOptimize(text);
     }
     PerUnit(state, source.size());

@@ -117,7 +117,7 @@ void StartJoin_XCThread(benchmark::State& state)
     XCSmartPtr<XCCallback> const nothing = XCMakeCallback([] {});
     for (auto _ : state) {
         XCSmartPtr<XCThread> const thread = new XCThread(nothing);
-        thread->Start();
+        (void)thread->Start();
         thread->Join();
     }
 }

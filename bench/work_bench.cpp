@@ -1,4 +1,10 @@
 // Rows of pools and timers, beside the system's pool, Boost.Asio, std::async, std::multimap and a bare wait.
+#if __has_include(<boost/asio/thread_pool.hpp>) // before windows.h, whose sockets it does not take
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
+#define XC_HAS_ASIO
+#endif
+
 #include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimer.h>
 
@@ -11,11 +17,6 @@
 #include <random>
 #include <vector>
 #include <windows.h>
-#if __has_include(<boost/asio/thread_pool.hpp>)
-#include <boost/asio/post.hpp>
-#include <boost/asio/thread_pool.hpp>
-#define XC_HAS_ASIO
-#endif
 
 namespace {
 
@@ -131,11 +132,11 @@ void StartCancelPending_XCTimer(benchmark::State& state)
     std::vector<XCSmartPtr<XCTimer>> timers;
     for (std::uint64_t const span : spans) {
         timers.emplace_back(new XCTimer([] {}, *queue));
-        timers.back()->Start(span + 1000000);
+        (void)timers.back()->Start(span + 1000000);
     }
     XCSmartPtr<XCTimer> const one(new XCTimer([] {}, *queue));
     for (std::size_t i = 0; auto _ : state) {
-        one->Start(spans[i]);
+        (void)one->Start(spans[i]);
         one->Cancel();
         i = i + 1 == count ? 0 : i + 1;
     }
@@ -175,7 +176,7 @@ void StartCancelAll_XCTimer(benchmark::State& state)
     for (std::size_t i = 0; i < count; ++i) order[i] = i;
     std::shuffle(order.begin(), order.end(), std::mt19937(2));
     for (auto _ : state) {
-        for (std::size_t i = 0; i < count; ++i) timers[i]->Start(spans[i] + 100000);
+        for (std::size_t i = 0; i < count; ++i) (void)timers[i]->Start(spans[i] + 100000);
         for (std::size_t const i : order) timers[i]->Cancel();
     }
     state.SetItemsProcessed(state.iterations() * 2 * static_cast<std::int64_t>(count));
@@ -211,7 +212,7 @@ void Lateness_XCTimer(benchmark::State& state)
     XCSmartPtr<XCTimerQueue> const queue(new XCTimerQueue);
     XCSmartPtr<XCTimer> const timer(new XCTimer([called] { ::SetEvent(called); }, *queue));
     Lateness(state, [&] {
-        timer->Start(5);
+        (void)timer->Start(5);
         ::WaitForSingleObject(called, INFINITE);
     });
     (void)queue->Stop();
