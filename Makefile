@@ -51,6 +51,7 @@ test: setup
 
 # What every change must pass, below an hour on two cores from nothing; what takes longer is check-long.
 check: export XC_FUZZ_SECONDS ?= 5
+check: export XC_FUZZ_SEED ?= 1
 check: setup
 	@MAKE="$(MAKE)" scripts/check.sh $(CHECKS)
 

@@ -93,7 +93,7 @@ bool XCBinaryReader::ReadUtf8Pieces(XCString& text, std::size_t size)
     Show(start);
 
     XCString fresh;
-    fresh.Reserve(units + 1);
+    fresh.Reserve(std::min(units, size) + 1); // malformed bytes may count double
     std::uint8_t block[kBlock];
     std::size_t carried = 0, written = 0;
     for (std::size_t left = size; left > 0;) {

@@ -310,8 +310,8 @@ bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt)
 {
     XCString fresh;
     // The count is right for well-formed text and no less than needed for the well-formed start of any other, since the
-    // decoder stops at the first bad byte.
-    if (!bytes.empty()) fresh.Reserve(CountUtf16Units(bytes) + 1);
+    // decoder stops at the first bad byte. Malformed bytes may count double, and no text has more units than bytes.
+    if (!bytes.empty()) fresh.Reserve(std::min(CountUtf16Units(bytes), bytes.size()) + 1);
     std::size_t used = 0;
     std::size_t const units = bytes.empty() ? 0 : DecodeUtf8(StringAccess::Units(fresh), bytes, used);
     if (used != bytes.size()) {

@@ -34,7 +34,8 @@ bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt =
 /// Decodes into a buffer of at least CountUtf16Units(bytes) units (bytes.size() always suffices) up to the first
 /// malformed sequence. Returns the count of units; `used` receives the bytes read, all of them when nothing is wrong.
 std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) noexcept;
-/// The count of units that well-formed bytes decode to; malformed ones never decode to more.
+/// The count of units that well-formed bytes decode to; malformed ones never decode to more, and may count as up to
+/// two units a byte.
 std::size_t CountUtf16Units(std::string_view bytes) noexcept;
 /// Decodes into a buffer of at least bytes.size() units; a byte that is no UTF-8 becomes the unit of its value.
 /// Returns the count of units.
