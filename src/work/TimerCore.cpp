@@ -18,6 +18,14 @@
 
 namespace xc::work {
 
+namespace {
+
+/// Spans from here on begin with a reading that is cheap and up to a step too large: it makes them late by less than a
+/// thousandth. These are the time-outs that a server starts and cancels with each request.
+constexpr std::uint64_t kLongSpanMs = 32000;
+
+} // namespace
+
 TimerCore::TimerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
     : m_executor(executor), m_name(name), m_clocks(clocks),
       m_wait(clocks.NewWait()), m_wheels{TimerWheel(clocks.GetAwakeMs()), TimerWheel(clocks.GetElapsedMs())}
@@ -59,7 +67,9 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
         TimerAccess::State& state = TimerAccess::Of(timer);
         wasLinked = Unlink(timer);
         ++state.generation;
-        state.due = Now(clock) + delayMs + (delayMs > 0 ? 1 : 0); // part of the present millisecond has passed
+        bool const cheap = delayMs >= kLongSpanMs && clock == XCTimerClock::Awake;
+        std::uint64_t const now = cheap ? m_clocks.GetAwakeMsAtMost() : Now(clock);
+        state.due = now + delayMs + (delayMs > 0 ? 1 : 0); // part of the present millisecond has passed
         state.period = periodMs;
         state.mode = mode;
         state.missed = 0;
@@ -86,7 +96,7 @@ bool TimerCore::Cancel(XCTimer& timer) noexcept
         state.period = 0;
         state.again = false;
         auto const isOver = [&state] { return !state.running || state.threadId == win32::ThreadId(); };
-        (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
+        if (state.running) (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     }
     if (wasLinked) timer.Release();
     return wasLinked;

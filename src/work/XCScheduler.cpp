@@ -279,12 +279,7 @@ XCScheduler::XCScheduler(XCSmartPtr<XCExecutor> const& executor, XCString const&
 
 XCScheduler::~XCScheduler()
 {
-    if (xc::win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
-    try {
-        (void)m_core->Stop(0);
-    } catch (...) { // no memory to tell that a job still runs
-    }
-    m_core->Release();
+    xc::work::Abandon(*m_core);
 }
 
 std::uint64_t XCScheduler::Add(XCSmartPtr<XCScheduleI> const& schedule, Callback callback, XCJobOptions const& options)

@@ -183,6 +183,14 @@ std::uint64_t AwakeMs() noexcept
 {
     return TickMs();
 }
+std::uint64_t AwakeMsAtMost() noexcept
+{
+    return TickMs();
+}
+std::uint64_t ElapsedMs() noexcept
+{
+    return TickMs();
+}
 
 TimeWait::TimeWait() : m_event(new Sticky), m_timer(nullptr) {}
 TimeWait::~TimeWait()
