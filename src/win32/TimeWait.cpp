@@ -16,7 +16,7 @@ namespace xc::win32 {
 
 namespace {
 
-constexpr std::int64_t kTicksPerMs = 10000;
+constexpr std::int64_t kTicksPerUs = 10, kTicksPerMs = 10000;
 
 /// The time since the start without the time that the computer has slept, as of the clock's last step.
 std::int64_t AwakeStep() noexcept
@@ -41,33 +41,33 @@ std::int64_t PreciseUtc() noexcept
 using Precise = void(WINAPI*)(PULONGLONG);
 
 /// The precise form of a clock, or its stepping form with the wall clock between the steps.
-std::uint64_t FineMs(Precise precise, std::int64_t (*step)() noexcept, FineClock& clock) noexcept
+std::uint64_t FineUs(Precise precise, std::int64_t (*step)() noexcept, FineClock& clock) noexcept
 {
-    if (!precise) return static_cast<std::uint64_t>(clock.Read(step(), PreciseUtc()) / kTicksPerMs);
+    if (!precise) return static_cast<std::uint64_t>(clock.Read(step(), PreciseUtc()) / kTicksPerUs);
     ULONGLONG ticks = 0;
     precise(&ticks);
-    return ticks / kTicksPerMs;
+    return ticks / kTicksPerUs;
 }
 
 } // namespace
 
-std::uint64_t AwakeMs() noexcept
+std::uint64_t AwakeUs() noexcept
 {
     static auto const precise = SystemFunction<Precise>(L"kernelbase.dll", "QueryUnbiasedInterruptTimePrecise");
     static constinit FineClock clock;
-    return FineMs(precise, AwakeStep, clock);
+    return FineUs(precise, AwakeStep, clock);
 }
 
-std::uint64_t AwakeMsAtMost() noexcept
+std::uint64_t AwakeUsAtMost() noexcept
 {
-    return static_cast<std::uint64_t>((AwakeStep() + FineClock::kStep) / kTicksPerMs);
+    return static_cast<std::uint64_t>((AwakeStep() + FineClock::kStep) / kTicksPerUs);
 }
 
-std::uint64_t ElapsedMs() noexcept
+std::uint64_t ElapsedUs() noexcept
 {
     static auto const precise = SystemFunction<Precise>(L"kernelbase.dll", "QueryInterruptTimePrecise");
     static constinit FineClock clock;
-    return FineMs(precise, ElapsedStep, clock);
+    return FineUs(precise, ElapsedStep, clock);
 }
 
 TimeWait::TimeWait()

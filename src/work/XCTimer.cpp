@@ -23,9 +23,9 @@ private:
 
 class SystemTime final : public XCTimeSourceI {
 public:
-    std::uint64_t GetAwakeMs() noexcept override { return xc::win32::AwakeMs(); }
-    std::uint64_t GetAwakeMsAtMost() noexcept override { return xc::win32::AwakeMsAtMost(); }
-    std::uint64_t GetElapsedMs() noexcept override { return xc::win32::ElapsedMs(); }
+    std::uint64_t GetAwakeUs() noexcept override { return xc::win32::AwakeUs(); }
+    std::uint64_t GetAwakeUsAtMost() noexcept override { return xc::win32::AwakeUsAtMost(); }
+    std::uint64_t GetElapsedUs() noexcept override { return xc::win32::ElapsedUs(); }
     std::int64_t GetUtcMs() noexcept override
     {
         constexpr std::int64_t kEpochMs = 11644473600000; // 1970, since 1601
@@ -39,9 +39,9 @@ public:
 XCTimeWaitI::~XCTimeWaitI() = default;
 XCTimeSourceI::~XCTimeSourceI() = default;
 
-std::uint64_t XCTimeSourceI::GetAwakeMsAtMost() noexcept
+std::uint64_t XCTimeSourceI::GetAwakeUsAtMost() noexcept
 {
-    return GetAwakeMs();
+    return GetAwakeUs();
 }
 
 XCTimeSourceI& XCTimeSourceI::System() noexcept
