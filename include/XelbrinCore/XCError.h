@@ -21,6 +21,7 @@
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
@@ -31,6 +32,9 @@
 #include <vector>
 
 class XCMessageSource;
+namespace std {
+class error_code;
+}
 
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
@@ -153,6 +157,9 @@ public:
     /// Copies every value; the copy outlives this object.
     XCErrorWithArgs(XCErrorWithArgs const& other);
     XCErrorWithArgs& operator=(XCErrorWithArgs const& other);
+    /// Takes the parameters; the other one has none afterwards.
+    XCErrorWithArgs(XCErrorWithArgs&& other) noexcept;
+    XCErrorWithArgs& operator=(XCErrorWithArgs&& other) noexcept;
     ~XCErrorWithArgs() override;
 
     /// Adds a parameter and returns its index. @throws std::bad_alloc; the error is then unchanged.
@@ -162,6 +169,22 @@ public:
     std::size_t AddParam(XCString const& value);
     std::size_t AddParam(XCDateTime const& value);
     std::size_t AddParam(XCDouble const& value);
+    /// An integer of another type: as a long, or as its digits where a long does not hold it.
+    template <xc::text::PlainInteger T>
+    requires(sizeof(T) >= sizeof(int) && !std::is_same_v<T, int> && !std::is_same_v<T, long>) std::size_t
+        AddParam(T value)
+    {
+        if (std::in_range<long>(value)) return AddParam(static_cast<long>(value));
+        XCString digits;
+        digits.Format(L"%s", value);
+        return AddParam(digits);
+    }
+    /// Dates, durations, errors, identifiers: everything with AsString(), as the text that it has now.
+    template <xc::text::HasOwnText T>
+    requires(!std::is_base_of_v<XCString, T>) std::size_t AddParam(T const& value)
+    {
+        return AddParam(value.AsString());
+    }
 
     /// True and the value, when the index is in range and the parameter is of exactly this type; otherwise `value` is
     /// left alone.
@@ -223,6 +246,7 @@ public:
     bool IsKindOf(int iuid) const override;
 
 private:
+    friend XC_API XCErrorID XCFromErrorCode(std::error_code const& code);
     explicit XCWinLastError(unsigned long code);
 };
 

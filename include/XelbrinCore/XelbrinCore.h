@@ -11,6 +11,7 @@
 #include <XelbrinCore/XCBuffer.h>
 #include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
+#include <XelbrinCore/XCChrono.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommaSeparatedValues.h>
 #include <XelbrinCore/XCCommandLine.h>
@@ -27,11 +28,13 @@
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCErrorCode.h>
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
+#include <XelbrinCore/XCFuture.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLocale.h>
@@ -50,6 +53,7 @@
 #include <XelbrinCore/XCRegExFind.h>
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
+#include <XelbrinCore/XCResult.h>
 #include <XelbrinCore/XCSafeCounter.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
