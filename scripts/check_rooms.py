@@ -56,7 +56,7 @@ HEADER_ROOM = {
     "XCLog.h": "log", "XCLogChannel.h": "log", "XCLogFile.h": "log",
     "XCLogSubscriber.h": "log", "XCTrace.h": "log",
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
-    "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCRegExFind.h": "match", "XCCondition.h": "match/condition",
+    "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCRegExFind.h": "match", "XCCondition.h": "match/condition", "XCConditionBuilding.h": "match/condition",
     "XCConditionParams.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCConfig.h": "app/config",
     "XCConfigFile.h": "app/config", "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
