@@ -63,6 +63,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringParts.h>
 #include <XelbrinCore/XCStringStorage.h>
 #include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>
