@@ -59,6 +59,7 @@
 #include <XelbrinCore/XCSafeCounter.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
+#include <XelbrinCore/XCStdFormat.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>

@@ -230,6 +230,13 @@ XCString XCDateTimeEx::AsString(XCTimeZone const& zone) const
     return text;
 }
 
+XCString XCDateTimeEx::AsString(wchar_t const* format, XCTimeZone const& zone) const
+{
+    XCString text;
+    (void)AsString(text, format, zone); // a value that is no date stays empty
+    return text;
+}
+
 XCErrorID XCDateTimeEx::AsString(XCString& text, wchar_t const* format, XCTimeZone const& zone) const
 {
     // Nothing is an empty text and no error; a value that is no date has no text that could be read back.

@@ -137,6 +137,8 @@ TEST(XCCommandLine, CopiesOutliveTheirSource)
         EXPECT_TRUE(XCString(line->GetArgValues()[1]) == L"/x:1");
         EXPECT_EQ(line->GetArg(L"X", 0), 1);
     }
+    XCCommandLine const moved(std::move(assigned));
+    EXPECT_TRUE(moved.GetArg(L"X", 0) == 1 && assigned.GetArgCount() == 0);
 }
 
 TEST(XCUsageInfo, LaysOutOptionLines)
