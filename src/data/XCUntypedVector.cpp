@@ -1,6 +1,10 @@
 // Sorting merges runs of numbers of elements, bottom up, and moves the elements once at the end: comparisons may come
 // from C code that contradicts itself, and a merge stays within its runs whatever a comparison answers. Nothing of the
 // list changes before the last comparison is done.
+//
+// The cost is O(n log n) comparisons and two arrays of numbers; elements of any size move once. The merge takes the
+// left one of two equal elements, so the order is stable. std::sort is no choice here: with a comparison that
+// contradicts itself it may read outside of its range.
 #include <XelbrinCore/XCUntypedVector.h>
 
 #include <algorithm>
@@ -9,6 +13,7 @@
 #include <vector>
 
 XCUntypedVector::XCUntypedVector(std::size_t elementSize, ReleaseFunction release) noexcept
+    // Elements of size 0 would divide by it.
     : m_elementSize(std::max<std::size_t>(elementSize, 1)), m_release(release)
 {
 }
@@ -60,6 +65,7 @@ void* XCUntypedVector::Insert(std::size_t index, void const* element)
 bool XCUntypedVector::Set(std::size_t index, void const* element) noexcept
 {
     void* const at = Get(index);
+    // Releasing first would destroy what is about to be copied.
     if (!at || at == element) return at != nullptr;
     if (m_release) m_release(at);
     std::memcpy(at, element, m_elementSize);

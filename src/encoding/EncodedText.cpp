@@ -50,6 +50,7 @@ std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
 UnitBuffer DecodeUtf8Start(std::string_view bytes, std::size_t& used)
 {
     // No character has more units than bytes: one allocation without a count before.
+    // A page of two bytes needs no more units than bytes either.
     UnitBuffer text(bytes.size());
     used = 0;
     if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
@@ -109,6 +110,7 @@ XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
 
 std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
 {
+    // No mark begins another, so the order does not matter.
     for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE}) {
         std::string_view const mark = ByteOrderMark(marked);
         if (!bytes.starts_with(mark)) continue;

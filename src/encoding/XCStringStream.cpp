@@ -22,6 +22,7 @@ using xc::text::StringAccess;
 
 namespace {
 
+// More decimals than any double has that somebody will compare; a bound keeps the digits on the stack.
 constexpr int kMostDecimals = 50;
 constexpr std::size_t kMostDigits = 400; // the largest number has 309 digits before the point
 
@@ -86,6 +87,7 @@ template <class Digits>
 void AppendPadded(XCString& to, Digits digits, XCNumberFormat const& format)
 {
     std::size_t const fill = format.width - std::min(format.width, digits.size());
+    // Zeros belong to the number, blanks stand before it.
     std::size_t const sign = fill != 0 && format.fill == L'0' && digits.starts_with('-') ? 1 : 0;
     wchar_t* place = StringAccess::Extend(to, fill + digits.size());
     place = std::copy_n(digits.begin(), sign, place);
@@ -246,8 +248,10 @@ bool XCStringStream::ReadWithin(Number& value, int base, std::size_t bytes)
     std::size_t const before = m_position;
     Number read = 0;
     if (!ReadNumber(read, base)) return false;
+    // Shifting the limits of 64 bits gives those of the smaller type, with and without sign.
     if (read > Limits::max() >> (64 - 8 * bytes) || read < Limits::min() >> (64 - 8 * bytes)) {
         m_position = before;
+        // The position of the number, after the blanks before it.
         if (Begin()) Fail(XCErrNumberRange, m_position);
         return false;
     }
@@ -289,6 +293,7 @@ XCStringStream& XCStringStream::ReadLine(XCString& line)
     std::size_t const feed = read.find(L'\n');
     read = read.substr(0, feed);
     m_position += read.size() + (feed == std::wstring_view::npos ? 0 : 1);
+    // A return without a feed is part of the text.
     if (feed != std::wstring_view::npos && read.ends_with(L'\r')) read.remove_suffix(1);
     line = XCString(read);
     return *this;

@@ -73,6 +73,7 @@ Factorization MaximalSuffix(Units needle, std::size_t m, bool reverse) noexcept
 template <class Units>
 Factorization CriticalFactorization(Units needle, std::size_t m) noexcept
 {
+    // The later of the two places is critical: no repetition around it is shorter than the needle's own period.
     Factorization const a = MaximalSuffix(needle, m, false);
     Factorization const b = MaximalSuffix(needle, m, true);
     return a.split >= b.split ? a : b;
@@ -87,6 +88,7 @@ std::size_t FindTwoWay(Units text, std::size_t n, Units needle, std::size_t m) n
     bool periodic = true; // the left half repeats the right one's period
     for (std::size_t i = 0; i < split && periodic; ++i)
         periodic = i + rightPeriod < m && needle[i] == needle[i + rightPeriod];
+    // Without a period the left half cannot occur again before the larger half has passed.
     std::size_t const shift = periodic ? rightPeriod : std::max(split, m - split) + 1;
     std::size_t remembered = 0; // units of the needle known to fit after a shift by the period
     for (std::size_t at = 0; at <= n - m;) {
@@ -141,6 +143,7 @@ XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFi
             std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
             if (needle.IsAt(text + at)) return {at, Progress::Found};
             if (needle.WastedTooMuch(at)) return {at + 1, Progress::GaveUp};
+            // Each unit has two bits in the mask.
             mask &= mask - 1;
             mask &= mask - 1;
         }
@@ -183,6 +186,7 @@ bool TextFinder::IsAt(wchar_t const* text) noexcept
 {
     std::size_t const same = Mismatch(text, m_needle.data(), m_needle.size());
     if (same == m_needle.size()) return true;
+    // A comparison costs at least as much as eight units, however soon it fails.
     m_wasted += same + 8;
     return false;
 }
@@ -202,6 +206,7 @@ std::size_t TextFinder::Find(wchar_t const* text, std::size_t n) noexcept
     std::size_t i = progress.place;
     if (progress.state == Progress::GaveUp)
         return i + FindTwoWay(ForwardUnits{text + i}, n - i, ForwardUnits{m_needle.data()}, m); // none: i + (n - i)
+    // Fewer than eight places are left.
     for (; i <= last; ++i)
         if (text[i] == m_needle[0] && IsAt(text + i)) return i;
     return n;
@@ -225,6 +230,8 @@ std::size_t FindLastText(wchar_t const* text, std::size_t n, wchar_t const* need
         std::size_t const same = Mismatch(text + at, needle, m);
         if (same == m) return at;
         wasted += same + 8;
+        // The same bound as that of the forward filter: work in vain stays within a multiple of what was passed, plus
+        // a start.
         if (wasted > 4 * (n - at) + 4096) {
             std::size_t const left = at + m - 1; // needles that begin before `at` end here at the latest
             std::size_t const back = FindTwoWay(BackwardUnits{text + left}, left, BackwardUnits{needle + m}, m);

@@ -159,6 +159,7 @@ namespace {
 /// Whether a conversion writes a number or a character from an integer.
 bool TakesInteger(wchar_t letter) noexcept
 {
+    // Sets of letters are words of 64 bits: a test is a shift, and no letter is listed twice in a switch.
     constexpr std::uint64_t kLetters = BitsOfLetters("diuoxXcCp");
     return letter == L'*' || (kLetters >> (letter - L'@') & 1) != 0;
 }
@@ -202,6 +203,7 @@ FormatValue TypedSource::Next(Conversion const& wanted)
     case XCFormatArg::Kind::Bool: return BoolValue(argument.asUnsigned != 0, wanted.letter);
     case XCFormatArg::Kind::WideEnd: return WideUpTo(wide, wanted.limit);
     case XCFormatArg::Kind::NarrowEnd: return NarrowUpTo(narrow, wanted.limit);
+    // A view of nothing is an empty text; only a null pointer of a text prints as "(null)".
     case XCFormatArg::Kind::WideCount: return FormatValue::Wide({wide ? wide : L"", argument.length});
     case XCFormatArg::Kind::NarrowCount: return FormatValue::Narrow({narrow ? narrow : "", argument.length});
     case XCFormatArg::Kind::Pointer: break;
@@ -297,6 +299,7 @@ private:
     static wchar_t const* ReadDigits(wchar_t const* at, std::uint32_t& value) noexcept
     {
         std::uint64_t sum = 0;
+        // Held at the limit in each step, so that no run of digits can wrap.
         for (; IsDigit(*at); ++at) sum = std::min<std::uint64_t>(sum * 10 + (ToUint(*at) - L'0'), kFormatNoLimit);
         value = static_cast<std::uint32_t>(sum);
         return at;
@@ -363,6 +366,7 @@ private:
     {
         if ((piece.flags & kStarWidth) != 0) {
             std::int64_t const width = TakeNumber();
+            // As in C: a negative width from the arguments means the left side.
             if (width < 0) piece.flags |= kLeft;
             piece.width = std::max(piece.width, static_cast<std::uint32_t>(width < 0 ? -width : width));
         }

@@ -91,6 +91,7 @@ private:
     void AddPoint() noexcept
     {
         if (!m_alternate || std::find(m_buffer, m_exponent, '.') != m_exponent) return;
+        // The buffer keeps one unit free for this.
         std::memmove(m_exponent + 1, m_exponent, static_cast<std::size_t>(m_end - m_exponent));
         *m_exponent++ = '.';
         ++m_end;
@@ -218,6 +219,7 @@ private:
         }
         std::string_view bytes = piece.value.NarrowText();
         // A text as long as its precision may have been cut already by who read it.
+        // One more than there is tells a text without precision from one that ends exactly at it.
         std::size_t const most = CutLength(piece, bytes.size() + 1);
         if (most <= bytes.size()) bytes = WithoutBegunCharacter(bytes.substr(0, most));
         if (bytes.size() > Room())
@@ -364,6 +366,7 @@ private:
         bool const upper = piece.letter == L'E' || piece.letter == L'G' || piece.letter == L'A';
         auto const form = static_cast<char>(piece.letter | 0x20);
         if (!std::isfinite(value)) {
+            // Zero padding would make a number of these words: the flag is left out.
             field.digits = isNumber ? (upper ? "INF" : "inf") : (upper ? "NAN" : "nan");
             PutNumber(field, piece);
         } else if (form == 'e' || form == 'f' || form == 'g' || form == 'a') {

@@ -59,6 +59,7 @@ Signed ReadSigned(wchar_t const* text, bool* ok) noexcept
     bool const inRange = !number.overflow && number.magnitude <= limit;
     if (ok) *ok = inRange && number.anyDigit && number.atTerminator;
     std::uint64_t const value = inRange ? number.magnitude : limit;
+    // Negated without a sign: the smallest number of the type has no positive one.
     return static_cast<Signed>(number.negative ? 0 - value : value);
 }
 
@@ -69,6 +70,7 @@ Unsigned ReadUnsigned(wchar_t const* text, bool* ok) noexcept
     bool const inRange = !number.overflow && number.magnitude <= std::numeric_limits<Unsigned>::max();
     if (ok) *ok = inRange && number.anyDigit && number.atTerminator;
     if (!inRange) return std::numeric_limits<Unsigned>::max();
+    // A negative number wraps, as strtoul has it.
     return static_cast<Unsigned>(number.negative ? 0 - number.magnitude : number.magnitude);
 }
 
@@ -104,6 +106,7 @@ bool IsBelowOne(std::string_view digits) noexcept
     std::size_t const mark = std::min(digits.find_first_of("eE"), digits.size());
     std::string_view const mantissa = digits.substr(0, mark);
     std::size_t const first = mantissa.find_first_of("123456789");
+    // Nothing but zeros, with an exponent that from_chars gave up on: the value is 0.
     if (first == std::string_view::npos) return true;
     std::size_t const point = std::min(mantissa.find('.'), mark);
     std::int64_t const place = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);

@@ -33,6 +33,7 @@ using xc::text::FindUnit;
 using xc::text::TextLength;
 using xc::text::UnitSet;
 
+// Switches of former releases. Modules that were built with them still set them; nothing reads them.
 constinit bool XCUseFactory_ = false;
 constinit bool XCUseMemoryPool_ = false;
 constinit bool XCInitVar_ = false;
@@ -81,6 +82,7 @@ UnitGroups ReplaceInGroups(UnitGroups work, wchar_t oldUnit, std::wstring_view n
         std::uint64_t const hit = 0 - std::uint64_t{unit == oldUnit}; // all bits: no branch to be guessed wrong
         std::uint64_t const group = (replacement & hit) | (static_cast<std::uint16_t>(unit) & ~hit);
         std::memcpy(work.out, &group, sizeof group);
+        // Four units are always stored, the place moves by what counts: the next group writes over the rest.
         work.out += 1 + (hit & (newText.size() - 1));
     }
     work.text.remove_prefix(i);
@@ -116,6 +118,7 @@ XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
     std::size_t const capacity = std::max<std::size_t>(n, 1);
     void* const memory = ::operator new(sizeof(DataDef) + (capacity + 1) * sizeof(wchar_t));
     auto* const data = ::new (memory) DataDef{static_cast<std::uint32_t>(capacity), 0, 0};
+    // A block is a valid empty text from its first moment.
     data->Text()[0] = L'\0';
     return data;
 }
@@ -146,6 +149,7 @@ void XCString::ResizeCapacity(std::size_t n)
     // One unit more than the longest text: callers ask for the terminator's place with it.
     if (n > kMaxLength + 1) throw std::length_error("XCString: text too long");
     std::size_t const capacity = m_data->capacity;
+    // The empty block counts as shared, so it always takes the way below.
     if (n <= capacity && !IsShared()) return;
     std::size_t wanted = capacity;
     if (capacity < n) wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
@@ -250,6 +254,7 @@ inline XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
     if (count == 0) return *this;
     // A text of our own lies before the place, so the two never overlap; unless it takes the terminator with it.
     bool const takesOwnTerminator = text + count == data->Text() + length + 1;
+    // Not greater alone: the terminator needs a place, too.
     if (count >= data->capacity - length || takesOwnTerminator || IsShared()) {
         AppendInNewBlock(text, count);
         return *this;
@@ -414,6 +419,7 @@ XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
 {
     std::size_t const length = m_data->length;
     if (length == 0) return *this;
+    // Whatever stands before the place goes with the run.
     std::size_t reached = std::min(pos, length - 1);
     while (reached < length && m_data->Text()[reached] == unit) ++reached;
     return reached == 0 ? *this : RemoveFront(reached);
@@ -475,6 +481,7 @@ std::size_t XCString::RFind(wchar_t const* text, std::size_t start) const
     std::size_t const wanted = TextLength(text);
     std::size_t const length = m_data->length;
     if (!text || wanted > length) return npos;
+    // A hit that begins at the start may reach past it.
     std::size_t const end = std::min(start, length - wanted) + wanted; // of the last place that counts
     std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text, wanted);
     return wanted == 0 || at < end ? at : npos;
