@@ -56,6 +56,7 @@
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
+#include <XelbrinCore/XCStringNumbers.h>
 #include <XelbrinCore/XCStringOrder.h>
 #include <XelbrinCore/XCStringStorage.h>
 #include <XelbrinCore/XCStringStream.h>

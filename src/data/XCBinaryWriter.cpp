@@ -40,6 +40,7 @@ XCBinaryWriter::~XCBinaryWriter()
 
 void XCBinaryWriter::SetFailed(XCErrorID error) noexcept
 {
+    // The first failure is the one to report; those after it follow from it.
     if (m_error.Good()) m_error = std::move(error);
     m_end = m_at;
 }
@@ -67,6 +68,7 @@ bool XCBinaryWriter::PassOn()
         return false;
     }
     std::size_t const rest = Pending() - count;
+    // What is left is what open marks keep; without one there is none, and nothing moves.
     std::memmove(m_buffer.Data(), m_buffer.Data() + count, rest);
     m_at = m_buffer.Data() + rest;
     m_flushed += count;
@@ -92,6 +94,7 @@ bool XCBinaryWriter::MakeRoom(std::size_t size)
 XCErrorID XCBinaryWriter::Flush()
 {
     if (!Good() || !PassOn()) return m_error;
+    // A place that nobody will write now is a fault of the program, and a receiver would wait for it.
     if (!m_marks.empty()) return DataError(XCErrDataOpenMark, FirstMark());
     XCErrorID const flushed = m_sink ? m_sink->Flush() : XCErrorID();
     if (flushed.Bad()) SetFailed(flushed);

@@ -13,15 +13,10 @@
 
 namespace xc::encoding {
 
-namespace {
-
-/// A position as the parameter of an error; far ones stay at the largest number that it holds.
 long PositionParameter(std::size_t position) noexcept
 {
     return static_cast<long>(std::min<std::size_t>(position, INT32_MAX));
 }
-
-} // namespace
 
 XCErrorID MalformedText(std::size_t position)
 {

@@ -122,10 +122,32 @@ struct Progress {
                             _mm256_cmpeq_epi16(_mm256_loadu_si256(reinterpret_cast<__m256i const*>(y)), b));
 }
 
+/// Looks at the candidates of a step that begins at `i`: two bits of the mask for each. False when the search goes on.
+[[gnu::always_inline]] inline bool EndsAmong(unsigned int mask, wchar_t const* text, std::size_t i, TextFinder& needle,
+                                             Progress& progress) noexcept
+{
+    while (mask != 0) {
+        std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
+        if (needle.IsAt(text + at)) {
+            progress = {at, Progress::Found};
+            return true;
+        }
+        if (needle.WastedTooMuch(at)) {
+            progress = {at + 1, Progress::GaveUp};
+            return true;
+        }
+        // Both bits of the candidate go.
+        mask &= mask - 1;
+        mask &= mask - 1;
+    }
+    return false;
+}
+
 /// Tries the places from the first on while a whole step of 16 fits; `last` is the last place where the needle could begin.
 XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFinder& needle) noexcept
 {
     std::size_t i = 0;
+    Progress progress{};
     std::size_t const first = needle.First();
     std::size_t const second = needle.Second();
     __m256i const a = _mm256_set1_epi16(static_cast<short>(needle[first]));
@@ -139,20 +161,15 @@ XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFi
         }
         if (i + 15 > last) break;
         __m256i const both = BothFit(text + i + first, text + i + second, a, b);
-        for (auto mask = static_cast<unsigned int>(_mm256_movemask_epi8(both)); mask != 0;) {
-            std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
-            if (needle.IsAt(text + at)) return {at, Progress::Found};
-            if (needle.WastedTooMuch(at)) return {at + 1, Progress::GaveUp};
-            // Each unit has two bits in the mask.
-            mask &= mask - 1;
-            mask &= mask - 1;
-        }
+        if (EndsAmong(static_cast<unsigned int>(_mm256_movemask_epi8(both)), text, i, needle, progress))
+            return progress;
     }
     return {i, Progress::Exhausted};
 }
 
 Progress FilterSse2(wchar_t const* text, std::size_t i, std::size_t last, TextFinder& needle) noexcept
 {
+    Progress progress{};
     std::size_t const first = needle.First();
     std::size_t const second = needle.Second();
     __m128i const a = _mm_set1_epi16(static_cast<short>(needle[first]));
@@ -162,13 +179,7 @@ Progress FilterSse2(wchar_t const* text, std::size_t i, std::size_t last, TextFi
         auto const* const y = reinterpret_cast<__m128i const*>(text + i + second);
         __m128i const both =
             _mm_and_si128(_mm_cmpeq_epi16(_mm_loadu_si128(x), a), _mm_cmpeq_epi16(_mm_loadu_si128(y), b));
-        for (auto mask = static_cast<unsigned int>(_mm_movemask_epi8(both)); mask != 0;) {
-            std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
-            if (needle.IsAt(text + at)) return {at, Progress::Found};
-            if (needle.WastedTooMuch(at)) return {at + 1, Progress::GaveUp};
-            mask &= mask - 1;
-            mask &= mask - 1;
-        }
+        if (EndsAmong(static_cast<unsigned int>(_mm_movemask_epi8(both)), text, i, needle, progress)) return progress;
     }
     return {i, Progress::Exhausted};
 }

@@ -167,6 +167,8 @@ bool TakesInteger(wchar_t letter) noexcept
 FormatValue IntegerValue(XCFormatArg const& argument, Conversion const& wanted) noexcept
 {
     constexpr std::uint64_t kLetters = BitsOfLetters("diuoxX");
+    // Only the small sizes cut. A wider one than the argument has is a slip in the format, and the value is known
+    // here.
     bool const cut = wanted.size == FormatSize::Byte || wanted.size == FormatSize::Short;
     if (cut && wanted.letter != L'*' && (kLetters >> (wanted.letter - L'@') & 1) != 0)
         return CutTo(wanted, argument.asSigned);
@@ -189,8 +191,10 @@ FormatValue BoolValue(bool value, wchar_t letter) noexcept
 
 } // namespace
 
+// {
 FormatValue TypedSource::Next(Conversion const& wanted)
 {
+    // A conversion without an argument: what it says is printed as it stands, and nothing is read from anywhere.
     if (m_next == m_arguments.count) return {};
     XCFormatArg const& argument = m_arguments.begin[m_next++];
     auto const* const wide = static_cast<wchar_t const*>(argument.pointer);
@@ -309,6 +313,7 @@ private:
     {
         for (std::uint8_t flag = FlagOf(*at); flag != 0; flag = FlagOf(*++at)) piece.flags |= flag;
         at = ReadDigits(at, piece.width);
+        // Cut and not refused: a width from data must not decide whether a line of a log is written.
         piece.width = std::min(piece.width, m_fieldLimit);
         return at;
     }
@@ -331,6 +336,7 @@ private:
     {
         for (;; ++at) {
             switch (*at) {
+            // Repeated letters step through the sizes; of different ones the last counts.
             case L'h': piece.size = piece.size == FormatSize::Short ? FormatSize::Byte : FormatSize::Short; break;
             case L'l': piece.size = piece.size == FormatSize::Long ? FormatSize::Bits64 : FormatSize::Long; break;
             case L'w': piece.size = FormatSize::Long; break;
@@ -371,6 +377,7 @@ private:
             piece.width = std::max(piece.width, static_cast<std::uint32_t>(width < 0 ? -width : width));
         }
         if ((piece.flags & kStarPrecision) != 0)
+            // As in C: a negative precision from the arguments counts as none.
             piece.precision = static_cast<std::int32_t>(std::max<std::int64_t>(TakeNumber(), -1));
         std::size_t const limit = piece.precision < 0 ? XCString::npos : static_cast<std::size_t>(piece.precision);
         piece.value = m_source.Next({piece.letter, piece.size, limit});

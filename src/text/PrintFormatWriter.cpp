@@ -65,6 +65,7 @@ public:
         : m_value(value), m_precision(precision), m_alternate(alternate)
     {
         switch (form) {
+        // Six decimals unless asked for, as in C; %a alone takes as many as the value needs.
         case 'f': MakeFixed(precision < 0 ? 6 : precision); break;
         case 'e': MakeScientific(precision < 0 ? 6 : precision); break;
         case 'a': MakeHex(); break;
@@ -100,6 +101,7 @@ private:
     {
         // Past its last decimal a double has zeros only: these need neither buffer nor computation.
         std::int32_t const written = std::min(precision, kMostDecimals);
+        // The conversion of the standard library rounds exactly, in every length, and looks at no locale.
         Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::fixed, written), 0);
         m_zeros = precision - written;
         AddPoint();
@@ -240,6 +242,7 @@ private:
             Fill(L' ', blanks);
             return;
         }
+        // Decoded at the left first and moved then: blanks can be counted only when the length is known.
         std::size_t const shift = std::min(blanks, Room());
         units = std::min(units, Room() - shift);
         std::memmove(begin + shift, begin, units * sizeof(wchar_t));
@@ -263,6 +266,7 @@ private:
         std::size_t const length = field.Length();
         std::size_t const blanks = piece.width > length ? piece.width - length : 0;
         bool const left = (piece.flags & kLeft) != 0;
+        // Zeros go between sign and digits, blanks before the sign; on the left side zeros would change the number.
         bool const zeros = field.padWithZeros && !left;
         if (zeros) field.leadingZeros += blanks;
         if (!left && !zeros) Fill(L' ', blanks);
@@ -395,6 +399,7 @@ std::size_t FormatPlan::Write(wchar_t* buffer, std::size_t capacity) const noexc
 {
     Writer writer(buffer, capacity);
     for (std::size_t i = 0; i < m_count; ++i) {
+        // The first pieces stand in the plan itself and the rest in a list: the order is that of the format.
         Piece const& piece = At(i);
         if (piece.letter == 0)
             writer.Put({piece.source, piece.sourceLength});

@@ -115,32 +115,32 @@ bool IsBelowOne(std::string_view digits) noexcept
 
 } // namespace
 
-int XCString::AsInt(bool* ok) const noexcept
+int XCStringNumbers::AsInt(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
 }
-long XCString::AsLong(bool* ok) const noexcept
+long XCStringNumbers::AsLong(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
 }
-unsigned int XCString::AsUint(bool* ok) const noexcept
+unsigned int XCStringNumbers::AsUint(bool* ok) const noexcept
 {
     return ReadUnsigned<std::uint32_t>(AsWChar(), ok);
 }
-unsigned long XCString::AsULong(bool* ok) const noexcept
+unsigned long XCStringNumbers::AsULong(bool* ok) const noexcept
 {
     return ReadUnsigned<std::uint32_t>(AsWChar(), ok);
 }
-std::int64_t XCString::AsInt64(bool* ok) const noexcept
+std::int64_t XCStringNumbers::AsInt64(bool* ok) const noexcept
 {
     return ReadSigned<std::int64_t>(AsWChar(), ok);
 }
-std::uint64_t XCString::AsUInt64(bool* ok) const noexcept
+std::uint64_t XCStringNumbers::AsUInt64(bool* ok) const noexcept
 {
     return ReadUnsigned<std::uint64_t>(AsWChar(), ok);
 }
 
-double XCString::AsDouble(bool* ok) const
+double XCStringNumbers::AsDouble(bool* ok) const
 {
     wchar_t const* text = AsWChar();
     while (IsSpace(*text)) ++text;
