@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <map>
+
 namespace {
 
 using Queue = XCSmartPtr<XCTimerQueue>;
