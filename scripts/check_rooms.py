@@ -38,7 +38,8 @@ ORDER = [name for name, _, _ in ROOMS]
 # instants; its rules are computed in datetime.
 HEADER_ROOM = {
     "XCExport.h": None, "XCRefCount.h": None, "XCSafeCounter.h": None,
-    "XCFormatArg.h": "text", "XCString.h": "text", "XCStringValue.h": "text", "XCStringStorage.h": "text", "XCStringOrder.h": "text",
+    "XCFormatArg.h": "text", "XCString.h": "text", "XCStringValue.h": "text", "XCStringStorage.h": "text",
+    "XCStringNumbers.h": "text", "XCStringOrder.h": "text",
     "XCStringTools.h": "text", "XCStringParts.h": "text", "XCStdFormat.h": "text",
     "XCCollator.h": "text", "XCGuid.h": "text", "XCUnicode.h": "text", "XCStringConverter.h": "encoding",
     "XCLocale.h": "encoding", "XCStringStream.h": "encoding",

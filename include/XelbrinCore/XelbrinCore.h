@@ -63,6 +63,7 @@
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
+#include <XelbrinCore/XCStringNumbers.h>
 #include <XelbrinCore/XCStringOrder.h>
 #include <XelbrinCore/XCStringParts.h>
 #include <XelbrinCore/XCStringStorage.h>

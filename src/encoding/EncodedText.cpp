@@ -30,6 +30,7 @@ void SwapBytes(wchar_t* units, std::size_t count) noexcept
 {
     for (std::size_t i = 0; i < count; ++i) {
         std::uint32_t const unit = text::ToUint(units[i]);
+        // Plain arithmetic on whole units: the compiler makes vectors of it, and UTF-16 of the other order is rare.
         units[i] = static_cast<wchar_t>((unit >> 8 | unit << 8) & 0xFFFF);
     }
 }
@@ -50,6 +51,7 @@ std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
 UnitBuffer DecodeUtf8Start(std::string_view bytes, std::size_t& used)
 {
     // No character has more units than bytes: one allocation without a count before.
+    // A page of two bytes needs no more units than bytes either.
     UnitBuffer text(bytes.size());
     used = 0;
     if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
@@ -60,6 +62,8 @@ std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
 {
     std::size_t used = 0;
     std::optional<UnitBuffer> text = DecodeUtf8Start(bytes, used);
+    // One bad byte decides against UTF-8 for the whole: half of a text in each of two encodings would be worse than a
+    // guess.
     if (used != bytes.size()) text.reset();
     return text;
 }
@@ -109,6 +113,7 @@ XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
 
 std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
 {
+    // No mark begins another, so the order does not matter.
     for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE}) {
         std::string_view const mark = ByteOrderMark(marked);
         if (!bytes.starts_with(mark)) continue;

@@ -82,6 +82,7 @@ void AppendText(std::string& to, std::wstring_view text)
 {
     constexpr std::size_t kShort = 256;
     if (text.size() > kShort) return text::AppendUtf8(to, text); // counts first, reserves no more than needed
+    // Encoded on the stack and appended once: most records are short, and counting them first would read them twice.
     char bytes[text::MaxUtf8Bytes(kShort)];
     to.append(bytes, text::EncodeUtf8(bytes, text));
 }
@@ -93,6 +94,7 @@ void AppendOnOneLine(std::string& to, std::wstring_view text)
         AppendText(to, text.substr(0, feed));
         if (feed == text.size()) return;
         text.remove_prefix(feed + 1);
+        // The last feed ends the record; every other one only looked as if it did.
         to += text.empty() ? "\r\n" : "~";
     }
 }

@@ -25,6 +25,7 @@ struct XCLogChannel::LevelStream {
     LevelStream(XCLogChannel& channel, int level_)
         : level(level_), stream(channel.m_subscribers, channel.m_name, &channel.m_stream.GetBuffer())
     {
+        // Once: the level of such a stream is its name in the list.
         stream.SetLoggingLevel(level);
     }
     int level;
@@ -45,6 +46,8 @@ XCLogStream& XCLogChannel::GetStream(int level)
     // The order of one thread's texts: those at other levels go out first.
     m_stream.OnEOL();
     LevelStream* found = nullptr;
+    // Streams that join after this look are of other threads; the texts of this thread are all in the streams it has
+    // seen.
     LevelStream* const first = m_levelStreams.load();
     for (LevelStream* other = first; other; other = other->next) {
         if (other->level == level)
@@ -55,6 +58,7 @@ XCLogStream& XCLogChannel::GetStream(int level)
     if (found) return found->stream;
     auto fresh = std::make_unique<LevelStream>(*this, level);
     fresh->next = first;
+    // The exchange succeeds only while the head is the one that was searched, so no level is ever listed twice.
     LevelStream* expected = first;
     // Another thread may have been quicker, perhaps with this very level.
     if (!m_levelStreams.compare_exchange_strong(expected, fresh.get())) return GetStream(level);
@@ -84,6 +88,7 @@ void XCLogRecord::Deliver()
 void XCLogRecord::PutBytes(std::string_view text)
 {
     std::wstring units(text.size(), L'\0');
+    // No text has more units than its bytes, so the space is enough and is only ever cut.
     units.resize(xc::text::DecodeUtf8Leniently(units.data(), text));
     m_text.Append(std::wstring_view(units));
 }
@@ -92,11 +97,13 @@ void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
 {
     bool const negative = isSigned && static_cast<std::int64_t>(bits) < 0;
     if (negative) m_text += L'-';
+    // The magnitude is made by wrapping around, which is right for the smallest number too.
     m_text.Append(xc::log::Digits(negative ? 0 - bits : bits).View());
 }
 
 void XCLogRecord::PutDouble(double value)
 {
+    // "%g" writes six digits, a sign, a point and an exponent at most; 32 units hold that with room to spare.
     wchar_t digits[32];
     xc::text::FormatValue const values[] = {xc::text::FormatValue::Double(value)};
     xc::text::ValueListSource source(values);
@@ -113,6 +120,7 @@ XCLogManager::~XCLogManager()
 /// Never destroyed: destructors of static objects may log after everything else of the library has gone.
 XCLogManager& XCLogManager::Get()
 {
+    // Flushed before the files are closed at the end of the process: text that no line end has sent yet still arrives.
     static XCLogManager* const instance = [] {
         auto manager = std::make_unique<XCLogManager>();
         xc::log::AtExit::BeforeFiles([] { Get().Flush(); });
@@ -152,6 +160,7 @@ XCLogChannel* XCLogManager::GetChannel(XCString const& name) const
 
 XCLogChannel& XCLogManager::GetOrAddChannel(XCString const& name)
 {
+    // Asked first without building: nearly every call finds its channel.
     if (XCLogChannel* const known = GetChannel(name)) return *known;
     auto channel = std::make_unique<XCLogChannel>(m_subscribers, name);
     std::lock_guard const hold(m_section);
@@ -202,6 +211,7 @@ XCSmartPtrVector<XCLogSubscriberI> XCLogManager::GetSubscribers() const
 /// Needs no memory: destructors flush. Delivery runs without the lock, since subscribers may ask for channels.
 void XCLogManager::Flush()
 {
+    // By index and not by iterator: a subscriber may add channels meanwhile, and these are flushed too.
     for (std::size_t i = 0; XCLogChannel* const channel = GetChannel(i); ++i) channel->FlushStreams();
     m_subscribers->FlushSubscribers();
 }

@@ -5,6 +5,10 @@
 // layouts other than AsIs are made as bytes first and decoded again, which keeps one body for each layout and costs
 // nothing that a console would show. Files open with their first block; failures are counted there and tried again with
 // the next block.
+//
+// The first text of a block after the lock decides its place in the file: channels, threads and lists may race up to
+// there, and from there on the order is the order of the section. A rotating file and a JSON file are the file
+// subscriber with a rotation or a layout set, not classes with bodies of their own.
 #include <XelbrinCore/XCLogSubscriber.h>
 
 #include "log/AtExit.h"
@@ -45,12 +49,17 @@ namespace {
 /// The block in its layout, as bytes.
 void AppendBlock(std::string& to, XCLogLayout layout, XCString const& channel, int level, XCString const& text)
 {
+    // As it came: the text holds its own line ends, and several lines are several lines.
     if (layout == XCLogLayout::AsIs) return AppendText(to, text.View());
     std::wstring_view const body = WithoutLineEnd(text.View());
+    // The time is that of the writing, not of the first word: a block has one time, and it is the one by which the
+    // lines of the file ascend.
     if (layout == XCLogLayout::Json)
         return AppendJsonRecord(to,
                                 {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(), body});
     AppendText(to, EscapeControls(body).View());
+    // The line end of the text, if it had one, so that "\r\n" stays what it was; else one is added, since every record
+    // of these layouts is a line.
     std::wstring_view const end = text.View().substr(body.size());
     AppendText(to, end.empty() ? std::wstring_view(L"\n") : end);
 }
@@ -93,11 +102,14 @@ void XCConsoleLogSubscriber::OnChannelFlush(XCString const& channel, int level, 
         m_data->bytes.clear();
         log::AppendBlock(m_data->bytes, m_data->layout, channel, level, text);
         XCString shaped;
+        // A block that no longer decodes (half a surrogate pair became three bytes that are no UTF-8) goes out as
+        // bytes.
         if (win32::IsConsole(kOutput) && text::DecodeUtf8(shaped, m_data->bytes))
             error = win32::WriteToConsole(kOutput, shaped.AsWChar(), shaped.Length());
         else
             error = win32::WriteToStream(kOutput, m_data->bytes.data(), m_data->bytes.size());
     }
+    // Counted, not thrown: logging never fails the call that logs.
     if (error != 0) m_data->failures.NoteFile(L"Cannot write", L"standard output", error);
 }
 
@@ -117,6 +129,7 @@ struct XCFileLogSubscriber::Data {
     xc::log::RecordFile file;
     XCLogLayout layout;
     std::atomic<bool> autoFlush;
+    // Last member: it is destroyed first, so the end of the process never meets a subscriber that is half gone.
     xc::log::AtExit atExit{[](void* owner) { static_cast<Data*>(owner)->CloseForExit(); }, this};
 
     void CloseForExit() noexcept
@@ -161,6 +174,7 @@ void XCFileLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCS
     } catch (std::exception const&) {
         return m_data->file.DropRecord(L"No memory for a record for");
     }
+    // The flag is an atomic of its own: asking for it must not wait for a write that is under way.
     m_data->file.EndRecord(GetAutoFlush());
 }
 
@@ -209,6 +223,7 @@ XCString XCFileLogSubscriber::GetLastFailure() const
 
 XCRotatingFileLogSubscriber::XCRotatingFileLogSubscriber(XCString const& fileName, XCLogRotation const& rotation,
                                                          bool autoFlush, XCLogLayout layout)
+    // Appending, always: a rotation that emptied the newest file at each start would keep anything but the newest.
     : XCFileLogSubscriber(fileName, XCLogOpen::Append, autoFlush, layout)
 {
     SetRotation(rotation);

@@ -112,6 +112,7 @@ XC_TARGET_AVX2 std::size_t SkipEqualTextAvx2(wchar_t const* a, wchar_t const* b,
         __m256i const y = Load16(a + i + kAvxUnits);
         __m256i const equalX = _mm256_cmpeq_epi16(x, Load16(b + i));
         __m256i const equalY = _mm256_cmpeq_epi16(y, Load16(b + i + kAvxUnits));
+        // The smaller of two units is 0 exactly when one of them is: one comparison serves two vectors.
         __m256i const ends = _mm256_cmpeq_epi16(_mm256_min_epu16(x, y), zero);
         if (_mm256_movemask_epi8(_mm256_andnot_si256(ends, _mm256_and_si256(equalX, equalY))) != -1) break;
     }
@@ -184,6 +185,7 @@ XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
     }
     std::size_t const before = address % 16;
     auto const* block = reinterpret_cast<__m128i const*>(address - before);
+    // The bits of units before the text are shifted out.
     unsigned int mask = MaskOf(_mm_cmpeq_epi16(*block, zero)) >> before;
     if (mask != 0) return FirstIn(mask);
     do mask = MaskOf(_mm_cmpeq_epi16(*++block, zero));
@@ -250,6 +252,7 @@ XC_TARGET_AVX2 std::uint32_t HashBlocksAvx2(std::uint32_t h, wchar_t const* text
 {
     __m256i lanes[8];
     for (std::size_t v = 0; v < 8; ++v) lanes[v] = Widen8(text + 8 * v);
+    // What was hashed before stands in front of the block as one more, higher term.
     h *= kPowers[kHashBlock];
     __m256i const factor = _mm256_set1_epi32(static_cast<int>(kPowers[kHashBlock]));
     for (std::size_t block = 1; block < blocks; ++block) {

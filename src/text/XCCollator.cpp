@@ -38,6 +38,7 @@ namespace {
 /// The collating code of the unit at `text`, or of the first after it that is not ignored; 0 at the end.
 wchar_t NextCode(XCCollatingTable<wchar_t> const& table, wchar_t const*& text) noexcept
 {
+    // The end is looked at first: it has code 0 like everything that is skipped.
     while (*text != L'\0' && table.Map(*text) == L'\0') ++text;
     return table.Map(*text);
 }
@@ -51,6 +52,7 @@ int XCTableCollator::Compare(wchar_t const* a, wchar_t const* b) const
         wchar_t const left = NextCode(table, a);
         wchar_t const right = NextCode(table, b);
         bool const atEnd = *a == L'\0' || *b == L'\0';
+        // By the units, not the codes: a table may give a unit the code of the end.
         if (atEnd) return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
         if (left != right) return ToUint(left) < ToUint(right) ? -1 : 1;
     }
@@ -65,6 +67,7 @@ XCSmartPtr<XCCollatingTable<wchar_t>> FoldingTable(Units first, Units second)
     XCSmartPtr<XCCollatingTable<wchar_t>> table(new XCCollatingTable<wchar_t>);
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
         wchar_t const folded = first[unit];
+        // Both foldings become one look-up at comparison.
         table->Set(static_cast<wchar_t>(unit), second ? second[ToUint(folded)] : folded);
     }
     return table;

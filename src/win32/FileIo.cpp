@@ -41,6 +41,7 @@ public:
     unsigned long Close() override { return m_file.Close(); }
     unsigned long Replace(SystemPath const& temporary, SystemPath const& target) override
     {
+        // Hidden files stay hidden.
         CopyAttributes(target, temporary);
         Patience patience{kRenamePatienceMs};
         return RenameOver(temporary, target, patience);
@@ -116,6 +117,7 @@ void RemoveAbandoned(SystemPath const& target)
 unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporary)
 {
     FileFacts facts;
+    // Renaming over it would succeed: the mark guards the contents, and a replacement is a change of them.
     if (GetFacts(target, facts) == 0 && facts.isReadOnly) return kErrorAccessDenied;
     RemoveAbandoned(target);
     std::wstring const stem = L"." + std::wstring(MachineMark()) + L"-" + Digits(ProcessId()) + L"-";
@@ -143,6 +145,7 @@ unsigned long ReadWholeFile(SystemPath const& path, std::string& bytes)
     File file;
     if (unsigned long const error = file.Open(path, {.sequential = true})) return error;
     unsigned long error = 0;
+    // One allocation; a file that grows meanwhile is read as it was when it was asked for its size.
     bytes.resize(static_cast<std::size_t>(file.Size(error)));
     if (error != 0) return error;
     bytes.resize(file.Read(bytes.data(), bytes.size(), 0, error)); // shorter when the file shrank meanwhile

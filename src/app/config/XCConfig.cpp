@@ -11,6 +11,8 @@ XCErrorID XCConfig::Open(XCString const& fileName)
 try {
     XCErrorID whyNot;
     XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(fileName, &whyNot);
+    // The old file stays in use when the new one cannot be read: a program that reads its settings again while it runs
+    // goes on with the last good ones.
     if (whyNot.Good()) m_file = file;
     return whyNot;
 } catch (XCConfigStreamException const& fault) {
