@@ -23,4 +23,9 @@ std::optional<LocaleFacts> ReadUserLocale()
     return ReadLocale(L"en-US");
 }
 
+std::wstring ReadUserLanguage()
+{
+    return L"ENU";
+}
+
 } // namespace xc::win32

@@ -1,0 +1,85 @@
+// MessageTable.h - the texts of one message file: a sorted array of codes over the bytes of the file.
+#pragma once
+
+#include <XelbrinCore/XCErrorID.h>
+#include <XelbrinCore/XCLineFault.h>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace xc::encoding {
+
+/// Faults of one kind that are kept; one more says that there are others.
+inline constexpr std::size_t kMostFaults = 1000;
+/// Larger files are refused.
+inline constexpr std::size_t kMostFileBytes = std::size_t{1} << 30;
+
+/// Bytes that were not set to anything before they were written.
+struct FileBytes {
+    std::unique_ptr<char[]> bytes;
+    std::size_t size = 0;
+
+    [[nodiscard]] std::string_view View() const noexcept { return {bytes.get(), size}; }
+};
+
+/// What a text is made of, told while its lines were scanned; bits.
+enum TextTraits : std::uint8_t {
+    kTextHigh = 1,    ///< bytes beyond ASCII
+    kTextEscaped = 2, ///< a backslash
+    kTextPercent = 4, ///< a percent sign
+    kTextControl = 8, ///< a control character other than a tab
+    kTextRefused = 16 ///< a translation that does not fit its original
+};
+
+/// One text: where its bytes stand.
+struct MessageText {
+    std::uint32_t offset;
+    std::uint32_t length;
+    std::uint32_t line;
+    std::uint8_t severity;
+    std::uint8_t traits;
+};
+
+class MessageTable final : public XCRefCount {
+public:
+    /// Reads a file; the faults are appended. Bad when it cannot be read or is none of such a file.
+    static XCErrorID Open(XCString const& path, XCSmartPtr<MessageTable>& table, std::vector<XCLineFault>& faults);
+    static XCErrorID Read(FileBytes bytes, XCString const& name, XCSmartPtr<MessageTable>& table,
+                          std::vector<XCLineFault>& faults);
+
+    [[nodiscard]] XCString const& GetFile() const noexcept { return m_file; }
+    [[nodiscard]] XCString const& GetLibrary() const noexcept { return m_library; }
+    [[nodiscard]] XCString const& GetLanguage() const noexcept { return m_language; }
+    [[nodiscard]] std::vector<std::int32_t> const& Codes() const noexcept { return m_codes; }
+
+    /// Null when there is no such code.
+    [[nodiscard]] MessageText const* Find(long code) const noexcept;
+    /// Writes the text of a code, that of the original where it was refused. False when there is none.
+    bool Get(XCString& text, long code) const;
+    /// Compares with the original, which is kept for the texts that are refused. Returns how many faults were found.
+    std::size_t Check(XCSmartPtrToConst<MessageTable> original, std::vector<XCLineFault>& faults);
+
+private:
+    friend class MessageReader;
+    MessageTable() noexcept = default;
+
+    [[nodiscard]] std::string_view Bytes(MessageText const& text) const noexcept
+    {
+        return m_bytes.View().substr(text.offset, text.length);
+    }
+    void Decode(XCString& text, MessageText const& from) const;
+    bool Fits(MessageTable const& original, std::int32_t code, MessageText const& text, XCString& reason) const;
+
+    FileBytes m_bytes; ///< UTF-8
+    std::vector<std::int32_t> m_codes;
+    std::vector<MessageText> m_texts; ///< of the code with the same index
+    double m_scale = 0;               ///< indices a code: where a code is expected
+    XCString m_file;
+    XCString m_library;
+    XCString m_language;
+    XCSmartPtrToConst<MessageTable> m_original;
+};
+
+} // namespace xc::encoding
