@@ -3,9 +3,11 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -42,6 +44,31 @@ void OpenMessageFile(benchmark::State& state)
     }
 }
 BENCHMARK(OpenMessageFile)->Unit(benchmark::kMillisecond);
+
+void ReadMessagesFromMemory(benchmark::State& state)
+{
+    std::filesystem::path const path = std::filesystem::path(static_cast<std::wstring>(Folder())) / "Bench.fra.LAN";
+    std::ifstream file(path, std::ios::binary);
+    std::string const bytes(std::istreambuf_iterator<char>(file), {});
+    for (auto _ : state) {
+        XCMessageLibraryFile library;
+        if (library.Read(bytes, XCString(L"Bench")).Bad()) state.SkipWithError("the bytes cannot be used");
+    }
+}
+BENCHMARK(ReadMessagesFromMemory)->Unit(benchmark::kMillisecond);
+
+/// What any reader of the file pays.
+void CopyBytesOfMessageFile(benchmark::State& state)
+{
+    std::string const bytes(static_cast<std::size_t>(std::filesystem::file_size("xc_bench_messages/Bench.fra.LAN")), 'x');
+    for (auto _ : state) {
+        auto const copy = std::make_unique_for_overwrite<char[]>(bytes.size());
+        std::memcpy(copy.get(), bytes.data(), bytes.size());
+        benchmark::DoNotOptimize(copy.get());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(CopyBytesOfMessageFile)->Unit(benchmark::kMillisecond);
 
 void ReadMessageFileByStream(benchmark::State& state)
 {

@@ -224,7 +224,7 @@ private:
     {
         // Shorter lines than this are rare: a guess that saves growing.
         m_table.m_codes.reserve(m_bytes.size() / 40);
-        m_table.m_texts.reserve(m_bytes.size() / 40);
+        m_table.m_places.reserve(m_bytes.size() / 40);
         m_line = 1;
         while (m_at < m_bytes.size()) {
             ++m_line;
@@ -266,14 +266,12 @@ private:
         bool const isSeverity =
             at < end && data[at] >= '0' && data[at] <= '3' && (at + 1 == end || IsBlank(data[at + 1]));
         if (!isSeverity) return Fault(at, L"a severity from 0 to 3 was expected");
-        auto const severity = static_cast<std::uint8_t>(data[at] - '0');
         at = SkipBlanks(at + 1, end);
         while (end > at && IsBlank(data[end - 1])) --end;
         if (at == end) return Fault(at, L"the text is missing");
         if (!IsSound(at, end, traits)) return;
         m_table.m_codes.push_back(code);
-        m_table.m_texts.push_back(
-            {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(end - at), m_entryLine, severity, traits});
+        m_table.m_places.push_back(static_cast<std::uint32_t>(at));
     }
 
     /// Names what cannot be text; true when there is nothing.
@@ -332,20 +330,25 @@ private:
         std::iota(order.begin(), order.end(), 0u);
         std::stable_sort(order.begin(), order.end(), [&](auto a, auto b) { return codes[a] < codes[b]; });
         std::vector<std::int32_t> sorted;
-        std::vector<MessageText> texts;
+        std::vector<std::uint32_t> places;
         for (std::uint32_t const index : order) {
-            MessageText const& text = m_table.m_texts[index];
             if (sorted.empty() || sorted.back() != codes[index]) {
                 sorted.push_back(codes[index]);
-                texts.push_back(text);
+                places.push_back(m_table.m_places[index]);
                 continue;
             }
-            AddFault({m_table.m_file, text.line, 0,
+            AddFault({m_table.m_file, LineOf(m_table.m_places[index]), 0,
                       L"code " + text::NumberText(codes[index]) + L" stands in line " +
-                          text::NumberText(texts.back().line) + L" already"});
+                          text::NumberText(LineOf(places.back())) + L" already"});
         }
         codes.swap(sorted);
-        m_table.m_texts.swap(texts);
+        m_table.m_places.swap(places);
+    }
+
+    [[nodiscard]] std::size_t LineOf(std::size_t place) const noexcept
+    {
+        if (m_count > kMostFaults) return 0; // not kept, so not counted
+        return 1 + static_cast<std::size_t>(std::count(m_bytes.begin(), m_bytes.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
     }
 
     MessageTable& m_table;

@@ -24,21 +24,17 @@ struct FileBytes {
     [[nodiscard]] std::string_view View() const noexcept { return {bytes.get(), size}; }
 };
 
-/// What a text is made of, told while its lines were scanned; bits.
+/// What a text is made of, told while its lines are scanned; bits.
 enum TextTraits : std::uint8_t {
     kTextHigh = 1,    ///< bytes beyond ASCII
     kTextEscaped = 2, ///< a backslash
     kTextPercent = 4, ///< a percent sign
-    kTextControl = 8, ///< a control character other than a tab
-    kTextRefused = 16 ///< a translation that does not fit its original
+    kTextControl = 8  ///< a control character other than a tab
 };
 
-/// One text: where its bytes stand.
+/// One text as it stands in the bytes of the file.
 struct MessageText {
-    std::uint32_t offset;
-    std::uint32_t length;
-    std::uint32_t line;
-    std::uint8_t severity;
+    std::string_view bytes;
     std::uint8_t traits;
 };
 
@@ -54,8 +50,13 @@ public:
     [[nodiscard]] XCString const& GetLanguage() const noexcept { return m_language; }
     [[nodiscard]] std::vector<std::int32_t> const& Codes() const noexcept { return m_codes; }
 
-    /// Null when there is no such code.
-    [[nodiscard]] MessageText const* Find(long code) const noexcept;
+    /// The index of a code; npos when it is not there.
+    [[nodiscard]] std::size_t Find(long code) const noexcept;
+    static constexpr std::size_t npos = static_cast<std::size_t>(-1);
+    /// 0 to 3, as it stands before the text with this index.
+    [[nodiscard]] unsigned int Severity(std::size_t index) const noexcept;
+    /// The line in which the text with this index begins, counted from 1. Cost: one pass over the bytes before it.
+    [[nodiscard]] std::size_t Line(std::size_t index) const noexcept;
     /// Writes the text of a code, that of the original where it was refused. False when there is none.
     bool Get(XCString& text, long code) const;
     /// Compares with the original, which is kept for the texts that are refused. Returns how many faults were found.
@@ -65,17 +66,17 @@ private:
     friend class MessageReader;
     MessageTable() noexcept = default;
 
-    [[nodiscard]] std::string_view Bytes(MessageText const& text) const noexcept
-    {
-        return m_bytes.View().substr(text.offset, text.length);
-    }
-    void Decode(XCString& text, MessageText const& from) const;
-    bool Fits(MessageTable const& original, std::int32_t code, MessageText const& text, XCString& reason) const;
+    /// The text with this index: its end is looked for each time.
+    [[nodiscard]] MessageText Text(std::size_t index) const noexcept;
+    static void Decode(XCString& text, MessageText const& from);
+    bool Fits(MessageTable const& original, std::size_t index, XCString& reason) const;
+
+    static constexpr std::uint32_t kRefused = 0x80000000; ///< in a place: the translation does not fit its original
 
     FileBytes m_bytes; ///< UTF-8
     std::vector<std::int32_t> m_codes;
-    std::vector<MessageText> m_texts; ///< of the code with the same index
-    double m_scale = 0;               ///< indices a code: where a code is expected
+    std::vector<std::uint32_t> m_places; ///< where the text of the code with the same index begins
+    double m_scale = 0;                  ///< indices a code: where a code is expected
     XCString m_file;
     XCString m_library;
     XCString m_language;

@@ -219,11 +219,16 @@ std::vector<XCLineFault> XCMessageLibrary::GetFaults() const
 XCErrorI::Severity XCMessageLibrary::GetSeverity(long code) const
 {
     Pin const library(m_inside->library);
-    MessageTable const* const original = library->Find(m_inside->defaultKey);
-    xc::encoding::MessageText const* found = original ? original->Find(code) : nullptr;
-    for (Language const& language : library->languages)
-        if (!found) found = language.table->Find(code);
-    return found ? static_cast<XCErrorI::Severity>(found->severity) : XCErrorI::SeverityError;
+    auto const in = [code](MessageTable const* table, XCErrorI::Severity& severity) {
+        std::size_t const index = table ? table->Find(code) : MessageTable::npos;
+        if (index == MessageTable::npos) return false;
+        severity = static_cast<XCErrorI::Severity>(table->Severity(index));
+        return true;
+    };
+    XCErrorI::Severity severity = XCErrorI::SeverityError;
+    bool found = in(library->Find(m_inside->defaultKey), severity);
+    for (Language const& language : library->languages) found = found || in(language.table, severity);
+    return severity;
 }
 
 bool XCMessageLibrary::IsValid() const

@@ -61,12 +61,13 @@ bool XCMessageLibraryFile::Find(XCString& text, long code) const
 
 XCErrorI::Severity XCMessageLibraryFile::GetSeverity(long code) const noexcept
 {
-    xc::encoding::MessageText const* const found = m_table.IsNull() ? nullptr : m_table->Find(code);
-    return found ? static_cast<XCErrorI::Severity>(found->severity) : XCErrorI::SeverityError;
+    std::size_t const found = m_table.IsNull() ? xc::encoding::MessageTable::npos : m_table->Find(code);
+    if (found == xc::encoding::MessageTable::npos) return XCErrorI::SeverityError;
+    return static_cast<XCErrorI::Severity>(m_table->Severity(found));
 }
 
 std::size_t XCMessageLibraryFile::GetLine(long code) const noexcept
 {
-    xc::encoding::MessageText const* const found = m_table.IsNull() ? nullptr : m_table->Find(code);
-    return found ? found->line : 0;
+    std::size_t const found = m_table.IsNull() ? xc::encoding::MessageTable::npos : m_table->Find(code);
+    return found == xc::encoding::MessageTable::npos ? 0 : m_table->Line(found);
 }
