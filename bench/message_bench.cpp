@@ -60,7 +60,8 @@ BENCHMARK(ReadMessagesFromMemory)->Unit(benchmark::kMillisecond);
 /// What any reader of the file pays.
 void CopyBytesOfMessageFile(benchmark::State& state)
 {
-    std::string const bytes(static_cast<std::size_t>(std::filesystem::file_size("xc_bench_messages/Bench.fra.LAN")), 'x');
+    std::string const bytes(static_cast<std::size_t>(std::filesystem::file_size("xc_bench_messages/Bench.fra.LAN")),
+                            'x');
     for (auto _ : state) {
         auto const copy = std::make_unique_for_overwrite<char[]>(bytes.size());
         std::memcpy(copy.get(), bytes.data(), bytes.size());

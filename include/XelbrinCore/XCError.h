@@ -45,6 +45,7 @@ enum XCCoreError : long {
     XCErrNoNumber = 105,        ///< a number was expected (parameter: position)
     XCErrNumberRange = 106,     ///< a number that its type cannot hold (parameter: position)
     XCErrTextEnds = 107,        ///< a value was expected and nothing is left (parameter: position)
+    XCErrCollationFile = 108,   ///< a file of rules of collation cannot be read (file, system error, words)
     // 200-299 errors and messages
     XCErrMessageNotFound = 200,       ///< the source has no text for a code (parameter: the code)
     XCErrMessageFileCannotRead = 201, ///< a message file cannot be read (file, system error, words)

@@ -34,8 +34,10 @@
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
+#include <XelbrinCore/XCLevelCollator.h>
 #include <XelbrinCore/XCLineFault.h>
 #include <XelbrinCore/XCLocale.h>
+#include <XelbrinCore/XCLocaleCollator.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogChannel.h>
 #include <XelbrinCore/XCLogFile.h>

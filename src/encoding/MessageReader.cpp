@@ -348,7 +348,8 @@ private:
     [[nodiscard]] std::size_t LineOf(std::size_t place) const noexcept
     {
         if (m_count > kMostFaults) return 0; // not kept, so not counted
-        return 1 + static_cast<std::size_t>(std::count(m_bytes.begin(), m_bytes.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
+        return 1 + static_cast<std::size_t>(
+                       std::count(m_bytes.begin(), m_bytes.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
     }
 
     MessageTable& m_table;

@@ -9,6 +9,7 @@
 #include <XelbrinCore/XCCollator.h>
 
 #include "text/CaseTables.h"
+#include "text/Kernels.h"
 #include "text/Units.h"
 
 using xc::text::ToUint;
@@ -47,12 +48,22 @@ wchar_t NextCode(XCCollatingTable<wchar_t> const& table, wchar_t const*& text) n
 int XCTableCollator::Compare(wchar_t const* a, wchar_t const* b) const
 {
     XCCollatingTable<wchar_t> const& table = *m_table;
-    for (;; ++a, ++b) {
+    std::size_t const same = xc::text::MismatchOrEnd(a, b); // each unit has its own code: equal beginnings are equal
+    for (a += same, b += same;; ++a, ++b) {
         wchar_t const left = NextCode(table, a);
         wchar_t const right = NextCode(table, b);
-        bool const atEnd = *a == L'\0' || *b == L'\0';
-        if (atEnd) return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
+        if (*a == L'\0' || *b == L'\0') return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
         if (left != right) return ToUint(left) < ToUint(right) ? -1 : 1;
+    }
+}
+
+void XCTableCollator::AppendKey(std::string& key, wchar_t const* text) const
+{
+    for (; *text != L'\0'; ++text) {
+        std::uint32_t const code = ToUint(m_table->Map(*text));
+        if (code == 0) continue;
+        char const bytes[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
+        key.append(bytes, sizeof bytes);
     }
 }
 
