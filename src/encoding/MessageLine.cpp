@@ -28,30 +28,44 @@ std::uint8_t TraitsOf(char byte) noexcept
     return code < 0x20 && byte != '\t' && byte != '\r' ? kTextControl : 0;
 }
 
-/// One bit a byte for each kind of byte that is looked for.
-struct BlockBits {
-    explicit BlockBits(char const* at) noexcept
+unsigned int BitsOf(__m128i mask) noexcept
+{
+    return static_cast<unsigned int>(_mm_movemask_epi8(mask));
+}
+
+__m128i Equal(__m128i block, char byte) noexcept
+{
+    return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte));
+}
+
+/// Nearly all blocks of most files hold letters, blanks and digits alone: whether one does is one question.
+class Block {
+public:
+    explicit Block(char const* at) noexcept
+        : m_bytes(_mm_loadu_si128(reinterpret_cast<__m128i const*>(at))), m_escapes(Equal(m_bytes, '\\')),
+          m_percents(Equal(m_bytes, '%')),
+          // Unsigned, a control character is its own minimum with 0x1F.
+          m_controls(_mm_cmpeq_epi8(_mm_min_epu8(m_bytes, _mm_set1_epi8(0x1F)), m_bytes))
     {
-        __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-        auto const bits = [](__m128i mask) { return static_cast<unsigned int>(_mm_movemask_epi8(mask)); };
-        auto const equal = [&](char byte) { return bits(_mm_cmpeq_epi8(block, _mm_set1_epi8(byte))); };
-        lineFeeds = equal('\n');
-        high = bits(block);
-        escapes = equal('\\');
-        percents = equal('%');
-        // Unsigned, a control character is its own minimum with 0x1F.
-        controls = bits(_mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(0x1F)), block)) & ~equal('\t') & ~equal('\r');
     }
+    [[nodiscard]] unsigned int LineFeeds() const noexcept { return BitsOf(Equal(m_bytes, '\n')); }
+    /// Of the bytes whose bits are set.
     [[nodiscard]] std::uint8_t Traits(unsigned int within) const noexcept
     {
-        auto const trait = [within](unsigned int bits, TextTraits value) {
-            return (bits & within) != 0 ? static_cast<unsigned int>(value) : 0u;
+        // A byte beyond ASCII has its highest bit, which is the one that is asked for.
+        __m128i const any = _mm_or_si128(_mm_or_si128(m_bytes, m_escapes), _mm_or_si128(m_percents, m_controls));
+        if ((BitsOf(any) & within) == 0) return 0;
+        auto const trait = [within](__m128i mask, TextTraits value) {
+            return (BitsOf(mask) & within) != 0 ? static_cast<unsigned int>(value) : 0u;
         };
-        return static_cast<std::uint8_t>(trait(high, kTextHigh) | trait(escapes, kTextEscaped) |
-                                         trait(percents, kTextPercent) | trait(controls, kTextControl));
+        __m128i const layout = _mm_or_si128(Equal(m_bytes, '\t'), Equal(m_bytes, '\r'));
+        return static_cast<std::uint8_t>(trait(m_bytes, kTextHigh) | trait(m_escapes, kTextEscaped) |
+                                         trait(m_percents, kTextPercent) |
+                                         trait(_mm_andnot_si128(layout, m_controls), kTextControl));
     }
 
-    unsigned int lineFeeds, high, escapes, percents, controls;
+private:
+    __m128i m_bytes, m_escapes, m_percents, m_controls;
 };
 
 } // namespace
@@ -61,9 +75,9 @@ ScannedLine ScanLine(std::string_view bytes, std::size_t begin) noexcept
     std::size_t at = begin;
     std::uint8_t traits = 0;
     for (; bytes.size() - at >= kBlock; at += kBlock) {
-        BlockBits const bits(bytes.data() + at);
-        unsigned int const feed = bits.lineFeeds;
-        traits |= bits.Traits(feed == 0 ? 0xFFFF : (feed & (0u - feed)) - 1);
+        Block const block(bytes.data() + at);
+        unsigned int const feed = block.LineFeeds();
+        traits |= block.Traits(feed == 0 ? 0xFFFF : (feed & (0u - feed)) - 1);
         if (feed == 0) continue;
         at += static_cast<std::size_t>(std::countr_zero(feed));
         break;

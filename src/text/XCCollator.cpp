@@ -50,8 +50,11 @@ int XCTableCollator::Compare(wchar_t const* a, wchar_t const* b) const
     XCCollatingTable<wchar_t> const& table = *m_table;
     std::size_t const same = xc::text::MismatchOrEnd(a, b); // each unit has its own code: equal beginnings are equal
     for (a += same, b += same;; ++a, ++b) {
-        wchar_t const left = NextCode(table, a);
-        wchar_t const right = NextCode(table, b);
+        wchar_t left = table.Map(*a);
+        wchar_t right = table.Map(*b);
+        if (left == right && left != L'\0' && *a != L'\0' && *b != L'\0') continue; // nearly always
+        left = NextCode(table, a);
+        right = NextCode(table, b);
         if (*a == L'\0' || *b == L'\0') return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
         if (left != right) return ToUint(left) < ToUint(right) ? -1 : 1;
     }
