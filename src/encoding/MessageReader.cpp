@@ -271,7 +271,8 @@ private:
         if (at == end) return Fault(at, L"the text is missing");
         if (!IsSound(at, end, traits)) return;
         m_table.m_codes.push_back(code);
-        m_table.m_places.push_back(static_cast<std::uint32_t>(at));
+        bool const mayAsk = (traits & (kTextPercent | kTextEscaped)) != 0;
+        m_table.m_places.push_back(static_cast<std::uint32_t>(at) | (mayAsk ? MessageTable::kMayAsk : 0));
     }
 
     /// Names what cannot be text; true when there is nothing.
@@ -345,11 +346,11 @@ private:
         m_table.m_places.swap(places);
     }
 
-    [[nodiscard]] std::size_t LineOf(std::size_t place) const noexcept
+    [[nodiscard]] std::size_t LineOf(std::uint32_t place) const noexcept
     {
         if (m_count > kMostFaults) return 0; // not kept, so not counted
-        return 1 + static_cast<std::size_t>(
-                       std::count(m_bytes.begin(), m_bytes.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
+        std::string_view const before = m_bytes.substr(0, place & MessageTable::kPlace);
+        return 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
     }
 
     MessageTable& m_table;

@@ -61,7 +61,7 @@ std::size_t MessageTable::Find(long code) const noexcept
 MessageText MessageTable::Text(std::size_t index) const noexcept
 {
     std::string_view const bytes = m_bytes.View();
-    std::size_t const begin = m_places[index] & ~kRefused;
+    std::size_t const begin = m_places[index] & kPlace;
     ScannedLine line = ScanLine(bytes, begin);
     std::uint8_t traits = line.traits;
     while ((line.traits & kTextEscaped) != 0 && IsContinued(bytes.substr(begin, line.end - begin))) {
@@ -78,7 +78,7 @@ MessageText MessageTable::Text(std::size_t index) const noexcept
 unsigned int MessageTable::Severity(std::size_t index) const noexcept
 {
     std::string_view const bytes = m_bytes.View();
-    std::size_t at = (m_places[index] & ~kRefused) - 1;
+    std::size_t at = (m_places[index] & kPlace) - 1;
     while (bytes[at] == ' ' || bytes[at] == '\t') --at;
     return static_cast<unsigned int>(bytes[at] - '0');
 }
@@ -86,7 +86,7 @@ unsigned int MessageTable::Severity(std::size_t index) const noexcept
 std::size_t MessageTable::Line(std::size_t index) const noexcept
 {
     char const* const begin = m_bytes.bytes.get();
-    return 1 + static_cast<std::size_t>(std::count(begin, begin + (m_places[index] & ~kRefused), '\n'));
+    return 1 + static_cast<std::size_t>(std::count(begin, begin + (m_places[index] & kPlace), '\n'));
 }
 
 bool MessageTable::Get(XCString& text, long code) const
@@ -116,18 +116,13 @@ void MessageTable::Decode(XCString& text, MessageText const& from)
     StringAccess::SetLength(text, length);
 }
 
-bool MessageTable::Fits(MessageTable const& original, std::size_t index, XCString& reason) const
+bool MessageTable::Fits(MessageTable const& original, std::size_t model, std::size_t index, XCString& reason) const
 {
-    std::size_t const model = original.Find(m_codes[index]);
-    if (model == npos) {
-        reason = L"the original has no such code";
-        return false;
-    }
+    if (((m_places[index] | original.m_places[model]) & kMayAsk) == 0) return true;
     MessageText const wanted = original.Text(model);
     MessageText const found = Text(index);
-    unsigned int const traits = wanted.traits | found.traits;
-    if ((traits & (kTextPercent | kTextEscaped)) == 0) return true; // an escape may be a percent sign
-    if ((traits & kTextEscaped) == 0 && SpellSameConversions(wanted.bytes, found.bytes)) return true;
+    bool const escaped = ((wanted.traits | found.traits) & kTextEscaped) != 0; // an escape may be a percent sign
+    if (!escaped && SpellSameConversions(wanted.bytes, found.bytes)) return true;
     XCString originalText;
     XCString translation;
     Decode(originalText, wanted);
@@ -138,10 +133,16 @@ bool MessageTable::Fits(MessageTable const& original, std::size_t index, XCStrin
 std::size_t MessageTable::Check(XCSmartPtrToConst<MessageTable> original, std::vector<XCLineFault>& faults)
 {
     m_original = std::move(original);
+    std::vector<std::int32_t> const& models = m_original->m_codes;
     std::size_t count = 0;
+    std::size_t model = 0;
     XCString reason;
     for (std::size_t i = 0; i < m_codes.size(); ++i) {
-        if (Fits(*m_original, i, reason)) continue;
+        while (model < models.size() && models[model] < m_codes[i]) ++model; // both ascend
+        if (model == models.size() || models[model] != m_codes[i])
+            reason = L"the original has no such code";
+        else if (Fits(*m_original, model, i, reason))
+            continue;
         m_places[i] |= kRefused;
         if (++count <= kMostFaults)
             faults.push_back({m_file, Line(i), 0, L"code " + text::NumberText(m_codes[i]) + L": " + reason});

@@ -14,7 +14,7 @@ namespace xc::encoding {
 /// Faults of one kind that are kept; one more says that there are others.
 inline constexpr std::size_t kMostFaults = 1000;
 /// Larger files are refused.
-inline constexpr std::size_t kMostFileBytes = std::size_t{1} << 30;
+inline constexpr std::size_t kMostFileBytes = (std::size_t{1} << 30) - 1;
 
 /// Bytes that were not set to anything before they were written.
 struct FileBytes {
@@ -69,9 +69,13 @@ private:
     /// The text with this index: its end is looked for each time.
     [[nodiscard]] MessageText Text(std::size_t index) const noexcept;
     static void Decode(XCString& text, MessageText const& from);
-    bool Fits(MessageTable const& original, std::size_t index, XCString& reason) const;
+    /// @param model the index of the code in the original.
+    bool Fits(MessageTable const& original, std::size_t model, std::size_t index, XCString& reason) const;
 
-    static constexpr std::uint32_t kRefused = 0x80000000; ///< in a place: the translation does not fit its original
+    /// The two highest bits of a place, which no file is long enough for.
+    static constexpr std::uint32_t kRefused = 0x80000000; ///< the translation does not fit its original
+    static constexpr std::uint32_t kMayAsk = 0x40000000;  ///< it has percent signs or escapes
+    static constexpr std::uint32_t kPlace = 0x3FFFFFFF;
 
     FileBytes m_bytes; ///< UTF-8
     std::vector<std::int32_t> m_codes;

@@ -171,13 +171,13 @@ struct XCMessageLibrary::Inside {
     template <class Use>
     bool InEachLanguage(Library const& from, XCFormatContext const& context, Use use) const
     {
-        wchar_t const* const asked = context.GetLanguage();
-        std::uint32_t const first = *asked != L'\0' ? LanguageKey(asked) : userKey;
-        for (std::uint32_t const key : {first, LanguageKey(context.GetFallbackLanguage()), defaultKey}) {
+        auto const has = [&](std::uint32_t key) {
             MessageTable const* const table = key != 0 ? from.Find(key) : nullptr;
-            if (table && use(*table)) return true;
-        }
-        return false;
+            return table && use(*table);
+        };
+        wchar_t const* const asked = context.GetLanguage();
+        return has(*asked != L'\0' ? LanguageKey(asked) : userKey) || has(LanguageKey(context.GetFallbackLanguage())) ||
+               has(defaultKey);
     }
 
     XCString const defaultLanguage;
