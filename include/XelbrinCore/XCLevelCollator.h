@@ -69,5 +69,6 @@ private:
 };
 
 /// Sorts texts by a collator; equal ones stay in their order. Makes each key once: for many texts several times as fast
-/// as sorting by Compare. Needs, for the time of the call, the keys and 24 bytes a text.
+/// as sorting by Compare. Needs, for the time of the call, the keys and 32 bytes a text. When it throws (out of memory, or
+/// what the collator throws), the texts are as they were.
 XC_API void XCSortByKeys(std::vector<XCString>& texts, XCCollator const& collator);

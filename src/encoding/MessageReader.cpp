@@ -87,8 +87,8 @@ XCString Decoded(std::string_view bytes)
     return text::DecodeUtf8(text, bytes) ? text : XCString();
 }
 
-/// UTF-16 as UTF-8. Half a pair becomes a byte that is none, to be named where it stands.
-FileBytes FromUnits(std::wstring_view units)
+/// UTF-16 as UTF-8. Half a pair becomes a byte that is none, to be named where it stands; so does half a unit at the end.
+FileBytes FromUnits(std::wstring_view units, bool isCut)
 {
     std::string bytes;
     bytes.reserve(units.size() + units.size() / 2);
@@ -98,6 +98,7 @@ FileBytes FromUnits(std::wstring_view units)
         if (whole < units.size()) bytes += kNoText;
         units.remove_prefix(std::min(whole + 1, units.size()));
     }
+    if (isCut) bytes += kNoText;
     return Owned(bytes);
 }
 
@@ -171,10 +172,10 @@ public:
 
     XCErrorID Read()
     {
-        std::string_view bytes = m_table.m_bytes.View();
-        if (bytes.size() > kMostFileBytes) return Refuse(L"the file is larger than 1 GiB");
-        XCErrorID const head = TakeHead(bytes);
+        if (m_table.m_bytes.size > kMostFileBytes) return Refuse(L"the file is larger than 1 GiB");
+        XCErrorID const head = TakeHead();
         if (head.Bad()) return head;
+        if (m_table.m_bytes.size > kMostFileBytes) return Refuse(L"in UTF-8 the file is larger than 1 GiB");
         m_bytes = m_table.m_bytes.View();
         ReadLines();
         Sort();
@@ -193,27 +194,37 @@ private:
         return errors::MakeCoreError(XCErrMessageFileMalformed, m_table.m_file, XCString(L"1"), XCString(reason));
     }
 
-    /// Brings the bytes to UTF-8 and reads the first line.
-    XCErrorID TakeHead(std::string_view bytes)
+    /// Brings a marked file to UTF-8. False when it has no byte order mark.
+    bool TakeMarkedBytes(std::string_view bytes)
     {
+        std::string_view const mark = ByteOrderMark(XCTextEncoding::Utf8WithMark);
+        if (bytes.starts_with(mark)) m_at = mark.size();
         for (XCTextEncoding const encoding : {XCTextEncoding::Utf16LE, XCTextEncoding::Utf16BE}) {
             if (!bytes.starts_with(ByteOrderMark(encoding))) continue;
             XCTextEncoding found{};
             std::optional<UnitBuffer> const units = DecodeText(bytes.substr(0, bytes.size() / 2 * 2), found);
-            m_table.m_bytes = FromUnits(units->View());
-            bytes = m_table.m_bytes.View();
+            m_table.m_bytes = FromUnits(units->View(), bytes.size() % 2 != 0);
+            return true;
         }
-        std::string_view const mark = ByteOrderMark(XCTextEncoding::Utf8WithMark);
-        if (bytes.starts_with(mark)) m_at = mark.size();
+        return m_at != 0;
+    }
+
+    /// Reads the first line and brings the bytes to UTF-8.
+    XCErrorID TakeHead()
+    {
+        bool const isMarked = TakeMarkedBytes(m_table.m_bytes.View());
+        std::string_view const bytes = m_table.m_bytes.View();
         Head head;
         ScannedLine const line = ScanLine(bytes, m_at);
         if (wchar_t const* const reason = ReadHead(bytes.substr(m_at, line.end - m_at), head)) return Refuse(reason);
         if (!AgreesWithName(m_table.m_file, head)) return Refuse(L"the file's name says another library or language");
-        bool const isUtf8 =
-            head.codePage == kUtf8CodePage || m_at != 0 || m_table.m_bytes.View().data() != bytes.data();
         m_at = line.next;
-        if (!isUtf8) { // the head is ASCII in every code page, so the place of its end stays
+        if (!isMarked && head.codePage != kUtf8CodePage) {
+            XCString probe;
+            if (XCCodePageConverter(head.codePage).ToUnicode(probe, "L").Bad())
+                return Refuse(L"the system does not know the code page");
             m_table.m_bytes = FromCodePage(bytes, head.codePage);
+            m_at = ScanLine(m_table.m_bytes.View(), 0).next;
         }
         m_table.m_library = head.library;
         m_table.m_language = head.language;

@@ -76,6 +76,15 @@ struct CollationData {
     std::uint32_t numberLead = 0; ///< the primary weight before a number; of nothing else
 };
 
+/// The element of the unit at `text`, seeing through a unit that could begin a sequence and does not.
+inline Element ElementAt(CollationData const& data, wchar_t const* text) noexcept
+{
+    Element const element = data.units[ToUint(*text)];
+    if (SecondaryOf(element) != 0 || (element & 0xFF) != kSequences || data.follows[ToUint(text[1])]) return element;
+    ElementRun const alone = data.heads[element >> 16].alone;
+    return alone.count == 1 ? data.elements[alone.first] : element;
+}
+
 /// The elements of a text, one a call.
 class ElementReader {
 public:
@@ -97,12 +106,13 @@ public:
             Element const element = m_data.units[ToUint(unit)];
             if (unit == L'\0') return 0;
             ++m_at;
-            if (IsSpecial(element)) return Expand(element);
-            if (element != 0) return element;
+            Element const first = IsSpecial(element) ? Expand(element) : element;
+            if (first != 0) return first;
         }
     }
 
 private:
+    /// The first element of a special one; 0 when it is ignored.
     Element Expand(Element special) noexcept;
     Element BeginNumber() noexcept;
     Element NextDigit() noexcept;

@@ -149,12 +149,6 @@ CollationOrder::Parts CollationOrder::PartsOf(std::wstring_view text) const
     return parts;
 }
 
-bool CollationOrder::HasPlace(std::wstring_view text) const
-{
-    Parts const parts = PartsOf(text);
-    return !parts.empty() && parts.back().letter != kMark;
-}
-
 CollationOrder::Part CollationOrder::NextVariant(Part after, CollationStep step)
 {
     std::vector<Variant>& variants = m_letters[after.letter].variants;

@@ -21,8 +21,6 @@ public:
 
     /// Puts an item after the place where `anchor` stands. Null, or why that cannot be.
     wchar_t const* Place(std::wstring_view anchor, CollationStep step, std::wstring_view item);
-    /// Whether a text has a place in the order that others can be put after.
-    [[nodiscard]] bool HasPlace(std::wstring_view text) const;
     /// Null when there are more letters than weights.
     [[nodiscard]] std::unique_ptr<CollationData const> Build() const;
 

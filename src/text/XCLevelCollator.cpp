@@ -43,7 +43,7 @@ Element ElementReader::Expand(Element special) noexcept
             break;
         }
     }
-    if (run.count == 0) return Next(); // an ignored unit that begins sequences
+    if (run.count == 0) return 0;
     m_pending = m_data.elements.data() + run.first;
     m_left = run.count - 1;
     return *m_pending++;
@@ -121,8 +121,8 @@ private:
     int WalkPlain() noexcept
     {
         for (;; ++m_a, ++m_b) {
-            Element const left = m_data.units[ToUint(*m_a)];
-            Element const right = m_data.units[ToUint(*m_b)];
+            Element const left = ElementAt(m_data, m_a);
+            Element const right = ElementAt(m_data, m_b);
             if (!IsPlainUnit(*m_a, left) || !IsPlainUnit(*m_b, right)) return 0;
             if (left == right) continue;
             if (PrimaryOf(left) != PrimaryOf(right)) return Sign(left, right);

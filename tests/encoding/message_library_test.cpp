@@ -115,6 +115,7 @@ TEST(MessageLibraryFile, RefusesWhatIsNoSuchFile)
         {"language of two letters", "LAN 1 Demo en\n", L"x"},
         {"language of other letters", "LAN 1 Demo en1\n", L"x"},
         {"code page that is no number", "LAN 1 Demo enu utf8\n", L"x"},
+        {"unknown code page", "LAN 1 Demo enu 64999\n", L"x"},
         {"more than a code page", "LAN 1 Demo enu 1252 x\n", L"x"},
         {"name of another language", "LAN 1 Demo enu\n", L"C:\\a\\Demo.fra.LAN"},
         {"name of another library", "LAN 1 Demo enu\n", L"Other.enu.lan"},
