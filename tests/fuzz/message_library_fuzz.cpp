@@ -1,8 +1,7 @@
-// Message files and rules of collation: whatever the bytes, what counts can be read, faults lie within the file, and no
-// checked translation asks for a value that its original does not ask for.
+// Message files: whatever the bytes, what counts can be read, faults lie within the file, and no checked translation asks
+// for a value that its original does not ask for.
 #include "input.h"
 
-#include <XelbrinCore/XCLevelCollator.h>
 #include <XelbrinCore/XCMessageLibrary.h>
 
 #include "text/PrintFormat.h"
@@ -76,14 +75,5 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         }
         RequireFaults(translation.GetFaults(), second);
     }
-    if (size % 16 != 0) return 0; // a table of collation takes milliseconds
-    std::vector<XCLineFault> faults;
-    XCLevelCollator const collator(
-        15, XCCollationTable::Read(xc_fuzz::Text(xc_fuzz::Units(data, size)), XCString(), faults));
-    std::wstring const units = xc_fuzz::Units(data, size);
-    auto const [a, b] = xc_fuzz::Halves(units);
-    int const order = collator.Compare(a.c_str(), b.c_str());
-    int const byKeys = collator.MakeKey(a.c_str()).compare(collator.MakeKey(b.c_str()));
-    Require((order > 0) == (byKeys > 0) && (order < 0) == (byKeys < 0));
     return 0;
 }
