@@ -82,7 +82,7 @@ class XC_API XCTableCollator : public XCCollator {
 public:
     ~XCTableCollator() override;
     int Compare(wchar_t const* a, wchar_t const* b) const override;
-    /// Two bytes for each unit that is not ignored.
+    /// One to three bytes for each unit that is not ignored.
     void AppendKey(std::string& key, wchar_t const* text) const override;
     /// The table that the collator maps through; lives as long as the collator.
     [[nodiscard]] XCCollatingTable<wchar_t> const& GetTable() const noexcept { return *m_table; }

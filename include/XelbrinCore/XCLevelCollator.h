@@ -12,7 +12,8 @@
 //          those they come from. Controls and format characters are ignored. Accents are marks U+0300 to U+036F: a
 //          letter with marks of its own equals the composed one.
 // COST     A table has 300 KiB and takes some milliseconds to build. Comparing skips what is equal in vector steps and
-//          then looks up each unit; a key has two bytes a letter.
+//          then looks up each unit; a key has one byte for a
+//          Latin letter in lower case, two or three for others.
 // THREADS  Tables and collators do not change after construction.
 #pragma once
 

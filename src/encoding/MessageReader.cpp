@@ -87,6 +87,13 @@ XCString Decoded(std::string_view bytes)
     return text::DecodeUtf8(text, bytes) ? text : XCString();
 }
 
+/// How many units an editor shows; a byte that is no UTF-8 counts as one.
+std::size_t UnitsOf(std::string_view bytes) noexcept
+{
+    wchar_t none = 0;
+    return text::DecodeUtf8Leniently(&none, 0, bytes);
+}
+
 /// UTF-16 as UTF-8. Half a pair becomes a byte that is none, to be named where it stands; so does half a unit at the end.
 FileBytes FromUnits(std::wstring_view units, bool isCut)
 {
@@ -322,7 +329,7 @@ private:
         std::string_view const before = m_bytes.substr(m_begin, at - m_begin);
         auto const breaks = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
         std::size_t const lineBegin = before.rfind('\n') + 1; // npos + 1 is 0
-        AddFault({m_table.m_file, m_entryLine + breaks, text::CountUtf16Units(before.substr(lineBegin)) + 1, reason});
+        AddFault({m_table.m_file, m_entryLine + breaks, UnitsOf(before.substr(lineBegin)) + 1, reason});
     }
 
     void AddFault(XCLineFault fault)

@@ -35,6 +35,14 @@ constexpr std::uint32_t TertiaryOf(Element element) noexcept
     return PrimaryOf(element) != 0 ? element & 0xFF : 0;
 }
 
+/// Keys write the weights of Latin letters, which stand together, in one byte, smaller ones in two and larger ones in three.
+/// The first bytes of the three forms lie apart, above the zero that separates levels: the bytes order as the weights.
+inline constexpr std::uint32_t kShortWeights = 160;
+inline constexpr std::uint32_t kFirstShortByte = 0x40;
+inline constexpr std::uint32_t kLongByte = 0xE0;
+inline constexpr std::uint32_t kLastFirstShort = (kFirstShortByte - 1) << 8;
+static_assert(kFirstShortByte + kShortWeights <= kLongByte);
+
 /// Several elements, or a unit that may begin a sequence: not an element itself, as its secondary weight is 0 while its
 /// tertiary one is not. The upper half is an index.
 inline constexpr std::uint32_t kExpansion = 1;
@@ -74,6 +82,7 @@ struct CollationData {
     std::vector<SequenceHead> heads;
     std::vector<bool> follows; ///< whether a unit occurs in a sequence after its first; empty: there are no sequences
     std::uint32_t numberLead = 0; ///< the primary weight before a number; of nothing else
+    std::uint32_t firstShort = 0; ///< the first of the weights that have one byte in keys
 };
 
 /// The element of the unit at `text`, seeing through a unit that could begin a sequence and does not.

@@ -248,6 +248,7 @@ std::unique_ptr<CollationData const> CollationOrder::Build() const
     if (rank > kMostRanks) return nullptr;
     auto data = std::make_unique<CollationData>();
     data->numberLead = ranks[m_numberLead];
+    data->firstShort = std::min(ranks[m_units[L'a'].part.letter], kLastFirstShort);
     for (std::uint32_t code = 1; code < 0x10000; ++code)
         if (Unit const& known = m_units[code]; known.isKnown) data->units[code] = ElementOf(known.part, ranks);
     for (auto const& [unit, parts] : m_composed) SetUnit(*data, unit, ranks);

@@ -65,8 +65,15 @@ void XCTableCollator::AppendKey(std::string& key, wchar_t const* text) const
     for (; *text != L'\0'; ++text) {
         std::uint32_t const code = ToUint(m_table->Map(*text));
         if (code == 0) continue;
-        char const bytes[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
-        key.append(bytes, sizeof bytes);
+        // As UTF-8 writes numbers: short where codes are small, and in their order.
+        char const bytes[] = {static_cast<char>(0xE0 | code >> 12), static_cast<char>(0x80 | (code >> 6 & 0x3F)),
+                              static_cast<char>(0x80 | (code & 0x3F))};
+        if (code < 0x80)
+            key += static_cast<char>(code);
+        else if (code < 0x800)
+            (key += static_cast<char>(0xC0 | code >> 6)) += bytes[2];
+        else
+            key.append(bytes, sizeof bytes);
     }
 }
 

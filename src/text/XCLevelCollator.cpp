@@ -8,7 +8,7 @@
 // A number becomes a lead weight that nothing else has, its length and its digits without leading zeros, so that numbers
 // of any length compare as numbers and no weight of theirs meets one of another kind.
 //
-// A key is the row of primary weights, then the secondary and tertiary bytes, each level without its common weights at the
+// A key is the row of primary weights, each in as many bytes as it needs, then the secondary and tertiary bytes, each level without its common weights at the
 // end, separated by zeros. Common weights are the smallest, so leaving them out at the end keeps the order, and a text of
 // plain lower-case letters has no lower levels at all.
 //
@@ -181,6 +181,19 @@ void AppendUnit(std::string& key, std::uint32_t unit)
     key.append(bytes, sizeof bytes);
 }
 
+void AppendPrimary(std::string& key, CollationData const& data, std::uint32_t weight)
+{
+    std::uint32_t const place = weight - data.firstShort; // wraps for smaller weights
+    if (place < kShortWeights) {
+        key += static_cast<char>(kFirstShortByte + place);
+    } else if (weight < data.firstShort) {
+        AppendUnit(key, weight + 0x100);
+    } else {
+        key += static_cast<char>(kLongByte);
+        AppendUnit(key, weight);
+    }
+}
+
 } // namespace
 
 } // namespace xc::text
@@ -210,7 +223,8 @@ void XCLevelCollator::AppendKey(std::string& key, wchar_t const* text) const
     bool accents = false;
     bool cases = false;
     for (Element element = reader.Next(); element != 0; element = reader.Next()) {
-        if (std::uint32_t const primary = xc::text::PrimaryOf(element)) xc::text::AppendUnit(key, primary);
+        if (std::uint32_t const primary = xc::text::PrimaryOf(element))
+            xc::text::AppendPrimary(key, m_table->GetData(), primary);
         accents = accents || xc::text::SecondaryOf(element) > xc::text::kCommonWeight;
         cases = cases || xc::text::TertiaryOf(element) > xc::text::kCommonWeight;
     }
@@ -218,7 +232,7 @@ void XCLevelCollator::AppendKey(std::string& key, wchar_t const* text) const
     cases = cases && (m_flags & XCCollateCase) != 0;
     bool const strict = (m_flags & XCCollateStrict) != 0;
     if (!accents && !cases && !strict) return;
-    xc::text::AppendUnit(key, 0);
+    key += '\0';
     if (accents) xc::text::AppendLevel(key, start, xc::text::SecondaryOf);
     if (!cases && !strict) return;
     key += '\0';

@@ -89,7 +89,9 @@ TEST(MessageLibraryFile, NamesEveryBadLineAndKeepsTheOthers)
         EXPECT_EQ(TextOf(file, 10) + TextOf(file, 11), "firstlast") << row.fault;
         EXPECT_EQ(file.GetCodes().size(), 2u) << row.fault;
     }
-    EXPECT_EQ(Plain(FileOf("1 1 a\\").GetFaults().at(0).reason), "no line follows in which the text could go on");
+    // A column counts what an editor shows, malformed bytes one each.
+    EXPECT_EQ(Plain(FileOf("1 \xE6\xE6\xE6 a\\").GetFaults().at(0).AsString()),
+              "demo:2:8: no line follows in which the text could go on");
     EXPECT_EQ(FileOf([] {
                   std::string many;
                   for (int i = 0; i < 3000; ++i) many += "x\n";
