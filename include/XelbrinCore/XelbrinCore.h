@@ -38,12 +38,16 @@
 #include <XelbrinCore/XCFuture.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
+#include <XelbrinCore/XCLevelCollator.h>
+#include <XelbrinCore/XCLineFault.h>
 #include <XelbrinCore/XCLocale.h>
+#include <XelbrinCore/XCLocaleCollator.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogChannel.h>
 #include <XelbrinCore/XCLogFile.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMarshal.h>
+#include <XelbrinCore/XCMessageLibrary.h>
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>

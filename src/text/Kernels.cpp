@@ -5,7 +5,7 @@
 // the place. The skipping loops combine several comparisons into one test, because the branch is what costs. A rest that
 // is shorter than a step is covered by a step that overlaps units already seen, or by single units.
 //
-// Invariant: nothing outside [text, text + n) is read; TextLength, which knows no n, reads aligned blocks only.
+// Invariant: nothing outside [text, text + n) is read; functions that know no n read blocks that stay within a page.
 // The hash h = h * 613 + unit is a polynomial modulo 2^32 (Horner's rule). One step a unit waits for the multiplication
 // before; split into 64 interleaved polynomials in 613^64, all lanes advance at once, and a weighted sum joins them.
 #include "text/Kernels.h"
@@ -17,7 +17,7 @@
 #include <bit>
 #include <immintrin.h>
 
-// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. Bytes of a
+// Functions that know no length read whole blocks, which never leave the page that holds the terminator. Bytes of a
 // block outside the text are read but never looked at: the sanitizers are told so.
 #if defined(__GNUC__)
 #define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize("address", "thread")))
@@ -204,6 +204,27 @@ std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
     }
     while (i < n && a[i] == b[i]) ++i;
     return i;
+}
+
+XC_READS_WHOLE_BLOCKS std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b) noexcept
+{
+    constexpr std::uintptr_t kPage = 4096;
+    constexpr std::uintptr_t kLast = kPage - sizeof(__m128i); // a block from here on stays within its page
+    __m128i const zero = _mm_setzero_si128();
+    for (std::size_t i = 0;;) {
+        auto const left = reinterpret_cast<std::uintptr_t>(a + i) % kPage;
+        auto const right = reinterpret_cast<std::uintptr_t>(b + i) % kPage;
+        if (left > kLast || right > kLast) { // the next page may not be there
+            if (a[i] != b[i] || a[i] == L'\0') return i;
+            ++i;
+            continue;
+        }
+        __m128i const x = *reinterpret_cast<__m128i_u const*>(a + i);
+        __m128i const y = *reinterpret_cast<__m128i_u const*>(b + i);
+        unsigned int const stop = MaskOf(_mm_andnot_si128(_mm_cmpeq_epi16(x, zero), _mm_cmpeq_epi16(x, y))) ^ 0xFFFF;
+        if (stop != 0) return i + FirstIn(stop);
+        i += kSseUnits;
+    }
 }
 
 std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept

@@ -55,7 +55,9 @@ XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
     return data;
 }
 
-void XCStringStorage::Free(DataDef* data) noexcept
+// Never inlined: the compiler, which sees the static empty block in a list that moves its members, would warn that it is
+// freed, not knowing its count.
+[[gnu::noinline]] void XCStringStorage::Free(DataDef* data) noexcept
 {
     ::operator delete(data);
 }
