@@ -50,6 +50,7 @@ HEADER_ROOM = {
     "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
     "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCProgress.h": "sync", "XCThread.h": "sync",
+    "XCPath.h": "files", "XCFileInfo.h": "files",
     "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
     "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogChannel.h": "log", "XCLogFile.h": "log",

@@ -30,6 +30,7 @@
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFileInfo.h>
 #include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
@@ -43,6 +44,7 @@
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCPath.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCProgress.h>
 #include <XelbrinCore/XCRefCount.h>

@@ -27,6 +27,7 @@ DWORD AccessOf(FileMode::Access access) noexcept
     case FileMode::Access::ReadWrite: return GENERIC_READ | GENERIC_WRITE;
     case FileMode::Access::Append: return kAppend;
     case FileMode::Access::AppendAndRead: return kAppend | FILE_READ_DATA;
+    case FileMode::Access::Facts: return FILE_READ_ATTRIBUTES;
     }
     return 0;
 }
@@ -40,6 +41,12 @@ DWORD StartOf(FileMode::Start start) noexcept
     case FileMode::Start::Truncate: return CREATE_ALWAYS;
     }
     return 0;
+}
+
+DWORD FlagsOf(FileMode const& mode) noexcept
+{
+    return (mode.sequential ? FILE_FLAG_SEQUENTIAL_SCAN : FILE_ATTRIBUTE_NORMAL) |
+           (mode.folders ? FILE_FLAG_BACKUP_SEMANTICS : 0) | (mode.links ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
 }
 
 static_assert(FileMode::ShareRead == FILE_SHARE_READ && FileMode::ShareWrite == FILE_SHARE_WRITE &&
@@ -59,9 +66,8 @@ unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
 {
     Close();
     SECURITY_ATTRIBUTES security{sizeof security, const_cast<void*>(mode.security), FALSE};
-    HANDLE const handle =
-        ::CreateFileW(path.ForSystem(), AccessOf(mode.access), mode.share, &security, StartOf(mode.start),
-                      mode.sequential ? FILE_FLAG_SEQUENTIAL_SCAN : FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE const handle = ::CreateFileW(path.ForSystem(), AccessOf(mode.access), mode.share, &security,
+                                        StartOf(mode.start), FlagsOf(mode), nullptr);
     if (handle == INVALID_HANDLE_VALUE) return LastError();
     m_handle = handle;
     return 0;

@@ -21,6 +21,7 @@ struct FileMode {
         ReadWrite,
         Append,        ///< every write goes to the end as the system finds it then, whoever else appends
         AppendAndRead, ///< the same, and reading
+        Facts,         ///< neither: facts about it alone, which no sharing forbids
     };
     enum class Start {
         Existing, ///< it must be there
@@ -35,6 +36,8 @@ struct FileMode {
     Start start = Start::Existing;
     unsigned int share = ShareAll;
     bool sequential = false;        ///< read from the beginning to the end
+    bool folders = false;           ///< folders are opened, too
+    bool links = false;             ///< a link is opened itself, not the file that it leads to
     void const* security = nullptr; ///< a security descriptor for a new file; null: as its folder says
 };
 

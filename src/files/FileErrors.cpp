@@ -1,0 +1,18 @@
+#include "files/FileErrors.h"
+
+#include "errors/CoreError.h"
+
+namespace xc::files {
+
+XCErrorID FileError(XCCoreError code, win32::SystemPath const& path, unsigned long systemError)
+{
+    if (systemError == 0) return XCErrorID::Success;
+    return errors::MakeFileError(code, XCString(path.Text()), systemError);
+}
+
+XCErrorID NameError(XCPath const& path, XCString const& name, XCPathFault fault)
+{
+    return errors::MakeCoreError(XCErrFileName, path.AsString(), name, XCString(XCPath::Describe(fault)));
+}
+
+} // namespace xc::files

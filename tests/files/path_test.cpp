@@ -1,0 +1,206 @@
+// Paths as texts: taken apart, put together, judged. What is right here is right for files, since they see nothing else.
+#include <XelbrinCore/XCFileInfo.h>
+#include <XelbrinCore/XCPath.h>
+
+#include <XelbrinCore/XCErrorID.h>
+
+#include "scratch_files.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+/// With plain characters, for messages.
+std::string Shown(XCString const& text)
+{
+    std::string shown;
+    for (wchar_t const unit : text) shown += unit < 0x7F && unit >= 0x20 ? static_cast<char>(unit) : '?';
+    return shown;
+}
+
+TEST(XCPath, Parts)
+{
+    using Kind = XCPathKind;
+    struct {
+        char const* fault;
+        wchar_t const* path;
+        Kind kind;
+        wchar_t const *root, *parent, *stem, *extension, *normal;
+    } const rows[] = {
+        {"empty", L"", Kind::Relative, L"", L"", L"", L"", L""},
+        {"two dots in a name", L"a.tar.gz", Kind::Relative, L"", L"", L"a.tar", L".gz", L"a.tar.gz"},
+        {"hidden name taken for an extension", L"x/.profile", Kind::Relative, L"", L"x", L".profile", L"",
+         L"x\\.profile"},
+        {"separator at the end makes an empty name", L"a\\b.c\\\\", Kind::Relative, L"", L"a", L"b", L".c", L"a\\b.c"},
+        {"dots go past the front", L"a\\..\\..\\b", Kind::Relative, L"", L"a\\..\\..", L"b", L"", L"..\\b"},
+        {"nothing is left", L"a\\..", Kind::Relative, L"", L"a", L"..", L"", L"."},
+        {"dots go past the root", L"C:/../a//./b", Kind::Drive, L"C:/", L"C:/../a//.", L"b", L"", L"C:\\a\\b"},
+        {"root loses its separator", L"C:\\a", Kind::Drive, L"C:\\", L"C:\\", L"a", L"", L"C:\\a"},
+        {"root alone", L"C:\\\\", Kind::Drive, L"C:\\\\", L"", L"", L"", L"C:\\"},
+        {"drive's own folder taken for its root", L"C:a\\..\\..\\b", Kind::DriveRelative, L"C:", L"C:a\\..\\..", L"b",
+         L"", L"C:..\\b"},
+        {"current drive", L"/a/..", Kind::Rooted, L"/", L"/a", L"..", L"", L"\\"},
+        {"name becomes a drive", L"a\\..\\C:x", Kind::Relative, L"", L"a\\..", L"C:x", L"", L".\\C:x"},
+        {"name becomes a long form", L"\\..\\??\\x", Kind::Rooted, L"\\", L"\\..\\??", L"x", L"", L"\\.\\??\\x"},
+        {"share climbed out of", L"\\\\s\\f\\..\\a", Kind::Share, L"\\\\s\\f\\", L"\\\\s\\f\\..", L"a", L"",
+         L"\\\\s\\f\\a"},
+        {"slashes of a share", L"//s/f", Kind::Share, L"//s/f", L"", L"", L"", L"\\\\s\\f"},
+        {"share becomes a device", L"\\\\\\.\\COM1", Kind::Share, L"\\\\\\.\\COM1", L"", L"", L"", L"\\\\\\.\\COM1"},
+        {"literal dots resolved", L"\\\\?\\C:\\a\\..\\b/c", Kind::Literal, L"\\\\?\\C:\\", L"\\\\?\\C:\\a\\..", L"b/c",
+         L"", L"\\\\?\\C:\\a\\..\\b/c"},
+        {"literal share cut short", L"\\\\?\\unc\\s\\f\\a", Kind::Literal, L"\\\\?\\unc\\s\\f\\", L"\\\\?\\unc\\s\\f\\",
+         L"a", L"", L"\\\\?\\unc\\s\\f\\a"},
+        {"device taken for a share", L"//./COM1", Kind::Device, L"//./COM1", L"", L"", L"", L"//./COM1"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        XCPath const path(row.path);
+        EXPECT_EQ(path.GetKind(), row.kind);
+        EXPECT_EQ(Shown(path.Root().AsString()), Shown(row.root));
+        EXPECT_EQ(Shown(path.Parent().AsString()), Shown(row.parent));
+        EXPECT_EQ(Shown(path.Stem()), Shown(row.stem));
+        EXPECT_EQ(Shown(path.Extension()), Shown(row.extension));
+        EXPECT_EQ(Shown(path.Normalise().AsString()), Shown(row.normal));
+        EXPECT_EQ(Shown(path.Normalise().Normalise().AsString()), Shown(row.normal));
+    }
+}
+
+TEST(XCPath, JoinAndWayBack)
+{
+    struct {
+        char const* fault;
+        wchar_t const *base, *other, *joined, *relative;
+    } const rows[] = {
+        {"separator missing", L"C:\\a", L"b", L"C:\\a\\b", L"b"},
+        {"separator doubled", L"C:\\", L"b\\c", L"C:\\b\\c", L"b\\c"},
+        {"drive's own folder becomes its root", L"C:", L"b", L"C:b", L"b"},
+        {"absolute one nested", L"C:\\a", L"D:\\b", L"D:\\b", nullptr},
+        {"nothing added", L"C:\\a", L"", L"C:\\a", L"."},
+        {"empty base gives a root", L"", L"b", L"b", nullptr},
+        {"way up", L"C:\\a\\b", L"..\\c", L"C:\\a\\b\\..\\c", L"..\\c"},
+        {"names compared with case", L"C:\\A", L"..\\a\\x", L"C:\\A\\..\\a\\x", L"x"},
+        {"way out of an unknown folder", L"..\\a", L"..\\..\\..\\b", L"..\\a\\..\\..\\..\\b", L"..\\..\\..\\b"},
+        {"rooted long form", L"\\", L"??\\x", L"\\.\\??\\x", L"??\\x"},
+        {"dots left after a literal path", L"\\\\?\\C:\\a\\", L"./../b/c", L"\\\\?\\C:\\b\\c", L"..\\b\\c"},
+        {"root of a literal path lost", L"\\\\?\\C:\\a", L"..\\..\\..", L"\\\\?\\C:\\", L".."},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        XCPath const base(row.base), joined = base.Join(row.other);
+        XCPath relative;
+        EXPECT_EQ(Shown(joined.AsString()), Shown(row.joined));
+        ASSERT_EQ(joined.RelativeTo(base, relative), row.relative != nullptr);
+        EXPECT_EQ(Shown(relative.AsString()), Shown(row.relative ? row.relative : L""));
+        EXPECT_TRUE(!row.relative || base.Join(relative).Normalise() == joined.Normalise());
+    }
+    XCPath none;
+    EXPECT_FALSE(XCPath(L"a").RelativeTo(L"..\\b", none)) << "a folder whose name nobody knows";
+    EXPECT_FALSE(XCPath(L"\\\\?\\C:\\a\\..\\b").RelativeTo(L"\\\\?\\C:\\", none)) << "dots that are names";
+}
+
+TEST(XCPath, CheckNamesTheFault)
+{
+    using Fault = XCPathFault;
+    struct {
+        wchar_t const* path;
+        Fault fault;
+        wchar_t const* name;
+    } const rows[] = {
+        {L"C:\\a b\\c.d\\..\\.e", Fault::None, L""},
+        {L"\\\\?\\C:\\a", Fault::None, L""},
+        {L"\\\\?\\Volume{1}\\a", Fault::None, L""},
+        {L"", Fault::Empty, L""},
+        {L"a\\con", Fault::Reserved, L"con"},
+        {L"NUL .txt\\b", Fault::Reserved, L"NUL .txt"},
+        {L"com\u00B9.tar.gz", Fault::Reserved, L"com\u00B9.tar.gz"},
+        {L"LPT0:", Fault::Reserved, L"LPT0:"},
+        {L"conin$", Fault::Reserved, L"conin$"},
+        {L"com", Fault::None, L""},
+        {L"com10", Fault::None, L""},
+        {L"console", Fault::None, L""},
+        {L"a.\\b", Fault::Trailing, L"a."},
+        {L"b ", Fault::Trailing, L"b "},
+        {L"...", Fault::Trailing, L"..."},
+        {L"\\\\?\\C:\\..\\a", Fault::Trailing, L".."},
+        {L"x\\ab:c", Fault::Stream, L"ab:c"},
+        {L"a:b", Fault::None, L""},
+        {L"a.txt::$DATA", Fault::Stream, L"a.txt::$DATA"},
+        {L"a\\b?", Fault::Character, L"b?"},
+        {L"a\tb", Fault::Character, L"a\tb"},
+        {L"\\\\?\\C:\\a/b", Fault::Character, L"a/b"},
+        {L"1:\\a", Fault::Character, L"1:\\"},
+        {L"\\\\.\\PhysicalDrive0", Fault::Device, L"\\\\.\\PhysicalDrive0"},
+        {L"//?/C:/a", Fault::Device, L"//?/C:/"},
+        {L"\\??\\GLOBALROOT\\x", Fault::Device, L"\\??\\GLOBALROOT\\"},
+        {L"\\\\s\\PIPE\\x", Fault::Device, L"\\\\s\\PIPE\\"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(Shown(row.path));
+        XCString name(L"old");
+        EXPECT_EQ(XCPath(row.path).Check(&name), row.fault) << Shown(XCPath::Describe(XCPath(row.path).Check()));
+        EXPECT_EQ(Shown(name), Shown(row.name));
+    }
+    EXPECT_EQ(XCPath(XCString(L'a', 256)).Check(), Fault::TooLong);
+    EXPECT_EQ(XCPath(XCString(std::wstring_view(L"a\0b", 3))).Check(), Fault::Character);
+    EXPECT_EQ(XCPath::CheckName(L"a\\b"), Fault::Character);
+}
+
+TEST(XCPath, ComparesAsTheSystemDoes)
+{
+    EXPECT_TRUE(XCPath(L"C:/Dir/\u00E9") == XCPath(L"c:\\dIR\\\u00C9"));
+    EXPECT_TRUE(XCPath(L"stra\u00DFe") != XCPath(L"strasse"));
+    EXPECT_TRUE(XCPath(L"a") < XCPath(L"B"));
+    EXPECT_TRUE(XCPath(L"a") < XCPath(L"a\\b"));
+    EXPECT_TRUE(XCPath(L"a\\b") != XCPath(L"a\\.\\b")) << "nothing is normalised";
+}
+
+TEST(XCFileInfo, IdentityNotTextDecides)
+{
+    xc_test::ScratchFile const file("12345", "xc_info.txt"), other("12345", "xc_other.txt");
+    XCFileInfo info;
+    bool same = false;
+    EXPECT_TRUE(XCPath(L"xc_info.txt").SameFile(XCPath(L"./x/../xc_info.txt").Normalise(), same).Good());
+    EXPECT_TRUE(same);
+    EXPECT_TRUE(XCPath(L"xc_info.txt").SameFile(L"xc_other.txt", same).Good());
+    EXPECT_FALSE(same) << "equal content is not one file";
+    XCErrorID const missing = XCFileInfo::Get(L"xc_missing.txt", info);
+    EXPECT_EQ(missing, XCErrFileFailed);
+    EXPECT_NE(missing->GetParameterValueAsString(0, XCExecContext()).View().find(L"xc_missing.txt"),
+              std::wstring::npos);
+
+    ASSERT_TRUE(XCFileInfo::Get(L"xc_info.txt", info).Good());
+    EXPECT_EQ(info.size, 5u);
+    EXPECT_EQ(info.links, 1u);
+    EXPECT_FALSE(info.IsFolder() || info.IsLink() || info.IsReadOnly());
+    XCDateTimeEx const now = XCDateTimeEx::GetCurrentDateTime();
+    EXPECT_LT((now - info.written.GetDateTime()).GetDuration(), 60000);
+    EXPECT_EQ(XCFileTime(info.written.GetDateTime(), info.written.GetRest()), info.written) << "nothing is lost";
+    ASSERT_TRUE(XCFileInfo::Get(L".", info).Good());
+    EXPECT_TRUE(info.IsFolder());
+}
+
+TEST(XCFileTime, KeepsWhatTheCalendarCannotShow)
+{
+    struct {
+        char const* fault;
+        std::int64_t ticks;
+        wchar_t const* text;
+        unsigned int rest;
+    } const rows[] = {
+        {"none", 0, L"", 0},
+        {"negative", -1, L"", 0},
+        {"first millisecond", 1, L"1601/01/01 00:00:00.000", 1},
+        {"rounded up", 116444736000009999, L"1970/01/01 00:00:00.000", 9999},
+        {"year past 9999", INT64_MAX, L"", 5807},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.fault);
+        XCFileTime const time(row.ticks);
+        EXPECT_EQ(Shown(time.GetDateTime().AsString(XCTimeZone::UTC())), Shown(row.text));
+        EXPECT_EQ(time.GetRest(), row.rest);
+    }
+    EXPECT_FALSE(XCFileTime(XCDateTimeEx(1600, 12, 31)).IsKnown());
+}
+
+} // namespace
