@@ -25,6 +25,7 @@
 
 #include <compare>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -60,6 +61,8 @@ public:
     /// Keeps the text as it is.
     XCPath(XCString text) noexcept : m_text(std::move(text)) {}
     XCPath(wchar_t const* text) : m_text(text) {}
+    XCPath(std::wstring const& text) : m_text(text) {}
+    explicit XCPath(std::wstring_view text) : m_text(text) {}
 
     /// The text as given or made.
     [[nodiscard]] XCString const& AsString() const noexcept { return m_text; }

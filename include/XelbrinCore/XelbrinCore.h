@@ -30,7 +30,9 @@
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFile.h>
 #include <XelbrinCore/XCFileInfo.h>
+#include <XelbrinCore/XCFileStream.h>
 #include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCGuid.h>
@@ -53,6 +55,7 @@
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
 #include <XelbrinCore/XCSafeCounter.h>
+#include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
 #include <XelbrinCore/XCStopWatch.h>

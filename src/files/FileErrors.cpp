@@ -1,6 +1,7 @@
 #include "files/FileErrors.h"
 
 #include "errors/CoreError.h"
+#include "errors/SystemWords.h"
 
 namespace xc::files {
 
@@ -8,6 +9,13 @@ XCErrorID FileError(XCCoreError code, win32::SystemPath const& path, unsigned lo
 {
     if (systemError == 0) return XCErrorID::Success;
     return errors::MakeFileError(code, XCString(path.Text()), systemError);
+}
+
+XCErrorID HeldError(win32::SystemPath const& path, unsigned long systemError, unsigned int tries)
+{
+    XCString const words = errors::SystemWords(systemError, path.FileName());
+    return errors::MakeCoreError(XCErrFileHeld, XCString(path.Text()), static_cast<long>(systemError), words,
+                                 static_cast<long>(tries));
 }
 
 XCErrorID NameError(XCPath const& path, XCString const& name, XCPathFault fault)

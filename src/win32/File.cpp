@@ -15,8 +15,7 @@ namespace xc::win32 {
 
 namespace {
 
-constexpr std::size_t kLargestStep = 1u << 28;   // bytes for one call of the system at a position
-constexpr std::size_t kLargestAppend = 1u << 30; // bytes for one that appends
+constexpr std::size_t kLargestStep = 1u << 28; // bytes for one call of the system at a position
 
 DWORD AccessOf(FileMode::Access access) noexcept
 {
@@ -129,6 +128,28 @@ std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
 unsigned long File::Flush() noexcept
 {
     return ::FlushFileBuffers(m_handle) ? 0 : LastError();
+}
+
+unsigned long File::SetSize(std::uint64_t size) noexcept
+{
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
+    return ::SetFileInformationByHandle(m_handle, FileEndOfFileInfo, &end, sizeof end) ? 0 : LastError();
+}
+
+unsigned long File::Lock(std::uint64_t offset, std::uint64_t length, bool exclusive) noexcept
+{
+    OVERLAPPED place = At(offset);
+    DWORD const flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0u);
+    auto const low = static_cast<DWORD>(length), high = static_cast<DWORD>(length >> 32);
+    return ::LockFileEx(m_handle, flags, 0, low, high, &place) ? 0 : LastError();
+}
+
+unsigned long File::Unlock(std::uint64_t offset, std::uint64_t length) noexcept
+{
+    OVERLAPPED place = At(offset);
+    auto const low = static_cast<DWORD>(length), high = static_cast<DWORD>(length >> 32);
+    return ::UnlockFileEx(m_handle, 0, low, high, &place) ? 0 : LastError();
 }
 
 std::uint64_t File::Size(unsigned long& error) const noexcept

@@ -4,20 +4,14 @@
 
 #include <XelbrinCore/XCErrorID.h>
 
+#include "files/shown.h"
 #include "scratch_files.h"
 
 #include <gtest/gtest.h>
-#include <string>
 
 namespace {
 
-/// With plain characters, for messages.
-std::string Shown(XCString const& text)
-{
-    std::string shown;
-    for (wchar_t const unit : text) shown += unit < 0x7F && unit >= 0x20 ? static_cast<char>(unit) : '?';
-    return shown;
-}
+using xc_test::Shown;
 
 TEST(XCPath, Parts)
 {

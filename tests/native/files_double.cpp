@@ -1,9 +1,11 @@
 // Facts about files, locks and views of the native builds, over POSIX.
 #include "narrow_path.h"
 #include "win32/FileDetails.h"
+#include "win32/FileView.h"
 
 #include <cerrno>
 #include <cstring>
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 namespace xc::win32 {
@@ -16,6 +18,11 @@ constexpr std::uint32_t kSymbolicLink = 0xA000000C;
 std::int64_t TicksOf(timespec const& time) noexcept
 {
     return (time.tv_sec + 11'644'473'600) * 10'000'000 + time.tv_nsec / 100;
+}
+
+int DescriptorOf(void* handle) noexcept
+{
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle)) - 1;
 }
 
 unsigned long Fill(int result, struct stat const& found, FileDetails& details) noexcept
@@ -47,7 +54,33 @@ unsigned long GetDetails(SystemPath const& path, bool followLinks, FileDetails& 
 unsigned long GetDetails(void* handle, FileDetails& details) noexcept
 {
     struct stat found {};
-    return Fill(::fstat(static_cast<int>(reinterpret_cast<std::intptr_t>(handle)) - 1, &found), found, details);
+    return Fill(::fstat(DescriptorOf(handle), &found), found, details);
+}
+
+// Views -----------------------------------------------------------------------------------------------------------
+
+FileView::~FileView()
+{
+    if (m_base)
+        ::munmap(m_base, m_size + static_cast<std::size_t>(static_cast<char*>(m_bytes) - static_cast<char*>(m_base)));
+}
+
+unsigned long FileView::Map(void* file, bool writes, bool copies, std::uint64_t offset, std::size_t size) noexcept
+{
+    std::size_t const before = static_cast<std::size_t>(offset % 4096);
+    int const protection = PROT_READ | (writes ? PROT_WRITE : 0);
+    void* const base = ::mmap(nullptr, before + size, protection, copies ? MAP_PRIVATE : MAP_SHARED, DescriptorOf(file),
+                              static_cast<off_t>(offset - before));
+    if (base == MAP_FAILED) return static_cast<unsigned long>(errno);
+    m_base = base;
+    m_bytes = static_cast<char*>(base) + before;
+    m_size = size;
+    return 0;
+}
+
+unsigned long FileView::Flush() noexcept
+{
+    return 0; // all views and the file are one memory
 }
 
 } // namespace xc::win32
