@@ -44,12 +44,22 @@ bool IsRefusedUnit(wchar_t unit) noexcept
     return text::ToUint(unit) < 0x20 || std::wstring_view(L"<>\"|?*\\/").find(unit) != std::wstring_view::npos;
 }
 
+bool IsLetter(wchar_t unit) noexcept
+{
+    return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z');
+}
+
+bool IsDriveName(std::wstring_view name) noexcept
+{
+    return name.size() == 2 && IsLetter(name[0]) && name[1] == L':';
+}
+
 /// A literal path leads to a file by a drive, a share or a volume.
 bool IsLiteralOfFiles(std::wstring_view path) noexcept
 {
     path.remove_prefix(4);
     std::wstring_view const first = TakeName(path, XCPathKind::Literal);
-    return (first.size() == 2 && first[1] == L':') || text::IsSameNameFolded(first, L"UNC") ||
+    return IsDriveName(first) || text::IsSameNameFolded(first, L"UNC") ||
            text::IsSameNameFolded(first.substr(0, 7), L"Volume{");
 }
 
@@ -63,9 +73,14 @@ bool IsDeviceShare(std::wstring_view root) noexcept
            text::IsSameNameFolded(name, L"IPC$");
 }
 
-bool IsLetter(wchar_t unit) noexcept
+/// The names of a path, those of its root included where they are names: a server, a share, a volume.
+std::wstring_view NamesOf(std::wstring_view path, PathRoot const& root) noexcept
 {
-    return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z');
+    if (root.kind == XCPathKind::Share) return path;
+    if (root.kind != XCPathKind::Literal) return path.substr(root.length);
+    path.remove_prefix(4);
+    std::wstring_view rest = path;
+    return IsDriveName(TakeName(rest, root.kind)) ? rest : path;
 }
 
 XCPathFault CheckRoot(std::wstring_view path, PathRoot const& root) noexcept
@@ -115,7 +130,7 @@ XCString JoinVerbatim(XCPath const& folder, std::wstring_view other)
             continue;
         }
         XCString text = path.AsString();
-        if (!text.IsNull() && text[text.Length() - 1] != L'\\') text += L'\\';
+        if (!IsSeparator(text[text.Length() - 1], path.GetKind())) text += L'\\';
         path = text.Append(name);
     }
     return path.AsString();
@@ -189,7 +204,7 @@ XCPath XCPath::Join(XCPath const& other) const
     if (IsEmpty() || other.GetKind() != XCPathKind::Relative) return other;
     if (IsVerbatim(kind)) return JoinVerbatim(*this, other.View());
     bool const afterDrive = kind == XCPathKind::DriveRelative && m_text.Length() == 2;
-    XCString text = m_text;
+    XCString text = kind == XCPathKind::Rooted && RootOf(View()).length > 1 ? XCString(L"\\") : m_text;
     if (!IsSeparator(m_text[m_text.Length() - 1], kind) && !afterDrive) text += L'\\';
     std::size_t const folder = text.Length();
     text += other.m_text;
@@ -202,17 +217,16 @@ XCPath XCPath::Normalise() const
 {
     PathParts const parts = Resolve(View());
     if (IsEmpty() || IsVerbatim(parts.kind)) return *this;
-    std::wstring const text = Compose(parts.kind, parts.root, parts.names);
-    // A share of the server "." or "?" would be a device: only separators that the system does not take make one.
-    if (RootOf(text).kind != parts.kind) return *this;
-    return XCString(text);
+    return XCString(Compose(parts.kind, parts.root, parts.names));
 }
 
 bool XCPath::RelativeTo(XCPath const& base, XCPath& result) const
 {
     PathParts const own = Resolve(View());
     PathParts const from = Resolve(Trimmed(base.View(), RootOf(base.View())));
-    if (IsEmpty() || base.IsEmpty() || own.kind != from.kind || !IsSame(own.root, from.root)) return false;
+    bool const noShare = own.kind == XCPathKind::Share && own.root.find(L'\\', 2) == std::wstring::npos;
+    bool const sameRoot = own.kind == from.kind && IsSame(own.root, from.root);
+    if (IsEmpty() || base.IsEmpty() || noShare || !sameRoot) return false;
     std::size_t common = 0;
     while (common < own.names.size() && common < from.names.size() && IsSame(own.names[common], from.names[common]))
         ++common;
@@ -247,14 +261,11 @@ XCPathFault XCPath::Check(XCString* name) const
     };
     std::wstring_view const path = View();
     PathRoot const root = RootOf(path);
-    std::wstring_view rest = path.substr(root.length);
     if (path.empty()) return tell(XCPathFault::Empty, {});
     if (path.size() > kLongestPath) return tell(XCPathFault::TooLong, {});
     if (XCPathFault const fault = CheckRoot(path, root); fault != XCPathFault::None)
         return tell(fault, path.substr(0, root.length));
-    // The server and the share are names, too.
-    if (root.kind == XCPathKind::Share) rest = path;
-    while (!rest.empty()) {
+    for (std::wstring_view rest = NamesOf(path, root); !rest.empty();) {
         std::wstring_view const one = TakeName(rest, root.kind);
         bool const dots = root.kind == XCPathKind::Literal && (one == L"." || one == L"..");
         XCPathFault const fault = one.empty() ? XCPathFault::None : dots ? XCPathFault::Trailing : CheckName(one);
