@@ -16,7 +16,7 @@ XCErrorID Edit(XCPath const& path, XCString const& oldText, XCString const& newT
     for (bool got = true; fault.Good();) {
         fault = in.ReadLine(line, got);
         if (fault.Bad() || !got) break;
-        lines += line.Find(oldText) != XCString::npos ? 1 : 0;
+        if (line.Find(oldText) != XCString::npos) ++lines;
         fault = out.WriteText(line.Replace(oldText, newText) + XCString(L"\r\n"), in.GetEncoding());
     }
     if (fault.Good()) fault = in.Close(); // the old file must be closed before the new one takes its place
