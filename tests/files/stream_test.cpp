@@ -83,8 +83,9 @@ TEST(XCFileStream, ErrorsNameFileLineAndByte)
     XCString line;
     bool got = false;
     ASSERT_TRUE(stream.Open(disk.Path(), XCFileMode::ToRead()).Good() && stream.ReadLine(line, got).Good());
-    std::string const text = Shown(stream.ReadLine(line, got).AsString());
-    EXPECT_NE(text.find("xc_damaged.txt, line 2: the bytes at position 5 "), std::string::npos) << text;
+    XCErrorID const damaged = stream.ReadLine(line, got);
+    EXPECT_TRUE(xc_test::Names(damaged, "xc_damaged.txt"));
+    EXPECT_EQ(xc_test::Parameter(damaged, 1) + ", " + xc_test::Parameter(damaged, 2), "2, 5");
     EXPECT_TRUE(!got && line.IsNull());
     EXPECT_TRUE(stream.Close().Good());
     for (XCErrorID const& closed : {stream.ReadLine(line, got), stream.WriteLine(L"x"), stream.Flush(), stream.Seek(0)})
