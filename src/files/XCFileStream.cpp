@@ -29,7 +29,7 @@ void XCFileStream::Data::Take(XCSmartPtr<XCFile> newFile, XCTextOptions newOptio
     start = end = 0;
     held.clear();
     part.clear();
-    markWritten = false;
+    markWritten = markSought = false;
 }
 
 XCErrorID XCFileStream::Data::WhyNot() const

@@ -73,6 +73,13 @@ TEST(XCFileStream, LinesOfEveryEncoding)
         ASSERT_TRUE(stream.Open(disk.Path(), XCFileMode::ToRead(), row.options).Good());
         EXPECT_EQ(Lines(stream), row.lines);
         EXPECT_EQ(stream.GetEncoding(), row.found);
+        XCFileStream last;
+        XCString line;
+        bool got = true;
+        ASSERT_TRUE(last.Open(disk.Path(), XCFileMode::ToRead(), row.options).Good() &&
+                    last.Seek(row.bytes.size()).Good());
+        EXPECT_TRUE(last.ReadLine(line, got).Good() && !got);
+        EXPECT_EQ(last.GetEncoding(), row.found) << "read from its end on";
     }
 }
 
