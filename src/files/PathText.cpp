@@ -82,6 +82,7 @@ void AddResolved(PathParts& parts, std::wstring_view name)
     bool const isUp = name == L"..";
     bool const canPop = !parts.names.empty() && parts.names.back() != L"..";
     bool const hasTop = parts.kind != XCPathKind::Relative && parts.kind != XCPathKind::DriveRelative;
+    // Separators in a row, and the folder itself: no step.
     if (name.empty() || name == L".") return;
     if (isUp && canPop)
         parts.names.pop_back();
@@ -149,6 +150,7 @@ std::wstring Compose(XCPathKind kind, std::wstring_view root, std::vector<std::w
 {
     std::wstring text = Appended(std::wstring(root), names, kind);
     if (kind == XCPathKind::Relative && text.empty()) return L".";
+    // The other kinds begin with a root that no name can change.
     bool const canBeTaken = kind == XCPathKind::Relative || kind == XCPathKind::Rooted;
     if (canBeTaken && RootOf(text).kind != kind) return Appended(std::wstring(root) + L".\\", names, kind);
     return text;
