@@ -53,6 +53,8 @@ HEADER_ROOM = {
     "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
     "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCProgress.h": "sync", "XCThread.h": "sync", "XCFuture.h": "sync",
+    "XCPath.h": "files", "XCFileInfo.h": "files", "XCFile.h": "files", "XCFileStream.h": "files",
+    "XCSaveFile.h": "files",
     "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
     "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogChannel.h": "log", "XCLogFile.h": "log",

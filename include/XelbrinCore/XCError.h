@@ -128,6 +128,16 @@ enum XCCoreError : long {
     XCErrNoThread = 1106,        ///< no thread could be started (name, reason)
     XCErrStillRunning = 1107,    ///< the deadline of a stop has passed (name, what runs)
     XCErrScheduleText = 1108,    ///< a text that is no schedule (position, what was expected there)
+
+    // 1200-1299 files; the first parameter is the path. 1220 on: folders
+    XCErrFileCannotOpen = 1200,  ///< not opened or created (path, system error, its words)
+    XCErrFileCannotRead = 1201,  ///< bytes were not read (path, system error, its words)
+    XCErrFileCannotWrite = 1202, ///< bytes were not written (path, system error, its words)
+    XCErrFileFailed = 1203,      ///< another call on a file failed (path, system error, its words)
+    XCErrFileName = 1204,        ///< a path that is not created as it is (path, the name, what is wrong with it)
+    XCErrFileHeld = 1205,        ///< held by others until the deadline (path, system error, its words, tries)
+    XCErrFileLine = 1206,        ///< a line above the limit (path, line, limit in units)
+    XCErrFileText = 1207,        ///< bytes that are no text in the encoding (path, line, position in bytes)
 };
 
 /// A failure whose text is the source's text of its code.

@@ -33,6 +33,9 @@
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFile.h>
+#include <XelbrinCore/XCFileInfo.h>
+#include <XelbrinCore/XCFileStream.h>
 #include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCFuture.h>
@@ -52,6 +55,7 @@
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCOptions.h>
+#include <XelbrinCore/XCPath.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCProgress.h>
 #include <XelbrinCore/XCRefCount.h>
@@ -61,6 +65,7 @@
 #include <XelbrinCore/XCRegExTree.h>
 #include <XelbrinCore/XCResult.h>
 #include <XelbrinCore/XCSafeCounter.h>
+#include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
 #include <XelbrinCore/XCStdFormat.h>

@@ -75,10 +75,33 @@ bool IsFile(SystemPath const& path) noexcept
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+bool Patience::GoesOn() noexcept
+{
+    constexpr DWORD kLongestPause = 32; // milliseconds
+    std::uint64_t const now = ::GetTickCount64();
+    if (begin == 0) begin = now;
+    bool const endless = milliseconds == kEndless;
+    if (!endless && now - begin >= milliseconds) return false;
+    DWORD const pause = std::min(kLongestPause, 1ul << std::min(tries, 6u) >> 1);
+    ::Sleep(endless ? pause : std::min(pause, static_cast<DWORD>(milliseconds - (now - begin))));
+    return true;
+}
+
+bool IsInUse(unsigned long error) noexcept
+{
+    switch (error) {
+    case ERROR_ACCESS_DENIED: // the target is open without leave to delete it
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_USER_MAPPED_FILE:
+    case ERROR_UNABLE_TO_REMOVE_REPLACED:
+    case ERROR_UNABLE_TO_MOVE_REPLACEMENT:
+    case ERROR_UNABLE_TO_MOVE_REPLACEMENT_2: return true;
+    default: return false;
+    }
+}
+
 unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience& patience) noexcept
 {
-    constexpr DWORD kPause = 20; // milliseconds
-    ULONGLONG const begin = ::GetTickCount64();
     for (;;) {
         ++patience.tries;
         // Written through, so that after the return a power failure cannot bring the old contents back.
@@ -86,9 +109,7 @@ unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience&
             return 0;
         unsigned long const error = LastError();
         // Scanners and indexers open new files for moments, without leave to rename them.
-        bool const inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-        if (!inUse || ::GetTickCount64() - begin >= patience.milliseconds) return error;
-        ::Sleep(kPause);
+        if (!IsInUse(error) || !patience.GoesOn()) return error;
     }
 }
 

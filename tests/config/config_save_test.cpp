@@ -2,7 +2,7 @@
 #include "config/config_files.h"
 #include "prelude.h"
 #include "repetitions.h"
-#include "win32/FileIo.h"
+#include "win32/FileSystem.h"
 #include "win32/Process.h"
 
 #if defined(_WIN32)
@@ -22,100 +22,6 @@ XCSmartPtr<XCConfigFile> LoadAndEdit(ScratchFile const& disk)
     XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
     file->SetString(L"s", L"k", L"new");
     return file;
-}
-
-// Failing steps -------------------------------------------------------------------------------------------------
-
-enum class Step { Create, Write, WriteHalf, Flush, Close, Replace, None };
-constexpr unsigned long kInjected = 999;
-
-/// The system's steps, one of which fails or, as in a crash, is the last thing the process did.
-class FailingSteps final : public xc::win32::ReplaceSteps {
-public:
-    struct Crash {};
-
-    FailingSteps(Step failing, bool crash) : m_failing(failing), m_crash(crash) {}
-
-    unsigned long Create(SystemPath const& target, SystemPath& temporary) override
-    {
-        if (unsigned long const error = FailAt(Step::Create)) return error;
-        unsigned long const error = m_real->Create(target, temporary);
-        m_temporary = temporary;
-        return error;
-    }
-    unsigned long Write(std::string_view bytes) override
-    {
-        if (m_failing == Step::WriteHalf) {
-            m_real->Write(bytes.substr(0, bytes.size() / 2));
-            return FailAt(Step::WriteHalf);
-        }
-        if (unsigned long const error = FailAt(Step::Write)) return error;
-        return m_real->Write(bytes);
-    }
-    unsigned long Flush() override
-    {
-        unsigned long const error = FailAt(Step::Flush);
-        return error ? error : m_real->Flush();
-    }
-    unsigned long Close() override
-    {
-        unsigned long const real = m_real->Close();
-        unsigned long const error = FailAt(Step::Close);
-        return error ? error : real;
-    }
-    unsigned long Replace(SystemPath const& temporary, SystemPath const& target) override
-    {
-        unsigned long const error = FailAt(Step::Replace);
-        return error ? error : m_real->Replace(temporary, target);
-    }
-    void Remove(SystemPath const& temporary) noexcept override { m_real->Remove(temporary); }
-
-    [[nodiscard]] SystemPath const& Temporary() const { return m_temporary; }
-
-private:
-    unsigned long FailAt(Step step) const
-    {
-        if (step != m_failing) return 0;
-        if (m_crash) throw Crash();
-        return kInjected;
-    }
-
-    std::unique_ptr<xc::win32::ReplaceSteps> m_real = xc::win32::SystemReplaceSteps();
-    SystemPath m_temporary;
-    Step m_failing;
-    bool m_crash;
-};
-
-bool IsThere(SystemPath const& path)
-{
-    std::string bytes;
-    return !path.IsEmpty() && xc::win32::ReadWholeFile(path, bytes) == 0;
-}
-
-TEST(XCConfigSave, AFailureOrCrashAtAnyStepLeavesTheOldFileAndTheNextSaveWorks)
-{
-    for (Step const step : {Step::Create, Step::Write, Step::WriteHalf, Step::Flush, Step::Close, Step::Replace})
-        for (bool const crash : {false, true}) {
-            SCOPED_TRACE(testing::Message() << static_cast<int>(step) << (crash ? " crashes" : " fails"));
-            ScratchFile const disk(kOld, "xc_config_steps.ini");
-            SystemPath temporary;
-            {
-                FailingSteps failing(step, crash);
-                auto const replace = [&] {
-                    return xc::win32::ReplaceFileContents(SystemPath(disk.Path()), kNew, failing);
-                };
-                if (crash)
-                    EXPECT_THROW(replace(), FailingSteps::Crash);
-                else
-                    EXPECT_EQ(replace(), kInjected);
-                temporary = failing.Temporary();
-            }
-            EXPECT_EQ(disk.Bytes(), kOld);
-            EXPECT_TRUE(crash || !IsThere(temporary));
-            EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
-            EXPECT_EQ(disk.Bytes(), kNew);
-            if (IsThere(temporary)) xc::win32::SystemReplaceSteps()->Remove(temporary);
-        }
 }
 
 // Whole files ---------------------------------------------------------------------------------------------------
@@ -309,7 +215,7 @@ TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
     ScratchFile const disk(kOld, "xc_config_left.ini");
     EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
     for (auto const& c : cases) {
-        EXPECT_EQ(IsThere(SystemPath(c.name)), c.stays) << c.fault;
+        EXPECT_EQ(xc::win32::Exists(SystemPath(c.name)), c.stays) << c.fault;
         ::DeleteFileW(c.name.c_str());
     }
 }
