@@ -109,7 +109,8 @@ image-list: setup
 	@scripts/check_image.sh $(BUILD)/win/bin/XelbrinCore-x64.dll renew
 
 bench: setup
-	@scripts/fetch_benchmark.sh $(BUILD)/benchmark
+	@scripts/fetch_source.sh $(BUILD)/benchmark benchmark
+	@scripts/fetch_source.sh $(BUILD)/libuv libuv1
 	@scripts/fetch_boost.sh $(BUILD)/boost $(BUILD)/boost-include
 	@$(call build,bench)
 	@scripts/bench.sh $(BUILD)/bench

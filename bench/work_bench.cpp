@@ -1,4 +1,4 @@
-// Rows of pools and timers, beside the system's pool, Boost.Asio, std::async, std::multimap and a bare wait.
+// Rows of pools and timers, beside the system's pool, Boost.Asio, libuv, std::async, std::multimap and a bare wait.
 #if __has_include(<boost/asio/thread_pool.hpp>) // before windows.h, whose sockets it does not take
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
@@ -15,8 +15,8 @@
 #include <map>
 #include <mutex>
 #include <random>
+#include <uv.h> // includes windows.h
 #include <vector>
-#include <windows.h>
 
 namespace {
 
@@ -85,6 +85,44 @@ void TasksPerSecond_asio(benchmark::State& state)
 }
 BENCHMARK(TasksPerSecond_asio)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 #endif
+
+/// A loop of its own for a row; its timers and its pool of four threads.
+class UvLoop {
+public:
+    UvLoop() { (void)uv_loop_init(&m_loop); }
+    ~UvLoop()
+    {
+        uv_walk(
+            &m_loop, [](uv_handle_t* handle, void*) { uv_close(handle, nullptr); }, nullptr);
+        (void)uv_run(&m_loop, UV_RUN_DEFAULT);
+        (void)uv_loop_close(&m_loop);
+    }
+    UvLoop(UvLoop const&) = delete;
+    UvLoop& operator=(UvLoop const&) = delete;
+    uv_loop_t* Get() { return &m_loop; }
+
+private:
+    uv_loop_t m_loop;
+};
+
+void TasksPerSecond_libuv(benchmark::State& state)
+{
+    UvLoop loop;
+    std::vector<uv_work_t> tasks(kTasks);
+    std::atomic<int> left{0};
+    for (auto _ : state) {
+        left = kTasks;
+        for (uv_work_t& task : tasks) {
+            task.data = &left;
+            uv_queue_work(
+                loop.Get(), &task, [](uv_work_t* work) { static_cast<std::atomic<int>*>(work->data)->fetch_sub(1); },
+                nullptr);
+        }
+        (void)uv_run(loop.Get(), UV_RUN_DEFAULT);
+    }
+    state.SetItemsProcessed(state.iterations() * kTasks);
+}
+BENCHMARK(TasksPerSecond_libuv)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 void SubmitToDone_XCThreadPool(benchmark::State& state)
 {
@@ -164,6 +202,30 @@ void StartCancelPending_multimap(benchmark::State& state)
 }
 BENCHMARK(StartCancelPending_multimap)->Arg(100000)->Arg(1000000);
 
+/// Without a lock: a loop and its timers belong to one thread.
+void StartCancelPending_libuv(benchmark::State& state)
+{
+    auto const count = static_cast<std::size_t>(state.range(0));
+    std::vector<std::uint64_t> const spans = Spans(count);
+    std::vector<uv_timer_t> timers(count + 1); // go after the loop that links them
+    UvLoop loop;
+    for (std::size_t i = 0; i < count; ++i) {
+        uv_timer_init(loop.Get(), &timers[i]);
+        (void)uv_timer_start(
+            &timers[i], [](uv_timer_t*) {}, spans[i] + 1000000, 0);
+    }
+    uv_timer_t& one = timers.back();
+    uv_timer_init(loop.Get(), &one);
+    for (std::size_t i = 0; auto _ : state) {
+        (void)uv_timer_start(
+            &one, [](uv_timer_t*) {}, spans[i], 0);
+        (void)uv_timer_stop(&one);
+        i = i + 1 == count ? 0 : i + 1;
+    }
+    state.SetItemsProcessed(state.iterations() * 2);
+}
+BENCHMARK(StartCancelPending_libuv)->Arg(100000)->Arg(1000000);
+
 /// All timers are started, then all cancelled, in another order: each touches memory that is cold.
 void StartCancelAll_XCTimer(benchmark::State& state)
 {
@@ -219,6 +281,20 @@ void Lateness_XCTimer(benchmark::State& state)
     ::CloseHandle(called);
 }
 BENCHMARK(Lateness_XCTimer)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void Lateness_libuv(benchmark::State& state)
+{
+    uv_timer_t timer;
+    UvLoop loop;
+    uv_timer_init(loop.Get(), &timer);
+    Lateness(state, [&] {
+        uv_update_time(loop.Get());
+        (void)uv_timer_start(
+            &timer, [](uv_timer_t*) {}, 5, 0);
+        (void)uv_run(loop.Get(), UV_RUN_DEFAULT);
+    });
+}
+BENCHMARK(Lateness_libuv)->UseRealTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void Lateness_bareWait(benchmark::State& state)
 {

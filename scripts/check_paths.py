@@ -24,7 +24,8 @@ ABSOLUTE = re.compile(r"\bGetFullPathName[WA]?\(")
 FORBIDDEN = re.compile(r"#\s*include\s*<(?:filesystem|fstream)>|\b(?:_w?f?s?open|_wfopen_s|fopen|fopen_s|_wfreopen|freopen|"
                        r"_wremove|_wrename|_wmkdir|_wunlink|_wstat\w*)\(")
 # A library of the system by its bare name, from the system's folder alone.
-SYSTEM_LIBRARY = re.compile(r'LoadLibraryExW\(L"\w+\.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32\)')
+SYSTEM_LIBRARY = re.compile(r'LoadLibraryExW\(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32\)')
+NO_SYSTEM_LIBRARY = re.compile(r'LoadSystemLibrary\((?!L"\w+\.dll"\)|wchar_t const\*)')
 COMMENT = re.compile(r"//[^\n]*")
 
 
@@ -53,6 +54,8 @@ def judge(here, text):
     for match in ABSOLUTE.finditer(text):
         if here != "src/win32/FileSystem.cpp":
             yield f"{at(match)}: SystemPath makes names absolute"
+    for match in NO_SYSTEM_LIBRARY.finditer(text):
+        yield f"{at(match)}: a library of the system is named by a literal"
     for match in CALL.finditer(text):
         if SYSTEM_LIBRARY.match(text, match.start()):
             continue
@@ -66,9 +69,9 @@ def judge(here, text):
 def prove():
     """The check finds what it is there for."""
     bad = ["::CreateFileW(path.c_str(), 0);", "::MoveFileExW(a.ForSystem(), b.Text().c_str(), 0);", "std::fopen(p, m);",
-           "::LoadLibraryW(name);", "#include <fstream>"]
+           "::LoadLibraryW(name);", 'LoadSystemLibrary(L"C:\\\\a.dll")', "LoadSystemLibrary(path)", "#include <fstream>"]
     good = ["::MoveFileExW(a.ForSystem(), b.Child(F(x)).ForSystem(), 0);", "// CreateFileW(path)",
-            '::LoadLibraryExW(L"ole32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)', "file.Open(path, mode); FindFirstOf(x)"]
+            '::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)', 'LoadSystemLibrary(L"ole32.dll")', "file.Open(path, mode); FindFirstOf(x)"]
     return all(list(judge("src/win32/File.cpp", b)) for b in bad) and not any(
         list(judge("src/win32/File.cpp", g)) for g in good) and list(judge("src/log/X.cpp", good[0]))
 

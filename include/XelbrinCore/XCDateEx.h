@@ -23,6 +23,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <iosfwd>
 
 struct _FILETIME;
@@ -160,6 +161,12 @@ private:
     [[nodiscard]] XCDurationEx DaysSince(XCDateEx const& other) const;
 
     std::uint32_t m_word = 0;
+};
+
+/// Equal values have equal hashes.
+template <>
+struct std::hash<XCDateEx> {
+    std::size_t operator()(XCDateEx const& value) const noexcept { return std::hash<std::uint32_t>{}(value.AsInt()); }
 };
 
 /// Whether the Gregorian calendar gives this year a February 29.

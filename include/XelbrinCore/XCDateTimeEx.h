@@ -198,6 +198,15 @@ private:
     XCDateEx m_date;
 };
 
+/// Equal values have equal hashes.
+template <>
+struct std::hash<XCDateTimeEx> {
+    std::size_t operator()(XCDateTimeEx const& value) const noexcept
+    {
+        return std::hash<std::int64_t>{}(value.AsInt64());
+    }
+};
+
 /// Writes the default text in the local zone.
 XC_API std::wostream& operator<<(std::wostream& out, XCDateTimeEx const& value);
 /// Reads one word, and a second one when a blank and a digit follow a date; failbit when they are no date-time.

@@ -16,6 +16,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <utility>
 
@@ -121,6 +122,15 @@ private:
 
     Unit m_unit = Second;
     std::int32_t m_count = 0;
+};
+
+/// Equal values have equal hashes.
+template <>
+struct std::hash<XCDurationEx> {
+    std::size_t operator()(XCDurationEx const& value) const noexcept
+    {
+        return std::hash<std::int64_t>{}(value.AsInt64());
+    }
 };
 
 /// Seconds as "2 days, 3:04:05"; the days only when there are any, "-" before a negative value.

@@ -21,6 +21,7 @@
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
@@ -31,6 +32,9 @@
 #include <vector>
 
 class XCMessageSource;
+namespace std {
+class error_code;
+}
 
 /// The codes of the library's own errors; their texts stand in the message table of the DLL (glbXCOREMsgSourceP).
 /// Each family has a range of its own; a code never changes its meaning.
@@ -58,6 +62,20 @@ enum XCCoreError : long {
     XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error, words)
     XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error, words)
     XCErrListMalformed = 503,        ///< a list file of plug-ins is no text in its encoding (file)
+    XCErrOptionUnknown = 510,        ///< an option that the program does not have (the option)
+    XCErrOptionUnknownNear = 511,    ///< the same, with a name that it nearly is (the option, the name)
+    XCErrOptionValue = 512,          ///< a value that the option does not take (option, value)
+    XCErrOptionNoValue = 513,        ///< an option without its value (the option)
+    XCErrOptionMissing = 514,        ///< an option or argument that is required (its name)
+    XCErrArgumentExtra = 515,        ///< an argument that the program has no use for (the argument)
+    XCErrCommandUnknown = 516,       ///< a command that the program does not have (the command)
+    XCErrCommandUnknownNear = 517,   ///< the same, with a name that it nearly is (the command, the name)
+    XCErrOptionWhole = 518,          ///< no whole number within limits (option, value, least, most)
+    XCErrOptionNumber = 519,         ///< no number (option, value)
+    XCErrOptionWithin = 520,         ///< no number within limits (option, value, least, most)
+    XCErrOptionYesOrNo = 521,        ///< neither yes nor no (option, value)
+    XCErrOptionOneOf = 522,          ///< none of the words that are possible (option, value, the words)
+    XCErrOptionChecked = 523,        ///< refused by a check of the program (option, value, what it expects)
 
     // 600-699 configuration
     XCErrConfigCannotRead = 600,       ///< a file is missing or cannot be read (file, system error, its words)
@@ -172,6 +190,9 @@ public:
     /// Copies every value; the copy outlives this object.
     XCErrorWithArgs(XCErrorWithArgs const& other);
     XCErrorWithArgs& operator=(XCErrorWithArgs const& other);
+    /// Takes the parameters; the other one has none afterwards.
+    XCErrorWithArgs(XCErrorWithArgs&& other) noexcept;
+    XCErrorWithArgs& operator=(XCErrorWithArgs&& other) noexcept;
     ~XCErrorWithArgs() override;
 
     /// Adds a parameter and returns its index. @throws std::bad_alloc; the error is then unchanged.
@@ -181,6 +202,22 @@ public:
     std::size_t AddParam(XCString const& value);
     std::size_t AddParam(XCDateTime const& value);
     std::size_t AddParam(XCDouble const& value);
+    /// An integer of another type: as a long, or as its digits where a long does not hold it.
+    template <xc::text::PlainInteger T>
+    requires(sizeof(T) >= sizeof(int) && !std::is_same_v<T, int> && !std::is_same_v<T, long>) std::size_t
+        AddParam(T value)
+    {
+        if (std::in_range<long>(value)) return AddParam(static_cast<long>(value));
+        XCString digits;
+        digits.Format(L"%s", value);
+        return AddParam(digits);
+    }
+    /// Dates, durations, errors, identifiers: everything with AsString(), as the text that it has now.
+    template <xc::text::HasOwnText T>
+    requires(!std::is_base_of_v<XCString, T>) std::size_t AddParam(T const& value)
+    {
+        return AddParam(value.AsString());
+    }
 
     /// True and the value, when the index is in range and the parameter is of exactly this type; otherwise `value` is
     /// left alone.
@@ -242,6 +279,7 @@ public:
     bool IsKindOf(int iuid) const override;
 
 private:
+    friend XC_API XCErrorID XCFromErrorCode(std::error_code const& code);
     explicit XCWinLastError(unsigned long code);
 };
 

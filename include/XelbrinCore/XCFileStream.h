@@ -12,6 +12,7 @@
 // ENCODING A byte order mark at the beginning decides. Without one a text is in the encoding of the options, UTF-8 unless
 //          they say otherwise, or in that of any converter, such as a code page of the system. A line that is no text in
 //          the encoding is an error that names file, line and byte; the next call goes on with the next line.
+//          What is written to a file that has a text already is in the encoding of the options.
 // LINES    End in LF or CR LF, which are not part of the line; the last one may go without.
 // SIZES    One buffer of 64 KiB for reading and one for writing, made when they are first needed. A line has a limit
 //          (XCTextOptions::maxLineUnits), and memory for no more than four bytes a unit is ever used.

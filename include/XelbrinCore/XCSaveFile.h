@@ -9,7 +9,8 @@
 //              return saved.Good() ? file.Commit(2000) : saved;
 //
 // KEEPS    The rights and attributes of the old file. A file that is marked read-only is not replaced. A link is replaced
-//          itself, not the file that it leads to; further names and streams of the old file do not come along.
+//          itself, not the file that it leads to; further names and streams of the old file do not come along. The
+//          temporary file has the target's name and about 30 units more: file systems refuse that for names above 220.
 // BLOCKED  Scanners, indexers and readers that share nothing hold a file for moments, some for long. How long Commit
 //          tries is the caller's choice; the count of tries is told.
 // COST     One buffer of 64 KiB; one flush of the disk, one listing of the folder, one renaming.

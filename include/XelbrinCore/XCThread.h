@@ -177,6 +177,8 @@ public:
     XCErrorID Start(int priority = 0);
     /// Waits until the thread has ended, and takes it out of the registry; at once when that was done before.
     void Join();
+    /// The same, and no longer than `timeoutMs`. @return false when the time has run out: the thread stays in the registry.
+    bool Join(unsigned int timeoutMs);
 
     /// Whether Start has succeeded.
     [[nodiscard]] bool IsStarted() const noexcept;
@@ -281,6 +283,7 @@ private:
     Identity GetIdentity() const;
     void Refer(unsigned long id, std::shared_ptr<xc::sync::ThreadHandle> const& handle) noexcept;
     void KeepFailure(XCString const& failure) noexcept;
+    void JoinThread(Identity const& identity);
 
     std::atomic<bool> m_deleteOnEnd = false;
     bool m_joined = false;

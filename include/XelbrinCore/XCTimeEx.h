@@ -20,6 +20,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <iosfwd>
 
 struct _FILETIME;
@@ -148,6 +149,12 @@ private:
     [[nodiscard]] XCDurationEx Since(XCTimeEx const& other) const;
 
     std::int32_t m_count = NULL_TIME;
+};
+
+/// Equal values have equal hashes.
+template <>
+struct std::hash<XCTimeEx> {
+    std::size_t operator()(XCTimeEx const& value) const noexcept { return std::hash<std::int32_t>{}(value.AsInt()); }
 };
 
 /// Writes "%H:%M:%S.%L".

@@ -12,10 +12,10 @@
 // CALLS    Run on the queue's thread, or on an executor of the queue, and never under a lock of the library. They
 //          should be short on the queue's thread: others wait. What a callback throws is counted, kept as text and
 //          written to the error log. A callback may destroy its timer.
-// COST     Start and Cancel take constant time, however many timers are pending (a wheel of 4 x 256 slots of 1 ms). A queue
-//          without a due timer sleeps; an idle one with a distant timer wakes at most four times until then.
-// TIMES    Milliseconds. A call is never early by the queue's clock, and late by the system's timer resolution. The
-//          system's clocks go in steps of 1 to 16 ms: measured by a finer clock a call may come up to a step early.
+// COST     Start and Cancel take constant time, however many timers are pending (a wheel of 4 x 256 slots, the first of 1/8 ms). A queue
+//          without a due timer sleeps; an idle one with a distant timer wakes at most five times until then.
+// TIMES    Milliseconds. A call is never early, and late by the system's timer resolution. Spans of 32 seconds and more
+//          may end up to 32 ms late: their start is read from a clock that goes in steps and costs a tenth.
 // THREADS  Everything here may be called from any thread.
 #pragma once
 
@@ -55,10 +55,12 @@ public:
 class XC_API XCTimeSourceI {
 public:
     virtual ~XCTimeSourceI();
-    /// Milliseconds of a clock that stands still while the system sleeps. Any thread.
-    [[nodiscard]] virtual std::uint64_t GetAwakeMs() noexcept = 0;
-    /// Milliseconds of a clock that nobody sets and no sleep stops. Any thread.
-    [[nodiscard]] virtual std::uint64_t GetElapsedMs() noexcept = 0;
+    /// Microseconds of a clock that stands still while the system sleeps. Any thread.
+    [[nodiscard]] virtual std::uint64_t GetAwakeUs() noexcept = 0;
+    /// At least GetAwakeUs, and less than 32,000 more: for long spans, where that costs less. The default: GetAwakeUs.
+    [[nodiscard]] virtual std::uint64_t GetAwakeUsAtMost() noexcept;
+    /// Microseconds of a clock that nobody sets and no sleep stops. Any thread.
+    [[nodiscard]] virtual std::uint64_t GetElapsedUs() noexcept = 0;
     /// The wall clock: milliseconds since 1970 in UTC. Any thread.
     [[nodiscard]] virtual std::int64_t GetUtcMs() noexcept = 0;
     /// For one thread to wait in.

@@ -11,10 +11,12 @@
 #include <XelbrinCore/XCBuffer.h>
 #include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
+#include <XelbrinCore/XCChrono.h>
 #include <XelbrinCore/XCCollator.h>
 #include <XelbrinCore/XCCommaSeparatedValues.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
+#include <XelbrinCore/XCConditionBuilding.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCConfigFile.h>
@@ -29,6 +31,7 @@
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCErrorCode.h>
 #include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
@@ -37,6 +40,7 @@
 #include <XelbrinCore/XCFileStream.h>
 #include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCFormatContext.h>
+#include <XelbrinCore/XCFuture.h>
 #include <XelbrinCore/XCGuid.h>
 #include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLocale.h>
@@ -48,6 +52,7 @@
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCOptions.h>
 #include <XelbrinCore/XCPath.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCProgress.h>
@@ -56,6 +61,7 @@
 #include <XelbrinCore/XCRegExFind.h>
 #include <XelbrinCore/XCRegExParser.h>
 #include <XelbrinCore/XCRegExTree.h>
+#include <XelbrinCore/XCResult.h>
 #include <XelbrinCore/XCSafeCounter.h>
 #include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
@@ -64,6 +70,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringParts.h>
 #include <XelbrinCore/XCStringStorage.h>
 #include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>

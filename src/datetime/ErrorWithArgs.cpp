@@ -47,6 +47,15 @@ XCErrorWithArgs& XCErrorWithArgs::operator=(XCErrorWithArgs const& other)
     m_params.swap(copy.m_params); // the copy takes the old values away
     return *this;
 }
+XCErrorWithArgs::XCErrorWithArgs(XCErrorWithArgs&& other) noexcept : XCError(other), m_params(std::move(other.m_params))
+{
+}
+XCErrorWithArgs& XCErrorWithArgs::operator=(XCErrorWithArgs&& other) noexcept
+{
+    XCError::operator=(other);
+    m_params.swap(other.m_params);
+    return *this;
+}
 XCErrorWithArgs::~XCErrorWithArgs()
 {
     ClearParams();

@@ -1,3 +1,5 @@
+// Errors carry what they are made of, number and words of the system included: by the time somebody reads the text the
+// thread's last error is another one.
 #include "files/FileErrors.h"
 
 #include "errors/CoreError.h"

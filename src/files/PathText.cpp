@@ -48,13 +48,13 @@ PathRoot LiteralRoot(std::wstring_view path) noexcept
 /// The path begins with two separators.
 PathRoot DoubleRoot(std::wstring_view path) noexcept
 {
-    bool const marked = path.size() > 2 && (path[2] == L'.' || path[2] == L'?');
-    if (marked && (path.size() == 3 || IsAnySeparator(path[3])))
-        return {XCPathKind::Device, AfterName(path, std::min<std::size_t>(4, path.size()), XCPathKind::Device)};
     std::size_t at = 2;
     while (at < path.size() && IsAnySeparator(path[at])) ++at;
-    at = AfterName(path, AfterName(path, at, XCPathKind::Share), XCPathKind::Share);
-    return {XCPathKind::Share, at};
+    if (at == path.size()) return {XCPathKind::Rooted, at}; // no server
+    std::size_t const afterServer = AfterName(path, at, XCPathKind::Share);
+    bool const isMark =
+        (path[at] == L'.' || path[at] == L'?') && (at + 1 == path.size() || IsAnySeparator(path[at + 1]));
+    return {isMark ? XCPathKind::Device : XCPathKind::Share, AfterName(path, afterServer, XCPathKind::Share)};
 }
 
 /// The server and the share in normal form.
@@ -64,7 +64,7 @@ std::wstring ShareRoot(std::wstring_view root)
     while (!root.empty())
         if (std::wstring_view const name = TakeName(root, XCPathKind::Share); !name.empty())
             text.append(L"\\").append(name);
-    return text.size() == 1 ? L"\\\\" : text;
+    return text;
 }
 
 std::wstring NormalRoot(std::wstring_view root, XCPathKind kind)
@@ -82,6 +82,7 @@ void AddResolved(PathParts& parts, std::wstring_view name)
     bool const isUp = name == L"..";
     bool const canPop = !parts.names.empty() && parts.names.back() != L"..";
     bool const hasTop = parts.kind != XCPathKind::Relative && parts.kind != XCPathKind::DriveRelative;
+    // Separators in a row, and the folder itself: no step.
     if (name.empty() || name == L".") return;
     if (isUp && canPop)
         parts.names.pop_back();
@@ -149,6 +150,7 @@ std::wstring Compose(XCPathKind kind, std::wstring_view root, std::vector<std::w
 {
     std::wstring text = Appended(std::wstring(root), names, kind);
     if (kind == XCPathKind::Relative && text.empty()) return L".";
+    // The other kinds begin with a root that no name can change.
     bool const canBeTaken = kind == XCPathKind::Relative || kind == XCPathKind::Rooted;
     if (canBeTaken && RootOf(text).kind != kind) return Appended(std::wstring(root) + L".\\", names, kind);
     return text;

@@ -25,6 +25,7 @@ struct XCFileStream::Data {
     std::string held;               ///< what waits to be written
     std::string part;               ///< the front of a line that the buffer did not hold in full
     bool markWritten = false;       ///< or not to be written
+    bool markSought = false;        ///< the beginning of the file was looked at
 
     void Take(XCSmartPtr<XCFile> newFile, XCTextOptions newOptions);
     [[nodiscard]] XCErrorID WhyNot() const;
@@ -44,7 +45,8 @@ struct XCFileStream::Data {
     void Added(std::size_t size) noexcept;
 
     // Lines, in StreamLines.cpp
-    void FindMark();
+    /// Takes the encoding from the beginning of the file; passes over its mark when the place is there.
+    XCErrorID FindMark();
     XCErrorID ReadLine(XCString& text, bool& got);
     /// The rest of the file, without a line end. @param from the place where the line begins.
     XCErrorID ReadLast(XCString& text, std::uint64_t from, bool tooLong, bool& got);

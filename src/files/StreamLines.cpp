@@ -56,13 +56,21 @@ std::string_view WithoutReturn(std::string_view bytes, XCTextEncoding encoding) 
 using namespace xc::files;
 using xc::data::NumberParameter;
 
-void XCFileStream::Data::FindMark()
+XCErrorID XCFileStream::Data::FindMark()
 {
-    if (options.converter || position != 0) return;
-    std::optional<XCTextEncoding> const marked = xc::encoding::MarkedEncoding(Ahead());
-    if (!marked) return;
-    encoding = *marked;
-    Consume(xc::encoding::ByteOrderMark(encoding).size());
+    constexpr std::size_t kLongestMark = 3;
+    char front[kLongestMark];
+    std::size_t got = 0;
+    if (options.converter || (markSought && position != 0)) return XCErrorID::Success;
+    if (XCErrorID const fault = file->ReadAt(0, front, kLongestMark, got); fault.Bad()) return fault;
+    markSought = got == kLongestMark; // a file that grows may have the front of one
+    std::optional<XCTextEncoding> const marked = xc::encoding::MarkedEncoding({front, got});
+    if (marked) encoding = *marked;
+    if (marked && position == 0) {
+        start = end = 0;
+        position = xc::encoding::ByteOrderMark(encoding).size();
+    }
+    return XCErrorID::Success;
 }
 
 XCErrorID XCFileStream::Data::TooLong() const
@@ -92,8 +100,7 @@ XCErrorID XCFileStream::Data::ReadLine(XCString& text, bool& got)
 {
     std::size_t const mostBytes = std::min(options.maxLineUnits, SIZE_MAX / kMostBytesOfUnit) * kMostBytesOfUnit;
     part.clear();
-    if (XCErrorID const fault = Fill(); fault.Bad()) return fault;
-    FindMark();
+    if (XCErrorID const fault = FindMark(); fault.Bad()) return fault;
     std::uint64_t const from = position;
     std::size_t const width = IsWide(encoding) ? 2 : 1;
     for (bool tooLong = false;;) {

@@ -69,6 +69,7 @@ win32::FileMode::Start StartOf(XCFileCreation creation) noexcept
     }
 }
 
+/// Such a file has the right to add and no right to write: the system moves each write to the end.
 bool Appends(XCFileAccess access) noexcept
 {
     return access == XCFileAccess::Append || access == XCFileAccess::AppendAndRead;
@@ -77,6 +78,7 @@ bool Appends(XCFileAccess access) noexcept
 unsigned int ShareOf(XCFileShare share, XCFileAccess access) noexcept
 {
     if (share != XCFileShare::ByAccess) return static_cast<unsigned int>(share) & win32::FileMode::ShareAll;
+    // Two writers at positions destroy each other's work; readers may look on, and renaming harms no handle.
     bool const alone = access == XCFileAccess::Write || access == XCFileAccess::ReadWrite;
     return alone ? win32::FileMode::ShareRead | win32::FileMode::ShareDelete : win32::FileMode::ShareAll;
 }
@@ -121,6 +123,7 @@ XCBytes XCFileMap::GetBytes() const noexcept
 
 std::uint8_t* XCFileMap::GetData() noexcept
 {
+    // Writing to a view that only reads would end the process.
     return m_data->writes ? static_cast<std::uint8_t*>(m_data->view.Bytes()) : nullptr;
 }
 
@@ -138,6 +141,7 @@ XCErrorID XCFile::Open(XCPath const& path, XCFileMode const& mode, XCFileShare s
 {
     auto data = std::make_unique<Data>();
     bool const mayCreate = mode.creation != XCFileCreation::Existing;
+    // Whatever happens, the caller's pointer holds the new file or nothing.
     file.Clear();
     if (XCErrorID const fault = NameToOpen(path, mode.names, mayCreate, data->path); fault.Bad()) return fault;
     xc::win32::FileMode const how{.access = AccessOf(mode.access),
@@ -153,6 +157,7 @@ XCErrorID XCFile::Open(XCPath const& path, XCFileMode const& mode, XCFileShare s
 
 XCErrorID XCFile::Close()
 {
+    // Network file systems report writes that failed late at closing.
     return FileError(XCErrFileCannotWrite, m_data->path, m_data->file.Close());
 }
 
@@ -175,6 +180,7 @@ XCErrorID XCFile::ReadAt(std::uint64_t position, void* to, std::size_t size, std
 
 XCErrorID XCFile::Read(void* to, std::size_t size, std::size_t& got)
 {
+    // Also after a failure the place is past the bytes that came.
     XCErrorID const result = ReadAt(m_data->position, to, size, got);
     m_data->position += got;
     return result;
@@ -182,6 +188,7 @@ XCErrorID XCFile::Read(void* to, std::size_t size, std::size_t& got)
 
 XCErrorID XCFile::WriteAt(std::uint64_t position, void const* from, std::size_t size, std::size_t* done)
 {
+    // The system would ignore the position of such a file and write at its end.
     unsigned long error = m_data->appends ? xc::win32::kErrorAccessDenied : m_data->WhyNot();
     std::size_t const count = error == 0 ? PutAll(m_data->file, false, position, CharsOf(from, size), error) : 0;
     if (done) *done = count;
@@ -193,6 +200,7 @@ XCErrorID XCFile::Write(void const* from, std::size_t size, std::size_t* done)
     unsigned long error = m_data->WhyNot();
     std::size_t const count =
         error == 0 ? PutAll(m_data->file, m_data->appends, m_data->position, CharsOf(from, size), error) : 0;
+    // The place of an appending file is for reading; where the bytes went only the system knows.
     if (!m_data->appends) m_data->position += count;
     if (done) *done = count;
     return FileError(XCErrFileCannotWrite, m_data->path, error);
@@ -233,6 +241,7 @@ XCErrorID XCFile::Flush()
     return FileError(XCErrFileCannotWrite, m_data->path, error == 0 ? m_data->file.Flush() : error);
 }
 
+// The facts come from the handle: the name may lead to another file by now.
 XCErrorID XCFile::GetInfo(XCFileInfo& info) const
 {
     xc::win32::FileDetails details;
@@ -251,6 +260,7 @@ XCErrorID XCFile::Lock(std::uint64_t offset, std::uint64_t length, bool exclusiv
         ++patience.tries;
         error = m_data->file.Lock(offset, RangeLength(offset, length), exclusive);
     } while (error == xc::win32::kErrorLocked && patience.GoesOn());
+    // Out of time is a failure of its own, which callers tell from a broken file by its code.
     if (error == xc::win32::kErrorLocked) return HeldError(m_data->path, error, patience.tries);
     return FileError(XCErrFileFailed, m_data->path, error);
 }
@@ -271,6 +281,7 @@ XCErrorID XCFile::Map(XCFileMapAccess access, XCSmartPtr<XCFileMap>& map, std::u
     auto data = std::make_unique<XCFileMap::Data>();
     data->path = m_data->path;
     data->writes = access != XCFileMapAccess::Read;
+    // Parts past the end are left out here: mapping them would make the file longer, or fail.
     std::uint64_t const count = offset < size ? std::min(length, size - offset) : 0;
     unsigned long const error =
         count == 0 ? 0

@@ -25,11 +25,12 @@ void XCFileStream::Data::Take(XCSmartPtr<XCFile> newFile, XCTextOptions newOptio
     file = std::move(newFile);
     options = std::move(newOptions);
     encoding = options.encoding;
+    // The buffer stays for the next file.
     position = line = 0;
     start = end = 0;
     held.clear();
     part.clear();
-    markWritten = false;
+    markWritten = markSought = false;
 }
 
 XCErrorID XCFileStream::Data::WhyNot() const
@@ -41,6 +42,7 @@ XCErrorID XCFileStream::Data::WhyNot() const
 XCErrorID XCFileStream::Data::Fill()
 {
     if (start < end) return XCErrorID::Success;
+    // Streams that only write never need it.
     if (!buffer) buffer = std::make_unique_for_overwrite<char[]>(kStreamBuffer);
     start = end = 0;
     return file->ReadAt(position, buffer.get(), kStreamBuffer, end);
@@ -53,6 +55,7 @@ XCErrorID XCFileStream::Data::Pass()
     XCErrorID const result = file->IsAppending()
                                  ? file->Write(held.data(), held.size(), &done)
                                  : file->WriteAt(position - held.size(), held.data(), held.size(), &done);
+    // The rest begins where these bytes end, so that the next attempt goes on at the right place.
     held.erase(0, done);
     return result;
 }
@@ -60,6 +63,7 @@ XCErrorID XCFileStream::Data::Pass()
 XCErrorID XCFileStream::Data::MakeRoom(std::size_t size)
 {
     if (XCErrorID const fault = WhyNot(); fault.Bad()) return fault;
+    // What was read ahead may be what is overwritten now.
     if (!file->IsAppending()) start = end = 0;
     if (held.size() + size > kStreamBuffer) return Pass();
     return XCErrorID::Success;
@@ -89,6 +93,7 @@ XCFileStream::~XCFileStream()
 
 XCErrorID XCFileStream::Open(XCPath const& path, XCFileMode const& mode, XCTextOptions options)
 {
+    // The failure of the old file must not be lost in the success of the new one.
     XCErrorID const closed = Close();
     XCSmartPtr<XCFile> file;
     if (closed.Bad()) return closed;
@@ -100,6 +105,7 @@ XCErrorID XCFileStream::Open(XCPath const& path, XCFileMode const& mode, XCTextO
 XCErrorID XCFileStream::Close()
 {
     if (!m_data->file) return XCErrorID::Success;
+    // Bytes that could not be written are given up: the caller is told, and the file is released in any case.
     XCErrorID const result = m_data->Pass();
     m_data->Take({}, {});
     return result;
@@ -116,6 +122,7 @@ XCErrorID XCFileStream::Read(void* to, std::size_t size, std::size_t& got)
     if (XCErrorID const fault = Flush(); fault.Bad()) return fault;
     if (m_data->Ahead().empty() && size >= kStreamBuffer) {
         XCErrorID const result = m_data->file->ReadAt(m_data->position, to, size, got);
+        // A source gives out bytes or an error, never both; the bytes are read again.
         if (result.Bad()) got = 0;
         m_data->position += got;
         return result;
@@ -131,6 +138,7 @@ bool XCFileStream::GetRemaining(std::uint64_t& remaining) const
 {
     std::uint64_t size = 0;
     if (!m_data->file || m_data->file->GetSize(size).Bad()) return false;
+    // The place may lie past the end of a file that was cut meanwhile.
     remaining = size - std::min(size, m_data->position);
     return true;
 }
@@ -166,6 +174,7 @@ XCErrorID XCFileStream::Seek(std::uint64_t position)
 {
     if (XCErrorID const fault = Flush(); fault.Bad()) return fault;
     std::uint64_t const ahead = m_data->position + m_data->Ahead().size();
+    // Short moves forward stay in what was read ahead, as when a record is passed over.
     bool const isAhead = position >= m_data->position && position <= ahead;
     if (isAhead)
         m_data->start += static_cast<std::size_t>(position - m_data->position);

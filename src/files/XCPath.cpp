@@ -23,6 +23,7 @@ namespace {
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kLongestPath = 32000; // the system's limit, less the room for its prefixes
 
+/// Names such as "COM1"; the system folds superscript digits to plain ones before it looks.
 bool IsDeviceDigit(wchar_t unit) noexcept
 {
     return text::IsDigit(unit) || unit == L'\u00B9' || unit == L'\u00B2' || unit == L'\u00B3';
@@ -39,9 +40,20 @@ bool IsReserved(std::wstring_view name) noexcept
     return text::IsSameNameFolded(name.substr(0, 3), L"COM") || text::IsSameNameFolded(name.substr(0, 3), L"LPT");
 }
 
+/// Units that no file system of Windows keeps in a name, though a share of another system may hold such files.
 bool IsRefusedUnit(wchar_t unit) noexcept
 {
     return text::ToUint(unit) < 0x20 || std::wstring_view(L"<>\"|?*\\/").find(unit) != std::wstring_view::npos;
+}
+
+bool IsLetter(wchar_t unit) noexcept
+{
+    return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z');
+}
+
+bool IsDriveName(std::wstring_view name) noexcept
+{
+    return name.size() == 2 && IsLetter(name[0]) && name[1] == L':';
 }
 
 /// A literal path leads to a file by a drive, a share or a volume.
@@ -49,7 +61,7 @@ bool IsLiteralOfFiles(std::wstring_view path) noexcept
 {
     path.remove_prefix(4);
     std::wstring_view const first = TakeName(path, XCPathKind::Literal);
-    return (first.size() == 2 && first[1] == L':') || text::IsSameNameFolded(first, L"UNC") ||
+    return IsDriveName(first) || text::IsSameNameFolded(first, L"UNC") ||
            text::IsSameNameFolded(first.substr(0, 7), L"Volume{");
 }
 
@@ -63,11 +75,17 @@ bool IsDeviceShare(std::wstring_view root) noexcept
            text::IsSameNameFolded(name, L"IPC$");
 }
 
-bool IsLetter(wchar_t unit) noexcept
+/// The names of a path, those of its root included where they are names: a server, a share, a volume.
+std::wstring_view NamesOf(std::wstring_view path, PathRoot const& root) noexcept
 {
-    return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z');
+    if (root.kind == XCPathKind::Share) return path;
+    if (root.kind != XCPathKind::Literal) return path.substr(root.length);
+    path.remove_prefix(4);
+    std::wstring_view rest = path;
+    return IsDriveName(TakeName(rest, root.kind)) ? rest : path;
 }
 
+/// A root is judged before the names, since a device there gives the names another meaning.
 XCPathFault CheckRoot(std::wstring_view path, PathRoot const& root) noexcept
 {
     switch (root.kind) {
@@ -99,6 +117,7 @@ std::size_t LastName(std::wstring_view trimmed, PathRoot const& root) noexcept
 std::size_t DotOf(std::wstring_view name) noexcept
 {
     std::size_t const dot = name.rfind(L'.');
+    // ".profile" is a name, not an extension without one.
     bool const none = dot == std::wstring_view::npos || dot == 0 || name == L"..";
     return none ? name.size() : dot;
 }
@@ -110,17 +129,19 @@ XCString JoinVerbatim(XCPath const& folder, std::wstring_view other)
     while (!other.empty()) {
         std::wstring_view const name = TakeName(other, XCPathKind::Relative);
         if (name.empty() || name == L".") continue;
+        // Above its root nothing is left to go to: as everywhere, the step is dropped.
         if (name == L"..") {
             if (XCPath const parent = path.Parent(); !parent.IsEmpty()) path = parent;
             continue;
         }
         XCString text = path.AsString();
-        if (!text.IsNull() && text[text.Length() - 1] != L'\\') text += L'\\';
+        if (!IsSeparator(text[text.Length() - 1], path.GetKind())) text += L'\\';
         path = text.Append(name);
     }
     return path.AsString();
 }
 
+/// One key for units that the system takes for the same.
 wchar_t FoldedUnit(wchar_t unit, wchar_t const* upper) noexcept
 {
     return unit == L'/' ? L'\\' : upper[text::ToUint(unit)];
@@ -186,15 +207,15 @@ XCPath XCPath::Join(XCPath const& other) const
 {
     if (other.IsEmpty()) return *this;
     XCPathKind const kind = GetKind();
+    // "C:x" and "\x" have a root of their own that no folder can be put before.
     if (IsEmpty() || other.GetKind() != XCPathKind::Relative) return other;
     if (IsVerbatim(kind)) return JoinVerbatim(*this, other.View());
     bool const afterDrive = kind == XCPathKind::DriveRelative && m_text.Length() == 2;
-    XCString text = m_text;
+    XCString text = kind == XCPathKind::Rooted && RootOf(View()).length > 1 ? XCString(L"\\") : m_text;
     if (!IsSeparator(m_text[m_text.Length() - 1], kind) && !afterDrive) text += L'\\';
-    std::size_t const folder = text.Length();
     text += other.m_text;
-    // "\" and "??\x" must not become a long form.
-    if (kind == XCPathKind::Rooted && RootOf(text.View()).kind != kind) text.Insert(folder, L".\\");
+    // "\" and "??\x", and "\??" and "x", must not become a long form.
+    if (kind == XCPathKind::Rooted && RootOf(text.View()).kind != kind) text.Insert(1, L".\\");
     return text;
 }
 
@@ -202,25 +223,27 @@ XCPath XCPath::Normalise() const
 {
     PathParts const parts = Resolve(View());
     if (IsEmpty() || IsVerbatim(parts.kind)) return *this;
-    std::wstring const text = Compose(parts.kind, parts.root, parts.names);
-    // A share of the server "." or "?" would be a device: only separators that the system does not take make one.
-    if (RootOf(text).kind != parts.kind) return *this;
-    return XCString(text);
+    return XCString(Compose(parts.kind, parts.root, parts.names));
 }
 
 bool XCPath::RelativeTo(XCPath const& base, XCPath& result) const
 {
     PathParts const own = Resolve(View());
     PathParts const from = Resolve(Trimmed(base.View(), RootOf(base.View())));
-    if (IsEmpty() || base.IsEmpty() || own.kind != from.kind || !IsSame(own.root, from.root)) return false;
+    bool const noShare = own.kind == XCPathKind::Share && own.root.find(L'\\', 2) == std::wstring::npos;
+    bool const sameRoot = own.kind == from.kind && IsSame(own.root, from.root);
+    if (IsEmpty() || base.IsEmpty() || noShare || !sameRoot) return false;
+    // Both are resolved, so that names in common at the front are folders in common.
     std::size_t common = 0;
     while (common < own.names.size() && common < from.names.size() && IsSame(own.names[common], from.names[common]))
         ++common;
+    // ".." that stays at the front of the base leads out of a folder whose name is not known.
     bool const unknownUp = std::find(from.names.begin() + static_cast<std::ptrdiff_t>(common), from.names.end(),
                                      L"..") != from.names.end();
     if (unknownUp) return false;
     std::vector<std::wstring_view> names(from.names.size() - common, L"..");
     names.insert(names.end(), own.names.begin() + static_cast<std::ptrdiff_t>(common), own.names.end());
+    // Dots and slashes are names in a verbatim path and would be steps in a relative one.
     if (IsVerbatim(own.kind) && !(std::all_of(own.names.begin(), own.names.end(), IsPlainName) &&
                                   std::all_of(from.names.begin(), from.names.end(), IsPlainName)))
         return false;
@@ -232,6 +255,7 @@ XCPathFault XCPath::CheckName(std::wstring_view name) noexcept
 {
     if (name.empty()) return XCPathFault::Empty;
     if (name == L"." || name == L"..") return XCPathFault::None;
+    // Devices come first: of several faults that is the one that may hang a program.
     if (IsReserved(name)) return XCPathFault::Reserved;
     if (std::any_of(name.begin(), name.end(), IsRefusedUnit)) return XCPathFault::Character;
     if (name.find(L':') != std::wstring_view::npos) return XCPathFault::Stream;
@@ -247,15 +271,13 @@ XCPathFault XCPath::Check(XCString* name) const
     };
     std::wstring_view const path = View();
     PathRoot const root = RootOf(path);
-    std::wstring_view rest = path.substr(root.length);
     if (path.empty()) return tell(XCPathFault::Empty, {});
     if (path.size() > kLongestPath) return tell(XCPathFault::TooLong, {});
     if (XCPathFault const fault = CheckRoot(path, root); fault != XCPathFault::None)
         return tell(fault, path.substr(0, root.length));
-    // The server and the share are names, too.
-    if (root.kind == XCPathKind::Share) rest = path;
-    while (!rest.empty()) {
+    for (std::wstring_view rest = NamesOf(path, root); !rest.empty();) {
         std::wstring_view const one = TakeName(rest, root.kind);
+        // To the letter, dots are names that no other program can use.
         bool const dots = root.kind == XCPathKind::Literal && (one == L"." || one == L"..");
         XCPathFault const fault = one.empty() ? XCPathFault::None : dots ? XCPathFault::Trailing : CheckName(one);
         if (fault != XCPathFault::None) return tell(fault, one);
@@ -287,6 +309,7 @@ int XCPath::Compare(XCPath const& other) const noexcept
 {
     wchar_t const* const upper = xc::text::UpperCaseTable();
     std::wstring_view const a = View(), b = other.View();
+    // Unit by unit, without a folded copy: paths that differ mostly do so early, and equal units need no table.
     std::size_t const shared = std::min(a.size(), b.size());
     for (std::size_t i = 0; i < shared; ++i) {
         if (a[i] == b[i]) continue;

@@ -37,6 +37,7 @@ struct XCSaveFile::Data {
 
 XCSaveFile::XCSaveFile(XCPath const& path, XCFileNames names)
 {
+    // The path is made absolute now: the current folder may be another one when Commit is called.
     xc::win32::SystemPath system;
     XCErrorID const fault = xc::files::NameToOpen(path, names, true, system);
     m_data = std::make_unique<Data>(system);
@@ -64,6 +65,7 @@ XCErrorID XCSaveFile::Write(void const* from, std::size_t size)
     unsigned long error = 0;
     m_data->empty = m_data->empty && size == 0;
     if (m_data->buffer.size() + size > Data::kBuffer) error = m_data->Pass();
+    // Large pieces go past the buffer; the order stays, since what was collected went first.
     if (error == 0 && size >= Data::kBuffer)
         error = m_data->replacement.Write(bytes);
     else
@@ -89,6 +91,7 @@ XCErrorID XCSaveFile::Commit(unsigned int deadlineMs, unsigned int* tries)
     if (error == 0) error = m_data->replacement.Commit(patience);
     if (tries) *tries = patience.tries;
     auto const& target = m_data->replacement.Target();
+    // Access may be denied for good reasons before the renaming, too; only a renaming that was tried is "held".
     bool const wasTried = patience.tries != 0;
     if (wasTried && xc::win32::IsInUse(error)) return xc::files::HeldError(target, error, patience.tries);
     if (error == 0) Discard();

@@ -2,23 +2,19 @@
 // a thread that could not enter, because it was in another apartment already, does not leave either.
 #include "sync/ComApartment.h"
 
+#include "win32/SystemFunction.h"
+
 #include <objbase.h>
 
 namespace xc::sync {
 
 namespace {
 
-template <class Function>
-Function Lookup(HMODULE module, char const* name) noexcept
-{
-    return module ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name))) : nullptr;
-}
-
 /// COM's library, loaded at the first need so that programs without COM never load it; it stays.
 struct ComLibrary {
-    HMODULE module = ::LoadLibraryExW(L"ole32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    decltype(&::CoInitializeEx) initialize = Lookup<decltype(&::CoInitializeEx)>(module, "CoInitializeEx");
-    decltype(&::CoUninitialize) uninitialize = Lookup<decltype(&::CoUninitialize)>(module, "CoUninitialize");
+    HMODULE module = win32::LoadSystemLibrary(L"ole32.dll");
+    decltype(&::CoInitializeEx) initialize = win32::SystemFunction<decltype(initialize)>(module, "CoInitializeEx");
+    decltype(&::CoUninitialize) uninitialize = win32::SystemFunction<decltype(uninitialize)>(module, "CoUninitialize");
 };
 
 ComLibrary const& Com() noexcept

@@ -16,6 +16,7 @@
 #include "sync/ComApartment.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
+#include "win32/SystemFunction.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -100,8 +101,7 @@ void ThreadRun::RememberModule(XCThread& thread, void const* address)
 void ThreadRun::Describe(ThreadHandle const& handle, XCString const& name)
 {
     using SetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
-    static auto const setDescription = reinterpret_cast<SetDescription>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "SetThreadDescription")));
+    static auto const setDescription = win32::SystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
     if (setDescription) setDescription(handle.value, name.AsWChar());
 }
 

@@ -49,11 +49,24 @@ XCErrorID XCThread::Start(int priority)
 
 void XCThread::Join()
 {
-    if (GetThreadId() == GetCurrentThreadID()) return; // before the section: another Join may hold it for our end
+    JoinThread(GetIdentity());
+}
+
+bool XCThread::Join(unsigned int timeoutMs)
+{
+    Identity const identity = GetIdentity();
+    bool const waits = identity.id != 0 && identity.id != GetCurrentThreadID();
+    if (waits && xc::sync::WaitFor(identity.handle->value, timeoutMs) != WAIT_OBJECT_0) return false;
+    JoinThread(identity);
+    return true;
+}
+
+void XCThread::JoinThread(Identity const& identity)
+{
+    if (identity.id == GetCurrentThreadID()) return; // before the section: another Join may hold it for our end
     XCSmartPtr<XCThread> const keep(NbRef() > 0 ? this : nullptr);
     XCLockGuard const oneAtATime(m_joinSection);
-    Identity const identity = GetIdentity();
-    if (identity.id == 0 || m_joined) return;
+    if (identity.id == 0 || (m_joined && GetThreadId() == identity.id)) return;
     // Somebody else may have collected the thread: then its end is all there is to wait for.
     if (!xc::sync::WaitForRegistered(identity.id, XCInfinite)) xc::sync::WaitFor(identity.handle->value, XCInfinite);
     XCLockGuard const guard(m_fieldSection);

@@ -132,6 +132,7 @@ unsigned long File::Flush() noexcept
 
 unsigned long File::SetSize(std::uint64_t size) noexcept
 {
+    // By a fact of the file: the older way moves the file's own position first.
     FILE_END_OF_FILE_INFO end{};
     end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
     return ::SetFileInformationByHandle(m_handle, FileEndOfFileInfo, &end, sizeof end) ? 0 : LastError();
@@ -139,6 +140,7 @@ unsigned long File::SetSize(std::uint64_t size) noexcept
 
 unsigned long File::Lock(std::uint64_t offset, std::uint64_t length, bool exclusive) noexcept
 {
+    // Without waiting: a wait on this handle could not be ended, and would keep the file from being closed.
     OVERLAPPED place = At(offset);
     DWORD const flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0u);
     auto const low = static_cast<DWORD>(length), high = static_cast<DWORD>(length >> 32);

@@ -45,6 +45,7 @@ unsigned long GetDetails(void* handle, FileDetails& details) noexcept
     BY_HANDLE_FILE_INFORMATION facts;
     if (!::GetFileInformationByHandle(handle, &facts)) return LastError();
     FillFrom(facts, details);
+    // File systems without these facts refuse the calls below; what they do not know stays 0.
     if (FILE_BASIC_INFO basic; Ask(handle, FileBasicInfo, basic)) details.changed = basic.ChangeTime.QuadPart;
     FILE_ATTRIBUTE_TAG_INFO tag;
     if ((details.attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && Ask(handle, FileAttributeTagInfo, tag))

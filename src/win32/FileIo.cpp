@@ -162,7 +162,9 @@ unsigned long Replacement::Start()
 
 unsigned long Replacement::Write(std::string_view bytes)
 {
-    if (m_state != State::Open) return m_state == State::Failed ? m_error : kErrorInvalidHandle;
+    if (m_state == State::Failed) return m_error;
+    // More after a Commit that was blocked would be missing in what a second Commit puts in place.
+    if (m_state != State::Open) return Fail(kErrorInvalidHandle);
     unsigned long const error = m_steps.Write(bytes);
     return error == 0 ? 0 : Fail(error);
 }

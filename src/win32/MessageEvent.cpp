@@ -5,6 +5,8 @@
 // windows is loaded at the first wait, since servers have no windows; without it the wait is an ordinary one.
 #include "win32/MessageEvent.h"
 
+#include "win32/SystemFunction.h"
+
 #include <windows.h>
 
 namespace xc::win32 {
@@ -14,18 +16,14 @@ namespace {
 /// The library of windows and messages, loaded by the first thread that needs it, so that programs without windows
 /// never load it; it stays.
 struct UserLibrary {
-    HMODULE module = ::LoadLibraryExW(L"user32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    decltype(&::MsgWaitForMultipleObjectsEx) wait = Lookup<decltype(wait)>("MsgWaitForMultipleObjectsEx");
-    decltype(&::PeekMessageW) peek = Lookup<decltype(peek)>("PeekMessageW");
-    decltype(&::TranslateMessage) translate = Lookup<decltype(translate)>("TranslateMessage");
-    decltype(&::DispatchMessageW) dispatch = Lookup<decltype(dispatch)>("DispatchMessageW");
+    HMODULE module = LoadSystemLibrary(L"user32.dll");
+    decltype(&::MsgWaitForMultipleObjectsEx) wait =
+        SystemFunction<decltype(wait)>(module, "MsgWaitForMultipleObjectsEx");
+    decltype(&::PeekMessageW) peek = SystemFunction<decltype(peek)>(module, "PeekMessageW");
+    decltype(&::TranslateMessage) translate = SystemFunction<decltype(translate)>(module, "TranslateMessage");
+    decltype(&::DispatchMessageW) dispatch = SystemFunction<decltype(dispatch)>(module, "DispatchMessageW");
 
     [[nodiscard]] bool IsWhole() const noexcept { return wait && peek && translate && dispatch; }
-    template <class Function>
-    Function Lookup(char const* name) const noexcept
-    {
-        return module ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name))) : nullptr;
-    }
 };
 
 UserLibrary const& User() noexcept

@@ -8,6 +8,7 @@
 #include "win32/ModuleThreads.h"
 
 #include "win32/LastError.h"
+#include "win32/SystemFunction.h"
 #include "win32/UniqueHandle.h"
 
 #include <algorithm>
@@ -23,13 +24,6 @@ constexpr int kWin32StartAddress = 9; // ThreadQuerySetWin32StartAddress
 
 using NextThread = LONG(NTAPI*)(HANDLE process, HANDLE thread, ACCESS_MASK, ULONG attributes, ULONG flags, HANDLE*);
 using QueryThread = LONG(NTAPI*)(HANDLE thread, int what, void* answer, ULONG size, ULONG* written);
-
-template <class Function>
-Function OfSystem(char const* name) noexcept
-{
-    return reinterpret_cast<Function>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), name)));
-}
 
 struct Image {
     std::uintptr_t begin = 0;
@@ -118,8 +112,8 @@ void NoteThread(HANDLE thread, QueryThread query, Search const& search) noexcept
 void FindThreadsIn(ModuleThread* modules, std::size_t count) noexcept
 {
     KeepLastError const keep;
-    static auto const next = OfSystem<NextThread>("NtGetNextThread");
-    static auto const query = OfSystem<QueryThread>("NtQueryInformationThread");
+    static auto const next = SystemFunction<NextThread>(L"ntdll.dll", "NtGetNextThread");
+    static auto const query = SystemFunction<QueryThread>(L"ntdll.dll", "NtQueryInformationThread");
     if (!next || count == 0) return;
     Search const search(modules, std::min(count, kMostModules));
     UniqueKernelObject thread;

@@ -1,6 +1,7 @@
 #include "win32/Process.h"
 
 #include "win32/LastError.h"
+#include "win32/SystemFunction.h"
 #include "win32/UniqueHandle.h"
 
 #include <algorithm>
@@ -19,8 +20,7 @@ bool IsProcessEnding() noexcept
     static constinit std::atomic<Ask> known{nullptr}; // no guard, which a thread might hold that was ended
     Ask ask = known.load(std::memory_order_relaxed);
     if (!ask) {
-        HMODULE const system = ::GetModuleHandleW(L"ntdll.dll");
-        ask = reinterpret_cast<Ask>(reinterpret_cast<void*>(::GetProcAddress(system, "RtlDllShutdownInProgress")));
+        ask = SystemFunction<Ask>(L"ntdll.dll", "RtlDllShutdownInProgress");
         known.store(ask, std::memory_order_relaxed);
     }
     return ask && ask();

@@ -15,6 +15,7 @@
 #include "win32/Module.h"
 #include "win32/Process.h"
 #include "win32/StackTrace.h"
+#include "win32/SystemFunction.h"
 
 #include <algorithm>
 #include <charconv>
@@ -105,7 +106,7 @@ class SymbolReader {
 public:
     SymbolReader() noexcept
     {
-        HMODULE const library = ::LoadLibraryExW(L"dbghelp.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+        HMODULE const library = LoadSystemLibrary(L"dbghelp.dll");
         if (!library) return;
         Find(library, "SymGetOptions", m_getOptions);
         Find(library, "SymSetOptions", m_setOptions);
@@ -151,7 +152,7 @@ private:
     template <class Function>
     static void Find(HMODULE library, char const* name, Function& function) noexcept
     {
-        function = reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library, name)));
+        function = SystemFunction<Function>(library, name);
     }
 
     bool OpenSession() noexcept

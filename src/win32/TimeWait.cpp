@@ -6,17 +6,68 @@
 // looks at the clock afterwards in any case.
 #include "win32/TimeWait.h"
 
+#include "win32/Clock.h"
+#include "win32/FineClock.h"
+#include "win32/SystemFunction.h"
+
 #include <realtimeapiset.h>
-#include <windows.h>
 
 namespace xc::win32 {
 
-std::uint64_t AwakeMs() noexcept
+namespace {
+
+constexpr std::int64_t kTicksPerUs = 10, kTicksPerMs = 10000;
+
+/// The time since the start without the time that the computer has slept, as of the clock's last step.
+std::int64_t AwakeStep() noexcept
 {
-    ULONGLONG steps = 0;
-    // Without the time that the computer has slept.
-    ::QueryUnbiasedInterruptTime(&steps);
-    return steps / 10000;
+    ULONGLONG ticks = 0;
+    ::QueryUnbiasedInterruptTime(&ticks);
+    return static_cast<std::int64_t>(ticks);
+}
+
+std::int64_t ElapsedStep() noexcept
+{
+    return static_cast<std::int64_t>(TickMs()) * kTicksPerMs;
+}
+
+std::int64_t PreciseUtc() noexcept
+{
+    FILETIME now;
+    ::GetSystemTimePreciseAsFileTime(&now);
+    return static_cast<std::int64_t>(std::uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime);
+}
+
+using Precise = void(WINAPI*)(PULONGLONG);
+
+/// The precise form of a clock, or its stepping form with the wall clock between the steps.
+std::uint64_t FineUs(Precise precise, std::int64_t (*step)() noexcept, FineClock& clock) noexcept
+{
+    if (!precise) return static_cast<std::uint64_t>(clock.Read(step(), PreciseUtc()) / kTicksPerUs);
+    ULONGLONG ticks = 0;
+    precise(&ticks);
+    return ticks / kTicksPerUs;
+}
+
+} // namespace
+
+std::uint64_t AwakeUs() noexcept
+{
+    static auto const precise = SystemFunction<Precise>(L"kernelbase.dll", "QueryUnbiasedInterruptTimePrecise");
+    static constinit FineClock clock;
+    return FineUs(precise, AwakeStep, clock);
+}
+
+std::uint64_t AwakeUsAtMost() noexcept
+{
+    return static_cast<std::uint64_t>((AwakeStep() + FineClock::kStep) / kTicksPerUs);
+}
+
+std::uint64_t ElapsedUs() noexcept
+{
+    static auto const precise = SystemFunction<Precise>(L"kernelbase.dll", "QueryInterruptTimePrecise");
+    static constinit FineClock clock;
+    return FineUs(precise, ElapsedStep, clock);
 }
 
 TimeWait::TimeWait()

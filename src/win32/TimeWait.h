@@ -5,8 +5,12 @@
 
 namespace xc::win32 {
 
-/// Milliseconds that the system has been awake since its start; never set back.
-std::uint64_t AwakeMs() noexcept;
+/// Microseconds that the system has been awake since its start; never set back, and without the steps of its clock.
+std::uint64_t AwakeUs() noexcept;
+/// At least AwakeUs, and less than FineClock::kStep more, for a tenth of the cost.
+std::uint64_t AwakeUsAtMost() noexcept;
+/// The same clock going on while the system sleeps.
+std::uint64_t ElapsedUs() noexcept;
 
 /// Waits for a span of awake time and for an instant of the wall clock, whichever comes first.
 ///

@@ -1,9 +1,7 @@
 // Instants.h - date-times as counts of milliseconds since 1970 UTC, and back.
 #pragma once
 
-#include <XelbrinCore/XCDateTime.h>
-
-#include "datetime/Conversions.h"
+#include <XelbrinCore/XCChrono.h>
 
 #include <cstdint>
 
@@ -15,16 +13,12 @@ inline constexpr std::int64_t kNoInstant = INT64_MAX;
 /// `otherwise` for a value without a valid date; one without a time is its midnight.
 inline std::int64_t InstantOf(XCDateTimeEx const& value, std::int64_t otherwise = kNoInstant) noexcept
 {
-    XCDateEx const date = value.GetDate(XCTimeZone::UTC());
-    return date.IsValid() ? datetime::ToEpochMs(date, value.GetTime(XCTimeZone::UTC())) : otherwise;
+    return value.GetDate(XCTimeZone::UTC()).IsValid() ? XCToUnixMs(value) : otherwise;
 }
 
 inline XCDateTimeEx DateTimeOf(std::int64_t utcMs) noexcept
 {
-    XCDateEx date;
-    XCTimeEx time;
-    if (utcMs == kNoInstant || !datetime::SplitEpochMs(utcMs, date, time)) return {};
-    return {date, time, XCTimeZone::UTC()};
+    return utcMs == kNoInstant ? XCDateTimeEx() : XCFromUnixMs(utcMs);
 }
 
 } // namespace xc::work

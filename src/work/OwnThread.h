@@ -7,6 +7,7 @@
 
 #include <XelbrinCore/XCThread.h>
 
+#include "win32/Process.h"
 #include "work/Executor.h"
 
 namespace xc::work {
@@ -26,6 +27,19 @@ try {
     return StartThread(name, XCMakeCallback([self, loop] { ((*self).*loop)(); }), priority, comModel);
 } catch (...) {
     return FailureToStart(name);
+}
+
+/// The owner of a core goes: the core stops without waiting and loses the owner's reference. Nothing happens while the
+/// process ends: there are no threads any more, and a lock may be held for ever.
+template <class Core>
+void Abandon(Core& core) noexcept
+{
+    if (win32::IsProcessEnding()) return;
+    try {
+        (void)core.Stop(0);
+    } catch (...) { // no memory to tell that a callback still runs
+    }
+    core.Release();
 }
 
 /// A core's one thread. Everything with the core's lock.

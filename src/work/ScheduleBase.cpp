@@ -10,6 +10,7 @@
 #include <XelbrinCore/XCSchedule.h>
 
 #include "datetime/Calendar.h"
+#include "datetime/Conversions.h"
 #include "datetime/Zone.h"
 #include "work/Instants.h"
 

@@ -18,9 +18,37 @@
 
 namespace xc::work {
 
+namespace {
+
+/// Spans from here on begin with a reading that is cheap and up to a step too large: it makes them late by less than a
+/// thousandth. These are the time-outs that a server starts and cancels with each request.
+constexpr std::uint64_t kLongSpanMs = 32000;
+/// A tick of the wheels is an eighth of a millisecond: the system waits for whole milliseconds, and a wait of 5 that
+/// begins a little after the timer must not become one of 6.
+constexpr std::uint64_t kTicksPerMs = 8, kTickUs = 125;
+/// Longer delays and periods are as good as this one (4.5 million years), and sums with them do not overflow.
+constexpr std::uint64_t kLongestSpanMs = std::uint64_t{1} << 47;
+
+std::uint64_t TicksOf(std::uint64_t ms) noexcept
+{
+    return std::min(ms, kLongestSpanMs) * kTicksPerMs;
+}
+
+/// Milliseconds to wait. The system's waits end a quarter of a millisecond late or more, so that a rest below that needs
+/// no further one; where a wait does end in time, a second one follows.
+std::uint64_t MsOf(std::uint64_t ticks) noexcept
+{
+    constexpr std::uint64_t kLateTicks = 2;
+    std::uint64_t const whole = ticks / kTicksPerMs, rest = ticks % kTicksPerMs;
+    return whole + (rest > (whole > 0 ? kLateTicks : 0) ? 1 : 0);
+}
+
+} // namespace
+
 TimerCore::TimerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
     : m_executor(executor), m_name(name), m_clocks(clocks),
-      m_wait(clocks.NewWait()), m_wheels{TimerWheel(clocks.GetAwakeMs()), TimerWheel(clocks.GetElapsedMs())}
+      m_wait(clocks.NewWait()), m_wheels{TimerWheel(clocks.GetAwakeUs() / kTickUs),
+                                         TimerWheel(clocks.GetElapsedUs() / kTickUs)}
 {
 }
 
@@ -28,7 +56,7 @@ TimerCore::~TimerCore() = default;
 
 std::uint64_t TimerCore::Now(XCTimerClock clock) noexcept
 {
-    return clock == XCTimerClock::Awake ? m_clocks.GetAwakeMs() : m_clocks.GetElapsedMs();
+    return (clock == XCTimerClock::Awake ? m_clocks.GetAwakeUs() : m_clocks.GetElapsedUs()) / kTickUs;
 }
 
 /// With the lock. The queue holds a reference from now on.
@@ -59,8 +87,10 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
         TimerAccess::State& state = TimerAccess::Of(timer);
         wasLinked = Unlink(timer);
         ++state.generation;
-        state.due = Now(clock) + delayMs + (delayMs > 0 ? 1 : 0); // part of the present millisecond has passed
-        state.period = periodMs;
+        bool const cheap = delayMs >= kLongSpanMs && clock == XCTimerClock::Awake;
+        std::uint64_t const now = cheap ? m_clocks.GetAwakeUsAtMost() / kTickUs : Now(clock);
+        state.due = now + TicksOf(delayMs) + (delayMs > 0 ? 1 : 0); // part of the present tick has passed
+        state.period = TicksOf(periodMs);
         state.mode = mode;
         state.missed = 0;
         state.again = false;
@@ -86,7 +116,7 @@ bool TimerCore::Cancel(XCTimer& timer) noexcept
         state.period = 0;
         state.again = false;
         auto const isOver = [&state] { return !state.running || state.threadId == win32::ThreadId(); };
-        (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
+        if (state.running) (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     }
     if (wasLinked) timer.Release();
     return wasLinked;
@@ -124,7 +154,7 @@ void TimerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
         std::uint64_t const next = Wheel(clock).NextTick();
         m_sleepsUntil[static_cast<std::size_t>(clock)] = next;
         if (next == TimerWheel::kNever) continue;
-        std::uint64_t const now = Now(clock), left = next > now ? next - now : 0;
+        std::uint64_t const now = Now(clock), left = MsOf(next > now ? next - now : 0);
         span = std::min(span, left);
         if (clock == XCTimerClock::Elapsed) instant = m_clocks.GetUtcMs() + static_cast<std::int64_t>(left);
     }
@@ -166,8 +196,9 @@ void TimerCore::Due(XCTimer& timer, std::uint64_t now, Calls& calls)
         calls.push_back({XCSmartPtr<XCTimer>(&timer), {}, UINT64_MAX}); // gives the reference back without the lock
     } else {
         state.inFlight = true;
-        calls.push_back(
-            {XCSmartPtr<XCTimer>(&timer), {std::exchange(state.missed, 0) + missed, late}, state.generation});
+        calls.push_back({XCSmartPtr<XCTimer>(&timer),
+                         {std::exchange(state.missed, 0) + missed, late / kTicksPerMs},
+                         state.generation});
     }
     timer.Release(); // the call holds one
 }
@@ -273,11 +304,11 @@ void TimerCore::End(Call const& call, bool wanted, XCErrorID const& failure) noe
 }
 
 /// With the lock.
-void TimerCore::Rearm(XCTimer& timer, std::uint64_t delayMs) noexcept
+void TimerCore::Rearm(XCTimer& timer, std::uint64_t ticks) noexcept
 {
     TimerAccess::State& state = TimerAccess::Of(timer);
     if (m_stopping || TimerWheel::IsLinked(state.link)) return;
-    state.due = Now(TimerAccess::Clock(timer)) + delayMs;
+    state.due = Now(TimerAccess::Clock(timer)) + ticks;
     Link(timer);
     if (state.due >= m_sleepsUntil[static_cast<std::size_t>(TimerAccess::Clock(timer))]) return;
     m_sleepsUntil[0] = m_sleepsUntil[1] = 0;

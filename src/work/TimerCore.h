@@ -60,9 +60,10 @@ private:
     bool Begin(Call const& call, Active& active) noexcept;
     void Leave(Active const& active) noexcept;
     void End(Call const& call, bool wanted, XCErrorID const& failure) noexcept;
-    void Rearm(XCTimer& timer, std::uint64_t delayMs) noexcept;
+    void Rearm(XCTimer& timer, std::uint64_t ticks) noexcept;
     [[nodiscard]] bool IsOver(unsigned long self) const noexcept;
     void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
+    /// In ticks of the wheels.
     [[nodiscard]] std::uint64_t Now(XCTimerClock clock) noexcept;
     [[nodiscard]] TimerWheel& Wheel(XCTimerClock clock) noexcept { return m_wheels[static_cast<std::size_t>(clock)]; }
 

@@ -4,7 +4,7 @@
 // stands on the level of the highest byte in which its tick differs from the present one, in the slot of that byte. So
 // a slot of level 0 holds links of one tick, and when the present enters a slot of a higher level, the links of it are
 // placed anew, each at least one level lower: a link moves at most three times, whatever its distance. Links beyond
-// 2^32 ticks (49 days) wait in one list that is looked through each time the top level has gone round.
+// 2^32 ticks wait in one list that is looked through each time the top level has gone round.
 //
 // A bit for each slot tells which are in use. The next tick with anything to do is then a search in 16 words, and the
 // owner can sleep until it instead of looking at each tick.

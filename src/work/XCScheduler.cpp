@@ -28,7 +28,7 @@ constexpr std::uint64_t kMaxCounted = 10000;
 
 SchedulerCore::SchedulerCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name, XCTimeSourceI& clocks)
     : m_executor(executor), m_name(name), m_clocks(clocks), m_wait(clocks.NewWait()),
-      m_seenElapsed(clocks.GetElapsedMs()), m_seenUtc(clocks.GetUtcMs())
+      m_seenElapsed(clocks.GetElapsedUs() / 1000), m_seenUtc(clocks.GetUtcMs())
 {
 }
 
@@ -106,7 +106,7 @@ void SchedulerCore::Look(std::vector<Run>& runs)
 /// With the lock.
 void SchedulerCore::FollowClock(std::int64_t now) noexcept
 {
-    std::uint64_t const elapsed = m_clocks.GetElapsedMs();
+    std::uint64_t const elapsed = m_clocks.GetElapsedUs() / 1000;
     auto const span = static_cast<std::int64_t>(elapsed - m_seenElapsed);
     std::int64_t const back = span - (now - m_seenUtc);
     m_seenElapsed = elapsed;
@@ -279,12 +279,7 @@ XCScheduler::XCScheduler(XCSmartPtr<XCExecutor> const& executor, XCString const&
 
 XCScheduler::~XCScheduler()
 {
-    if (xc::win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
-    try {
-        (void)m_core->Stop(0);
-    } catch (...) { // no memory to tell that a job still runs
-    }
-    m_core->Release();
+    xc::work::Abandon(*m_core);
 }
 
 std::uint64_t XCScheduler::Add(XCSmartPtr<XCScheduleI> const& schedule, Callback callback, XCJobOptions const& options)

@@ -23,8 +23,9 @@ private:
 
 class SystemTime final : public XCTimeSourceI {
 public:
-    std::uint64_t GetAwakeMs() noexcept override { return xc::win32::AwakeMs(); }
-    std::uint64_t GetElapsedMs() noexcept override { return xc::win32::TickMs(); }
+    std::uint64_t GetAwakeUs() noexcept override { return xc::win32::AwakeUs(); }
+    std::uint64_t GetAwakeUsAtMost() noexcept override { return xc::win32::AwakeUsAtMost(); }
+    std::uint64_t GetElapsedUs() noexcept override { return xc::win32::ElapsedUs(); }
     std::int64_t GetUtcMs() noexcept override
     {
         constexpr std::int64_t kEpochMs = 11644473600000; // 1970, since 1601
@@ -37,6 +38,11 @@ public:
 
 XCTimeWaitI::~XCTimeWaitI() = default;
 XCTimeSourceI::~XCTimeSourceI() = default;
+
+std::uint64_t XCTimeSourceI::GetAwakeUsAtMost() noexcept
+{
+    return GetAwakeUs();
+}
 
 XCTimeSourceI& XCTimeSourceI::System() noexcept
 {
@@ -53,12 +59,7 @@ XCTimerQueue::XCTimerQueue(XCSmartPtr<XCExecutor> const& executor, XCString cons
 
 XCTimerQueue::~XCTimerQueue()
 {
-    if (xc::win32::IsProcessEnding()) return; // there are no threads any more, and a lock may be held for ever
-    try {
-        (void)m_core->Stop(0);
-    } catch (...) { // no memory to tell that a callback still runs
-    }
-    m_core->Release();
+    xc::work::Abandon(*m_core);
 }
 
 XCErrorID XCTimerQueue::Stop(unsigned int timeoutMs)

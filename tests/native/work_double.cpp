@@ -179,9 +179,17 @@ void MessageEvent::Wait(std::uint32_t timeoutMs) noexcept
     static_cast<Sticky*>(m_event)->Wait(timeoutMs);
 }
 
-std::uint64_t AwakeMs() noexcept
+std::uint64_t AwakeUs() noexcept
 {
-    return TickMs();
+    return TickMs() * 1000;
+}
+std::uint64_t AwakeUsAtMost() noexcept
+{
+    return TickMs() * 1000;
+}
+std::uint64_t ElapsedUs() noexcept
+{
+    return TickMs() * 1000;
 }
 
 TimeWait::TimeWait() : m_event(new Sticky), m_timer(nullptr) {}

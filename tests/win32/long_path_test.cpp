@@ -2,7 +2,9 @@
 // answers them, and those that come without the long form are counted.
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCFileStream.h>
 #include <XelbrinCore/XCLogSubscriber.h>
+#include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCTrace.h>
 
 #include "win32/FileSystem.h"
@@ -42,10 +44,17 @@ TEST(LongPaths, EveryFileOfTheLibraryUsesTheLongForm)
         EXPECT_TRUE(file.Save().Good());
         EXPECT_TRUE(file.Save().Good()) << "over the old one";
         EXPECT_TRUE(file.Reload().Good());
+        XCFileStream stream;
+        XCFileInfo info;
+        bool same = false;
+        EXPECT_TRUE(XCSaveFile::Save(name(L"x.txt"), std::string_view("a\n")).Good());
+        EXPECT_TRUE(stream.Open(name(L"x.txt"), XCFileMode::ToAppend()).Good() && stream.WriteLine(L"b").Good());
+        EXPECT_TRUE(XCFileInfo::Get(name(L"x.txt"), info).Good());
+        EXPECT_TRUE(XCPath(name(L"x.txt")).SameFile(name(L"x.ini"), same).Good() && !same);
     }
     EXPECT_EQ(g_bypasses, 0);
-    EXPECT_GE(g_long, 20);
-    for (wchar_t const* const file : {L"x.log", L"x.log.1", L"x.log.2", L"error.log", L"x.ini"})
+    EXPECT_GE(g_long, 30);
+    for (wchar_t const* const file : {L"x.log", L"x.log.1", L"x.log.2", L"error.log", L"x.ini", L"x.txt"})
         EXPECT_EQ(xc::win32::RemoveFile(folder.Child(file)), 0u) << XCString(file).AsMbString();
     std::vector<std::wstring> const traces = xc::win32::FilesIn(folder, L".log");
     EXPECT_EQ(traces.size(), 1u);

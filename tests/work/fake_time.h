@@ -12,8 +12,8 @@ class FakeTime final : public XCTimeSourceI {
 public:
     explicit FakeTime(std::int64_t utcMs = 0) : m_state(std::make_shared<State>()) { m_state->utc = utcMs; }
 
-    std::uint64_t GetAwakeMs() noexcept override { return Read(&State::awake); }
-    std::uint64_t GetElapsedMs() noexcept override { return Read(&State::elapsed); }
+    std::uint64_t GetAwakeUs() noexcept override { return 1000 * Read(&State::awake); }
+    std::uint64_t GetElapsedUs() noexcept override { return 1000 * Read(&State::elapsed); }
     std::int64_t GetUtcMs() noexcept override { return Read(&State::utc); }
     std::unique_ptr<XCTimeWaitI> NewWait() override { return std::make_unique<Sleeper>(m_state); }
 

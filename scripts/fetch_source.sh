@@ -1,9 +1,10 @@
 #!/bin/bash
-# fetch_benchmark.sh FOLDER: the source package of Google Benchmark, unpacked into FOLDER/source, without touching the
+# fetch_source.sh FOLDER PACKAGE: a source package of the distribution, unpacked into FOLDER/source, without touching the
 # machine's package lists.
 set -eu
 mkdir -p "$1"
 dir=$(cd "$1" && pwd)
+package=$2
 [ -f "$dir/source/CMakeLists.txt" ] && exit 0
 mkdir -p "$dir/lists/partial"
 if [ -f /etc/apt/sources.list.d/debian.sources ]; then
@@ -16,10 +17,10 @@ fi
 options="-o Dir::Etc::sourcelist=$dir/src.list -o Dir::Etc::sourceparts=/dev/null -o Dir::State::lists=$dir/lists
     -o Dir::Cache::pkgcache= -o Dir::Cache::srcpkgcache="
 cd "$dir"
-if ! { apt-get -qq $options update && apt-get -qq $options --download-only source benchmark; } >fetch.log 2>&1; then
+if ! { apt-get -qq $options update && apt-get -qq $options --download-only source "$package"; } >fetch.log 2>&1; then
     tail -n 5 fetch.log >&2
-    echo "bench: cannot get the sources of Google Benchmark" >&2
+    echo "bench: cannot get the sources of $package" >&2
     exit 1
 fi
 mkdir -p source
-tar xf benchmark_*.orig.tar.gz -C source --strip-components=1
+tar xf "$package"_*.orig.tar.gz -C source --strip-components=1

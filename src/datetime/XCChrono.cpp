@@ -1,0 +1,19 @@
+#include <XelbrinCore/XCChrono.h>
+#include <XelbrinCore/XCException.h>
+
+#include "datetime/Conversions.h"
+
+std::int64_t XCToUnixMs(XCDateTimeEx const& value)
+{
+    XCDateEx const date = value.GetDate(XCTimeZone::UTC());
+    if (!date.IsValid()) throw XCDateExceptionEx(L"No valid date to count from 1970", value);
+    return xc::datetime::ToEpochMs(date, value.GetTime(XCTimeZone::UTC()));
+}
+
+XCDateTimeEx XCFromUnixMs(std::int64_t milliseconds) noexcept
+{
+    XCDateEx date;
+    XCTimeEx time;
+    if (!xc::datetime::SplitEpochMs(milliseconds, date, time)) return {};
+    return {date, time, XCTimeZone::UTC()};
+}
