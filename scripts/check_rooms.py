@@ -55,6 +55,7 @@ HEADER_ROOM = {
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCProgress.h": "sync", "XCThread.h": "sync", "XCFuture.h": "sync",
     "XCPath.h": "files", "XCFileInfo.h": "files", "XCFile.h": "files", "XCFileStream.h": "files",
     "XCSaveFile.h": "files",
+    "XCDirectory.h": "files", "XCDirectoryWalker.h": "files",
     "XCTask.h": "work", "XCThreadPool.h": "work", "XCThreadServer.h": "work", "XCTimer.h": "work",
     "XCSchedule.h": "work", "XCScheduler.h": "work",
     "XCLog.h": "log", "XCLogChannel.h": "log", "XCLogFile.h": "log",

@@ -138,6 +138,15 @@ enum XCCoreError : long {
     XCErrFileHeld = 1205,        ///< held by others until the deadline (path, system error, its words, tries)
     XCErrFileLine = 1206,        ///< a line above the limit (path, line, limit in units)
     XCErrFileText = 1207,        ///< bytes that are no text in the encoding (path, line, position in bytes)
+
+    XCErrFolderCannotRead = 1220,   ///< a folder cannot be listed (path, system error, its words)
+    XCErrFolderCannotCreate = 1221, ///< a folder cannot be made (path, system error, its words)
+    XCErrTreeNotRemoved = 1222,     ///< an entry stays (path, system error, its words)
+    XCErrTreeNotCopied = 1223,      ///< an entry is not copied (path, system error, its words)
+    XCErrTreeNotMoved = 1224,       ///< nothing is moved; the source is whole (path, system error, its words)
+    XCErrTreeLink = 1225,           ///< a link that leads elsewhere; nothing there is touched (path)
+    XCErrTreeIntoItself = 1226,     ///< a folder into one that stands in it (source, target)
+    XCErrTreeStopped = 1227,        ///< cancelled before the end (path)
 };
 
 /// A failure whose text is the source's text of its code.

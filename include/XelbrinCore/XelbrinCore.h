@@ -26,6 +26,8 @@
 #include <XelbrinCore/XCDateEx.h>
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCDateTimeEx.h>
+#include <XelbrinCore/XCDirectory.h>
+#include <XelbrinCore/XCDirectoryWalker.h>
 #include <XelbrinCore/XCDouble.h>
 #include <XelbrinCore/XCDurationEx.h>
 #include <XelbrinCore/XCError.h>
