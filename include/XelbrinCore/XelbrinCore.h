@@ -19,6 +19,7 @@
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCConfigFile.h>
+#include <XelbrinCore/XCConfigLayers.h>
 #include <XelbrinCore/XCConfigParts.h>
 #include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateAndTime.h>
@@ -40,7 +41,11 @@
 #include <XelbrinCore/XCLocale.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogChannel.h>
+#include <XelbrinCore/XCLogField.h>
 #include <XelbrinCore/XCLogFile.h>
+#include <XelbrinCore/XCLogLevel.h>
+#include <XelbrinCore/XCLogPattern.h>
+#include <XelbrinCore/XCLogSettings.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCMessageSource.h>

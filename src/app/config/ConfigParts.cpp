@@ -116,13 +116,31 @@ XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
         LineData{nullptr, LazyComments(from.comments), LazyText(from.key), LazyText(from.value)};
 }
 
+// Parts of a file's text become strings first, which is all that may fail: the other line keeps everything or nothing.
+XCConfigLine::XCConfigLine(XCConfigLine&& other) : XCConfigLockable()
+{
+    XCConfigLock const lock(other);
+    LineData& from = Access::Of(other);
+    from.comments.MakeOwn();
+    from.key.MakeOwn();
+    from.value.MakeOwn();
+    ::new (static_cast<void*>(m_data))
+        LineData{nullptr, std::move(from.comments), std::move(from.key), std::move(from.value)};
+    xc::config::ForgetIndex(from.section);
+}
+
 XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
 {
     // The lock of `other` is released again when the copy is made: see the head of this file.
-    XCConfigLine copy(other);
+    return *this = XCConfigLine(other);
+}
+
+XCConfigLine& XCConfigLine::operator=(XCConfigLine&& other)
+{
+    XCConfigLine taken(std::move(other));
     XCConfigLock const lock(*this);
     LineData& to = Access::Of(*this);
-    LineData& from = Access::Of(copy);
+    LineData& from = Access::Of(taken);
     to.comments = std::move(from.comments);
     to.key = std::move(from.key);
     to.value = std::move(from.value);
@@ -191,6 +209,16 @@ XCConfigComments const& XCConfigLine::GetComments() const
 {
     XCConfigLock const lock(*this);
     return Access::Of(*this).comments.AsList();
+}
+
+std::size_t XCConfigLine::GetFileLine() const
+{
+    XCConfigLock const lock(*this);
+    LineData const& data = Access::Of(*this);
+    XCConfigFile const* const file = data.section ? Access::Of(*data.section).file : nullptr;
+    if (!file || data.position == xc::config::kNotRead) return 0;
+    xc::config::FileData const& whole = Access::Of(*file);
+    return xc::config::Locate({whole.text.get(), whole.textLength}, data.position).line;
 }
 
 void XCConfigLine::Clear()
@@ -263,18 +291,60 @@ XCConfigSection::XCConfigSection(XCConfigSection const& other) : XCConfigSection
     for (XCConfigLine const& line : from.lines) AddLine(line);
 }
 
+namespace {
+
+/// Lines keep their nodes, and learn whose they are now. Nothing throws.
+void Adopt(XCConfigSection& section, xc::config::Lines& lines)
+{
+    SectionData& to = Access::Of(section);
+    for (XCConfigLine& line : lines) {
+        line.SetOwner(&section);
+        Access::Of(line).section = &section;
+    }
+    to.lines.splice(to.lines.end(), lines);
+}
+
+} // namespace
+
+// Nodes in the memory of a file stay there: its lines are copied, and go when the copies are complete.
+XCConfigSection::XCConfigSection(XCConfigSection&& other) : XCConfigSection(XCString())
+{
+    XCConfigLock const lock(other);
+    SectionData& from = Access::Of(other);
+    SectionData& to = Access::Of(*this);
+    from.comments.MakeOwn();
+    from.name.MakeOwn();
+    bool const isMovable = from.lines.get_allocator() == to.lines.get_allocator();
+    if (!isMovable)
+        for (XCConfigLine const& line : from.lines) AddLine(line);
+    xc::config::ForgetIndex(&other);
+    if (isMovable) Adopt(*this, from.lines);
+    to.comments = std::move(from.comments);
+    to.name = std::move(from.name);
+    other.Clear();
+}
+
 XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
 {
-    XCConfigSection copy(other);
+    return *this = XCConfigSection(other);
+}
+
+XCConfigSection& XCConfigSection::operator=(XCConfigSection&& other)
+{
+    XCConfigSection taken(std::move(other));
     XCConfigLock const lock(*this);
     SectionData& to = Access::Of(*this);
-    to.comments = std::move(Access::Of(copy).comments);
-    SetName(Access::Of(copy).name.AsString());
+    SectionData& from = Access::Of(taken);
+    to.comments = std::move(from.comments);
+    SetName(from.name.AsString());
     // The old lines go only after this function has returned; the list keeps its memory resource, which the assignment
     // of a list would not promise.
     xc::config::Lines const old = std::exchange(to.lines, xc::config::Lines(to.lines.get_allocator()));
     xc::config::ForgetIndex(this);
-    for (XCConfigLine const& line : Access::Of(copy).lines) AddLine(line);
+    if (from.lines.get_allocator() == to.lines.get_allocator())
+        Adopt(*this, from.lines);
+    else
+        for (XCConfigLine& line : from.lines) AddLine(std::move(line));
     return *this;
 }
 
@@ -328,8 +398,13 @@ XCConfigLine& XCConfigSection::AddLine(XCString const& key, XCString const& valu
 
 XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
 {
+    return AddLine(XCConfigLine(line));
+}
+
+XCConfigLine& XCConfigSection::AddLine(XCConfigLine&& line)
+{
     // The line may belong to another file, even to one that another thread has locked.
-    XCConfigLine copy(line);
+    XCConfigLine copy(std::move(line));
     XCConfigLock const lock(*this);
     SectionData& data = Access::Of(*this);
     auto index = std::move(data.index); // lost when adding fails: the next lookup makes a new one
