@@ -41,10 +41,11 @@ private:
 
 class Filter final : public RecordSink {
 public:
+    Filter();
     XCString GetPlugInName() const override { return kName; }
     PlugInIdEx GetPlugInIdEx() const override { return {kFilterId, kName}; }
     std::vector<PlugInIdEx> GetDependentV() const override { return {{kReportId, L"Report"}}; }
-    XCUsageInfo GetUsageInfo() const override;
+    XCUsageInfo GetUsageInfo() const override { return m_options.GetUsageInfo(); }
     XCErrorID Init(XCApplicationWithPlugIns const& application) override;
     void Unload() override { m_next.Clear(); }
 
@@ -54,42 +55,40 @@ protected:
 private:
     XCErrorID ReadSince(XCApplication const& application);
 
+    XCString m_wanted, m_since;
+    XCOptions m_options{kName, Text(HostContext(), Message::FilterOptions)};
     XCCondition m_condition;
     RecordFields m_fields;
     XCSmartPtr<RecordSink> m_next;
 };
 
-XCUsageInfo Filter::GetUsageInfo() const
+Filter::Filter()
 {
-    XCUsageInfo usage;
     XCFormatContext const context = HostContext();
-    usage.SetGeneralInfo(Text(context, Message::FilterOptions));
-    AddOption(usage, context, L"condition:{text}", Message::OptionCondition);
-    AddOption(usage, context, L"since:{date}", Message::OptionSince);
-    return usage;
+    m_options.Value(L"--condition", Text(context, Message::OptionCondition), m_wanted).Word(L"text");
+    m_options.Value(L"--since", Text(context, Message::OptionSince), m_since).Word(L"date");
 }
 
 XCErrorID Filter::Init(XCApplicationWithPlugIns const& application)
 {
     m_next = FindSink(application, kReportId);
-    XCString const text = Setting(application, kName, L"Condition");
+    if (XCErrorID const bad = ReadSettings(application, kName, m_options); bad.Bad()) return bad;
     XCErrorID fault;
-    if (!m_condition.FromString(text))
+    if (!m_condition.FromString(m_wanted))
         fault = m_condition.GetReadError();
     else
         fault = m_condition.Bind(m_fields.GetSchema()); // names become positions, and unknown names errors
     if (fault.Good()) return ReadSince(application);
     XCString why;
     (void)fault->AsString(why, TextContext(application));
-    return MakeError(application, Message::BadCondition, {text, why});
+    return MakeError(application, Message::BadCondition, {m_wanted, why});
 }
 
 /// Adds the date to the condition.
 XCErrorID Filter::ReadSince(XCApplication const& application)
 {
-    XCString const text = Setting(application, kName, L"Since");
     XCDateTime since;
-    if (!since.FromString(text, L"%Y/%m/%d")) return MakeError(application, Message::BadDate, {L"Since", text});
+    if (!since.FromString(m_since, L"%Y/%m/%d")) return MakeError(application, Message::BadDate, {L"Since", m_since});
     if (since.IsNull()) return XCErrorID::Success; // no date is no limit
     m_condition = XCCondition() & m_condition & (XCCondition::Field(L"Time") >= since);
     return m_condition.Bind(m_fields.GetSchema());

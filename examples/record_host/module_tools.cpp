@@ -2,6 +2,7 @@
 
 #include <XelbrinCore/XCMessageSource.h>
 
+#include <optional>
 #include <windows.h>
 
 namespace {
@@ -15,28 +16,33 @@ HMODULE OwnModule()
     return module;
 }
 
+std::optional<XCString> FindSetting(XCApplication const& application, XCString const& section, XCString const& name)
+{
+    if (application.GetCmdLine().ArgPresent(name)) return application.GetCmdLine().GetArg(name);
+    XCSmartPtr<XCConfigFile> const file = application.GetConfigFile();
+    if (file.IsNull()) return std::nullopt;
+    XCConfigLock const lock(*file);
+    XCConfigSection const* const lines = file->FindSection(section);
+    XCConfigLine const* const line = lines ? lines->FindLine(name) : nullptr;
+    return line ? std::optional(line->GetValue()) : std::nullopt;
+}
+
 } // namespace
 
 XCString Setting(XCApplication const& application, wchar_t const* section, wchar_t const* name,
                  XCString const& otherwise)
 {
-    if (application.GetCmdLine().ArgPresent(name)) return application.GetCmdLine().GetArg(name);
-    XCSmartPtr<XCConfigFile> const file = application.GetConfigFile();
-    return file.IsNull() ? otherwise : file->GetString(section, name, otherwise);
+    return FindSetting(application, section, name).value_or(otherwise);
 }
 
-XCErrorID NumberSetting(XCApplication const& application, wchar_t const* section, wchar_t const* name, int least,
-                        int greatest, int& value)
+XCErrorID ReadSettings(XCApplication const& application, wchar_t const* section, XCOptions& options)
 {
-    XCString const text = Setting(application, section, name, XCString().Format(L"%d", value));
-    bool isNumber = false;
-    int const number = text.AsInt(&isNumber);
-    if (isNumber && number >= least && number <= greatest) {
-        value = number;
-        return XCErrorID::Success;
-    }
-    return MakeError(application, Message::BadNumber,
-                     {name, text, XCString().Format(L"%d", least), XCString().Format(L"%d", greatest)});
+    XCErrorID const wrong =
+        options.ReadValues([&](XCString const& name) { return FindSetting(application, section, name); });
+    if (wrong.Good()) return wrong;
+    XCString text;
+    (void)wrong->AsString(text, TextContext(application));
+    return XCSmartPtr<XCErrorString>(new XCErrorString(text, wrong));
 }
 
 XCFormatContext TextContext(XCApplication const& application)
@@ -63,11 +69,6 @@ XCString Text(XCFormatContext const& context, Message message, std::vector<XCStr
 XCString Text(std::uint64_t count)
 {
     return XCString().Format(L"%I64u", count);
-}
-
-void AddOption(XCUsageInfo& usage, XCFormatContext const& context, wchar_t const* name, Message description)
-{
-    usage.AddCmdLineArgDesc(name, Text(context, description), false);
 }
 
 XCFormatContext HostContext()

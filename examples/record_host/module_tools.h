@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCLog.h>
+#include <XelbrinCore/XCOptions.h>
 #include <XelbrinCore/XCString.h>
 
 #include <cstdint>
@@ -14,7 +15,6 @@ enum class Message : long {
     CannotOpen = 1,   ///< file, system error
     BadCondition = 2, ///< the condition, what is wrong
     BadDate = 3,      ///< setting, its text
-    BadNumber = 4,    ///< setting, its text, least, greatest
     Incomplete = 5,
     UnknownOption = 6,   ///< option
     UnknownArgument = 7, ///< argument
@@ -57,10 +57,9 @@ enum class Message : long {
 XCString Setting(XCApplication const& application, wchar_t const* section, wchar_t const* name,
                  XCString const& otherwise = {});
 
-/// A setting that is a number. @param value holds the default and receives the number.
-/// @return Bad (Message::BadNumber) when it is no number, or not within the limits.
-XCErrorID NumberSetting(XCApplication const& application, wchar_t const* section, wchar_t const* name, int least,
-                        int greatest, int& value);
+/// Reads what a module has declared: each option by its name, from where Setting finds it.
+/// @return Bad, with a text in the language of the setting, when one cannot be used; none is set then.
+XCErrorID ReadSettings(XCApplication const& application, wchar_t const* section, XCOptions& options);
 
 /// The language of the setting Language; without one the user's own.
 XCFormatContext TextContext(XCApplication const& application);
@@ -69,8 +68,6 @@ XCFormatContext TextContext(XCApplication const& application);
 XCString Text(XCFormatContext const& context, Message message, std::vector<XCString> const& parameters = {});
 /// A count for a text.
 XCString Text(std::uint64_t count);
-/// A described option; the usage screen shows it.
-void AddOption(XCUsageInfo& usage, XCFormatContext const& context, wchar_t const* name, Message description);
 /// The language that the host of a module speaks.
 XCFormatContext HostContext();
 

@@ -12,15 +12,15 @@
 namespace {
 
 constexpr wchar_t kName[] = L"Reader";
-constexpr int kDefaultPollMs = 500;
 constexpr std::uint64_t kLargeInput = 4 << 20; // bytes from which on the console shows how far the reading is
 
 class Reader final : public XCRunPlugIn {
 public:
+    Reader();
     XCString GetPlugInName() const override { return kName; }
     PlugInIdEx GetPlugInIdEx() const override { return {kReaderId, kName}; }
     std::vector<PlugInIdEx> GetDependentV() const override { return {{kFilterId, L"Filter"}}; }
-    XCUsageInfo GetUsageInfo() const override;
+    XCUsageInfo GetUsageInfo() const override { return m_options.GetUsageInfo(); }
     XCErrorID Init(XCApplicationWithPlugIns const& application) override;
     void Run() override;
     void RequestExit(bool) override { m_exit.post(); }
@@ -33,30 +33,27 @@ private:
 
     XCString m_input;
     int m_pollMs = 0; // 0: the end of the file is the end of the job
+    XCOptions m_options{kName, Text(HostContext(), Message::ReaderOptions)};
     LineFile m_file;
     RecordParser m_parser{[](std::size_t line) { XCLogRecord(Channel(kName), 2) << L"malformed line " << line; }};
     XCSmartPtr<RecordSink> m_next;
     XCEventSemaphore m_exit;
 };
 
-XCUsageInfo Reader::GetUsageInfo() const
+Reader::Reader()
 {
-    XCUsageInfo usage;
     XCFormatContext const context = HostContext();
-    usage.SetGeneralInfo(Text(context, Message::ReaderOptions));
-    AddOption(usage, context, L"input:{file}", Message::OptionInput);
-    AddOption(usage, context, L"follow[:milliseconds]", Message::OptionFollow);
-    return usage;
+    m_options.Value(L"--input", Text(context, Message::OptionInput), m_input).Word(L"file");
+    m_options.Value(L"--follow", Text(context, Message::OptionFollow), m_pollMs)
+        .Between(0, 60000)
+        .Word(L"milliseconds")
+        .Alone(L"500");
 }
 
 XCErrorID Reader::Init(XCApplicationWithPlugIns const& application)
 {
-    m_input = Setting(application, kName, L"Input");
     m_next = FindSink(application, kFilterId);
-    if (Setting(application, kName, L"Follow", L"0").IsNull())
-        m_pollMs = kDefaultPollMs; // "/follow" alone
-    else if (XCErrorID const bad = NumberSetting(application, kName, L"Follow", 0, 60000, m_pollMs); bad.Bad())
-        return bad;
+    if (XCErrorID const bad = ReadSettings(application, kName, m_options); bad.Bad()) return bad;
     if (unsigned long const error = m_file.Open(m_input))
         return MakeError(application, Message::CannotOpen, {m_input, XCString().Format(L"%u", error)});
     return XCErrorID::Success;

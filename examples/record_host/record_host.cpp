@@ -41,11 +41,11 @@ private:
 
 XCUsageInfo HostUsage(XCFormatContext const& context)
 {
-    XCUsageInfo usage;
-    usage.SetGeneralInfo(Text(context, Message::HostOptions));
-    AddOption(usage, context, L"log:{file}", Message::OptionLog);
-    AddOption(usage, context, L"language:{code}", Message::OptionLanguage);
-    return usage;
+    XCString log, language;
+    XCOptions options(L"record_host", Text(context, Message::HostOptions));
+    options.Value(L"--log", Text(context, Message::OptionLog), log).Word(L"file");
+    options.Value(L"--language", Text(context, Message::OptionLanguage), language).Word(L"code");
+    return options.GetUsageInfo();
 }
 
 bool Holds(std::vector<XCString> const& names, XCString const& name)

@@ -9,9 +9,10 @@ constexpr wchar_t kName[] = L"Report";
 
 class Report final : public RecordSink {
 public:
+    Report();
     XCString GetPlugInName() const override { return kName; }
     PlugInIdEx GetPlugInIdEx() const override { return {kReportId, kName}; }
-    XCUsageInfo GetUsageInfo() const override;
+    XCUsageInfo GetUsageInfo() const override { return m_options.GetUsageInfo(); }
     XCErrorID Init(XCApplicationWithPlugIns const& application) override;
 
 protected:
@@ -19,28 +20,25 @@ protected:
 
 private:
     ReportStyle m_style;
+    XCOptions m_options{kName, Text(HostContext(), Message::ReportOptions)};
 };
 
-XCUsageInfo Report::GetUsageInfo() const
+Report::Report()
 {
-    XCUsageInfo usage;
     XCFormatContext const context = HostContext();
-    usage.SetGeneralInfo(Text(context, Message::ReportOptions));
-    AddOption(usage, context, L"title:{text}", Message::OptionTitle);
-    AddOption(usage, context, L"width:{characters}", Message::OptionWidth);
-    AddOption(usage, context, L"days:{number}", Message::OptionDays);
-    AddOption(usage, context, L"kinds:{number}", Message::OptionKinds);
-    return usage;
+    m_options.Value(L"--title", Text(context, Message::OptionTitle), m_style.title).Word(L"text");
+    m_options.Value(L"--width", Text(context, Message::OptionWidth), m_style.width)
+        .Between(10, 200)
+        .Word(L"characters");
+    m_options.Value(L"--days", Text(context, Message::OptionDays), m_style.days).Between(1, 1000).Word(L"number");
+    m_options.Value(L"--kinds", Text(context, Message::OptionKinds), m_style.kinds).Between(1, 1000).Word(L"number");
 }
 
 XCErrorID Report::Init(XCApplicationWithPlugIns const& application)
 {
     m_style.context = TextContext(application);
-    m_style.title = Setting(application, kName, L"Title", Text(m_style.context, Message::ReportTitle));
-    if (XCErrorID const bad = NumberSetting(application, kName, L"Width", 10, 200, m_style.width); bad.Bad())
-        return bad;
-    if (XCErrorID const bad = NumberSetting(application, kName, L"Days", 1, 1000, m_style.days); bad.Bad()) return bad;
-    return NumberSetting(application, kName, L"Kinds", 1, 1000, m_style.kinds);
+    m_style.title = Text(m_style.context, Message::ReportTitle);
+    return ReadSettings(application, kName, m_options);
 }
 
 void Report::Work()

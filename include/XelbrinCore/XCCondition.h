@@ -40,17 +40,6 @@
 
 class XCCondition;
 
-/// The comparison of a condition; the numbers are those of the native text form.
-enum class ConditionOperator : std::uint32_t {
-    None = 0, ///< no comparison: the condition is its list of sub-conditions
-    Less = 1,
-    LessOrEqual = 2,
-    Equal = 3, ///< with a regular expression: the whole text matches
-    NotEqual = 4,
-    GreaterOrEqual = 5,
-    Greater = 6,
-};
-
 namespace xc::condition {
 class Reader;
 /// The types of value that a condition compares.
@@ -82,60 +71,64 @@ public:
     /// Copies are deep: changing one never shows in another.
     XCCondition(XCCondition const& other);
     XCCondition& operator=(XCCondition const& other);
+    /// The other one is empty afterwards.
+    XCCondition(XCCondition&& other) noexcept;
+    XCCondition& operator=(XCCondition&& other) noexcept;
     ~XCCondition() override;
     /// An empty condition on a field, to be completed by one of the operators below.
     [[nodiscard]] static XCCondition Field(XCString const& name);
 
     // Building in code ------------------------------------------------------------------------------------------
-    // Each sets the operator and the value, or adds a sub-condition, and returns the condition itself. A value is an
-    // integer (AssignInt when it fits, else AssignInt64), an XCDouble, an XCString or an XCDateTime.
+    // Each sets the operator and the value, or adds a sub-condition, and returns the condition itself; a temporary is
+    // handed on by value, so that what it is bound to keeps it. A value is an integer (AssignInt when it fits, else
+    // AssignInt64), an XCDouble, an XCString or an XCDateTime.
 
     /// Makes the condition "field = value". @return this condition.
     template <xc::condition::Operand T>
-    XCCondition& operator==(T const& value)
+    XCCondition& operator==(T const& value) &
     {
         return Compare(ConditionOperator::Equal, value);
     }
     /// Makes the condition "field differs from value". @return this condition.
     template <xc::condition::Operand T>
-    XCCondition& operator!=(T const& value)
+    XCCondition& operator!=(T const& value) &
     {
         return Compare(ConditionOperator::NotEqual, value);
     }
     /// Makes the condition "field is at least the value". @return this condition.
     template <xc::condition::Operand T>
-    XCCondition& operator>=(T const& value)
+    XCCondition& operator>=(T const& value) &
     {
         return Compare(ConditionOperator::GreaterOrEqual, value);
     }
     /// Makes the condition "field is at most the value". @return this condition.
     template <xc::condition::Operand T>
-    XCCondition& operator<=(T const& value)
+    XCCondition& operator<=(T const& value) &
     {
         return Compare(ConditionOperator::LessOrEqual, value);
     }
     /// Makes the condition "field is greater than the value". @return this condition.
     template <xc::condition::Operand T>
-    XCCondition& operator>(T const& value)
+    XCCondition& operator>(T const& value) &
     {
         return Compare(ConditionOperator::Greater, value);
     }
     /// Makes the condition "field is less than the value". @return this condition.
     template <xc::condition::Operand T>
-    XCCondition& operator<(T const& value)
+    XCCondition& operator<(T const& value) &
     {
         return Compare(ConditionOperator::Less, value);
     }
     /// The text matches, does not match, the regular expression (XCRegEx.h). A pattern that is not valid matches
     /// nothing.
     /// @note "/=" binds weaker than "&": write (field /= pattern) & other.
-    XCCondition& operator%(XCString const& pattern);
+    XCCondition& operator%(XCString const& pattern) &;
     /// The text does not match the regular expression; otherwise as operator%.
-    XCCondition& operator/=(XCString const& pattern);
+    XCCondition& operator/=(XCString const& pattern) &;
     /// Adds a copy of the other condition, linked by AND, by OR.
-    XCCondition& operator&(XCCondition const& other) { return Join(Link::And, other); }
+    XCCondition& operator&(XCCondition const& other) & { return Join(Link::And, other); }
     /// Joins another condition by OR. @return this condition.
-    XCCondition& operator||(XCCondition const& other) { return Join(Link::Or, other); }
+    XCCondition& operator||(XCCondition const& other) & { return Join(Link::Or, other); }
 
     /// The value alone; the operator stays.
     void AssignInt(int value);
@@ -297,3 +290,5 @@ private:
     XCErrorID m_readError;
     XCCondition* m_nextDoomed = nullptr; ///< only while a tree is released
 };
+
+#include <XelbrinCore/XCConditionBuilding.h>

@@ -37,6 +37,17 @@
 #include <unordered_map>
 #include <vector>
 
+/// The comparison of a condition; the numbers are those of the native text form.
+enum class ConditionOperator : std::uint32_t {
+    None = 0, ///< no comparison: the condition is its list of sub-conditions
+    Less = 1,
+    LessOrEqual = 2,
+    Equal = 3, ///< with a regular expression: the whole text matches
+    NotEqual = 4,
+    GreaterOrEqual = 5,
+    Greater = 6,
+};
+
 namespace xc::condition {
 template <class T>
 concept Integer = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char> && !std::same_as<T, bool>;

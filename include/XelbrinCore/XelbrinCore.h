@@ -16,6 +16,7 @@
 #include <XelbrinCore/XCCommaSeparatedValues.h>
 #include <XelbrinCore/XCCommandLine.h>
 #include <XelbrinCore/XCCondition.h>
+#include <XelbrinCore/XCConditionBuilding.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCConfigFile.h>
@@ -51,6 +52,7 @@
 #include <XelbrinCore/XCMessageSource.h>
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
+#include <XelbrinCore/XCOptions.h>
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCProgress.h>
 #include <XelbrinCore/XCRefCount.h>
@@ -66,6 +68,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringConverter.h>
 #include <XelbrinCore/XCStringOrder.h>
+#include <XelbrinCore/XCStringParts.h>
 #include <XelbrinCore/XCStringStorage.h>
 #include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>

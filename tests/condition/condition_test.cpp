@@ -279,6 +279,23 @@ TEST(XCCondition, RecordsKeepTheirTextsAndCopies)
     EXPECT_EQ(XCConditionValue(std::uint64_t{1} << 63).AsDouble(), 9223372036854775808.0);
 }
 
+// What a temporary builds lives as long as what it is bound to, and is of its own class.
+TEST(XCCondition, TemporariesAreHandedOnByValue)
+{
+    struct Named : XCCondition {
+        XCString name{L"a name that is no part of the base"};
+    };
+    XCCondition const& bound = (Field(L"a") >= 5) & (Field(L"b") == L"x" || Field(L"c") % L"y*");
+    EXPECT_EQ(bound.ToString().AsUTF8(), "a >= 5 AND b = \"x\" OR c % \"y*\"");
+    Named const& named = Named() >= 4;
+    EXPECT_TRUE(named.name == L"a name that is no part of the base");
+    XCCondition kept = Field(L"a") < 3;
+    EXPECT_EQ(&(kept != 3), &kept);
+    XCCondition const taken = std::move(kept);
+    EXPECT_TRUE(taken.ToString() == (Field(L"a") != 3).ToString());
+    EXPECT_EQ(kept.GetOperator(), ConditionOperator::None);
+}
+
 TEST(XCCondition, CopiesAreIndependentAndLongChainsNeedNoStack)
 {
     XCCondition all;

@@ -52,7 +52,7 @@ FAULTS = [
     (["/since:tomorrow"],
      ["<Filter>: The setting Since is no date (year/month/day): \"tomorrow\".", NO_FILTER, INCOMPLETE], 2),
     (["/follow:soon", "/language:fra"],
-     ["<Reader>: Le réglage Follow vaut « soon » ; il faut un nombre de 0 à 60000.",
+     ["<Reader>: follow : « soon » n'est pas un nombre entier de 0 à 60000.",
       "Rien n'est exécuté : il manque un module de la chaîne."], 2),
     (["/osxpath:@bin\\record_host\\no_filter.lst"], [NO_FILTER, INCOMPLETE], 2),
     (["/widht:30", "other.log", "-days:3", "/config:@here\\mistyped.ini"],
@@ -64,7 +64,7 @@ FAULTS = [
     (["/widht:30", "/language:fra"], ["L'option /widht est inconnue ; /? donne la liste des options."], 1),
     # The report comes first: without it nothing is loaded at all.
     (["/width:9"],
-     ["<Report>: The setting Width is \"9\", but must be a number from 10 to 200.", NO_FILTER,
+     ["<Report>: width: \"9\" is not a whole number from 10 to 200.", NO_FILTER,
       "<Filter> depends on Report, which is not loaded",
       "no plug-in could be loaded from /osxpath; the current directory is searched instead"], 1),
 ]

@@ -1,7 +1,9 @@
-// The command line: any string gives arguments, and quoting its parsed arguments again gives the same ones.
+// The command line: any string gives arguments, and quoting its parsed arguments again gives the same ones. Declared
+// options read them in both syntaxes; what is refused leaves every target as it was.
 #include "input.h"
 
 #include <XelbrinCore/XCCommandLine.h>
+#include <XelbrinCore/XCOptions.h>
 
 namespace {
 
@@ -33,6 +35,28 @@ bool CanBeQuoted(XCCommandLine const& line)
     return true;
 }
 
+struct Targets {
+    int number = -7;
+    bool flag = false;
+    std::vector<XCString> list{L"kept"};
+    XCString argument;
+    bool operator==(Targets const&) const = default;
+};
+
+/// Reads the arguments in one of the two syntaxes.
+bool LeavesNothingHalfSet(XCCommandLine const& line, bool otherSyntax)
+{
+    Targets targets;
+    XCOptions options(L"program");
+    options.Value(L"-n,--number", L"", targets.number).Between(-9, 99);
+    options.Flag(L"-f,--flag", L"", targets.flag);
+    options.List(L"-l,--list", L"", targets.list);
+    options.Argument(L"ARGUMENT", L"", targets.argument).Required();
+    XCErrorID const wrong = otherSyntax ? options.ReadCommandLine(line) : options.Read(line.GetRawArgumentListVector());
+    bool const inRange = targets.number == -7 || (targets.number >= -9 && targets.number <= 99);
+    return inRange && (wrong.Good() || targets == Targets());
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
@@ -43,5 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         (void)line.GetArg(argument.GetArgument());
     if (!HasSameArguments(line, XCCommandLine(line))) std::abort();
     if (CanBeQuoted(line) && !HasSameArguments(line, XCCommandLine(Quoted(line)))) std::abort();
+    if (!LeavesNothingHalfSet(line, false) || !LeavesNothingHalfSet(line, true)) std::abort();
     return 0;
 }

@@ -6,28 +6,28 @@
 
 #include <algorithm>
 
-namespace {
-
-constexpr std::size_t kNameWidth = 20;
-constexpr std::size_t kTextWidth = 54;
-
-/// Takes the next piece off the text: up to the last blank at or before kTextWidth units, which is dropped. A text
-/// without such a blank is cut hard.
-std::wstring_view TakePiece(std::wstring_view& text) noexcept
+std::wstring_view xc::commandline::TakePiece(std::wstring_view& text, std::size_t width) noexcept
 {
-    if (text.size() <= kTextWidth) return std::exchange(text, {});
-    std::size_t const blank = text.rfind(L' ', kTextWidth);
+    if (text.size() <= width) return std::exchange(text, {});
+    std::size_t const blank = text.rfind(L' ', width);
     bool const hard = blank == std::wstring_view::npos;
-    std::wstring_view const piece = text.substr(0, hard ? kTextWidth : blank);
-    text.remove_prefix(hard ? kTextWidth : blank + 1);
+    std::wstring_view const piece = text.substr(0, hard ? width : blank);
+    text.remove_prefix(hard ? width : blank + 1);
     return piece;
 }
 
-void AppendPadded(XCString& out, std::wstring_view text, std::size_t width)
+void xc::commandline::AppendPadded(XCString& out, std::wstring_view text, std::size_t width)
 {
     out.Append(text);
     if (text.size() < width) out += XCString(L' ', width - text.size());
 }
+
+namespace {
+
+using namespace xc::commandline;
+
+constexpr std::size_t kNameWidth = 20;
+constexpr std::size_t kTextWidth = 54;
 
 /// "   /%s", or "   /%-20s %-54s" with the first piece; then "    %20s %-54s" for each further piece.
 void AppendOption(XCString& out, std::wstring_view name, std::wstring_view description)
@@ -36,12 +36,12 @@ void AppendOption(XCString& out, std::wstring_view name, std::wstring_view descr
     AppendPadded(out, name, name.size() > kNameWidth ? 0 : kNameWidth);
     if (name.size() <= kNameWidth) {
         out += L' ';
-        AppendPadded(out, TakePiece(description), kTextWidth);
+        AppendPadded(out, TakePiece(description, kTextWidth), kTextWidth);
     }
     out += L'\n';
     while (!description.empty()) {
         AppendPadded(out, L"    ", 4 + kNameWidth + 1);
-        AppendPadded(out, TakePiece(description), kTextWidth);
+        AppendPadded(out, TakePiece(description, kTextWidth), kTextWidth);
         out += L'\n';
     }
 }

@@ -130,6 +130,28 @@ XCCondition& XCCondition::operator=(XCCondition const& other)
     return *this;
 }
 
+XCCondition::XCCondition(XCCondition&& other) noexcept
+{
+    *this = std::move(other);
+}
+
+XCCondition& XCCondition::operator=(XCCondition&& other) noexcept
+{
+    if (this == &other) return *this;
+    LinkedCondV subs = std::move(other.m_subs); // before anything goes: other may be a part of this condition
+    m_fieldName = std::move(other.m_fieldName);
+    m_operator = std::exchange(other.m_operator, ConditionOperator::None);
+    m_isSysDate = std::exchange(other.m_isSysDate, false);
+    m_value = std::exchange(other.m_value, XCConditionValue());
+    m_text = std::move(other.m_text); // with its block, so that the text of the value stays where it is
+    m_regEx = std::exchange(other.m_regEx, std::nullopt);
+    m_boundSerial = std::exchange(other.m_boundSerial, kUnbound);
+    m_fieldIndex = other.m_fieldIndex;
+    m_readError = std::exchange(other.m_readError, XCErrorID());
+    m_subs.swap(subs);
+    return *this;
+}
+
 XCCondition::~XCCondition()
 {
     ClearSubCondV();
@@ -261,7 +283,7 @@ void XCCondition::AssignNull()
     AssignValue(XCConditionValue());
 }
 
-XCCondition& XCCondition::operator%(XCString const& pattern)
+XCCondition& XCCondition::operator%(XCString const& pattern) &
 {
     AssignXCString(pattern);
     AsRegExp();
@@ -269,7 +291,7 @@ XCCondition& XCCondition::operator%(XCString const& pattern)
     return *this;
 }
 
-XCCondition& XCCondition::operator/=(XCString const& pattern)
+XCCondition& XCCondition::operator/=(XCString const& pattern) &
 {
     AssignXCString(pattern);
     AsRegExp();
