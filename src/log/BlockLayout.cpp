@@ -14,6 +14,7 @@ namespace xc::log {
 
 namespace {
 
+// A text that nobody announced has no fields: it was made by a program, or by a stream.
 ServedText PartsOf(std::wstring_view text)
 {
     ServedText parts;
@@ -38,6 +39,7 @@ void AppendBlock(std::string& to, BlockLayout const& layout, XCString const& cha
     if (layout.IsAsIs()) return AppendText(to, text.View());
     ServedText const parts = PartsOf(text.View());
     if (layout.pattern) return layout.pattern->Append(to, channel.View(), level, parts);
+    // The thread that delivers is the one that wrote, but for texts that a thread left when it ended.
     if (layout.layout == XCLogLayout::Json)
         return AppendJsonRecord(to, {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(),
                                      parts.message, parts.fields});
@@ -50,6 +52,7 @@ std::wstring InColor(int level, std::wstring_view block)
 {
     std::wstring colored(ColorOf(level));
     if (colored.empty()) return colored;
+    // The end of the line stays outside: a console would color the rest of the next line, too.
     std::wstring_view const body = WithoutLineEnd(block);
     return colored.append(body).append(L"\x1B[0m").append(block.substr(body.size()));
 }

@@ -48,6 +48,7 @@ struct Pattern::Line {
     int level;
     ServedText const& parts;
 
+    // One switch over letters: a line has few steps, and a table of functions would cost a call for each.
     void Append(Step const& step) const
     {
         switch (step.letter) {
@@ -78,10 +79,12 @@ void Pattern::AddLiteral(std::wstring_view text)
 void Pattern::AddWhatIsMissing()
 {
     auto const isText = [](Step const& step) { return step.letter == L'm' || step.letter == L'M'; };
+    // Nobody who adds a field to a record thinks of the patterns that other people have set.
     if (std::ranges::none_of(m_steps, [](Step const& step) { return step.letter == L'f'; })) {
         auto const text = std::ranges::find_if(m_steps.rbegin(), m_steps.rend(), isText);
         if (text != m_steps.rend()) m_steps.insert(text.base(), Step{L'f'});
     }
+    // A record ends its line, whatever the pattern forgot.
     bool const ends = !m_steps.empty() && (m_steps.back().letter == L'n' || m_steps.back().literal.ends_with('\n'));
     if (!ends) m_steps.push_back(Step{L'n'});
 }
@@ -100,6 +103,7 @@ std::size_t Pattern::Compile(std::wstring_view pattern)
         }
         while (at < pattern.size() && text::IsDigit(pattern[at]) && step.width <= kMostWidth)
             step.width = step.width * 10 + (pattern[at++] - L'0');
+        // A width of a percent sign is a typing error more likely than a wish.
         bool const isPlain = at == percent + 1;
         if (at == pattern.size() || step.width > kMostWidth || (step.isLeft && step.width == 0)) return percent + 1;
         step.letter = pattern[at++];
@@ -121,6 +125,7 @@ void Pattern::Append(std::string& to, std::wstring_view channel, int level, Serv
         std::size_t const start = to.size();
         line.Append(step);
         if (step.width == 0) continue;
+        // Counted in what was written rather than in units: a pair of surrogates fills one column.
         std::size_t const count = CountCharacters(std::string_view(to).substr(start));
         if (count < step.width) to.insert(step.isLeft ? to.size() : start, step.width - count, ' ');
     }

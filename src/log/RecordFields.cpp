@@ -39,6 +39,7 @@ bool NeedsCare(wchar_t unit) noexcept
     return text::IsSpace(unit) || unit == L'"' || unit == L'\\' || unit == L'=' || text::ShapesLines(unit);
 }
 
+// A name cannot be quoted: readers split at the first '=' and at blanks.
 void AppendName(std::wstring& to, std::wstring_view name)
 {
     for (wchar_t const unit : name) {
@@ -92,6 +93,7 @@ FieldScope::~FieldScope()
 {
     Served& served = AllServed();
     std::lock_guard const hold(served.section);
+    // Nearly always the first: scopes of one thread end in the reverse order.
     FieldScope** place = &served.first;
     while (*place != this) place = &(*place)->m_next;
     *place = m_next;
@@ -104,6 +106,7 @@ bool FindServed(std::wstring_view text, ServedText& found) noexcept
     if (served.count.load(std::memory_order_relaxed) == 0) return false;
     std::lock_guard const hold(served.section);
     for (FieldScope const* scope = served.first; scope; scope = scope->m_next) {
+        // The same block at another length is a text that somebody has cut.
         if (scope->m_whole.data() != text.data() || scope->m_whole.size() != text.size()) continue;
         found = scope->m_parts;
         return true;

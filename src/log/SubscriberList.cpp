@@ -190,6 +190,7 @@ int SubscriberList::LimitOf(std::wstring_view channel) const noexcept
     for (XCLogChannelLevel const& entry : m_levels) {
         std::wstring_view name = entry.channel.View();
         if (text::IsSameNameFolded(name, channel)) return entry.level;
+        // The table is short and read when channels are made; a search by prefix needs no order then.
         if (!name.ends_with(L'*') || (best && best->channel.Length() >= name.size())) continue;
         name.remove_suffix(1);
         if (text::IsSameNameFolded(name, channel.substr(0, name.size()))) best = &entry;
@@ -200,6 +201,7 @@ int SubscriberList::LimitOf(std::wstring_view channel) const noexcept
 void SubscriberList::SetChannelLevels(std::vector<XCLogChannelLevel> levels)
 {
     std::lock_guard const hold(m_section);
+    // Interest is what a record asks for, so that a limit costs nothing when records are written.
     m_levels.swap(levels);
     for (XCLogStreamBuf* const buffer : m_buffers) {
         buffer->m_limit = LimitOf(buffer->GetChannelName().View());
@@ -270,6 +272,7 @@ void SubscriberList::Queue(XCLogStreamBuf const& from, int level, std::wstring_v
 
 void SubscriberList::Serve() noexcept
 {
+    // Announcing costs a lock, which a record without fields has no use for.
     if (m_record.fields.empty()) return ServeEach();
     FieldScope const announced(m_record.text.View(), m_record.Parts());
     ServeEach();

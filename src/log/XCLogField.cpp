@@ -42,6 +42,7 @@ void XCLogField::Set(XCFormatArg const& value)
         m_value = std::move(text);
         m_kind = kind;
     };
+    // Read before the kind is known: for other kinds it is a number that nobody looks at.
     wchar_t const unit = static_cast<wchar_t>(value.asUnsigned);
     bool const isEnded = value.kind == Carried::WideEnd || value.kind == Carried::NarrowEnd;
     if (isEnded && !value.pointer) return set(L"null", Kind::Null);
@@ -50,6 +51,7 @@ void XCLogField::Set(XCFormatArg const& value)
     case Carried::Unsigned: return set(xc::text::NumberText(value.asUnsigned), Kind::Number);
     case Carried::Bool: return set(value.asUnsigned != 0 ? L"true" : L"false", Kind::Truth);
     case Carried::Unit: return set(XCString(std::wstring_view(&unit, 1)), Kind::Text);
+    // No number: JSON readers take numbers for doubles, which addresses do not fit.
     case Carried::Pointer: return set(PointerText(value.pointer), Kind::Text);
     case Carried::Double:
         return set(xc::text::NumberText(value.asDouble), std::isfinite(value.asDouble) ? Kind::Number : Kind::Text);

@@ -20,6 +20,7 @@ XCLogPattern& XCLogPattern::operator=(XCLogPattern const&) noexcept = default;
 
 XCErrorID XCLogPattern::Compile(std::wstring_view pattern)
 {
+    // A new object each time: subscribers may be using the old one.
     auto compiled = std::make_shared<xc::log::Pattern>();
     if (std::size_t const fault = compiled->Compile(pattern))
         return xc::errors::MakeCoreError(XCErrLogPattern, XCString(pattern), static_cast<long>(fault));

@@ -28,6 +28,7 @@ struct RecordExtras {
 void XCLogRecord::Deliver()
 {
     m_out = nullptr;
+    // Released on every way out; a record is delivered once.
     std::unique_ptr<xc::log::RecordExtras> const extras(std::exchange(m_extras, nullptr));
     bool const hasFields = extras && !extras->fields.empty();
     if (m_text.IsNull() && !hasFields) return;
@@ -35,6 +36,7 @@ void XCLogRecord::Deliver()
         if (m_text.IsNull() || m_text[m_text.Length() - 1] != L'\n') m_text += L'\n';
     } catch (std::bad_alloc const&) { // out of memory: the record counts more than its line end
     }
+    // The way without fields stays as short as it was.
     if (hasFields)
         m_channel->Write(m_level, m_text.View(), extras->fields);
     else
@@ -87,6 +89,7 @@ void XCLogRecord::MakeStream()
 void XCLogRecord::TakeStreamed()
 {
     std::wostringstream& out = *m_extras->out;
+    // At once, so that text written straight into the record later stands after it.
     m_text.Append(out.view());
     out.str({});
     out.clear(); // a value that could not be written spoils no other
@@ -113,6 +116,7 @@ XCLogRecord& XCLogRecord::operator<<(XCLogField field)
 {
     if (!m_channel) return *this;
     std::vector<XCLogField>& fields = Extras().fields;
+    // Fields are few: a walk is faster than any index.
     auto const known = std::ranges::find(fields, field.GetName().View(),
                                          [](XCLogField const& other) { return other.GetName().View(); });
     if (known != fields.end())

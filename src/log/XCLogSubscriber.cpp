@@ -60,6 +60,7 @@ struct XCConsoleLogSubscriber::Data {
 
     unsigned long WriteBytes() const { return xc::win32::WriteToStream(kOutput, bytes.data(), bytes.size()); }
 
+    // Consoles take units: a layout is made as bytes first and decoded again, which keeps one body for each layout.
     unsigned long Show(XCString const& channel, int level, XCString const& text)
     {
         XCString shaped = text; // the common case needs no bytes at all
@@ -68,6 +69,7 @@ struct XCConsoleLogSubscriber::Data {
             if (!xc::text::DecodeUtf8(shaped, bytes)) return WriteBytes();
         }
         std::wstring colored;
+        // Asked for each block: the standard output may be another one by now.
         if (colors && xc::win32::TakesSequences(kOutput)) colored = xc::log::InColor(level, shaped.View());
         std::wstring_view const shown = colored.empty() ? shaped.View() : std::wstring_view(colored);
         return xc::win32::WriteToConsole(kOutput, shown.data(), shown.size());
@@ -92,6 +94,7 @@ XCConsoleLogSubscriber::~XCConsoleLogSubscriber() = default;
 void XCConsoleLogSubscriber::SetPattern(XCLogPattern const& pattern)
 {
     std::lock_guard const hold(m_data->section);
+    // Under the section, as a block may be on its way.
     m_data->layout.pattern = pattern.GetCompiled();
 }
 

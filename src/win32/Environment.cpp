@@ -11,6 +11,7 @@ namespace xc::win32 {
 
 namespace {
 
+// The rule by which the system itself compares names of variables.
 bool BeginsWith(std::wstring_view text, std::wstring_view prefix) noexcept
 {
     auto const length = static_cast<int>(prefix.size());

@@ -8,6 +8,7 @@
 XCConfig::XCConfig() noexcept = default;
 XCConfig::~XCConfig() = default;
 
+// Shared with the layers: callers of both expect errors, not exceptions.
 XCErrorID xc::config::LoadFile(XCString const& fileName, XCSmartPtr<XCConfigFile>& file)
 try {
     XCErrorID whyNot;

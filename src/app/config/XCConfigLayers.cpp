@@ -37,6 +37,7 @@ struct XCConfigLayers::Data {
     bool Find(std::wstring_view section, std::wstring_view key, Read const& read) const
     {
         for (Layer const& layer : layers) {
+            // The line is used under the lock alone: its file may be edited at any time.
             XCConfigLock const lock(*layer.file);
             XCConfigLine const* const line = xc::config::FindLine(*layer.file, section, key);
             if (!line) continue;
@@ -49,6 +50,7 @@ struct XCConfigLayers::Data {
 
 namespace {
 
+// One length for all secrets: the length of a password is a part of it.
 constexpr std::wstring_view kMask = L"********";
 
 wchar_t Folded(wchar_t unit)
@@ -65,6 +67,7 @@ public:
         std::ranges::transform(folded, folded.begin(), Folded);
         if (m_known.insert(std::move(folded)).second) m_names.push_back(name);
     }
+    // The set holds folded copies, not views: names may be as short-lived as the lock that they were read under.
     [[nodiscard]] std::vector<XCString> Take() noexcept { return std::move(m_names); }
 
 private:
@@ -101,12 +104,14 @@ bool Matches(std::wstring_view pattern, std::wstring_view text)
 void SetNamed(XCConfigFile& file, std::wstring_view name, std::wstring_view separator, std::wstring_view otherSection,
               XCString const& value, XCString const& place)
 {
+    // The last separator, since sections are named in levels more often than keys are: Log.Files.Path is the key Path.
     std::size_t const cut = name.rfind(separator);
     bool const isCut = cut != std::wstring_view::npos;
     std::wstring_view const section = isCut ? name.substr(0, cut) : otherSection;
     std::wstring_view const key = isCut ? name.substr(cut + separator.size()) : name;
     XCConfigSection* const found = file.FindSection(section);
     if (key.empty() || (found && found->FindLine(key))) return;
+    // The comment is the line's place in words (see the head of this file).
     XCConfigLine line((XCString(key)), value);
     line.GetComments().AddComment(place);
     (found ? *found : file.AddSection(XCString(section))).AddLine(std::move(line));
@@ -115,6 +120,7 @@ void SetNamed(XCConfigFile& file, std::wstring_view name, std::wstring_view sepa
 /// Where a line stands, in words.
 XCString PlaceOf(XCConfigLine const& line, XCConfigOrigin const& origin, bool isFile)
 {
+    // A line without a number was added to the file in memory and stands nowhere yet.
     if (!isFile) return *line.GetComments().begin();
     if (origin.line == 0) return origin.fileName.IsNull() ? XCString(L"set by the program") : origin.fileName;
     XCString const where = XCString().Format(L"line %u", origin.line);
@@ -147,6 +153,7 @@ XCErrorID XCConfigLayers::AddFile(XCString const& fileName, XCString const& name
 {
     XCSmartPtr<XCConfigFile> file;
     XCErrorID const read = xc::config::LoadFile(fileName, file);
+    // A layer without a file would hide the failure from reports: it is told, and nothing is added.
     AddFile(file, name); // null adds nothing
     return read;
 }
@@ -168,6 +175,7 @@ void XCConfigLayers::AddCommandLine(XCCommandLine const& line, XCString const& s
 void XCConfigLayers::AddEnvironment(XCString const& prefix, XCString const& section, XCString const& name)
 {
     XCSmartPtr<XCConfigFile> const file(new XCConfigFile);
+    // Taken once: what a look-up answers must not depend on who calls setenv meanwhile.
     for (auto const& [variable, value] : xc::win32::ReadEnvironmentWith(prefix))
         SetNamed(*file, std::wstring_view(variable).substr(prefix.Length()), L"__", section, XCString(value),
                  L"variable " + XCString(variable));
@@ -210,6 +218,7 @@ std::vector<XCConfigOrigin> XCConfigLayers::GetOrigins(std::wstring_view section
         XCConfigLock const lock(*layer.file);
         XCConfigLine const* const line = xc::config::FindLine(*layer.file, section, key);
         if (!line) continue;
+        // Copies, since the answer outlives the lock.
         XCConfigOrigin origin{layer.name, {}, layer.file->GetFileName(), line->GetFileLine(), line->GetValue()};
         origin.place = PlaceOf(*line, origin, layer.isFile);
         origins.push_back(std::move(origin));
@@ -248,6 +257,7 @@ void XCConfigLayers::AddSecret(XCString const& pattern)
 
 bool XCConfigLayers::IsSecret(std::wstring_view section, std::wstring_view key) const
 {
+    // With the section, so that all keys of a section named Passwords are secret.
     std::wstring const full = std::wstring(section).append(1, L'.').append(key);
     return std::ranges::any_of(
         m_data->secrets, [&](XCString const& pattern) { return Matches(pattern, key) || Matches(pattern, full); });

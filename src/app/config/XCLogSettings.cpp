@@ -15,6 +15,7 @@ class LevelTable {
 public:
     void Add(XCString const& channel, XCString const& text)
     {
+        // The first fault is told; more of them would be found one by one in any case.
         int level = 0;
         if (XCLogLevelFromText(text.View(), level))
             m_levels.push_back({channel, level});
@@ -36,6 +37,7 @@ private:
 
 XCErrorID XCSetLogLevels(XCLogManager& manager, XCConfigFile const& settings, std::wstring_view section)
 {
+    // The lock ends before the manager is told: subscribers may read settings while they hold its lock.
     LevelTable table;
     {
         XCConfigLock const lock(settings);
