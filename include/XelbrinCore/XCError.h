@@ -89,6 +89,8 @@ enum XCCoreError : long {
     XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
     XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)
+    XCErrLogPattern = 701,    ///< a layout pattern is wrong at a position (pattern, position from 1)
+    XCErrLogLevel = 702,      ///< the level of a channel is no level (channel, text)
 
     // 800-899 patterns
 

@@ -20,6 +20,7 @@
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCConfigFile.h>
+#include <XelbrinCore/XCConfigLayers.h>
 #include <XelbrinCore/XCConfigParts.h>
 #include <XelbrinCore/XCConsoleInfo.h>
 #include <XelbrinCore/XCDateAndTime.h>
@@ -49,7 +50,11 @@
 #include <XelbrinCore/XCLocaleCollator.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogChannel.h>
+#include <XelbrinCore/XCLogField.h>
 #include <XelbrinCore/XCLogFile.h>
+#include <XelbrinCore/XCLogLevel.h>
+#include <XelbrinCore/XCLogPattern.h>
+#include <XelbrinCore/XCLogSettings.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCMessageLibrary.h>

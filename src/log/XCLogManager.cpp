@@ -6,13 +6,9 @@
 // channel share the name and the subscribers of its main stream. Before a stream is handed out, the calling thread's
 // text in the others is flushed, so that the texts of one thread keep their order whatever their levels.
 #include <XelbrinCore/XCLog.h>
-#include <new>
 
 #include "log/AtExit.h"
-#include "log/Digits.h"
 #include "log/SubscriberList.h"
-#include "text/PrintFormat.h"
-#include "text/Utf8.h"
 
 #include <mutex>
 
@@ -74,40 +70,6 @@ void XCLogChannel::FlushStreams() noexcept
 void XCLogChannel::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     m_subscribers->Add(subscriber, &m_stream.GetBuffer());
-}
-
-void XCLogRecord::Deliver()
-{
-    try {
-        if (m_text[m_text.Length() - 1] != L'\n') m_text += L'\n';
-    } catch (std::bad_alloc const&) { // out of memory: the record counts more than its line end
-    }
-    m_channel->Write(m_level, m_text.View());
-}
-
-void XCLogRecord::PutBytes(std::string_view text)
-{
-    std::wstring units(text.size(), L'\0');
-    // No text has more units than its bytes, so the space is enough and is only ever cut.
-    units.resize(xc::text::DecodeUtf8Leniently(units.data(), text));
-    m_text.Append(std::wstring_view(units));
-}
-
-void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
-{
-    bool const negative = isSigned && static_cast<std::int64_t>(bits) < 0;
-    if (negative) m_text += L'-';
-    // The magnitude is made by wrapping around, which is right for the smallest number too.
-    m_text.Append(xc::log::Digits(negative ? 0 - bits : bits).View());
-}
-
-void XCLogRecord::PutDouble(double value)
-{
-    // "%g" writes six digits, a sign, a point and an exponent at most; 32 units hold that with room to spare.
-    wchar_t digits[32];
-    xc::text::FormatValue const values[] = {xc::text::FormatValue::Double(value)};
-    xc::text::ValueListSource source(values);
-    m_text.Append(std::wstring_view(digits, xc::text::FormatInto(digits, std::size(digits), L"%g", source)));
 }
 
 XCLogManager::XCLogManager() : m_subscribers(xc::log::SubscriberList::Make()) {}
@@ -186,6 +148,11 @@ XCLogManager::ChannelItr XCLogManager::GetLastChannelItr() const
 {
     std::lock_guard const hold(m_section);
     return m_channels.end();
+}
+
+void XCLogManager::SetChannelLevels(std::vector<XCLogChannelLevel> levels)
+{
+    m_subscribers->SetChannelLevels(std::move(levels));
 }
 
 void XCLogManager::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)

@@ -73,6 +73,17 @@ bool IsConsole(StandardStream stream) noexcept
     return IsConsoleHandle(StreamHandle(stream));
 }
 
+// Consoles of systems that know no control sequences refuse the mode.
+bool TakesSequences(StandardStream stream) noexcept
+{
+    constexpr DWORD kWanted = ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING;
+    KeepLastError const keep;
+    HANDLE const handle = StreamHandle(stream);
+    DWORD mode = 0;
+    if (!::GetConsoleMode(handle, &mode)) return false;
+    return (mode & kWanted) == kWanted || ::SetConsoleMode(handle, mode | kWanted);
+}
+
 std::size_t ConsoleColumns(StandardStream stream) noexcept
 {
     KeepLastError const keep;
