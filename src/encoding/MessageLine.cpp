@@ -12,6 +12,7 @@
 
 #include <bit>
 #include <emmintrin.h>
+#include <type_traits>
 
 namespace xc::encoding {
 
@@ -102,7 +103,7 @@ constexpr std::size_t kHexDigits = 4;
 template <class Unit>
 constexpr int HexValue(Unit unit) noexcept
 {
-    auto const value = static_cast<int>(unit);
+    auto const value = static_cast<int>(static_cast<std::make_unsigned_t<Unit>>(unit));
     if (value >= '0' && value <= '9') return value - '0';
     if (value >= 'a' && value <= 'f') return value - 'a' + 10;
     return value >= 'A' && value <= 'F' ? value - 'A' + 10 : -1;
