@@ -1,5 +1,6 @@
 // Rows of the configuration file: a file of 10,000 lines with comments, lookups in a section of 1,000 keys.
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConfigLayers.h>
 #include <XelbrinCore/XCStringConverter.h>
 
 #include <benchmark/benchmark.h>
@@ -129,6 +130,20 @@ void ConfigLookup_SectionOf(benchmark::State& state)
     for (auto _ : state) benchmark::DoNotOptimize(file->GetString(section, key, none));
 }
 BENCHMARK(ConfigLookup_SectionOf)->Arg(5)->Arg(1000)->Arg(100000);
+
+/// Beside ConfigLookup_SectionOf/1000: the key is in the last of three layers.
+void ConfigLookup_ThreeLayers(benchmark::State& state)
+{
+    XCConfigLayers layers;
+    for (int layer = 0; layer < 3; ++layer) {
+        XCSmartPtr<XCConfigFile> const file(new XCConfigFile);
+        for (int i = 0; i < 1000; ++i) file->SetString(L"Main", layer == 2 ? Key(i) : Key(1000 + i), L"value");
+        layers.AddFile(file);
+    }
+    XCString const section(L"main"), key(Key(750)), none;
+    for (auto _ : state) benchmark::DoNotOptimize(layers.GetString(section, key, none));
+}
+BENCHMARK(ConfigLookup_ThreeLayers);
 
 void ConfigLookup_unordered_map(benchmark::State& state)
 {

@@ -63,6 +63,31 @@ void ToFile_Channel(benchmark::State& state)
 }
 BENCHMARK(ToFile_Channel)->Arg(0)->Arg(1)->Threads(1)->Threads(4)->UseRealTime();
 
+/// Beside ToFile_Record: the same text with time, level, thread and channel; with two fields; both in JSON.
+enum class Shape { Plain, Pattern, Fields, JsonFields };
+
+template <Shape kShape>
+void ToFile_Record(benchmark::State& state)
+{
+    constexpr bool kIsJson = kShape == Shape::JsonFields;
+    XCLogManager manager;
+    XCLogChannel& channel = manager.GetOrAddChannel(L"bench");
+    XCSmartPtr<XCFileLogSubscriber> const file(new XCFileLogSubscriber(
+        L"bench.log", XCLogOpen::Truncate, false, kIsJson ? XCLogLayout::Json : XCLogLayout::AsIs));
+    if (kShape == Shape::Pattern) file->SetPattern(XCLogPattern(L"%T %L %t %c %m%n"));
+    manager.AddSubscriber(file);
+    int session = 0;
+    for (auto _ : state) {
+        XCLogRecord record(channel, 1);
+        record << L"connection accepted from 10.0.0.17, session " << ++session;
+        if (kShape == Shape::Fields || kIsJson) record.Field(L"user", L"operator").Field(L"session", session);
+    }
+}
+BENCHMARK(ToFile_Record<Shape::Plain>)->UseRealTime();
+BENCHMARK(ToFile_Record<Shape::Pattern>)->UseRealTime();
+BENCHMARK(ToFile_Record<Shape::Fields>)->UseRealTime();
+BENCHMARK(ToFile_Record<Shape::JsonFields>)->UseRealTime();
+
 void ToFile_Stream(benchmark::State& state)
 {
     FileLog log(state.range(0) != 0);

@@ -116,6 +116,8 @@ public:
     /// A file from text in memory instead of from disk. @param fileName for Save, and for messages.
     /// @throws XCConfigStreamException when the text is malformed.
     [[nodiscard]] static XCSmartPtr<XCConfigFile> FromText(std::wstring_view text, XCString const& fileName = {});
+    /// The same from the bytes of a file, in any encoding that a file may have.
+    [[nodiscard]] static XCSmartPtr<XCConfigFile> FromBytes(std::string_view bytes, XCString const& fileName = {});
     /// Reads the file again. Bad when it cannot be read: the content stays as it was.
     /// @throws XCConfigStreamException when the text is malformed; the lines before the fault are then the content,
     ///         and Save and Save2 refuse until a Reload has succeeded.
@@ -149,6 +151,7 @@ public:
     /// Adds a section at the end, also when the name is there already. The result is the section in the file.
     XCConfigSection& AddSection(XCString const& name);
     XCConfigSection& AddSection(XCConfigSection const& section);
+    XCConfigSection& AddSection(XCConfigSection&& section);
     /// Deletes one section and returns the place after it. The end deletes nothing.
     iterator DeleteSection(iterator where);
     /// Deletes the first section of this name; false when there is none.

@@ -118,8 +118,11 @@ public:
     /// A line with a key and a value, without comments.
     explicit XCConfigLine(XCString key = {}, XCString value = {});
     XCConfigLine(XCConfigLine const& other);
+    /// Takes comments, key and value over; the other line, and its place in a section, is left empty.
+    XCConfigLine(XCConfigLine&& other);
     /// Takes comments, key and value over; the line stays in its section.
     XCConfigLine& operator=(XCConfigLine const& other);
+    XCConfigLine& operator=(XCConfigLine&& other);
     ~XCConfigLine() override;
 
     /// The key as written.
@@ -141,12 +144,15 @@ public:
     /// The comments before the line, to be read or changed; they live as long as the line.
     [[nodiscard]] XCConfigComments& GetComments();
     [[nodiscard]] XCConfigComments const& GetComments() const;
+    /// The line of the file in which the key stood when it was read, from 1; 0 for a line that was made or copied.
+    /// Linear in the file.
+    [[nodiscard]] std::size_t GetFileLine() const;
     /// Empties comments, key and value.
     void Clear();
 
 private:
     friend struct xc::config::Access;
-    alignas(void*) std::byte m_data[10 * sizeof(void*)]; // comments, key and value, in a form that may change
+    alignas(void*) std::byte m_data[11 * sizeof(void*)]; // comments, key and value, in a form that may change
 };
 
 /// A section: comments, name and lines in order. A value type; a copy belongs to no file.
@@ -158,10 +164,14 @@ public:
     /// A section without lines.
     explicit XCConfigSection(XCString name = {});
     XCConfigSection(XCConfigSection const& other);
+    /// Takes comments, name and lines over, and leaves the other section empty. Constant time a line between sections
+    /// outside files; the lines of a file's section are copied.
+    XCConfigSection(XCConfigSection&& other);
     /// For the file alone: a section whose lines lie in the memory of the file.
     explicit XCConfigSection(xc::config::FileMemory const& memory);
     /// Takes comments, name and lines over; the section stays in its file.
     XCConfigSection& operator=(XCConfigSection const& other);
+    XCConfigSection& operator=(XCConfigSection&& other);
     ~XCConfigSection() override;
 
     /// The name between the brackets.
@@ -178,6 +188,7 @@ public:
     /// Adds a line at the end, also when the key is there already. The result is the line in the section.
     XCConfigLine& AddLine(XCString const& key, XCString const& value);
     XCConfigLine& AddLine(XCConfigLine const& line);
+    XCConfigLine& AddLine(XCConfigLine&& line);
     /// Deletes one line and returns the place after it. The end deletes nothing.
     iterator DeleteLine(iterator where);
     /// Deletes the first line with this key at or after `from`; the end when there is none.

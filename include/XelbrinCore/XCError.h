@@ -49,8 +49,12 @@ enum XCCoreError : long {
     XCErrNoNumber = 105,        ///< a number was expected (parameter: position)
     XCErrNumberRange = 106,     ///< a number that its type cannot hold (parameter: position)
     XCErrTextEnds = 107,        ///< a value was expected and nothing is left (parameter: position)
+    XCErrCollationFile = 108,   ///< a file of rules of collation cannot be read (file, system error, words)
     // 200-299 errors and messages
-    XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
+    XCErrMessageNotFound = 200,       ///< the source has no text for a code (parameter: the code)
+    XCErrMessageFileCannotRead = 201, ///< a message file cannot be read (file, system error, words)
+    XCErrMessageFileMalformed = 202,  ///< a file is no message file, or not the one its name says (file, line, reason)
+    XCErrMessageLibraryMissing = 203, ///< no file of the message library can be used (what was looked for)
     // 300-399 dates
     XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
     XCErrInvalidDateTime = 301, ///< a date that no calendar has
@@ -85,6 +89,8 @@ enum XCCoreError : long {
     XCErrConfigMalformed = 604,        ///< a file breaks a rule of its format (file, line, the rule)
     // 700-799 logging and trace
     XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)
+    XCErrLogPattern = 701,    ///< a layout pattern is wrong at a position (pattern, position from 1)
+    XCErrLogLevel = 702,      ///< the level of a channel is no level (channel, text)
 
     // 800-899 patterns
 

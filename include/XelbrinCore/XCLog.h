@@ -22,7 +22,10 @@
 
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCLogChannel.h>
+#include <XelbrinCore/XCLogField.h>
 #include <XelbrinCore/XCLogFile.h>
+#include <XelbrinCore/XCLogLevel.h>
+#include <XelbrinCore/XCLogPattern.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCString.h>
@@ -37,11 +40,30 @@
 
 namespace xc::log {
 class SubscriberList;
-}
+struct RecordExtras;
+
+/// What has an operator<< of XCLogRecord of its own.
+template <class T>
+concept PlainRecordValue =
+    (std::is_arithmetic_v<T> && !std::same_as<T, long double>) || std::convertible_to<T const&, std::wstring_view> ||
+    std::convertible_to<T const&, std::string_view> || std::convertible_to<T const&, wchar_t const*> ||
+    std::convertible_to<T const&, char const*>;
+/// As what an integer goes through a stream: a number in any case, with the digits of its width.
+template <class T>
+using StreamedInteger = std::conditional_t<xc::text::PlainInteger<T> && (sizeof(T) > 1), T, decltype(+T())>;
+template <class T>
+concept Streamable = requires(std::wostream& out, T const& value)
+{
+    out << value;
+};
+} // namespace xc::log
 
 /// Builds one record and delivers it as one block at the end of its life. Does nothing when nobody is interested. A
-/// record ends its line: a line feed is added where the text has none at its end. One without a text is not delivered.
+/// record ends its line: a line feed is added where the text has none at its end. One without text and fields is not
+/// delivered.
 ///     XCLogRecord(*channel, 1) << L"accepted " << count << L" connections";
+/// Besides the values below it takes what has AsString() (errors, dates, durations), enumerations as numbers, pointers as
+/// addresses, what a std::wostream takes, and manipulators (std::hex, std::setw), which hold for this record alone.
 class XC_API XCLogRecord {
 public:
     /// Begins a record of this level; it is delivered at its end.
@@ -51,7 +73,7 @@ public:
     }
     ~XCLogRecord()
     {
-        if (m_channel && !m_text.IsNull()) Deliver();
+        if (m_channel && (m_extras || !m_text.IsNull())) Deliver();
     }
     XCLogRecord(XCLogRecord const&) = delete;
     XCLogRecord& operator=(XCLogRecord const&) = delete;
@@ -62,7 +84,10 @@ public:
     /// Also XCString and std::wstring.
     XCLogRecord& operator<<(std::wstring_view text)
     {
-        if (m_channel) m_text.Append(text);
+        if (m_out)
+            PutStreamed(text);
+        else if (m_channel)
+            m_text.Append(text);
         return *this;
     }
     XCLogRecord& operator<<(wchar_t const* text)
@@ -83,17 +108,65 @@ public:
     XCLogRecord& operator<<(T value)
     {
         if constexpr (std::is_same_v<T, bool>) return *this << (value ? L"true" : L"false");
-        if (m_channel) PutNumber(static_cast<std::uint64_t>(value), std::is_signed_v<T>);
+        if (m_out)
+            PutStreamed(static_cast<xc::log::StreamedInteger<T>>(value));
+        else if (m_channel)
+            PutNumber(static_cast<std::uint64_t>(value), std::is_signed_v<T>);
         return *this;
     }
     /// The shortest text of at most 6 significant digits ("%g").
     XCLogRecord& operator<<(double value)
     {
-        if (m_channel) PutDouble(value);
+        if (m_out)
+            PutStreamed(value);
+        else if (m_channel)
+            PutDouble(value);
         return *this;
+    }
+    /// Everything else (see above).
+    template <class T>
+    requires(!xc::log::PlainRecordValue<T>) XCLogRecord& operator<<(T const& value)
+    {
+        if (!m_channel) return *this;
+        if constexpr (xc::text::HasOwnText<T>) {
+            *this << value.AsString().View();
+        } else if constexpr (std::is_enum_v<T> && (std::is_convertible_v<T, int> || !xc::log::Streamable<T>)) {
+            *this << +static_cast<std::underlying_type_t<T>>(value);
+        } else if constexpr (std::is_pointer_v<T>) {
+            PutPointer(xc::text::CarryPointer(static_cast<std::remove_pointer_t<T> const*>(value)).pointer);
+        } else {
+            static_assert(xc::log::Streamable<T>, "a log record takes texts, numbers, enumerations, pointers, what has "
+                                                  "AsString() and what a std::wostream takes; this is none of them");
+            MakeStream();
+            PutStreamed(value);
+        }
+        return *this;
+    }
+    /// std::hex and its like.
+    XCLogRecord& operator<<(std::ios_base& (*manipulator)(std::ios_base&));
+    /// std::endl and its like. A flush has no effect: a record is delivered as a whole.
+    XCLogRecord& operator<<(std::wostream& (*manipulator)(std::wostream&));
+
+    /// Adds a field (XCLogField.h); one of a name that is there takes its place.
+    XCLogRecord& operator<<(XCLogField field);
+    /// The same; the field is made only when somebody is interested.
+    template <class T>
+    XCLogRecord& Field(std::wstring_view name, T const& value)
+    {
+        return m_channel ? *this << XCLogField(name, value) : *this;
     }
 
 private:
+    template <class T>
+    void PutStreamed(T const& value)
+    {
+        *m_out << value;
+        TakeStreamed();
+    }
+    void MakeStream();
+    void TakeStreamed();
+    void PutPointer(void const* pointer);
+    xc::log::RecordExtras& Extras();
     void Deliver(); // by the destructor: throws nothing but what the channel throws
     void PutBytes(std::string_view text);
     void PutNumber(std::uint64_t bits, bool isSigned);
@@ -102,6 +175,14 @@ private:
     XCLogChannel* m_channel;
     int m_level;
     XCString m_text;
+    std::wostream* m_out = nullptr;            // made by the first value that needs a stream
+    xc::log::RecordExtras* m_extras = nullptr; // owned: the stream and the fields
+};
+
+/// The level of one channel in a table of levels (XCLogManager::SetChannelLevels).
+struct XCLogChannelLevel {
+    XCString channel; ///< a name without regard to case; with a '*' at its end it stands for all that begin so
+    int level;        ///< the highest that is delivered
 };
 
 /// The channels and the subscribers. The process has one; others may be built where logs must not mix.
@@ -134,6 +215,11 @@ public:
     [[nodiscard]] XC_API ChannelItr GetFirstChannelItr() const;
     /// Behind the last channel; valid until a channel is added.
     [[nodiscard]] XC_API ChannelItr GetLastChannelItr() const;
+
+    /// Sets the highest level of channels, those that are made later too, in place of all levels set before; records above
+    /// are dropped as if nobody wanted them. An exact name counts before one with a '*', and of those the longest. A
+    /// channel that the table does not name has no limit. May be called at any time.
+    XC_API void SetChannelLevels(std::vector<XCLogChannelLevel> levels);
 
     /// Attaches a subscriber at the end of the list; null changes nothing. Attached twice, it is served twice.
     XC_API void AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber);

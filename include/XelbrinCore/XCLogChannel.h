@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <memory>
 #include <ostream>
+#include <span>
 #include <streambuf>
 #include <string_view>
 
@@ -24,6 +25,8 @@ namespace xc::log {
 class PendingTexts;
 class SubscriberList;
 } // namespace xc::log
+
+class XCLogField;
 
 /// The stream buffer of one channel. Writing never fails.
 class XC_API XCLogStreamBuf : public std::wstreambuf {
@@ -52,6 +55,8 @@ public:
     void OnDeletedSubscriber();
     /// Hands a text to the subscribers as a block of its own.
     void Deliver(int level, std::wstring_view text) noexcept;
+    /// The same with fields, which stand after the text and are kept apart for layouts that write them otherwise.
+    void Deliver(int level, std::wstring_view text, std::span<XCLogField const> fields) noexcept;
     /// Delivers the pending text of all threads. Text that subscribers write meanwhile, unflushed, may stay pending.
     void FlushAll() noexcept;
 
@@ -77,6 +82,7 @@ private:
     std::atomic<int> m_level{1};
     std::atomic<bool> m_interested{false};
     std::atomic<std::int64_t> m_highest; ///< the highest level that somebody wants
+    int m_limit;                         ///< the highest that the channel may have; guarded by the list
     std::atomic<unsigned int> m_pendingCount{0};
     std::unique_ptr<xc::log::PendingTexts> m_pending;
 };
@@ -165,6 +171,11 @@ public:
     void Write(int level, wchar_t const* text)
     {
         if (IsInterested(level)) m_stream.GetBuffer().Deliver(level, text ? text : L"");
+    }
+    /// The same with fields (XCLogField.h).
+    void Write(int level, std::wstring_view text, std::span<XCLogField const> fields)
+    {
+        if (IsInterested(level)) m_stream.GetBuffer().Deliver(level, text, fields);
     }
     /// Attaches a subscriber for the blocks of this channel alone; the manager's AddSubscriber is for all channels.
     void AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber);

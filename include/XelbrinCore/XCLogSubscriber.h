@@ -21,6 +21,8 @@
 #include <memory>
 #include <vector>
 
+class XCLogPattern;
+
 namespace xc::log {
 class SubscriberList;
 }
@@ -73,6 +75,12 @@ public:
     void OnFlush(int level, XCString const& text) override;
     void OnChannelFlush(XCString const& channel, int level, XCString const& text) override;
 
+    /// Lays blocks out by a pattern (XCLogPattern.h), from the next one on.
+    void SetPattern(XCLogPattern const& pattern);
+    /// Shows errors red, warnings yellow, debug and trace grey, where the output is a console that takes control
+    /// sequences. Off at first; nothing is turned on where the environment variable NO_COLOR has a value.
+    void SetColors(bool colors);
+
     /// How often writing has failed.
     [[nodiscard]] std::uint64_t GetFailureCount() const noexcept;
     /// The text of the last failure; empty when there was none.
@@ -111,6 +119,8 @@ public:
     void OnFlush(int level, XCString const& text) override;
     void OnChannelFlush(XCString const& channel, int level, XCString const& text) override;
     void Flush() override;
+    /// Lays blocks out by a pattern (XCLogPattern.h), from the next one on.
+    void SetPattern(XCLogPattern const& pattern);
     /// Writes out and closes. A later block opens the file again, to append.
     void Close();
 

@@ -31,6 +31,7 @@ void SwapBytes(wchar_t* units, std::size_t count) noexcept
 {
     for (std::size_t i = 0; i < count; ++i) {
         std::uint32_t const unit = text::ToUint(units[i]);
+        // Plain arithmetic on whole units: the compiler makes vectors of it, and UTF-16 of the other order is rare.
         units[i] = static_cast<wchar_t>((unit >> 8 | unit << 8) & 0xFFFF);
     }
 }
@@ -51,6 +52,7 @@ std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
 UnitBuffer DecodeUtf8Start(std::string_view bytes, std::size_t& used)
 {
     // No character has more units than bytes: one allocation without a count before.
+    // A page of two bytes needs no more units than bytes either.
     UnitBuffer text(bytes.size());
     used = 0;
     if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
@@ -61,6 +63,8 @@ std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
 {
     std::size_t used = 0;
     std::optional<UnitBuffer> text = DecodeUtf8Start(bytes, used);
+    // One bad byte decides against UTF-8 for the whole: half of a text in each of two encodings would be worse than a
+    // guess.
     if (used != bytes.size()) text.reset();
     return text;
 }

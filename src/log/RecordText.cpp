@@ -69,6 +69,31 @@ std::size_t PlainRun(std::wstring_view text, std::size_t at) noexcept
     return end - at;
 }
 
+/// Digits and truth values stand as the field has them: they are JSON.
+void AppendJsonFields(std::string& to, std::span<XCLogField const> fields)
+{
+    char separator = '{';
+    for (XCLogField const& field : fields) {
+        to.push_back(std::exchange(separator, ','));
+        AppendJsonString(to, field.GetName().View());
+        to.push_back(':');
+        if (field.GetKind() == XCLogField::Kind::Text)
+            AppendJsonString(to, field.GetValue().View());
+        else
+            AppendText(to, field.GetValue().View());
+    }
+    to.push_back('}');
+}
+
+} // namespace
+
+XCString FromBytes(std::string_view bytes)
+{
+    std::wstring units(bytes.size(), L'\0');
+    units.resize(text::DecodeUtf8Leniently(units.data(), bytes));
+    return XCString(std::wstring_view(units));
+}
+
 void AppendJsonTime(std::string& to, win32::WallTime const& t)
 {
     char stamp[] = "0000-00-00T00:00:00.000Z";
@@ -76,12 +101,18 @@ void AppendJsonTime(std::string& to, win32::WallTime const& t)
     to += stamp;
 }
 
-} // namespace
+void AppendLevel(std::string& to, int level)
+{
+    if (level < 0) to.push_back('-');
+    // Negated as unsigned: the lowest level has no positive counterpart.
+    AppendNumber(to, level < 0 ? 0 - static_cast<std::uint64_t>(level) : static_cast<std::uint64_t>(level));
+}
 
 void AppendText(std::string& to, std::wstring_view text)
 {
     constexpr std::size_t kShort = 256;
     if (text.size() > kShort) return text::AppendUtf8(to, text); // counts first, reserves no more than needed
+    // Encoded on the stack and appended once: most records are short, and counting them first would read them twice.
     char bytes[text::MaxUtf8Bytes(kShort)];
     to.append(bytes, text::EncodeUtf8(bytes, text));
 }
@@ -93,6 +124,7 @@ void AppendOnOneLine(std::string& to, std::wstring_view text)
         AppendText(to, text.substr(0, feed));
         if (feed == text.size()) return;
         text.remove_prefix(feed + 1);
+        // The last feed ends the record; every other one only looked as if it did.
         to += text.empty() ? "\r\n" : "~";
     }
 }
@@ -137,10 +169,7 @@ void AppendJsonRecord(std::string& to, JsonRecord const& record)
     to += "{\"time\":\"";
     AppendJsonTime(to, record.utc);
     to += "\",\"level\":";
-    if (record.level < 0) to.push_back('-');
-    // Negated as unsigned: the lowest level has no positive counterpart.
-    AppendNumber(to, record.level < 0 ? 0 - static_cast<std::uint64_t>(record.level)
-                                      : static_cast<std::uint64_t>(record.level));
+    AppendLevel(to, record.level);
     if (!record.channel.empty()) {
         to += ",\"channel\":";
         AppendJsonString(to, record.channel);
@@ -151,6 +180,10 @@ void AppendJsonRecord(std::string& to, JsonRecord const& record)
     AppendNumber(to, record.thread);
     to += ",\"text\":";
     AppendJsonString(to, record.text);
+    if (!record.fields.empty()) {
+        to += ",\"fields\":";
+        AppendJsonFields(to, record.fields);
+    }
     to += "}\n";
 }
 

@@ -3,6 +3,7 @@
 
 #include <XelbrinCore/XCString.h>
 
+#include "log/RecordFields.h"
 #include "win32/Clock.h"
 
 #include <cstdint>
@@ -10,6 +11,14 @@
 #include <string_view>
 
 namespace xc::log {
+
+/// The text of UTF-8; a byte that is none becomes the unit of its value.
+XCString FromBytes(std::string_view bytes);
+
+/// Appends a level as decimal digits.
+void AppendLevel(std::string& to, int level);
+/// Appends a time as 2026-11-21T02:40:00.123Z.
+void AppendJsonTime(std::string& to, win32::WallTime const& t);
 
 /// Appends a text as UTF-8 in one pass.
 void AppendText(std::string& to, std::wstring_view text);
@@ -34,10 +43,12 @@ struct JsonRecord {
     unsigned long process;
     unsigned long thread;
     std::wstring_view text;
+    std::span<XCLogField const> fields{}; ///< an object after the text; left out when there are none
 };
 
 /// Appends one object and a line feed:
-/// {"time":"2026-11-21T02:40:00.123Z","level":1,"channel":"...","process":1,"thread":2,"text":"..."}
+/// {"time":"2026-11-21T02:40:00.123Z","level":1,"channel":"...","process":1,"thread":2,"text":"...",
+/// "fields":{"name":value}}
 void AppendJsonRecord(std::string& to, JsonRecord const& record);
 /// Appends a JSON string with its quotes. Escaped are quote, backslash, unpaired surrogates and all that shapes lines.
 void AppendJsonString(std::string& to, std::wstring_view text);

@@ -16,8 +16,9 @@
 #include <XelbrinCore/XCTrace.h>
 
 #include "errors/ExceptionText.h"
+#include "log/RecordText.h"
+#include "text/Names.h"
 #include "win32/Module.h"
-
 #include "win32/ThreadEnd.h"
 
 #include <algorithm>
@@ -46,6 +47,7 @@ struct ListRegister {
 
 ListRegister& AllLists()
 {
+    // Never destroyed: threads end after the static objects of the library.
     static ListRegister& lists = *new ListRegister;
     return lists;
 }
@@ -77,6 +79,7 @@ void SubscriberList::OnThreadEnd(std::uint64_t thread) noexcept
             if (i >= known.lists.size()) return;
             list = known.lists[i].lock();
         }
+        // Outside the register's section: a subscriber that is served now may make a list of its own.
         if (list) list->FlushThread(thread);
     }
 }
@@ -85,6 +88,7 @@ void SubscriberList::FlushThread(std::uint64_t thread) noexcept
 {
     std::lock_guard const hold(m_section);
     for (std::size_t i = 0; i < m_buffers.size(); ++i)
+        // By index: a subscriber may make a stream meanwhile, and the list of buffers grows.
         if (m_buffers[i]->HasPending()) m_buffers[i]->FlushThread(thread);
 }
 
@@ -116,6 +120,7 @@ bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
         auto const entry = std::find_if(m_entries.begin(), m_entries.end(),
                                         [&](Entry const& e) { return subscriber && e.subscriber == subscriber; });
         if (entry != m_entries.end()) {
+            // The entry stays until no delivery walks over it; it is empty from now on.
             released = std::exchange(entry->subscriber, {});
             continue;
         }
@@ -145,6 +150,7 @@ void SubscriberList::Register(XCLogStreamBuf& buffer)
 {
     std::lock_guard const hold(m_section);
     m_buffers.push_back(&buffer);
+    buffer.m_limit = LimitOf(buffer.GetChannelName().View());
     Refresh(buffer);
 }
 
@@ -153,6 +159,7 @@ void SubscriberList::Unregister(XCLogStreamBuf& buffer) noexcept
     std::lock_guard const hold(m_section);
     std::erase(m_buffers, &buffer);
     for (Entry& entry : m_entries)
+        // The address may be used again for another stream, which must not inherit the subscribers of this one.
         if (entry.only == &buffer) entry = {{}, nullptr, nullptr};
     if (!m_delivering) Compact();
 }
@@ -176,8 +183,36 @@ void SubscriberList::Refresh(XCLogStreamBuf& buffer) noexcept
     for (Entry const& entry : m_entries)
         if (!entry.subscriber.IsNull() && (!entry.only || entry.only == buffer.m_main))
             highest = std::max<std::int64_t>(highest, entry.subscriber->GetDesiredLevel());
+    highest = std::min<std::int64_t>(highest, buffer.m_limit);
     buffer.m_highest.store(highest, std::memory_order_relaxed);
+    // Kept in the stream itself, so that a text nobody wants costs one load and no lock.
     buffer.m_interested.store(buffer.GetLevel() <= highest, std::memory_order_relaxed);
+}
+
+/// Levels come from people: names match without regard to case, as the keys of a configuration do.
+int SubscriberList::LimitOf(std::wstring_view channel) const noexcept
+{
+    XCLogChannelLevel const* best = nullptr;
+    for (XCLogChannelLevel const& entry : m_levels) {
+        std::wstring_view name = entry.channel.View();
+        if (text::IsSameNameFolded(name, channel)) return entry.level;
+        // The table is short and read when channels are made; a search by prefix needs no order then.
+        if (!name.ends_with(L'*') || (best && best->channel.Length() >= name.size())) continue;
+        name.remove_suffix(1);
+        if (text::IsSameNameFolded(name, channel.substr(0, name.size()))) best = &entry;
+    }
+    return best ? best->level : XCLogEverything;
+}
+
+void SubscriberList::SetChannelLevels(std::vector<XCLogChannelLevel> levels)
+{
+    std::lock_guard const hold(m_section);
+    // Interest is what a record asks for, so that a limit costs nothing when records are written.
+    m_levels.swap(levels);
+    for (XCLogStreamBuf* const buffer : m_buffers) {
+        buffer->m_limit = LimitOf(buffer->GetChannelName().View());
+        Refresh(*buffer);
+    }
 }
 
 void SubscriberList::Compact() noexcept
@@ -185,34 +220,75 @@ void SubscriberList::Compact() noexcept
     std::erase_if(m_entries, [](Entry const& entry) { return entry.subscriber.IsNull(); });
 }
 
-void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text)
+/// Everybody gets the fields as plain text; who can do better asks for them (RecordFields.h).
+void SubscriberList::Record::Set(std::wstring_view content, std::span<XCLogField const> given)
+{
+    fields.assign(given.begin(), given.end());
+    if (given.empty()) {
+        text.Assign(content);
+        return;
+    }
+    std::wstring_view const body = WithoutLineEnd(content);
+    std::wstring whole(body);
+    AppendFields(whole, given);
+    if (body.empty()) whole.erase(0, 1); // the blank before the first field
+    whole += content.substr(body.size());
+    text.Assign(std::wstring_view(whole));
+    messageUnits = body.size();
+    endUnits = content.size() - body.size();
+}
+
+ServedText SubscriberList::Record::Parts() const noexcept
+{
+    std::wstring_view const whole = text.View();
+    std::size_t const end = whole.size() - endUnits;
+    return {whole.substr(0, messageUnits), whole.substr(messageUnits, end - messageUnits), whole.substr(end), fields};
+}
+
+void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text,
+                             std::span<XCLogField const> fields)
 {
     std::lock_guard const hold(m_section);
     // The section is recursive: the same thread comes here again from within a subscriber.
-    if (m_delivering) return Queue(from, level, text);
+    if (m_delivering) return Queue(from, level, text, fields);
     m_record.from = &from;
     m_record.level = level;
-    m_record.text.Assign(text);
+    m_record.Set(text, fields);
     Serve();
     while (!m_queue.empty()) {
+        // One after the other and not from within Queue: subscribers that answer each other do not nest, whatever they
+        // log.
         m_record = std::move(m_queue.front());
         m_queue.pop_front();
         Serve();
     }
     m_record.authors.clear();
+    m_record.fields.clear();
+    // One large record must not cost its size for ever.
     if (m_record.text.Capacity() > kMostKeptUnits) m_record.text = XCString();
     Compact();
 }
 
 /// A record that the subscriber being served has logged.
-void SubscriberList::Queue(XCLogStreamBuf const& from, int level, std::wstring_view text)
+void SubscriberList::Queue(XCLogStreamBuf const& from, int level, std::wstring_view text,
+                           std::span<XCLogField const> fields)
 {
-    Record record{&from, level, XCString(text), m_record.authors};
+    Record record{&from, level, {}, m_record.authors};
+    record.Set(text, fields);
+    // With the authors of the record that is being served: a chain of answers never comes back to any of them.
     if (m_busy) record.authors.push_back(m_busy);
     m_queue.push_back(std::move(record));
 }
 
 void SubscriberList::Serve() noexcept
+{
+    // Announcing costs a lock, which a record without fields has no use for.
+    if (m_record.fields.empty()) return ServeEach();
+    FieldScope const announced(m_record.text.View(), m_record.Parts());
+    ServeEach();
+}
+
+void SubscriberList::ServeEach() noexcept
 {
     m_delivering = true;
     // Counted before: who attaches during the delivery gets the next record first.
@@ -260,6 +336,7 @@ try {
     XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceLog, L"XCLogManager", L"a log subscriber failed: %s",
                  what.AsWChar());
 } catch (...) {
+    // No memory for the words: the failure is counted at least.
     m_failures.Note(XCString());
 }
 

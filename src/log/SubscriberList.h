@@ -9,6 +9,7 @@
 #include <XelbrinCore/XCLog.h>
 
 #include "log/Failures.h"
+#include "log/RecordFields.h"
 
 #include <deque>
 #include <memory>
@@ -42,7 +43,10 @@ public:
     void RefreshInterest() noexcept;
     void SetLevel(XCLogStreamBuf& buffer, int level) noexcept;
 
-    void Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text);
+    /// The highest levels of channels, by name; the first of two equal entries counts.
+    void SetChannelLevels(std::vector<XCLogChannelLevel> levels);
+
+    void Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text, std::span<XCLogField const> fields);
     /// Asks each subscriber to write out what it holds.
     void FlushSubscribers() noexcept;
 
@@ -57,24 +61,33 @@ private:
     struct Record {
         XCLogStreamBuf const* from = nullptr;
         int level = 0;
-        XCString text;
-        std::vector<XCLogSubscriberI const*> authors; ///< whose OnFlush brought it about
+        XCString text;                                  ///< with the fields, if any, in plain form
+        std::vector<XCLogSubscriberI const*> authors{}; ///< whose OnFlush brought it about
+        std::vector<XCLogField> fields{};
+        std::size_t messageUnits = 0; ///< of the text without fields and line end; of a record with fields
+        std::size_t endUnits = 0;     ///< of the line end
+
+        void Set(std::wstring_view content, std::span<XCLogField const> given);
+        [[nodiscard]] ServedText Parts() const noexcept;
     };
 
     static void OnThreadEnd(std::uint64_t thread) noexcept;
     void FlushThread(std::uint64_t thread) noexcept;
     void Serve() noexcept;
+    void ServeEach() noexcept;
     template <class Call>
     void Guarded(Call const& call) noexcept;
     void NoteFailure(XCString const& what) noexcept;
     [[nodiscard]] bool IsAuthor(XCLogSubscriberI const* subscriber) const noexcept;
     void Refresh(XCLogStreamBuf& buffer) noexcept;
     void Compact() noexcept;
-    void Queue(XCLogStreamBuf const& from, int level, std::wstring_view text);
+    void Queue(XCLogStreamBuf const& from, int level, std::wstring_view text, std::span<XCLogField const> fields);
+    [[nodiscard]] int LimitOf(std::wstring_view channel) const noexcept;
 
     mutable XCCriticalSection m_section;
     std::vector<Entry> m_entries;
     std::vector<XCLogStreamBuf*> m_buffers;
+    std::vector<XCLogChannelLevel> m_levels;
     std::deque<Record> m_queue;
     Record m_record; ///< the one being served; keeps its storage for the next
     bool m_delivering = false;

@@ -6,13 +6,9 @@
 // channel share the name and the subscribers of its main stream. Before a stream is handed out, the calling thread's
 // text in the others is flushed, so that the texts of one thread keep their order whatever their levels.
 #include <XelbrinCore/XCLog.h>
-#include <new>
 
 #include "log/AtExit.h"
-#include "log/Digits.h"
 #include "log/SubscriberList.h"
-#include "text/PrintFormat.h"
-#include "text/Utf8.h"
 
 #include <mutex>
 
@@ -25,6 +21,7 @@ struct XCLogChannel::LevelStream {
     LevelStream(XCLogChannel& channel, int level_)
         : level(level_), stream(channel.m_subscribers, channel.m_name, &channel.m_stream.GetBuffer())
     {
+        // Once: the level of such a stream is its name in the list.
         stream.SetLoggingLevel(level);
     }
     int level;
@@ -45,6 +42,8 @@ XCLogStream& XCLogChannel::GetStream(int level)
     // The order of one thread's texts: those at other levels go out first.
     m_stream.OnEOL();
     LevelStream* found = nullptr;
+    // Streams that join after this look are of other threads; the texts of this thread are all in the streams it has
+    // seen.
     LevelStream* const first = m_levelStreams.load();
     for (LevelStream* other = first; other; other = other->next) {
         if (other->level == level)
@@ -55,6 +54,7 @@ XCLogStream& XCLogChannel::GetStream(int level)
     if (found) return found->stream;
     auto fresh = std::make_unique<LevelStream>(*this, level);
     fresh->next = first;
+    // The exchange succeeds only while the head is the one that was searched, so no level is ever listed twice.
     LevelStream* expected = first;
     // Another thread may have been quicker, perhaps with this very level.
     if (!m_levelStreams.compare_exchange_strong(expected, fresh.get())) return GetStream(level);
@@ -72,37 +72,6 @@ void XCLogChannel::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
     m_subscribers->Add(subscriber, &m_stream.GetBuffer());
 }
 
-void XCLogRecord::Deliver()
-{
-    try {
-        if (m_text[m_text.Length() - 1] != L'\n') m_text += L'\n';
-    } catch (std::bad_alloc const&) { // out of memory: the record counts more than its line end
-    }
-    m_channel->Write(m_level, m_text.View());
-}
-
-void XCLogRecord::PutBytes(std::string_view text)
-{
-    std::wstring units(text.size(), L'\0');
-    units.resize(xc::text::DecodeUtf8Leniently(units.data(), text));
-    m_text.Append(std::wstring_view(units));
-}
-
-void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
-{
-    bool const negative = isSigned && static_cast<std::int64_t>(bits) < 0;
-    if (negative) m_text += L'-';
-    m_text.Append(xc::log::Digits(negative ? 0 - bits : bits).View());
-}
-
-void XCLogRecord::PutDouble(double value)
-{
-    wchar_t digits[32];
-    xc::text::FormatValue const values[] = {xc::text::FormatValue::Double(value)};
-    xc::text::ValueListSource source(values);
-    m_text.Append(std::wstring_view(digits, xc::text::FormatInto(digits, std::size(digits), L"%g", source)));
-}
-
 XCLogManager::XCLogManager() : m_subscribers(xc::log::SubscriberList::Make()) {}
 
 XCLogManager::~XCLogManager()
@@ -113,6 +82,7 @@ XCLogManager::~XCLogManager()
 /// Never destroyed: destructors of static objects may log after everything else of the library has gone.
 XCLogManager& XCLogManager::Get()
 {
+    // Flushed before the files are closed at the end of the process: text that no line end has sent yet still arrives.
     static XCLogManager* const instance = [] {
         auto manager = std::make_unique<XCLogManager>();
         xc::log::AtExit::BeforeFiles([] { Get().Flush(); });
@@ -152,6 +122,7 @@ XCLogChannel* XCLogManager::GetChannel(XCString const& name) const
 
 XCLogChannel& XCLogManager::GetOrAddChannel(XCString const& name)
 {
+    // Asked first without building: nearly every call finds its channel.
     if (XCLogChannel* const known = GetChannel(name)) return *known;
     auto channel = std::make_unique<XCLogChannel>(m_subscribers, name);
     std::lock_guard const hold(m_section);
@@ -179,6 +150,11 @@ XCLogManager::ChannelItr XCLogManager::GetLastChannelItr() const
     return m_channels.end();
 }
 
+void XCLogManager::SetChannelLevels(std::vector<XCLogChannelLevel> levels)
+{
+    m_subscribers->SetChannelLevels(std::move(levels));
+}
+
 void XCLogManager::AddSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     m_subscribers->Add(subscriber, nullptr);
@@ -202,6 +178,7 @@ XCSmartPtrVector<XCLogSubscriberI> XCLogManager::GetSubscribers() const
 /// Needs no memory: destructors flush. Delivery runs without the lock, since subscribers may ask for channels.
 void XCLogManager::Flush()
 {
+    // By index and not by iterator: a subscriber may add channels meanwhile, and these are flushed too.
     for (std::size_t i = 0; XCLogChannel* const channel = GetChannel(i); ++i) channel->FlushStreams();
     m_subscribers->FlushSubscribers();
 }

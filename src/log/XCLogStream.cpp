@@ -26,7 +26,7 @@ constexpr std::size_t kMostKeptUnits = 64 * 1024;
 XCLogStreamBuf::XCLogStreamBuf(std::shared_ptr<xc::log::SubscriberList> subscribers, XCString channelName,
                                XCLogStreamBuf const* main)
     : m_subscribers(std::move(subscribers)), m_name(std::move(channelName)), m_main(main ? main : this), m_highest(0),
-      m_pending(std::make_unique<xc::log::PendingTexts>())
+      m_limit(XCLogEverything), m_pending(std::make_unique<xc::log::PendingTexts>())
 {
     m_subscribers->Register(*this);
 }
@@ -93,8 +93,13 @@ void XCLogStreamBuf::FlushThread(std::uint64_t thread) noexcept
 }
 
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text) noexcept
+{
+    Deliver(level, text, {});
+}
+
+void XCLogStreamBuf::Deliver(int level, std::wstring_view text, std::span<XCLogField const> fields) noexcept
 try {
-    m_subscribers->Deliver(*m_main, level, text);
+    m_subscribers->Deliver(*m_main, level, text, fields);
 } catch (std::exception const&) {
     m_subscribers->GetFailures().Note(XCString());
 }

@@ -5,11 +5,16 @@
 // layouts other than AsIs are made as bytes first and decoded again, which keeps one body for each layout and costs
 // nothing that a console would show. Files open with their first block; failures are counted there and tried again with
 // the next block.
+//
+// The first text of a block after the lock decides its place in the file: channels, threads and lists may race up to
+// there, and from there on the order is the order of the section. A rotating file and a JSON file are the file
+// subscriber with a rotation or a layout set, not classes with bodies of their own.
+#include <XelbrinCore/XCLogPattern.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 
 #include "log/AtExit.h"
+#include "log/BlockLayout.h"
 #include "log/RecordFile.h"
-#include "log/RecordText.h"
 #include "log/SubscriberList.h"
 #include "text/Utf8.h"
 #include "win32/Console.h"
@@ -38,41 +43,72 @@ void XCLogSubscriberI::OnChannelFlush(XCString const&, int level, XCString const
 
 void XCLogSubscriberI::Flush() {}
 
-namespace xc::log {
-
 namespace {
 
-/// The block in its layout, as bytes.
-void AppendBlock(std::string& to, XCLogLayout layout, XCString const& channel, int level, XCString const& text)
-{
-    if (layout == XCLogLayout::AsIs) return AppendText(to, text.View());
-    std::wstring_view const body = WithoutLineEnd(text.View());
-    if (layout == XCLogLayout::Json)
-        return AppendJsonRecord(to,
-                                {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(), body});
-    AppendText(to, EscapeControls(body).View());
-    std::wstring_view const end = text.View().substr(body.size());
-    AppendText(to, end.empty() ? std::wstring_view(L"\n") : end);
-}
+constexpr auto kOutput = xc::win32::StandardStream::Output;
 
 } // namespace
 
-} // namespace xc::log
-
 struct XCConsoleLogSubscriber::Data {
-    XCLogLayout layout;
+    xc::log::BlockLayout layout;
+    bool colors = false;
     XCCriticalSection section;
     std::string bytes;
     xc::log::Failures failures;
+
+    void LayOut(XCString const& channel, int level, XCString const& text)
+    {
+        bytes.clear();
+        xc::log::AppendBlock(bytes, layout, channel, level, text);
+    }
+
+    unsigned long WriteBytes() const { return xc::win32::WriteToStream(kOutput, bytes.data(), bytes.size()); }
+
+    // Consoles take units: a layout is made as bytes first and decoded again, which keeps one body for each layout.
+    unsigned long Show(XCString const& channel, int level, XCString const& text)
+    {
+        XCString shaped = text; // the common case needs no bytes at all
+        if (!layout.IsAsIs()) {
+            LayOut(channel, level, text);
+            if (!xc::text::DecodeUtf8(shaped, bytes)) return WriteBytes();
+        }
+        std::wstring colored;
+        // Asked for each block: the standard output may be another one by now.
+        if (colors && xc::win32::TakesSequences(kOutput)) colored = xc::log::InColor(level, shaped.View());
+        std::wstring_view const shown = colored.empty() ? shaped.View() : std::wstring_view(colored);
+        return xc::win32::WriteToConsole(kOutput, shown.data(), shown.size());
+    }
+
+    unsigned long Write(XCString const& channel, int level, XCString const& text)
+    {
+        if (xc::win32::IsConsole(kOutput)) return Show(channel, level, text);
+        LayOut(channel, level, text);
+        return WriteBytes();
+    }
 };
 
 XCConsoleLogSubscriber::XCConsoleLogSubscriber(int desiredLevel, XCLogLayout layout) : m_data(std::make_unique<Data>())
 {
-    m_data->layout = layout;
+    m_data->layout.layout = layout;
     SetDesiredLevel(desiredLevel);
 }
 
 XCConsoleLogSubscriber::~XCConsoleLogSubscriber() = default;
+
+void XCConsoleLogSubscriber::SetPattern(XCLogPattern const& pattern)
+{
+    std::lock_guard const hold(m_data->section);
+    // Under the section, as a block may be on its way.
+    m_data->layout.pattern = pattern.GetCompiled();
+}
+
+void XCConsoleLogSubscriber::SetColors(bool colors)
+{
+    // The wish of the terminal's user counts more than the program's.
+    bool const isRefused = !xc::win32::ReadEnvironment(L"NO_COLOR").value_or(std::wstring()).empty();
+    std::lock_guard const hold(m_data->section);
+    m_data->colors = colors && !isRefused;
+}
 
 void XCConsoleLogSubscriber::OnFlush(int level, XCString const& text)
 {
@@ -81,23 +117,9 @@ void XCConsoleLogSubscriber::OnFlush(int level, XCString const& text)
 
 void XCConsoleLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCString const& text)
 {
-    using namespace xc;
     if (!IsInterested(level)) return;
-    constexpr auto kOutput = win32::StandardStream::Output;
     std::lock_guard const hold(m_data->section);
-    unsigned long error = 0;
-    // The common case needs no bytes at all.
-    if (m_data->layout == XCLogLayout::AsIs && win32::IsConsole(kOutput)) {
-        error = win32::WriteToConsole(kOutput, text.AsWChar(), text.Length());
-    } else {
-        m_data->bytes.clear();
-        log::AppendBlock(m_data->bytes, m_data->layout, channel, level, text);
-        XCString shaped;
-        if (win32::IsConsole(kOutput) && text::DecodeUtf8(shaped, m_data->bytes))
-            error = win32::WriteToConsole(kOutput, shaped.AsWChar(), shaped.Length());
-        else
-            error = win32::WriteToStream(kOutput, m_data->bytes.data(), m_data->bytes.size());
-    }
+    unsigned long const error = m_data->Write(channel, level, text);
     if (error != 0) m_data->failures.NoteFile(L"Cannot write", L"standard output", error);
 }
 
@@ -115,8 +137,9 @@ struct XCFileLogSubscriber::Data {
     mutable XCCriticalSection section; ///< guards the file
     XCString name;                     ///< as it was given
     xc::log::RecordFile file;
-    XCLogLayout layout;
+    xc::log::BlockLayout layout;
     std::atomic<bool> autoFlush;
+    // Last member: it is destroyed first, so the end of the process never meets a subscriber that is half gone.
     xc::log::AtExit atExit{[](void* owner) { static_cast<Data*>(owner)->CloseForExit(); }, this};
 
     void CloseForExit() noexcept
@@ -133,11 +156,17 @@ XCFileLogSubscriber::XCFileLogSubscriber(XCString const& fileName, XCLogOpen ope
     m_data->name = fileName;
     m_data->file.SetTarget(xc::win32::SystemPath(fileName.View()),
                            open == XCLogOpen::Append ? Start::Append : Start::Truncate);
-    m_data->layout = layout;
+    m_data->layout.layout = layout;
     m_data->autoFlush = autoFlush;
 }
 
 XCFileLogSubscriber::~XCFileLogSubscriber() = default;
+
+void XCFileLogSubscriber::SetPattern(XCLogPattern const& pattern)
+{
+    std::lock_guard const hold(m_data->section);
+    m_data->layout.pattern = pattern.GetCompiled();
+}
 
 void XCFileLogSubscriber::SetRotation(XCLogRotation const& rotation)
 {
@@ -161,6 +190,7 @@ void XCFileLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCS
     } catch (std::exception const&) {
         return m_data->file.DropRecord(L"No memory for a record for");
     }
+    // The flag is an atomic of its own: asking for it must not wait for a write that is under way.
     m_data->file.EndRecord(GetAutoFlush());
 }
 
@@ -209,6 +239,7 @@ XCString XCFileLogSubscriber::GetLastFailure() const
 
 XCRotatingFileLogSubscriber::XCRotatingFileLogSubscriber(XCString const& fileName, XCLogRotation const& rotation,
                                                          bool autoFlush, XCLogLayout layout)
+    // Appending, always: a rotation that emptied the newest file at each start would keep anything but the newest.
     : XCFileLogSubscriber(fileName, XCLogOpen::Append, autoFlush, layout)
 {
     SetRotation(rotation);

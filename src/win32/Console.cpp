@@ -22,6 +22,7 @@ HANDLE StreamHandle(StandardStream stream) noexcept
 /// A piece that the console takes at once and that ends in no first half of a pair.
 std::size_t ConsolePiece(wchar_t const* text, std::size_t count) noexcept
 {
+    // Older systems share 64 KiB between all writers of a console.
     constexpr std::size_t kMostAtOnce = 8000;
     if (count <= kMostAtOnce) return count;
     bool const splits = (text[kMostAtOnce - 1] & 0xFC00) == 0xD800;
@@ -70,6 +71,17 @@ bool IsConsoleHandle(HANDLE handle) noexcept
 bool IsConsole(StandardStream stream) noexcept
 {
     return IsConsoleHandle(StreamHandle(stream));
+}
+
+// Consoles of systems that know no control sequences refuse the mode.
+bool TakesSequences(StandardStream stream) noexcept
+{
+    constexpr DWORD kWanted = ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING;
+    KeepLastError const keep;
+    HANDLE const handle = StreamHandle(stream);
+    DWORD mode = 0;
+    if (!::GetConsoleMode(handle, &mode)) return false;
+    return (mode & kWanted) == kWanted || ::SetConsoleMode(handle, mode | kWanted);
 }
 
 std::size_t ConsoleColumns(StandardStream stream) noexcept

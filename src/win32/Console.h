@@ -11,6 +11,9 @@ enum class StandardStream { Output, Error };
 /// Whether the stream is a console, which takes UTF-16; anything else takes bytes.
 [[nodiscard]] bool IsConsole(StandardStream stream) noexcept;
 
+/// Whether the stream is a console that takes control sequences, which is turned on where it can be.
+[[nodiscard]] bool TakesSequences(StandardStream stream) noexcept;
+
 /// The columns of the console's window; 0 when the stream is none.
 [[nodiscard]] std::size_t ConsoleColumns(StandardStream stream) noexcept;
 

@@ -19,6 +19,7 @@ constexpr std::size_t kLargestStep = 1u << 28; // bytes for one call of the syst
 
 DWORD AccessOf(FileMode::Access access) noexcept
 {
+    // Not FILE_WRITE_DATA, which GENERIC_WRITE holds: with it the system would write at a position.
     constexpr DWORD kAppend = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
     switch (access) {
     case FileMode::Access::Read: return GENERIC_READ;
@@ -75,6 +76,7 @@ unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
 unsigned long File::Close() noexcept
 {
     HANDLE const handle = Release();
+    // Closing comes after a failure as a rule, whose number the caller still wants.
     KeepLastError const keep;
     return !handle || ::CloseHandle(handle) ? 0 : LastError();
 }
@@ -89,6 +91,7 @@ std::size_t File::Read(void* to, std::size_t count, std::uint64_t position, unsi
         auto const step = static_cast<DWORD>(std::min(count - done, kLargestStep));
         if (!::ReadFile(m_handle, static_cast<char*>(to) + done, step, &read, &place)) {
             error = LastError();
+            // The end is no failure: less was read than asked for, which the count tells.
             if (error == ERROR_HANDLE_EOF) error = 0;
             break;
         }
@@ -118,6 +121,7 @@ std::size_t File::Write(std::string_view bytes, std::uint64_t position, unsigned
 std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
 {
     DWORD written = 0;
+    // One call, so that the record stays whole; what is above the limit counts as a short write.
     auto const step = static_cast<DWORD>(std::min(bytes.size(), kLargestAppend));
     BOOL const done = ::WriteFile(m_handle, bytes.data(), step, &written, nullptr);
     error = done ? ERROR_DISK_FULL : LastError(); // a short write without an error: no room

@@ -41,6 +41,7 @@ public:
     unsigned long Close() override { return m_file.Close(); }
     unsigned long Replace(SystemPath const& temporary, SystemPath const& target, Patience& patience) override
     {
+        // Hidden files stay hidden.
         CopyAttributes(target, temporary);
         return RenameOver(temporary, target, patience);
     }
@@ -115,7 +116,8 @@ void RemoveAbandoned(SystemPath const& target)
 unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporary)
 {
     FileFacts facts;
-    // Waiting would not help with these two, though the renaming fails as it does for a file in use.
+    // Renaming over a read-only file would succeed: the mark guards the contents, and a replacement is a change of them.
+    // Over a folder it fails as it does for a file in use, and waiting would not help.
     if (GetFacts(target, facts) == 0 && (facts.isReadOnly || facts.isFolder)) return kErrorAccessDenied;
     RemoveAbandoned(target);
     std::wstring const stem = L"." + std::wstring(MachineMark()) + L"-" + Digits(ProcessId()) + L"-";
@@ -135,6 +137,7 @@ unsigned long ReadWholeFile(SystemPath const& path, std::string& bytes)
     File file;
     if (unsigned long const error = file.Open(path, {.sequential = true})) return error;
     unsigned long error = 0;
+    // One allocation; a file that grows meanwhile is read as it was when it was asked for its size.
     bytes.resize(static_cast<std::size_t>(file.Size(error)));
     if (error != 0) return error;
     bytes.resize(file.Read(bytes.data(), bytes.size(), 0, error)); // shorter when the file shrank meanwhile

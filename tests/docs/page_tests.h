@@ -3,6 +3,8 @@
 
 #include <XelbrinCore/XelbrinCore.h>
 
+#include <cstdio>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <sstream>

@@ -1,8 +1,10 @@
 // The configuration file: any bytes load or are refused, and what a load and a save wrote stays as it is from then on.
 #include <XelbrinCore/XCConfig.h>
+#include <XelbrinCore/XCConfigLayers.h>
 
 #include "scratch_files.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -36,6 +38,30 @@ void CheckCopy(ScratchFile const& disk, std::string const& saved)
     if (file->Save().Bad() || disk.Bytes() != saved) std::abort();
 }
 
+/// Bytes in memory give what the same bytes on disk give; each line tells a place inside the text; the report of a layer
+/// has every key that a look-up finds.
+void CheckLayers(std::string_view bytes)
+{
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::FromBytes(bytes);
+    auto const feeds = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+    XCConfigLayers layers;
+    layers.AddFile(file, L"layer");
+    layers.AddFile(file);
+    std::size_t found = 0;
+    for (XCConfigSection const& section : *file)
+        for (XCConfigLine const& line : section) {
+            if (line.GetFileLine() == 0 || line.GetFileLine() > feeds + 1) std::abort();
+            if (file->FindSection(section.GetName()) != &section) continue;
+            ++found;
+            if (layers.GetOrigins(section.GetName(), line.GetKey()).size() != 2) std::abort();
+        }
+    std::size_t keys = 0;
+    for (XCString const& section : layers.GetSections()) keys += layers.GetKeys(section).size();
+    if (keys > found) std::abort();
+    for (wchar_t const unit : layers.GetReport())
+        if (unit < 0x20 && unit != L'\n') std::abort();
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
@@ -50,5 +76,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     }
     if (!LoadAndSave(disk, twice) || once != twice) std::abort();
     CheckCopy(disk, once);
+    CheckLayers({reinterpret_cast<char const*>(bytes), size});
     return 0;
 }

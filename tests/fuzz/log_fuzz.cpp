@@ -1,6 +1,7 @@
 // Texts of records and settings of the trace: whatever they hold, a record stays one line and settings read back.
 #include "input.h"
 
+#include "log/Pattern.h"
 #include "log/RecordText.h"
 #include "log/TraceSettings.h"
 
@@ -51,6 +52,26 @@ void CheckSubjects(std::wstring_view list)
     Require(xc::log::BuildFileName(list, 1).Length() >= 7);
 }
 
+/// Any text as a pattern, and as everything that a pattern shows: a fault has a place, a line is one line.
+void CheckPattern(std::wstring_view text)
+{
+    xc::log::Pattern pattern;
+    std::size_t const fault = pattern.Compile(text);
+    Require(fault <= text.size());
+    std::wstring fields;
+    XCLogField const field(text, text);
+    xc::log::AppendFields(fields, {&field, 1});
+    std::string bytes;
+    if (fault == 0) pattern.Append(bytes, text, 1, {text, fields, L"\n", {}});
+    Require(fault != 0 || bytes.ends_with('\n'));
+
+    xc::log::Pattern usual;
+    Require(usual.Compile(L"%T %-7L %c %m%n") == 0);
+    bytes.clear();
+    usual.Append(bytes, text, 1, {text, fields, L"\n", {}});
+    Require(std::count(bytes.begin(), bytes.end(), '\n') == 1);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
@@ -60,5 +81,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     CheckEscaped(text);
     CheckJson(text);
     CheckSubjects(text);
+    CheckPattern(text);
     return 0;
 }

@@ -11,6 +11,11 @@ bool IsConsole(StandardStream) noexcept
     return false;
 }
 
+bool TakesSequences(StandardStream) noexcept
+{
+    return false;
+}
+
 std::size_t ConsoleColumns(StandardStream) noexcept
 {
     return 0;

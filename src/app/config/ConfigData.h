@@ -37,6 +37,8 @@ public:
 
     [[nodiscard]] std::wstring_view View() const noexcept { return IsPart() ? m_part : m_text.View(); }
     [[nodiscard]] XCString const& AsString() const;
+    /// The text is a string of its own from now on: moving it away then throws nothing.
+    void MakeOwn() const { (void)AsString(); }
     /// Whether the text is as the file had it.
     [[nodiscard]] bool IsPart() const noexcept { return m_part.data() != nullptr; }
 
@@ -60,6 +62,8 @@ public:
     [[nodiscard]] XCConfigComments const& AsList() const;
     /// The comments as the file had them; empty when there are none or they are a list.
     [[nodiscard]] std::wstring_view Part() const noexcept { return m_part; }
+    /// As for LazyText.
+    void MakeOwn() const { (void)AsList(); }
 
 private:
     void MakeList() const;
@@ -68,11 +72,15 @@ private:
     mutable std::unique_ptr<XCConfigComments> m_list;
 };
 
+/// The place of a line that was not read from a file.
+inline constexpr std::size_t kNotRead = static_cast<std::size_t>(-1);
+
 struct LineData {
     XCConfigSection* section = nullptr; ///< whose index knows the key
     LazyComments comments;
     LazyText key;
     LazyText value;
+    std::size_t position = kNotRead; ///< of the key in the text of the file
 };
 
 using Lines = std::pmr::list<XCConfigLine>;
@@ -155,6 +163,10 @@ XCConfigLine& AppendLine(XCConfigSection& section);
 Lines::iterator FindLine(XCConfigSection& section, std::wstring_view key);
 /// The first section of the name, or the end of the list.
 Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name);
+/// The line that lookups find, or null. Under the lock of the file.
+XCConfigLine const* FindLine(XCConfigFile const& file, std::wstring_view section, std::wstring_view key);
+/// Loads a file; a malformed one is an error that tells its line. Bad: `file` stays as it was.
+XCErrorID LoadFile(XCString const& fileName, XCSmartPtr<XCConfigFile>& file);
 /// The next lookup makes a new index.
 void ForgetIndex(XCConfigSection* section) noexcept;
 void ForgetIndex(XCConfigFile* file) noexcept;

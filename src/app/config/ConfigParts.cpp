@@ -1,9 +1,8 @@
-// The parts of a configuration file: locking, comments, lines and sections.
+// The small parts of a configuration file: locking, comments and lines.
 //
-// A section of more than eight lines gets an index (NameIndex) at its first lookup; added and deleted lines keep it
-// right, a renamed line discards it. Invariant: an index that exists knows the first line of each key. Locks go up the
-// chain of owners to the file. Copies are made before the lock of the target is taken: two locks are never held at
-// once, so that two threads that assign crosswise cannot wait for each other.
+// Locks go up the chain of owners to the file. Copies are made before the lock of the target is taken: two locks are
+// never held at once, so that two threads that assign crosswise cannot wait for each other. Assigning a copy therefore
+// is moving it: the copy is made under the lock of the source, and moved under that of the target.
 #include "app/config/ConfigData.h"
 #include "app/config/ConfigReader.h"
 #include "text/NumberText.h"
@@ -12,7 +11,6 @@ using xc::config::Access;
 using xc::config::LazyComments;
 using xc::config::LazyText;
 using xc::config::LineData;
-using xc::config::SectionData;
 
 // Locking -------------------------------------------------------------------------------------------------------
 
@@ -116,13 +114,31 @@ XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
         LineData{nullptr, LazyComments(from.comments), LazyText(from.key), LazyText(from.value)};
 }
 
+// Parts of a file's text become strings first, which is all that may fail: the other line keeps everything or nothing.
+XCConfigLine::XCConfigLine(XCConfigLine&& other) : XCConfigLockable()
+{
+    XCConfigLock const lock(other);
+    LineData& from = Access::Of(other);
+    from.comments.MakeOwn();
+    from.key.MakeOwn();
+    from.value.MakeOwn();
+    ::new (static_cast<void*>(m_data))
+        LineData{nullptr, std::move(from.comments), std::move(from.key), std::move(from.value)};
+    xc::config::ForgetIndex(from.section);
+}
+
 XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
 {
     // The lock of `other` is released again when the copy is made: see the head of this file.
-    XCConfigLine copy(other);
+    return *this = XCConfigLine(other);
+}
+
+XCConfigLine& XCConfigLine::operator=(XCConfigLine&& other)
+{
+    XCConfigLine taken(std::move(other));
     XCConfigLock const lock(*this);
     LineData& to = Access::Of(*this);
-    LineData& from = Access::Of(copy);
+    LineData& from = Access::Of(taken);
     to.comments = std::move(from.comments);
     to.key = std::move(from.key);
     to.value = std::move(from.value);
@@ -193,208 +209,18 @@ XCConfigComments const& XCConfigLine::GetComments() const
     return Access::Of(*this).comments.AsList();
 }
 
+std::size_t XCConfigLine::GetFileLine() const
+{
+    XCConfigLock const lock(*this);
+    LineData const& data = Access::Of(*this);
+    XCConfigFile const* const file = data.section ? Access::Of(*data.section).file : nullptr;
+    if (!file || data.position == xc::config::kNotRead) return 0;
+    // Lines are counted now rather than while reading, which would make every file pay for what few ask.
+    xc::config::FileData const& whole = Access::Of(*file);
+    return xc::config::Locate({whole.text.get(), whole.textLength}, data.position).line;
+}
+
 void XCConfigLine::Clear()
 {
     *this = XCConfigLine();
-}
-
-// Sections ------------------------------------------------------------------------------------------------------
-
-namespace xc::config {
-
-namespace {
-
-constexpr std::size_t kShortSection = 8; // lines that are looked through faster than hashed
-
-} // namespace
-
-struct LineIndex {
-    text::NameIndex<Lines::iterator, KeyOf> table;
-};
-
-SectionData::SectionData(std::pmr::memory_resource* memory) : lines(memory) {}
-SectionData::~SectionData() = default;
-
-XCConfigLine& AppendLine(XCConfigSection& section)
-{
-    XCConfigLine& line = Access::Of(section).lines.emplace_back();
-    line.SetOwner(&section);
-    Access::Of(line).section = &section;
-    return line;
-}
-
-// A lookup counts as reading, yet it may make the index: all callers hold the lock of the file, readers as well. The
-// first of several lines with one key is the one that counts, in the index as in the walk.
-Lines::iterator FindLine(XCConfigSection& section, std::wstring_view key)
-{
-    SectionData& data = Access::Of(section);
-    Lines& lines = data.lines;
-    if (!data.index && lines.size() > kShortSection)
-        data.index.reset(new LineIndex{{lines.begin(), lines.end(), lines.size()}});
-    return data.index ? data.index->table.Find(key) : FindAmongFew(lines.begin(), lines.end(), key, KeyOf);
-}
-
-void ForgetIndex(XCConfigSection* section) noexcept
-{
-    if (section) Access::Of(*section).index.reset();
-}
-
-} // namespace xc::config
-
-XCConfigSection::XCConfigSection(xc::config::FileMemory const& memory)
-{
-    ::new (static_cast<void*>(m_data)) SectionData(memory.resource);
-}
-
-XCConfigSection::XCConfigSection(XCString name)
-    : XCConfigSection(xc::config::FileMemory{std::pmr::get_default_resource()})
-{
-    Access::Of(*this).name = LazyText(std::move(name));
-}
-
-XCConfigSection::XCConfigSection(XCConfigSection const& other) : XCConfigSection(XCString())
-{
-    XCConfigLock const lock(other);
-    SectionData const& from = Access::Of(other);
-    SectionData& to = Access::Of(*this);
-    to.comments = LazyComments(from.comments);
-    to.name = LazyText(from.name);
-    // The lines of the copy come from the ordinary heap: the memory of a file is released as a whole, with the file.
-    for (XCConfigLine const& line : from.lines) AddLine(line);
-}
-
-XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
-{
-    XCConfigSection copy(other);
-    XCConfigLock const lock(*this);
-    SectionData& to = Access::Of(*this);
-    to.comments = std::move(Access::Of(copy).comments);
-    SetName(Access::Of(copy).name.AsString());
-    // The old lines go only after this function has returned; the list keeps its memory resource, which the assignment
-    // of a list would not promise.
-    xc::config::Lines const old = std::exchange(to.lines, xc::config::Lines(to.lines.get_allocator()));
-    xc::config::ForgetIndex(this);
-    for (XCConfigLine const& line : Access::Of(copy).lines) AddLine(line);
-    return *this;
-}
-
-XCConfigSection::~XCConfigSection()
-{
-    std::destroy_at(&Access::Of(*this));
-}
-
-XCString XCConfigSection::GetName() const
-{
-    XCConfigLock const lock(*this);
-    return Access::Of(*this).name.AsString();
-}
-
-void XCConfigSection::SetName(XCString const& name)
-{
-    XCConfigLock const lock(*this);
-    // The index of sections belongs to the file, which looks sections up by this name.
-    Access::Of(*this).name = LazyText(name);
-    xc::config::ForgetIndex(Access::Of(*this).file);
-}
-
-XCConfigComments& XCConfigSection::GetComments()
-{
-    XCConfigLock const lock(*this);
-    return Access::Of(*this).comments.Edit();
-}
-
-XCConfigComments const& XCConfigSection::GetComments() const
-{
-    XCConfigLock const lock(*this);
-    return Access::Of(*this).comments.AsList();
-}
-
-XCConfigLine* XCConfigSection::FindLine(std::wstring_view key)
-{
-    XCConfigLock const lock(*this);
-    iterator const found = xc::config::FindLine(*this, key);
-    return found == GetLinesEnd() ? nullptr : &*found;
-}
-
-XCConfigLine const* XCConfigSection::FindLine(std::wstring_view key) const
-{
-    return const_cast<XCConfigSection*>(this)->FindLine(key); // the index changes under the lock only
-}
-
-XCConfigLine& XCConfigSection::AddLine(XCString const& key, XCString const& value)
-{
-    return AddLine(XCConfigLine(key, value));
-}
-
-XCConfigLine& XCConfigSection::AddLine(XCConfigLine const& line)
-{
-    // The line may belong to another file, even to one that another thread has locked.
-    XCConfigLine copy(line);
-    XCConfigLock const lock(*this);
-    SectionData& data = Access::Of(*this);
-    auto index = std::move(data.index); // lost when adding fails: the next lookup makes a new one
-    XCConfigLine& added = xc::config::AppendLine(*this);
-    LineData& to = Access::Of(added);
-    LineData& from = Access::Of(copy);
-    to.comments = std::move(from.comments);
-    to.key = std::move(from.key);
-    to.value = std::move(from.value);
-    if (index) index->table.Add(std::prev(data.lines.end()));
-    data.index = std::move(index);
-    return added;
-}
-
-XCConfigSection::iterator XCConfigSection::DeleteLine(iterator where)
-{
-    XCConfigLock const lock(*this);
-    SectionData& data = Access::Of(*this);
-    if (where == data.lines.end()) return where;
-    // Before the line goes: the index compares its key. When further lines have the same key, Remove puts the next one
-    // in its place.
-    if (data.index) data.index->table.Remove(where);
-    return data.lines.erase(where);
-}
-
-XCConfigSection::iterator XCConfigSection::DeleteLine(std::wstring_view key, iterator from)
-{
-    XCConfigLock const lock(*this);
-    // The index answers for the whole section only; from a place in the middle the lines are looked through.
-    bool const isAll = from == GetLinesBegin();
-    return DeleteLine(isAll ? xc::config::FindLine(*this, key)
-                            : xc::config::FindAmongFew(from, GetLinesEnd(), key, xc::config::KeyOf));
-}
-
-void XCConfigSection::Clear()
-{
-    XCConfigLock const lock(*this);
-    xc::config::ForgetIndex(this);
-    Access::Of(*this).lines.clear();
-    Access::Of(*this).comments = {};
-    SetName(XCString());
-}
-
-std::size_t XCConfigSection::GetSize() const
-{
-    XCConfigLock const lock(*this);
-    return Access::Of(*this).lines.size();
-}
-
-XCConfigSection::iterator XCConfigSection::GetLinesBegin() noexcept
-{
-    return Access::Of(*this).lines.begin();
-}
-
-XCConfigSection::iterator XCConfigSection::GetLinesEnd() noexcept
-{
-    return Access::Of(*this).lines.end();
-}
-
-XCConfigSection::const_iterator XCConfigSection::GetLinesBegin() const noexcept
-{
-    return Access::Of(*this).lines.begin();
-}
-
-XCConfigSection::const_iterator XCConfigSection::GetLinesEnd() const noexcept
-{
-    return Access::Of(*this).lines.end();
 }

@@ -54,6 +54,7 @@ Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name)
 {
     FileData& data = Access::Of(file);
     Sections& sections = data.sections;
+    // Made by the first lookup and not by reading: a program that only walks over a file never pays for it.
     if (!data.index && sections.size() > kFewSections)
         data.index.reset(new SectionIndex{{sections.begin(), sections.end(), sections.size()}});
     return data.index ? data.index->table.Find(name) : FindAmongFew(sections.begin(), sections.end(), name, NameOf);
@@ -103,6 +104,7 @@ void ReadParts(XCConfigFile& file, ConfigReader& reader)
             LineData& line = Access::Of(AppendLine(*section));
             line.comments = LazyComments(reader.Comments());
             line.key = LazyText(reader.Name());
+            line.position = static_cast<std::size_t>(reader.Name().data() - data.text.get());
             // A value from which carriage returns were removed stands in the reader, not in the text: it is copied.
             line.value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
         }
@@ -132,7 +134,7 @@ void ReadText(XCConfigFile& file, std::unique_ptr<wchar_t[]> text, std::size_t l
     data.partlyRead = false;
 }
 
-void ReadBytes(XCConfigFile& file, std::string const& bytes)
+void ReadBytes(XCConfigFile& file, std::string_view bytes)
 {
     FileData& data = Access::Of(file);
     if (std::optional<encoding::UnitBuffer> text = encoding::DecodeText(bytes, data.encoding)) {
@@ -204,6 +206,7 @@ void XCConfigFile::RemoveAllLocks() const
 XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID* whyNot)
 {
     XCSmartPtr<XCConfigFile> file(new XCConfigFile(fileName));
+    // Malformed text throws through here, and the file goes with the exception: nobody gets half of one.
     XCErrorID const result = file->Reload();
     if (whyNot) *whyNot = result;
     return result.Good() ? file : XCSmartPtr<XCConfigFile>();
@@ -216,6 +219,13 @@ XCSmartPtr<XCConfigFile> XCConfigFile::FromText(std::wstring_view text, XCString
     auto copy = std::make_unique_for_overwrite<wchar_t[]>(text.size() + 1);
     if (!text.empty()) std::memcpy(copy.get(), text.data(), text.size() * sizeof(wchar_t));
     xc::config::ReadText(*file, std::move(copy), text.size());
+    return file;
+}
+
+XCSmartPtr<XCConfigFile> XCConfigFile::FromBytes(std::string_view bytes, XCString const& fileName)
+{
+    XCSmartPtr<XCConfigFile> file(new XCConfigFile(fileName));
+    xc::config::ReadBytes(*file, bytes);
     return file;
 }
 
@@ -250,38 +260,34 @@ void XCConfigFile::SetEncoding(Encoding encoding)
 
 // Lookups and values --------------------------------------------------------------------------------------------
 
-namespace {
-
-/// The value of the first line of that name, or null. Under the lock.
-LazyText const* FindValue(XCConfigFile const& file, std::wstring_view section, std::wstring_view key)
+XCConfigLine const* xc::config::FindLine(XCConfigFile const& file, std::wstring_view section, std::wstring_view key)
 {
     auto& self = const_cast<XCConfigFile&>(file); // the indices change under the lock only
-    auto const found = xc::config::FindSection(self, section);
+    auto const found = FindSection(self, section);
     if (found == self.GetSectionsEnd()) return nullptr;
-    auto const line = xc::config::FindLine(*found, key);
-    return line == found->GetLinesEnd() ? nullptr : &Access::Of(*line).value;
+    auto const line = FindLine(*found, key);
+    return line == found->GetLinesEnd() ? nullptr : &*line;
 }
-
-} // namespace
 
 XCString XCConfigFile::GetString(std::wstring_view section, std::wstring_view key, std::wstring_view defaultValue) const
 {
     XCConfigLock const lock(*this);
-    LazyText const* const value = FindValue(*this, section, key);
-    return value ? value->AsString() : XCString(defaultValue);
+    XCConfigLine const* const line = xc::config::FindLine(*this, section, key);
+    return line ? Access::Of(*line).value.AsString() : XCString(defaultValue);
 }
 
 long XCConfigFile::GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const
 {
     XCConfigLock const lock(*this);
-    LazyText const* const value = FindValue(*this, section, key);
-    return value ? value->AsString().AsLong() : defaultValue;
+    XCConfigLine const* const line = xc::config::FindLine(*this, section, key);
+    return line ? Access::Of(*line).value.AsString().AsLong() : defaultValue;
 }
 
 void XCConfigFile::SetString(std::wstring_view section, std::wstring_view key, XCString const& value)
 {
     XCConfigLock const lock(*this);
     iterator const found = xc::config::FindSection(*this, section);
+    // Missing parts are made on the way: a setting can be stored without asking first whether its place exists.
     XCConfigSection& target = found == GetSectionsEnd() ? AddSection(XCString(section)) : *found;
     XCConfigSection::iterator const line = xc::config::FindLine(target, key);
     if (line == target.GetLinesEnd())
@@ -317,13 +323,18 @@ XCConfigSection& XCConfigFile::AddSection(XCString const& name)
 
 XCConfigSection& XCConfigFile::AddSection(XCConfigSection const& section)
 {
-    XCConfigSection const copy(section); // two locks are never held at once
+    return AddSection(XCConfigSection(section));
+}
+
+XCConfigSection& XCConfigFile::AddSection(XCConfigSection&& section)
+{
+    XCConfigSection copy(std::move(section)); // two locks are never held at once
     XCConfigLock const lock(*this);
     auto index = std::move(m_data->index); // lost when adding fails: the next lookup makes a new one
     // Appended empty and filled then, since filling needs the owner: when memory runs out the empty section goes again.
     XCConfigSection& added = xc::config::AppendSection(*this);
     try {
-        added = copy;
+        added = std::move(copy);
     } catch (...) {
         m_data->sections.pop_back();
         throw;
@@ -337,6 +348,7 @@ XCConfigFile::iterator XCConfigFile::DeleteSection(iterator where)
 {
     XCConfigLock const lock(*this);
     if (where == m_data->sections.end()) return where;
+    // Before the section goes: the table compares its name.
     if (m_data->index) m_data->index->table.Remove(where);
     return m_data->sections.erase(where);
 }
