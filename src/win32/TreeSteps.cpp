@@ -9,6 +9,7 @@
 #include "win32/LastError.h"
 
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <windows.h>
 #include <winternl.h>
@@ -195,7 +196,12 @@ unsigned long TreeSteps::Identity(void* handle, EntryIdentity& identity)
     if (unsigned long const error = AskFor(handle, FileIdInfo, facts)) return error;
     identity.volume = facts.VolumeSerialNumber;
     std::memcpy(identity.file.data(), &facts.FileId, sizeof facts.FileId);
-    return 0;
+    if (identity.volume != 0) return 0;
+    // Volumes without a number would share the numbers of their files; the path without links tells them apart.
+    std::wstring name;
+    unsigned long const error = FinalName(handle, name);
+    identity.volume = std::hash<std::wstring>()(name);
+    return error;
 }
 
 /// The volume's number stands before the path on it: of the calls that tell a path, this one has no limit of length.

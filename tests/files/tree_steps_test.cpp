@@ -199,6 +199,16 @@ TEST(TreeRemoval, LinksAreRemovedThemselves)
     EXPECT_EQ(Names(scratch.path), "x/ x/junction/ x/junction/kept");
 }
 
+TEST(TreeSteps, IdentitiesTellVolumesApart)
+{
+    TreeSteps steps;
+    OpenEntry folder(steps);
+    EntryIdentity identity;
+    ASSERT_EQ(folder.Open(SystemPath(L"."), {.through = true}), 0u);
+    ASSERT_EQ(steps.Identity(folder.Get(), identity), 0u);
+    EXPECT_NE(identity.volume, 0u) << "files of two volumes may have one number";
+}
+
 TEST(TreeWalk, TagsDecide)
 {
     ScratchFolder const scratch("windows_tree");
