@@ -36,15 +36,24 @@ void Each(benchmark::State& state, Work work)
     for (auto _ : state) work(i++ % kValues);
 }
 
-void FormatIn(benchmark::State& state, XCTimeZone const& zone)
+constexpr std::size_t kUnits = 64;
+
+/// Each value written as text by `write(buffer, index)`.
+template <class Unit, class Write>
+void Written(benchmark::State& state, Write write)
 {
-    std::vector<XCDateTimeEx> const& values = Values();
-    wchar_t buffer[64];
+    Unit buffer[kUnits];
     Each(state, [&](std::size_t i) {
-        (void)values[i].AsString(buffer, 64, kFormat, zone);
+        write(buffer, i);
         benchmark::DoNotOptimize(buffer);
         benchmark::ClobberMemory();
     });
+}
+
+void FormatIn(benchmark::State& state, XCTimeZone const& zone)
+{
+    std::vector<XCDateTimeEx> const& values = Values();
+    Written<wchar_t>(state, [&](wchar_t* to, std::size_t i) { (void)values[i].AsString(to, kUnits, kFormat, zone); });
 }
 void FormatUtc_XCDateTimeEx(benchmark::State& state)
 {
@@ -78,23 +87,14 @@ std::vector<std::tm> BrokenDown()
 void FormatUtc_wcsftime(benchmark::State& state)
 {
     std::vector<std::tm> const times = BrokenDown();
-    wchar_t buffer[64];
-    Each(state, [&](std::size_t i) {
-        std::wcsftime(buffer, 64, L"%Y/%m/%d %H:%M:%S", &times[i]);
-        benchmark::DoNotOptimize(buffer);
-        benchmark::ClobberMemory();
-    });
+    Written<wchar_t>(state,
+                     [&](wchar_t* to, std::size_t i) { std::wcsftime(to, kUnits, L"%Y/%m/%d %H:%M:%S", &times[i]); });
 }
 BENCHMARK(FormatUtc_wcsftime);
 void FormatUtc_strftime(benchmark::State& state)
 {
     std::vector<std::tm> const times = BrokenDown();
-    char buffer[64];
-    Each(state, [&](std::size_t i) {
-        std::strftime(buffer, 64, "%Y/%m/%d %H:%M:%S", &times[i]);
-        benchmark::DoNotOptimize(buffer);
-        benchmark::ClobberMemory();
-    });
+    Written<char>(state, [&](char* to, std::size_t i) { std::strftime(to, kUnits, "%Y/%m/%d %H:%M:%S", &times[i]); });
 }
 BENCHMARK(FormatUtc_strftime);
 

@@ -134,17 +134,25 @@ BENCHMARK_CAPTURE(FindText_wstring, absent, LateProse(), L"another needle");
 BENCHMARK_CAPTURE(FindText_XCString, worst, Periodic(), kPeriodicNeedle.c_str());
 BENCHMARK_CAPTURE(FindText_wstring, worst, Periodic(), kPeriodicNeedle.c_str());
 
-template <class Text>
-void FindUnitAbsent(benchmark::State& state)
+/// A search through 64 K units, written for XCString and for std::wstring.
+template <class Text, class OfLibrary, class OfStandard>
+void SearchProse(benchmark::State& state, OfLibrary ofLibrary, OfStandard ofStandard)
 {
     Text const text(Prose(k64K));
     for (auto _ : state) {
         if constexpr (std::is_same_v<Text, XCString>)
-            benchmark::DoNotOptimize(text.Find(L'#'));
+            benchmark::DoNotOptimize(ofLibrary(text));
         else
-            benchmark::DoNotOptimize(text.find(L'#'));
+            benchmark::DoNotOptimize(ofStandard(text));
     }
     PerUnit(state, k64K);
+}
+
+template <class Text>
+void FindUnitAbsent(benchmark::State& state)
+{
+    SearchProse<Text>(
+        state, [](auto const& text) { return text.Find(L'#'); }, [](auto const& text) { return text.find(L'#'); });
 }
 BENCHMARK_TEMPLATE(FindUnitAbsent, XCString);
 BENCHMARK_TEMPLATE(FindUnitAbsent, std::wstring);
@@ -165,14 +173,9 @@ BENCHMARK(ReadMemory64KUnits);
 template <class Text>
 void FindAnyOfAbsent(benchmark::State& state)
 {
-    Text const text(Prose(k64K));
-    for (auto _ : state) {
-        if constexpr (std::is_same_v<Text, XCString>)
-            benchmark::DoNotOptimize(text.FindFirstOf(L"#;=[]"));
-        else
-            benchmark::DoNotOptimize(text.find_first_of(L"#;=[]"));
-    }
-    PerUnit(state, k64K);
+    SearchProse<Text>(
+        state, [](auto const& text) { return text.FindFirstOf(L"#;=[]"); },
+        [](auto const& text) { return text.find_first_of(L"#;=[]"); });
 }
 BENCHMARK_TEMPLATE(FindAnyOfAbsent, XCString);
 BENCHMARK_TEMPLATE(FindAnyOfAbsent, std::wstring);

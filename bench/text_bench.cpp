@@ -21,27 +21,24 @@ void NumberToText(benchmark::State& state)
 }
 BENCHMARK(NumberToText);
 
-void NumberToTextInOneStream(benchmark::State& state)
+template <class Number>
+void InOneStream(benchmark::State& state, Number number, Number step)
 {
-    int number = 1234567;
     XCStringStream stream;
     for (auto _ : state) {
         stream.Clear();
-        stream << ++number;
+        stream << (number += step);
         benchmark::DoNotOptimize(stream.AsString());
     }
 }
+void NumberToTextInOneStream(benchmark::State& state)
+{
+    InOneStream(state, 1234567, 1);
+}
 BENCHMARK(NumberToTextInOneStream);
-
 void FloatingPointToTextInOneStream(benchmark::State& state)
 {
-    double number = 1234567.25;
-    XCStringStream stream;
-    for (auto _ : state) {
-        stream.Clear();
-        stream << (number += 1.1);
-        benchmark::DoNotOptimize(stream.AsString());
-    }
+    InOneStream(state, 1234567.25, 1.1);
 }
 BENCHMARK(FloatingPointToTextInOneStream);
 

@@ -13,7 +13,8 @@ Answer Code(unsigned long code, std::initializer_list<unsigned long> assumed)
 std::vector<Question> AllQuestions()
 {
     std::vector<Question> all;
-    for (std::vector<Question> const& some : {FileQuestions(), ProcessQuestions(), TimeQuestions(), TextQuestions()})
+    for (std::vector<Question> const& some :
+         {FileQuestions(), ProcessQuestions(), TimeQuestions(), TextQuestions(), TreeQuestions()})
         all.insert(all.end(), some.begin(), some.end());
     return all;
 }

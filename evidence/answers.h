@@ -57,6 +57,7 @@ std::vector<Question> FileQuestions();
 std::vector<Question> ProcessQuestions();
 std::vector<Question> TimeQuestions();
 std::vector<Question> TextQuestions();
+std::vector<Question> TreeQuestions();
 
 /// All of them, always in this order.
 std::vector<Question> AllQuestions();

@@ -2,6 +2,7 @@
 #include "answers.h"
 
 #include <XelbrinCore/XCConfigFile.h>
+#include <XelbrinCore/XCSaveFile.h>
 #include <algorithm>
 #include <cstring>
 #include <windows.h>
@@ -223,6 +224,80 @@ Answer TwoAppenders(Asker const& asker)
     return Says(facts.nFileSizeLow == 1300, Text(L"%lu of 1300 bytes", facts.nFileSizeLow));
 }
 
+Answer MoveOverMappedFile(Asker const& asker)
+{
+    XCString const target = asker.folder + L"\\target.txt";
+    XCString const fresh = asker.folder + L"\\fresh.txt";
+    Opened(fresh).Write("fresh");
+    XCSmartPtr<XCFile> file;
+    XCSmartPtr<XCFileMap> map;
+    if (XCSaveFile::Save(target, std::string_view("old")).Bad()) return NotAsked(L"no file");
+    if (XCFile::Open(target, XCFileMode::ToRead(), file).Bad() || file->Map(XCFileMapAccess::Read, map).Bad())
+        return NotAsked(L"no view of the file");
+    file.Clear();
+    BOOL const done = ::MoveFileExW(fresh.AsWChar(), target.AsWChar(), MOVEFILE_REPLACE_EXISTING);
+    return Code(Opened::ErrorOf(done), {ERROR_ACCESS_DENIED, ERROR_USER_MAPPED_FILE});
+}
+
+Answer CutMappedFile(Asker const& asker)
+{
+    XCString const path = asker.folder + L"\\mapped.txt";
+    XCSmartPtr<XCFile> file;
+    XCSmartPtr<XCFileMap> map;
+    if (XCSaveFile::Save(path, std::string_view("mapped")).Bad()) return NotAsked(L"no file");
+    if (XCFile::Open(path, XCFileMode::ToUpdate(), file).Bad() || file->Map(XCFileMapAccess::Read, map).Bad())
+        return NotAsked(L"no view of the file");
+    XCErrorID const cut = file->SetSize(0);
+    long number = 0;
+    if (cut.Bad()) number = *static_cast<long const*>(cut->GetParameterValue(1));
+    return Code(static_cast<unsigned long>(number), {ERROR_USER_MAPPED_FILE});
+}
+
+/// A save over a file that a reader keeps to itself for a while.
+Answer SaveOverHeldFile(Asker const& asker)
+{
+    XCString const path = asker.folder + L"\\held.txt";
+    if (XCSaveFile::Save(path, std::string_view("old")).Bad()) return NotAsked(L"no file");
+    Opened reader(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    XCSaveFile save(path);
+    unsigned int tries = 0;
+    XCErrorID const written = save.WriteText(L"new");
+    XCErrorID const held = save.Commit(100, &tries);
+    reader.Close();
+    XCErrorID const saved = save.Commit(100);
+    bool const asAssumed = written.Good() && held == XCErrFileHeld && tries > 1 && saved.Good();
+    return Says(asAssumed, Text(L"%lu after %u tries, then %lu", static_cast<unsigned long>(held), tries,
+                                static_cast<unsigned long>(saved)));
+}
+
+/// A name with a dot at its end, made by the long form, is what the folder lists.
+Answer LiteralName(Asker const& asker)
+{
+    XCFileMode mode = XCFileMode::ToCreate();
+    mode.names = XCFileNames::Literal;
+    XCSmartPtr<XCFile> file;
+    XCErrorID const made = XCFile::Open(asker.folder + L"\\name.", mode, file);
+    if (made.Bad()) return Says(false, made.AsString());
+    file.Clear();
+    bool const literal = Exists(L"\\\\?\\" + asker.folder + L"\\name.");
+    bool const plain = Exists(asker.folder + L"\\name");
+    ::DeleteFileW((L"\\\\?\\" + asker.folder + L"\\name.").AsWChar());
+    return Says(literal && !plain, literal ? L"\"name.\"" : L"another name");
+}
+
+Answer ReservedName(Asker const& asker)
+{
+    wchar_t full[MAX_PATH] = {};
+    XCString const path = asker.folder + L"\\nul";
+    ::GetFullPathNameW(path.AsWChar(), MAX_PATH, full, nullptr);
+    bool const isDevice = XCPath(full).GetKind() == XCPathKind::Device;
+    XCSmartPtr<XCFile> file;
+    XCErrorID const created = XCFile::Open(path, XCFileMode::ToCreate(), file);
+    return Says(created == XCErrFileName,
+                Text(L"error %lu; to the system it is %ls", static_cast<unsigned long>(created),
+                     isDevice ? L"a device" : L"a file"));
+}
+
 } // namespace
 
 std::vector<Question> FileQuestions()
@@ -246,6 +321,12 @@ std::vector<Question> FileQuestions()
         {L"files", L"FILE_FLAG_DELETE_ON_CLOSE", L"the file is gone", &DeleteOnClose},
         {L"files", L"Three bytes are written with FILE_FLAG_NO_BUFFERING", L"error 87", &UnalignedUnbuffered},
         {L"files", L"A folder is opened without FILE_FLAG_BACKUP_SEMANTICS", L"error 5", &FolderAsFile},
+        {L"files", L"A file is moved over one that is shown in memory", L"error 5 or 1224", &MoveOverMappedFile},
+        {L"files", L"A file that is shown in memory is cut", L"error 1224", &CutMappedFile},
+        {L"files", L"The library saves over a file that a reader keeps to itself", L"1205 after some tries, then 0",
+         &SaveOverHeldFile},
+        {L"files", L"\"name.\" is created to the letter", L"\"name.\"", &LiteralName},
+        {L"files", L"The library creates \"nul\" in a folder", L"error 1204", &ReservedName},
         {L"files", L"Two handles append in turn", L"1300 of 1300 bytes", &TwoAppenders},
     };
 }

@@ -6,12 +6,13 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-MECHANISM = {"src/win32/File.cpp", "src/win32/FileSystem.cpp", "src/win32/Module.cpp"}
+MECHANISM = {"src/win32/File.cpp", "src/win32/FileSystem.cpp", "src/win32/Module.cpp",
+             "src/win32/CopySteps.cpp", "src/win32/TreeSteps.cpp"}
 
 # Calls of the system that take a path, with the positions of their path arguments.
 CALLS = {name: (0,) for name in (
     "CreateFile CreateFile2 DeleteFile GetFileAttributes GetFileAttributesEx SetFileAttributes CreateDirectory "
-    "RemoveDirectory FindFirstFile FindFirstFileEx FindFirstChangeNotification GetFileSecurity SetFileSecurity "
+    "RemoveDirectory FindFirstFile FindFirstFileEx FindFirstStream FindFirstChangeNotification GetFileSecurity SetFileSecurity "
     "GetLongPathName GetShortPathName LoadLibrary LoadLibraryEx GetCompressedFileSize GetDiskFreeSpaceEx "
     "GetVolumePathName SetCurrentDirectory AddDllDirectory SetDllDirectory GetTempFileName GetBinaryType").split()}
 CALLS |= {name: (0, 1) for name in (

@@ -1,5 +1,9 @@
 // The compiler gives a constant member of an exported class a place in the library only when something here takes its
 // address; programs that bind a reference to one need that place.
+//
+// They are listed by hand because the compiler says nothing about a missing one: inside the library each use is folded
+// to its value, and only a program that binds a reference, say by passing the constant to std::min, fails to link. The
+// list of exported names that is kept beside the build shows when one has been forgotten.
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCBuffer.h>
 #include <XelbrinCore/XCCondition.h>
@@ -15,6 +19,7 @@
 
 namespace {
 
+// Kept by the second mark though nothing reads it: the addresses are what it is for.
 [[maybe_unused, gnu::used]] void const* const exportedConstants[] = {
     &XCString::npos,
     &XCString::kMaxLength,

@@ -1,8 +1,8 @@
 // child_process.h - another program, or one test of this very program, in a process of its own.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <string>
+#include "prelude.h"
+
 #include <windows.h>
 
 namespace xc_test {

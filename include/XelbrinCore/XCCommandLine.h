@@ -94,6 +94,9 @@ public:
     /// A copy owns a vector of its own, whatever the source refers to.
     XCCommandLine(XCCommandLine const& other);
     XCCommandLine& operator=(XCCommandLine const& other);
+    /// The other one has no arguments afterwards.
+    XCCommandLine(XCCommandLine&& other) noexcept;
+    XCCommandLine& operator=(XCCommandLine&& other) noexcept;
     virtual ~XCCommandLine();
 
     /// Argument 0; empty when there is none.

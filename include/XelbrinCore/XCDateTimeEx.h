@@ -146,6 +146,8 @@ public:
     [[nodiscard]] wchar_t const* GetDefaultFormat(bool full, bool withMilliseconds) const noexcept;
     /// In the default format with milliseconds.
     [[nodiscard]] XCString AsString(XCTimeZone const& zone = localTimeZone_) const;
+    /// In a format; empty when the value is neither null nor valid.
+    [[nodiscard]] XCString AsString(wchar_t const* format, XCTimeZone const& zone = localTimeZone_) const;
     /// Bad, and the text empty, when the value is neither null nor valid. A null format is the default one with
     /// milliseconds; fields of a missing part are written as zeros.
     XCErrorID AsString(XCString& text, wchar_t const* format, XCTimeZone const& zone = localTimeZone_) const;

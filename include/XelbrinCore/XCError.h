@@ -49,8 +49,12 @@ enum XCCoreError : long {
     XCErrNoNumber = 105,        ///< a number was expected (parameter: position)
     XCErrNumberRange = 106,     ///< a number that its type cannot hold (parameter: position)
     XCErrTextEnds = 107,        ///< a value was expected and nothing is left (parameter: position)
+    XCErrCollationFile = 108,   ///< a file of rules of collation cannot be read (file, system error, words)
     // 200-299 errors and messages
-    XCErrMessageNotFound = 200, ///< the source has no text for a code (parameter: the code)
+    XCErrMessageNotFound = 200,       ///< the source has no text for a code (parameter: the code)
+    XCErrMessageFileCannotRead = 201, ///< a message file cannot be read (file, system error, words)
+    XCErrMessageFileMalformed = 202,  ///< a file is no message file, or not the one its name says (file, line, reason)
+    XCErrMessageLibraryMissing = 203, ///< no file of the message library can be used (what was looked for)
     // 300-399 dates
     XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
     XCErrInvalidDateTime = 301, ///< a date that no calendar has
@@ -126,6 +130,25 @@ enum XCCoreError : long {
     XCErrNoThread = 1106,        ///< no thread could be started (name, reason)
     XCErrStillRunning = 1107,    ///< the deadline of a stop has passed (name, what runs)
     XCErrScheduleText = 1108,    ///< a text that is no schedule (position, what was expected there)
+
+    // 1200-1299 files; the first parameter is the path. 1220 on: folders
+    XCErrFileCannotOpen = 1200,  ///< not opened or created (path, system error, its words)
+    XCErrFileCannotRead = 1201,  ///< bytes were not read (path, system error, its words)
+    XCErrFileCannotWrite = 1202, ///< bytes were not written (path, system error, its words)
+    XCErrFileFailed = 1203,      ///< another call on a file failed (path, system error, its words)
+    XCErrFileName = 1204,        ///< a path that is not created as it is (path, the name, what is wrong with it)
+    XCErrFileHeld = 1205,        ///< held by others until the deadline (path, system error, its words, tries)
+    XCErrFileLine = 1206,        ///< a line above the limit (path, line, limit in units)
+    XCErrFileText = 1207,        ///< bytes that are no text in the encoding (path, line, position in bytes)
+
+    XCErrFolderCannotRead = 1220,   ///< a folder cannot be listed (path, system error, its words)
+    XCErrFolderCannotCreate = 1221, ///< a folder cannot be made (path, system error, its words)
+    XCErrTreeNotRemoved = 1222,     ///< an entry stays (path, system error, its words)
+    XCErrTreeNotCopied = 1223,      ///< an entry is not copied (path, system error, its words)
+    XCErrTreeNotMoved = 1224,       ///< nothing is moved; the source is whole (path, system error, its words)
+    XCErrTreeLink = 1225,           ///< a link that leads elsewhere; nothing there is touched (path)
+    XCErrTreeIntoItself = 1226,     ///< a folder into one that stands in it (source, target)
+    XCErrTreeStopped = 1227,        ///< cancelled before the end (path)
 };
 
 /// A failure whose text is the source's text of its code.

@@ -18,7 +18,7 @@
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFormatArg.h>
 #include <XelbrinCore/XCRefCount.h>
-#include <XelbrinCore/XCStringStorage.h>
+#include <XelbrinCore/XCStringNumbers.h>
 
 #include <compare>
 #include <cstdarg>
@@ -37,7 +37,7 @@ class XCStringConverter;
 class XCTimeEx;
 
 /// A UTF-16 text value with shared storage (see the head of this file).
-class XC_API XCString : public XCStringStorage {
+class XC_API XCString : public XCStringNumbers {
 public:
     // Construction, assignment, release -------------------------------------------------------------------------
 
@@ -196,27 +196,8 @@ public:
     friend std::weak_ordering operator<=>(XCString const& a, XCString const& b) { return a.Compare(b) <=> 0; }
     friend std::weak_ordering operator<=>(XCString const& a, wchar_t const* b) { return a.Compare(b) <=> 0; }
 
-    // Numbers and values ----------------------------------------------------------------------------------------
-    // Leading white space is skipped. Success wants a number in range with the terminator right after it, so
-    // trailing blanks fail. The value read is returned in any case; out of range it is the nearest limit. Digits are
-    // read in the invariant way, whatever locale is set. @param ok receives success; may be null.
+    // Dates and durations; numbers are read by the calls of XCStringNumbers.h -----------------------------------
 
-    /// A whole number in the range of int.
-    int AsInt(bool* ok = nullptr) const noexcept;
-    /// A whole number in the range of long.
-    long AsLong(bool* ok = nullptr) const noexcept;
-    /// "-1" reads as the largest value: a sign negates in unsigned arithmetic.
-    unsigned int AsUint(bool* ok = nullptr) const noexcept;
-    /// A whole number without a sign; "-1" reads as the largest value.
-    unsigned long AsULong(bool* ok = nullptr) const noexcept;
-    /// A whole number of 64 bits.
-    std::int64_t AsInt64(bool* ok = nullptr) const noexcept;
-    /// A whole number of 64 bits without a sign.
-    std::uint64_t AsUInt64(bool* ok = nullptr) const noexcept;
-    /// A number with a point and an exponent.
-    double AsDouble(bool* ok = nullptr) const;
-    /// A duration in seconds, read as AsLong does.
-    long AsXCDuration(bool* ok = nullptr) const noexcept { return AsLong(ok); }
     /// Parsed by the value classes of XCDateTime.h and XCOldDateTime.h, in their default formats.
     XCDurationEx AsXCDurationEx(bool* ok = nullptr) const;
     /// Read by XCDateEx in its default format.
@@ -293,7 +274,7 @@ public:
 
 private:
     struct ConstantBlock {};
-    constexpr XCString(ConstantBlock, DataDef* data) noexcept : XCStringStorage(data) {}
+    constexpr XCString(ConstantBlock, DataDef* data) noexcept : XCStringNumbers(data) {}
     void ResizeCapacity(std::size_t n);
     void SetLength(std::size_t n) noexcept;
     [[nodiscard]] bool Owns(wchar_t const* text) const noexcept;

@@ -1,6 +1,12 @@
 // The library's values as bytes. Each goes as the word that its own AsInt gives, whose meaning never changes; reading
 // refuses words that no setter of the class stores, so that bytes from outside cannot make a value that the rest of the
 // library has never seen.
+//
+// A word that no setter makes is Corrupt rather than a null value: a null would be read as "nothing was known", which
+// is not what its writer said. A value that is invalid but can be stored, such as February 30, passes: the setters
+// store it too, and a reader must give back what a writer had.
+//
+// The cost is one load or store a value; nothing allocates.
 #include <XelbrinCore/XCBinaryReader.h>
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCDateTime.h>
@@ -10,6 +16,7 @@
 
 namespace {
 
+// Months from 0 (of the null date) to 12. The day needs no check: its five bits hold no number that a setter refuses.
 constexpr std::uint32_t kMonths = 13;
 constexpr std::int32_t kDay = 86400000; // milliseconds
 
@@ -27,6 +34,7 @@ bool IsTimeWord(std::int32_t word) noexcept
     return word >= XCTimeEx::NULL_TIME && word < kDay;
 }
 
+// The fields turn with the byte order, the last eight bytes do not: they are a row of bytes, as RFC 4122 has them.
 /// The fields of an identity as they stand in memory.
 struct GuidFields {
     std::uint32_t data1;
@@ -110,6 +118,7 @@ bool XCBinaryReader::Read(XCDateTimeEx& value)
     std::int64_t words = 0;
     if (!Read(words)) return false;
     XCDateEx date;
+    // Both halves are checked before the target changes: it keeps its old value when the second one is refused.
     date.FromInt(static_cast<std::uint32_t>(words >> 32));
     if (!IsWord(date) || !IsTimeWord(static_cast<std::int32_t>(words))) return Fail();
     value.FromInt64(words);
@@ -120,6 +129,7 @@ bool XCBinaryReader::Read(XCDurationEx& value)
 {
     std::int64_t words = 0;
     if (!Read(words)) return false;
+    // The lowest number of 32 bits has no opposite, so no duration holds it; FromInt64 would throw on it.
     auto const count = static_cast<std::int32_t>(words >> 32);
     if (static_cast<std::uint32_t>(words) > XCDurationEx::InvalidUnit || count < XCDurationEx::minimum_) return Fail();
     value.FromInt64(words);
@@ -147,6 +157,7 @@ bool XCBinaryReader::Read(XCDouble& value)
     double number = 0;
     std::uint8_t decimals = 0;
     if (!Read(number) || !Read(decimals)) return false;
+    // The constructor would cut the decimals to its limit, and so would make of two streams one value.
     if (decimals > XCDouble::kMaxDecimals) return Fail();
     value = XCDouble(number, decimals);
     return true;

@@ -1,5 +1,11 @@
 // Bytes as hexadecimal digits and as base64 (RFC 4648), and back. Reading is strict: what no writer gives is an error
 // with its position, so that two texts never stand for the same bytes unnoticed.
+//
+// The alphabet of URLs may leave out the "=" at the end, as RFC 4648 section 3.2 allows; the standard one may not. The
+// bits of the last digit that belong to no byte must be 0, else "AA==" and "AB==" would both be one byte of zero.
+//
+// Writing and reading are O(n) with one allocation. The digits are computed, not looked up: such texts are keys and
+// signatures, tens of bytes long, and two tables of 64 KiB units would cost more than they save.
 #include <XelbrinCore/XCBuffer.h>
 
 #include "data/DataErrors.h"
@@ -22,6 +28,7 @@ wchar_t Digit64(std::uint32_t value, XCBase64 alphabet) noexcept
 
 std::uint32_t Value64(wchar_t unit, XCBase64 alphabet) noexcept
 {
+    // The same five runs that Digit64 knows, asked from their first digits, so that the alphabet is written down once.
     for (std::uint32_t const base : {0u, 26u, 52u, 62u, 63u}) {
         wchar_t const first = Digit64(base, alphabet);
         std::uint32_t const span = base < 52 ? 26 : base == 52 ? 10 : 1;
@@ -34,6 +41,7 @@ std::uint32_t Value64(wchar_t unit, XCBase64 alphabet) noexcept
 std::uint32_t HexValue(wchar_t unit) noexcept
 {
     if (unit >= L'0' && unit <= L'9') return static_cast<std::uint32_t>(unit - L'0');
+    // The bit that tells small ASCII letters from capitals; no unit outside a-f reaches that range by it.
     wchar_t const lower = static_cast<wchar_t>(unit | 0x20);
     return lower >= L'a' && lower <= L'f' ? static_cast<std::uint32_t>(lower - L'a') + 10 : kNoDigit;
 }
@@ -72,7 +80,9 @@ XCString XCBytes::AsBase64(XCBase64 alphabet) const
     text.Reserve((m_size + 2) / 3 * 4 + 2);
     for (std::size_t i = 0; i < m_size; i += 3) {
         XCBytes const three = Slice(i, 3);
+        // Reading past the end gives 0, so a last group of one or two bytes needs no case of its own.
         std::uint32_t const bits = static_cast<std::uint32_t>(three[0] << 16 | three[1] << 8 | three[2]);
+        // n bytes need n + 1 digits of six bits.
         for (std::size_t k = 0; k <= three.m_size; ++k) text += Digit64(bits >> (18 - 6 * k) & 63, alphabet);
         for (std::size_t k = three.m_size; alphabet == XCBase64::Standard && k < 3; ++k) text += L'=';
     }
@@ -89,6 +99,7 @@ XCErrorID XCBuffer::FromHex(XCBuffer& result, XCString const& text)
         if (high == kNoDigit || low == kNoDigit) return NoBytes(high == kNoDigit ? i : i + 1);
         bytes.Append(static_cast<std::uint8_t>(high << 4 | low));
     }
+    // Only now, so that a refused text leaves the target as it was.
     result.Swap(bytes);
     return {};
 }

@@ -13,6 +13,7 @@
 
 namespace {
 
+// The polynomial of iSCSI, chosen for its distance at the lengths of network packets; processors know this one alone.
 constexpr std::uint32_t kPolynomial = 0x82F63B78; // bit-reversed
 constexpr std::size_t kStep = 8;
 
@@ -46,6 +47,8 @@ std::uint64_t LoadStep(std::uint8_t const* at) noexcept
 std::uint32_t ByTables(std::uint32_t crc, std::uint8_t const* at, std::size_t size) noexcept
 {
     for (; size >= kStep; at += kStep, size -= kStep) {
+        // The register belongs to the first four bytes; those are then eight places from the end, the next four places
+        // less.
         std::uint64_t const mixed = LoadStep(at) ^ crc;
         crc = 0;
         for (std::size_t k = 0; k < kStep; ++k) crc ^= kTables[kStep - 1 - k][mixed >> (8 * k) & 0xFF];
@@ -68,5 +71,6 @@ XC_TARGET_AVX2 std::uint32_t ByInstruction(std::uint32_t crc, std::uint8_t const
 std::uint32_t XCCrc32c(XCBytes bytes, std::uint32_t previous) noexcept
 {
     auto const work = xc::text::HasAvx2() ? ByInstruction : ByTables;
+    // Inverted at both ends, so leading zeros count; inverting `previous` again takes up a checksum where it ended.
     return ~work(~previous, bytes.Data(), bytes.Size());
 }

@@ -6,6 +6,11 @@
 //      count     of the parameters, then each: one byte for its type, its value
 //
 // The texts are in UTF-16, since a file name in one may hold any unit.
+//
+// An error of the library travels as its code and parameters, and the reader makes the text in the language of its own
+// user. Another program's message source is not here, so of other errors the text travels too, unless the caller
+// brings the source that knows them. Neither form carries a type: an error read is XCErrorWithArgs or XCErrorString,
+// whatever class it had.
 #include <XelbrinCore/XCBinaryReader.h>
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCDateTime.h>
@@ -36,6 +41,7 @@ void XCBinaryWriter::WriteParameter(XCErrorI const& error, std::size_t index)
     switch (type) {
     case XCErrorI::ParamDouble: Write(*static_cast<double const*>(value)); break;
     case XCErrorI::ParamInt: Write(*static_cast<int const*>(value)); break;
+    // 32 bits on every system, though elsewhere a long has 64.
     case XCErrorI::ParamLong: Write(static_cast<std::int32_t>(*static_cast<long const*>(value))); break;
     case XCErrorI::ParamString: WriteText(*static_cast<XCString const*>(value), XCTextForm::Utf16); break;
     case XCErrorI::ParamDateTime: Write(*static_cast<XCDateTime const*>(value)); break;
@@ -48,6 +54,7 @@ void XCBinaryWriter::Write(XCErrorID const& error)
 {
     if (error.Good()) return Write(std::uint8_t{kSuccess});
     std::size_t const count = error->GetParameterCount();
+    // What no reader would take is not written either.
     if (count > kMostParameters) return Fail(xc::data::DataError(XCErrDataTooLong, count, kMostParameters));
     bool const own = IsOwn(*error.GetError());
     Write(static_cast<std::uint8_t>(own ? kOwn : kOther));
@@ -80,6 +87,7 @@ bool XCBinaryReader::ReadParameter(XCErrorWithArgs& error)
     std::uint8_t type = 0;
     if (!Read(type)) return false;
     switch (type) {
+    // An empty text keeps the place: the parameters after it are found by their number.
     case XCErrorI::ParamNone: error.AddParam(XCString()); return true;
     case XCErrorI::ParamDouble: return AddParameter<double>(*this, error);
     case XCErrorI::ParamInt: return AddParameter<int>(*this, error);
@@ -114,6 +122,7 @@ bool XCBinaryReader::ReadError(XCErrorID& error, XCSmartPtrToConst<XCMessageSour
     std::size_t count = 0;
     if (!Read(code) || !Read(severity) || (!own && !ReadText(text, XCTextForm::Utf16)) || !ReadCount(count))
         return false;
+    // Before anything is made: the number is a claim of the bytes.
     if (severity > XCErrorI::SeverityFatal || count > kMostParameters) return Fail();
     auto const level = static_cast<XCErrorI::Severity>(severity);
     XCSmartPtr<XCErrorWithArgs> const coded(new XCErrorWithArgs(own ? glbXCOREMsgSourceP : source, code, level));

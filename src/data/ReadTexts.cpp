@@ -4,6 +4,10 @@
 //
 // Records are full of short texts in ASCII: one load, one test and two stores widen up to 16 bytes, right into the
 // target's block where nobody shares it. No more than 16 bytes need be at hand, since what follows the text is read along.
+//
+// Three ways, then, by size: short ASCII by one load, up to 256 bytes over the stack into the block that the target
+// has already, everything else into a fresh block that replaces the target's. The first two matter most, since a
+// record has a dozen such fields; the last one never leaves a half-read text behind.
 #include <XelbrinCore/XCBinaryReader.h>
 
 #include "encoding/TextErrors.h"
@@ -41,12 +45,14 @@ bool AssignShort(XCString& text, std::uint8_t const* bytes, std::size_t size)
 {
     __m128i const block = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes));
     if ((static_cast<unsigned int>(_mm_movemask_epi8(block)) & ((1u << size) - 1)) != 0) return false;
+    // All 16 units are stored, whatever the size; only a block with room for them may be written in place.
     if (StringAccess::CanWrite(text, kShort)) {
         WidenShort(StringAccess::Units(text), block);
         StringAccess::SetLength(text, size);
     } else {
         wchar_t units[kShort];
         WidenShort(units, block);
+        // A new block gets room for the next short text as well, which then takes the way above.
         text.Assign(units, size, size == 0 || StringAccess::CanWrite(text, size) ? 0 : kShort);
     }
     return true;
@@ -59,6 +65,7 @@ bool XCBinaryReader::ReadText(XCString& text, XCTextForm form, XCLengthForm leng
     std::size_t size = 0;
     std::size_t const most = std::min(m_limits.maxLength, XCString::kMaxLength - 1);
     if (!(length == XCLengthForm::Var ? ReadVar(size) : ReadLength(size, length))) return false;
+    // Within the piece at hand and the limit nothing can be missing: the usual case costs two comparisons.
     if ((size > AtHand() || size > most) && !WantLength(size, most)) return false;
     if (form == XCTextForm::Utf8 && size <= kShort && AtHand() >= kShort && AssignShort(text, m_at, size)) {
         m_at += size;
@@ -88,6 +95,8 @@ bool XCBinaryReader::ReadUtf8Pieces(XCString& text, std::size_t size)
     using namespace xc::text;
     std::uint64_t const start = GetPosition();
     std::size_t units = 0;
+    // A first walk counts, so that the text is allocated once and in its size. Cut sequences are counted with the
+    // piece that begins them.
     for (std::size_t left = size; left > 0; left -= std::min(left, AtHand()), Show(m_endPosition))
         units += CountUtf16Units(Chars(m_at, std::min(left, AtHand())));
     Show(start);
@@ -105,9 +114,11 @@ bool XCBinaryReader::ReadUtf8Pieces(XCString& text, std::size_t size)
         written += DecodeUtf8(StringAccess::Units(fresh) + written, Chars(block, held), used);
         carried = held - used;
         if (carried > kLongestCut || (carried > 0 && left == 0)) {
+            // The position of the fault is that of the sequence, not of the block's end.
             Show(GetPosition() - carried);
             return Fail(MalformedText(static_cast<std::size_t>(GetPosition())));
         }
+        // At most kLongestCut bytes, so this never overlaps in a harmful way: the front is free.
         std::copy(block + used, block + held, block);
     }
     StringAccess::SetLength(fresh, written);

@@ -4,6 +4,10 @@
 //
 // A failure empties the piece, so the fast path needs no test of the status. Positions count from the first byte, and
 // pieces are found again by position: going back is nothing but showing another piece.
+//
+// The invariant of all operations: after a success the position is past the value, after a failure the value is
+// unchanged and the status sticks. Limits are checked in Want and WantLength and nowhere else, so no new operation can
+// forget them. What a source delivers costs one copy; what lies in a block costs none.
 #include <XelbrinCore/XCBinaryReader.h>
 
 #include "data/ByteFeed.h"
@@ -32,6 +36,7 @@ XCBinaryReader::~XCBinaryReader() = default;
 
 bool XCBinaryReader::SetFailed(XCReadStatus status, std::uint64_t position, XCErrorID error)
 {
+    // The first failure is the cause; what follows it are consequences.
     if (!Good()) return false;
     m_failedAt = position;
     m_status = status;
@@ -78,6 +83,7 @@ XCBytes XCBinaryReader::GetUnread() const noexcept
 void XCBinaryReader::Show(std::uint64_t position) noexcept
 {
     XCBytes piece = m_feed ? m_feed->PieceAt(position) : m_block.Slice(static_cast<std::size_t>(position));
+    // The limit on all bytes cuts the piece, so the fast path runs into the end of it and asks Want, which knows why.
     if (piece.Size() > m_limits.maxBytes - position)
         piece = piece.Slice(0, static_cast<std::size_t>(m_limits.maxBytes - position));
     m_at = piece.begin();
@@ -96,10 +102,13 @@ bool XCBinaryReader::Want(std::uint64_t size)
 {
     if (!Good()) return false;
     std::uint64_t const position = GetPosition();
+    // A view of joined bytes ends with the next read, as the header says; so its storage is free here.
     m_joined.Clear();
     if (size > m_limits.maxBytes - position) return FailLimit(L"maxBytes", m_limits.maxBytes);
     if (!m_feed) return size <= m_block.Size() - position || FailPastEnd(position, size);
     m_feed->Drop(FirstKept());
+    // A source that knows its end is believed when it says that too little is left: a claim of gigabytes in a short
+    // file fails before a byte is read for it.
     if (!m_feed->MayReach(position + size)) return FailPastEnd(position, size);
     ByteFeed::Outcome const outcome = m_feed->HoldUpTo(position + size);
     Show(position);
@@ -135,6 +144,7 @@ bool XCBinaryReader::AtEnd()
     std::uint64_t const position = GetPosition();
     if (!m_feed) return position >= m_block.Size();
     m_feed->Drop(FirstKept());
+    // Only a source can tell whether more comes, so one byte is asked for.
     ByteFeed::Outcome const outcome = m_feed->HoldUpTo(position + 1);
     Show(position);
     if (outcome == ByteFeed::Outcome::Failed) SetFailed(XCReadStatus::SourceFailed, position, m_feed->GetError());
@@ -180,6 +190,7 @@ bool XCBinaryReader::SkipPieces(std::uint64_t size)
 bool XCBinaryReader::Skip(std::uint64_t size)
 {
     if (size > AtHand()) {
+        // Want would hold all bytes at once; passing over needs one piece at a time.
         if (m_feed && size > ByteFeed::kPiece && Good()) {
             std::uint64_t const position = GetPosition();
             if (size > m_limits.maxBytes - position) return FailLimit(L"maxBytes", m_limits.maxBytes);
@@ -197,6 +208,7 @@ bool XCBinaryReader::Skip(std::uint64_t size)
 bool XCBinaryReader::Seek(std::uint64_t position)
 {
     if (!Good()) return false;
+    // Forward over a source is reading; backward only as far as an open part keeps its bytes.
     if (m_feed && position > GetPosition()) return Skip(position - GetPosition());
     std::uint64_t const first = m_feed ? FirstKept() : 0;
     if (position < first || (!m_feed && position > std::min<std::uint64_t>(m_block.Size(), m_limits.maxBytes)))
@@ -216,6 +228,8 @@ XCReadStatus XCBinaryReader::Commit()
 {
     XCReadStatus const found = m_status;
     if (m_marks.empty()) return found;
+    // Too few bytes at the end of the outermost part: the part is taken back, so the caller reads it again when more
+    // came.
     if (found == XCReadStatus::PastEnd && m_marks.size() == 1)
         RollBack();
     else
@@ -228,6 +242,7 @@ void XCBinaryReader::RollBack()
     if (m_marks.empty()) return;
     std::uint64_t const position = m_marks.back();
     m_marks.pop_back();
+    // Going back forgives what another try may not meet again; damaged bytes stay damaged.
     if (m_status == XCReadStatus::PastEnd || m_status == XCReadStatus::SourceFailed) {
         m_status = XCReadStatus::Good;
         m_error = {};
@@ -252,6 +267,7 @@ XCBytes XCBinaryReader::ReadView(std::size_t size)
         m_at += size;
         return view;
     }
+    // The bytes stand in several pieces, and a view has one.
     CopyOut(m_joined.Extend(size), size);
     return m_joined;
 }
@@ -311,6 +327,7 @@ bool XCBinaryReader::ReadCount(std::size_t& count, std::size_t leastSize)
     std::size_t const least = std::max<std::size_t>(leastSize, 1);
     std::size_t claimed = 0;
     if (!ReadVar(claimed)) return false;
+    // By division: the product could wrap.
     if (claimed > m_limits.maxLength / least) return FailLimit(L"maxLength", m_limits.maxLength);
     if (!Want(std::uint64_t{claimed} * least)) return false;
     count = claimed;

@@ -3,6 +3,9 @@
 //
 // Bytes leave for the sink in order, up to the first marked place; positions count from the first byte ever written, so
 // a place keeps its number when the bytes before it leave. Without a sink nothing leaves and the buffer grows by half.
+//
+// A length that is known only after its content is a mark: a place that is written later. Bytes from the first open
+// mark on are kept, so memory in use is bounded by the largest part that is still open, not by the stream.
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCException.h>
 
@@ -29,6 +32,7 @@ XCBinaryWriter::~XCBinaryWriter()
 {
     if (!m_sink || m_error.Bad()) return;
     try {
+        // A destructor cannot report a full disk; whoever must know calls Flush.
         (void)Flush();
     } catch (...) { // NOLINT(bugprone-empty-catch): nobody is left to be told
     }
@@ -36,6 +40,7 @@ XCBinaryWriter::~XCBinaryWriter()
 
 void XCBinaryWriter::SetFailed(XCErrorID error) noexcept
 {
+    // The first failure is the one to report; those after it follow from it.
     if (m_error.Good()) m_error = std::move(error);
     m_end = m_at;
 }
@@ -49,6 +54,7 @@ void XCBinaryWriter::Fail(XCErrorID const& error)
 
 std::uint64_t XCBinaryWriter::FirstMark() const noexcept
 {
+    // Marks close in any order, so the first open one need not be the oldest in the list. There are a few at a time.
     return m_marks.empty() ? GetPosition() : *std::min_element(m_marks.begin(), m_marks.end());
 }
 
@@ -62,6 +68,7 @@ bool XCBinaryWriter::PassOn()
         return false;
     }
     std::size_t const rest = Pending() - count;
+    // What is left is what open marks keep; without one there is none, and nothing moves.
     std::memmove(m_buffer.Data(), m_buffer.Data() + count, rest);
     m_at = m_buffer.Data() + rest;
     m_flushed += count;
@@ -74,6 +81,7 @@ bool XCBinaryWriter::MakeRoom(std::size_t size)
     std::size_t const used = Pending();
     if (size > m_buffer.Size() - used) {
         std::size_t const grown = std::max(m_buffer.Size() + m_buffer.Size() / 2, m_sink ? kPassOn : 0);
+        // Growth by half bounds the copying at twice the bytes; a sink needs no growth past one piece.
         m_buffer.Reserve(std::max(grown, used + size));
         m_buffer.Resize(used); // what is not in use need not be copied
         m_buffer.Extend(m_buffer.Capacity() - used);
@@ -86,6 +94,7 @@ bool XCBinaryWriter::MakeRoom(std::size_t size)
 XCErrorID XCBinaryWriter::Flush()
 {
     if (!Good() || !PassOn()) return m_error;
+    // A place that nobody will write now is a fault of the program, and a receiver would wait for it.
     if (!m_marks.empty()) return DataError(XCErrDataOpenMark, FirstMark());
     XCErrorID const flushed = m_sink ? m_sink->Flush() : XCErrorID();
     if (flushed.Bad()) SetFailed(flushed);
@@ -129,6 +138,7 @@ void XCBinaryWriter::Overwrite(std::uint64_t position, void const* bytes, std::s
     auto const mark = std::find(m_marks.begin(), m_marks.end(), position);
     if (mark == m_marks.end()) throw XCException(L"XCBinaryWriter: a place is patched that is not marked");
     auto const at = static_cast<std::size_t>(position - m_flushed);
+    // After a failure nothing more is written, but a place stays one that may be patched.
     if (Good() && size <= Pending() - at) std::memcpy(m_buffer.Data() + at, bytes, size);
 }
 
@@ -177,6 +187,7 @@ bool XCBinaryWriter::WriteLength(std::size_t size, XCLengthForm form)
 
 void XCBinaryWriter::WriteRaw(XCBytes bytes)
 {
+    // After a failure the room is empty, and this is where the write ends.
     if (bytes.Size() > static_cast<std::size_t>(m_end - m_at)) {
         if (m_sink && m_marks.empty() && bytes.Size() >= kPassOn) { // past the buffer
             if (!Good() || !PassOn()) return;
@@ -220,6 +231,7 @@ void XCBinaryWriter::WriteUtf8(XCString const& text, XCLengthForm length)
             return;
         }
     }
+    // UTF-8 cannot hold half a pair. Guessing a replacement would change a file name on its way.
     std::size_t const wrong = FindUnpairedSurrogate(text);
     if (wrong != units) return Fail(xc::encoding::UnmappableUnit(text[wrong], wrong));
     std::size_t const size = CountUtf8Bytes(text);

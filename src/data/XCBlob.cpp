@@ -1,6 +1,10 @@
 // The hash reads eight bytes a step: xor, multiply by an odd constant, fold the high half down. One step per word is
 // enough to spread keys over a table; the last fold mixes the length in, so that trailing zeros count. Two copies may
 // compute the hash at the same time; both store the same number, so the order does not matter.
+//
+// It is no protection against names made to collide; tables of foreign keys want a seed. The count of owners needs
+// order only where the last one leaves: what the others have read happens before the block is freed (release,
+// acquire).
 #include <XelbrinCore/XCBlob.h>
 
 #include "data/Block.h"
@@ -61,6 +65,7 @@ std::uint64_t XCBlob::GetHash() const noexcept
 bool XCBlob::Equals(XCBlob const& other) const noexcept
 {
     if (m_block == other.m_block) return true;
+    // Cheap answers first: size, then hashes where both are known, then the bytes.
     if (Size() != other.Size()) return false; // from here on both have a block
     std::uint64_t const own = m_block->hash.load(std::memory_order_relaxed);
     std::uint64_t const others = other.m_block->hash.load(std::memory_order_relaxed);

@@ -1,3 +1,12 @@
+// A block of bytes that grows: the bytes stand behind a head of their block (Block.h), so that Detach can hand the
+// block to a blob without copying one of them.
+//
+// Growth by half keeps appending amortised O(1) and lets an allocator use freed blocks again, which doubling never
+// does. The first block has kLeastCapacity: small messages then need one allocation. Reserve gives exactly what was
+// asked for.
+//
+// Invariant: m_data is null or the bytes of a block with one owner, this buffer. Arguments may lie in the buffer
+// itself; each operation that could move the block copies them before the old block goes.
 #include <XelbrinCore/XCBlob.h>
 #include <XelbrinCore/XCBuffer.h>
 
@@ -16,6 +25,7 @@ constexpr std::size_t kLeastCapacity = 96; // with the head of the block two cac
 
 void XCBuffer::Reallocate(std::size_t capacity)
 {
+    // Also the answer to sums that wrapped: nothing above this is ever allocated.
     if (capacity > kMaxSize) throw std::length_error("XCBuffer: too many bytes");
     std::uint8_t* const fresh = Block::New(capacity)->Bytes();
     if (m_size > 0) std::memcpy(fresh, m_data, m_size);
@@ -26,6 +36,7 @@ void XCBuffer::Reallocate(std::size_t capacity)
 
 void XCBuffer::Grow(std::size_t more)
 {
+    // By subtraction, since the sum could wrap.
     if (more > kMaxSize - m_size) throw std::length_error("XCBuffer: too many bytes");
     Reallocate(std::max({m_size + more, std::min(m_capacity + m_capacity / 2, kMaxSize), kLeastCapacity}));
 }
@@ -50,6 +61,7 @@ XCBuffer& XCBuffer::Insert(std::size_t pos, XCBytes bytes)
 {
     std::size_t const size = m_size;
     Append(bytes);
+    // Appended first, so that bytes of this very buffer are copied while they still stand in their place.
     if (pos < size) std::rotate(m_data + pos, m_data + size, m_data + m_size);
     return *this;
 }
@@ -86,6 +98,7 @@ XCBlob XCBuffer::Detach()
         return {};
     }
     Block* const block = Block::Of(std::exchange(m_data, nullptr));
+    // The blob has no capacity: what was reserved beyond the size stays with it unused.
     block->size = m_size;
     m_size = m_capacity = 0;
     return XCBlob(block);

@@ -1,3 +1,10 @@
+// The simplest sources and sinks: a block of bytes, a buffer, and a queue between one that writes and one that reads.
+//
+// The destructors stand here so that the tables of virtual operations have one home, in the library, and casts of
+// types agree between modules.
+//
+// The queue is a buffer with a start. Moving the rest to the front on each read would cost O(n) a read; it moves only
+// when the part that was read is at least half, so every byte moves at most once for each one read: amortised O(1).
 #include <XelbrinCore/XCByteStream.h>
 
 #include <algorithm>
@@ -34,6 +41,7 @@ XCBytesSource::~XCBytesSource() = default;
 XCErrorID XCBytesSource::Read(void* to, std::size_t size, std::size_t& got)
 {
     got = CopyFront(to, size, m_rest);
+    // What is left is the position: a source that is copied reads on independently.
     m_rest = m_rest.Slice(got);
     return {};
 }

@@ -23,6 +23,8 @@ bool XCMarshalI::CanRead(std::uint32_t version) const
 
 namespace {
 
+// The head: 16 bytes of type, 4 of version, then these three numbers of 4 bytes. All little-endian, whatever the
+// stream.
 constexpr std::size_t kLengthAt = 20;
 constexpr std::size_t kContentCrcAt = 24;
 constexpr std::size_t kHeadCrcAt = 28;
@@ -89,9 +91,11 @@ XCErrorID XCMarshaller::Write(XCBinaryWriter& writer, XCMarshalI const& object)
     try {
         writer.Write(object.GetTypeGuid());
         writer.Write(object.GetVersion());
+        // Room for the three numbers, which are known once the content stands behind them.
         writer.WriteRaw(std::array<std::uint8_t, kHeadSize - kLengthAt>{});
         object.Write(writer);
     } catch (...) {
+        // Half a frame would make everything after it unreadable.
         writer.TakeBack(start);
         throw;
     }
@@ -117,9 +121,11 @@ bool XCMarshaller::ReadHead(XCBinaryReader& reader, XCFrame& frame, std::uint32_
     if (!reader.Good()) return false;
     XCBinaryReader fields(head);
     std::uint32_t headChecksum = 0;
+    // 32 bytes are there: these reads cannot fail.
     fields.Read(frame.type) && fields.Read(frame.version) && fields.Read(frame.length) && fields.Read(checksum) &&
         fields.Read(headChecksum);
     if (headChecksum == XCCrc32c(head.Slice(0, kHeadCrcAt))) return true;
+    // Nothing of a head that is unsound is shown: its type and length may be anything.
     frame = XCFrame();
     return reader.Fail(DataError(XCErrDataFrame, reader.GetPosition() - kHeadSize));
 }
@@ -151,8 +157,10 @@ XCFrameResult XCMarshaller::ReadContent(XCBinaryReader& reader, XCMarshalI& obje
         return XCFrameResult::Damaged;
     }
     XCBinaryReader inner(content, XCByteOrder::Little, reader.m_limits);
+    // Depth is counted by the reader, not by the objects: none can forget it, and a stack overflow cannot be caught.
     inner.m_depth = reader.m_depth + 1;
     if (object.Read(inner, frame.version) && inner.Good()) return XCFrameResult::Object;
+    // An object that refuses without a reason: the position at which it stopped is one.
     inner.Fail();
     frame.error = inner.GetError();
     return XCFrameResult::Damaged;
@@ -168,6 +176,7 @@ XCFrameResult XCMarshaller::ReadFrame(XCBinaryReader& reader, XCSmartPtr<XCMarsh
         (reader.m_depth >= deepest && !reader.FailLimit(L"maxDepth", deepest)))
         return XCFrameResult::Failed;
     XCSmartPtr<XCMarshalI> const created = Create(frame);
+    // The checksum of an unknown content is not read: nobody is going to use it.
     if (created.IsNull()) return reader.Skip(frame.length) ? XCFrameResult::Unknown : XCFrameResult::Failed;
     XCFrameResult const result = ReadContent(reader, *created, frame, checksum);
     if (result == XCFrameResult::Object) object = created;

@@ -1,6 +1,10 @@
 // Sorting merges runs of numbers of elements, bottom up, and moves the elements once at the end: comparisons may come
 // from C code that contradicts itself, and a merge stays within its runs whatever a comparison answers. Nothing of the
 // list changes before the last comparison is done.
+//
+// The cost is O(n log n) comparisons and two arrays of numbers; elements of any size move once. The merge takes the
+// left one of two equal elements, so the order is stable. std::sort is no choice here: with a comparison that
+// contradicts itself it may read outside of its range.
 #include <XelbrinCore/XCUntypedVector.h>
 
 #include <algorithm>
@@ -9,6 +13,7 @@
 #include <vector>
 
 XCUntypedVector::XCUntypedVector(std::size_t elementSize, ReleaseFunction release) noexcept
+    // Elements of size 0 would divide by it.
     : m_elementSize(std::max<std::size_t>(elementSize, 1)), m_release(release)
 {
 }
@@ -43,6 +48,7 @@ void* XCUntypedVector::Add(void const* element)
     if (element)
         m_bytes.Append(XCBytes(element, m_elementSize));
     else
+        // Without an element to copy: zeros, which the caller fills in where they stay.
         m_bytes.Resize(m_bytes.Size() + m_elementSize);
     return Get(GetSize() - 1);
 }
@@ -53,6 +59,7 @@ void* XCUntypedVector::Insert(std::size_t index, void const* element)
     if (index >= size) return Add(element);
     Add(element);
     auto* const at = static_cast<std::uint8_t*>(Get(index));
+    // Added at the end first, so that growing fails before anything has moved.
     std::rotate(at, m_bytes.Data() + size * m_elementSize, m_bytes.Data() + m_bytes.Size());
     return at;
 }
@@ -60,6 +67,7 @@ void* XCUntypedVector::Insert(std::size_t index, void const* element)
 bool XCUntypedVector::Set(std::size_t index, void const* element) noexcept
 {
     void* const at = Get(index);
+    // Releasing first would destroy what is about to be copied.
     if (!at || at == element) return at != nullptr;
     if (m_release) m_release(at);
     std::memcpy(at, element, m_elementSize);
@@ -98,6 +106,8 @@ void XCUntypedVector::Sort(CompareFunction compare, void* context)
             std::size_t left = begin, right = std::min(begin + run, size);
             std::size_t const middle = right, end = std::min(begin + 2 * run, size);
             for (std::size_t at = begin; at < end; ++at) {
+                // The comparison is asked only while both runs have elements; whatever it says, each number is taken
+                // once.
                 bool const fromRight = left == middle || (right < end && before(order[right], order[left]));
                 merged[at] = order[fromRight ? right++ : left++];
             }
@@ -105,6 +115,7 @@ void XCUntypedVector::Sort(CompareFunction compare, void* context)
         order.swap(merged);
     }
     XCBuffer sorted;
+    // The last step that can fail: from here on nothing allocates, and the old list stands until the swap.
     sorted.Reserve(m_bytes.Size());
     for (std::size_t const index : order) sorted.Append(XCBytes(Get(index), m_elementSize));
     m_bytes.Swap(sorted);

@@ -1,5 +1,10 @@
 // The exceptions of dates and durations carry the refused value as its own representation, because their header stands
 // below the classes of the values. A representation can also hold what no setter stores.
+//
+// So the value travels as its eight bytes. That is sound because every value class is one trivially copyable word,
+// which is asserted where the bytes are taken; and it is exact: what a handler gets back compares equal to what was
+// refused, also where no call could have made it. The flag beside the bytes tells a refused value from an exception
+// that was thrown with words alone, whose value is a null one.
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 
@@ -15,6 +20,7 @@ std::int64_t Bits(Value const& value) noexcept
     return std::bit_cast<std::int64_t>(value);
 }
 
+// A null value has no text: the message then ends without a colon, not with one that nothing follows.
 XCString DateMessage(XCString const& value)
 {
     return value.IsNull() ? XCString(L"No valid date") : L"No valid date: " + value;
@@ -27,6 +33,7 @@ XCDateException::XCDateException(XCString const& message)
 {
 }
 XCDateException::XCDateException(XCDateTime const& value)
+    // In UTC: the message must not depend on the zone of the machine that happened to throw.
     : XCDateException(DateMessage(value.AsString(L"%Y/%m/%d %H:%M:%S", XCTimeZone())), value)
 {
 }
@@ -61,6 +68,7 @@ XCDateTimeEx XCDateExceptionEx::GetValue() const noexcept
 }
 
 XCDurationExceptionEx::XCDurationExceptionEx(XCString const& message)
+    // A duration has no null; the invalid one takes its part.
     : XCException(message), m_value(Bits(XCDurationEx::invalid_)), m_hasValue(false)
 {
 }

@@ -84,6 +84,7 @@ std::size_t WriteFormat(wchar_t* buffer, std::size_t capacity, wchar_t const* fo
         wchar_t unit = *format;
         if (unit == L'%') {
             unit = *++format;
+            // A lone "%" at the end writes nothing.
             if (unit == L'\0') break;
             if ((letters & kDateLetters) && WriteDateField(out, unit, shown.date)) continue;
             if ((letters & kTimeLetters) && WriteTimeField(out, unit, milliseconds)) continue;
@@ -106,6 +107,7 @@ void AssignFormat(XCString& text, wchar_t const* format, ShownTime const& shown,
     if (capacity > 256) large.reset(new wchar_t[capacity]);
     wchar_t* const buffer = large ? large.get() : local;
     std::size_t const length = WriteFormat(buffer, capacity, format, shown, letters);
+    // Gives the storage back, as an empty text always does.
     if (length == 0) return text.Clear();
     text.Assign(buffer, length);
 }
@@ -127,6 +129,7 @@ ReadNumber ReadInteger(wchar_t const*& place, NumberSigns signs) noexcept
     std::int64_t value = 0;
     for (; IsDigit(*place); ++place) {
         value = value * 10 + (*place - L'0');
+        // Held in each step: the next one multiplies by ten and still fits.
         if (value > kPast) value = kPast;
     }
     return {minus ? -value : value, place != first};
@@ -149,6 +152,7 @@ std::optional<int> ReadOffset(wchar_t const*& place) noexcept
         if (IsDigit(*p)) digits[count++] = *p - L'0';
     int const hours = digits[0] * 10 + digits[1];
     int const minutes = digits[2] * 10 + digits[3];
+    // One digit or three are no offset that anybody writes; the place stays after the sign, and the text has none.
     if ((count != 2 && count != 4) || hours > 23 || minutes > 59) return std::nullopt;
     place = p;
     return (sign == L'-' ? -1 : 1) * (hours * 60 + minutes);
@@ -211,6 +215,7 @@ ReadFields ReadFormat(wchar_t const* text, wchar_t const* format, Letters letter
         *specifier.field = number.value;
         if (number.anyDigit) *specifier.seen = true;
         if (specifier.seen == &fields.hasDate) fields.wantsDate = true;
+        // Two digits name the years 1970 to 2069; more are taken as they stand.
         if (letter == L'y' && fields.year < 100) fields.year += fields.year < 70 ? 2000 : 1900;
         afterNumber = place;
         // A number that the format does not end here is left for the next specifier.

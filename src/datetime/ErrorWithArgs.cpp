@@ -15,6 +15,8 @@ namespace {
 
 using Storage = XCErrorWithArgs::Storage;
 
+// The one place that knows which class belongs to which type: copying, freeing and writing all go through it, so a new
+// type of parameter cannot be forgotten in one of them. No default label: the compiler counts the cases.
 /// Calls `visit` with the stored value as what it is.
 template <class Visitor>
 void VisitValue(Storage const& param, Visitor const& visit)
@@ -42,6 +44,7 @@ XCErrorWithArgs::XCErrorWithArgs(XCErrorWithArgs const& other) : XCError(other)
 }
 XCErrorWithArgs& XCErrorWithArgs::operator=(XCErrorWithArgs const& other)
 {
+    // The copy comes first: it is the only step that can fail, and nothing has been changed yet when it does.
     XCErrorWithArgs copy(other);
     XCError::operator=(other);
     m_params.swap(copy.m_params); // the copy takes the old values away

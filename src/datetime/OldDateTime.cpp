@@ -2,6 +2,10 @@
 // seconds since 1970. They share the calendar, the zones and the format engine with the current classes; only their own
 // letters are spelled out here before the engine sees a format. Their limits are those of the counts: a day count
 // wraps, a second count stops at its ends.
+//
+// Stored counts and printed texts depend on these classes, so their habits are kept with them: a day or month that
+// does not exist gives the day number that the arithmetic gives, and a letter that XCDate does not know leaves nothing
+// in its text.
 #include <XelbrinCore/XCOldDateTime.h>
 
 #include <XelbrinCore/XCDateTime.h>
@@ -26,6 +30,7 @@ Civil CivilOfOld(std::uint32_t days) noexcept
     return CivilOf(kReferenceDay + days);
 }
 
+// English on every system, as the programs that read these texts expect.
 constexpr wchar_t const* kMonthNames[] = {L"January", L"February", L"March",     L"April",   L"May",      L"June",
                                           L"July",    L"August",   L"September", L"October", L"November", L"December"};
 

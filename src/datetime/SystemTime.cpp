@@ -96,6 +96,7 @@ enum class VariantKind { Date, Null, Other };
 VariantKind ReadVariant(VARIANT const& value, double& date) noexcept
 {
     switch (V_VT(&value)) {
+    // Only dates are taken: a number in a variant is a number, whatever it would mean as a date.
     case VT_DATE: date = V_DATE(&value); return VariantKind::Date;
     // Scripting languages pass variables by reference; null references come from empty ones.
     case VT_DATE | VT_BYREF:

@@ -60,6 +60,7 @@ unsigned int XCDateEx::GetYearWeek() const noexcept
     unsigned int const day = GetYearDay() - 1;
     unsigned int const sinceMonday = (GetWeekDay() + 6) % 7;
     if (day < sinceMonday) return 0;
+    // The weeks that are whole by this day, and one more when a Monday has come in the rest.
     return day / 7 + (day % 7 >= sinceMonday ? 1 : 0);
 }
 
@@ -105,6 +106,7 @@ XCDateEx& XCDateEx::AddMonths(std::int64_t months) noexcept
 XCDateEx& XCDateEx::AddOrSubstract(XCDurationEx const& duration, bool add) noexcept
 {
     if (!IsValid()) return *this;
+    // Widened before it is negated, and before a year becomes twelve months.
     std::int64_t const count = add ? std::int64_t{duration.GetDuration()} : -std::int64_t{duration.GetDuration()};
     switch (duration.GetUnit()) {
     case XCDurationEx::Year: return AddMonths(count * 12);

@@ -52,6 +52,8 @@ ShownTime ShownIn(XCDateEx const& date, XCTimeEx const& time, XCTimeZone const& 
     ZoneRecord const* const record = RecordUnlessUTC(zone);
     if (!record || time.IsNull() || !date.IsValid()) return shown;
     ZoneOffset const offset = record->OffsetAt(ToEpochMs(date, time), date.GetYear());
+    // At the two ends of the range a zone would lead out of it: such a value is shown in UTC, and says so by its
+    // offset.
     if (Shift(shown.date, shown.time, offset.Ms())) shown.offsetMinutes = offset.minutes;
     return shown;
 }
@@ -74,6 +76,7 @@ XCDateTimeEx::XCDateTimeEx(int year, unsigned int month, unsigned int day, unsig
 
 std::int64_t XCDateTimeEx::AsInt64() const noexcept
 {
+    // The date in the upper half, so that the numbers have the order of the values, up to years that no text shows.
     return static_cast<std::int64_t>((std::uint64_t{m_date.AsInt()} << 32) | m_time.AsUInt());
 }
 
@@ -118,6 +121,7 @@ int XCDateTimeEx::GetOffset(XCTimeZone const& zone) const noexcept
 void XCDateTimeEx::GetDateAndTime(XCDateAndTime& fields, XCTimeZone const& zone) const noexcept
 {
     ShownTime const shown = ShownIn(m_date, m_time, zone);
+    // The time first: it sets all fields, and those of the date are put over its zeros.
     shown.time.GetDateAndTime(fields);
     XCDateAndTime dateFields;
     shown.date.GetDateAndTime(dateFields);
@@ -230,6 +234,13 @@ XCString XCDateTimeEx::AsString(XCTimeZone const& zone) const
     return text;
 }
 
+XCString XCDateTimeEx::AsString(wchar_t const* format, XCTimeZone const& zone) const
+{
+    XCString text;
+    (void)AsString(text, format, zone); // a value that is no date stays empty
+    return text;
+}
+
 XCErrorID XCDateTimeEx::AsString(XCString& text, wchar_t const* format, XCTimeZone const& zone) const
 {
     // Nothing is an empty text and no error; a value that is no date has no text that could be read back.
@@ -276,13 +287,14 @@ XCErrorID XCDateTimeEx::FromString(XCString const& text, wchar_t const* format, 
     // A format that names neither a date nor a time reads nothing, whatever the text.
     bool good = fields.wantsDate || fields.hasTime;
     if (fields.wantsDate) good = fields.hasDate && fields.GetDate(m_date) && m_date.IsValid();
+    // Read even when the date was bad, so that the value is cleared in one place.
     if (fields.hasTime) good = fields.GetTime(m_time) && good;
     if (!good) {
         SetNull();
         return MakeCoreError(XCErrNoDateTime, text);
     }
-    if (!fields.offsetMinutes)
-        ConvertToUTC(zone);
+    if (!fields.offsetMinutes) ConvertToUTC(zone);
+    // An offset in the text makes the zone of the call irrelevant; a part alone has no instant that it could move.
     else if (IsDateAndTime())
         Shift(m_date, m_time, -std::int64_t{*fields.offsetMinutes} * 60000);
     return XCErrorID::Success;
@@ -294,6 +306,7 @@ bool XCDateTimeEx::AsStructTM(std::tm& time, XCTimeZone const& zone) const noexc
 {
     if (!IsValid()) return false;
     ShownTime const shown = ShownIn(m_date, m_time, zone);
+    // The mark for daylight time is -1, unknown, for a date or a time alone.
     FillStructTM(time, shown.date, shown.time, IsDateAndTime() ? (zone.IsDaylight(*this) ? 1 : 0) : -1);
     return true;
 }

@@ -111,6 +111,7 @@ using namespace xc::datetime;
 void XCDurationEx::Store(std::int64_t count, Unit unit)
 {
     if (count < -kMaxCount || count > kMaxCount) ThrowCount(count, unit);
+    // One value for all that are no unit: two invalid durations compare equal however they came to be.
     m_unit = unit < InvalidUnit ? unit : InvalidUnit;
     m_count = static_cast<std::int32_t>(count);
 }
@@ -187,6 +188,7 @@ XCDurationEx& XCDurationEx::Normalize() noexcept
 {
     // What a unit climbs by; calendar units do not, except months to years.
     constexpr std::int32_t kClimb[8] = {0, 12, 0, 7, 24, 60, 60, 1000};
+    // Twelve months are a year exactly, and nothing else about the calendar is exact.
     bool const months = m_unit == Month;
     while (IsValid() && m_count != 0 && (m_unit > Week || months)) {
         std::int32_t const step = kClimb[m_unit];
@@ -221,6 +223,7 @@ XCDurationEx& XCDurationEx::Add(XCDurationEx const& other, int sign)
     std::int64_t const theirs = other.m_count == 0 ? 1 : Factor(other.m_unit, smaller);
     if (mine == 0 || theirs == 0)
         throw XCDurationExceptionEx(XCString(L"Durations of these units cannot be added"), other);
+    // No overflow on the way: a count of 31 bits times a factor of 31 bits, and two of those, fit in 64.
     Store(m_count * mine + sign * (other.m_count * theirs), smaller);
     return *this;
 }

@@ -31,6 +31,7 @@ XCString PrintSeconds(bool negative, std::uint64_t seconds, std::uint32_t micros
         out.Text(L" days, ");
     }
     auto const rest = static_cast<std::uint32_t>(seconds % 86400);
+    // One digit where one is enough: the hour leads the text, or follows the days as a number of its own.
     out.Number(rest / 3600);
     out.Unit(L':');
     out.TwoDigits(rest / 60 % 60);
@@ -38,6 +39,7 @@ XCString PrintSeconds(bool negative, std::uint64_t seconds, std::uint32_t micros
     out.TwoDigits(rest % 60);
     if (microseconds > 0) {
         unsigned digits = 6;
+        // Ends, because it is entered for a number above zero alone.
         for (; microseconds % 10 == 0; microseconds /= 10) --digits;
         out.Unit(L'.');
         out.Padded(microseconds, digits);
@@ -57,12 +59,15 @@ struct Place {
     std::wstring_view specifier;
 
     [[nodiscard]] wchar_t Letter() const noexcept { return specifier.back(); }
+    // Never before the start: a place has a "%" and a letter at least.
     [[nodiscard]] bool IsLong() const noexcept { return specifier[specifier.size() - 2] == L'l'; }
     /// The number before ":", else 0.
     [[nodiscard]] std::size_t Index() const
     {
         std::size_t const colon = specifier.find(L':');
         if (colon == std::wstring_view::npos) return 0;
+        // What is no number counts as 0, as a missing one does: the first argument is shown, which a reader of the
+        // text will notice sooner than an exception in a message that is hardly ever written.
         return XCString(specifier.substr(1, colon - 1)).AsUint();
     }
 };
@@ -110,16 +115,19 @@ XCString XCPrintf(XCString const& pattern, std::vector<XCString> const& argument
 XCString XCPrintDuration(long const& seconds)
 {
     std::int64_t const value = seconds;
+    // As unsigned: the magnitude of the smallest number fits there and nowhere else.
     auto const magnitude = static_cast<std::uint64_t>(value);
     return PrintSeconds(value < 0, value < 0 ? 0 - magnitude : magnitude, 0);
 }
 
 XCString XCPrintDuration(double const& seconds)
 {
+    // Just below two to the 63rd, so that the conversion below is defined for every double, infinity with it.
     constexpr double kMost = 9.2e18;
     double const magnitude = std::isnan(seconds) ? 0.0 : std::min(std::fabs(seconds), kMost);
     double const whole = std::floor(magnitude);
     auto count = static_cast<std::uint64_t>(whole);
+    // The subtraction is exact, since both are of the same size; only the product rounds.
     auto microseconds = static_cast<std::uint32_t>((magnitude - whole) * 1e6 + 0.5);
     if (microseconds == 1000000) {
         microseconds = 0;

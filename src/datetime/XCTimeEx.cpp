@@ -1,5 +1,11 @@
 // A time of day: a count of milliseconds since midnight. A constructor that is given anything outside the day makes a
 // null value; arithmetic wraps any sum into the day.
+//
+// Counting from midnight makes the order of times the order of the counts and every difference one subtraction. The
+// day has 86,400,000 milliseconds always: a time of day knows no zone, so it knows no hour that a change of the clock
+// skips or repeats, and no leap second; whoever needs those asks for an instant. Durations of whole calendar units
+// (days and longer) move a time by nothing, and only those of hours and below count. Invariant: the count is that of
+// null or lies in 0 to 86,399,999.
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/Calendar.h"
@@ -34,6 +40,8 @@ XCTimeEx XCTimeEx::GetTheCurrentTime(bool local) noexcept
 XCTimeEx& XCTimeEx::Wrap(std::int64_t milliseconds) noexcept
 {
     if (IsNull()) return *this;
+    // The remainder first: the sum of a count and a whole duration could leave 64 bits. It has the sign of the
+    // duration, so the floor below brings what fell before midnight back into the day.
     std::int64_t const sum = m_count + milliseconds % kDayMs;
     m_count = static_cast<std::int32_t>(sum - FloorDiv(sum, kDayMs) * kDayMs);
     return *this;
@@ -41,6 +49,7 @@ XCTimeEx& XCTimeEx::Wrap(std::int64_t milliseconds) noexcept
 
 XCTimeEx& XCTimeEx::operator+=(XCDurationEx const& duration) noexcept
 {
+    // Units are ordered from years down to milliseconds, so this takes hours and everything finer.
     return duration.GetUnit() >= XCDurationEx::Hour ? Wrap(duration.AsMilliSeconds()) : *this;
 }
 
@@ -65,7 +74,9 @@ XCTimeEx XCTimeEx::operator--(int) noexcept
 
 XCDurationEx XCTimeEx::Since(XCTimeEx const& other) const
 {
+    // Not zero: a caller that adds up differences must see that one of them was none.
     if (IsNull() || other.IsNull()) return XCDurationEx::invalid_;
+    // Negative when the other one is later in the day: both belong to no day, so none of them can be of the next.
     return CheckedDuration(std::int64_t{m_count} - other.m_count, XCDurationEx::Millisecond);
 }
 

@@ -51,6 +51,8 @@ ZoneRecord const* FindByName(std::wstring_view name)
     for (auto const& record : book.records)
         // A record with the rules of one moment alone does not stand for the zone of that name.
         if (record->Data().isWhole && text::IsSameNameFolded(record->Data().name, name)) return record.get();
+    // The system's own spelling of the name is the one that is read and kept: a name in other letter case would
+    // otherwise make a record of its own, and two dates in one zone would not compare as being in the same.
     for (std::wstring const& known : win32::ReadZoneNames())
         if (text::IsSameNameFolded(known, name))
             if (auto data = win32::ReadZone(known)) return Keep(book, *std::move(data));
@@ -58,6 +60,7 @@ ZoneRecord const* FindByName(std::wstring_view name)
 }
 
 /// The record of the system's zone. Equal zones share one, so that reading again costs no memory.
+/// The system is asked before the lock is taken: it reads the registry, and no other thread should wait for that.
 ZoneRecord const* ReadLocal()
 {
     win32::ZoneData data = win32::ReadLocalZone();
@@ -83,6 +86,8 @@ ZoneRecord const* LocalRecord() noexcept
 
 ZoneRecord const* UTCRecord()
 {
+    // A record of its own stands for UTC only where null cannot: in the word for the local zone null means "not looked
+    // up".
     static ZoneRecord const* const record = [] {
         win32::ZoneData utc;
         utc.name = utc.standardName = utc.daylightName = L"UTC";
@@ -130,6 +135,7 @@ void XCTimeZone::SetLocal(XCTimeZone const& zone)
 {
     if (zone.m_zone == kLocal) return;
     ZoneRecord const* const record = RecordOf(zone);
+    // Released after the record is whole; the reader's acquire makes its fields visible without a lock.
     localRecord.store(record ? record : UTCRecord(), std::memory_order_release);
     localReplaced.store(true, std::memory_order_relaxed);
 }
@@ -142,12 +148,14 @@ void XCTimeZone::RefreshLocal()
 
 ZoneRecord const* XCTimeZone::Resolve() const noexcept
 {
+    // Looked up at each use, so that dates that say "local" follow a zone that is set or refreshed later.
     return m_zone == kLocal ? LocalRecord() : reinterpret_cast<ZoneRecord const*>(m_zone);
 }
 
 bool XCTimeZone::IsUTCRecord() const noexcept
 {
     ZoneRecord const* const record = RecordOf(*this);
+    // A zone of the system without an offset and without rules is UTC too, whatever its name.
     return !record || record->IsUTC();
 }
 

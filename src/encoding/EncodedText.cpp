@@ -6,6 +6,7 @@
 #include "encoding/EncodedText.h"
 
 #include "encoding/TextErrors.h"
+#include "text/StringAccess.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
 
@@ -30,6 +31,7 @@ void SwapBytes(wchar_t* units, std::size_t count) noexcept
 {
     for (std::size_t i = 0; i < count; ++i) {
         std::uint32_t const unit = text::ToUint(units[i]);
+        // Plain arithmetic on whole units: the compiler makes vectors of it, and UTF-16 of the other order is rare.
         units[i] = static_cast<wchar_t>((unit >> 8 | unit << 8) & 0xFFFF);
     }
 }
@@ -50,6 +52,7 @@ std::optional<UnitBuffer> DecodeUtf16(std::string_view bytes, Encoding encoding)
 UnitBuffer DecodeUtf8Start(std::string_view bytes, std::size_t& used)
 {
     // No character has more units than bytes: one allocation without a count before.
+    // A page of two bytes needs no more units than bytes either.
     UnitBuffer text(bytes.size());
     used = 0;
     if (!bytes.empty()) text.SetLength(xc::text::DecodeUtf8(text.Units(), bytes, used));
@@ -60,6 +63,8 @@ std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
 {
     std::size_t used = 0;
     std::optional<UnitBuffer> text = DecodeUtf8Start(bytes, used);
+    // One bad byte decides against UTF-8 for the whole: half of a text in each of two encodings would be worse than a
+    // guess.
     if (used != bytes.size()) text.reset();
     return text;
 }
@@ -79,6 +84,42 @@ std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes, std::size_t* malfor
     std::memcpy(text.Units(), units.AsWChar(), units.Length() * sizeof(wchar_t));
     text.SetLength(units.Length());
     return text;
+}
+
+/// The text itself where its storage can take n units, else `fresh`.
+XCString& Writable(XCString& text, XCString& fresh, std::size_t n)
+{
+    if (xc::text::StringAccess::CanWrite(text, n)) return text;
+    fresh.Reserve(n + 1);
+    return fresh;
+}
+
+/// Short ones by the stack: a text that cannot be read leaves the target as it was.
+XCErrorID DecodeUtf8Part(XCString& text, std::string_view bytes)
+{
+    constexpr std::size_t kOnStack = 512;
+    std::size_t used = 0;
+    if (bytes.size() <= kOnStack) {
+        wchar_t units[kOnStack];
+        std::size_t const count = xc::text::DecodeUtf8(units, bytes, used);
+        if (used == bytes.size()) text.Assign(units, count);
+    } else if (xc::text::DecodeUtf8(text, bytes, &used)) {
+        return XCErrorID::Success;
+    }
+    return used == bytes.size() ? XCErrorID() : MalformedText(used);
+}
+
+XCErrorID DecodeUtf16Part(XCString& text, std::string_view bytes, Encoding encoding)
+{
+    std::size_t const count = bytes.size() / sizeof(wchar_t);
+    if (bytes.size() % sizeof(wchar_t) != 0) return MalformedText(bytes.size() - 1);
+    XCString fresh;
+    XCString& target = Writable(text, fresh, count);
+    if (count != 0) std::memcpy(xc::text::StringAccess::Units(target), bytes.data(), bytes.size());
+    if (encoding == Encoding::Utf16BE) SwapBytes(xc::text::StringAccess::Units(target), count);
+    xc::text::StringAccess::SetLength(target, count);
+    if (&target == &fresh) text.Swap(fresh);
+    return XCErrorID::Success;
 }
 
 void AppendUtf16(std::string& bytes, std::wstring_view text, Encoding encoding)
@@ -109,12 +150,10 @@ XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
 
 std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
 {
-    for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE}) {
-        std::string_view const mark = ByteOrderMark(marked);
-        if (!bytes.starts_with(mark)) continue;
-        encoding = marked;
-        bytes.remove_prefix(mark.size());
-        return marked == Encoding::Utf8WithMark ? DecodeUtf8(bytes) : DecodeUtf16(bytes, marked);
+    if (std::optional<Encoding> const marked = MarkedEncoding(bytes)) {
+        encoding = *marked;
+        bytes.remove_prefix(ByteOrderMark(encoding).size());
+        return encoding == Encoding::Utf8WithMark ? DecodeUtf8(bytes) : DecodeUtf16(bytes, encoding);
     }
     encoding = Encoding::Utf8;
     if (std::optional<UnitBuffer> text = DecodeUtf8(bytes)) return text;
@@ -133,6 +172,23 @@ UnitBuffer DecodeStart(std::string_view bytes, Encoding encoding)
     case Encoding::Ansi: (void)DecodeAnsi(bytes, &at); return DecodeAnsi(bytes.substr(0, at)).value_or(UnitBuffer(0));
     default: return DecodeUtf8Start(bytes, at);
     }
+}
+
+XCErrorID DecodePart(XCString& text, std::string_view bytes, Encoding encoding)
+{
+    switch (encoding) {
+    case Encoding::Utf16LE:
+    case Encoding::Utf16BE: return DecodeUtf16Part(text, bytes, encoding);
+    case Encoding::Ansi: return XCCodePageConverter().ToUnicode(text, bytes);
+    default: return DecodeUtf8Part(text, bytes);
+    }
+}
+
+std::optional<Encoding> MarkedEncoding(std::string_view bytes) noexcept
+{
+    for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE})
+        if (bytes.starts_with(ByteOrderMark(marked))) return marked;
+    return std::nullopt;
 }
 
 std::string_view ByteOrderMark(Encoding encoding) noexcept

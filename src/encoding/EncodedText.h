@@ -33,6 +33,13 @@ std::optional<UnitBuffer> DecodeText(std::string_view bytes, XCTextEncoding& enc
 /// The text before the first byte that is no text, of bytes that DecodeText has refused in this encoding.
 UnitBuffer DecodeStart(std::string_view bytes, XCTextEncoding encoding);
 
+/// A part of a text without its mark, such as a line. Bad (XCErrMalformedText), and the text as it was, when the bytes are
+/// no text in the encoding. Storage of `text` that nobody shares is used again.
+XCErrorID DecodePart(XCString& text, std::string_view bytes, XCTextEncoding encoding);
+
+/// The encoding whose mark the bytes begin with; nothing when they begin with none.
+std::optional<XCTextEncoding> MarkedEncoding(std::string_view bytes) noexcept;
+
 /// The byte order mark with which a file in that encoding begins; none for some.
 std::string_view ByteOrderMark(XCTextEncoding encoding) noexcept;
 

@@ -17,6 +17,8 @@ namespace {
 /// Units that people type for one another.
 wchar_t Folded(wchar_t unit) noexcept
 {
+    // The narrow no-break space of newer systems for the one that people can type, and the typographic apostrophe for
+    // the plain one.
     if (unit == 0x202F) return 0xA0;
     return unit == 0x2019 ? L'\'' : unit;
 }
@@ -95,6 +97,7 @@ private:
         for (std::size_t i = 0; i < m_separators.size(); ++i) {
             Separator const& separator = m_separators[m_separators.size() - 1 - i];
             std::size_t const size = m_locale.GetGroupSize(i);
+            // Counted from the decimal mark: the last group is the first to be judged.
             bool const fits = size != 0 && expected > size && separator.digitsBefore == expected - size;
             if (!fits) {
                 m_at = separator.position;
@@ -114,6 +117,7 @@ private:
         std::size_t const mark = MarkAt(m_locale.GetDecimal());
         if (mark == 0) return;
         bool const follows = IsDigitAt(mark);
+        // A mark alone is no number.
         if (!follows && (m_spelled.empty() || m_spelled == "-")) return;
         m_at += mark;
         if (!follows) return;
@@ -125,6 +129,7 @@ private:
     {
         if (Unit() != L'e' && Unit() != L'E') return;
         bool const isSigned = Unit(1) == L'-' || Unit(1) == L'+';
+        // Otherwise the e belongs to what follows, such as the unit of a measure.
         if (!IsDigitAt(isSigned ? 2 : 1)) return;
         TakeDigit();
         if (isSigned) TakeDigit();

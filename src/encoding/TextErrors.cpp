@@ -1,3 +1,8 @@
+// The errors of conversions, made in one place so that each has the same parameters wherever it happens: the position
+// in bytes or units from the start of what was converted, and for a unit without bytes its number.
+//
+// Errors travel to programs built apart, where a long has 32 bits, so a position past two thousand million is shown as
+// the largest one.
 #include "encoding/TextErrors.h"
 
 #include "errors/CoreError.h"
@@ -8,15 +13,10 @@
 
 namespace xc::encoding {
 
-namespace {
-
-/// A position as the parameter of an error; far ones stay at the largest number that it holds.
 long PositionParameter(std::size_t position) noexcept
 {
     return static_cast<long>(std::min<std::size_t>(position, INT32_MAX));
 }
-
-} // namespace
 
 XCErrorID MalformedText(std::size_t position)
 {

@@ -7,6 +7,8 @@ class XCErrorID;
 
 namespace xc::encoding {
 
+/// A place as a parameter of an error, which holds 32 bits: one beyond them is told as the last that fits.
+long PositionParameter(std::size_t position) noexcept;
 /// Bytes that are no text in their encoding, from `position` on.
 XCErrorID MalformedText(std::size_t position);
 /// A unit (or the first of a surrogate pair) that the encoding cannot hold.

@@ -20,6 +20,7 @@ std::vector<std::size_t> GroupsOf(std::wstring_view grouping)
     std::vector<std::size_t> sizes;
     for (wchar_t const unit : grouping)
         if (unit >= L'0' && unit <= L'9') sizes.push_back(static_cast<std::size_t>(unit - L'0'));
+    // "3;0": the 0 goes, and the last size repeats by itself. "3": a 0 comes, and nothing does.
     if (sizes.size() > 1 && sizes.back() == 0)
         sizes.pop_back();
     else if (!sizes.empty() && sizes.back() != 0)
@@ -35,6 +36,7 @@ XCDateOrder OrderOf(std::wstring_view picture)
     for (wchar_t const unit : picture) {
         if (unit == L'\'') quoted = !quoted;
         bool const isPart = unit == L'd' || unit == L'M' || unit == L'y';
+        // Each part once: "dddd, d. MMMM" names the day twice.
         if (quoted || !isPart || found == 3 || std::find(order, order + found, unit) != order + found) continue;
         order[found++] = unit;
     }

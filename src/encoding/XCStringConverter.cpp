@@ -136,12 +136,14 @@ std::size_t FirstUnwritable(xc::win32::CodePageFacts const& page, std::wstring_v
         if (!WriteStrictly(page, units.substr(i, pair ? 2 : 1))) break;
         i += pair ? 2 : 1;
     }
+    // The whole text may fail where each character alone does not; the last one then stands for it.
     return std::min(i, units.size() - 1);
 }
 
 /// The converter that stands for a page that needs no system; null for the others.
 XCStringConverter const* OwnConverter(unsigned int codePage)
 {
+    // Converters have no state: one of each serves all threads.
     static XCSmartPtrToConst<XCStringConverter> const utf8(new XCUTF8Converter);
     static XCSmartPtrToConst<XCStringConverter> const latin1(new XCLatin1Converter);
     return codePage == kUtf8Page ? utf8.GetPtr() : codePage == kLatin1Page ? latin1.GetPtr() : nullptr;

@@ -10,6 +10,7 @@
 #include <XelbrinCore/XCStringStream.h>
 
 #include "encoding/NumberScan.h"
+#include "encoding/TextErrors.h"
 #include "errors/CoreError.h"
 #include "text/NumberText.h"
 #include "text/Units.h"
@@ -22,6 +23,7 @@ using xc::text::StringAccess;
 
 namespace {
 
+// More decimals than any double has that somebody will compare; a bound keeps the digits on the stack.
 constexpr int kMostDecimals = 50;
 constexpr std::size_t kMostDigits = 400; // the largest number has 309 digits before the point
 
@@ -56,6 +58,7 @@ void AppendAscii(std::wstring& to, std::string_view ascii)
 /// The whole digits with the separators of the locale.
 void AppendGrouped(std::wstring& to, std::string_view digits, XCLocale const& locale)
 {
+    // Counted from the right, because that is where the groups of every locale begin; written from the left.
     std::vector<std::size_t> ends; // of the groups, from the right
     std::size_t left = digits.size();
     for (std::size_t i = 0; locale.GetGroupSize(i) != 0 && left > locale.GetGroupSize(i); ++i) {
@@ -86,16 +89,12 @@ template <class Digits>
 void AppendPadded(XCString& to, Digits digits, XCNumberFormat const& format)
 {
     std::size_t const fill = format.width - std::min(format.width, digits.size());
+    // Zeros belong to the number, blanks stand before it.
     std::size_t const sign = fill != 0 && format.fill == L'0' && digits.starts_with('-') ? 1 : 0;
     wchar_t* place = StringAccess::Extend(to, fill + digits.size());
     place = std::copy_n(digits.begin(), sign, place);
     place = std::fill_n(place, fill, format.fill);
     std::copy(digits.begin() + static_cast<std::ptrdiff_t>(sign), digits.end(), place);
-}
-
-long PositionParameter(std::size_t position) noexcept
-{
-    return static_cast<long>(std::min<std::size_t>(position, INT32_MAX));
 }
 
 } // namespace
@@ -121,6 +120,7 @@ XCString XCStringStream::Take()
 {
     m_position = 0;
     m_error = XCErrorID::Success;
+    // The text leaves without a copy, and the stream is as new: nothing of it is shared with what was taken.
     XCString taken;
     taken.Swap(m_text);
     return taken;
@@ -178,6 +178,7 @@ XCStringStream& XCStringStream::Write(double value, XCNumberFormat const& format
     using Form = XCNumberFormat::Form;
     char digits[kMostDigits];
     char* const last = digits + kMostDigits;
+    // A format may come from outside: the digits below have room for what is asked here, and no more.
     int const decimals = std::clamp(format.decimals, 0, kMostDecimals);
     auto const how = format.form == Form::Fixed ? std::chars_format::fixed : std::chars_format::scientific;
     std::to_chars_result const written = format.form == Form::Shortest
@@ -201,7 +202,7 @@ bool XCStringStream::AtEnd() const noexcept
 
 void XCStringStream::Fail(long code, std::size_t position)
 {
-    m_error = xc::errors::MakeCoreError(static_cast<XCCoreError>(code), PositionParameter(position));
+    m_error = xc::errors::MakeCoreError(static_cast<XCCoreError>(code), xc::encoding::PositionParameter(position));
 }
 
 /// Goes to the next value. @return false when there is none, or after a failure.
@@ -246,8 +247,10 @@ bool XCStringStream::ReadWithin(Number& value, int base, std::size_t bytes)
     std::size_t const before = m_position;
     Number read = 0;
     if (!ReadNumber(read, base)) return false;
+    // Shifting the limits of 64 bits gives those of the smaller type, with and without sign.
     if (read > Limits::max() >> (64 - 8 * bytes) || read < Limits::min() >> (64 - 8 * bytes)) {
         m_position = before;
+        // The position of the number, after the blanks before it.
         if (Begin()) Fail(XCErrNumberRange, m_position);
         return false;
     }
@@ -276,6 +279,7 @@ XCStringStream& XCStringStream::operator>>(XCString& word)
     if (!Begin()) return *this;
     std::wstring_view const left = m_text.View().substr(m_position);
     auto const end = std::find_if(left.begin(), left.end(), xc::text::IsSpace);
+    // Before the position moves: out of memory leaves the stream where it was.
     word = XCString(std::wstring_view(left.begin(), end));
     m_position += static_cast<std::size_t>(end - left.begin());
     return *this;
@@ -289,6 +293,7 @@ XCStringStream& XCStringStream::ReadLine(XCString& line)
     std::size_t const feed = read.find(L'\n');
     read = read.substr(0, feed);
     m_position += read.size() + (feed == std::wstring_view::npos ? 0 : 1);
+    // A return without a feed is part of the text.
     if (feed != std::wstring_view::npos && read.ends_with(L'\r')) read.remove_suffix(1);
     line = XCString(read);
     return *this;

@@ -53,6 +53,7 @@ std::string RecordHead()
 {
     win32::WallTime const now = win32::LocalNow();
     char head[80];
+    // Process and thread are part of the record, because several of both append to one file.
     std::snprintf(head, sizeof head, "%04d-%02d-%02d %02d:%02d:%02d.%03d [process %lu, thread %lu] ", int{now.year},
                   int{now.month}, int{now.day}, int{now.hour}, int{now.minute}, int{now.second}, int{now.millisecond},
                   win32::ProcessId(), win32::ThreadId());
@@ -63,6 +64,7 @@ std::string RecordHead()
 
 std::wstring TemporaryFolder()
 {
+    // A variable that names no folder is passed over: it is more often a slip than a wish for no log.
     for (wchar_t const* const name : {L"TMP", L"TMPDIR"}) {
         std::optional<std::wstring> folder = win32::ReadEnvironment(name);
         if (folder && win32::IsFolder(win32::SystemPath(*folder))) return *std::move(folder);
@@ -109,10 +111,12 @@ win32::SystemPath PathOfLog()
 bool AppendToErrorLog(XCString const& message, XCString const& stack)
 {
     win32::SystemPath const path = PathOfLog();
+    // An empty name turns the log off.
     if (path.IsEmpty()) return false;
     std::string record = RecordHead();
     text::AppendIndented(record, message.View(), kLineEnd);
     if (!stack.IsNull()) text::AppendIndented(record, (L"\n" + stack).View(), kLineEnd);
+    // Which plug-ins this thread was in: the stack names functions, but not whose they are.
     XCString const calls = RunningCallsText(win32::ThreadId());
     if (!calls.IsNull()) text::AppendIndented(record, (L"\n" + calls).View(), kLineEnd);
     record += kLineEnd;

@@ -28,12 +28,15 @@ FixedTexts const& g_fixed = *new FixedTexts;
 XCString FromBytes(char const* bytes)
 {
     std::string_view const given = bytes ? bytes : "";
+    // Leniently: the bytes come from code that nobody here knows, and a text with marks in it says more than none.
     std::wstring units(given.size(), L'\0');
     units.resize(text::DecodeUtf8Leniently(units.data(), given));
     return XCString(units);
 }
 
 /// @throws what the exception throws while it makes its text.
+/// The order is that of the classes: the library's own texts are wide already, and out of memory is answered without
+/// asking the exception, whose answer might need some.
 XCString MessageOfException()
 {
     try {

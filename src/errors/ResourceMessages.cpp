@@ -88,6 +88,8 @@ wchar_t const* RCMessageSource::GetDefaultLanguage() const
 XCErrorID RCMessageSource::GetText(XCString& text, long code, XCFormatContext const& context) const
 {
     long language = GetLanguageID(context.GetLanguage());
+    // Asked again for the neutral one below even when the fallback is the wanted language: a needless look is cheaper
+    // than a rule with more cases.
     if (!HasMessage(code, language)) language = GetLanguageID(context.GetFallbackLanguage());
     if (!HasMessage(code, language)) language = kNeutralLanguage;
     if (RetrieveMessage(text, code, language)) return XCErrorID::Success;
@@ -121,6 +123,7 @@ RCStringTableMsgSource::~RCStringTableMsgSource() = default;
 
 bool RCStringTableMsgSource::RetrieveMessage(XCString& text, long id, long) const
 {
+    // The language is not used: the system chooses among string tables by itself.
     text = xc::win32::LoadStringText(GetModule(), static_cast<unsigned int>(id));
     return !text.IsNull();
 }
@@ -146,6 +149,7 @@ bool RCMessageTableSource::RetrieveMessage(XCString& text, long id, long languag
         text = message;
         return true;
     }
+    // The text is set all the same: a caller that does not look at the verdict shows at least where it went wrong.
     int const error = static_cast<int>(xc::win32::LastError());
     text = L"Internal Error in RCMessageTableSource::RetrieveMessage";
     std::printf("Error %d from FormatMessage\n", error);

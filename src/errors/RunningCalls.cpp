@@ -3,6 +3,10 @@
 // written: each slot carries a version that is odd meanwhile, and a copy counts only when the version was even and is
 // unchanged after it (a sequence lock). Texts are kept as atomic units, so that such a race is one of values alone.
 // Invariant: a slot in use with an even version holds one whole note.
+//
+// What it is for: when a plug-in never returns or brings the process down, the note of its call names it, its file and
+// the time it has taken. Such a report is written when nothing may be relied on any more, perhaps while the thread
+// that holds a lock is dead; so no lock may be needed to read, and none is taken to write either.
 #include "errors/RunningCalls.h"
 
 #include "win32/Clock.h"
@@ -31,6 +35,7 @@ using SharedText = std::array<std::atomic<wchar_t>, N>;
 template <std::size_t N>
 void Put(SharedText<N>& to, std::wstring_view text) noexcept
 {
+    // Cut, not refused: the head of a name serves its reader, and a note must not allocate.
     std::size_t const count = std::min(text.size(), N - 1);
     for (std::size_t i = 0; i < count; ++i) to[i].store(text[i], kShown);
     to[count].store(L'\0', kShown);
@@ -40,6 +45,7 @@ template <std::size_t N>
 void Get(SharedText<N> const& from, wchar_t (&to)[N]) noexcept
 {
     std::size_t i = 0;
+    // Bounded by the room too: while the slot is being rewritten the zero may stand anywhere, or nowhere.
     while (i < N - 1 && (to[i] = from[i].load(kSeen)) != L'\0') ++i;
     to[i] = L'\0';
 }
@@ -56,6 +62,7 @@ struct RunningCall::Slot {
     SharedText<CallNote::kNameUnits> name{};
     SharedText<CallNote::kPathUnits> path{};
 
+    // The look before the exchange leaves slots that are in use unwritten, and so in the caches of their threads.
     [[nodiscard]] bool Take() noexcept { return !used.load(kRelaxed) && !used.exchange(true); }
 
     /// False when the slot is free, or was written meanwhile.
@@ -81,12 +88,14 @@ struct RunningCall::Slot {
         thread.store(win32::ThreadId(), kShown);
         operation.store(what, kShown);
         Put(name, whose);
+        // The end of a path tells more than its beginning.
         Put(path, where.substr(where.size() - std::min(where.size(), CallNote::kPathUnits - 1)));
         version.fetch_add(1, std::memory_order_release);
     }
 
     void GiveBack() noexcept
     {
+        // By two: the version stays even, and a reader in the middle of the slot still sees that it has changed.
         operation.store(nullptr, kRelaxed);
         version.fetch_add(2, std::memory_order_release);
         used.store(false, std::memory_order_release);
@@ -105,6 +114,7 @@ struct Block {
 /// Never destroyed: plug-ins may run while the process ends.
 Block& FirstBlock() noexcept
 {
+    // In static storage: the first 32 calls need no memory, also when the reason for the report is that there is none.
     alignas(Block) static unsigned char storage[sizeof(Block)];
     static Block* const first = new (storage) Block;
     return *first;
@@ -171,6 +181,7 @@ std::size_t CopyRunningCalls(CallNote* notes, std::size_t room) noexcept
 void ForgetCallsOf(unsigned long thread) noexcept
 {
     ForEachSlot([&](Slot& slot) {
+        // For a thread that was ended from outside: its destructors have not run, and its notes would stand for ever.
         if (slot.used && slot.thread == thread) slot.GiveBack();
     });
 }
@@ -182,6 +193,7 @@ XCString RunningCallsText(unsigned long thread)
     ForEachSlot([&](Slot const& slot) {
         if (slot.Read(note) && note.thread == thread) notes.push_back(note);
     });
+    // The innermost call first, as in a stack; slots are taken wherever one is free, so their order tells nothing.
     std::ranges::sort(notes, std::greater<>(), &CallNote::order);
     XCString text;
     for (CallNote const& each : notes) text += (text.IsNull() ? L"" : L"\n") + LineOf(each);

@@ -79,6 +79,7 @@ XCString SignalMessage(unsigned long seHNumber)
 class XCException::State final : public XCRefCount {
 public:
     explicit State(XCString const& message) : m_message(message) {}
+    // Success has a fixed text and is kept as a message; the text of a failure waits until somebody reads it.
     explicit State(XCErrorID const& error) : m_message(error.Good() ? error.AsString() : XCString()), m_error(error) {}
 
     void Keep(XCStackDump const& stack, bool disabled) noexcept
@@ -107,6 +108,7 @@ public:
     }
     XCErrorID ErrorID() const
     {
+        // A message alone becomes an error as well, so that a handler can treat all exceptions alike.
         return m_error.Bad() ? m_error : XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(m_message)));
     }
 
@@ -156,6 +158,7 @@ char const* XCException::what() const noexcept
     try {
         return m_state->Narrow().c_str();
     } catch (...) {
+        // A literal: what() must answer, and there may be no memory for the text that was asked for.
         return "XCException";
     }
 }

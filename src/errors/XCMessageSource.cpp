@@ -1,5 +1,10 @@
 // Message texts in memory. An absent text is no failure here: the source answers with a fixed sentence, so that a
 // program whose messages are incomplete still says something.
+//
+// The texts are kept in an ordered map: they are few, are added one by one while a program starts, and are read far
+// more seldom than they are added. Nothing here locks. A source is filled before it is shared, and from then on only
+// read; that is the contract of all sources, because the others read resources that never change. Placing arguments
+// into a text is the same for every source and stands in SourceText.
 #include <XelbrinCore/XCMessageSource.h>
 
 #include "errors/SourceText.h"
@@ -11,6 +16,7 @@ XCInRAMMessageSource::~XCInRAMMessageSource() = default;
 
 void XCInRAMMessageSource::Add(long code, XCString const& text)
 {
+    // A later text replaces an earlier one, so that a program can override a message of a library.
     m_texts.insert_or_assign(code, text);
 }
 bool XCInRAMMessageSource::IsValid() const
@@ -34,6 +40,7 @@ XCErrorID XCInRAMMessageSource::GetText(XCString& text, long code, XCFormatConte
 }
 XCErrorID XCInRAMMessageSource::GetAvailableLanguages(std::vector<XCString>& languages) const
 {
+    // One source has one language: the texts of another one make another source.
     languages.assign(1, m_language);
     return XCErrorID::Success;
 }

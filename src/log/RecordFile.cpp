@@ -27,6 +27,7 @@ void RecordFile::SetTarget(win32::SystemPath path, Start start)
 
 bool RecordFile::MayTry() const noexcept
 {
+    // A file that failed is left alone for a while: each try may wait for a dead share, in the thread that logs.
     return m_valid || win32::TickMs() >= m_nextTry;
 }
 
@@ -50,6 +51,7 @@ try {
     m_start = Start::Append;
     m_valid = true;
     m_fileSize = m_file.Size();
+    // The day of a file that was already there is told by the file, not by this process.
     if (m_rotation) m_rotation->OnOpened(m_path, m_fileSize);
     return true;
 } catch (std::exception const&) {
@@ -67,7 +69,9 @@ try {
     if (size == 0) return;
     m_records.push_back({size, m_rotation ? m_rotation->Today() : 0});
     m_complete += size;
+    // While the process ends every record is written at once: there may be no later.
     if ((writeNow || m_exiting || m_complete >= kBlock) && MayTry()) Flush();
+    // The newest goes, not the oldest: the first records of a failure say how it began.
     if (m_complete > kMostHeld) DropLastRecord();
 } catch (std::exception const&) {
     DropRecord(L"No memory for a record for");
@@ -123,6 +127,7 @@ bool RecordFile::Write(std::size_t count) noexcept
     std::size_t const written = m_file.Write(bytes, m_cut, error);
     m_cut = {};
     if (error == 0) {
+        // What the cut record had in the file already was counted when it was written.
         m_fileSize += written - before;
         m_continues = true;
         Consume(written);
@@ -137,6 +142,7 @@ bool RecordFile::Write(std::size_t count) noexcept
 
 void RecordFile::Consume(std::size_t count) noexcept
 {
+    // The rest moves to the front. It is short as a rule, since a write takes everything that fits.
     m_pending.erase(0, count);
     m_complete -= count;
     auto whole = m_records.begin();
@@ -154,6 +160,7 @@ void RecordFile::Close() noexcept
 void RecordFile::GiveUp() noexcept
 {
     m_failures.NoteLost(m_records.size(), m_path.Text(), m_lastError);
+    // Once a file: a disk that is full would fill the console as well.
     if (!m_toldLoss) TellError(m_failures.Last().View());
     m_toldLoss = true;
     m_pending.clear();

@@ -90,6 +90,7 @@ void AppendJsonFields(std::string& to, std::span<XCLogField const> fields)
 XCString FromBytes(std::string_view bytes)
 {
     std::wstring units(bytes.size(), L'\0');
+    // No text has more units than its bytes, so the space is enough and is only ever cut.
     units.resize(text::DecodeUtf8Leniently(units.data(), bytes));
     return XCString(std::wstring_view(units));
 }
@@ -112,6 +113,7 @@ void AppendText(std::string& to, std::wstring_view text)
 {
     constexpr std::size_t kShort = 256;
     if (text.size() > kShort) return text::AppendUtf8(to, text); // counts first, reserves no more than needed
+    // Encoded on the stack and appended once: most records are short, and counting them first would read them twice.
     char bytes[text::MaxUtf8Bytes(kShort)];
     to.append(bytes, text::EncodeUtf8(bytes, text));
 }
@@ -123,6 +125,7 @@ void AppendOnOneLine(std::string& to, std::wstring_view text)
         AppendText(to, text.substr(0, feed));
         if (feed == text.size()) return;
         text.remove_prefix(feed + 1);
+        // The last feed ends the record; every other one only looked as if it did.
         to += text.empty() ? "\r\n" : "~";
     }
 }

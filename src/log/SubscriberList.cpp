@@ -47,6 +47,7 @@ struct ListRegister {
 
 ListRegister& AllLists()
 {
+    // Never destroyed: threads end after the static objects of the library.
     static ListRegister& lists = *new ListRegister;
     return lists;
 }
@@ -78,6 +79,7 @@ void SubscriberList::OnThreadEnd(std::uint64_t thread) noexcept
             if (i >= known.lists.size()) return;
             list = known.lists[i].lock();
         }
+        // Outside the register's section: a subscriber that is served now may make a list of its own.
         if (list) list->FlushThread(thread);
     }
 }
@@ -86,6 +88,7 @@ void SubscriberList::FlushThread(std::uint64_t thread) noexcept
 {
     std::lock_guard const hold(m_section);
     for (std::size_t i = 0; i < m_buffers.size(); ++i)
+        // By index: a subscriber may make a stream meanwhile, and the list of buffers grows.
         if (m_buffers[i]->HasPending()) m_buffers[i]->FlushThread(thread);
 }
 
@@ -117,6 +120,7 @@ bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
         auto const entry = std::find_if(m_entries.begin(), m_entries.end(),
                                         [&](Entry const& e) { return subscriber && e.subscriber == subscriber; });
         if (entry != m_entries.end()) {
+            // The entry stays until no delivery walks over it; it is empty from now on.
             released = std::exchange(entry->subscriber, {});
             continue;
         }
@@ -155,6 +159,7 @@ void SubscriberList::Unregister(XCLogStreamBuf& buffer) noexcept
     std::lock_guard const hold(m_section);
     std::erase(m_buffers, &buffer);
     for (Entry& entry : m_entries)
+        // The address may be used again for another stream, which must not inherit the subscribers of this one.
         if (entry.only == &buffer) entry = {{}, nullptr, nullptr};
     if (!m_delivering) Compact();
 }
@@ -180,6 +185,7 @@ void SubscriberList::Refresh(XCLogStreamBuf& buffer) noexcept
             highest = std::max<std::int64_t>(highest, entry.subscriber->GetDesiredLevel());
     highest = std::min<std::int64_t>(highest, buffer.m_limit);
     buffer.m_highest.store(highest, std::memory_order_relaxed);
+    // Kept in the stream itself, so that a text nobody wants costs one load and no lock.
     buffer.m_interested.store(buffer.GetLevel() <= highest, std::memory_order_relaxed);
 }
 
@@ -250,12 +256,15 @@ void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring
     m_record.Set(text, fields);
     Serve();
     while (!m_queue.empty()) {
+        // One after the other and not from within Queue: subscribers that answer each other do not nest, whatever they
+        // log.
         m_record = std::move(m_queue.front());
         m_queue.pop_front();
         Serve();
     }
     m_record.authors.clear();
     m_record.fields.clear();
+    // One large record must not cost its size for ever.
     if (m_record.text.Capacity() > kMostKeptUnits) m_record.text = XCString();
     Compact();
 }
@@ -266,6 +275,7 @@ void SubscriberList::Queue(XCLogStreamBuf const& from, int level, std::wstring_v
 {
     Record record{&from, level, {}, m_record.authors};
     record.Set(text, fields);
+    // With the authors of the record that is being served: a chain of answers never comes back to any of them.
     if (m_busy) record.authors.push_back(m_busy);
     m_queue.push_back(std::move(record));
 }
@@ -326,6 +336,7 @@ try {
     XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceLog, L"XCLogManager", L"a log subscriber failed: %s",
                  what.AsWChar());
 } catch (...) {
+    // No memory for the words: the failure is counted at least.
     m_failures.Note(XCString());
 }
 

@@ -59,6 +59,8 @@ std::optional<int> SubjectNumber(std::wstring_view item) noexcept
     for (wchar_t const unit : item) {
         int const digit = DigitValue(unit);
         value = value * static_cast<std::uint64_t>(base) + static_cast<std::uint64_t>(digit);
+        // Tested in each step, so that no number of digits can wrap around to a small one. 99 stands for no digit at
+        // all.
         if (digit >= base || value > 0xFFFFFFFF) return std::nullopt;
     }
     return static_cast<int>(static_cast<std::uint32_t>(value));
@@ -80,6 +82,7 @@ TraceSubjects ParseTraceSubjects(std::wstring_view list)
         std::size_t const end = std::min(list.find(L',', at), list.size());
         std::wstring const item = RemoveWhiteSpace(list.substr(at, end - at));
         at = end + 1;
+        // Commas too many are no fault.
         if (item.empty()) continue;
         std::optional<int> const mask = SubjectMask(item);
         found.mask |= mask.value_or(0);
@@ -105,6 +108,7 @@ XCString DescribeTraceSubjects(int mask)
         add(subject.name);
         rest &= ~bit;
     }
+    // Bits that have no name are shown as their number, which reads back.
     if (rest != 0) add(Digits(rest).View());
     return names;
 }

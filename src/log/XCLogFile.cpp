@@ -114,6 +114,7 @@ XCErrorID XCLogFile::Open(XCString const& path)
 {
     std::lock_guard const hold(m_data->section);
     m_data->file.SetTarget(xc::win32::SystemPath(path.View()), xc::log::RecordFile::Start::Append);
+    // Under the section: a record of another thread sees the old file or the new one.
     m_data->opened = m_data->file.Open();
     if (m_data->opened) return {};
     return xc::errors::MakeFileError(XCErrLogCannotOpen, path, m_data->file.LastError());
@@ -134,6 +135,7 @@ void XCLogFile::Close()
 bool XCLogFile::Flush()
 {
     std::lock_guard const hold(m_data->section);
+    // A closed log has nothing to lose, so flushing it succeeds.
     return !m_data->opened || m_data->file.Flush();
 }
 
@@ -149,6 +151,7 @@ void XCLogFile::SetAutoFlush(bool autoFlush)
 
 void XCLogFile::PutDateTime()
 {
+    // Not complete: the stamp begins a line that PutString ends.
     m_data->Add(false, [this](std::string& bytes) { bytes += m_data->stamp.Text(); });
 }
 
@@ -184,6 +187,7 @@ void XCLogFile::WriteArgs(wchar_t const* format, XCFormatArgs const& arguments)
 
 void XCLogFile::LogFormatted(wchar_t const* format, xc::text::FormatSource& source)
 {
+    // Formatted outside the section: threads hold each other up for the copy of a line, not for making it.
     wchar_t buffer[xc::log::kFormatUnits];
     std::wstring_view const line = xc::log::FormatMessageLine(buffer, format, source);
     bool const ownEnd = !xc::log::EndsInLineFeed(format);

@@ -21,6 +21,7 @@ struct XCLogChannel::LevelStream {
     LevelStream(XCLogChannel& channel, int level_)
         : level(level_), stream(channel.m_subscribers, channel.m_name, &channel.m_stream.GetBuffer())
     {
+        // Once: the level of such a stream is its name in the list.
         stream.SetLoggingLevel(level);
     }
     int level;
@@ -41,6 +42,8 @@ XCLogStream& XCLogChannel::GetStream(int level)
     // The order of one thread's texts: those at other levels go out first.
     m_stream.OnEOL();
     LevelStream* found = nullptr;
+    // Streams that join after this look are of other threads; the texts of this thread are all in the streams it has
+    // seen.
     LevelStream* const first = m_levelStreams.load();
     for (LevelStream* other = first; other; other = other->next) {
         if (other->level == level)
@@ -51,6 +54,7 @@ XCLogStream& XCLogChannel::GetStream(int level)
     if (found) return found->stream;
     auto fresh = std::make_unique<LevelStream>(*this, level);
     fresh->next = first;
+    // The exchange succeeds only while the head is the one that was searched, so no level is ever listed twice.
     LevelStream* expected = first;
     // Another thread may have been quicker, perhaps with this very level.
     if (!m_levelStreams.compare_exchange_strong(expected, fresh.get())) return GetStream(level);
@@ -78,6 +82,7 @@ XCLogManager::~XCLogManager()
 /// Never destroyed: destructors of static objects may log after everything else of the library has gone.
 XCLogManager& XCLogManager::Get()
 {
+    // Flushed before the files are closed at the end of the process: text that no line end has sent yet still arrives.
     static XCLogManager* const instance = [] {
         auto manager = std::make_unique<XCLogManager>();
         xc::log::AtExit::BeforeFiles([] { Get().Flush(); });
@@ -117,6 +122,7 @@ XCLogChannel* XCLogManager::GetChannel(XCString const& name) const
 
 XCLogChannel& XCLogManager::GetOrAddChannel(XCString const& name)
 {
+    // Asked first without building: nearly every call finds its channel.
     if (XCLogChannel* const known = GetChannel(name)) return *known;
     auto channel = std::make_unique<XCLogChannel>(m_subscribers, name);
     std::lock_guard const hold(m_section);
@@ -172,6 +178,7 @@ XCSmartPtrVector<XCLogSubscriberI> XCLogManager::GetSubscribers() const
 /// Needs no memory: destructors flush. Delivery runs without the lock, since subscribers may ask for channels.
 void XCLogManager::Flush()
 {
+    // By index and not by iterator: a subscriber may add channels meanwhile, and these are flushed too.
     for (std::size_t i = 0; XCLogChannel* const channel = GetChannel(i); ++i) channel->FlushStreams();
     m_subscribers->FlushSubscribers();
 }

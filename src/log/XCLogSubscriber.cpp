@@ -5,6 +5,10 @@
 // layouts other than AsIs are made as bytes first and decoded again, which keeps one body for each layout and costs
 // nothing that a console would show. Files open with their first block; failures are counted there and tried again with
 // the next block.
+//
+// The first text of a block after the lock decides its place in the file: channels, threads and lists may race up to
+// there, and from there on the order is the order of the section. A rotating file and a JSON file are the file
+// subscriber with a rotation or a layout set, not classes with bodies of their own.
 #include <XelbrinCore/XCLogPattern.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 
@@ -66,6 +70,8 @@ struct XCConsoleLogSubscriber::Data {
         XCString shaped = text; // the common case needs no bytes at all
         if (!layout.IsAsIs()) {
             LayOut(channel, level, text);
+            // A block that no longer decodes (half a surrogate pair became three bytes that are no UTF-8) goes out as
+            // bytes.
             if (!xc::text::DecodeUtf8(shaped, bytes)) return WriteBytes();
         }
         std::wstring colored;
@@ -116,6 +122,7 @@ void XCConsoleLogSubscriber::OnChannelFlush(XCString const& channel, int level, 
     if (!IsInterested(level)) return;
     std::lock_guard const hold(m_data->section);
     unsigned long const error = m_data->Write(channel, level, text);
+    // Counted, not thrown: logging never fails the call that logs.
     if (error != 0) m_data->failures.NoteFile(L"Cannot write", L"standard output", error);
 }
 
@@ -135,6 +142,7 @@ struct XCFileLogSubscriber::Data {
     xc::log::RecordFile file;
     xc::log::BlockLayout layout;
     std::atomic<bool> autoFlush;
+    // Last member: it is destroyed first, so the end of the process never meets a subscriber that is half gone.
     xc::log::AtExit atExit{[](void* owner) { static_cast<Data*>(owner)->CloseForExit(); }, this};
 
     void CloseForExit() noexcept
@@ -185,6 +193,7 @@ void XCFileLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCS
     } catch (std::exception const&) {
         return m_data->file.DropRecord(L"No memory for a record for");
     }
+    // The flag is an atomic of its own: asking for it must not wait for a write that is under way.
     m_data->file.EndRecord(GetAutoFlush());
 }
 
@@ -233,6 +242,7 @@ XCString XCFileLogSubscriber::GetLastFailure() const
 
 XCRotatingFileLogSubscriber::XCRotatingFileLogSubscriber(XCString const& fileName, XCLogRotation const& rotation,
                                                          bool autoFlush, XCLogLayout layout)
+    // Appending, always: a rotation that emptied the newest file at each start would keep anything but the newest.
     : XCFileLogSubscriber(fileName, XCLogOpen::Append, autoFlush, layout)
 {
     SetRotation(rotation);

@@ -33,6 +33,7 @@ namespace xc::log {
 
 namespace {
 
+// Messages about the trace itself; on until a program that owns its console turns them off.
 std::atomic<unsigned int> g_applicationTraceLevel{1};
 
 constexpr int kDefaultDelim = 9;
@@ -156,6 +157,7 @@ void TraceState::InitTracing(bool force)
 {
     if (InitTracingDone && !force) return;
     InitTracingDone = true;
+    // Subjects come last: they open the file, and by then its folder, its level and its delimiter are known.
     if (auto const level = Setting(L"XC_TRACE_LEVEL"); level && !InitTraceLevelDone) SetLevel(level->AsInt());
     if (auto const delim = Setting(L"XC_TRACE_DELIM"); delim && !InitTraceDelimDone) SetDelim(delim->AsInt());
     if (auto const folder = Setting(L"XC_TRACE_FOLDER"); folder && !InitTraceFolderDone) SetFolder(*folder);
@@ -166,6 +168,7 @@ void TraceState::InitTracing(bool force)
 
 bool TraceState::SetLevel(int level)
 {
+    // Errors are always wanted: whoever chose a subject chose to hear what went wrong in it.
     CurrTraceLevel = level | 1;
     return true;
 }
@@ -174,6 +177,7 @@ bool TraceState::SetDelim(int delim)
 {
     bool const legal = delim >= 1 && delim < 256;
     if (!legal) TellConsole(L"Illegal trace delimiter specified; trace delimiter has been reset to default");
+    // One unit that UTF-8 writes as one or two bytes; 0 would end the line for most readers of the file.
     CurrTraceDelim = legal ? delim : kDefaultDelim;
     return legal;
 }
@@ -183,6 +187,7 @@ bool TraceState::SetFolder(XCString const& folder)
     CloseTraceFile();
     CurrTraceFolderName = FolderOf(folder.View());
     win32::SystemPath built;
+    // Without a subject nothing is written, but the caller still learns now whether the folder can be had.
     return CurrTraceSubject == 0 ? BuildFolderName(built) : OpenTraceFile();
 }
 
@@ -194,12 +199,14 @@ bool TraceState::SetSubjects(std::wstring_view list)
         CloseTraceFile();
         return subjects.allKnown;
     }
+    // The known subjects of a list count even when others are misspelled; the verdict tells of the misspelled ones.
     return (m_file.IsOpen() || OpenTraceFile()) && subjects.allKnown;
 }
 
 /// A folder as a setting names it: without separators at its end, "C:" as the root of the drive.
 win32::SystemPath TraceState::FolderOf(std::wstring_view name)
 {
+    // A single separator stays: it is the root, and without it the name would mean the current folder.
     while (name.size() > 1 && IsSeparator(name.back())) name.remove_suffix(1);
     std::wstring folder(name);
     if (!folder.empty() && folder.back() == L':') folder.push_back(L'\\');
@@ -236,6 +243,8 @@ bool TraceState::OpenTraceFile()
 /// What the calls test before they come here: nothing when no subject is chosen.
 void TraceState::Publish() const noexcept
 {
+    // Relaxed is enough: a thread that sees old masks writes or omits a record a moment late, and everything a record
+    // needs is read under the section.
     std::uint64_t const masks = (std::uint64_t{static_cast<std::uint32_t>(CurrTraceLevel)} << 32) |
                                 static_cast<std::uint32_t>(CurrTraceSubject);
     XCTrace::Masks.store(CurrTraceSubject == 0 ? 0 : masks, std::memory_order_relaxed);
@@ -252,6 +261,7 @@ void TraceState::AppendHeader(std::string& bytes, int level, int subject, wchar_
     AppendDelim(bytes);
     text::AppendOneLine(bytes, origin ? origin : L"", static_cast<wchar_t>(CurrTraceDelim));
     AppendDelim(bytes);
+    // The magnitude is taken as unsigned: that of the smallest level fits in no signed number.
     if (level < 0) bytes.push_back('-');
     AppendNumber(bytes, level < 0 ? 0 - static_cast<std::uint64_t>(level) : static_cast<std::uint64_t>(level));
     AppendDelim(bytes);
@@ -265,10 +275,12 @@ void TraceState::Write(int level, int subject, wchar_t const* origin, Body const
     std::lock_guard const hold(section);
     InitTracing();
     if (!IsWanted(level, subject)) return;
+    // The buffer is kept between records, so a record costs no memory once one of its length has been written.
     std::string& bytes = m_file.BeginRecord();
     try {
         AppendHeader(bytes, level, subject, origin);
         body(bytes);
+        // Never empty here: the header stands before whatever the body appended.
         if (bytes.back() != '\n') bytes.push_back('\n');
     } catch (std::exception const&) {
         return m_file.DropRecord(L"No memory for a record for");
@@ -293,6 +305,7 @@ void AppendHexDump(std::string& to, wchar_t const* text, unsigned char const* by
             Digits const offset(i);
             std::size_t const digits = offset.View().size();
             to += "  ";
+            // Four digits at least keep the rows below each other; a dump of more than 9,999 bytes moves right, whole.
             to.append(digits < 4 ? 4 - digits : 0, '0');
             AppendNumber(to, i);
             to.push_back(':');
@@ -377,6 +390,7 @@ void XCTrace::WriteHex(int level, int subject, wchar_t const* origin, wchar_t co
 {
     TraceState::Get().Write(level, subject, origin, [&](std::string& to) {
         xc::text::AppendOneLine(to, title ? title : L"", 0);
+        // A null address shows as no bytes, whatever count came with it.
         xc::log::AppendHexDump(to, text, static_cast<unsigned char const*>(bytes), bytes ? count : 0);
     });
 }

@@ -50,6 +50,7 @@ private:
     {
         Bits next{};
         for (std::size_t block = 0; block < m_blocks; ++block)
+            // An empty combination has an empty row, so blocks without a member need no question.
             Add(next, m_follow[block * 256 + (at[block / 8] >> block % 8 * 8 & 0xFF)]);
         return next;
     }
@@ -149,6 +150,7 @@ bool BitSets<kWords>::Match(wchar_t const* text) const
         std::uint32_t const c = m_sets->map[*text];
         if (m_sets->classes.LeastUnit(c) >= StateSets::kUncommon && Stops(at, atStart)) return true;
         for (std::size_t w = 0; w < kWords; ++w) at[w] = next[w] & m_members[c][w];
+        // No position is left, so none can come back: the subject is refused without its rest.
         if (at == Bits{}) return false;
         if (Meets(at, m_absorbing) && Meets(at, m_accepting)) return true;
         next = Follow(at);
@@ -173,6 +175,7 @@ std::unique_ptr<Program const> MakeBitSets(std::unique_ptr<StateSets const>& set
 {
     std::size_t const positions = CountPositions(sets->nfa);
     std::size_t const words = positions <= 64 ? 1 : positions <= 128 ? 2 : 4;
+    // The sets stay with the caller then, who makes the next program of them.
     if (positions > 256 || sets->classes.Count() * words * sizeof(std::uint64_t) > kMaxMaskBytes) return {};
     if (words == 1) return std::make_unique<BitSets<1>>(std::move(sets));
     if (words == 2) return std::make_unique<BitSets<2>>(std::move(sets));

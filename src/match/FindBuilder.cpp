@@ -22,6 +22,7 @@ public:
 
     void Build(Node const* root)
     {
+        // A list and no recursion: a sequence of a thousand units is a tree of that depth.
         if (root) m_work.push_back({root, FindProgram::kStart, FindProgram::kEnd, true});
         while (!m_work.empty() && m_states.size() <= XCRegEx::kMaxNodes) {
             Item const item = m_work.back();
@@ -47,6 +48,7 @@ private:
     }
     void Expand(Item const& item)
     {
+        // Marked first, then laid out between the marks, with the note that its own marks are made.
         if (item.marks && item.node->GetGroupCount() > 0) return Mark(item);
         switch (item.node->GetType()) {
         case Node::NodeType::CharSetNode:
@@ -160,6 +162,7 @@ FindProgram::FindProgram(XCParsedRegEx const& parsed)
                 m_members[set * m_words + c / 64] |= std::uint64_t{1} << c % 64;
     }
     ListPredecessors();
+    // With a table the units of the text are not those of the sets, and skipping by them would skip matches.
     if (!parsed.GetCollatingTableP() && !parsed.GetWCollatingTableP()) FindFirstUnits();
 }
 
@@ -175,6 +178,7 @@ void FindProgram::ListPredecessors()
         }
     };
     forEach([this](std::uint32_t, std::uint32_t to) { ++m_offsets[to + 1]; });
+    // Counts become places: state s has its predecessors from m_offsets[s] on.
     for (std::size_t i = 1; i < m_offsets.size(); ++i) m_offsets[i] += m_offsets[i - 1];
     m_predecessors.resize(m_offsets.back());
     std::vector<std::uint32_t> at(m_offsets.begin(), m_offsets.end() - 1);

@@ -42,6 +42,7 @@ public:
     {
         for (; *text != 0; ++text) {
             if (m_states[m_state].dead) return false;
+            // A set that holds every node reaches acceptance on any rest, so the rest need not be read.
             if (m_states[m_state].universal) return true;
             std::uint32_t const unitClass = m_sets.map[*text];
             if (m_sets.classes.LeastUnit(unitClass) >= StateSets::kUncommon && Stops()) return true;
@@ -68,6 +69,8 @@ private:
 
     void Move(std::uint32_t unitClass)
     {
+        // Multiplied so that neighbouring states spread over the cache. A clash only forgets the older edge: the cache
+        // holds no truth of its own, and a miss costs one step.
         CachedEdge& edge = m_edges[(m_state * 0x9E3779B1u + unitClass) & (kEdges - 1)];
         if (edge.state == m_state && edge.unitClass == unitClass) {
             m_state = edge.target;
@@ -75,9 +78,12 @@ private:
         }
         Step(Nodes(m_state), unitClass, m_set);
         std::uint32_t const from = m_state;
+        // Emptied as a whole when full. Throwing out the least used would need bookkeeping in every step, and a
+        // subject that meets five hundred sets will meet new ones anyway.
         bool const room = m_states.size() < kMaxStates && m_ids.size() + m_set.size() <= kMaxIds;
         if (!room) Forget();
         m_state = Intern(m_set);
+        // After emptying, `from` names nothing any more, and the edge must not be kept.
         if (room) edge = {from, unitClass, m_state};
     }
     [[nodiscard]] NodeSetView Nodes(std::uint32_t state) const noexcept
@@ -106,6 +112,7 @@ private:
         std::uint64_t hash = set.size();
         for (std::uint32_t const id : set) hash = (hash ^ id) * 0x9E3779B97F4A7C15u;
         std::size_t slot = static_cast<std::size_t>(hash >> 32) & (kSlots - 1);
+        // Ends: there are twice as many slots as states at most.
         for (; m_slots[slot] != kFree; slot = (slot + 1) & (kSlots - 1)) {
             NodeSetView const known = Nodes(m_slots[slot]);
             if (std::equal(known.begin(), known.end(), set.begin(), set.end())) return m_slots[slot];
@@ -121,6 +128,7 @@ private:
     bool Stops()
     {
         State& state = m_states[m_state];
+        // Asked once a state, and only of states that accept: a stop elsewhere would not change the answer.
         if (!std::exchange(state.knowsStop, true) && state.accepting) state.stop = LeadsBack(Nodes(m_state));
         return state.stop;
     }
@@ -131,6 +139,8 @@ private:
         std::unordered_set<std::uint64_t> seen;
         auto const& atoms = m_sets.classes.Atoms();
         for (std::size_t i = 0; i < atoms.size() && atoms[i].begin < StateSets::kUncommon; ++i) {
+            // Equal sums stand for equal targets but for a clash of 64 bits, and a clash would need two of a few
+            // hundred.
             if (!seen.insert(sums[i]).second) continue;
             Step(set, atoms[i].unitClass, m_next);
             if (!std::equal(set.begin(), set.end(), m_next.begin(), m_next.end())) return false;
@@ -147,6 +157,8 @@ private:
         std::vector<std::uint64_t> sums(m_sets.classes.Atoms().size() + 1);
         for (auto const& [units, mark] : marks) {
             for (auto const& range : m_sets.nfa.Sets()[units]) {
+                // Added where a range begins and taken off where it ends: the running sum below then has, at each
+                // atom, the marks of all ranges around it.
                 sums[m_sets.classes.AtomAt(range.begin)] += mark;
                 sums[m_sets.classes.AtomAt(range.end)] -= mark;
             }

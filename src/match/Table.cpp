@@ -108,6 +108,7 @@ std::uint32_t OnlyTarget(ReducedDfa const& dfa, std::uint32_t column) noexcept
     std::uint32_t target = 0;
     for (std::uint32_t row = dfa.LastSettled() + 1; row < dfa.rowCount; ++row) {
         std::uint32_t const next = dfa.Row(row)[column];
+        // Row 0 is the dead one: a state that the unit ends is not a place that the unit leads to.
         if (next == 0 || next == target) continue;
         if (target != 0) return 0;
         target = next;
@@ -147,11 +148,14 @@ bool Table<Cell>::Match(wchar_t const* text) const
 {
     std::uint32_t state = m_start;
     if (m_opening.Length() != 0 && text::MayReadVector(text)) {
+        // One comparison of vectors refuses most subjects of patterns with a fixed beginning, before any state is
+        // looked at.
         if (!m_opening.Fits(text)) return false;
         text += m_opening.Length();
         state = m_afterOpening;
     }
     Latin const latin{m_cells.data(), m_latin};
+    // Only while the vector lies within a page: what stands behind the terminator may belong to nobody.
     for (int blocks = 0; blocks < 4 && text::MayReadVector(text); ++blocks) {
         for (wchar_t const* const end = text + 16; text != end; text += 4) {
             std::uint64_t const units = FourUnits(text);
@@ -186,6 +190,7 @@ std::uint32_t Table<Cell>::Run(std::uint32_t state, wchar_t const* text, std::si
         text += done;
         n -= done;
         if (IsSettled(state)) return state;
+        // A multiple of eight, so that every lane is read by whole groups.
         std::size_t const lane = std::min(kLane, n / kLanes & ~std::size_t{7});
         if (lane < leastLane) break;
         agreed = RunLanes(state, text, lane);
@@ -219,6 +224,7 @@ std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std
         if (current == before && current == beforeThat)
             if (std::uint32_t const scan = Next(m_cells.data(), m_scanColumn, current); scan != 0)
                 i += m_scans.Skip(scan, text + i, n - i);
+        // Twice in a row, because two equal states eight units apart are common in texts that merely have a rhythm.
         beforeThat = std::exchange(before, current);
     }
     if (least == n && !IsSettled(current))
@@ -252,6 +258,8 @@ bool Table<Cell>::RunLanes(std::uint32_t& state, wchar_t const* text, std::size_
             c = StepFour(c, at + 2 * lane);
             d = StepFour(d, at + 3 * lane);
         }
+        // Only the first lane is known to be right: what the others settle on counts after their guess has been
+        // confirmed.
         if (IsSettled(a)) {
             state = a;
             return true;
@@ -281,6 +289,7 @@ auto Table<Cell>::Guess(std::uint32_t state, wchar_t const* text, std::size_t la
     for (wchar_t const* at = text + lane - kGuess; at != text + lane; ++at) {
         for (std::size_t i = 1; i < kLanes; ++i) {
             Step(guesses[i], at[(i - 1) * lane]);
+            // A guess that has died says only that it did not start where the real one did.
             if (IsSettled(guesses[i])) guesses[i] = m_start;
         }
     }
@@ -306,6 +315,7 @@ std::uint32_t Table<Cell>::Tell(wchar_t const* text, std::size_t most) const noe
 std::unique_ptr<Program const> MakeTable(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
 {
     std::uint64_t const cells = (std::uint64_t{dfa.rowCount} + 1) * (dfa.columnCount + 1);
+    // Narrow cells while every offset fits 16 bits: half the memory is twice the automaton in the cache.
     if (cells * sizeof(std::uint16_t) <= 0x10000)
         return std::make_unique<Table<std::uint16_t>>(dfa, opening, std::move(scans), std::move(map));
     return std::make_unique<Table<std::uint32_t>>(dfa, opening, std::move(scans), std::move(map));

@@ -35,6 +35,7 @@ UnitClasses::UnitClasses(SetList const& sets, Memory memory)
 
 void UnitClasses::CutAtoms(SetList const& sets)
 {
+    // Zero is a border whether a set begins there or not: the first atom has a beginning.
     List<std::uint32_t> borders(1, 0u, TheMemory());
     for (std::uint32_t set = 0; set < sets.Count(); ++set)
         for (auto const& range : sets[set]) borders.insert(borders.end(), {range.begin, range.end});
@@ -63,16 +64,19 @@ void UnitClasses::Fold(SetList const& sets)
                 std::uint32_t const old = m_atoms[i].unitClass;
                 if (moved[old] == kUnset) {
                     touched.push_back(old);
+                    // A class that a set holds whole is moved whole: the number changes and nothing is split.
                     moved[old] = static_cast<std::uint32_t>(moved.size());
                     moved.push_back(kUnset);
                 }
                 m_atoms[i].unitClass = moved[old];
             }
         }
+        // Only what this set has touched is put back, so a small set costs little among many classes.
         for (std::uint32_t const old : touched) moved[old] = kUnset;
         touched.clear();
         if (work > kMaxFoldingWork) {
             m_folded = false;
+            // Finer classes than needed are still right: two units of one atom lie in the same sets.
             for (std::size_t i = 0; i < m_atoms.size(); ++i) m_atoms[i].unitClass = static_cast<std::uint32_t>(i);
             return;
         }
@@ -103,6 +107,7 @@ void UnitClasses::ListSetClasses(SetList const& sets)
         for (auto const& range : sets[set]) {
             for (std::size_t i = AtomAt(range.begin); i < m_atoms.size() && m_atoms[i].begin < range.end; ++i) {
                 std::uint32_t const unitClass = m_atoms[i].unitClass;
+                // The number of the set is the mark, so nothing has to be wiped between two sets.
                 if (std::exchange(seenIn[unitClass], set) != set) m_setClasses.push_back(unitClass);
             }
         }
@@ -168,6 +173,7 @@ UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valu
 
 void UnitMap::AddPage(std::size_t page, std::span<std::uint16_t const, 256> cells)
 {
+    // A walk over the kept pages: they are few, and this is done 256 times in the life of an expression.
     for (std::size_t offset = 0; offset < m_cells.size(); offset += 256) {
         if (std::equal(cells.begin(), cells.end(), m_cells.begin() + static_cast<std::ptrdiff_t>(offset))) {
             m_pages[page] = static_cast<std::uint16_t>(offset);

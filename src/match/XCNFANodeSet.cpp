@@ -17,6 +17,7 @@ XCNFANodeSet::XCNFANodeSet(XCNFANodeSet const& other)
 XCNFANodeSet::XCNFANodeSet(XCNFANodeSet&& other) noexcept = default;
 XCNFANodeSet& XCNFANodeSet::operator=(XCNFANodeSet const& other)
 {
+    // Copied first, then moved: an assignment without memory leaves the set as it was.
     return *this = XCNFANodeSet(other);
 }
 XCNFANodeSet& XCNFANodeSet::operator=(XCNFANodeSet&& other) noexcept = default;
@@ -39,6 +40,7 @@ bool XCNFANodeSet::Insert(XCNFANodeSet const& other)
 {
     bool added = false;
     for (std::size_t i = 0; i < m_small.size(); ++i) {
+        // The answer is what the closure of a set loops on: it ends with the round that has added nothing.
         added = added || (other.m_small[i] & ~m_small[i]) != 0;
         m_small[i] |= other.m_small[i];
     }
@@ -66,6 +68,7 @@ unsigned int XCNFANodeSet::GetNextSmallID(unsigned int id) const noexcept
 
 unsigned int XCNFANodeSet::SmallFrom(unsigned int id) const noexcept
 {
+    // A word at a time: the search skips 32 absent numbers with one comparison.
     while (id < kSmallCount) {
         std::uint32_t const rest = m_small[id / 32] >> (id % 32);
         if (rest != 0) return id + static_cast<unsigned int>(std::countr_zero(rest));
@@ -103,6 +106,7 @@ XCNFANodeSet::iterator XCNFANodeSet::iterator::operator++(int) noexcept
 bool operator==(XCNFANodeSet const& a, XCNFANodeSet const& b) noexcept
 {
     if (a.m_small != b.m_small) return false;
+    // A large part is made with its first number and numbers are never taken out, so no large part is empty.
     return a.m_large && b.m_large ? *a.m_large == *b.m_large : !a.m_large && !b.m_large;
 }
 

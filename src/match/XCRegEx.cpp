@@ -1,5 +1,10 @@
 // The compiled expression as callers see it. Everything is the expression's (Expression.cpp), which all copies share
 // and which never changes once it is built; the collating tables are only kept alive here.
+//
+// Sharing is what makes a compiled pattern a value: a copy costs one atomic increment, any number of threads may match
+// with copies or with one object, and there is no moment at which a half-built program could be seen. The tables are
+// shared for their lifetime only, because the program was built from their contents and would outlive a caller's last
+// pointer to them.
 #include <XelbrinCore/XCRegEx.h>
 
 #include "match/Dump.h"
@@ -17,6 +22,7 @@ XCRegEx::~XCRegEx() = default;
 
 bool XCRegEx::Match(wchar_t const* subject) const
 {
+    // Null counts as the empty text, as in all calls that take text.
     return m_expression->Match(subject ? subject : L"");
 }
 
@@ -52,5 +58,6 @@ XCString XCRegEx::DumpStates() const
 
 XCString XCRegEx::DumpNodes(XCParsedRegEx const& parsed)
 {
+    // Built anew: a compiled expression no longer has the nodes, and whoever looks at them has the time.
     return XCString(xc::match::DumpNodes(xc::match::Nfa(parsed.GetRoot(), std::pmr::new_delete_resource())));
 }

@@ -76,6 +76,7 @@ XCString XCRegEx::Replace(std::wstring_view text, std::wstring_view replacement)
 {
     XCString result;
     std::size_t copied = 0;
+    // Groups cost a second run over each place; a replacement without a dollar cannot name one.
     bool const takesGroups = replacement.find(L'$') != std::wstring_view::npos;
     for (XCRegExPlace const& place : FindAll(text)) {
         result.Append(text.substr(copied, place.begin - copied));
@@ -92,6 +93,7 @@ std::vector<XCString> XCRegEx::Split(std::wstring_view text) const
     std::vector<XCString> parts;
     std::size_t begin = 0;
     for (XCRegExPlace const& place : FindAll(text)) {
+        // An empty place separates nothing: splitting at each would give one part a unit, which nobody means.
         if (place.Length() == 0) continue;
         parts.emplace_back(text.substr(begin, place.begin - begin));
         begin = place.end;
@@ -103,6 +105,7 @@ std::vector<XCString> XCRegEx::Split(std::wstring_view text) const
 /// Engines read up to a terminator: a view without one is copied first, a short one on the stack.
 bool XCRegEx::MatchView(std::wstring_view subject) const
 {
+    // A kilobyte of the stack: most fields and names fit, and the copy is a fraction of what the match costs.
     constexpr std::size_t kShort = 500;
     if (subject.find(L'\0') != std::wstring_view::npos) return m_expression->Match(subject.data());
     if (subject.size() > kShort) return m_expression->Match(std::wstring(subject).c_str());
@@ -119,6 +122,7 @@ XCRegExFields::XCRegExFields(XCString const& pattern, std::initializer_list<wcha
 {
     XCParsedRegEx const parsed = XCStringRegExParser(pattern).Parse();
     m_pattern = std::make_shared<XCRegEx>(parsed, false);
+    // More groups than names are welcome; a name without a group could never get a value.
     m_valid = parsed.IsValid() && m_pattern->GetGroupCount() >= m_names.size();
 }
 XCRegExFields::XCRegExFields(XCRegExFields const& other) = default;

@@ -46,6 +46,7 @@ XCRegExParserBase::~XCRegExParserBase() = default;
 wchar_t XCRegExParserBase::Next()
 {
     wchar_t const unit = GetNextChar();
+    // A place is counted for real units only, so that a fault at the end is reported at the end and not behind it.
     m_atEnd = unit == 0;
     if (!m_atEnd) ++m_read;
     return unit;
@@ -66,6 +67,7 @@ xc::match::NodeMaker& XCRegExParserBase::Maker()
 
 XCParsedRegEx XCRegExParserBase::Parse()
 {
+    // Parsed once: a second call gives the same tree, since the units of an application's source cannot be read again.
     if (m_root.IsNull() && !m_error) {
         GetRegExChar();
         NodePtr root = ParseRegEx();
@@ -148,6 +150,7 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseSubRegEx()
     case RegExToken::OpenGroup: {
         if (++m_nesting > kMaxNesting) Fail(L"fewer nested groups");
         if (m_error) return {};
+        // Numbered by opening parentheses, from left to right, before what is inside is read.
         std::uint32_t const group = ++m_groups;
         GetRegExChar();
         NodePtr inner = ParseRegEx();
@@ -169,6 +172,8 @@ XCRegExParserBase::NodePtr XCRegExParserBase::ParseGroupDef()
     GetGroupChar();
     bool const negated = m_token == RegExToken::Caret;
     if (negated) {
+        // A negated class begins with everything, and its items take away: there is no second pass that turns it
+        // round.
         set.AddAllChars();
         GetGroupChar();
     }
@@ -200,6 +205,7 @@ void XCRegExParserBase::ReadGroupItem(XCUWCharSet& set, bool negated)
     if (isRange)
         GetGroupChar();
     else
+        // The unit was read to see whether a "-" follows; it is classified now as the first of the next item.
         ClassifyGroupChar(next);
 }
 

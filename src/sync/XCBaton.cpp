@@ -24,6 +24,7 @@ constexpr DWORD kLookAgainMs = 50;
 
 XCBaton::XCBaton() : m_mutex(nullptr), m_event(nullptr)
 {
+    // Owned until both objects exist: the destructor does not run when making the event fails.
     xc::win32::UniqueKernelObject mutex(xc::sync::NewMutex(XCString(), true));
     m_event = xc::sync::NewEvent(XCString(), false);
     m_mutex = mutex.Release();
@@ -32,6 +33,7 @@ XCBaton::XCBaton() : m_mutex(nullptr), m_event(nullptr)
 
 XCBaton::~XCBaton()
 {
+    // A holder that is about to leave is still inside its call; its handles are closed only after it.
     ::WaitForSingleObject(m_mutex, INFINITE);
     xc::sync::Close(m_event);
     ::ReleaseMutex(m_mutex);
@@ -40,6 +42,8 @@ XCBaton::~XCBaton()
 
 bool XCBaton::Lock(unsigned int turn)
 {
+    // Without the mutex: a turn that is over never comes back, so an old value can only let the call go on and look
+    // properly.
     if (turn <= m_turn) return false;
     xc::sync::TakeMutex(m_mutex);
     while (m_turn < turn - 1) AwaitPulse();
@@ -51,6 +55,7 @@ bool XCBaton::Lock(unsigned int turn)
 void XCBaton::AwaitPulse() const
 {
     if (::SignalObjectAndWait(m_mutex, m_event, kLookAgainMs, FALSE) == WAIT_FAILED) {
+        // Made first, since giving the mutex back would replace the code that it reports.
         XCWindowsLastErrorException const failure;
         ::ReleaseMutex(m_mutex);
         throw failure;

@@ -1,5 +1,9 @@
 // Stopwatches over the two clocks of the runtime: seconds of the wall and ticks of the processor. The arithmetic is
 // that of StopWatchFields, in 32 bits that wrap, so that a clock that overflows gives right differences.
+//
+// The fields are part of the classes' layout, which modules of former releases were compiled with; hence 32 bits, and
+// the three sizes that are asserted below. Seconds of the wall follow the clock when it is set; whoever measures for
+// its own sake takes ticks.
 #include <XelbrinCore/XCStopWatch.h>
 
 #include <ctime>
@@ -11,6 +15,7 @@ namespace {
 std::uint32_t SecondsNow() noexcept
 {
 #if defined(_WIN32)
+    // The call with its width in its name: the plain one depends on a macro of the program that includes the header.
     return static_cast<std::uint32_t>(::_time64(nullptr));
 #else
     return static_cast<std::uint32_t>(std::time(nullptr));

@@ -64,7 +64,10 @@ bool XCThread::Join(unsigned int timeoutMs)
 void XCThread::JoinThread(Identity const& identity)
 {
     if (identity.id == GetCurrentThreadID()) return; // before the section: another Join may hold it for our end
+    // The registry may let go of the object when its thread ends, and that is what is being waited for.
     XCSmartPtr<XCThread> const keep(NbRef() > 0 ? this : nullptr);
+    // Two waiters would otherwise both collect the thread, and the second would find an identifier that the system may
+    // have given to another thread by then.
     XCLockGuard const oneAtATime(m_joinSection);
     if (identity.id == 0 || (m_joined && GetThreadId() == identity.id)) return;
     // Somebody else may have collected the thread: then its end is all there is to wait for.
@@ -82,6 +85,7 @@ XCThread::Identity XCThread::GetIdentity() const
 void XCThread::Refer(unsigned long id, SharedHandle const& handle) noexcept
 {
     XCLockGuard const guard(m_fieldSection);
+    // Both at once under the section: an identifier without its handle may mean another thread tomorrow.
     m_identity = {id, handle};
     m_joined = false;
 }
@@ -126,6 +130,7 @@ XCString XCThread::GetFailure() const
 void XCThread::KeepFailure(XCString const& failure) noexcept
 {
     XCLockGuard const guard(m_fieldSection);
+    // The first failure is kept: those of exit functions mostly follow from it.
     if (m_failure.IsNull()) m_failure = failure;
 }
 
@@ -137,6 +142,7 @@ void XCThread::SetName(XCString const& name)
         m_name = name;
         identity = m_identity;
     }
+    // After the section has been left: the system is asked here, and it is of no use to hold others up meanwhile.
     if (identity.handle) xc::sync::ThreadRun::Describe(*identity.handle, name);
 }
 
@@ -176,6 +182,8 @@ void XCThread::WaitForThread(XCThread_t const& thread, int timeout)
 
 bool XCThread::DeleteThread(unsigned long id)
 {
+    // Before the access on purpose: it is destroyed after it, so that a callback's destructor does not run under the
+    // mutex.
     xc::sync::ThreadNode removed;
     RegistryAccess const registry;
     ThreadEntry const* const entry = registry.Find(id);
@@ -198,6 +206,7 @@ bool XCThread::IsFlagSet(unsigned long id, int flag)
     RegistryAccess const registry;
     ThreadEntry const* const entry = registry.Find(id);
     auto const bits = static_cast<unsigned long>(flag);
+    // All of the asked bits; no bit at all is no question, and is not answered with yes.
     return entry && bits != 0 && (entry->flags & bits) == bits;
 }
 
@@ -208,8 +217,11 @@ template <class Use>
 auto WithHandle(unsigned long id, Use use)
 {
     SharedHandle const shared = xc::sync::HandleOf(id);
+    // Before the call: it is given a null handle, and its own error would speak of handles, which no caller has used.
     if (!shared && id != xc::win32::ThreadId()) ::SetLastError(ERROR_INVALID_THREAD_ID);
     if (shared) return use(shared->value);
+    // The handle of the calling thread is a constant of the system, so threads that this library did not start are
+    // served.
     return use(id == xc::win32::ThreadId() ? ::GetCurrentThread() : nullptr);
 }
 
@@ -283,11 +295,13 @@ unsigned long XCThread::AllocateThreadKey()
 
 void XCThread::ReleaseThreadKey(unsigned long& key) noexcept
 {
+    // The key is made invalid, so that a second release gives nobody else's slot back.
     ::TlsFree(std::exchange(key, TLS_OUT_OF_INDEXES));
 }
 
 void* XCThread::Get(unsigned long key) noexcept
 {
+    // Reading a slot clears the last error of the thread; a look at a slot between a failure and its report must not.
     xc::win32::KeepLastError const keep;
     return ::TlsGetValue(key);
 }

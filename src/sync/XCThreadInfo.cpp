@@ -34,6 +34,7 @@ constexpr NamedValue kPriorityClasses[] = {
 };
 
 template <std::size_t n>
+// A value that the system may add one day shows as its number rather than as nothing.
 XCString NameOf(NamedValue const (&names)[n], unsigned long value)
 {
     auto const* const found = std::ranges::find(names, value, &NamedValue::value);
@@ -50,6 +51,7 @@ std::int64_t Steps(FILETIME const& time) noexcept
 
 XCString ClockText(std::int64_t steps)
 {
+    // A step is 100 nanoseconds. Hours are not folded into days, so that lines of a list stay below each other.
     std::int64_t const milliseconds = steps / 10000;
     XCString text;
     text.Format(L"%I64d:%02d:%02d.%03d", milliseconds / 3600000, static_cast<int>(milliseconds / 60000 % 60),
@@ -66,11 +68,14 @@ XCThreadInfo::XCThreadInfo(void* handle, unsigned long id)
     FILETIME ended{};
     FILETIME kernel{};
     FILETIME user{};
+    // The one question that can fail and matters: without times there is nothing to report. The end is meaningless
+    // while the thread runs, so it is looked at only after the handle has been found signalled.
     if (!::GetThreadTimes(handle, &created, &ended, &kernel, &user)) throw XCWindowsLastErrorException();
     m_created = XCDateTimeEx(created);
     m_kernel = Steps(kernel);
     m_user = Steps(user);
     bool const over = ::WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
+    // Not below zero: the clock of the wall may have been set back since the thread began.
     m_elapsed = std::max<std::int64_t>((over ? Steps(ended) : xc::win32::UtcTicks()) - Steps(created), 0);
 }
 
@@ -118,6 +123,7 @@ std::vector<XCThreadInfo> XCThread::GetAllThreadsInfo()
     }
     std::vector<XCThreadInfo> infos;
     infos.reserve(threads.size());
+    // The shared handle keeps the thread's record in the system, so a thread that ends now is still answered for.
     for (auto const& [id, handle] : threads) infos.emplace_back(handle->value, id);
     return infos;
 }

@@ -24,6 +24,7 @@ struct Table {
 
 wchar_t const* UpperCaseTable()
 {
+    // The language makes one thread fill it while the others wait; afterwards a call costs one test.
     static Table const* const table = new Table(win32::ReadUpperCase);
     return table->units;
 }
@@ -65,7 +66,10 @@ void MapCase(wchar_t* out, wchar_t const* text, std::size_t n, wchar_t first, wc
     while (i < n) {
         for (; n - i >= kCaseBlock; i += kCaseBlock) {
             __m128i const block = LoadUnits(text + i);
+            // One unit above ASCII sends its whole block to the table, and the next block is tried in steps again: a
+            // text of mixed scripts costs a table look-up a unit, never more.
             if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(block, high), _mm_setzero_si128())) != 0xFFFF) break;
+            // Signed comparison is right here: all units are below 0x80.
             __m128i const letter = _mm_and_si128(_mm_cmpgt_epi16(block, below), _mm_cmplt_epi16(block, above));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_xor_si128(block, _mm_and_si128(letter, bit)));
         }

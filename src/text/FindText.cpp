@@ -73,6 +73,7 @@ Factorization MaximalSuffix(Units needle, std::size_t m, bool reverse) noexcept
 template <class Units>
 Factorization CriticalFactorization(Units needle, std::size_t m) noexcept
 {
+    // The later of the two places is critical: no repetition around it is shorter than the needle's own period.
     Factorization const a = MaximalSuffix(needle, m, false);
     Factorization const b = MaximalSuffix(needle, m, true);
     return a.split >= b.split ? a : b;
@@ -87,6 +88,7 @@ std::size_t FindTwoWay(Units text, std::size_t n, Units needle, std::size_t m) n
     bool periodic = true; // the left half repeats the right one's period
     for (std::size_t i = 0; i < split && periodic; ++i)
         periodic = i + rightPeriod < m && needle[i] == needle[i + rightPeriod];
+    // Without a period the left half cannot occur again before the larger half has passed.
     std::size_t const shift = periodic ? rightPeriod : std::max(split, m - split) + 1;
     std::size_t remembered = 0; // units of the needle known to fit after a shift by the period
     for (std::size_t at = 0; at <= n - m;) {
@@ -120,10 +122,32 @@ struct Progress {
                             _mm256_cmpeq_epi16(_mm256_loadu_si256(reinterpret_cast<__m256i const*>(y)), b));
 }
 
+/// Looks at the candidates of a step that begins at `i`: two bits of the mask for each. False when the search goes on.
+[[gnu::always_inline]] inline bool EndsAmong(unsigned int mask, wchar_t const* text, std::size_t i, TextFinder& needle,
+                                             Progress& progress) noexcept
+{
+    while (mask != 0) {
+        std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
+        if (needle.IsAt(text + at)) {
+            progress = {at, Progress::Found};
+            return true;
+        }
+        if (needle.WastedTooMuch(at)) {
+            progress = {at + 1, Progress::GaveUp};
+            return true;
+        }
+        // Both bits of the candidate go.
+        mask &= mask - 1;
+        mask &= mask - 1;
+    }
+    return false;
+}
+
 /// Tries the places from the first on while a whole step of 16 fits; `last` is the last place where the needle could begin.
 XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFinder& needle) noexcept
 {
     std::size_t i = 0;
+    Progress progress{};
     std::size_t const first = needle.First();
     std::size_t const second = needle.Second();
     __m256i const a = _mm256_set1_epi16(static_cast<short>(needle[first]));
@@ -137,19 +161,15 @@ XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFi
         }
         if (i + 15 > last) break;
         __m256i const both = BothFit(text + i + first, text + i + second, a, b);
-        for (auto mask = static_cast<unsigned int>(_mm256_movemask_epi8(both)); mask != 0;) {
-            std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
-            if (needle.IsAt(text + at)) return {at, Progress::Found};
-            if (needle.WastedTooMuch(at)) return {at + 1, Progress::GaveUp};
-            mask &= mask - 1;
-            mask &= mask - 1;
-        }
+        if (EndsAmong(static_cast<unsigned int>(_mm256_movemask_epi8(both)), text, i, needle, progress))
+            return progress;
     }
     return {i, Progress::Exhausted};
 }
 
 Progress FilterSse2(wchar_t const* text, std::size_t i, std::size_t last, TextFinder& needle) noexcept
 {
+    Progress progress{};
     std::size_t const first = needle.First();
     std::size_t const second = needle.Second();
     __m128i const a = _mm_set1_epi16(static_cast<short>(needle[first]));
@@ -159,13 +179,7 @@ Progress FilterSse2(wchar_t const* text, std::size_t i, std::size_t last, TextFi
         auto const* const y = reinterpret_cast<__m128i const*>(text + i + second);
         __m128i const both =
             _mm_and_si128(_mm_cmpeq_epi16(_mm_loadu_si128(x), a), _mm_cmpeq_epi16(_mm_loadu_si128(y), b));
-        for (auto mask = static_cast<unsigned int>(_mm_movemask_epi8(both)); mask != 0;) {
-            std::size_t const at = i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
-            if (needle.IsAt(text + at)) return {at, Progress::Found};
-            if (needle.WastedTooMuch(at)) return {at + 1, Progress::GaveUp};
-            mask &= mask - 1;
-            mask &= mask - 1;
-        }
+        if (EndsAmong(static_cast<unsigned int>(_mm_movemask_epi8(both)), text, i, needle, progress)) return progress;
     }
     return {i, Progress::Exhausted};
 }
@@ -183,6 +197,7 @@ bool TextFinder::IsAt(wchar_t const* text) noexcept
 {
     std::size_t const same = Mismatch(text, m_needle.data(), m_needle.size());
     if (same == m_needle.size()) return true;
+    // A comparison costs at least as much as eight units, however soon it fails.
     m_wasted += same + 8;
     return false;
 }
@@ -202,6 +217,7 @@ std::size_t TextFinder::Find(wchar_t const* text, std::size_t n) noexcept
     std::size_t i = progress.place;
     if (progress.state == Progress::GaveUp)
         return i + FindTwoWay(ForwardUnits{text + i}, n - i, ForwardUnits{m_needle.data()}, m); // none: i + (n - i)
+    // Fewer than eight places are left.
     for (; i <= last; ++i)
         if (text[i] == m_needle[0] && IsAt(text + i)) return i;
     return n;
@@ -225,6 +241,8 @@ std::size_t FindLastText(wchar_t const* text, std::size_t n, wchar_t const* need
         std::size_t const same = Mismatch(text + at, needle, m);
         if (same == m) return at;
         wasted += same + 8;
+        // The same bound as that of the forward filter: work in vain stays within a multiple of what was passed, plus
+        // a start.
         if (wasted > 4 * (n - at) + 4096) {
             std::size_t const left = at + m - 1; // needles that begin before `at` end here at the latest
             std::size_t const back = FindTwoWay(BackwardUnits{text + left}, left, BackwardUnits{needle + m}, m);

@@ -5,7 +5,7 @@
 // the place. The skipping loops combine several comparisons into one test, because the branch is what costs. A rest that
 // is shorter than a step is covered by a step that overlaps units already seen, or by single units.
 //
-// Invariant: nothing outside [text, text + n) is read; TextLength, which knows no n, reads aligned blocks only.
+// Invariant: nothing outside [text, text + n) is read; functions that know no n read blocks that stay within a page.
 // The hash h = h * 613 + unit is a polynomial modulo 2^32 (Horner's rule). One step a unit waits for the multiplication
 // before; split into 64 interleaved polynomials in 613^64, all lanes advance at once, and a weighted sum joins them.
 #include "text/Kernels.h"
@@ -17,7 +17,7 @@
 #include <bit>
 #include <immintrin.h>
 
-// TextLength reads whole aligned blocks, which never leave the page that holds the terminator. Bytes of a
+// Functions that know no length read whole blocks, which never leave the page that holds the terminator. Bytes of a
 // block outside the text are read but never looked at: the sanitizers are told so.
 #if defined(__GNUC__)
 #define XC_READS_WHOLE_BLOCKS __attribute__((no_sanitize("address", "thread")))
@@ -112,6 +112,7 @@ XC_TARGET_AVX2 std::size_t SkipEqualTextAvx2(wchar_t const* a, wchar_t const* b,
         __m256i const y = Load16(a + i + kAvxUnits);
         __m256i const equalX = _mm256_cmpeq_epi16(x, Load16(b + i));
         __m256i const equalY = _mm256_cmpeq_epi16(y, Load16(b + i + kAvxUnits));
+        // The smaller of two units is 0 exactly when one of them is: one comparison serves two vectors.
         __m256i const ends = _mm256_cmpeq_epi16(_mm256_min_epu16(x, y), zero);
         if (_mm256_movemask_epi8(_mm256_andnot_si256(ends, _mm256_and_si256(equalX, equalY))) != -1) break;
     }
@@ -184,6 +185,7 @@ XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
     }
     std::size_t const before = address % 16;
     auto const* block = reinterpret_cast<__m128i const*>(address - before);
+    // The bits of units before the text are shifted out.
     unsigned int mask = MaskOf(_mm_cmpeq_epi16(*block, zero)) >> before;
     if (mask != 0) return FirstIn(mask);
     do mask = MaskOf(_mm_cmpeq_epi16(*++block, zero));
@@ -202,6 +204,27 @@ std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
     }
     while (i < n && a[i] == b[i]) ++i;
     return i;
+}
+
+XC_READS_WHOLE_BLOCKS std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b) noexcept
+{
+    constexpr std::uintptr_t kPage = 4096;
+    constexpr std::uintptr_t kLast = kPage - sizeof(__m128i); // a block from here on stays within its page
+    __m128i const zero = _mm_setzero_si128();
+    for (std::size_t i = 0;;) {
+        auto const left = reinterpret_cast<std::uintptr_t>(a + i) % kPage;
+        auto const right = reinterpret_cast<std::uintptr_t>(b + i) % kPage;
+        if (left > kLast || right > kLast) { // the next page may not be there
+            if (a[i] != b[i] || a[i] == L'\0') return i;
+            ++i;
+            continue;
+        }
+        __m128i const x = *reinterpret_cast<__m128i_u const*>(a + i);
+        __m128i const y = *reinterpret_cast<__m128i_u const*>(b + i);
+        unsigned int const stop = MaskOf(_mm_andnot_si128(_mm_cmpeq_epi16(x, zero), _mm_cmpeq_epi16(x, y))) ^ 0xFFFF;
+        if (stop != 0) return i + FirstIn(stop);
+        i += kSseUnits;
+    }
 }
 
 std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
@@ -250,6 +273,7 @@ XC_TARGET_AVX2 std::uint32_t HashBlocksAvx2(std::uint32_t h, wchar_t const* text
 {
     __m256i lanes[8];
     for (std::size_t v = 0; v < 8; ++v) lanes[v] = Widen8(text + 8 * v);
+    // What was hashed before stands in front of the block as one more, higher term.
     h *= kPowers[kHashBlock];
     __m256i const factor = _mm256_set1_epi32(static_cast<int>(kPowers[kHashBlock]));
     for (std::size_t block = 1; block < blocks; ++block) {

@@ -28,6 +28,9 @@ std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 /// The index of the first place where the units differ or `a` is U+0000, or n.
 std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept;
 
+/// The same for two NUL-terminated texts: the index of the first place where they differ or both end.
+std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b) noexcept;
+
 /// h = h * 613 + unit over n units, wrapping at 32 bits.
 std::uint32_t Hash613(std::uint32_t h, wchar_t const* text, std::size_t n) noexcept;
 

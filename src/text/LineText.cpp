@@ -4,6 +4,9 @@
 // Logs, traces and consoles show texts that came from outside. The list of dangerous units is short and fixed: the
 // controls of ASCII and Latin-1, the separators of lines and paragraphs, and the marks of direction. Most texts hold
 // none of them and are passed on without a copy. Cost: O(text).
+//
+// Letters of all scripts stay readable: only what changes the line as a whole is escaped, the backslash itself only
+// where a reader must be able to undo the escapes.
 #include "text/LineText.h"
 
 #include "text/Units.h"
@@ -45,6 +48,8 @@ std::wstring_view WithoutCarriageReturn(std::wstring_view line) noexcept
 bool ShapesLines(wchar_t unit) noexcept
 {
     std::uint32_t const u = ToUint(unit);
+    // Controls of both halves of Latin-1, line and paragraph separators with the embeddings and overrides of
+    // direction, the isolates, and the three marks of direction.
     return u < 0x20 || (u >= 0x7F && u < 0xA0) || (u >= 0x2028 && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069) ||
            u == 0x200E || u == 0x200F || u == 0x061C;
 }
@@ -68,6 +73,7 @@ void AppendOneLine(std::string& to, std::wstring_view text, wchar_t separator)
 
 void AppendIndented(std::string& to, std::wstring_view text, std::string_view lineEnd)
 {
+    // An empty text is one empty line.
     for (bool first = true; !text.empty() || first; first = false) {
         std::size_t const end = std::min(text.find(L'\n'), text.size());
         if (!first) to.append(lineEnd).append("    ");

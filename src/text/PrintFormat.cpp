@@ -159,6 +159,7 @@ namespace {
 /// Whether a conversion writes a number or a character from an integer.
 bool TakesInteger(wchar_t letter) noexcept
 {
+    // Sets of letters are words of 64 bits: a test is a shift, and no letter is listed twice in a switch.
     constexpr std::uint64_t kLetters = BitsOfLetters("diuoxXcCp");
     return letter == L'*' || (kLetters >> (letter - L'@') & 1) != 0;
 }
@@ -166,6 +167,8 @@ bool TakesInteger(wchar_t letter) noexcept
 FormatValue IntegerValue(XCFormatArg const& argument, Conversion const& wanted) noexcept
 {
     constexpr std::uint64_t kLetters = BitsOfLetters("diuoxX");
+    // Only the small sizes cut. A wider one than the argument has is a slip in the format, and the value is known
+    // here.
     bool const cut = wanted.size == FormatSize::Byte || wanted.size == FormatSize::Short;
     if (cut && wanted.letter != L'*' && (kLetters >> (wanted.letter - L'@') & 1) != 0)
         return CutTo(wanted, argument.asSigned);
@@ -188,8 +191,10 @@ FormatValue BoolValue(bool value, wchar_t letter) noexcept
 
 } // namespace
 
+// {
 FormatValue TypedSource::Next(Conversion const& wanted)
 {
+    // A conversion without an argument: what it says is printed as it stands, and nothing is read from anywhere.
     if (m_next == m_arguments.count) return {};
     XCFormatArg const& argument = m_arguments.begin[m_next++];
     auto const* const wide = static_cast<wchar_t const*>(argument.pointer);
@@ -202,6 +207,7 @@ FormatValue TypedSource::Next(Conversion const& wanted)
     case XCFormatArg::Kind::Bool: return BoolValue(argument.asUnsigned != 0, wanted.letter);
     case XCFormatArg::Kind::WideEnd: return WideUpTo(wide, wanted.limit);
     case XCFormatArg::Kind::NarrowEnd: return NarrowUpTo(narrow, wanted.limit);
+    // A view of nothing is an empty text; only a null pointer of a text prints as "(null)".
     case XCFormatArg::Kind::WideCount: return FormatValue::Wide({wide ? wide : L"", argument.length});
     case XCFormatArg::Kind::NarrowCount: return FormatValue::Narrow({narrow ? narrow : "", argument.length});
     case XCFormatArg::Kind::Pointer: break;
@@ -297,6 +303,7 @@ private:
     static wchar_t const* ReadDigits(wchar_t const* at, std::uint32_t& value) noexcept
     {
         std::uint64_t sum = 0;
+        // Held at the limit in each step, so that no run of digits can wrap.
         for (; IsDigit(*at); ++at) sum = std::min<std::uint64_t>(sum * 10 + (ToUint(*at) - L'0'), kFormatNoLimit);
         value = static_cast<std::uint32_t>(sum);
         return at;
@@ -306,6 +313,7 @@ private:
     {
         for (std::uint8_t flag = FlagOf(*at); flag != 0; flag = FlagOf(*++at)) piece.flags |= flag;
         at = ReadDigits(at, piece.width);
+        // Cut and not refused: a width from data must not decide whether a line of a log is written.
         piece.width = std::min(piece.width, m_fieldLimit);
         return at;
     }
@@ -328,6 +336,7 @@ private:
     {
         for (;; ++at) {
             switch (*at) {
+            // Repeated letters step through the sizes; of different ones the last counts.
             case L'h': piece.size = piece.size == FormatSize::Short ? FormatSize::Byte : FormatSize::Short; break;
             case L'l': piece.size = piece.size == FormatSize::Long ? FormatSize::Bits64 : FormatSize::Long; break;
             case L'w': piece.size = FormatSize::Long; break;
@@ -363,10 +372,12 @@ private:
     {
         if ((piece.flags & kStarWidth) != 0) {
             std::int64_t const width = TakeNumber();
+            // As in C: a negative width from the arguments means the left side.
             if (width < 0) piece.flags |= kLeft;
             piece.width = std::max(piece.width, static_cast<std::uint32_t>(width < 0 ? -width : width));
         }
         if ((piece.flags & kStarPrecision) != 0)
+            // As in C: a negative precision from the arguments counts as none.
             piece.precision = static_cast<std::int32_t>(std::max<std::int64_t>(TakeNumber(), -1));
         std::size_t const limit = piece.precision < 0 ? XCString::npos : static_cast<std::size_t>(piece.precision);
         piece.value = m_source.Next({piece.letter, piece.size, limit});

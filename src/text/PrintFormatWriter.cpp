@@ -65,6 +65,7 @@ public:
         : m_value(value), m_precision(precision), m_alternate(alternate)
     {
         switch (form) {
+        // Six decimals unless asked for, as in C; %a alone takes as many as the value needs.
         case 'f': MakeFixed(precision < 0 ? 6 : precision); break;
         case 'e': MakeScientific(precision < 0 ? 6 : precision); break;
         case 'a': MakeHex(); break;
@@ -91,6 +92,7 @@ private:
     void AddPoint() noexcept
     {
         if (!m_alternate || std::find(m_buffer, m_exponent, '.') != m_exponent) return;
+        // The buffer keeps one unit free for this.
         std::memmove(m_exponent + 1, m_exponent, static_cast<std::size_t>(m_end - m_exponent));
         *m_exponent++ = '.';
         ++m_end;
@@ -99,6 +101,7 @@ private:
     {
         // Past its last decimal a double has zeros only: these need neither buffer nor computation.
         std::int32_t const written = std::min(precision, kMostDecimals);
+        // The conversion of the standard library rounds exactly, in every length, and looks at no locale.
         Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::fixed, written), 0);
         m_zeros = precision - written;
         AddPoint();
@@ -218,6 +221,7 @@ private:
         }
         std::string_view bytes = piece.value.NarrowText();
         // A text as long as its precision may have been cut already by who read it.
+        // One more than there is tells a text without precision from one that ends exactly at it.
         std::size_t const most = CutLength(piece, bytes.size() + 1);
         if (most <= bytes.size()) bytes = WithoutBegunCharacter(bytes.substr(0, most));
         if (bytes.size() > Room())
@@ -238,6 +242,7 @@ private:
             Fill(L' ', blanks);
             return;
         }
+        // Decoded at the left first and moved then: blanks can be counted only when the length is known.
         std::size_t const shift = std::min(blanks, Room());
         units = std::min(units, Room() - shift);
         std::memmove(begin + shift, begin, units * sizeof(wchar_t));
@@ -261,6 +266,7 @@ private:
         std::size_t const length = field.Length();
         std::size_t const blanks = piece.width > length ? piece.width - length : 0;
         bool const left = (piece.flags & kLeft) != 0;
+        // Zeros go between sign and digits, blanks before the sign; on the left side zeros would change the number.
         bool const zeros = field.padWithZeros && !left;
         if (zeros) field.leadingZeros += blanks;
         if (!left && !zeros) Fill(L' ', blanks);
@@ -364,6 +370,7 @@ private:
         bool const upper = piece.letter == L'E' || piece.letter == L'G' || piece.letter == L'A';
         auto const form = static_cast<char>(piece.letter | 0x20);
         if (!std::isfinite(value)) {
+            // Zero padding would make a number of these words: the flag is left out.
             field.digits = isNumber ? (upper ? "INF" : "inf") : (upper ? "NAN" : "nan");
             PutNumber(field, piece);
         } else if (form == 'e' || form == 'f' || form == 'g' || form == 'a') {
@@ -392,6 +399,7 @@ std::size_t FormatPlan::Write(wchar_t* buffer, std::size_t capacity) const noexc
 {
     Writer writer(buffer, capacity);
     for (std::size_t i = 0; i < m_count; ++i) {
+        // The first pieces stand in the plan itself and the rest in a list: the order is that of the format.
         Piece const& piece = At(i);
         if (piece.letter == 0)
             writer.Put({piece.source, piece.sourceLength});

@@ -47,6 +47,7 @@ XC_TARGET_AVX2 inline std::uint32_t HitsAvx2(wchar_t const* at, __m256i const (&
 template <unsigned Count, bool Inside>
 XC_TARGET_AVX2 std::size_t ScanAvx2(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
 {
+    // The overlapping step at the end needs one whole vector in front of it.
     if (n < 16) return ScanPlain<Inside>(text, n, ranges);
     __m256i first[Count];
     __m256i span[Count];
@@ -146,11 +147,13 @@ template <bool Dots>
     std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
     while (mask == 0 && n < limit) {
         if ((reinterpret_cast<std::uintptr_t>(++at) & 63) == 0)
+            // Pairs begin at multiples of 64 bytes, so the second vector lies in the page of the first.
             for (; n + 32 <= limit && HasNoEndAvx2<Dots>(at); at += 2) n += 32;
         if (n == limit) break;
         mask = EndsAvx2<Dots>(at);
         n += mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : 16;
     }
+    // The last vector may reach past the limit.
     return n < limit ? n : limit;
 }
 

@@ -33,6 +33,7 @@ constexpr std::size_t kSaltAt = 1;
 constexpr std::size_t kNonceAt = kSaltAt + kSaltSize;
 constexpr std::size_t kTagAt = kNonceAt + std::tuple_size_v<win32::CipherNonce>;
 constexpr std::size_t kTextAt = kTagAt + std::tuple_size_v<win32::CipherTag>;
+// A later version may raise the count: the version byte tells which one a text was made with.
 constexpr unsigned int kRounds = 20000; // part of version 1; tens of milliseconds for each guess of a seed
 
 constexpr std::wstring_view kLetters = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
@@ -50,6 +51,7 @@ constexpr TextBlock<N> MakeBlock(wchar_t const (&text)[N])
     for (std::size_t i = 0; i < N; ++i) block.text[i] = text[i];
     return block;
 }
+// The default seed is public and hides a text from a glance only; the header says so.
 constinit TextBlock<12> defaultSeed = MakeBlock(L"XelbrinCore");
 constinit TextBlock<6> suffix = MakeBlock(L"*XC1*");
 static_assert(offsetof(TextBlock<6>, text) == sizeof(XCString::DataDef));
@@ -81,6 +83,7 @@ std::optional<ByteVector> ReadLetters(std::wstring_view letters)
         count -= 8;
         bytes.push_back(static_cast<std::uint8_t>(bits >> count));
     }
+    // Left-over bits must be 0, so that one text of letters stands for one row of bytes.
     bool const exact = count < 6 && (bits & ((1u << count) - 1)) == 0;
     return exact ? std::optional(std::move(bytes)) : std::nullopt;
 }
@@ -127,6 +130,7 @@ bool XCString::Encrypt(XCString const& seed)
     bytes[0] = kVersion;
     xc::win32::CipherKey key;
     xc::win32::CipherTag tag{};
+    // Salt and nonce lie side by side: one call fills both.
     if (!xc::win32::FillRandom({bytes.data() + kSaltAt, kTagAt - kSaltAt}) || !MakeKey(key, seed, bytes)) return false;
     auto const nonce = ArrayAt<xc::win32::CipherNonce>(bytes, kNonceAt);
     xc::win32::Bytes const plain(reinterpret_cast<std::uint8_t const*>(AsWChar()), size);

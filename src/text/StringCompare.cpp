@@ -45,6 +45,7 @@ struct ProcessCollatorOwner {
         collator->AddRef();
         processCollator<Collator>.store(collator.GetPtr(), std::memory_order_release);
     }
+    // Destructors of static objects may still compare; they find null and compare ordinally.
     ~ProcessCollatorOwner() { processCollator<Collator>.exchange(nullptr)->Release(); }
     ProcessCollatorOwner(ProcessCollatorOwner const&) = delete;
     ProcessCollatorOwner& operator=(ProcessCollatorOwner const&) = delete;
@@ -55,6 +56,7 @@ template <class Collator>
 XCCollator const* GetProcessCollator()
 {
     try {
+        // An exception leaves the static unbuilt: the next call tries again.
         static ProcessCollatorOwner<Collator> const owner;
     } catch (std::bad_alloc const&) {
         return nullptr;
@@ -131,9 +133,11 @@ int XCStringNatCompare::operator()(XCString const& a, XCString const& b) const n
         if (*left == L'\0' || *right == L'\0')
             return static_cast<int>(ToUint(*left)) - static_cast<int>(ToUint(*right));
         bool const leftDigit = IsDigit(*left);
+        // Numbers stand before words.
         if (leftDigit != IsDigit(*right)) return leftDigit ? -1 : 1;
         if (leftDigit) {
             std::uint32_t const leftNumber = StrToLong(&left);
+            // Unsigned, so that the difference is defined when numbers wrapped; leading zeros are gone by then.
             std::uint32_t const difference = leftNumber - StrToLong(&right);
             if (difference != 0) return static_cast<int>(difference);
             continue;

@@ -59,6 +59,7 @@ Signed ReadSigned(wchar_t const* text, bool* ok) noexcept
     bool const inRange = !number.overflow && number.magnitude <= limit;
     if (ok) *ok = inRange && number.anyDigit && number.atTerminator;
     std::uint64_t const value = inRange ? number.magnitude : limit;
+    // Negated without a sign: the smallest number of the type has no positive one.
     return static_cast<Signed>(number.negative ? 0 - value : value);
 }
 
@@ -69,6 +70,7 @@ Unsigned ReadUnsigned(wchar_t const* text, bool* ok) noexcept
     bool const inRange = !number.overflow && number.magnitude <= std::numeric_limits<Unsigned>::max();
     if (ok) *ok = inRange && number.anyDigit && number.atTerminator;
     if (!inRange) return std::numeric_limits<Unsigned>::max();
+    // A negative number wraps, as strtoul has it.
     return static_cast<Unsigned>(number.negative ? 0 - number.magnitude : number.magnitude);
 }
 
@@ -104,6 +106,7 @@ bool IsBelowOne(std::string_view digits) noexcept
     std::size_t const mark = std::min(digits.find_first_of("eE"), digits.size());
     std::string_view const mantissa = digits.substr(0, mark);
     std::size_t const first = mantissa.find_first_of("123456789");
+    // Nothing but zeros, with an exponent that from_chars gave up on: the value is 0.
     if (first == std::string_view::npos) return true;
     std::size_t const point = std::min(mantissa.find('.'), mark);
     std::int64_t const place = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
@@ -112,32 +115,32 @@ bool IsBelowOne(std::string_view digits) noexcept
 
 } // namespace
 
-int XCString::AsInt(bool* ok) const noexcept
+int XCStringNumbers::AsInt(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
 }
-long XCString::AsLong(bool* ok) const noexcept
+long XCStringNumbers::AsLong(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
 }
-unsigned int XCString::AsUint(bool* ok) const noexcept
+unsigned int XCStringNumbers::AsUint(bool* ok) const noexcept
 {
     return ReadUnsigned<std::uint32_t>(AsWChar(), ok);
 }
-unsigned long XCString::AsULong(bool* ok) const noexcept
+unsigned long XCStringNumbers::AsULong(bool* ok) const noexcept
 {
     return ReadUnsigned<std::uint32_t>(AsWChar(), ok);
 }
-std::int64_t XCString::AsInt64(bool* ok) const noexcept
+std::int64_t XCStringNumbers::AsInt64(bool* ok) const noexcept
 {
     return ReadSigned<std::int64_t>(AsWChar(), ok);
 }
-std::uint64_t XCString::AsUInt64(bool* ok) const noexcept
+std::uint64_t XCStringNumbers::AsUInt64(bool* ok) const noexcept
 {
     return ReadUnsigned<std::uint64_t>(AsWChar(), ok);
 }
 
-double XCString::AsDouble(bool* ok) const
+double XCStringNumbers::AsDouble(bool* ok) const
 {
     wchar_t const* text = AsWChar();
     while (IsSpace(*text)) ++text;

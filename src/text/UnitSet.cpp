@@ -22,6 +22,7 @@ constexpr std::size_t kSetBlock = 8;
 UnitSet::UnitSet(wchar_t const* list) noexcept : m_list(list), m_count(TextLength(list))
 {
     if (m_count <= kMostCompared) {
+        // Spread here, once, and not in each step.
         for (std::size_t i = 0; i < m_count; ++i) m_members[i] = _mm_set1_epi16(static_cast<short>(list[i]));
         return;
     }
@@ -42,6 +43,7 @@ std::size_t UnitSet::FindFirst(wchar_t const* text, std::size_t n, bool member) 
 {
     std::size_t i = 0;
     if (m_count <= kMostCompared) {
+        // The first unit that is none is the first member of the complement.
         unsigned int const flip = member ? 0 : 0xFFFF;
         for (; n - i >= kSetBlock; i += kSetBlock) {
             unsigned int const mask = MembersAt(text + i) ^ flip;

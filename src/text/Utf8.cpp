@@ -103,6 +103,7 @@ inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint
     auto const* const at = reinterpret_cast<unsigned char const*>(bytes.data()) + i;
     std::size_t const left = bytes.size() - i;
     std::uint32_t const lead = at[0];
+    // C0 and C1 could only begin overlong forms, F5 and above codes past the last plane.
     if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(at[1])) return 0;
     if (lead < 0xE0) {
         code = (lead & 0x1Fu) << 6 | (at[1] & 0x3Fu);
@@ -126,6 +127,7 @@ inline std::size_t ReadShortSequence(char const* bytes, std::uint32_t& code) noe
     // in the order of a little-endian load; callers see to it that four bytes are there.
     std::uint32_t four = 0;
     std::memcpy(&four, bytes, sizeof four);
+    // Lowest byte first: 1110xxxx, 10xxxxxx, 10xxxxxx.
     if ((four & 0xC0C0F0) == 0x8080E0) {
         code = (four & 0x0F) << 12 | (four >> 2 & 0xFC0) | (four >> 16 & 0x3F);
         return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
@@ -269,6 +271,8 @@ std::size_t CountUtf16Units(std::string_view bytes) noexcept
         __m128i const starts = _mm_cmpgt_epi8(block, lastTail);
         __m128i const four =
             _mm_and_si128(_mm_cmpgt_epi8(block, lastLead3), _mm_cmplt_epi8(block, _mm_setzero_si128()));
+        // Comparisons give -1, so the negated sum is 0, 1 or 2 a byte; as signed bytes, leads of four are F0 to FF,
+        // below 0.
         __m128i const counts = _mm_sub_epi8(_mm_setzero_si128(), _mm_add_epi8(starts, four));
         sums = _mm_add_epi64(sums, _mm_sad_epu8(counts, _mm_setzero_si128()));
     }
@@ -331,6 +335,7 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::string_view bytes) noexcept
         std::size_t used = 0;
         units += DecodeUtf8(out + units, bytes, used);
         // A byte that is no UTF-8 stands for the unit of its value, as in the one-byte encoding of western Europe.
+        // Progress is one byte at least, so hostile bytes cost one attempt each.
         if (used < bytes.size()) out[units++] = static_cast<wchar_t>(ByteAt(bytes, used++));
         bytes.remove_prefix(used);
     }

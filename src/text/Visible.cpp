@@ -1,5 +1,9 @@
 // A text as a line of a message shows it: without blanks and line ends at its end, controls and lone surrogates
 // escaped. A text that needs no change is copied as it is, which shares its block when it was a string.
+//
+// Messages are read by people and scanned by programs; neither should see a line that a file name has broken. Half
+// pairs are escaped as well, because many encodings cannot show them and would lose the whole line. Cost: one pass
+// over the text, and no allocation but that of the result.
 #include "text/Visible.h"
 
 #include "text/LineText.h"

@@ -9,6 +9,7 @@
 #include <XelbrinCore/XCCollator.h>
 
 #include "text/CaseTables.h"
+#include "text/Kernels.h"
 #include "text/Units.h"
 
 using xc::text::ToUint;
@@ -38,6 +39,7 @@ namespace {
 /// The collating code of the unit at `text`, or of the first after it that is not ignored; 0 at the end.
 wchar_t NextCode(XCCollatingTable<wchar_t> const& table, wchar_t const*& text) noexcept
 {
+    // The end is looked at first: it has code 0 like everything that is skipped.
     while (*text != L'\0' && table.Map(*text) == L'\0') ++text;
     return table.Map(*text);
 }
@@ -47,12 +49,32 @@ wchar_t NextCode(XCCollatingTable<wchar_t> const& table, wchar_t const*& text) n
 int XCTableCollator::Compare(wchar_t const* a, wchar_t const* b) const
 {
     XCCollatingTable<wchar_t> const& table = *m_table;
-    for (;; ++a, ++b) {
-        wchar_t const left = NextCode(table, a);
-        wchar_t const right = NextCode(table, b);
-        bool const atEnd = *a == L'\0' || *b == L'\0';
-        if (atEnd) return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
+    std::size_t const same = xc::text::MismatchOrEnd(a, b); // each unit has its own code: equal beginnings are equal
+    for (a += same, b += same;; ++a, ++b) {
+        wchar_t left = table.Map(*a);
+        wchar_t right = table.Map(*b);
+        if (left == right && left != L'\0' && *a != L'\0' && *b != L'\0') continue; // nearly always
+        left = NextCode(table, a);
+        right = NextCode(table, b);
+        if (*a == L'\0' || *b == L'\0') return *a == *b ? 0 : *a == L'\0' ? -1 : 1;
         if (left != right) return ToUint(left) < ToUint(right) ? -1 : 1;
+    }
+}
+
+void XCTableCollator::AppendKey(std::string& key, wchar_t const* text) const
+{
+    for (; *text != L'\0'; ++text) {
+        std::uint32_t const code = ToUint(m_table->Map(*text));
+        if (code == 0) continue;
+        // As UTF-8 writes numbers: short where codes are small, and in their order.
+        char const bytes[] = {static_cast<char>(0xE0 | code >> 12), static_cast<char>(0x80 | (code >> 6 & 0x3F)),
+                              static_cast<char>(0x80 | (code & 0x3F))};
+        if (code < 0x80)
+            key += static_cast<char>(code);
+        else if (code < 0x800)
+            (key += static_cast<char>(0xC0 | code >> 6)) += bytes[2];
+        else
+            key.append(bytes, sizeof bytes);
     }
 }
 
@@ -65,6 +87,7 @@ XCSmartPtr<XCCollatingTable<wchar_t>> FoldingTable(Units first, Units second)
     XCSmartPtr<XCCollatingTable<wchar_t>> table(new XCCollatingTable<wchar_t>);
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
         wchar_t const folded = first[unit];
+        // Both foldings become one look-up at comparison.
         table->Set(static_cast<wchar_t>(unit), second ? second[ToUint(folded)] : folded);
     }
     return table;

@@ -1,6 +1,9 @@
 // Identities as text. The text shows 16 bytes in reading order, while the first three fields are numbers: they are
 // joined from and split into bytes by shifts, so that the order of bytes of the processor never matters. A text is an
 // identity from end to end, with or without braces, or none at all.
+//
+// Upper-case digits in braces are the form that the system writes; both cases, and the form without braces, are read.
+// The digits count the bytes: where a minus must stand is asked of the pattern, so one loop reads and one writes.
 #include <XelbrinCore/XCGuid.h>
 
 #include "text/Units.h"

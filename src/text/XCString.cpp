@@ -1,23 +1,15 @@
-// The string itself: blocks, growth, editing and searching.
+// The string itself: blocks, growth, and the changes that put units in or take them out by place.
 //
 // Every change begins with ResizeCapacity, which gives the string a block of its own that is large enough. Capacity grows
 // by half: appending n units one by one copies O(n) units in total and wastes at most a third of the block. Lengths are
 // computed first, and what no string can hold is refused before anything is written, so a call that throws changes
 // nothing. An argument may point into the string: such a change keeps the old text until its result is built.
 //
-// Replace builds its result in a new block from left to right. Only a replacement that is longer needs its hits counted
-// before; otherwise the old length bounds the result. One unit that becomes a few is written without a branch a unit,
-// because dense hits would make the branch unpredictable.
-//
 // Invariant: the unit at the length is 0; the empty block is never counted, written or freed.
 #include <XelbrinCore/XCString.h>
 
-#include "text/CaseTables.h"
-#include "text/FindText.h"
 #include "text/Kernels.h"
 #include "text/PrintFormat.h"
-#include "text/StringAccess.h"
-#include "text/UnitSet.h"
 
 #include <algorithm>
 #include <cassert>
@@ -27,12 +19,9 @@
 #include <stdexcept>
 
 using xc::text::CopyUnits;
-using xc::text::FindLastUnit;
-using xc::text::FindText;
-using xc::text::FindUnit;
 using xc::text::TextLength;
-using xc::text::UnitSet;
 
+// Switches of former releases. Modules that were built with them still set them; nothing reads them.
 constinit bool XCUseFactory_ = false;
 constinit bool XCUseMemoryPool_ = false;
 constinit bool XCInitVar_ = false;
@@ -52,61 +41,6 @@ std::size_t SumOfLengths(std::size_t a, std::size_t b)
     return a + b;
 }
 
-// Replacing -----------------------------------------------------------------------------------------------------
-
-std::size_t CountOf(std::wstring_view text, std::wstring_view wanted) noexcept
-{
-    if (wanted.size() == 1) return xc::text::CountUnit(text.data(), text.size(), wanted[0]);
-    xc::text::TextFinder finder(wanted);
-    for (std::size_t hits = 0;; ++hits) {
-        std::size_t const at = finder.Find(text.data(), text.size());
-        if (at == text.size()) return hits;
-        text.remove_prefix(at + wanted.size());
-    }
-}
-
-/// Where hits are dense, a decision a unit costs less than a search a hit: each unit is written as one group of four,
-/// the new text or the unit itself. Reads and writes stay four units away from the ends; returns what is left to do.
-struct UnitGroups {
-    wchar_t* out;
-    std::wstring_view text;
-};
-UnitGroups ReplaceInGroups(UnitGroups work, wchar_t oldUnit, std::wstring_view newText) noexcept
-{
-    std::uint64_t replacement = 0;
-    std::memcpy(&replacement, newText.data(), newText.size() * sizeof(wchar_t));
-    std::size_t i = 0;
-    for (; i + 4 < work.text.size(); ++i) {
-        wchar_t const unit = work.text[i];
-        std::uint64_t const hit = 0 - std::uint64_t{unit == oldUnit}; // all bits: no branch to be guessed wrong
-        std::uint64_t const group = (replacement & hit) | (static_cast<std::uint16_t>(unit) & ~hit);
-        std::memcpy(work.out, &group, sizeof group);
-        work.out += 1 + (hit & (newText.size() - 1));
-    }
-    work.text.remove_prefix(i);
-    return work;
-}
-
-/// Writes `text` with every hit replaced; returns the end of what was written.
-wchar_t* BuildReplaced(wchar_t* out, std::wstring_view text, std::wstring_view oldText, std::wstring_view newText)
-{
-    if (oldText.size() == 1 && !newText.empty() && newText.size() <= 4) {
-        UnitGroups const rest = ReplaceInGroups({out, text}, oldText[0], newText);
-        out = rest.out;
-        text = rest.text;
-    }
-    xc::text::TextFinder finder(oldText);
-    for (;;) {
-        std::size_t const at = finder.Find(text.data(), text.size());
-        CopyUnits(out, text.data(), at);
-        out += at;
-        if (at == text.size()) return out;
-        CopyUnits(out, newText.data(), newText.size());
-        out += newText.size();
-        text.remove_prefix(at + oldText.size());
-    }
-}
-
 } // namespace
 
 // Storage -------------------------------------------------------------------------------------------------------
@@ -116,11 +50,14 @@ XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
     std::size_t const capacity = std::max<std::size_t>(n, 1);
     void* const memory = ::operator new(sizeof(DataDef) + (capacity + 1) * sizeof(wchar_t));
     auto* const data = ::new (memory) DataDef{static_cast<std::uint32_t>(capacity), 0, 0};
+    // A block is a valid empty text from its first moment.
     data->Text()[0] = L'\0';
     return data;
 }
 
-void XCStringStorage::Free(DataDef* data) noexcept
+// Never inlined: the compiler, which sees the static empty block in a list that moves its members, would warn that it is
+// freed, not knowing its count.
+[[gnu::noinline]] void XCStringStorage::Free(DataDef* data) noexcept
 {
     ::operator delete(data);
 }
@@ -146,6 +83,7 @@ void XCString::ResizeCapacity(std::size_t n)
     // One unit more than the longest text: callers ask for the terminator's place with it.
     if (n > kMaxLength + 1) throw std::length_error("XCString: text too long");
     std::size_t const capacity = m_data->capacity;
+    // The empty block counts as shared, so it always takes the way below.
     if (n <= capacity && !IsShared()) return;
     std::size_t wanted = capacity;
     if (capacity < n) wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
@@ -250,6 +188,7 @@ inline XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
     if (count == 0) return *this;
     // A text of our own lies before the place, so the two never overlap; unless it takes the terminator with it.
     bool const takesOwnTerminator = text + count == data->Text() + length + 1;
+    // Not greater alone: the terminator needs a place, too.
     if (count >= data->capacity - length || takesOwnTerminator || IsShared()) {
         AppendInNewBlock(text, count);
         return *this;
@@ -333,197 +272,6 @@ XCString XCString::SubStr(std::size_t pos, std::size_t count) const
     // The whole text is shared rather than copied.
     if (count == length) return *this;
     return XCString(std::wstring_view(m_data->Text() + pos, count));
-}
-
-XCString& XCString::Replace(wchar_t const* oldText, wchar_t const* newText)
-{
-    return ReplaceUnits({oldText ? oldText : L"", TextLength(oldText)}, {newText ? newText : L"", TextLength(newText)});
-}
-
-XCString& XCString::Replace(XCString const& oldText, XCString const& newText)
-{
-    return Replace(oldText.AsWChar(), newText.AsWChar());
-}
-
-XCString& XCString::ReplaceUnits(std::wstring_view oldText, std::wstring_view newText)
-{
-    if (oldText.empty()) return *this;
-    std::wstring_view const whole = View();
-    // Hits are looked for up to the first zero, as everywhere in this call's arguments; units after it are carried
-    // along.
-    std::wstring_view const text = whole.substr(0, FindUnit(whole.data(), whole.size(), L'\0'));
-    std::size_t const first = FindText(text.data(), text.size(), oldText.data(), oldText.size());
-    if (first == text.size()) return *this;
-    // Where the text cannot grow it serves as the bound of the result, and the hits need not be counted.
-    std::size_t bound = whole.size();
-    if (newText.size() > oldText.size()) {
-        std::size_t const hits = CountOf(text, oldText);
-        if (hits > (kMaxLength - whole.size()) / (newText.size() - oldText.size()))
-            throw std::length_error("XCString: text too long");
-        bound += hits * (newText.size() - oldText.size());
-    }
-    XCString result;
-    result.ResizeCapacity(bound + 1);
-    wchar_t* out = BuildReplaced(result.m_data->Text(), text, oldText, newText);
-    CopyUnits(out, text.data() + text.size(), whole.size() - text.size());
-    out += whole.size() - text.size();
-    xc::text::StringAccess::SetLength(result, static_cast<std::size_t>(out - result.m_data->Text()));
-    Swap(result);
-    return *this;
-}
-
-XCString& XCString::Upper()
-{
-    // Unit by unit and in place: a mapping never changes the length of a text.
-    if (IsNull()) return *this;
-    ResizeCapacity(m_data->length);
-    xc::text::MapUpper(m_data->Text(), m_data->Text(), m_data->length);
-    return *this;
-}
-
-XCString& XCString::Lower()
-{
-    if (IsNull()) return *this;
-    ResizeCapacity(m_data->length);
-    xc::text::MapLower(m_data->Text(), m_data->Text(), m_data->length);
-    return *this;
-}
-
-// Memory is kept on purpose in the calls that shorten: they are often followed by others that lengthen.
-XCString& XCString::RemoveFront(std::size_t count)
-{
-    std::size_t const left = m_data->length - count;
-    ResizeCapacity(m_data->length);
-    std::memmove(m_data->Text(), m_data->Text() + count, left * sizeof(wchar_t));
-    SetLength(left);
-    return *this;
-}
-
-XCString& XCString::CutTo(std::size_t length)
-{
-    if (length == 0)
-        Clear();
-    else if (length < m_data->length) {
-        ResizeCapacity(m_data->length);
-        SetLength(length);
-    }
-    return *this;
-}
-
-XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
-{
-    std::size_t const length = m_data->length;
-    if (length == 0) return *this;
-    std::size_t reached = std::min(pos, length - 1);
-    while (reached < length && m_data->Text()[reached] == unit) ++reached;
-    return reached == 0 ? *this : RemoveFront(reached);
-}
-
-XCString& XCString::LTrim(wchar_t const* set, std::size_t pos)
-{
-    if (!set || *set == L'\0') return *this;
-    std::size_t const first = FindFirstNotOf(set, pos);
-    if (first == npos) {
-        Clear();
-        return *this;
-    }
-    return first == 0 ? *this : RemoveFront(first);
-}
-
-XCString& XCString::RTrim(wchar_t unit, std::size_t pos)
-{
-    std::size_t const length = m_data->length;
-    if (length == 0) return *this;
-    std::size_t const last = std::min(pos, length - 1);
-    std::size_t run = 0;
-    while (run <= last && m_data->Text()[last - run] == unit) ++run;
-    // A text that is nothing but the unit goes whole, wherever the count began.
-    if (run == last + 1 && FindFirstNotOf(XCString(unit).AsWChar(), last) == npos) run = length;
-    return run == 0 ? *this : CutTo(length - run);
-}
-
-XCString& XCString::RTrim(wchar_t const* set, std::size_t pos)
-{
-    if (IsNull() || !set || *set == L'\0') return *this;
-    std::size_t const last = FindLastNotOf(set, pos);
-    return CutTo(last == npos ? 0 : last + 1);
-}
-
-// Searching -----------------------------------------------------------------------------------------------------
-
-std::size_t XCString::Find(wchar_t const* text, std::size_t start) const
-{
-    std::size_t const length = m_data->length;
-    // An empty text is found at every place, the end included, and nowhere past it.
-    if (!text || start > length) return npos;
-    std::size_t const wanted = TextLength(text);
-    if (wanted == 0) return start;
-    std::size_t const at = start + FindText(m_data->Text() + start, length - start, text, wanted);
-    return at < length ? at : npos;
-}
-
-std::size_t XCString::Find(wchar_t unit, std::size_t start) const noexcept
-{
-    std::size_t const length = m_data->length;
-    if (start >= length) return npos;
-    std::size_t const at = start + FindUnit(m_data->Text() + start, length - start, unit);
-    return at < length ? at : npos;
-}
-
-std::size_t XCString::RFind(wchar_t const* text, std::size_t start) const
-{
-    std::size_t const wanted = TextLength(text);
-    std::size_t const length = m_data->length;
-    if (!text || wanted > length) return npos;
-    std::size_t const end = std::min(start, length - wanted) + wanted; // of the last place that counts
-    std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text, wanted);
-    return wanted == 0 || at < end ? at : npos;
-}
-
-std::size_t XCString::RFind(wchar_t unit, std::size_t start) const noexcept
-{
-    std::size_t const length = m_data->length;
-    if (length == 0) return npos;
-    std::size_t const count = std::min(start, length - 1) + 1;
-    std::size_t const at = FindLastUnit(m_data->Text(), count, unit);
-    return at < count ? at : npos;
-}
-
-std::size_t XCString::FindInSet(wchar_t const* set, std::size_t start, bool member) const
-{
-    std::size_t const length = m_data->length;
-    if (start >= length) return npos;
-    std::size_t const at = start + UnitSet(set).FindFirst(m_data->Text() + start, length - start, member);
-    return at < length ? at : npos;
-}
-
-std::size_t XCString::FindLastInSet(wchar_t const* set, std::size_t start, bool member) const
-{
-    std::size_t const length = m_data->length;
-    if (length == 0) return npos;
-    std::size_t const count = std::min(start, length - 1) + 1;
-    std::size_t const at = UnitSet(set).FindLast(m_data->Text(), count, member);
-    return at < count ? at : npos;
-}
-
-std::size_t XCString::FindFirstOf(wchar_t const* set, std::size_t start) const
-{
-    return FindInSet(set, start, true);
-}
-
-std::size_t XCString::FindFirstNotOf(wchar_t const* set, std::size_t start) const
-{
-    return FindInSet(set, start, false);
-}
-
-std::size_t XCString::FindLastOf(wchar_t const* set, std::size_t start) const
-{
-    return FindLastInSet(set, start, true);
-}
-
-std::size_t XCString::FindLastNotOf(wchar_t const* set, std::size_t start) const
-{
-    return FindLastInSet(set, start, false);
 }
 
 // Concatenation -------------------------------------------------------------------------------------------------

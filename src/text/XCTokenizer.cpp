@@ -21,6 +21,7 @@ bool XCTokenizer::GetNext(XCString& token)
         return false;
     }
     std::size_t const end = std::min(m_text.FindFirstOf(m_separators, m_pos), m_text.Length());
+    // Built before the state changes: out of memory leaves the tokenizer where it was.
     XCString found = m_text.SubStr(m_pos, end - m_pos);
     token.Swap(found);
     m_done = end == m_text.Length();

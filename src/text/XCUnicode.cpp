@@ -3,11 +3,12 @@
 // All code points with the same category, case, digit row and white space share one of about 200 records. In the basic
 // plane a unit finds its record in two stages: its upper ten bits choose a block of 64, equal blocks are stored once, and
 // the block gives the number of the record. That is 14 KiB for what a direct table needs 64 for, and stays in the
-// first cache for text of a few scripts. The category is what is asked most, for each unit of a text, so it has two stages of
-// its own that programs read without a call: a call into the library costs more than the look-up. Above the basic plane long runs share a record, so their starts are searched.
-// Case is kept as a difference, which whole alphabets have in common. Decompositions are stored whole, not step by step:
-// one look-up gives the final text. The 11,172 syllables of Hangul are computed from their number, as the standard
-// defines them. Canonical order is an insertion sort within each run of marks: runs are short, and it is stable.
+// first cache for text of a few scripts. The category is what is asked most, for each unit of a text, so it has two
+// stages of its own that programs read without a call: a call into the library costs more than the look-up. Above the
+// basic plane long runs share a record, so their starts are searched. Case is kept as a difference, which whole
+// alphabets have in common. Decompositions are stored whole, not step by step: one look-up gives the final text. The
+// 11,172 syllables of Hangul are computed from their number, as the standard defines them. Canonical order is a stable
+// sort within each run of marks.
 //
 // Invariant: the searches find the last run that starts at or before a code point; both lists of runs cover all that is
 // looked up in them, the first from U+10000 on, the second from 0.
@@ -26,6 +27,8 @@ namespace {
 /// The low byte of the last run that starts at or before the code point.
 unsigned int RunValue(std::uint32_t const* runs, std::size_t count, char32_t point) noexcept
 {
+    // A run is its first code point and, in the low byte, its value; with all low bits set the search passes every run
+    // that begins at the point or before.
     std::uint32_t const* const after = std::upper_bound(runs, runs + count, point << 8 | 0xFF);
     return after[-1] & 0xFF;
 }
@@ -141,6 +144,7 @@ int XCUnicode::GetDigitValue(char32_t point) noexcept
     constexpr char32_t kMathDigits = 0x1D7CE; // five rows that follow each other without a gap
     UnicodeRecord const& record = RecordOf(point);
     if (record.category != static_cast<std::uint8_t>(XCUnicodeCategory::DecimalDigit)) return -1;
+    // No row of theirs begins at a multiple of 16, which the usual rows do or end six before.
     if (point - kMathDigits < 50) return static_cast<int>((point - kMathDigits) % 10);
     return static_cast<int>((point - record.digitRow) & 15);
 }
@@ -157,6 +161,7 @@ char32_t XCUnicode::ToLower(char32_t point) noexcept
 
 int XCUnicode::GetCombiningClass(char32_t point) noexcept
 {
+    // Most units of most texts leave here.
     if (point < 0x300 || !IsCombining(point)) return 0;
     return static_cast<int>(xc::text::RunValue(xc::text::kCombiningRuns, xc::text::kCombiningRunCount, point));
 }

@@ -17,6 +17,7 @@ using xc::text::Visible;
 
 bool XCTestScope::Check(bool holds, XCString const& what)
 {
+    // Counted whether they hold or not: a case that made no check at all is seen by its "0 checks".
     ++m_checks;
     if (!holds) m_failures.push_back(what);
     return holds;
@@ -24,6 +25,7 @@ bool XCTestScope::Check(bool holds, XCString const& what)
 
 bool XCTestScope::CheckGood(XCErrorID const& result, XCString const& what)
 {
+    // The text of an error is made for a failure only: it may be read from the resources of a module.
     if (result.Good()) return Check(true, what);
     return Check(false, what + L": " + XCErrorReportText(result));
 }

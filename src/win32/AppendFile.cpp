@@ -28,6 +28,7 @@ unsigned long AppendFile::Open(SystemPath const& path, Start start) noexcept
     unsigned long const error =
         OpenToAppend(m_file, path, empties ? FileMode::Start::Truncate : FileMode::Start::OpenOrCreate);
     if (error == 0) m_turn.Open(m_file.Handle());
+    // A new file begins a line, and one that is continued was looked at by the same writer before.
     m_looksFirst = start == Start::Append;
     return error;
 }
@@ -57,6 +58,7 @@ std::size_t AppendFile::Write(std::string_view bytes, AppendCut const& cut, unsi
     bool endsCut = m_turn.Take(); // what the next holder of the turn is told
     std::size_t done = 0;
     error = 0;
+    // In the usual case the file is known to end with a whole line: nothing is asked of the system.
     if (endsCut || m_looksFirst || cut.bytes > 0) {
         unsigned long unknown = 0;
         std::uint64_t const size = m_file.Size(unknown);
@@ -68,6 +70,7 @@ std::size_t AppendFile::Write(std::string_view bytes, AppendCut const& cut, unsi
     if (error == 0) {
         std::size_t const written = m_file.Append(bytes.substr(done), error);
         done += written;
+        // What failed without a byte leaves the file as the holder before left it.
         if (written > 0) endsCut = error != 0 && bytes[done - 1] != '\n';
         m_looksFirst = false;
     }

@@ -88,10 +88,12 @@ void AppendTurn::Open(void* file) noexcept
     BY_HANDLE_FILE_INFORMATION facts;
     if (!::GetFileInformationByHandle(file, &facts)) return;
     wchar_t name[80];
+    // By the identity, not the name: two paths may lead to one file.
     ::_snwprintf(name, 79, L"Local\\XelbrinCore.append.%08lx.%08lx%08lx", facts.dwVolumeSerialNumber,
                  facts.nFileIndexHigh, facts.nFileIndexLow);
     name[79] = 0;
     m_section = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(*m_holder), name);
+    // Without the word there are no turns, and appending relies on the system alone.
     if (!m_section) return;
     m_holder = static_cast<std::atomic<std::uint64_t>*>(
         ::MapViewOfFile(m_section, FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(*m_holder)));
@@ -112,6 +114,7 @@ bool AppendTurn::TryTake(std::uint64_t& holder) noexcept
 {
     holder = kFree;
     if (m_holder->compare_exchange_strong(holder, m_ticket, std::memory_order_acquire)) return true;
+    // The second exchange takes a free turn that a cut was left at; the caller is told.
     return holder == kCut && m_holder->compare_exchange_strong(holder, m_ticket, std::memory_order_acquire);
 }
 
@@ -129,6 +132,7 @@ bool AppendTurn::Take() noexcept
             watched = holder;
             since = now;
         } else if (now - since >= kLookAfterMs) {
+            // Of several that wait, one exchange succeeds. What a dead holder left is unknown: it counts as cut.
             if (IsDead(holder) && m_holder->compare_exchange_strong(holder, m_ticket, std::memory_order_acquire))
                 return true;
             since = now;

@@ -49,6 +49,7 @@ void ReadBaseLetters(wchar_t (&table)[0x10000])
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
         wchar_t const self = static_cast<wchar_t>(unit);
         table[unit] = self;
+        // No unit below U+00C0 is composed.
         if (unit < 0xC0 || IsSurrogate(unit)) continue;
         wchar_t parts[16];
         int const count = ::FoldStringW(MAP_COMPOSITE, &self, 1, parts, 16);

@@ -1,3 +1,9 @@
+// The clocks of the system, each read by one call that cannot fail.
+//
+// The wall clock comes in fields, local or UTC, and as a count of 100-nanosecond steps since 1601 for whoever
+// computes; it jumps when somebody sets it. The tick count never goes back and is what time-outs are measured with: it
+// counts the milliseconds since the start of the system in 64 bits, so that it does not wrap, in steps of 10 to 16
+// milliseconds.
 #include "win32/Clock.h"
 
 #include <windows.h>

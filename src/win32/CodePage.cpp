@@ -29,6 +29,7 @@ CodePageFacts GetCodePageFacts(unsigned int codePage) noexcept
     char bytes[16];
     BOOL replaced = FALSE;
     bool const strict =
+        // A letter that every page has: what fails here is the flag.
         ::MultiByteToWideChar(info.CodePage, MB_ERR_INVALID_CHARS, "A", 1, units, 4) == 1 &&
         ::WideCharToMultiByte(info.CodePage, WC_NO_BEST_FIT_CHARS, L"A", 1, bytes, 16, nullptr, &replaced) > 0;
     return {strict, info.CodePage, info.MaxCharSize};

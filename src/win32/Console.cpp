@@ -22,6 +22,7 @@ HANDLE StreamHandle(StandardStream stream) noexcept
 /// A piece that the console takes at once and that ends in no first half of a pair.
 std::size_t ConsolePiece(wchar_t const* text, std::size_t count) noexcept
 {
+    // Older systems share 64 KiB between all writers of a console.
     constexpr std::size_t kMostAtOnce = 8000;
     if (count <= kMostAtOnce) return count;
     bool const splits = (text[kMostAtOnce - 1] & 0xFC00) == 0xD800;

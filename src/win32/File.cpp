@@ -15,11 +15,11 @@ namespace xc::win32 {
 
 namespace {
 
-constexpr std::size_t kLargestStep = 1u << 28;   // bytes for one call of the system at a position
-constexpr std::size_t kLargestAppend = 1u << 30; // bytes for one that appends
+constexpr std::size_t kLargestStep = 1u << 28; // bytes for one call of the system at a position
 
 DWORD AccessOf(FileMode::Access access) noexcept
 {
+    // Not FILE_WRITE_DATA, which GENERIC_WRITE holds: with it the system would write at a position.
     constexpr DWORD kAppend = FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
     switch (access) {
     case FileMode::Access::Read: return GENERIC_READ;
@@ -27,6 +27,7 @@ DWORD AccessOf(FileMode::Access access) noexcept
     case FileMode::Access::ReadWrite: return GENERIC_READ | GENERIC_WRITE;
     case FileMode::Access::Append: return kAppend;
     case FileMode::Access::AppendAndRead: return kAppend | FILE_READ_DATA;
+    case FileMode::Access::Facts: return FILE_READ_ATTRIBUTES;
     }
     return 0;
 }
@@ -40,6 +41,12 @@ DWORD StartOf(FileMode::Start start) noexcept
     case FileMode::Start::Truncate: return CREATE_ALWAYS;
     }
     return 0;
+}
+
+DWORD FlagsOf(FileMode const& mode) noexcept
+{
+    return (mode.sequential ? FILE_FLAG_SEQUENTIAL_SCAN : FILE_ATTRIBUTE_NORMAL) |
+           (mode.folders ? FILE_FLAG_BACKUP_SEMANTICS : 0) | (mode.links ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
 }
 
 static_assert(FileMode::ShareRead == FILE_SHARE_READ && FileMode::ShareWrite == FILE_SHARE_WRITE &&
@@ -59,9 +66,8 @@ unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
 {
     Close();
     SECURITY_ATTRIBUTES security{sizeof security, const_cast<void*>(mode.security), FALSE};
-    HANDLE const handle =
-        ::CreateFileW(path.ForSystem(), AccessOf(mode.access), mode.share, &security, StartOf(mode.start),
-                      mode.sequential ? FILE_FLAG_SEQUENTIAL_SCAN : FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE const handle = ::CreateFileW(path.ForSystem(), AccessOf(mode.access), mode.share, &security,
+                                        StartOf(mode.start), FlagsOf(mode), nullptr);
     if (handle == INVALID_HANDLE_VALUE) return LastError();
     m_handle = handle;
     return 0;
@@ -70,6 +76,7 @@ unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
 unsigned long File::Close() noexcept
 {
     HANDLE const handle = Release();
+    // Closing comes after a failure as a rule, whose number the caller still wants.
     KeepLastError const keep;
     return !handle || ::CloseHandle(handle) ? 0 : LastError();
 }
@@ -84,6 +91,7 @@ std::size_t File::Read(void* to, std::size_t count, std::uint64_t position, unsi
         auto const step = static_cast<DWORD>(std::min(count - done, kLargestStep));
         if (!::ReadFile(m_handle, static_cast<char*>(to) + done, step, &read, &place)) {
             error = LastError();
+            // The end is no failure: less was read than asked for, which the count tells.
             if (error == ERROR_HANDLE_EOF) error = 0;
             break;
         }
@@ -113,6 +121,7 @@ std::size_t File::Write(std::string_view bytes, std::uint64_t position, unsigned
 std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
 {
     DWORD written = 0;
+    // One call, so that the record stays whole; what is above the limit counts as a short write.
     auto const step = static_cast<DWORD>(std::min(bytes.size(), kLargestAppend));
     BOOL const done = ::WriteFile(m_handle, bytes.data(), step, &written, nullptr);
     error = done ? ERROR_DISK_FULL : LastError(); // a short write without an error: no room
@@ -123,6 +132,30 @@ std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
 unsigned long File::Flush() noexcept
 {
     return ::FlushFileBuffers(m_handle) ? 0 : LastError();
+}
+
+unsigned long File::SetSize(std::uint64_t size) noexcept
+{
+    // By a fact of the file: the older way moves the file's own position first.
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
+    return ::SetFileInformationByHandle(m_handle, FileEndOfFileInfo, &end, sizeof end) ? 0 : LastError();
+}
+
+unsigned long File::Lock(std::uint64_t offset, std::uint64_t length, bool exclusive) noexcept
+{
+    // Without waiting: a wait on this handle could not be ended, and would keep the file from being closed.
+    OVERLAPPED place = At(offset);
+    DWORD const flags = LOCKFILE_FAIL_IMMEDIATELY | (exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0u);
+    auto const low = static_cast<DWORD>(length), high = static_cast<DWORD>(length >> 32);
+    return ::LockFileEx(m_handle, flags, 0, low, high, &place) ? 0 : LastError();
+}
+
+unsigned long File::Unlock(std::uint64_t offset, std::uint64_t length) noexcept
+{
+    OVERLAPPED place = At(offset);
+    auto const low = static_cast<DWORD>(length), high = static_cast<DWORD>(length >> 32);
+    return ::UnlockFileEx(m_handle, 0, low, high, &place) ? 0 : LastError();
 }
 
 std::uint64_t File::Size(unsigned long& error) const noexcept

@@ -21,6 +21,7 @@ struct FileMode {
         ReadWrite,
         Append,        ///< every write goes to the end as the system finds it then, whoever else appends
         AppendAndRead, ///< the same, and reading
+        Facts,         ///< neither: facts about it alone, which no sharing forbids
     };
     enum class Start {
         Existing, ///< it must be there
@@ -35,12 +36,19 @@ struct FileMode {
     Start start = Start::Existing;
     unsigned int share = ShareAll;
     bool sequential = false;        ///< read from the beginning to the end
+    bool folders = false;           ///< folders are opened, too
+    bool links = false;             ///< a link is opened itself, not the file that it leads to
     void const* security = nullptr; ///< a security descriptor for a new file; null: as its folder says
 };
+
+/// Numbers of the system: no file is open, the bytes are locked by others, a position below 0.
+inline constexpr unsigned long kErrorInvalidHandle = 6, kErrorLocked = 33, kErrorNegativeSeek = 131;
 
 /// Owns an open file.
 class File {
 public:
+    static constexpr std::size_t kLargestAppend = 1u << 30; ///< bytes for one call that appends
+
     File() noexcept = default;
     File(File&& other) noexcept : m_handle(other.Release()) {}
     File& operator=(File&& other) noexcept
@@ -71,6 +79,12 @@ public:
     std::size_t Append(std::string_view bytes, unsigned long& error) noexcept;
     /// Waits until the disk holds what was written.
     unsigned long Flush() noexcept;
+    /// Cuts the file, or makes it longer.
+    unsigned long SetSize(std::uint64_t size) noexcept;
+    /// Locks bytes against all other handles; kErrorLocked at once when one of them holds a part.
+    unsigned long Lock(std::uint64_t offset, std::uint64_t length, bool exclusive) noexcept;
+    /// Exactly a range that was locked.
+    unsigned long Unlock(std::uint64_t offset, std::uint64_t length) noexcept;
     /// The size of the moment; 0 and an error when it cannot be had.
     std::uint64_t Size(unsigned long& error) const noexcept;
 

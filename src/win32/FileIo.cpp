@@ -39,10 +39,10 @@ public:
     }
     unsigned long Flush() override { return m_file.Flush(); }
     unsigned long Close() override { return m_file.Close(); }
-    unsigned long Replace(SystemPath const& temporary, SystemPath const& target) override
+    unsigned long Replace(SystemPath const& temporary, SystemPath const& target, Patience& patience) override
     {
+        // Hidden files stay hidden.
         CopyAttributes(target, temporary);
-        Patience patience{kRenamePatienceMs};
         return RenameOver(temporary, target, patience);
     }
     void Remove(SystemPath const& temporary) noexcept override { RemoveFile(temporary); }
@@ -116,7 +116,9 @@ void RemoveAbandoned(SystemPath const& target)
 unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporary)
 {
     FileFacts facts;
-    if (GetFacts(target, facts) == 0 && facts.isReadOnly) return kErrorAccessDenied;
+    // Renaming over a read-only file would succeed: the mark guards the contents, and a replacement is a change of them.
+    // Over a folder it fails as it does for a file in use, and waiting would not help.
+    if (GetFacts(target, facts) == 0 && (facts.isReadOnly || facts.isFolder)) return kErrorAccessDenied;
     RemoveAbandoned(target);
     std::wstring const stem = L"." + std::wstring(MachineMark()) + L"-" + Digits(ProcessId()) + L"-";
     unsigned long error = 0;
@@ -128,14 +130,6 @@ unsigned long SystemSteps::Create(SystemPath const& target, SystemPath& temporar
     return error;
 }
 
-unsigned long WriteThrough(std::string_view bytes, ReplaceSteps& steps)
-{
-    unsigned long error = steps.Write(bytes);
-    if (error == 0) error = steps.Flush();
-    unsigned long const closing = steps.Close();
-    return error != 0 ? error : closing;
-}
-
 } // namespace
 
 unsigned long ReadWholeFile(SystemPath const& path, std::string& bytes)
@@ -143,6 +137,7 @@ unsigned long ReadWholeFile(SystemPath const& path, std::string& bytes)
     File file;
     if (unsigned long const error = file.Open(path, {.sequential = true})) return error;
     unsigned long error = 0;
+    // One allocation; a file that grows meanwhile is read as it was when it was asked for its size.
     bytes.resize(static_cast<std::size_t>(file.Size(error)));
     if (error != 0) return error;
     bytes.resize(file.Read(bytes.data(), bytes.size(), 0, error)); // shorter when the file shrank meanwhile
@@ -154,19 +149,57 @@ std::unique_ptr<ReplaceSteps> SystemReplaceSteps()
     return std::make_unique<SystemSteps>();
 }
 
+unsigned long Replacement::Fail(unsigned long error) noexcept
+{
+    Discard();
+    m_state = State::Failed;
+    return m_error = error;
+}
+
+unsigned long Replacement::Start()
+{
+    if (unsigned long const error = m_steps.Create(m_target, m_temporary)) return Fail(error);
+    m_state = State::Open;
+    return 0;
+}
+
+unsigned long Replacement::Write(std::string_view bytes)
+{
+    if (m_state == State::Failed) return m_error;
+    // More after a Commit that was blocked would be missing in what a second Commit puts in place.
+    if (m_state != State::Open) return Fail(kErrorInvalidHandle);
+    unsigned long const error = m_steps.Write(bytes);
+    return error == 0 ? 0 : Fail(error);
+}
+
+unsigned long Replacement::Commit(Patience& patience)
+{
+    if (m_state == State::Open) {
+        m_state = State::Closed;
+        unsigned long const flushing = m_steps.Flush();
+        unsigned long const closing = m_steps.Close();
+        if (flushing != 0 || closing != 0) return Fail(flushing != 0 ? flushing : closing);
+    }
+    if (m_state != State::Closed) return m_state == State::Failed ? m_error : kErrorInvalidHandle;
+    unsigned long const error = m_steps.Replace(m_temporary, m_target, patience);
+    if (error == 0) m_state = State::Done;
+    return error == 0 || IsInUse(error) ? error : Fail(error);
+}
+
+void Replacement::Discard() noexcept
+{
+    if (m_state == State::Open) m_steps.Close();
+    if (m_state == State::Open || m_state == State::Closed) m_steps.Remove(m_temporary);
+    m_state = State::Idle;
+}
+
 unsigned long ReplaceFileContents(SystemPath const& path, std::string_view bytes, ReplaceSteps& steps)
 {
-    SystemPath temporary;
-    if (unsigned long const error = steps.Create(path, temporary)) return error;
-    try {
-        unsigned long error = WriteThrough(bytes, steps);
-        if (error == 0) error = steps.Replace(temporary, path);
-        if (error != 0) steps.Remove(temporary);
-        return error;
-    } catch (...) { // out of memory for the names
-        steps.Remove(temporary);
-        throw;
-    }
+    Patience patience{kRenamePatienceMs};
+    Replacement replacement(path, steps);
+    unsigned long error = replacement.Start();
+    if (error == 0) error = replacement.Write(bytes);
+    return error == 0 ? replacement.Commit(patience) : error;
 }
 
 } // namespace xc::win32

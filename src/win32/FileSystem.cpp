@@ -1,5 +1,9 @@
 // Files and folders by path. Every path is absolute and in the form that the system takes without its length limit
 // (SystemPath). The names of a folder come back sorted, because the file systems deliver them in orders of their own.
+//
+// Answers are numbers of errors, 0 for success, and nothing throws but for want of memory. Questions about a file are
+// one call each; between two of them anything may have happened to it, so callers act on the answer of the action, not
+// of the question before it.
 #include "win32/FileSystem.h"
 
 #include "win32/LastError.h"
@@ -15,7 +19,9 @@ std::wstring AbsoluteName(std::wstring const& name)
     std::wstring full(260, L'\0');
     for (;;) {
         DWORD const length = ::GetFullPathNameW(name.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+        // A name that the system cannot make absolute goes on as it is, and the call that uses it says why.
         if (length == 0) return name;
+        // When it does not, the length includes the terminator, and another round has the room.
         bool const fits = length < full.size();
         full.resize(length);
         if (fits) return full;
@@ -33,6 +39,7 @@ std::uint32_t LocalDay(FILETIME const& time) noexcept
 {
     SYSTEMTIME utc;
     SYSTEMTIME local;
+    // By the rules of that day, not by today's offset: a file of last summer keeps its day in winter.
     bool const known = ::FileTimeToSystemTime(&time, &utc) && ::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local);
     return known ? local.wYear * 10000u + local.wMonth * 100u + local.wDay : 0;
 }
@@ -68,19 +75,41 @@ bool IsFile(SystemPath const& path) noexcept
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+bool Patience::GoesOn() noexcept
+{
+    constexpr DWORD kLongestPause = 32; // milliseconds
+    std::uint64_t const now = ::GetTickCount64();
+    if (begin == 0) begin = now;
+    bool const endless = milliseconds == kEndless;
+    if (!endless && now - begin >= milliseconds) return false;
+    DWORD const pause = std::min(kLongestPause, 1ul << std::min(tries, 6u) >> 1);
+    ::Sleep(endless ? pause : std::min(pause, static_cast<DWORD>(milliseconds - (now - begin))));
+    return true;
+}
+
+bool IsInUse(unsigned long error) noexcept
+{
+    switch (error) {
+    case ERROR_ACCESS_DENIED: // the target is open without leave to delete it
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_USER_MAPPED_FILE:
+    case ERROR_UNABLE_TO_REMOVE_REPLACED:
+    case ERROR_UNABLE_TO_MOVE_REPLACEMENT:
+    case ERROR_UNABLE_TO_MOVE_REPLACEMENT_2: return true;
+    default: return false;
+    }
+}
+
 unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience& patience) noexcept
 {
-    constexpr DWORD kPause = 20; // milliseconds
-    ULONGLONG const begin = ::GetTickCount64();
     for (;;) {
         ++patience.tries;
+        // Written through, so that after the return a power failure cannot bring the old contents back.
         if (::MoveFileExW(from.ForSystem(), to.ForSystem(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
             return 0;
         unsigned long const error = LastError();
         // Scanners and indexers open new files for moments, without leave to rename them.
-        bool const inUse = error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED;
-        if (!inUse || ::GetTickCount64() - begin >= patience.milliseconds) return error;
-        ::Sleep(kPause);
+        if (!IsInUse(error) || !patience.GoesOn()) return error;
     }
 }
 
@@ -109,6 +138,7 @@ unsigned long MakeFolder(SystemPath const& path)
 unsigned long CreateLike(SystemPath const& path, SystemPath const& model, File& file)
 {
     DWORD size = 0;
+    // A file that replaces another keeps the rights that somebody has given it, not those of the folder.
     ::GetFileSecurityW(model.ForSystem(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
     std::vector<unsigned char> rights(size);
     // The first call tells the size alone. Without the right to read them the folder's own rights are taken.
@@ -140,6 +170,7 @@ unsigned long ListFolder(SystemPath const& folder, std::wstring_view pattern, st
     do {
         std::wstring name = entry.cFileName;
         bool const isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        // The folder itself and the one above are in every listing.
         if (name != L"." && name != L"..") entries.push_back({std::move(name), isFolder, Ticks(entry.ftLastWriteTime)});
     } while (::FindNextFileW(search, &entry));
     unsigned long const error = LastError();
@@ -152,6 +183,7 @@ namespace {
 
 bool EndsIn(std::wstring const& name, std::wstring const& extension)
 {
+    // The system's own pattern "*.osx" would also match longer extensions, by the short names of old.
     return name.size() >= extension.size() && ::CompareStringOrdinal(name.c_str() + (name.size() - extension.size()),
                                                                      -1, extension.c_str(), -1, TRUE) == CSTR_EQUAL;
 }

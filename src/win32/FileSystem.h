@@ -30,9 +30,17 @@ unsigned long GetFacts(SystemPath const& path, FileFacts& facts) noexcept;
 
 /// How long a call goes on trying while others (virus scanners, indexers) have the file open; it counts its tries.
 struct Patience {
+    static constexpr unsigned int kEndless = 0xFFFFFFFF;
+
     unsigned int milliseconds = 0;
-    unsigned int tries = 0;
+    unsigned int tries = 0;  ///< counted by the call
+    std::uint64_t begin = 0; ///< of the waiting, by the system's clock; 0: not yet
+
+    /// After a try that failed: pauses, and answers whether there is time for another one.
+    bool GoesOn() noexcept;
 };
+/// Whether a replacing or renaming failed because somebody has one of the files open, or shows it in memory.
+bool IsInUse(unsigned long error) noexcept;
 /// Renames in one step, over an existing file too, when both are on one volume: the name is never without a file.
 unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience& patience) noexcept;
 inline unsigned long RenameOver(SystemPath const& from, SystemPath const& to) noexcept

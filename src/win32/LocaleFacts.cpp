@@ -43,4 +43,10 @@ std::optional<LocaleFacts> ReadUserLocale()
     return ReadFacts(LOCALE_NAME_USER_DEFAULT, 0);
 }
 
+std::wstring ReadUserLanguage()
+{
+    std::wstring language;
+    return ReadText(LOCALE_NAME_USER_DEFAULT, LOCALE_SABBREVLANGNAME, language) ? language : std::wstring();
+}
+
 } // namespace xc::win32

@@ -19,5 +19,7 @@ struct LocaleFacts {
 std::optional<LocaleFacts> ReadLocale(std::wstring const& name);
 /// The locale of the user, with what the user has changed.
 std::optional<LocaleFacts> ReadUserLocale();
+/// The user's language as three letters, "ENU"; empty when the system does not tell.
+std::wstring ReadUserLanguage();
 
 } // namespace xc::win32

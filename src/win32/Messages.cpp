@@ -45,6 +45,7 @@ struct Languages {
     }
     static BOOL CALLBACK OnName(HMODULE module, LPCWSTR type, LPWSTR name, LONG_PTR self)
     {
+        // A table is one resource a block of texts; each may have languages of its own.
         ::EnumResourceLanguagesW(module, type, name, OnLanguage, self);
         return TRUE;
     }

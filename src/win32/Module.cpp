@@ -12,6 +12,7 @@ void* ModuleAt(void const* address) noexcept
 {
     KeepLastError const keep;
     HMODULE handle = nullptr;
+    // Counting would keep the module loaded for who only asks.
     constexpr DWORD kFlags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     return ::GetModuleHandleExW(kFlags, static_cast<LPCWSTR>(address), &handle) ? handle : nullptr;
 }

@@ -29,6 +29,7 @@ struct Image {
     std::uintptr_t begin = 0;
     std::uintptr_t size = 0;
 
+    // Unsigned: addresses below the image wrap to large numbers.
     [[nodiscard]] bool Holds(std::uintptr_t address) const noexcept { return address - begin < size; }
 };
 
@@ -90,6 +91,7 @@ void NoteStack(HANDLE thread, unsigned long id, Search const& search) noexcept
     registers.ContextFlags = CONTEXT_CONTROL;
     if (::GetThreadContext(thread, &registers)) { // waits until the thread has stopped
         search.Note(registers.Rip, id);
+        // Return addresses lie at multiples of eight.
         std::uintptr_t const first = (registers.Rsp + 7) & ~std::uintptr_t{7};
         for (std::uintptr_t at = first, end = EndOfStack(first); at + 8 <= end; at += 8)
             search.Note(*reinterpret_cast<std::uintptr_t const*>(at), id);

@@ -1,3 +1,13 @@
+// The process: how it ends, its environment, its modules' paths, and what can be asked about others by number.
+//
+// While a process ends, its other threads have been stopped wherever they stood, maybe with a lock in their hands. The
+// system knows when that has begun; every lock and wait of the library asks here first and goes on without it. What
+// must run at the end is registered with the process's own runtime, since the list of a library runs under the
+// loader's lock.
+//
+// Numbers of processes come again. A process that may not be opened counts as alive, and one that started after the
+// moment in question as another one: two seconds are allowed for file systems with coarse times. Texts of unknown
+// length are asked for with growing buffers, because a length asked for before may have changed.
 #include "win32/Process.h"
 
 #include "win32/LastError.h"
@@ -37,6 +47,7 @@ std::optional<std::wstring> ReadEnvironment(wchar_t const* name)
 {
     std::wstring value(64, L'\0');
     for (;;) {
+        // A variable that is set to nothing also gives length 0; only the error tells it from one that is not set.
         ::SetLastError(ERROR_SUCCESS);
         DWORD const length = ::GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size()));
         if (length == 0 && ::GetLastError() == ERROR_ENVVAR_NOT_FOUND) return std::nullopt;
@@ -91,6 +102,8 @@ void CallAtExit(void (*function)())
     static void (*const call)() = function;
     static bool const registered = [] {
         auto const run = [] {
+            // exit calls the list while all threads still run; a process that ends without it loses nothing that could
+            // be saved.
             if (!IsProcessEnding()) call();
             return 0;
         };
@@ -109,6 +122,7 @@ std::wstring_view MachineMark() noexcept
             wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = L"";
             DWORD length = static_cast<DWORD>(std::size(name));
             if (!::GetComputerNameW(name, &length)) length = 0;
+            // The name itself may hold what file names may not.
             std::uint32_t hash = 2166136261; // FNV-1a
             for (DWORD i = 0; i < length; ++i) hash = (hash ^ name[i]) * 16777619;
             for (wchar_t& digit : digits) digit = L"0123456789abcdef"[std::exchange(hash, hash << 4) >> 28];

@@ -28,6 +28,7 @@ std::optional<std::wstring> ReadMachineSetting(wchar_t const* key, wchar_t const
 bool MachineKeyExists(wchar_t const* key) noexcept
 {
     HKEY handle = nullptr;
+    // A key that may not be read is as good as none.
     if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key, 0, KEY_READ, &handle) != ERROR_SUCCESS) return false;
     ::RegCloseKey(handle);
     return true;

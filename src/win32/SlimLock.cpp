@@ -1,5 +1,8 @@
 // The slim lock and the condition variable of the system, each one word that needs no destruction. Their types stay out
 // of the header; that they are one word is asserted here.
+//
+// A taken lock is looked at for some microseconds before the thread sleeps, because the sections it guards are shorter
+// than a switch of threads. While the process ends nothing waits: the holder may be a thread that no longer exists.
 #include "win32/SlimLock.h"
 
 #include "win32/Process.h"
@@ -44,6 +47,7 @@ void SlimLock::unlock() noexcept
 bool SlimSignal::Wait(SlimLock& lock, std::uint32_t timeoutMs) noexcept
 {
     if (IsProcessEnding()) return false;
+    // It may also return without a cause; callers ask for their condition in a loop.
     return ::SleepConditionVariableSRW(Signal(m_signal), Lock(lock.m_lock), timeoutMs, 0) != FALSE;
 }
 

@@ -1,6 +1,9 @@
 // The end of threads is learned from fiber-local storage: the system calls a slot's function for every thread that has a
 // value there, whoever started it, before it takes the loader's lock. The thread-local objects of the language and
 // DllMain come with that lock held, under which nobody may write files or wait for others.
+//
+// A serial number is never given twice, unlike the system's numbers of threads: a text that one thread has left cannot
+// be taken for that of a later one.
 #include "win32/ThreadEnd.h"
 
 #include "win32/LastError.h"
@@ -19,6 +22,7 @@ std::atomic<std::uint64_t> g_lastSerial{0};
 void WINAPI OnThreadEnd(void* value)
 {
     auto* const function = g_atEnd.load(std::memory_order_acquire);
+    // At the end of the process the other threads are gone and their locks may be held for ever.
     if (value && function && !IsProcessEnding()) function(reinterpret_cast<std::uintptr_t>(value));
 }
 

@@ -42,6 +42,7 @@ public:
         DWORD size = sizeof(T);
         LSTATUS const status = ::RegQueryValueExW(m_key, name.c_str(), nullptr, &type,
                                                   static_cast<BYTE*>(static_cast<void*>(&value)), &size);
+        // Anything else was written by somebody else.
         if (status != ERROR_SUCCESS || type != wantedType || size != sizeof(T)) return std::nullopt;
         return value;
     }
@@ -96,6 +97,7 @@ void ReadYears(ReadKey const& zone, ZoneData& data)
 
 std::optional<ZoneData> ReadZone(std::wstring const& name)
 {
+    // A separator would lead to other keys.
     if (name.empty() || name.find(L'\\') != std::wstring::npos) return std::nullopt;
     ReadKey const key(HKEY_LOCAL_MACHINE, std::wstring(kZonesKey) + L'\\' + name);
     if (!key) return std::nullopt;

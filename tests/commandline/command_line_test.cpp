@@ -2,10 +2,7 @@
 #include <XelbrinCore/XCCommandLine.h>
 
 #include "app/commandline/UsageText.h"
-
-#include <gtest/gtest.h>
-#include <memory>
-#include <string>
+#include "prelude.h"
 
 namespace {
 
@@ -52,15 +49,9 @@ TEST(XCCommandLine, ClassifiesEachArgument)
     }
 }
 
-struct TokenCase {
-    const char* fault;
-    std::wstring commandLine;
-    std::vector<std::wstring> tokens; // the program name first
-};
-
 TEST(XCCommandLine, TokenisesAString)
 {
-    TokenCase const cases[] = {
+    Case<std::wstring, std::vector<std::wstring>> const cases[] = {
         {"blanks make tokens", L"  tool \t a  b ", {L"tool", L"a", L"b"}},
         {"pair inside quotes closes them", L"tool \"a \"\"quoted\"\" word\"", {L"tool", L"a \"quoted\" word"}},
         {"quote inside a token splits", L"tool /x:\"c:\\a b\"\\d", {L"tool", L"/x:c:\\a b\\d"}},
@@ -75,14 +66,14 @@ TEST(XCCommandLine, TokenisesAString)
         {"text behind a terminator read", std::wstring(L"tool a\0b c", 10), {L"tool", L"a"}},
         {"nothing at all", L" \t", {}},
     };
-    for (TokenCase const& c : cases) {
+    for (auto const& c : cases) {
         SCOPED_TRACE(c.fault);
-        XCCommandLine const line(c.commandLine);
-        ASSERT_EQ(line.GetArgCount(), c.tokens.size());
-        for (std::size_t i = 0; i < c.tokens.size(); ++i)
-            EXPECT_TRUE(XCString(line.GetArgValues()[i]) == c.tokens[i].c_str()) << i;
-        EXPECT_EQ(line.GetArgValues()[c.tokens.size()], nullptr);
-        EXPECT_TRUE(line.GetAppName() == (c.tokens.empty() ? L"" : c.tokens[0].c_str()));
+        XCCommandLine const line(c.given);
+        ASSERT_EQ(line.GetArgCount(), c.expected.size());
+        for (std::size_t i = 0; i < c.expected.size(); ++i)
+            EXPECT_TRUE(XCString(line.GetArgValues()[i]) == c.expected[i].c_str()) << i;
+        EXPECT_EQ(line.GetArgValues()[c.expected.size()], nullptr);
+        EXPECT_TRUE(line.GetAppName() == (c.expected.empty() ? L"" : c.expected[0].c_str()));
     }
 }
 
@@ -137,6 +128,8 @@ TEST(XCCommandLine, CopiesOutliveTheirSource)
         EXPECT_TRUE(XCString(line->GetArgValues()[1]) == L"/x:1");
         EXPECT_EQ(line->GetArg(L"X", 0), 1);
     }
+    XCCommandLine const moved(std::move(assigned));
+    EXPECT_TRUE(moved.GetArg(L"X", 0) == 1 && assigned.GetArgCount() == 0);
 }
 
 TEST(XCUsageInfo, LaysOutOptionLines)

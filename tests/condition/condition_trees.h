@@ -1,15 +1,12 @@
 // condition_trees.h - generated conditions, a source that counts, and the slow reference of evaluation.
 #pragma once
 
+#include "prelude.h"
 #include "repetitions.h"
 
 #include <XelbrinCore/XCCondition.h>
 
-#include <cstdlib>
-#include <gtest/gtest.h>
 #include <ostream>
-#include <random>
-#include <string>
 
 /// Narrow text for messages of the test runner.
 inline void PrintTo(XCString const& text, std::ostream* out)

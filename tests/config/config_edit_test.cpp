@@ -1,15 +1,8 @@
 // Lookups, edits, locking; lists of values in one value.
 #include "config/config_files.h"
+#include "prelude.h"
 #include "repetitions.h"
 #include "text/Names.h"
-
-#include <chrono>
-#include <gtest/gtest.h>
-#include <map>
-#include <mutex>
-#include <random>
-#include <set>
-#include <thread>
 
 namespace {
 

@@ -1,10 +1,9 @@
 // The file format: what is read, what is kept, what is refused.
 #include "config/config_files.h"
+#include "prelude.h"
 #include "repetitions.h"
 
 #include <XelbrinCore/XCStringConverter.h>
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -48,18 +47,13 @@ TEST(XCConfigFormat, ReadsValues)
     }
 }
 
-struct KeptCase {
-    const char* fault;
-    std::string before, after; // an empty `after`: the same bytes
-};
-
 TEST(XCConfigFormat, KeepsWhatItReads)
 {
     std::string const real = "; head\r\n\r\n[Main] \r\n; about\r\n;  the key\r\n\r\n\tKey = some  value \r\nB=\r\n"
                              "\r\n;next\r\n[Other]\r\nk=1\r\n\r\n; end\r\n\r\n\r\n";
     std::string const realSaved = "; head\r\n\r\n[Main]\r\n; about\r\n;  the key\r\n\r\nKey=some  value\r\nB=\r\n"
                                   "\r\n;next\r\n[Other]\r\nk=1\r\n\r\n; end\r\n\r\n\r\n";
-    KeptCase const cases[] = {
+    Case<std::string, std::string> const cases[] = {
         {"comments, blank lines, spelling", real, realSaved},
         {"saved file changes again", realSaved, {}},
         {"line feeds become CRLF", "[s]\nk=v\n\n; c\n", {}},
@@ -78,9 +72,9 @@ TEST(XCConfigFormat, KeepsWhatItReads)
         {"comment without text", "[s]\n;\nk=v\n", "[s]\n\nk=v\n"},
         {"returns before a line feed", "[s]\r\r\n;c\r\r\nk=v\r\r\n", "[s]\r\n;c\r\nk=v\r\n"},
     };
-    for (KeptCase const& c : cases) {
+    for (auto const& c : cases) {
         SCOPED_TRACE(c.fault);
-        EXPECT_EQ(LoadAndSave(c.before), c.after.empty() ? c.before : c.after);
+        EXPECT_EQ(LoadAndSave(c.given), c.expected.empty() ? c.given : c.expected);
     }
 }
 

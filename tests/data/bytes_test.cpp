@@ -1,10 +1,7 @@
 #include <XelbrinCore/XCBlob.h>
 #include <XelbrinCore/XCUntypedVector.h>
 
-#include <gtest/gtest.h>
-#include <random>
-#include <string>
-#include <vector>
+#include "prelude.h"
 
 namespace {
 

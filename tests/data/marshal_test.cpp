@@ -1,10 +1,7 @@
 #include "data/streams.h"
+#include "prelude.h"
 
 #include <XelbrinCore/XCMarshal.h>
-
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include <XelbrinCore/XCMessageSource.h>
 
 #include <gtest/gtest.h>
-#include <random>
 
 namespace {
 
@@ -77,27 +76,6 @@ TEST(BinaryStream, EveryValueFromEverySource)
                 XCBinaryReader trickle(source, order, {.readAhead = readAhead});
                 ReadAll(trickle);
             }
-    }
-}
-
-TEST(BinaryStream, OneByteAtATimeIsTheSameAsABlock)
-{
-    std::mt19937 random(5);
-    for (int round = 0; round < 4000; ++round) {
-        std::string bytes, script;
-        for (std::size_t i = random() % 60; i > 0; --i)
-            bytes += static_cast<char>(random() % (random() % 3 ? 12 : 256));
-        for (std::size_t i = random() % 12; i > 0; --i) script += static_cast<char>(random());
-        XCReadLimits limits;
-        limits.maxBytes = random() % 80;
-        limits.maxLength = random() % 40;
-        limits.readAhead = random() % 5;
-        TrickleSource source{XCBytes(bytes), 1};
-        XCBinaryReader trickle(source, XCByteOrder::Little, limits), block(XCBytes(bytes), XCByteOrder::Little, limits);
-        XCByteQueue slow, whole;
-        Walk(trickle, XCBytes(script), slow);
-        Walk(block, XCBytes(script), whole);
-        ASSERT_EQ(slow.GetBytes().AsHex(), whole.GetBytes().AsHex()) << XCBytes(bytes).AsHex().AsUTF8();
     }
 }
 

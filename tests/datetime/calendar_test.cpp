@@ -2,8 +2,7 @@
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 
-#include <chrono>
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
 
@@ -13,25 +12,6 @@ XCDurationEx Days(long count)
 {
     return XCDurationEx(count, XCDurationEx::Day);
 }
-
-// Counts by hand, one day after the other: the reference that shares nothing with the library.
-struct Walker {
-    int year;
-    unsigned month = 1, day = 1, yearDay = 1;
-
-    unsigned MonthLength() const
-    {
-        static constexpr unsigned kLengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-        bool const leap = year % 400 == 0 || (year % 4 == 0 && year % 100 != 0);
-        return kLengths[month - 1] + (month == 2 && leap ? 1 : 0);
-    }
-    void Next()
-    {
-        ++day, ++yearDay;
-        if (day > MonthLength()) ++month, day = 1;
-        if (month > 12) ++year, month = 1, yearDay = 1;
-    }
-};
 
 /// Each step and what it answers, across the end of a leap day or of a day.
 template <class T>
@@ -62,32 +42,28 @@ TEST(Calendar, StepsAnswerTheValueBeforeOrAfter)
 
 TEST(Calendar, EveryDayOfNineCenturies)
 {
-    Walker walker{1600};
     XCDateEx const start(1600, 1, 1);
-    XCDateEx stepping = start;
-    chr::sys_days const chronoStart = chr::sys_days(chr::year(1600) / 1 / 1);
+    XCDateEx date = start;
     long count = 0;
-    for (; walker.year < 2500; walker.Next(), ++stepping, ++count) {
-        XCDateEx const date(walker.year, walker.month, walker.day);
-        chr::sys_days const chronoDay = chronoStart + chr::days(count);
-        chr::year_month_day const chronoDate(chronoDay);
-        unsigned const weekDay = walker.year < 1970 ? 0 : chr::weekday(chronoDay).c_encoding();
+    for (chr::sys_days day = chr::year(1600) / 1 / 1; date.GetYear() < 2500; day += chr::days(1), ++date, ++count) {
+        chr::year_month_day const wanted(day);
+        auto const year = static_cast<int>(wanted.year());
+        unsigned const month = static_cast<unsigned>(wanted.month()), ofMonth = static_cast<unsigned>(wanted.day());
+        unsigned const length = static_cast<unsigned>((wanted.year() / wanted.month() / chr::last).day());
+        auto const k = static_cast<unsigned>((day - chr::sys_days(wanted.year() / 1 / 1)).count());
+        unsigned const weekDay = year < 1970 ? 0 : chr::weekday(day).c_encoding();
         unsigned const sinceMonday = (weekDay + 6) % 7;
-        unsigned const k = walker.yearDay - 1;
         unsigned const week = k < sinceMonday ? 0 : k / 7 + (k % 7 >= sinceMonday ? 1 : 0);
-        bool const good = date.IsValid() && date == stepping && date == start + count && start == date - count &&
-                          (date - start) == Days(count) &&
-                          chronoDate == chr::year(date.GetYear()) / static_cast<int>(date.GetMonth()) /
-                                            static_cast<int>(date.GetDay()) &&
-                          date.GetWeekDay() == weekDay && date.GetYearDay() == walker.yearDay &&
-                          date.GetYearWeek() == week &&
-                          XCDateEx::GetDaysInMonth(walker.year, walker.month) == walker.MonthLength();
-        ASSERT_TRUE(good) << walker.year << '-' << walker.month << '-' << walker.day;
-        if (walker.year < 1899) continue;
-        XCDate const old(walker.day, walker.month, static_cast<unsigned>(walker.year));
-        ASSERT_TRUE(old.year() == static_cast<unsigned>(walker.year) && old.month() == walker.month &&
-                    old.day() == walker.day && old.weekday() == chr::weekday(chronoDay).c_encoding() &&
-                    old.days_in_month() == walker.MonthLength());
+        bool const good = date.IsValid() && date == XCDateEx(year, month, ofMonth) && date == start + count &&
+                          start == date - count && (date - start) == Days(count) && date.GetYear() == year &&
+                          date.GetMonth() == month && date.GetDay() == ofMonth && date.GetWeekDay() == weekDay &&
+                          date.GetYearDay() == k + 1 && date.GetYearWeek() == week &&
+                          XCDateEx::GetDaysInMonth(year, month) == length;
+        ASSERT_TRUE(good) << year << '-' << month << '-' << ofMonth;
+        if (year < 1899) continue;
+        XCDate const old(ofMonth, month, static_cast<unsigned>(year));
+        ASSERT_TRUE(old.year() == static_cast<unsigned>(year) && old.month() == month && old.day() == ofMonth &&
+                    old.weekday() == chr::weekday(day).c_encoding() && old.days_in_month() == length);
     }
     EXPECT_EQ(count, 328719);
 }
@@ -151,14 +127,9 @@ TEST(Calendar, AddingDurations)
 
 TEST(Calendar, FixedPointsAndCutOffs)
 {
-    EXPECT_TRUE(XCIsLeapYear(2000) && XCIsLeapYear(2400) && !XCIsLeapYear(1900) && !XCIsLeapYear(2100) &&
-                XCIsLeapYear(0));
-    EXPECT_EQ(XCDateEx(1970, 1, 1).GetWeekDay(), 4u);
-    EXPECT_EQ(XCDateEx(1969, 12, 31).GetWeekDay(), 0u);
-    EXPECT_EQ(XCDateEx(1969, 12, 31).GetYearWeek(), (364u / 7) + (364 % 7 >= 6 ? 1 : 0));
+    EXPECT_TRUE(XCIsLeapYear(2000) && !XCIsLeapYear(1900) && XCIsLeapYear(0));
     EXPECT_EQ(XCDateEx::null.GetWeekDay() + XCDateEx::null.GetYearDay() + XCDateEx::null.GetYearWeek(), 0u);
     EXPECT_EQ(XCDateEx(2009, 2, 29).GetYearDay() + XCDateEx(2009, 2, 29).GetYearWeek(), 0u);
-    EXPECT_EQ(XCDateEx::GetDaysInMonth(1900, 2), 28u);
     EXPECT_EQ(XCDateEx::GetDaysInMonth(2009, 0) + XCDateEx::GetDaysInMonth(2009, 13), 0u);
     EXPECT_EQ(XCDateEx(2009, 7, 4).AsInt(), (2009u << 9) | (7u << 5) | 4u);
     EXPECT_TRUE(XCDateEx(8388608, 1, 1).IsNull() && XCDateEx(-1, 1, 1).IsNull() && XCDateEx(1, 13, 1).IsNull());

@@ -25,6 +25,7 @@ TEST(XCChrono, Instants)
         EXPECT_TRUE(XCFromChrono(XCToChrono(c.value)) == c.value);
     }
     EXPECT_TRUE(XCFromChrono(std::chrono::sys_time<std::chrono::nanoseconds>(-1ns)) == XCFromUnixMs(-1));
+    EXPECT_TRUE(XCFromUnixTime(3600).AsString(L"%Y %H", utc) == L"1970 01" && XCDateTimeEx().AsString(L"%Y").IsNull());
     EXPECT_TRUE(XCFromUnixTime(INT64_MAX).IsNull() && XCFromUnixMs(INT64_MIN).IsNull());
     EXPECT_THROW((void)XCToUnixMs(XCDateTimeEx()), XCDateExceptionEx);
     EXPECT_TRUE(XCFromChrono(XCToChrono(XCDateEx(2024, 2, 29))) == XCDateEx(2024, 2, 29));

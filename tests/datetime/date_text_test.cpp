@@ -1,9 +1,7 @@
 // Formats: what is written, what is read, and what hostile input does.
 #include <XelbrinCore/XCDateTime.h>
 
-#include <gtest/gtest.h>
-#include <limits>
-#include <string>
+#include "prelude.h"
 
 namespace {
 

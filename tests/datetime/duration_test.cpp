@@ -2,8 +2,7 @@
 #include <XelbrinCore/XCDateTime.h>
 #include <XelbrinCore/XCException.h>
 
-#include <gtest/gtest.h>
-#include <limits>
+#include "prelude.h"
 
 namespace {
 
@@ -187,11 +186,7 @@ TEST(PrintDuration, Seconds)
     EXPECT_TRUE(XCPrintDuration(-1e300) == L"-106481481481481 days, 11:33:20");
 }
 
-struct PrintfCase {
-    char const* fault;
-    wchar_t const *pattern, *result;
-};
-constexpr PrintfCase kPrintfCases[] = {
+constexpr Case<wchar_t const*, wchar_t const*> kPrintfCases[] = {
     {"order and percent", L"%1:s and %0:s, 100%%", L"y and 7.455, 100%"},
     {"amount", L"[%0:m]", L"[  7.46]"},
     {"amount of a text", L"[%1:m]", L"[  0.00]"},
@@ -208,9 +203,9 @@ constexpr PrintfCase kPrintfCases[] = {
 TEST(XCPrintfText, Places)
 {
     std::vector<XCString> const arguments{L"7.455", L"y", L"86401", L"2009/07/04 03:05:09", L"%s", L"-1234567.5"};
-    for (PrintfCase const& c : kPrintfCases) {
+    for (auto const& c : kPrintfCases) {
         SCOPED_TRACE(c.fault);
-        EXPECT_EQ(std::wstring(XCPrintf(c.pattern, arguments)), c.result);
+        EXPECT_EQ(std::wstring(XCPrintf(c.given, arguments)), c.expected);
     }
     EXPECT_THROW(XCPrintf(L"%6:s", arguments), std::out_of_range);
     EXPECT_THROW(XCPrintf(L"%s", {}), std::out_of_range);

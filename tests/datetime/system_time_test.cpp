@@ -2,10 +2,8 @@
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/zone_names.h"
+#include "prelude.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <gtest/gtest.h>
 #include <sstream>
 #include <windows.h>
 

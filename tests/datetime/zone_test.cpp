@@ -2,13 +2,7 @@
 #include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/zone_names.h"
-
-#include <algorithm>
-#include <atomic>
-#include <gtest/gtest.h>
-#include <string>
-#include <thread>
-#include <vector>
+#include "prelude.h"
 
 namespace {
 
@@ -33,7 +27,6 @@ struct InstantCase {
     bool daylight;
 };
 constexpr InstantCase kInstants[] = {
-    {"summer", kEastern, L"2010/07/15 12:00:00", L"2010/07/15 08:00:00 -04:00", true},
     {"last second of standard time", kEastern, L"2010/03/14 06:59:59", L"2010/03/14 01:59:59 -05:00", false},
     {"first second of daylight time", kEastern, L"2010/03/14 07:00:00", L"2010/03/14 03:00:00 -04:00", true},
     {"last second of daylight time", kEastern, L"2010/11/07 05:59:59", L"2010/11/07 01:59:59 -04:00", true},
@@ -41,11 +34,9 @@ constexpr InstantCase kInstants[] = {
     {"rules of 2006 asked for by those of 2007", kEastern, L"2006/03/20 12:00:00", L"2006/03/20 07:00:00 -05:00",
      false},
     {"rules of 2006 not in April", kEastern, L"2006/04/02 07:00:00", L"2006/04/02 03:00:00 -04:00", true},
-    {"rules of 2007", kEastern, L"2007/03/20 12:00:00", L"2007/03/20 08:00:00 -04:00", true},
     {"far past", kEastern, L"1800/07/15 12:00:00", L"1800/07/15 08:00:00 -04:00", true},
     {"new year", kEastern, L"2010/01/01 04:59:59", L"2009/12/31 23:59:59 -05:00", false},
     {"southern summer", kSydney, L"2010/01/15 12:00:00", L"2010/01/15 23:00:00 +11:00", true},
-    {"southern winter", kSydney, L"2010/07/15 12:00:00", L"2010/07/15 22:00:00 +10:00", false},
     {"southern end of daylight time", kSydney, L"2010/04/03 16:00:00", L"2010/04/04 02:00:00 +10:00", false},
     {"half an hour", kIndia, L"2010/07/15 18:30:00", L"2010/07/16 00:00:00 +05:30", false},
     {"UTC", L"utc", L"2010/07/15 18:30:00", L"2010/07/15 18:30:00 Z", false},
@@ -95,25 +86,6 @@ TEST(TimeZone, WallTimes)
         std::tm time{};
         EXPECT_TRUE(plain.AsStructTM(time, XCTimeZone()));
         EXPECT_EQ(XCMkTime(time, zone), utc.AsXCDateTime().AsTime());
-    }
-}
-
-// Every hour of two centuries: what a zone shows is read back as the same instant, except the second of two equal ones.
-TEST(TimeZone, EveryHourComesBack)
-{
-    for (wchar_t const* const name : {kEastern, kSydney, kIndia}) {
-        XCTimeZone const zone = Zone(name);
-        int again = 0, years = 0;
-        for (int year = 1990; year < 2190; year += 7, ++years)
-            for (XCDateTimeEx value(year, 1, 1, 0, 0, 0, 0, XCTimeZone());
-                 value.GetDate(XCTimeZone()).GetYear() == year; value += XCDurationEx(1, XCDurationEx::Hour))
-            {
-                XCDateTimeEx const back(value.GetDate(zone), value.GetTime(zone), zone);
-                if (back == value) continue;
-                ASSERT_TRUE(back + XCDurationEx(1, XCDurationEx::Hour) == value);
-                ++again;
-            }
-        EXPECT_EQ(again, name == kIndia ? 0 : years) << "one hour comes twice in a year";
     }
 }
 

@@ -2,13 +2,10 @@
 #include <XelbrinCore/XCException.h>
 
 #include "errors/Plain.h"
+#include "prelude.h"
 #include "scratch_files.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <gtest/gtest.h>
 #include <regex>
-#include <thread>
 #include <windows.h>
 
 namespace {
@@ -54,15 +51,6 @@ TEST_F(ErrorLogFile, RecordsOfManyThreadsStayWhole)
     std::size_t whole = 0;
     for (std::size_t at = content.find(ending); at != std::string::npos; at = content.find(ending, at + 1)) ++whole;
     EXPECT_EQ(whole, 200u);
-}
-
-TEST_F(ErrorLogFile, FailureIsQuiet)
-{
-    XCException const e(L"nowhere to go");
-    XCException::SetErrorLogPath(L"Z:\\no such folder\\error.log");
-    EXPECT_FALSE(e.LogInErrorFile(XCException::LogWithoutStack));
-    XCException::SetErrorLogPath(L"");
-    EXPECT_FALSE(e.LogInErrorFile(XCException::LogWithoutStack));
 }
 
 TEST(ErrorLog, DefaultNameIsTheProgramsInTheTemporaryFolder)

@@ -4,9 +4,7 @@
 #include <XelbrinCore/XCOldDateTime.h>
 
 #include "errors/Plain.h"
-
-#include <gtest/gtest.h>
-#include <limits>
+#include "prelude.h"
 
 namespace {
 
@@ -85,11 +83,7 @@ TEST(XCErrorWithArgs, ParametersAreReadByTheirOwnTypeOnly)
 
 TEST(XCErrorWithArgs, AnyDateHasAText)
 {
-    struct {
-        const char* fault;
-        std::int64_t seconds;
-        const char* text;
-    } const cases[] = {
+    Case<std::int64_t, char const*> const cases[] = {
         {"no value", XCDateTime::kNull, ""},
         {"second before 1970", -1, "1969/12/31 23:59:59"},
         {"midnight before 1970", -86400, "1969/12/31 00:00:00"},
@@ -99,8 +93,8 @@ TEST(XCErrorWithArgs, AnyDateHasAText)
     for (auto const& c : cases) {
         SCOPED_TRACE(c.fault);
         XCErrorWithArgs error(nullptr, 1);
-        error.AddParam(XCDateTime(c.seconds));
-        EXPECT_EQ(Plain(error.GetParameterValueAsString(0, XCExecContext())), c.text);
+        error.AddParam(XCDateTime(c.given));
+        EXPECT_EQ(Plain(error.GetParameterValueAsString(0, XCExecContext())), c.expected);
     }
 }
 
@@ -121,12 +115,8 @@ TEST(XCFormatContext, TextsAreCutToTheirFields)
     EXPECT_TRUE(context.GetTimeZone().IsUTC());
 }
 
-struct FormatCase {
-    const char* fault;
-    const wchar_t *format, *text;
-};
 /// The parameters of ErrorWithAllTypes, in order: 0.1, -5, 70000, "parameter", a date, 2.68.
-constexpr FormatCase kFormatCases[] = {
+constexpr Case<wchar_t const*, wchar_t const*> kFormatCases[] = {
     {"parameters out of order", L"%g %d %ld %s %s %s", L"0.1 -5 70000 parameter 2000/02/28 23:59:59 2.68"},
     {"text conversion given numbers", L"%s %s %s", L"0.1 -5 70000"},
     {"number conversion given a text", L"%d %x %lu %d", L"0.1 fffffffb 70000 parameter"},
@@ -144,10 +134,10 @@ TEST(ErrorText, AnyFormatGivesText)
 {
     XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
     XCErrorID const error(ErrorWithAllTypes(source));
-    for (FormatCase const& c : kFormatCases) {
+    for (auto const& c : kFormatCases) {
         SCOPED_TRACE(c.fault);
-        source->Add(7, c.format);
-        EXPECT_EQ(Plain(error.AsString()), Plain(c.text));
+        source->Add(7, c.given);
+        EXPECT_EQ(Plain(error.AsString()), Plain(c.expected));
     }
     source->Add(7, L"%s %4000d%9999999999d");
     EXPECT_EQ(error.AsString().Length(), 3000u);

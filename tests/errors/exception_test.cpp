@@ -6,10 +6,7 @@
 #include "errors/Crossing.h"
 #include "errors/Plain.h"
 #include "errors/TestModule.h"
-
-#include <gtest/gtest.h>
-#include <optional>
-#include <vector>
+#include "prelude.h"
 
 namespace {
 

@@ -4,9 +4,7 @@
 
 #include "errors/Plain.h"
 #include "errors/TestModule.h"
-
-#include <algorithm>
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
 

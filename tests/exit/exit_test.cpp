@@ -2,11 +2,8 @@
 // file, line by line.
 #include "child_process.h"
 #include "exit/endings.h"
+#include "prelude.h"
 
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <string>
 #include <windows.h>
 
 namespace {

@@ -5,14 +5,12 @@
 // that the cleaning up has no memory either.
 #pragma once
 
+#include "prelude.h"
 #include "repetitions.h"
 
 #include <XelbrinCore/XCException.h>
 
-#include <atomic>
 #include <cstddef>
-#include <functional>
-#include <gtest/gtest.h>
 #include <new>
 
 #if defined(_WIN32)

@@ -190,13 +190,6 @@ XCString SetPattern()
     return Pattern(L".*(a|b)..........(a|b).*", {8, 4096});
 }
 
-XCString PatternDump()
-{
-    XCStringRegExParser parser(L"ab*(c|[d-f])");
-    XCParsedRegEx const parsed = parser.Parse();
-    return XCRegEx::DumpNodes(parsed) + XCRegEx(parsed, false).DumpStates();
-}
-
 XCString Condition()
 {
     XCCondition condition;
@@ -221,7 +214,6 @@ Build const kBuilds[] = {
     {"command line", CommandLine},
     {"pattern, table", TablePattern},
     {"pattern, state sets", SetPattern},
-    {"pattern, dump", PatternDump},
     {"condition", Condition},
 };
 
@@ -289,36 +281,6 @@ Scenario ConfigScenario(ConfigEdit const& edit)
                 text += file->FindSection(name) ? L"+" : L"-";
             return text + file->GetString(L"first", L"key 11", L"-");
         });
-}
-
-/// A message source, an error, a condition: what an addition that failed leaves is what was there.
-Scenario SourceScenario()
-{
-    return AllOrNothing(
-        "message source Add",
-        [] {
-            XCSmartPtr<XCInRAMMessageSource> source(new XCInRAMMessageSource);
-            source->Add(1, L"the first text");
-            return source;
-        },
-        [](XCSmartPtr<XCInRAMMessageSource> const& source) { source->Add(2, L"the second text, which is longer"); },
-        [](XCSmartPtr<XCInRAMMessageSource> const& source) {
-            XCString texts;
-            for (long code = 1; code <= 2; ++code) {
-                XCString text;
-                if (source->GetText(text, code, XCFormatContext::defaultContext).Good()) texts += text;
-            }
-            return texts;
-        });
-}
-
-Scenario ErrorParameterScenario()
-{
-    using Error = XCSmartPtr<XCErrorWithArgs>;
-    return AllOrNothing(
-        "error AddParam", [] { return Error(new XCErrorWithArgs({}, 7)); },
-        [](Error const& error) { error->AddParam(XCString(L"a parameter")); },
-        [](Error const& error) { return XCString(L'p', error->GetParameterCount() + 1); });
 }
 
 Scenario ConditionScenario()
@@ -457,9 +419,9 @@ std::vector<Scenario> Scenarios()
     for (StringEdit const& edit : kStringEdits) all.push_back(StringScenario(edit));
     for (Build const& build : kBuilds) all.push_back(BuildScenario(build));
     for (ConfigEdit const& edit : kConfigEdits) all.push_back(ConfigScenario(edit));
-    for (Scenario const& scenario : {SourceScenario(), ErrorParameterScenario(), ConditionScenario(), ParamsScenario()})
-        all.push_back(scenario);
-    all.insert(all.end(), {{"config load", faults::LoadConfig},
+    all.insert(all.end(), {ConditionScenario(),
+                           ParamsScenario(),
+                           {"config load", faults::LoadConfig},
                            {"config reload", ReloadConfig},
                            {"config save", faults::SaveConfig},
                            {"log channel", LogThroughChannel},

@@ -11,15 +11,12 @@ namespace {
 
 using xc_fuzz::Require;
 
-/// The bytes as units, up to a limit of the input's own choice.
-XCString Take(std::uint8_t const*& bytes, std::size_t& size)
+/// Bytes as units, as many as the first of them says.
+XCString TakeText(xc_fuzz::Input& input)
 {
-    if (size < 2) return XCString();
-    std::size_t const count = std::min<std::size_t>(bytes[0] % 64, (size - 1));
-    std::wstring units(bytes + 1, bytes + 1 + count);
+    std::vector<std::uint8_t> const bytes = input.TakeMany<std::uint8_t>(input.Take<std::uint8_t>() % 64);
+    std::wstring units(bytes.begin(), bytes.end());
     std::replace(units.begin(), units.end(), L'\xFF', L'\x660');
-    bytes += 1 + count;
-    size -= 1 + count;
     return xc_fuzz::Text(units);
 }
 
@@ -36,10 +33,9 @@ void CheckBuffer(Value const& value, wchar_t const* format)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    XCString const text = Take(bytes, size);
-    XCString const format = Take(bytes, size);
-    std::int64_t raw = 0;
-    std::memcpy(&raw, bytes, std::min<std::size_t>(size, 8));
+    xc_fuzz::Input input(bytes, size);
+    XCString const text = TakeText(input), format = TakeText(input);
+    auto const raw = input.Take<std::int64_t>();
     XCTimeZone const zone = XCTimeZone::FromName(L"Eastern Standard Time");
 
     XCDateEx date;

@@ -63,6 +63,8 @@ public:
         return units;
     }
 
+    [[nodiscard]] std::size_t Left() const { return m_left; }
+
 private:
     std::uint8_t const* m_at;
     std::size_t m_left;

@@ -1,37 +1,18 @@
 // Text streams: values that are written read back as they were, in every base and locale; any text can be read by any
 // reader, and a failure changes neither the value nor the place.
-#include <XelbrinCore/XCBuffer.h>
+#include "input.h"
+
 #include <XelbrinCore/XCStringStream.h>
 
 #include <array>
 #include <cmath>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <type_traits>
 
 namespace {
 
-/// The input, taken piece by piece; zeros after its end.
-struct Input {
-    XCBytes left;
-
-    template <class T>
-    T Take()
-    {
-        T value{};
-        XCBytes const taken = left.Slice(0, sizeof value);
-        if (!taken.IsEmpty()) std::memcpy(&value, taken.Data(), taken.Size());
-        left = left.Slice(sizeof value);
-        return value;
-    }
-};
-
-void Must(bool holds)
-{
-    if (!holds) std::abort();
-}
+using xc_fuzz::Input;
+using xc_fuzz::Require;
 
 XCLocale TakeLocale(Input& input)
 {
@@ -53,8 +34,8 @@ void PassInteger(Input& input, XCLocale const& locale)
     Number read{};
     XCString word;
     stream.SetPosition(1);
-    Must(stream.ReadInteger(read, base) && read == value);
-    Must(stream >> word && word == L"end" && stream.AtEnd());
+    Require(stream.ReadInteger(read, base) && read == value);
+    Require(stream >> word && word == L"end" && stream.AtEnd());
 }
 
 void PassDouble(Input& input, XCLocale const& locale)
@@ -63,10 +44,10 @@ void PassDouble(Input& input, XCLocale const& locale)
     XCStringStream stream(XCString(), locale);
     stream << value << L'\n' << XCFixed(value, input.Take<std::uint8_t>());
     double exact = 1, close = 1;
-    Must(static_cast<bool>(stream >> exact >> close) && stream.AtEnd());
-    Must(std::isnan(value)
-             ? std::isnan(exact) && std::isnan(close)
-             : std::memcmp(&value, &exact, sizeof value) == 0 && (close == value || std::abs(close - value) <= .5));
+    Require(static_cast<bool>(stream >> exact >> close) && stream.AtEnd());
+    Require(std::isnan(value)
+                ? std::isnan(exact) && std::isnan(close)
+                : std::memcmp(&value, &exact, sizeof value) == 0 && (close == value || std::abs(close - value) <= .5));
 }
 
 template <class Value>
@@ -78,16 +59,16 @@ void ReadOne(XCStringStream& stream, int base)
         stream.ReadInteger(value, base);
     else
         stream >> value;
-    Must(stream ? stream.GetPosition() > before : value == Value{});
-    Must(stream.GetPosition() >= before && stream.GetPosition() <= stream.AsString().Length());
+    Require(stream ? stream.GetPosition() > before : value == Value{});
+    Require(stream.GetPosition() >= before && stream.GetPosition() <= stream.AsString().Length());
 }
 
 void ReadAnyText(Input& input, XCLocale const& locale)
 {
     auto const kinds = input.Take<std::array<std::uint8_t, 8>>();
     XCString text;
-    while (!input.left.IsEmpty())
-        text += input.left.Size() % 3 == 0 ? input.Take<wchar_t>() : static_cast<wchar_t>(input.Take<char>() & 0x7F);
+    while (input.Left() > 0)
+        text += input.Left() % 3 == 0 ? input.Take<wchar_t>() : static_cast<wchar_t>(input.Take<char>() & 0x7F);
     XCStringStream stream(text, locale);
     for (std::uint8_t const kind : kinds) {
         if (!stream) stream.SetPosition(stream.GetPosition() + 1);
@@ -105,7 +86,7 @@ void ReadAnyText(Input& input, XCLocale const& locale)
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    Input input{XCBytes(bytes, size)};
+    Input input(bytes, size);
     XCLocale const locale = TakeLocale(input);
     switch (input.Take<std::uint8_t>() % 4) {
     case 0: PassInteger<std::int64_t>(input, locale); break;

@@ -9,20 +9,6 @@ namespace {
 
 using namespace xc_test;
 
-TEST(Application, OptionsAndUsageScreen)
-{
-    XCApplication quiet(XCString(L"\"c:\\some dir\\tool.exe\" -TRACE /?"), {}, false);
-    EXPECT_EQ(quiet.GetTraceLevel(), 0u); // an empty text reads as 0
-    std::wostringstream screen;
-    EXPECT_TRUE(quiet.DisplayUsageIfNecessary(&screen));
-    std::wstring const asterisks(78, L'*');
-    EXPECT_TRUE(screen.str().starts_with(asterisks + L"\n" + asterisks + L"\nUSAGE: tool [options list] \n" +
-                                         asterisks + L"\nOptions list: \n   /config:{filename}"));
-    XCApplication const normal(XCString(L"tool.exe"), {}, false);
-    EXPECT_EQ(normal.GetTraceLevel(), 1u);
-    EXPECT_FALSE(normal.DisplayUsageIfNecessary(&screen));
-}
-
 TEST(Application, TheLastOneIsFoundInWhateverOrderTheyEnd)
 {
     auto first = std::make_unique<XCApplication>(XCString(L"a"), ListenerPtr(), false);
@@ -34,22 +20,6 @@ TEST(Application, TheLastOneIsFoundInWhateverOrderTheyEnd)
     EXPECT_EQ(XCApplication::GetApp(), first.get());
     first.reset();
     EXPECT_EQ(XCApplication::GetApp(), nullptr);
-}
-
-TEST(Application, ConfigurationFiles)
-{
-    ModuleFolder const folder({});
-    folder.Write("good.ini", "[a]\nb=1\n");
-    folder.Write("bad.ini", "[a]\nno equals sign");
-    ListenerPtr const listener(new Listener);
-    XCApplication const good(L"x /config:" + folder.Path("good.ini"), listener, false);
-    ASSERT_FALSE(good.GetConfigFile().IsNull());
-    EXPECT_EQ(good.GetConfigFile()->GetLong(L"A", L"B", 0), 1);
-    XCApplication const bad(L"x /config:" + folder.Path("bad.ini"), listener, false);
-    EXPECT_TRUE(bad.GetConfigFile().IsNull());
-    EXPECT_NE(bad.GetConfigFailure().Find(L"bad.ini, line 2: unexpected EOF while parsing a key name"), XCString::npos);
-    XCApplication const absent(L"x /config:" + folder.Path("absent.ini"), listener, false);
-    EXPECT_FALSE(absent.GetConfigFailure().IsNull());
 }
 
 TEST(Application, NamesWithAndWithoutFolderAndExtension)

@@ -60,33 +60,6 @@ TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
     EXPECT_EQ(::GetModuleHandleW(L"throws_init.osx"), nullptr);
 }
 
-TEST(Host, TheWholeStoryOfThreeModulesThatDependOnOneAnother)
-{
-    ModuleFolder const folder({"a_report", "filter", "reader"});
-    XCApplication::ClearExitRequest();
-    Session const session(folder, {}, [](XCApplicationWithPlugIns& host) {
-        ASSERT_TRUE(XCApplicationWithPlugIns::GetApp() == &host);
-        (void)host.LoadPlugIn(NewQuitter(3));
-    });
-    XCApplication::ClearExitRequest();
-    EXPECT_EQ(session.exitCode, 0);
-    EXPECT_EQ(session.Text(), ">>>> Initializing <Own>... Done.\n"
-                              "Retrieving plug-ins from @\n"
-                              ">>>> Initializing <Reader>... Done.\n"
-                              ">>>> Initializing <Filter>... Done.\n"
-                              ">>>> Initializing <Report>... Done.\n"
-                              "RUN> Running <Own>...(threaded)\n"
-                              "RUN> Running <Filter>...\n"
-                              "Filter at work\n"
-                              "RUN> Running <Report>...(threaded)\n"
-                              ">>>> Quit signal received. Requesting exit to all plug-ins...\n"
-                              "Exiting application...\n"
-                              ">>>> Unloading <Report>...\n"
-                              ">>>> Unloading <Filter>...\n"
-                              ">>>> Unloading <Reader>...\n"
-                              ">>>> Unloading <Own>...\n");
-}
-
 TEST(Host, ACycleIsNamedOnceWithItsMembers)
 {
     Session const session(ModuleFolder({"cycle_a", "cycle_b", "reader"}));
@@ -195,18 +168,6 @@ TEST(Host, TheMenuRunsAtTheEndWithoutTheCasesOfThoseThatFailed)
     });
     std::wcin.rdbuf(before);
     ExpectSaid(session, L"host\n  1  Reader\n  a  all\n  0  end\n> [ ok ] Reader (1 checks)\n");
-}
-
-TEST(Host, TheUsageScreenShowsTheOptionsOfPlugInsAlsoOfThoseThatFailed)
-{
-    ModuleFolder const folder({"reader", "throws_init"});
-    XCApplicationWithPlugIns host(L"host.exe /noconsole", ListenerPtr(new Listener), false);
-    EXPECT_TRUE(host.LoadPlugInsFromDirectory(folder.Path()).Good());
-    std::wostringstream screen;
-    host.DisplayUsage(&screen);
-    EXPECT_NE(screen.str().find(L"   /osxpath:{directory}"), std::wstring::npos);
-    EXPECT_NE(screen.str().find(L"   /Reader:{n}"), std::wstring::npos);
-    EXPECT_NE(screen.str().find(L"   /ThrowsInit:{n}"), std::wstring::npos);
 }
 
 TEST(UnitTestMenu, RunsWhatIsChosen)

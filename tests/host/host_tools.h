@@ -1,13 +1,11 @@
 // Folders with modules, an ear on the application console, and plug-ins that need no module.
 #pragma once
 
+#include "prelude.h"
 #include "scratch_files.h"
 
 #include <XelbrinCore/XCApplication.h>
 
-#include <atomic>
-#include <functional>
-#include <gtest/gtest.h>
 #include <initializer_list>
 #include <sstream>
 #include <windows.h>

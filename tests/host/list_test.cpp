@@ -1,12 +1,9 @@
 // What of the host is pure logic: list files, the order of plug-ins, identities as text.
 #include "app/host/ListFile.h"
 #include "app/host/PlugInOrder.h"
+#include "prelude.h"
 
 #include <XelbrinCore/XCPlugIn.h>
-
-#include <algorithm>
-#include <gtest/gtest.h>
-#include <random>
 
 namespace {
 
@@ -47,61 +44,28 @@ TEST(ListFile, LinesNamesAndWhatIsRefused)
 
 using Graph = std::vector<std::vector<std::size_t>>;
 
-/// Any graph of a few items: each with the items that it depends on.
-Graph AnyGraph(std::mt19937& random)
+TEST(PlugInOrder, OrdersAndFindsCycles)
 {
-    Graph dependsOn(random() % 9);
-    for (auto& wanted : dependsOn)
-        for (std::size_t edges = random() % 3; edges-- > 0;) wanted.push_back(random() % dependsOn.size());
-    return dependsOn;
-}
-
-/// The order by definition: again and again the first item that has all it depends on; what is left at the end.
-std::vector<std::size_t> SlowOrder(Graph const& dependsOn)
-{
-    std::vector<std::size_t> order;
-    auto const placed = [&](std::size_t item) { return std::find(order.begin(), order.end(), item) != order.end(); };
-    for (bool progress = true; progress;) {
-        progress = false;
-        for (std::size_t i = 0; i < dependsOn.size() && !progress; ++i) {
-            if (placed(i) || !std::all_of(dependsOn[i].begin(), dependsOn[i].end(), placed)) continue;
-            order.push_back(i);
-            progress = true;
-        }
-    }
-    for (std::size_t i = 0; i < dependsOn.size(); ++i)
-        if (!placed(i)) order.push_back(i);
-    return order;
-}
-
-/// By definition: items that reach each other, themselves included, belong together.
-Graph SlowCycles(Graph const& dependsOn)
-{
-    std::size_t const count = dependsOn.size();
-    std::vector<std::vector<bool>> reaches(count, std::vector<bool>(count));
-    for (std::size_t i = 0; i < count; ++i)
-        for (std::size_t const to : dependsOn[i]) reaches[i][to] = true;
-    for (std::size_t via = 0; via < count; ++via)
-        for (std::size_t i = 0; i < count; ++i)
-            for (std::size_t j = 0; j < count; ++j)
-                if (reaches[i][via] && reaches[via][j]) reaches[i][j] = true;
-    Graph cycles;
-    for (std::size_t i = 0; i < count; ++i) {
-        std::vector<std::size_t> members;
-        for (std::size_t j = 0; j < count; ++j)
-            if (reaches[i][j] && reaches[j][i]) members.push_back(j);
-        if (!members.empty() && members.front() == i) cycles.push_back(members);
-    }
-    return cycles;
-}
-
-TEST(PlugInOrder, OrdersAndFindsTheCyclesOfAnyGraph)
-{
-    std::mt19937 random(20261122);
-    for (int round = 0; round < 2000; ++round) {
-        Graph const dependsOn = AnyGraph(random);
-        EXPECT_EQ(xc::host::OrderByDependency(dependsOn), SlowOrder(dependsOn)) << "round " << round;
-        EXPECT_EQ(xc::host::FindCycles(dependsOn), SlowCycles(dependsOn)) << "round " << round;
+    struct {
+        char const* fault;
+        Graph dependsOn;
+        std::vector<std::size_t> order; // what can never be ready stands at the end
+        Graph cycles;
+    } const rows[] = {
+        {"nothing", {}, {}, {}},
+        {"given order changed without need", {{}, {}, {0}}, {0, 1, 2}, {}},
+        {"chain from the end", {{1}, {2}, {3}, {}}, {3, 2, 1, 0}, {}},
+        {"first that is ready goes first", {{2}, {}, {}, {0}}, {1, 2, 0, 3}, {}},
+        {"two ways to one, and one named twice", {{}, {0, 0}, {0}, {1, 2}}, {0, 1, 2, 3}, {}},
+        {"depends on itself", {{0}, {}}, {1, 0}, {{0}}},
+        {"follower of a cycle counted in", {{1}, {0}, {1}, {}}, {3, 0, 1, 2}, {{0, 1}}},
+        {"two cycles joined to one", {{2}, {3}, {0, 1}, {1}}, {0, 1, 2, 3}, {{0, 2}, {1, 3}}},
+        {"cycles that share an item", {{1}, {2, 0}, {1}}, {0, 1, 2}, {{0, 1, 2}}},
+        {"long way around", {{4}, {0}, {1}, {2}, {3}}, {0, 1, 2, 3, 4}, {{0, 1, 2, 3, 4}}},
+    };
+    for (auto const& row : rows) {
+        EXPECT_EQ(xc::host::OrderByDependency(row.dependsOn), row.order) << row.fault;
+        EXPECT_EQ(xc::host::FindCycles(row.dependsOn), row.cycles) << row.fault;
     }
 }
 

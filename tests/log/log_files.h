@@ -1,13 +1,8 @@
 // Files of the log tests: whole contents in, whole contents out.
 #pragma once
 
+#include "prelude.h"
 #include "scratch_files.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <vector>
 
 namespace log_test {
 

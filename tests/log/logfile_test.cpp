@@ -1,4 +1,5 @@
 #include "log_files.h"
+#include "prelude.h"
 
 #include <XelbrinCore/XCLogFile.h>
 
@@ -29,11 +30,7 @@ std::string AfterStamp(std::string const& bytes)
 
 TEST(XCLogFile, PutString)
 {
-    struct {
-        char const* fault;
-        wchar_t const* text;
-        char const* bytes;
-    } const rows[] = {
+    Case<wchar_t const*, char const*> const rows[] = {
         {"inner feed kept", L"a\nb\n", "a~b\r\n"},
         {"end added", L"a", "a"},
         {"lone feed is no record end", L"\n", "\r\n"},
@@ -44,12 +41,12 @@ TEST(XCLogFile, PutString)
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.fault);
-        XCString const text(row.text);
+        XCString const text(row.given);
         EXPECT_EQ(BytesOf([&](XCLogFile& log) {
                       log.PutString(text);
                       log.Flush();
                   }),
-                  row.bytes);
+                  row.expected);
     }
 }
 

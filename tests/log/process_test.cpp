@@ -188,19 +188,4 @@ TEST(Processes, LostRecordsAreToldOnceAtTheEnd)
     EXPECT_NE(bytes.find("x.log\": system error 3"), std::string::npos) << bytes;
 }
 
-TEST(XCFileLogSubscriber, FileHeldByAnotherProgramIsTriedAgain)
-{
-    log_test::ScratchFile const file("held.log");
-    HANDLE const holder = ::CreateFileW(L"held.log", GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    XCSmartPtr<XCFileLogSubscriber> const log(new XCFileLogSubscriber(L"held.log", XCLogOpen::Append));
-    log->OnFlush(1, L"1\n");
-    EXPECT_FALSE(log->IsValid());
-    EXPECT_EQ(log->GetFailureCount(), 1u);
-    ::CloseHandle(holder);
-    log->OnFlush(1, L"2\n");
-    log->Flush();
-    EXPECT_TRUE(log->IsValid());
-    EXPECT_EQ(file.Bytes(), "1\n2\n");
-}
-
 } // namespace

@@ -1,10 +1,8 @@
 // Generated patterns and subjects: every form of an expression against the slow references.
 // XC_MATCH_PAIRS sets the number of pairs, XC_MATCH_SEED the seed.
 #include "match/reference.h"
+#include "prelude.h"
 #include "repetitions.h"
-
-#include <cstdlib>
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <XelbrinCore/XCCharSet.h>
 
+#include "prelude.h"
+
 #include <bitset>
-#include <gtest/gtest.h>
-#include <random>
 
 namespace {
 

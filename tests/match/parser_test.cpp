@@ -1,9 +1,7 @@
+#include "prelude.h"
 #include "repetitions.h"
 
 #include <XelbrinCore/XCRegEx.h>
-
-#include <gtest/gtest.h>
-#include <string>
 
 namespace {
 
@@ -45,12 +43,7 @@ std::string ParseAndShow(wchar_t const* pattern)
     return Show(XCStringRegExParser(pattern).Parse().GetRoot());
 }
 
-struct TreeCase {
-    char const* fault;
-    wchar_t const* pattern;
-    char const* tree;
-};
-constexpr TreeCase kTrees[] = {
+constexpr Case<wchar_t const*, char const*> kTrees[] = {
     {"alternatives join to the right", L"a|b|c", "(a (a {a} {b}) {c})"},
     {"sequences join to the right", L"abc", "(s (s {a} {b}) {c})"},
     {"suffix taken by the whole sequence", L"ab*", "(s {a} (r0,* {b}))"},
@@ -81,7 +74,7 @@ constexpr TreeCase kTrees[] = {
 
 TEST(Parser, Trees)
 {
-    for (TreeCase const& c : kTrees) EXPECT_EQ(ParseAndShow(c.pattern), c.tree) << c.fault;
+    for (auto const& c : kTrees) EXPECT_EQ(ParseAndShow(c.given), c.expected) << c.fault;
 }
 
 constexpr wchar_t const* kRefused[] = {

@@ -1,15 +1,13 @@
 #include <XelbrinCore/XCRegEx.h>
 
 #include "match/reference.h"
+#include "prelude.h"
 #include "repetitions.h"
 
-#include <gtest/gtest.h>
-#include <random>
 #if defined(_WIN32)
 #include <iostream>
 #include <sstream>
 #endif
-#include <thread>
 
 namespace {
 
@@ -31,11 +29,6 @@ struct MatchCase {
 constexpr MatchCase kMatches[] = {
     {"star needs one", L"a*", L"", true},
     {"not anchored at the end", L"a", L"ab", false},
-    {"twelve times", L"a{12}", L"aa", true},
-    {"twelve times", L"a{12}", L"aaaaaaaaaaaa", false},
-    {"ten times", L"a{10}", L"a", false},
-    {"minimum 0 when omitted", L"a{,2}", L"", false},
-    {"letter as a count", L"a{x}", L"aaaaa", true},
     {"stop state reads the rest", L"ab.*", L"abc\xFFFF", true},
     {"dot takes FFFF", L"ab.", L"ab\xFFFF", false},
     {"negated class takes FFFF", L"[^a]", L"\xFFFF", false},
@@ -51,7 +44,6 @@ constexpr MatchCase kMatches[] = {
     {"needle overlaps itself", L".*aab.*", L"aaab", true},
     {"needles in the wrong order", L".*ab.*cd.*", L"cdab", false},
     {"literals overlap", L"aba.*aba", L"ababa", false},
-    {"anchors are literal", L"^a$", L"^a$", true},
     {"terminator taken for a unit", L"a.", L"a", false},
     {"terminator taken for a unit", L"[^b]c*", L"", false},
     {"fixed beginning, no match", L"[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}", L"2024-06-07 1a:34", false},

@@ -29,6 +29,7 @@ int FlagsOf(FileMode const& mode) noexcept
     using Start = FileMode::Start;
     bool const appends = mode.access == Access::Append || mode.access == Access::AppendAndRead;
     bool const both = mode.access == Access::ReadWrite || mode.access == Access::AppendAndRead;
+    if (mode.access == Access::Facts) return O_RDONLY;
     int const access = both ? O_RDWR : mode.access == Access::Read ? O_RDONLY : O_WRONLY;
     int const start = mode.start == Start::Existing    ? 0
                       : mode.start == Start::CreateNew ? O_CREAT | O_EXCL
@@ -97,6 +98,48 @@ std::size_t File::Append(std::string_view bytes, unsigned long& error) noexcept
 unsigned long File::Flush() noexcept
 {
     return 0; // nobody pulls the plug of a test
+}
+
+unsigned long File::SetSize(std::uint64_t size) noexcept
+{
+    return Verdict(::ftruncate(Descriptor(m_handle), static_cast<off_t>(size)));
+}
+
+namespace {
+
+/// Locks of the open file, as the system's are: they stand between handles of one process, too.
+unsigned long SetLock(void* handle, short kind, std::uint64_t offset, std::uint64_t length) noexcept
+{
+    struct flock range {};
+    range.l_type = kind;
+    range.l_whence = SEEK_SET;
+    range.l_start = static_cast<off_t>(offset);
+    range.l_len = static_cast<off_t>(length);
+    unsigned long const error = Verdict(::fcntl(Descriptor(handle), F_OFD_SETLK, &range));
+    return error == EAGAIN || error == EACCES ? kErrorLocked : error;
+}
+
+} // namespace
+
+unsigned long File::Lock(std::uint64_t offset, std::uint64_t length, bool exclusive) noexcept
+{
+    return SetLock(m_handle, exclusive ? F_WRLCK : F_RDLCK, offset, length);
+}
+
+unsigned long File::Unlock(std::uint64_t offset, std::uint64_t length) noexcept
+{
+    return SetLock(m_handle, F_UNLCK, offset, length);
+}
+
+bool Patience::GoesOn() noexcept
+{
+    ::usleep(1000);
+    return tries < milliseconds;
+}
+
+bool IsInUse(unsigned long error) noexcept
+{
+    return error == ETXTBSY;
 }
 
 std::uint64_t File::Size(unsigned long& error) const noexcept

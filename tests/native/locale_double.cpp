@@ -1,5 +1,6 @@
 // For the native build: some locales as the system tells them, one for each form of separator and grouping.
 #include "win32/LocaleFacts.h"
+#include "win32/LocaleOrder.h"
 
 namespace xc::win32 {
 
@@ -21,6 +22,24 @@ std::optional<LocaleFacts> ReadLocale(std::wstring const& name)
 std::optional<LocaleFacts> ReadUserLocale()
 {
     return ReadLocale(L"en-US");
+}
+
+std::wstring ReadUserLanguage()
+{
+    return L"ENU";
+}
+
+bool CompareInLocale(LocaleOrder const&, wchar_t const* a, wchar_t const* b, int& result) noexcept
+{
+    result = std::wstring_view(a).compare(b);
+    result = (result > 0) - (result < 0);
+    return true;
+}
+
+bool AppendLocaleKey(LocaleOrder const&, wchar_t const* text, std::string& key)
+{
+    for (; *text != L'\0'; ++text) (key += static_cast<char>(*text >> 8)) += static_cast<char>(*text);
+    return true;
 }
 
 } // namespace xc::win32

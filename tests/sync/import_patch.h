@@ -1,9 +1,8 @@
 // import_patch.h - puts another function in the place of one that the library calls.
 #pragma once
 
-#include <cstring>
-#include <gtest/gtest.h>
-#include <utility>
+#include "prelude.h"
+
 #include <windows.h>
 
 namespace sync_test {

@@ -1,10 +1,5 @@
+#include "prelude.h"
 #include "sync/ProgressLine.h"
-
-#include <atomic>
-#include <gtest/gtest.h>
-#include <stdexcept>
-#include <thread>
-#include <vector>
 
 namespace {
 

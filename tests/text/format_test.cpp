@@ -1,10 +1,7 @@
+#include "prelude.h"
 #include "text/PrintFormat.h"
 
 #include <XelbrinCore/XCString.h>
-
-#include <cmath>
-#include <gtest/gtest.h>
-#include <limits>
 
 namespace {
 
@@ -32,14 +29,9 @@ XCString Formatted(wchar_t const* format, Arguments... arguments)
 
 TEST(XCStringFormat, Conversions)
 {
-    struct Row {
-        char const* fault;
-        XCString got;
-        wchar_t const* expected;
-    };
     wchar_t const* const nullWide = nullptr;
     char const* const nullNarrow = nullptr;
-    Row const rows[] = {
+    Case<XCString, wchar_t const*> const rows[] = {
         {"percent sign", Formatted(L"%%a%%%%b%%"), L"%a%%b%"},
         {"lone percent sign at the end", Formatted(L"100%"), L"100%"},
         {"unknown letter eats an argument", Formatted(L"%y %d", 7), L"%y 7"},
@@ -83,7 +75,8 @@ TEST(XCStringFormat, Conversions)
         {"pointer", Formatted(L"%p", reinterpret_cast<void*>(0xAB12)), L"000000000000AB12"},
         {"%n writes or loses step", Formatted(L"a%nb%d", nullptr, 5), L"ab5"},
     };
-    for (Row const& row : rows) EXPECT_EQ(row.got, XCString(row.expected)) << row.fault << ": " << row.got.AsUTF8();
+    for (auto const& row : rows)
+        EXPECT_EQ(row.given, XCString(row.expected)) << row.fault << ": " << row.given.AsUTF8();
 }
 
 TEST(XCStringFormat, ArgumentsKeepTheirTypes)
@@ -96,11 +89,7 @@ TEST(XCStringFormat, ArgumentsKeepTheirTypes)
         return XCString().Format(how, arguments...);
     };
     char const unended[] = {'a', 'b'};
-    struct {
-        char const* fault;
-        XCString got;
-        wchar_t const* expected;
-    } const rows[] = {
+    Case<XCString, wchar_t const*> const rows[] = {
         {"string printed as an address", format(L"%s|%5s|%S", XCString(L"x"), XCString(L"yz"), XCString(L"w")),
          L"x|   yz|w"},
         {"temporary gone before it is read", format(L"%s", XCString(L"a") + L"b"), L"ab"},
@@ -120,9 +109,15 @@ TEST(XCStringFormat, ArgumentsKeepTheirTypes)
         {"value too many", format(L"-", 1, L"x"), L"-"},
         {"own text", format(L"[%s][%d]", Named(), Named()), L"[named][named]"},
         {"null", format(L"%s", nullptr), L"(null)"},
+        {"double for integer", format(L"%d %s", 2.5, -1e300), L"2.5 -1e+300"},
+        {"text for double", format(L"[%.1f]", XCString(L"abc")), L"[abc]"},
+        {"text as width", format(L"[%*d][%5x]", L"x", 5, "xy"), L"[5][   xy]"},
+        {"sign of a short", format(L"%u %hx %I64x", -1, -1, -1), L"4294967295 ffff ffffffffffffffff"},
+        {"pointer for text", format(L"%s", reinterpret_cast<void*>(1)), L"0000000000000001"},
         {"address of an object", format(L"%p", reinterpret_cast<int const volatile*>(0xAB)), L"00000000000000AB"},
     };
-    for (auto const& row : rows) EXPECT_EQ(row.got, XCString(row.expected)) << row.fault << ": " << row.got.AsUTF8();
+    for (auto const& row : rows)
+        EXPECT_EQ(row.given, XCString(row.expected)) << row.fault << ": " << row.given.AsUTF8();
 }
 
 TEST(XCStringFormat, AnyWidthPrecisionAndValue)
@@ -165,38 +160,6 @@ TEST(XCStringFormat, ReplacesInPlaceAndReadsItself)
     EXPECT_EQ(text.Capacity(), 0u);
     text.Format(nullptr);
     EXPECT_TRUE(text.IsNull());
-}
-
-TEST(PrintFormat, TypedValuesNeverFault)
-{
-    struct Row {
-        char const* fault;
-        wchar_t const* format;
-        std::vector<FormatValue> values;
-        wchar_t const* expected;
-    };
-    auto const number = [](std::int64_t v) { return FormatValue::Signed(v); };
-    auto const wide = [](wchar_t const* v) { return FormatValue::Wide(v); };
-    Row const rows[] = {
-        {"integer for text", L"[%s][%5s][%-5S]", {number(42), number(-7), number(3)}, L"[42][   -7][3    ]"},
-        {"text for integer", L"[%d][%5x]", {wide(L"abc"), FormatValue::Narrow("xy")}, L"[abc][   xy]"},
-        {"text for double", L"[%.1f]", {wide(L"abc")}, L"[abc]"},
-        {"double for integer", L"%d %s", {FormatValue::Double(2.5), FormatValue::Double(-1e300)}, L"2.5 -1e+300"},
-        {"negative for unsigned",
-         L"%u %x %hx %I64x",
-         {number(-1), number(-1), number(-1), number(-1)},
-         L"4294967295 ffffffff ffff ffffffffffffffff"},
-        {"missing value", L"%d and %5s.", {number(1)}, L"1 and %5s."},
-        {"text as width", L"[%*d]", {wide(L"x"), number(5)}, L"[5]"},
-        {"null text", L"%s", {FormatValue::Wide({})}, L"(null)"},
-        {"pointer for text", L"%s", {FormatValue::Pointer(reinterpret_cast<void*>(1))}, L"0000000000000001"},
-    };
-    for (Row const& row : rows) {
-        xc::text::ValueListSource source(row.values);
-        XCString text;
-        xc::text::FormatInto(text, row.format, source, xc::text::kFormatLimitOfData);
-        EXPECT_EQ(text, XCString(row.expected)) << row.fault << ": " << text.AsUTF8();
-    }
 }
 
 TEST(PrintFormat, BuffersAreCutAndTerminated)

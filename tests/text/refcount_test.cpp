@@ -67,15 +67,6 @@ TEST(XCSmartPtr, AssignsAChildOfWhatItReleases)
     EXPECT_EQ(alive, 0);
 }
 
-TEST(XCSafeCounter, WrapsAndTellsTheValueAfterTheChange)
-{
-    XCSafeCounter counter;
-    EXPECT_EQ(++counter, 1u);
-    EXPECT_EQ(--counter, 0u);
-    EXPECT_EQ(--counter, 0xFFFFFFFFu);
-    EXPECT_EQ(static_cast<unsigned long>(counter), 0xFFFFFFFFu);
-}
-
 class Probe : public XCObjectI {
 public:
     int GetIUID() const override { return 77; }

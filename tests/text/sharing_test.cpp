@@ -1,14 +1,9 @@
 // Many threads copy, change and destroy strings that share blocks; no block may be lost or left over.
 #include <XelbrinCore/XCString.h>
 
-#include <cstdlib>
-#include <gtest/gtest.h>
-#include <random>
-#include <thread>
-#include <vector>
-
 #if defined(_WIN32)
 #include "heap_blocks.h"
+#include "prelude.h"
 #endif
 
 namespace {

@@ -1,6 +1,6 @@
 #include <XelbrinCore/XCUnicode.h>
 
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
 
@@ -42,15 +42,9 @@ TEST(XCUnicode, FactsOfACodePoint)
     }
 }
 
-struct DecompositionRow {
-    char const* fault;
-    wchar_t const* text;
-    wchar_t const* expected;
-};
-
 TEST(XCUnicode, Decomposition)
 {
-    DecompositionRow const rows[] = {
+    Case<wchar_t const*, wchar_t const*> const rows[] = {
         {"two steps", L"\u01D5", L"U\u0308\u0304"},
         {"syllable of two, of three", L"\uAC00\uD7A3", L"\u1100\u1161\u1112\u1175\u11C2"},
         {"beside the syllables", L"\uABFF\uD7A4", L"\uABFF\uD7A4"},
@@ -61,8 +55,8 @@ TEST(XCUnicode, Decomposition)
         {"unpaired", L"\xDC00\xD834", L"\xDC00\xD834"},
         {"compatibility is kept", L"\uFB01", L"\uFB01"},
     };
-    for (DecompositionRow const& row : rows)
-        EXPECT_EQ(XCUnicode::Decompose(std::wstring_view(row.text)), XCString(row.expected)) << row.fault;
+    for (auto const& row : rows)
+        EXPECT_EQ(XCUnicode::Decompose(std::wstring_view(row.given)), XCString(row.expected)) << row.fault;
     EXPECT_EQ(XCUnicode::Decompose(char32_t{0x110000}), XCString(L"\uFFFD")) << "beyond";
 }
 

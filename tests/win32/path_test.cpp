@@ -5,11 +5,9 @@
 #include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCTrace.h>
 
+#include "prelude.h"
 #include "scratch_files.h"
 #include "win32/FileSystem.h"
-
-#include <functional>
-#include <gtest/gtest.h>
 
 namespace {
 

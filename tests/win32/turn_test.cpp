@@ -1,10 +1,8 @@
 // Turns at one file: a slow holder is waited for, a dead one is succeeded.
+#include "prelude.h"
 #include "win32/AppendTurn.h"
 #include "win32/File.h"
 
-#include <atomic>
-#include <gtest/gtest.h>
-#include <thread>
 #include <windows.h>
 
 namespace {

@@ -3,14 +3,8 @@
 #include <XelbrinCore/XCScheduler.h>
 
 #include "datetime/zone_names.h"
+#include "prelude.h"
 #include "work/fake_time.h"
-
-#include <algorithm>
-#include <functional>
-#include <gtest/gtest.h>
-#include <set>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -182,19 +176,6 @@ TEST(Schedule, AgreesWithAWalk)
 {
     for (wchar_t const* const name : {kEastern, kSydney})
         Compare(XCTimeZone::FromName(name), MsOf(Utc(L"2006/12/20")), MsOf(Utc(L"2008/01/10")));
-}
-
-// By hand: 30 zones, 70 years. Zones with changes at odd hours, of half an hour, across the date line and none. The
-// walk's own clock begins with 1970, and looks two days back.
-TEST(Schedule, DISABLED_AgreesWithALongWalk)
-{
-    int zones = 0;
-    auto const yearBegin = [](int year) { return MsOf(XCDateTimeEx(year, 1, 1, 0, 0, 0, 0, XCTimeZone::UTC())); };
-    std::vector<XCString> const names = XCTimeZone::GetNames();
-    for (std::size_t i = 0; i < names.size(); i += std::max<std::size_t>(names.size() / 30, 1), ++zones)
-        for (int year = 1970; year < 2040; year += 10)
-            Compare(XCTimeZone::FromName(names[i]), std::max(yearBegin(year), 4 * kDay), yearBegin(year + 10));
-    std::printf("%d zones\n", zones);
 }
 
 struct NextCase {

@@ -2,15 +2,12 @@
 #include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCTimer.h>
 
+#include "prelude.h"
 #include "work/fake_time.h"
 #include "work/gate.h"
 
 #include <chrono>
-#include <gtest/gtest.h>
 #include <map>
-#include <random>
-#include <stdexcept>
-#include <vector>
 
 namespace {
 

@@ -70,17 +70,30 @@ XCCommandLine::XCCommandLine(XCCommandLine const& other)
 XCCommandLine& XCCommandLine::operator=(XCCommandLine const& other)
 {
     if (this == &other) return *this;
-    // By a copy and exchanges that cannot fail: out of memory leaves the object as it was.
-    XCCommandLine copy(other);
-    m_argCount = copy.m_argCount;
-    m_argValues = copy.m_argValues;
-    m_storage = std::move(copy.m_storage);
-    m_appName.Swap(copy.m_appName);
-    m_argDelimiters.Swap(copy.m_argDelimiters);
-    m_valueDelimiters.Swap(copy.m_valueDelimiters);
-    m_caseSensitive = copy.m_caseSensitive;
-    m_rawArguments.swap(copy.m_rawArguments);
-    m_parsedArguments.swap(copy.m_parsedArguments);
+    return *this = XCCommandLine(other); // out of memory leaves the object as it was
+}
+
+XCCommandLine::XCCommandLine(XCCommandLine&& other) noexcept
+    : m_argCount(std::exchange(other.m_argCount, 0)), m_argValues(std::exchange(other.m_argValues, nullptr)),
+      m_storage(std::move(other.m_storage)), m_appName(std::move(other.m_appName)),
+      m_argDelimiters(std::move(other.m_argDelimiters)), m_valueDelimiters(std::move(other.m_valueDelimiters)),
+      m_caseSensitive(other.m_caseSensitive), m_rawArguments(std::move(other.m_rawArguments)),
+      m_parsedArguments(std::move(other.m_parsedArguments))
+{
+}
+
+XCCommandLine& XCCommandLine::operator=(XCCommandLine&& other) noexcept
+{
+    XCCommandLine taken(std::move(other)); // first: the object may be its own source
+    m_argCount = taken.m_argCount;
+    m_argValues = taken.m_argValues;
+    m_storage = std::move(taken.m_storage);
+    m_appName.Swap(taken.m_appName);
+    m_argDelimiters.Swap(taken.m_argDelimiters);
+    m_valueDelimiters.Swap(taken.m_valueDelimiters);
+    m_caseSensitive = taken.m_caseSensitive;
+    m_rawArguments.swap(taken.m_rawArguments);
+    m_parsedArguments.swap(taken.m_parsedArguments);
     return *this;
 }
 

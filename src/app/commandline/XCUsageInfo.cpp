@@ -1,4 +1,8 @@
 // Descriptions of options, kept in the order in which they were added.
+//
+// The order is the order of the screen, which its author has thought about: related options stand together there, and
+// sorting would tear them apart. Names keep their values as written ("trace:{level}"); the name alone is cut out when
+// somebody asks which options are known.
 #include <XelbrinCore/XCCommandLine.h>
 
 #include "text/Utf8.h"

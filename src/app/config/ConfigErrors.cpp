@@ -1,3 +1,9 @@
+// The errors of configuration files, each made in one place, so that a fault has one code and one order of parameters
+// wherever it is noticed.
+//
+// The name of the file is always the first parameter and is the name as the program gave it: a user knows that one,
+// not the full path that was made of it. Faults of the system carry its own code as well, which is turned into words
+// when the message is read, in the language of the reader.
 #include "app/config/ConfigErrors.h"
 
 #include "errors/CoreError.h"
@@ -29,6 +35,7 @@ XCErrorID WouldNotReadBack(XCString const& section, XCString const& key, XCStrin
 
 XCErrorID MalformedFile(XCString const& fileName, XCString const& rule, std::size_t line)
 {
+    // In the order of the message text: name, line, rule.
     return MakeCoreError(XCErrConfigMalformed, fileName, static_cast<long>(line), rule);
 }
 

@@ -72,6 +72,8 @@ wchar_t const* FirstOf(wchar_t const* a, wchar_t const* b) noexcept
 bool ReadsAsOtherText(std::string const& bytes)
 {
     XCTextEncoding found{};
+    // Decoded as a reader would and encoded again: equal bytes mean that the reader has guessed the same encoding, or
+    // one that gives the same text.
     std::optional<xc::encoding::UnitBuffer> const text = xc::encoding::DecodeText(bytes, found);
     std::string again;
     return !text || xc::encoding::AppendEncoded(again, text->View(), XCTextEncoding::Ansi).Bad() || again != bytes;
@@ -92,6 +94,7 @@ public:
     void PutLine(std::wstring_view a, std::wstring_view b, std::wstring_view c, std::wstring_view d)
     {
         std::size_t const needed = a.size() + b.size() + c.size() + d.size() + m_lineEnd.size();
+        // One question a line, not one a text: the five texts are then copied without a look at the room.
         if (m_room - m_length < needed) MakeRoom(needed);
         wchar_t* out = m_units.Units() + m_length;
         for (std::wstring_view const text : {a, b, c, d, m_lineEnd}) out = Put(out, text);
@@ -127,12 +130,14 @@ private:
     void Flush()
     {
         m_units.SetLength(std::exchange(m_length, 0));
+        // The first fault stays: what follows it is not converted any more.
         if (m_result.Good()) m_result = encoding::AppendEncoded(m_bytes, m_units.View(), m_encoding);
     }
     void MakeRoom(std::size_t needed)
     {
         Flush();
         if (needed <= m_room) return;
+        // A line longer than the buffer gets one of its own size, which then serves for the rest of the file.
         m_units = encoding::UnitBuffer(needed);
         m_room = needed;
     }
@@ -180,6 +185,7 @@ XCErrorID SaveAs(XCConfigFile const& file, XCString const& path, XCString const&
     constexpr std::size_t kRoomForEdits = 4096;
     XCConfigLock const lock(file);
     FileData const& data = Access::Of(file);
+    // What could not be read is not in memory: writing now would delete it.
     if (data.partlyRead) return PartlyRead(data.fileName);
     ConfigWriter writer(data.encoding, data.crlf, data.textLength + kRoomForEdits);
     if (XCErrorID const fault = WriteText(writer, data); fault.Bad()) return fault;

@@ -13,6 +13,8 @@ XCErrorID xc::config::LoadFile(XCString const& fileName, XCSmartPtr<XCConfigFile
 try {
     XCErrorID whyNot;
     XCSmartPtr<XCConfigFile> const loaded = XCConfigFile::Load(fileName, &whyNot);
+    // The old file stays in use when the new one cannot be read: a program that reads its settings again while it runs
+    // goes on with the last good ones.
     if (whyNot.Good()) file = loaded;
     return whyNot;
 } catch (XCConfigStreamException const& fault) {

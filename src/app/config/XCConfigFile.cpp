@@ -54,6 +54,7 @@ Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name)
 {
     FileData& data = Access::Of(file);
     Sections& sections = data.sections;
+    // Made by the first lookup and not by reading: a program that only walks over a file never pays for it.
     if (!data.index && sections.size() > kFewSections)
         data.index.reset(new SectionIndex{{sections.begin(), sections.end(), sections.size()}});
     return data.index ? data.index->table.Find(name) : FindAmongFew(sections.begin(), sections.end(), name, NameOf);
@@ -205,6 +206,7 @@ void XCConfigFile::RemoveAllLocks() const
 XCSmartPtr<XCConfigFile> XCConfigFile::Load(XCString const& fileName, XCErrorID* whyNot)
 {
     XCSmartPtr<XCConfigFile> file(new XCConfigFile(fileName));
+    // Malformed text throws through here, and the file goes with the exception: nobody gets half of one.
     XCErrorID const result = file->Reload();
     if (whyNot) *whyNot = result;
     return result.Good() ? file : XCSmartPtr<XCConfigFile>();
@@ -285,6 +287,7 @@ void XCConfigFile::SetString(std::wstring_view section, std::wstring_view key, X
 {
     XCConfigLock const lock(*this);
     iterator const found = xc::config::FindSection(*this, section);
+    // Missing parts are made on the way: a setting can be stored without asking first whether its place exists.
     XCConfigSection& target = found == GetSectionsEnd() ? AddSection(XCString(section)) : *found;
     XCConfigSection::iterator const line = xc::config::FindLine(target, key);
     if (line == target.GetLinesEnd())
@@ -345,6 +348,7 @@ XCConfigFile::iterator XCConfigFile::DeleteSection(iterator where)
 {
     XCConfigLock const lock(*this);
     if (where == m_data->sections.end()) return where;
+    // Before the section goes: the table compares its name.
     if (m_data->index) m_data->index->table.Remove(where);
     return m_data->sections.erase(where);
 }

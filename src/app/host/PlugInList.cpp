@@ -71,6 +71,7 @@ PlugInList::Place PlugInList::Place::New()
 void PlugInList::Place::Fill(PlugInRef ref) noexcept
 {
     m_pointer.key() = ref.plugIn.GetPtr();
+    // Before the reference moves away with what is read from it.
     m_index.key() = ref.guid;
     static_cast<PlugInRef&>(m_entry.mapped()) = std::move(ref);
 }
@@ -99,6 +100,7 @@ void PlugInList::SetContainer(XCPlugIn const* child, XCGuid const& container) no
 {
     Guard const guard(m_section);
     auto const found = m_byPointer.find(child);
+    // Absent is no fault: the child may have been unloaded while its container was still being asked.
     if (found != m_byPointer.end()) m_entries.find(found->second)->second.broughtBy = container;
 }
 

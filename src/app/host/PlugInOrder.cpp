@@ -21,6 +21,8 @@ public:
     std::vector<std::vector<std::size_t>> Find()
     {
         for (std::size_t item = 0; item < m_items.size(); ++item)
+            // Every item begins a walk unless another has reached it, so the whole costs one visit for each item and
+            // edge.
             if (m_items[item].number == 0) Walk(item);
         std::ranges::sort(m_cycles);
         return std::move(m_cycles);
@@ -47,13 +49,14 @@ private:
         for (Enter(first); !m_path.empty();) {
             std::size_t const item = m_path.back();
             Item& state = m_items[item];
+            // The edge to go on with is kept in the item: this is what the call stack of a recursive walk would hold.
             if (state.nextEdge == m_dependsOn[item].size()) {
                 Leave(item);
                 continue;
             }
             std::size_t const target = m_dependsOn[item][state.nextEdge++];
-            if (m_items[target].number == 0)
-                Enter(target);
+            if (m_items[target].number == 0) Enter(target);
+            // An item in a finished component cannot lead back here, or it would belong to the same one.
             else if (m_items[target].open)
                 state.lowest = std::min(state.lowest, m_items[target].number);
         }
@@ -65,6 +68,7 @@ private:
         Item const& state = m_items[item];
         if (!m_path.empty()) {
             std::size_t& lowest = m_items[m_path.back()].lowest;
+            // What a child can reach its parent can reach.
             lowest = std::min(lowest, state.lowest);
         }
         if (state.lowest == state.number) Close(item);
@@ -99,6 +103,7 @@ std::vector<std::size_t> OrderByDependency(Dependencies const& dependsOn)
     std::vector<std::size_t> missing(count);
     Dependencies dependents(count);
     for (std::size_t item = 0; item < count; ++item) {
+        // An item named twice is counted twice and taken off twice, so lists need not be free of repetitions.
         missing[item] = dependsOn[item].size();
         for (std::size_t const before : dependsOn[item]) dependents[before].push_back(item);
     }
@@ -114,6 +119,8 @@ std::vector<std::size_t> OrderByDependency(Dependencies const& dependsOn)
             if (--missing[dependent] == 0) ready.push(dependent);
     }
     for (std::size_t item = 0; item < count; ++item)
+        // What waits in a cycle comes last, in the order of loading: it is started all the same, and the cycle was
+        // told before.
         if (missing[item] != 0) order.push_back(item);
     return order;
 }

@@ -36,6 +36,7 @@ struct RunOrder {
     void Fail(XCErrorID const& failure) const noexcept
     {
         xc::host::PrintFailure(name, failure);
+        // The first failure decides the exit code of the process; an exit code that a plug-in has set stays.
         int none = 0;
         exitCode->compare_exchange_strong(none, kExitRunFailed);
     }
@@ -61,6 +62,7 @@ void StartThread(ThreadedState& state, RunOrder const& order, unsigned int patie
         return state.thread->Start();
     });
     if (started.Good()) {
+        // Until the thread is inside Run: a request to exit that comes now finds a thread that it can ask.
         (void)state.startedEvent.wait(XCInfinite);
         return;
     }
@@ -72,6 +74,7 @@ void RunOne(PlugInRef const& ref, RunOrder const& order, unsigned int patienceMs
 {
     bool const isReady = xc::errors::SealedValue(
         [&] { return ref.plugIn->GetStatus() == XCPlugIn::StatusReady && ref.plugIn->IsRunningPlugIn(); }, false);
+    // Asked before each: a request that came while the one before was running starts nothing more.
     if (!isReady || !ref.runs || XCApplication::IsExitRequested()) return;
     wchar_t const* const how = ref.threaded ? L">...(threaded)\n" : L">...\n";
     SayIfPossible([&] { xc::host::Print(L"RUN> Running <" + ref.name + how); });
@@ -97,6 +100,7 @@ void WaitForEnd(ThreadedState& state, RunOrder const& order)
     while (!state.WaitForEnd()) {
         std::uint64_t const askedAt = state.askedAt;
         unsigned int const patience = state.patienceMs;
+        // The patience begins with the request, not with the wait: several plug-ins use it up together.
         if (askedAt == 0 || patience == XCInfinite || xc::win32::TickMs() - askedAt < patience) continue;
         SayIfPossible([&] { xc::host::PrintError(L"<" + order.name + L"> ignores the request to exit"); });
         return;

@@ -33,8 +33,11 @@ void Unloader::Unload(PlugInList::Place one) noexcept
     Entry& entry = *one;
     SayUnloading(entry);
     if (entry.threaded && !entry.threaded->thread.IsNull()) entry.threaded->Join(); // it ended after the host gave up
+    // Every call into a module is guarded and noted: one that throws here must not keep the others from being
+    // unloaded.
     XCErrorID const unloaded = CallModule(L"Unload", entry.name, entry.path, [&] { entry.plugIn->Unload(); });
     if (unloaded.Bad()) PrintFailure(entry.name, unloaded);
+    // Looked at after Unload, in which a plug-in lets go of what it holds, perhaps of itself.
     if (entry.plugIn->NbRef() > 1)
         m_held.Add(std::move(one));
     else
@@ -49,6 +52,7 @@ void Unloader::Leave(Entry& entry) noexcept
             entry.neededBy.IsNull() ? XCString(L"is still running") : L"is needed by <" + entry.neededBy + L">";
         PrintError(L"<" + entry.name + L"> " + reason + L" and stays loaded");
     });
+    // One reference that is never given back, and the code pinned with it: a thread may still be running in both.
     entry.plugIn->AddRef();
     PinCodeOf(*entry.plugIn.GetPtr());
     if (entry.threaded && !entry.threaded->thread.IsNull()) entry.threaded->thread->SetDeleteOnEnd(true);
@@ -59,6 +63,8 @@ void Unloader::ReleaseHeld() noexcept
     for (bool more = true; more;) {
         more = false;
         std::uint64_t below = UINT64_MAX;
+        // A sweep goes downwards by number, and a release within it may free what stands lower: that is taken in the
+        // same sweep. Only what stands higher needs another one.
         for (PlugInList::Place free; (free = m_held.TakeFree(below)); more = true) Release(*free);
     }
     for (PlugInList::Place held; (held = m_held.TakeLast());) {
@@ -71,6 +77,8 @@ void Unloader::ReleaseHeld() noexcept
 void Unloader::UnloadChildrenOf(PlugInList& list, XCGuid const& container) noexcept
 {
     for (PlugInList::Place child; (child = list.TakeLastChildOf(container));) {
+        // Copied before the child goes; and a container's own children leave after it, since it may still use them in
+        // Unload.
         XCGuid const guid = child->guid;
         bool const brings = child->container != nullptr;
         Unload(std::move(child));

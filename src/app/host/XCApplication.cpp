@@ -5,14 +5,12 @@
 // takes the application out of the process again, because the destructor of an unfinished object does not run.
 //
 // Applications form a chain from the last to the first, linked through the objects and guarded by glbLastAppPCS_:
-// plug-ins may host applications of their own, and these may end in any order. Each application remembers the
-// subscribers that it has attached. One that two applications share is attached once and stays until the last of the
-// two has gone. Invariants: glbLastAppP_ is the application that was constructed last among those alive; no foreign
-// code runs under the section.
+// plug-ins may host applications of their own, and these may end in any order. Invariants: glbLastAppP_ is the
+// application that was constructed last among those alive; no foreign code runs under the section.
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCException.h>
 
-#include "app/commandline/UsageText.h"
+#include "app/host/ApplicationMembers.h"
 #include "app/host/HostLines.h"
 #include "app/host/QuitSignal.h"
 #include "errors/ErrorLog.h"
@@ -21,7 +19,6 @@
 #include "win32/Registry.h"
 
 #include <algorithm>
-#include <ostream>
 
 constinit XCApplication* glbLastAppP_ = nullptr;
 XCCriticalSection glbLastAppPCS_;
@@ -47,40 +44,15 @@ std::size_t ExtensionStart(std::wstring_view path) noexcept
     return point == std::wstring_view::npos || point < FileNameStart(path) ? path.size() : point;
 }
 
-/// Shows on the console what a redirection has taken away from it.
-class KeptConsole final : public XCLogSubscriberI {
-public:
-    explicit KeptConsole(XCConsoleInfo const& console) noexcept : m_console(console) {}
-    void OnFlush(int level, XCString const& text) override
-    {
-        if (IsInterested(level)) m_console.WriteToConsole(text);
-    }
-
-private:
-    XCConsoleInfo const& m_console;
-};
-
 } // namespace
 
 std::optional<XCString> XCGetEnv(XCString const& name)
 {
+    // A variable that is set to nothing is present: only an absent one gives no value.
     std::optional<std::wstring> const value = xc::win32::ReadEnvironment(name.AsWChar());
     if (!value) return std::nullopt;
     return XCString(*value);
 }
-
-struct XCApplication::Members {
-    explicit Members(void* module_) : module(module_) {}
-    /// The file that stands for the program's.
-    [[nodiscard]] std::wstring ModulePath() const { return xc::win32::ModulePath(module); }
-
-    void* module;
-    std::optional<xc::host::QuitOnConsoleSignal> signals;
-    XCConsoleInfo console;
-    XCSmartPtr<XCLogSubscriberI> consoleSubscriber;        ///< null when there is none
-    XCSmartPtr<XCLogSubscriberI> keptConsole;              ///< null unless a redirection keeps the console
-    std::vector<XCSmartPtr<XCLogSubscriberI>> subscribers; ///< attached by this application; guarded by glbLastAppPCS_
-};
 
 // Construction --------------------------------------------------------------------------------------------------
 
@@ -119,8 +91,10 @@ void XCApplication::Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bo
     try {
         SetUpLog(subscriber);
         Register();
+        // After the registration: a signal that comes at once finds the application that it is to end.
         if (handleSignals) m_members->signals.emplace();
         FindConfigFile();
+        // Of the machine and not of the user: these name the installation.
         m_customer = XCString(xc::win32::ReadMachineSetting(kSettingsKey, L"Customer").value_or(L""));
         m_customerCode = XCString(xc::win32::ReadMachineSetting(kSettingsKey, L"Code").value_or(L""));
         ChooseDirectories();
@@ -143,13 +117,6 @@ void XCApplication::SetUpLog(XCSmartPtr<XCLogSubscriberI> const& subscriber)
         AddConsoleSubscriber();
 }
 
-void XCApplication::AddConsoleSubscriber()
-{
-    XCSmartPtr<XCLogSubscriberI> const console(new XCConsoleLogSubscriber(static_cast<int>(m_traceLevel)));
-    AddLogSubscriber(console);
-    m_members->consoleSubscriber = console;
-}
-
 void XCApplication::Register()
 {
     SectionGuard const guard(glbLastAppPCS_);
@@ -162,6 +129,8 @@ void XCApplication::Unregister() noexcept
 {
     SectionGuard const guard(glbLastAppPCS_);
     XCApplication** link = &glbLastAppP_;
+    // By the address of the link, so that the first of the chain needs no case of its own. Not found is no fault: a
+    // constructor that failed early never joined.
     while (*link && *link != this) link = &(*link)->m_previous;
     if (*link) *link = m_previous;
     // The level belongs to the process: the application that is now the last one decides.
@@ -176,29 +145,20 @@ void XCApplication::Detach() noexcept
         if (!IsAttachedByAnother(subscriber)) GetLogManager().RemoveSubscriber(subscriber);
 }
 
-bool XCApplication::IsAttachedByAnother(XCLogSubscriberI const* subscriber) const noexcept
-{
-    // Compared by address only: the subscriber may already be on its way out of the other application.
-    SectionGuard const guard(glbLastAppPCS_);
-    for (XCApplication const* other = glbLastAppP_; other; other = other->m_previous) {
-        auto const& held = other->m_members->subscribers;
-        if (other != this && std::find(held.begin(), held.end(), subscriber) != held.end()) return true;
-    }
-    return false;
-}
-
 void XCApplication::FindConfigFile()
 {
     std::wstring const program = m_members->ModulePath();
     std::wstring const beside = program.substr(0, ExtensionStart(program)) + L".ini";
     bool const isAsked = m_cmdLine.ArgPresent(L"config");
     XCString const asked = m_cmdLine.GetArg(L"config");
+    // Beside the program first, then in the current folder.
     std::vector<XCString> candidates{XCString(beside), XCString(beside.substr(FileNameStart(beside)))};
     // A file that was named is not replaced by another when it is missing: its user would not notice.
     if (isAsked) candidates = {asked};
     XCErrorID whyNot;
     for (XCString const& candidate : candidates) {
         try {
+            // A file that is there and malformed ends the search: going on would quietly use another one.
             m_configFile = XCConfigFile::Load(candidate, &whyNot);
         } catch (XCConfigStreamException const& malformed) {
             m_configFailure.Format(L"%ls, line %u: %ls", candidate.AsWChar(),
@@ -224,87 +184,11 @@ void XCApplication::ChooseDirectories()
     XCException::SetErrorLogPath(xc::errors::ErrorLogIn(folder, m_members->ModulePath()));
 }
 
-void XCApplication::StartLoggingAsAsked()
-{
-    if (!m_cmdLine.ArgPresent(L"consoletofile")) return;
-    bool const keepConsole = !m_cmdLine.ArgPresent(L"noconsole");
-    XCString const file = m_cmdLine.GetArg(L"consoletofile");
-    XCErrorID const started = file.IsNull() ? StartLoggingToFile(keepConsole) : StartLoggingToFile(file, keepConsole);
-    if (started.Bad()) PrintError(started.AsString());
-}
-
 XCApplication::~XCApplication()
 {
     // Text without a line end is still pending in the streams; it goes out while the subscribers are there.
     m_channel->FlushStreams();
     Detach();
-}
-
-// Usage ---------------------------------------------------------------------------------------------------------
-
-XCUsageInfo XCApplication::GetUsageInfo() const
-{
-    XCUsageInfo usage;
-    usage.AddCmdLineArgDesc(L"config:{filename}",
-                            L"Force the application to use a specific config file. If this option is ommited, then a "
-                            L"config file which has the same file name than the application (+.ini) will be loaded.",
-                            false);
-    usage.AddCmdLineArgDesc(L"trace:{tracelevel}",
-                            L"Set the trace level of the application. 0-Silent, 1-Normal, 2-Maximum.", false);
-    usage.AddCmdLineArgDesc(L"consoleToFile[:filename]",
-                            L"Redirect the console to the specified file. If no filename is specified, then the "
-                            L"application filename with the .log extension will be used.",
-                            false);
-    usage.AddCmdLineArgDesc(L"noConsole",
-                            L"When used with /consoleToFile option, this option will prevent the display to the "
-                            L"console. Display will only be redirected to the log file.",
-                            false);
-    return usage;
-}
-
-void XCApplication::DisplayUsage(std::wostream* out) const
-{
-    XCString const asterisks = XCString(L'*', 78) + L"\n";
-    XCUsageInfo const usage = GetUsageInfo();
-    XCString screen = asterisks + asterisks;
-    screen += XCString(L"USAGE: ") + GetAppName() + L" [options list] \n";
-    screen += asterisks;
-    screen += L"Options list: \n";
-    if (!usage.GetGeneralInfo().IsNull()) screen += usage.GetGeneralInfo() + L"\n";
-    screen += xc::commandline::FormatUsage(usage);
-    for (XCUsageInfo const& custom : m_customUsage) {
-        if (!custom.GetGeneralInfo().IsNull()) screen += custom.GetGeneralInfo() + L"\n";
-        screen += xc::commandline::FormatUsage(custom);
-    }
-    if (out)
-        *out << screen << std::flush;
-    else
-        Print(screen);
-}
-
-bool XCApplication::DisplayUsageIfNecessary(std::wostream* out) const
-{
-    if (!m_cmdLine.ArgPresent(L"help") && !m_cmdLine.ArgPresent(L"?")) return false;
-    DisplayUsage(out);
-    return true;
-}
-
-void XCApplication::AddCustomUsageInfo(XCUsageInfo const& usage)
-{
-    m_customUsage.push_back(usage);
-}
-
-std::vector<XCString> XCApplication::GetUnknownOptions() const
-{
-    std::vector<XCString> known = {XCString(L"?"), XCString(L"help")};
-    auto const add = [&known](XCUsageInfo const& usage) {
-        for (XCString& name : usage.GetOptionNames()) known.push_back(std::move(name));
-    };
-    add(GetUsageInfo());
-    for (XCUsageInfo const& custom : m_customUsage) add(custom);
-    std::vector<XCString> unknown;
-    m_cmdLine.GetInvalidArguments(known, unknown);
-    return unknown;
 }
 
 // The process ---------------------------------------------------------------------------------------------------
@@ -344,6 +228,7 @@ void XCApplication::SetTraceLevel(unsigned int level)
 {
     m_traceLevel = level;
     xc::log::SetApplicationTraceLevel(level);
+    // Only what the application made itself: subscribers that were handed in have levels of their owner's choice.
     for (auto const& shown : {m_members->consoleSubscriber, m_members->keptConsole})
         if (!shown.IsNull()) shown->SetDesiredLevel(static_cast<int>(level));
 }
@@ -351,6 +236,7 @@ void XCApplication::SetTraceLevel(unsigned int level)
 XCString XCApplication::GetAppName(bool withPath, bool withExtension) const
 {
     XCString const given = m_cmdLine.GetAppName();
+    // The name as the caller typed it where there is one; a host without a command line has the name of its file.
     std::wstring const file = given.IsNull() ? m_members->ModulePath() : std::wstring();
     std::wstring_view text = given.IsNull() ? std::wstring_view(file) : given.View();
     if (!withExtension) text = text.substr(0, ExtensionStart(text));
@@ -368,104 +254,4 @@ XCString XCApplication::GetAppPath() const
 bool XCApplication::AddToPath(wchar_t const* directory)
 {
     return directory && *directory != L'\0' && xc::win32::AppendToSearchPath(directory);
-}
-
-// Log and console -----------------------------------------------------------------------------------------------
-
-XCLogManager& XCApplication::GetLogManager()
-{
-    return XCLogManager::Get();
-}
-
-std::wostream& XCApplication::GetCout() const
-{
-    return m_channel->GetStream();
-}
-
-std::wostream& XCApplication::GetAppCout(int level)
-{
-    return xc::host::ApplicationChannel().GetStream(level);
-}
-
-void XCApplication::Print(std::wstring_view text)
-{
-    xc::host::Print(text);
-}
-
-void XCApplication::PrintError(XCString const& text)
-{
-    xc::host::PrintError(text);
-}
-
-void XCApplication::AddLogSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
-{
-    if (subscriber.IsNull()) return;
-    {
-        SectionGuard const guard(glbLastAppPCS_);
-        auto& own = m_members->subscribers;
-        if (std::find(own.begin(), own.end(), subscriber) != own.end()) return;
-        own.push_back(subscriber);
-    }
-    // Not under the section: a subscriber at work may ask for the application.
-    try {
-        if (!IsAttachedByAnother(subscriber)) m_channel->AddSubscriber(subscriber);
-    } catch (...) {
-        RemoveLogSubscriber(subscriber);
-        throw;
-    }
-}
-
-bool XCApplication::RemoveLogSubscriber(XCLogSubscriberI const* subscriber)
-{
-    XCSmartPtr<XCLogSubscriberI> keep;
-    {
-        SectionGuard const guard(glbLastAppPCS_);
-        auto& own = m_members->subscribers;
-        auto const found = std::find(own.begin(), own.end(), subscriber);
-        if (found == own.end()) return false;
-        keep = *found;
-        own.erase(found);
-    }
-    if (!IsAttachedByAnother(subscriber)) GetLogManager().RemoveSubscriber(subscriber);
-    return true;
-}
-
-XCErrorID XCApplication::StartLoggingToFile(XCString const& fileName, bool keepConsole)
-{
-    bool const wasOpen = m_members->console.IsOpen();
-    XCErrorID const opened = m_members->console.Open(fileName);
-    if (opened.Bad()) return opened;
-    XCSmartPtr<XCLogSubscriberI>& shown = m_members->consoleSubscriber;
-    bool const wasShown = !shown.IsNull();
-    try {
-        if (!wasShown) AddConsoleSubscriber(); // the console is the file now
-        KeepConsole(keepConsole);
-    } catch (...) {
-        if (!wasShown) {
-            RemoveLogSubscriber(shown);
-            shown.Clear();
-        }
-        if (!wasOpen) m_members->console.Close();
-        throw;
-    }
-    return opened;
-}
-
-void XCApplication::KeepConsole(bool keep)
-{
-    XCSmartPtr<XCLogSubscriberI>& kept = m_members->keptConsole;
-    if (kept.IsNull() && keep) {
-        XCSmartPtr<XCLogSubscriberI> const fresh(new KeptConsole(m_members->console));
-        fresh->SetDesiredLevel(static_cast<int>(m_traceLevel));
-        AddLogSubscriber(fresh);
-        kept = fresh;
-    } else if (!kept.IsNull() && !keep) {
-        RemoveLogSubscriber(kept);
-        kept.Clear();
-    }
-}
-
-XCErrorID XCApplication::StartLoggingToFile(bool keepConsole)
-{
-    return StartLoggingToFile(GetAppName() + L".log", keepConsole);
 }

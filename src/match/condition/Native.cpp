@@ -5,6 +5,11 @@
 // own, because chains may be longer than any stack. Units that mean something in condition text or to the tokeniser are
 // escaped, so that the form can stand inside a larger condition. Invariant: reading gives the same tree, with kinds,
 // decimals and binding to SYSDATE, whatever the local zone.
+//
+// Each value begins with a letter for its kind: n null, y the date of the system, s text, r pattern, i and l whole
+// numbers of 32 and 64 bits, d real, t an instant in seconds since 1970. Counting in seconds is what makes the form
+// independent of zones. A real number states its decimals before a colon, because two values that print alike may have
+// been given with different precision.
 #include "match/condition/Native.h"
 
 #include "match/condition/NumberText.h"
@@ -29,6 +34,8 @@ std::optional<unsigned int> ReadHex(std::wstring_view digits) noexcept
     unsigned int value = 0;
     for (wchar_t const digit : digits) {
         std::size_t const n = std::wstring_view(L"0123456789ABCDEF").find(digit);
+        // Capital letters only: the form is written by this file, and one spelling a value lets texts be compared as
+        // they are.
         if (n == std::wstring_view::npos) return std::nullopt;
         value = value * 16 + static_cast<unsigned int>(n);
     }
@@ -46,6 +53,8 @@ std::optional<XCConditionValue> ReadNativeReal(std::wstring_view text)
     if (colon == 0) return XCConditionValue(value);
     std::optional<XCConditionValue> const decimals = ReadNumber(text.substr(0, colon));
     if (!decimals || !decimals->IsInteger()) return std::nullopt;
+    // Refused rather than cut: a text that another program has damaged must not turn into a condition that is a little
+    // different.
     if (decimals->AsInt64() < 0 || decimals->AsInt64() > XCDouble::kMaxDecimals) return std::nullopt;
     return RealWithDecimals(value, static_cast<unsigned int>(decimals->AsInt64()));
 }
@@ -100,6 +109,8 @@ std::optional<XCConditionValue> ReadNativeNumber(wchar_t kind, std::wstring_view
     std::optional<XCConditionValue> const value = ReadNumber(text);
     if (!value || !value->IsInteger() || (kind == L'i' && value->GetKind() != XCConditionValue::Kind::Int))
         return std::nullopt;
+    // A small number that was written as a long stays one: the kind decides how it is compared with fields of other
+    // kinds.
     return kind == L'i' ? *value : XCConditionValue(value->AsInt64());
 }
 
@@ -127,6 +138,7 @@ bool XCCondition::IsNativeFormat(XCString const& text) noexcept
 XCString XCCondition::NativeValue() const
 {
     if (m_isSysDate) return L"y";
+    // Before the kinds: a pattern is held as a text as well.
     if (m_regEx) return L"r" + Escaped(m_value.AsText());
     switch (m_value.GetKind()) {
     case XCConditionValue::Kind::Null: return L"n";
@@ -151,6 +163,7 @@ bool XCCondition::ReadNativeValue(std::wstring_view text)
         std::optional<XCString> const plain = Unescaped(text);
         if (!plain) return false;
         AssignXCString(*plain);
+        // A pattern that does not parse is kept as it stands; it matches nothing, as it did where it was written.
         if (kind == L'r') AsRegExp();
         return true;
     }
@@ -187,6 +200,7 @@ bool XCCondition::ReadNativeOwn(XCTokenizer& tokens, std::size_t& subCount)
     std::size_t const colon = head.Find(L':');
     std::optional<std::size_t> const op = ReadCount(head.View().substr(0, colon));
     std::optional<std::size_t> const count = ReadCount(head.View().substr(colon == XCString::npos ? 0 : colon + 1));
+    // The letter before the name is there so that no token is empty: the tokeniser would pass over an empty one.
     if (!op || *op > static_cast<std::size_t>(ConditionOperator::Greater) || !count || name[0] != L'f') return false;
     std::optional<XCString> const plainName = Unescaped(name.View().substr(1));
     if (!plainName || !AssignFieldName(*plainName) || !ReadNativeValue(value)) return false;
@@ -195,6 +209,7 @@ bool XCCondition::ReadNativeOwn(XCTokenizer& tokens, std::size_t& subCount)
     bool const ordered = m_operator != ConditionOperator::Equal && m_operator != ConditionOperator::NotEqual;
     // A pattern has no order: the printed form could not say it.
     if (m_regEx && ordered) return false;
+    // Derived classes may refuse a value, but only one that takes part in a comparison.
     return m_operator == ConditionOperator::None || PostAssignSuppliedValue();
 }
 
@@ -246,6 +261,8 @@ bool XCCondition::ReadNativeTree(XCTokenizer& tokens)
         }
         --open.back().left;
         XCCondition& parent = *open.back().condition;
+        // The count that a text claims is never trusted with memory: each child is made when its tokens have been
+        // seen.
         if (!tokens.GetNext(token) || token.Length() != 1 || (token[0] != L'0' && token[0] != L'1')) return false;
         XCSmartPtr<XCCondition> const child = parent.NewChild();
         Place place{child.GetPtr(), 0};
@@ -254,5 +271,6 @@ bool XCCondition::ReadNativeTree(XCTokenizer& tokens)
         parent.m_subs.push_back({token[0] == L'1' ? Link::And : Link::Or, child});
         open.push_back(place);
     }
+    // Something after the last condition means that the counts are wrong, and then so is what was read.
     return !tokens.GetNext(token);
 }

@@ -18,6 +18,7 @@ std::size_t ClosingQuote(std::wstring_view text, std::size_t open) noexcept
 {
     std::size_t at = open + 1;
     while ((at = text.find(L'"', at)) != std::wstring_view::npos) {
+        // A pair of quotes is one quote of the text, and the search goes on after it.
         if (at + 1 == text.size() || text[at + 1] != L'"') return at;
         at += 2;
     }

@@ -31,6 +31,8 @@ wchar_t const* LinkText(XCCondition::Link link) noexcept
 /// The sub-conditions that can matter (see Printer.h).
 std::vector<XCCondition::LinkedCond const*> LiveSubs(XCCondition const& condition)
 {
+    // An AND before the first OR of a list without a comparison changes nothing: what it is joined to is false
+    // already.
     bool live = HasComparison(condition) || !condition.HasOr();
     std::vector<XCCondition::LinkedCond const*> list;
     for (XCCondition::LinkedCond const& sub : condition.GetSubConditionV()) {
@@ -67,6 +69,7 @@ void Printer::Plan(XCCondition const& condition)
     if (HasComparison(condition)) PrintComparison(condition);
     PlanHead(condition, list);
     PlanList(list);
+    // Planned in reading order, pushed in reverse: the stack then hands them out as they are to be read.
     m_tasks.insert(m_tasks.end(), m_planned.rbegin(), m_planned.rend());
     m_planned.clear();
 }
@@ -92,6 +95,7 @@ void Printer::PlanList(LinkedConds const& list)
         bool const last = i + 1 == list.size();
         if (i > 0 && list[i]->link != list[i - 1]->link) Later(L")");
         Later(LinkText(list[i]->link));
+        // The last condition of a run needs no parentheses: the rest after its link is one condition anyway.
         bool const ends = last || list[i + 1]->link != list[i]->link;
         if (!ends && (HasSubs(sub) || !HasComparison(sub))) {
             Later(L" ");

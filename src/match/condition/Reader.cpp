@@ -41,6 +41,7 @@ std::size_t StrayParenthesis(std::wstring_view word) noexcept
     std::size_t depth = 0;
     for (std::size_t i = 0; i < word.size(); ++i) {
         if (word[i] == L'(') ++depth;
+        // The depth wraps below zero only in the step that returns.
         if (word[i] == L')' && depth-- == 0) return i;
     }
     return std::wstring_view::npos;
@@ -56,6 +57,7 @@ XCString Unquoted(std::wstring_view quoted)
     text.Reserve(quoted.size());
     for (std::size_t at = quoted.find(L'"'); at != std::wstring_view::npos; at = quoted.find(L'"')) {
         text.Append(quoted.substr(0, at + 1));
+        // Both quotes of a pair go, of which one was appended. A text that IsQuoted accepts has no single one inside.
         quoted.remove_prefix(at + 2);
     }
     return text.Append(quoted);
@@ -111,6 +113,8 @@ bool Reader::Read()
 {
     for (;;) {
         SkipBlanks();
+        // A group ends where m_end is reached and not where ")" is read: quotes have been taken into account when it
+        // was found.
         if (m_pos < m_end) {
             if (!(m_wantsLink ? ReadLink() : ReadStart())) return false;
         } else if (m_groups.empty()) {
@@ -142,6 +146,7 @@ bool Reader::ReadLink()
 {
     // "AND(" is common where a link must stand; a group may follow without a blank.
     std::wstring_view const word = PeekWord();
+    // At the start of a condition "AND(" may be a field's name; only where nothing but a link may stand is it cut.
     std::wstring_view const link = m_wantsLink ? word.substr(0, word.find(L'(')) : word;
     if (!IsLinkWord(link)) return Fail(XCErrConditionLink, m_pos, word);
     return AddLinked(link.size() == 3 ? XCCondition::Link::And : XCCondition::Link::Or, link.size());
@@ -171,6 +176,8 @@ bool Reader::OpenGroup()
         return quote ? Fail(XCErrConditionQuote, m_parentheses.UnclosedQuote())
                      : Fail(XCErrConditionParenthesis, m_pos);
     }
+    // The nesting of the text becomes the nesting of the printed form, so the limit keeps both readable by every
+    // release.
     if (m_groups.size() == XCCondition::kMaxNesting) return Fail(XCErrConditionNesting, m_pos);
     XCSmartPtr<XCCondition> const child = m_at->NewChild();
     if (child.IsNull()) return Fail(XCErrConditionRefused, m_pos, PeekWord());
@@ -224,6 +231,8 @@ bool Reader::ReadOperator(bool& isRegex)
         m_pos += word.size();
         return true;
     }
+    // The likely mistake is named before the general one: first in the operator, then in the name, which may have
+    // taken the operator with it.
     if (HoldsOperator(word)) return Fail(XCErrConditionBlanks, m_pos, word);
     std::wstring_view const name = Span(field, field + m_fieldLength);
     if (name[0] != L'"' && HoldsOperator(name)) return Fail(XCErrConditionBlanks, field, name);

@@ -16,39 +16,13 @@
 #include "errors/CoreError.h"
 #include "match/condition/Compare.h"
 #include "match/condition/NumberText.h"
-#include "match/condition/Printer.h"
-#include "match/condition/Reader.h"
-
-#include <XelbrinCore/XCTrace.h>
 
 #include <algorithm>
 #include <array>
 
 using xc::condition::CompareValues;
-using xc::condition::IsQuoted;
-using xc::condition::Quoted;
-using xc::condition::Unquoted;
 
 namespace {
-
-struct OperatorText {
-    wchar_t const* text;
-    ConditionOperator op;
-    bool isRegex;
-};
-constexpr OperatorText kOperators[] = {
-    {L"<", ConditionOperator::Less, false},
-    {L"<=", ConditionOperator::LessOrEqual, false},
-    {L"=", ConditionOperator::Equal, false},
-    {L"!=", ConditionOperator::NotEqual, false},
-    {L">=", ConditionOperator::GreaterOrEqual, false},
-    {L">", ConditionOperator::Greater, false},
-    {L"%", ConditionOperator::Equal, true},
-    {L"/=", ConditionOperator::NotEqual, true},
-};
-
-constexpr std::wstring_view kSysDate = L"SYSDATE";
-constexpr std::wstring_view kToDateOpen = L"TO_DATE(";
 
 /// Whether values in this order meet the operator. Unordered values are different, and that is all.
 bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
@@ -63,14 +37,6 @@ bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
     case ConditionOperator::None: break;
     }
     return false;
-}
-
-/// In the local zone; a date outside the years that text can show becomes the nearest that it can.
-XCString DateText(XCDateTime date)
-{
-    XCString const text = date.AsString();
-    if (!text.IsNull()) return text;
-    return date.AsTime() < 0 ? L"1/01/01 00:00:00" : L"9999/12/31 23:59:59";
 }
 
 /// A list of places that needs the heap only when it grows long.
@@ -322,114 +288,6 @@ bool XCCondition::AsRegExp()
     XCParsedRegEx const parsed = XCStringRegExParser(m_text).Parse();
     m_regEx.emplace(parsed, false);
     return parsed.IsValid() && !m_regEx->IsTooLarge();
-}
-
-// Text -------------------------------------------------------------------------------------------------------------
-
-bool XCCondition::FromString(XCString const& text)
-{
-    XCString const kept(text); // the text may be a part of this condition
-    Reset();
-    xc::condition::Reader reader(*this, kept);
-    if (reader.Read()) return true;
-    ClearSubCondV();
-    m_readError = reader.Error();
-    return false;
-}
-
-XCString XCCondition::ToString(bool native) const
-{
-    return native ? ToNativeString() : xc::condition::Printer().Print(*this);
-}
-
-bool XCCondition::AssignFieldName(XCString const& name)
-{
-    m_fieldName = name;
-    m_boundSerial = kUnbound;
-    return true;
-}
-
-bool XCCondition::AssignOperatorFromStr(bool& isRegex, XCString const& text)
-{
-    auto const found = std::find_if(std::begin(kOperators), std::end(kOperators),
-                                    [&](OperatorText const& known) { return text == known.text; });
-    bool const known = found != std::end(kOperators);
-    m_operator = known ? found->op : ConditionOperator::None;
-    isRegex = known && found->isRegex;
-    return known;
-}
-
-bool XCCondition::AssignSuppliedValueFromStr(bool isRegex, XCString const& text)
-{
-    bool const quoted = IsQuoted(text);
-    if (isRegex || quoted) {
-        AssignXCString(quoted ? Unquoted(text) : text);
-        return !isRegex || AsRegExp();
-    }
-    if (text == L"NULL")
-        AssignNull();
-    else if (std::optional<XCConditionValue> const number = xc::condition::ReadNumber(text))
-        AssignValue(*number);
-    else if (text.View() == kSysDate || text.View().starts_with(kToDateOpen))
-        return AssignDateFromStr(text);
-    else
-        AssignXCString(text);
-    return true;
-}
-
-bool XCCondition::AssignDateFromStr(XCString const& text)
-{
-    bool const sysDate = text.View() == kSysDate;
-    std::wstring_view inside = text;
-    if (!sysDate) inside.remove_prefix(kToDateOpen.size());
-    std::size_t const close = inside.find(L')');
-    bool const closed = sysDate || (close != std::wstring_view::npos && close + 1 == inside.size());
-    XCDateTime date;
-    if (!closed || !date.FromString(XCString(inside.substr(0, close)), L"%Y/%m/%d %H:%M:%S")) {
-        XCTrace::Msg(XCTrace::TraceErrors, XCTrace::TraceCondition, L"XCCondition::AssignSuppliedValueFromStr", L"%s",
-                     L"ERROR: XCCondition fails in XCDateTime::FromString()");
-        return false;
-    }
-    AssignXCDateTime(date);
-    m_isSysDate = sysDate;
-    return true;
-}
-
-bool XCCondition::PostAssignSuppliedValue()
-{
-    return true;
-}
-
-void XCCondition::GetFieldName(XCString& text) const
-{
-    std::wstring_view const name = m_fieldName;
-    bool const plain = !name.empty() && name.find_first_of(L" \t()\"") == std::wstring_view::npos &&
-                       !xc::condition::IsLinkWord(name) && !name.starts_with(L"@@");
-    text = plain ? m_fieldName : Quoted(name);
-}
-
-void XCCondition::GetOperator(XCString& text) const
-{
-    text.Clear();
-    for (OperatorText const& known : kOperators) {
-        // The two operators of patterns stand last in the table.
-        if (known.op != m_operator || (known.isRegex && !IsRegularExpression())) continue;
-        text = L' ';
-        text += known.text;
-        text += L' ';
-    }
-}
-
-void XCCondition::GetSuppliedValue(XCString& text) const
-{
-    switch (m_value.GetKind()) {
-    case XCConditionValue::Kind::Null: text = L"NULL"; break;
-    case XCConditionValue::Kind::Text: text = Quoted(m_value.AsText()); break;
-    case XCConditionValue::Kind::DateTime:
-        text = m_isSysDate ? XCString(kSysDate) : XCString(kToDateOpen) + DateText(m_value.AsDateTime()) + L')';
-        break;
-    default: text = xc::condition::PrintNumber(m_value);
-    }
 }
 
 // Evaluation -------------------------------------------------------------------------------------------------------

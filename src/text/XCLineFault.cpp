@@ -1,0 +1,15 @@
+#include <XelbrinCore/XCLineFault.h>
+
+#include "text/NumberText.h"
+
+XCString XCLineFault::AsString() const
+{
+    XCString text(file);
+    for (std::size_t const number : {line, column}) {
+        if (number == 0) break; // a column counts within a line alone
+        text += L':';
+        text += xc::text::NumberText(number);
+    }
+    text += L": ";
+    return text += reason;
+}
