@@ -43,7 +43,15 @@
 namespace xc::commandline {
 
 /// yes no true false on off 1 0, without regard to case.
-XC_API bool ReadYesOrNo(XCString const& text, bool& value);
+inline bool ReadYesOrNo(XCString const& text, bool& value)
+{
+    constexpr std::pair<wchar_t const*, bool> kWords[] = {{L"yes", true},  {L"true", true}, {L"on", true},
+                                                          {L"1", true},    {L"no", false},  {L"false", false},
+                                                          {L"off", false}, {L"0", false}};
+    for (auto const& [word, meaning] : kWords)
+        if (text.IsEqual(word, 1)) return value = meaning, true;
+    return false;
+}
 
 /// Reads a value of an option; false, and the value as it was, when the text is none.
 template <class T>

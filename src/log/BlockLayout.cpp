@@ -40,11 +40,14 @@ void AppendBlock(std::string& to, BlockLayout const& layout, XCString const& cha
     ServedText const parts = PartsOf(text.View());
     if (layout.pattern) return layout.pattern->Append(to, channel.View(), level, parts);
     // The thread that delivers is the one that wrote, but for texts that a thread left when it ended.
+    // The time is that of the writing, not of the first word: the lines of the file ascend by it.
     if (layout.layout == XCLogLayout::Json)
         return AppendJsonRecord(to, {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(),
                                      parts.message, parts.fields});
     AppendText(to, EscapeControls(parts.message).View());
     AppendText(to, parts.plainFields); // written out already
+    // The line end of the text, if it had one, so that "\r\n" stays what it was; else one is added, since every record
+    // of these layouts is a line.
     AppendText(to, parts.end.empty() ? std::wstring_view(L"\n") : parts.end);
 }
 

@@ -90,6 +90,7 @@ void AppendJsonFields(std::string& to, std::span<XCLogField const> fields)
 XCString FromBytes(std::string_view bytes)
 {
     std::wstring units(bytes.size(), L'\0');
+    // No text has more units than its bytes, so the space is enough and is only ever cut.
     units.resize(text::DecodeUtf8Leniently(units.data(), bytes));
     return XCString(std::wstring_view(units));
 }

@@ -52,11 +52,13 @@ void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
 {
     bool const negative = isSigned && static_cast<std::int64_t>(bits) < 0;
     if (negative) m_text += L'-';
+    // The magnitude is made by wrapping around, which is right for the smallest number too.
     m_text.Append(xc::log::Digits(negative ? 0 - bits : bits).View());
 }
 
 void XCLogRecord::PutDouble(double value)
 {
+    // "%g" writes six digits, a sign, a point and an exponent at most; 32 units hold that with room to spare.
     wchar_t digits[32];
     xc::text::FormatValue const values[] = {xc::text::FormatValue::Double(value)};
     xc::text::ValueListSource source(values);

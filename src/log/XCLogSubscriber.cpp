@@ -70,6 +70,8 @@ struct XCConsoleLogSubscriber::Data {
         XCString shaped = text; // the common case needs no bytes at all
         if (!layout.IsAsIs()) {
             LayOut(channel, level, text);
+            // A block that no longer decodes (half a surrogate pair became three bytes that are no UTF-8) goes out as
+            // bytes.
             if (!xc::text::DecodeUtf8(shaped, bytes)) return WriteBytes();
         }
         std::wstring colored;
@@ -120,6 +122,7 @@ void XCConsoleLogSubscriber::OnChannelFlush(XCString const& channel, int level, 
     if (!IsInterested(level)) return;
     std::lock_guard const hold(m_data->section);
     unsigned long const error = m_data->Write(channel, level, text);
+    // Counted, not thrown: logging never fails the call that logs.
     if (error != 0) m_data->failures.NoteFile(L"Cannot write", L"standard output", error);
 }
 

@@ -52,7 +52,7 @@ TEST(XCResult, ValueOrFailure)
     EXPECT_EQ(Name(12).Then(length).Value(), 3u);
     EXPECT_TRUE(failed.Then(length).GetError().IsSameAs(failed.GetError()));
     EXPECT_THROW((void)failed.Value(), XCException);
-    EXPECT_THROW(XCResult<int>(XCErrorID()), XCException);
+    EXPECT_THROW((void)XCResult<int>{XCErrorID()}, XCException);
 }
 
 TEST(XCErrorCode, ThereAndBack)

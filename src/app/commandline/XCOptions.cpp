@@ -6,22 +6,11 @@
 #include "app/commandline/OptionState.h"
 #include "app/commandline/UsageText.h"
 #include "errors/CoreError.h"
-#include "text/Names.h"
 
 #include <algorithm>
 
 using xc::commandline::BareName;
 using xc::commandline::OptionShape;
-
-bool xc::commandline::ReadYesOrNo(XCString const& text, bool& value)
-{
-    constexpr std::pair<wchar_t const*, bool> kWords[] = {{L"yes", true},  {L"true", true}, {L"on", true},
-                                                          {L"1", true},    {L"no", false},  {L"false", false},
-                                                          {L"off", false}, {L"0", false}};
-    for (auto const& [word, meaning] : kWords)
-        if (text::IsSameNameFolded(text.View(), word)) return value = meaning, true;
-    return false;
-}
 
 // Options ------------------------------------------------------------------------------------------------------------
 
