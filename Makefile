@@ -1,6 +1,6 @@
 # make run | test | check | check-long | evidence | bench | bench-page | coverage | docs | format | clean
 # Parts of check: test check-native check-ub check-clang check-split lint fuzz docs check-debugger.
-# Parts of check-long: check-heap check-ub-all check-patterns check-collation fuzz-long lint-files.
+# Parts of check-long: check-heap check-ub-all check-patterns check-collation check-trees fuzz-long lint-files.
 # Every target installs what the machine lacks, configures what is not configured and builds what changed.
 SHELL := /bin/bash
 BUILD := build
@@ -11,7 +11,7 @@ CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 # Groups of tools: setup for everything, setup-clang and setup-fuzz on top of it.
 SETUPS := setup setup-clang setup-fuzz setup-docs setup-debugger setup-coverage
 CHECKS := test check-split check-clang lint check-native check-ub fuzz docs check-debugger
-LONG_CHECKS := check-heap check-ub-all check-patterns check-collation fuzz-long lint-files
+LONG_CHECKS := check-heap check-ub-all check-patterns check-collation check-trees fuzz-long lint-files
 .PHONY: $(SETUPS) $(CHECKS) $(LONG_CHECKS) check check-long run picture evidence image-list bench bench-page coverage format clean
 .DELETE_ON_ERROR:
 
@@ -81,6 +81,11 @@ check-collation: setup
 	@$(call build,win --target test_text)
 	@$(WINE) up "$(CURDIR)/$(BUILD)/win/wineprefix"
 	@XC_COLLATION_TRIPLES=10000000 $(WINE) run "$(CURDIR)/$(BUILD)/win/wineprefix" $(BUILD)/win/bin/test_text.exe --gtest_filter='*OrderLaws*'
+
+check-trees: setup
+	@$(call build,win --target test_trees)
+	@$(WINE) up "$(CURDIR)/$(BUILD)/win/wineprefix"
+	@XC_WHOLE_TREES=1 $(WINE) run "$(CURDIR)/$(BUILD)/win/wineprefix" $(BUILD)/win/bin/test_trees.exe --gtest_filter='Trees.*'
 
 check-heap: setup
 	@$(call build,win)
