@@ -30,8 +30,8 @@
 /// The way back; null when the year cannot be stored.
 [[nodiscard]] inline XCDateTimeEx XCFromUnixTime(std::int64_t seconds) noexcept
 {
-    constexpr std::int64_t kMost = INT64_MAX / 1000;
-    return seconds > kMost || seconds < -kMost ? XCDateTimeEx() : XCFromUnixMs(seconds * 1000);
+    constexpr std::int64_t kMostSeconds = INT64_MAX / 1000;
+    return seconds > kMostSeconds || seconds < -kMostSeconds ? XCDateTimeEx() : XCFromUnixMs(seconds * 1000);
 }
 
 /// The instant. @throws XCDateExceptionEx without a valid date.

@@ -23,6 +23,7 @@
 // THREADS  Any number of threads may evaluate one condition that nobody changes.
 #pragma once
 
+#include <XelbrinCore/XCConditionBuilding.h>
 #include <XelbrinCore/XCConditionParams.h>
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCExport.h>
@@ -49,7 +50,7 @@ concept Operand =
 } // namespace xc::condition
 
 /// See the head of this file.
-class XC_API XCCondition : public XCRefCount {
+class XC_API XCCondition : public XCRefCount, public xc::condition::Building {
 public:
     /// How a condition is joined to the one before it.
     enum class Link : std::uint32_t { Or = 0, And = 1 };
@@ -290,5 +291,3 @@ private:
     XCErrorID m_readError;
     XCCondition* m_nextDoomed = nullptr; ///< only while a tree is released
 };
-
-#include <XelbrinCore/XCConditionBuilding.h>

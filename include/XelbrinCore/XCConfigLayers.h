@@ -87,7 +87,7 @@ public:
     [[nodiscard]] bool IsSecret(std::wstring_view section, std::wstring_view key) const;
     /// All settings as they hold now, as the text of a configuration file: before each line a comment that tells where
     /// the value came from, and one for each value that it hides. Secrets are masked, and what could shape lines is
-    /// written out as \n, \xHH or \uHHHH. Lines end in a line feed.
+    /// written out as `\n`, `\xHH` or `\uHHHH`. Lines end in a line feed.
     [[nodiscard]] XCString GetReport() const;
 
 private:

@@ -118,11 +118,12 @@ public:
     /// A line with a key and a value, without comments.
     explicit XCConfigLine(XCString key = {}, XCString value = {});
     XCConfigLine(XCConfigLine const& other);
-    /// Takes comments, key and value over; the other line, and its place in a section, is left empty.
-    XCConfigLine(XCConfigLine&& other);
+    /// Takes comments, key and value over; the other line, and its place in a section, is left empty. @throws std::bad_alloc
+    /// where the texts lie in a file's memory, and must be copied out of it.
+    XCConfigLine(XCConfigLine&& other); // NOLINT(performance-noexcept-move-constructor)
     /// Takes comments, key and value over; the line stays in its section.
     XCConfigLine& operator=(XCConfigLine const& other);
-    XCConfigLine& operator=(XCConfigLine&& other);
+    XCConfigLine& operator=(XCConfigLine&& other); // NOLINT(performance-noexcept-move-constructor)
     ~XCConfigLine() override;
 
     /// The key as written.
@@ -166,12 +167,12 @@ public:
     XCConfigSection(XCConfigSection const& other);
     /// Takes comments, name and lines over, and leaves the other section empty. Constant time a line between sections
     /// outside files; the lines of a file's section are copied.
-    XCConfigSection(XCConfigSection&& other);
+    XCConfigSection(XCConfigSection&& other); // NOLINT(performance-noexcept-move-constructor)
     /// For the file alone: a section whose lines lie in the memory of the file.
     explicit XCConfigSection(xc::config::FileMemory const& memory);
     /// Takes comments, name and lines over; the section stays in its file.
     XCConfigSection& operator=(XCConfigSection const& other);
-    XCConfigSection& operator=(XCConfigSection&& other);
+    XCConfigSection& operator=(XCConfigSection&& other); // NOLINT(performance-noexcept-move-constructor)
     ~XCConfigSection() override;
 
     /// The name between the brackets.

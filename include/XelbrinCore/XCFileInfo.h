@@ -72,8 +72,10 @@ struct XC_API XCFileInfo {
         NotIndexed = 0x2000,
         Encrypted = 0x4000
     };
-    /// Two kinds of `reparseTag`.
-    static constexpr std::uint32_t kSymbolicLink = 0xA000000C, kMountPoint = 0xA0000003;
+    /// The `reparseTag` of a symbolic link.
+    static constexpr std::uint32_t kSymbolicLink = 0xA000000C;
+    /// The `reparseTag` of a junction or a volume in a folder.
+    static constexpr std::uint32_t kMountPoint = 0xA0000003;
 
     std::uint64_t size = 0;       ///< bytes; 0 for a folder
     XCFileTime created;           ///< when it was made

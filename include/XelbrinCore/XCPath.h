@@ -60,8 +60,11 @@ public:
     XCPath() noexcept = default;
     /// Keeps the text as it is.
     XCPath(XCString text) noexcept : m_text(std::move(text)) {}
+    /// From a text of another kind.
     XCPath(wchar_t const* text) : m_text(text) {}
+    /// From a text of another kind.
     XCPath(std::wstring const& text) : m_text(text) {}
+    /// From a text of another kind.
     explicit XCPath(std::wstring_view text) : m_text(text) {}
 
     /// The text as given or made.
@@ -75,10 +78,10 @@ public:
     [[nodiscard]] XCPathKind GetKind() const noexcept;
     /// Whether it means the same file whatever the current folder is.
     [[nodiscard]] bool IsAbsolute() const noexcept;
-    /// The part before the first name, with the separator that ends it: "C:\", "\\server\share\", "" for a relative one.
+    /// The part before the first name, with the separator that ends it: `C:\`, `\\server\share\`, "" for a relative one.
     [[nodiscard]] XCPath Root() const;
-    /// The path without its last name: "C:\a\b" and "C:\a\b\" give "C:\a", "C:\a" gives "C:\". Empty when no name is
-    /// left before it: "a", "C:\".
+    /// The path without its last name: `C:\a\b` and `C:\a\b\` give `C:\a`, `C:\a` gives `C:\`. Empty when no name is
+    /// left before it: "a", `C:\`.
     [[nodiscard]] XCPath Parent() const;
     /// The last name; separators at the end do not count. Empty for a root.
     [[nodiscard]] XCString Name() const { return XCString(NameView()); }
@@ -91,7 +94,7 @@ public:
     /// so that Check the names of strangers, or take RelativeTo, before they are joined. After a literal path or a
     /// device "." and ".." are resolved, since nobody would do it later.
     [[nodiscard]] XCPath Join(XCPath const& other) const;
-    /// The shortest text of the same path: "\" alone as separator, "." and empty names dropped, ".." taken off with the
+    /// The shortest text of the same path: `\` alone as separator, "." and empty names dropped, ".." taken off with the
     /// name before it. ".." stays at the front of a relative path and is dropped at a root. Links are not looked at.
     /// A literal path or a device is returned as it is, the empty path too. Doing it twice changes nothing.
     [[nodiscard]] XCPath Normalise() const;

@@ -103,7 +103,9 @@ public:
     /// The same as Value.
     [[nodiscard]] T const& operator*() const& { return Value(); }
     [[nodiscard]] T& operator*() & { return Value(); }
+    /// Into the value. @throws XCException with the failure when there is none.
     [[nodiscard]] T const* operator->() const { return &Value(); }
+    /// As above, to change it.
     [[nodiscard]] T* operator->() { return &Value(); }
 
     /// What the function makes of the value, as a result: the failure is passed on, and the function not called.

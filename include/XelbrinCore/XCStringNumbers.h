@@ -34,6 +34,7 @@ public:
     long AsXCDuration(bool* ok = nullptr) const noexcept { return AsLong(ok); }
 
 protected:
+    /// @cond
     using XCStringStorage::XCStringStorage;
     XCStringNumbers() noexcept = default;
     XCStringNumbers(XCStringNumbers const&) noexcept = default;
@@ -41,4 +42,5 @@ protected:
     ~XCStringNumbers() = default;
     XCStringNumbers& operator=(XCStringNumbers const&) noexcept = default;
     XCStringNumbers& operator=(XCStringNumbers&&) noexcept = default;
+    /// @endcond
 };

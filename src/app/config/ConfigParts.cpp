@@ -115,7 +115,7 @@ XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
 }
 
 // Parts of a file's text become strings first, which is all that may fail: the other line keeps everything or nothing.
-XCConfigLine::XCConfigLine(XCConfigLine&& other) : XCConfigLockable()
+XCConfigLine::XCConfigLine(XCConfigLine&& other) : XCConfigLockable() // NOLINT(performance-noexcept-move-constructor)
 {
     XCConfigLock const lock(other);
     LineData& from = Access::Of(other);
@@ -133,7 +133,7 @@ XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
     return *this = XCConfigLine(other);
 }
 
-XCConfigLine& XCConfigLine::operator=(XCConfigLine&& other)
+XCConfigLine& XCConfigLine::operator=(XCConfigLine&& other) // NOLINT(performance-noexcept-move-constructor)
 {
     XCConfigLine taken(std::move(other));
     XCConfigLock const lock(*this);

@@ -92,7 +92,8 @@ void Adopt(XCConfigSection& section, xc::config::Lines& lines)
 } // namespace
 
 // Nodes in the memory of a file stay there: its lines are copied, and go when the copies are complete.
-XCConfigSection::XCConfigSection(XCConfigSection&& other) : XCConfigSection(XCString())
+XCConfigSection::XCConfigSection(XCConfigSection&& other)
+    : XCConfigSection(XCString()) // NOLINT(performance-noexcept-move-constructor)
 {
     XCConfigLock const lock(other);
     SectionData& from = Access::Of(other);
@@ -115,7 +116,7 @@ XCConfigSection& XCConfigSection::operator=(XCConfigSection const& other)
     return *this = XCConfigSection(other);
 }
 
-XCConfigSection& XCConfigSection::operator=(XCConfigSection&& other)
+XCConfigSection& XCConfigSection::operator=(XCConfigSection&& other) // NOLINT(performance-noexcept-move-constructor)
 {
     XCConfigSection taken(std::move(other));
     XCConfigLock const lock(*this);
