@@ -17,13 +17,6 @@ using xc_test::ScratchFile;
 constexpr char kOld[] = "[s]\nk=old\n";
 constexpr char kNew[] = "[s]\nk=new\n";
 
-XCSmartPtr<XCConfigFile> LoadAndEdit(ScratchFile const& disk)
-{
-    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
-    file->SetString(L"s", L"k", L"new");
-    return file;
-}
-
 // Whole files ---------------------------------------------------------------------------------------------------
 
 TEST(XCConfigSave, MissingFilesAndFolders)
@@ -187,6 +180,12 @@ TEST(XCConfigSave, WhatIsReportedAsSavedReadsBackEqual)
 }
 
 #if defined(_WIN32)
+XCSmartPtr<XCConfigFile> LoadAndEdit(ScratchFile const& disk)
+{
+    XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
+    file->SetString(L"s", L"k", L"new");
+    return file;
+}
 
 TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
 {

@@ -18,11 +18,16 @@ XCResult<XCString> Name(int number)
 TEST(XCFail, CarriesEveryKindOfArgument)
 {
     XCErrorID const error =
-        XCFail(XCErrDataCorrupt, std::uint64_t{1} << 40, 5u, -3ll, XCErrorID(), XCGuid(), L"text", 2.5, short{7});
+        XCFail(XCErrDataCorrupt, UINT64_MAX, 5u, -3ll, XCErrorID(), XCGuid(), L"text", 2.5, short{7});
     using enum XCErrorI::ErrorParamType;
-    std::pair<XCErrorI::ErrorParamType, wchar_t const*> const wanted[] = {
-        {ParamString, L"1099511627776"}, {ParamLong, L"5"},      {ParamLong, L"-3"},    {ParamString, L"SUCCESS"},
-        {ParamString, nullptr},          {ParamString, L"text"}, {ParamDouble, L"2.5"}, {ParamInt, L"7"}};
+    std::pair<XCErrorI::ErrorParamType, wchar_t const*> const wanted[] = {{ParamString, L"18446744073709551615"},
+                                                                          {ParamLong, L"5"},
+                                                                          {ParamLong, L"-3"},
+                                                                          {ParamString, L"SUCCESS"},
+                                                                          {ParamString, nullptr},
+                                                                          {ParamString, L"text"},
+                                                                          {ParamDouble, L"2.5"},
+                                                                          {ParamInt, L"7"}};
     ASSERT_EQ(error->GetParameterCount(), std::size(wanted));
     for (std::size_t i = 0; i < std::size(wanted); ++i) {
         EXPECT_EQ(error->GetParameterType(i), wanted[i].first) << i;

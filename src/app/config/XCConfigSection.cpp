@@ -92,8 +92,8 @@ void Adopt(XCConfigSection& section, xc::config::Lines& lines)
 } // namespace
 
 // Nodes in the memory of a file stay there: its lines are copied, and go when the copies are complete.
-XCConfigSection::XCConfigSection(XCConfigSection&& other)
-    : XCConfigSection(XCString()) // NOLINT(performance-noexcept-move-constructor)
+// NOLINTNEXTLINE(performance-noexcept-move-constructor): what is copied may find no memory
+XCConfigSection::XCConfigSection(XCConfigSection&& other) : XCConfigSection(XCString())
 {
     XCConfigLock const lock(other);
     SectionData& from = Access::Of(other);
