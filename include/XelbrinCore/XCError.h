@@ -58,9 +58,7 @@ enum XCCoreError : long {
     // 300-399 dates
     XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
     XCErrInvalidDateTime = 301, ///< a date that no calendar has
-
     // 400-499 threads and locks
-
     // 500-599 application
     XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used; the error has a text of its own
     XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error, words)
@@ -80,7 +78,6 @@ enum XCCoreError : long {
     XCErrOptionYesOrNo = 521,        ///< neither yes nor no (option, value)
     XCErrOptionOneOf = 522,          ///< none of the words that are possible (option, value, the words)
     XCErrOptionChecked = 523,        ///< refused by a check of the program (option, value, what it expects)
-
     // 600-699 configuration
     XCErrConfigCannotRead = 600,       ///< a file is missing or cannot be read (file, system error, its words)
     XCErrConfigCannotWrite = 601,      ///< not written; the old one is untouched (file, system error, its words)
@@ -91,9 +88,7 @@ enum XCCoreError : long {
     XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)
     XCErrLogPattern = 701,    ///< a layout pattern is wrong at a position (pattern, position from 1)
     XCErrLogLevel = 702,      ///< the level of a channel is no level (channel, text)
-
     // 800-899 patterns
-
     // 900-999 conditions; the first parameter is the position in the text, the second what was found there
     XCErrConditionOperator = 900,    ///< an operator was expected
     XCErrConditionValue = 901,       ///< a value was expected (parameter: position)
@@ -107,7 +102,6 @@ enum XCCoreError : long {
     XCErrConditionRefused = 909,     ///< a field name or value that this kind of condition does not take
     XCErrConditionField = 910,       ///< the schema has no such field (parameter: its name)
     XCErrConditionBlanks = 911,      ///< an operator without blanks around it: "a=1" (position, what was found)
-
     // 1000-1099 binary data; the first parameter is a position in bytes where nothing else is said
     XCErrDataPastEnd = 1000,      ///< the bytes end inside a value (position, bytes wanted)
     XCErrDataCorrupt = 1001,      ///< bytes that no such value has (position)
@@ -119,7 +113,6 @@ enum XCCoreError : long {
     XCErrDataChecksum = 1007,     ///< the content of a frame is damaged (position)
     XCErrDataUnknownType = 1008,  ///< a frame of a type that nobody has registered (the type)
     XCErrDataNewerVersion = 1009, ///< a frame of a version that the program does not know (the type, the version)
-
     // 1100-1199 tasks, timers, schedules
     XCErrTimedOut = 1100,        ///< the time ran out; the thing waited for goes on
     XCErrCancelled = 1101,       ///< taken back before it began
@@ -130,17 +123,15 @@ enum XCCoreError : long {
     XCErrNoThread = 1106,        ///< no thread could be started (name, reason)
     XCErrStillRunning = 1107,    ///< the deadline of a stop has passed (name, what runs)
     XCErrScheduleText = 1108,    ///< a text that is no schedule (position, what was expected there)
-
     // 1200-1299 files; the first parameter is the path. 1220 on: folders
-    XCErrFileCannotOpen = 1200,  ///< not opened or created (path, system error, its words)
-    XCErrFileCannotRead = 1201,  ///< bytes were not read (path, system error, its words)
-    XCErrFileCannotWrite = 1202, ///< bytes were not written (path, system error, its words)
-    XCErrFileFailed = 1203,      ///< another call on a file failed (path, system error, its words)
-    XCErrFileName = 1204,        ///< a path that is not created as it is (path, the name, what is wrong with it)
-    XCErrFileHeld = 1205,        ///< held by others until the deadline (path, system error, its words, tries)
-    XCErrFileLine = 1206,        ///< a line above the limit (path, line, limit in units)
-    XCErrFileText = 1207,        ///< bytes that are no text in the encoding (path, line, position in bytes)
-
+    XCErrFileCannotOpen = 1200,     ///< not opened or created (path, system error, its words)
+    XCErrFileCannotRead = 1201,     ///< bytes were not read (path, system error, its words)
+    XCErrFileCannotWrite = 1202,    ///< bytes were not written (path, system error, its words)
+    XCErrFileFailed = 1203,         ///< another call on a file failed (path, system error, its words)
+    XCErrFileName = 1204,           ///< a path that is not created as it is (path, the name, what is wrong with it)
+    XCErrFileHeld = 1205,           ///< held by others until the deadline (path, system error, its words, tries)
+    XCErrFileLine = 1206,           ///< a line above the limit (path, line, limit in units)
+    XCErrFileText = 1207,           ///< bytes that are no text in the encoding (path, line, position in bytes)
     XCErrFolderCannotRead = 1220,   ///< a folder cannot be listed (path, system error, its words)
     XCErrFolderCannotCreate = 1221, ///< a folder cannot be made (path, system error, its words)
     XCErrTreeNotRemoved = 1222,     ///< an entry stays (path, system error, its words)

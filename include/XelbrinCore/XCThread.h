@@ -37,7 +37,6 @@
 #include <vector>
 
 class XCThread;
-
 namespace xc::sync {
 class ThreadRun;
 struct ThreadHandle;
