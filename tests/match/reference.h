@@ -213,8 +213,9 @@ struct Engines {
         if (sets.Match(text.c_str()) != expected) return "sets of states";
         if (tight.Match(XCString(text)) != expected) return "small budget";
         // The branch makes the start another state, which may read on where the pattern's own stops: seen by odd units.
-        if (odd && large.IsTooLarge()) return nullptr;
-        bool const ofLarge = odd ? MatchesStates(large.GetStates(), text) : expected;
+        std::vector<XCRegEx::DfaState> const grown = odd ? large.GetStates() : std::vector<XCRegEx::DfaState>();
+        if (odd && grown.empty()) return nullptr;
+        bool const ofLarge = odd ? MatchesStates(grown, text) : expected;
         if (!large.IsTooLarge() && large.Match(text.c_str()) != ofLarge) return "large automaton";
         if (!lists.IsTooLarge() && lists.Match(text.c_str()) != ofLarge) return "lists of nodes";
         return nullptr;
