@@ -89,15 +89,17 @@ void XCApplication::PrintError(XCString const& text)
 void XCApplication::AddLogSubscriber(XCSmartPtr<XCLogSubscriberI> const& subscriber)
 {
     if (subscriber.IsNull()) return;
+    bool isAttached = false; // asked before it is listed here: of two applications at once, one attaches it
     {
         SectionGuard const guard(glbLastAppPCS_);
+        isAttached = IsAttachedByAnother(subscriber);
         auto& own = m_members->subscribers;
         if (std::find(own.begin(), own.end(), subscriber) != own.end()) return;
         own.push_back(subscriber);
     }
     // Not under the section: a subscriber at work may ask for the application.
     try {
-        if (!IsAttachedByAnother(subscriber)) m_channel->AddSubscriber(subscriber);
+        if (!isAttached) m_channel->AddSubscriber(subscriber);
     } catch (...) {
         RemoveLogSubscriber(subscriber);
         throw;
