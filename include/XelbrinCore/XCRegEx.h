@@ -43,6 +43,11 @@ public:
     /// How many nodes the intermediate automaton may have.
     static constexpr std::uint32_t kMaxNodes = 1u << 17;
 
+    /// What FromPattern keeps at most: this many patterns,
+    static constexpr std::size_t kKeptPatterns = 64;
+    /// each of at most this many units.
+    static constexpr std::size_t kKeptLength = 1024;
+
     /// How far the deterministic automaton may grow before matching falls back to sets of states.
     struct Limits {
         std::uint32_t states = 4096;    ///< in addition to one for every node of the intermediate automaton
@@ -67,6 +72,9 @@ public:
     XCRegEx(XCParsedRegEx const& parsed, bool debug);
     /// The same with limits of the caller's own.
     XCRegEx(XCParsedRegEx const& parsed, bool debug, Limits const& limits);
+    /// The expression of a pattern: built at the first call, then taken from a cache that all threads share. It keeps the
+    /// kKeptPatterns asked for last; patterns of more than kKeptLength units are built anew each time.
+    [[nodiscard]] static XCRegEx FromPattern(XCString const& pattern);
     XCRegEx(XCRegEx const& other);
     XCRegEx& operator=(XCRegEx const& other);
     virtual ~XCRegEx();

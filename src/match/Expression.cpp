@@ -1,6 +1,6 @@
 // Chooses the program that matches an expression.
 //
-// Literals and ".*" alone are searched for (Glob). For others the automata are built: up to sixteen states run as byte
+// Literals and ".*" alone are searched for (Glob), lists of literals are looked up (Words). For others the automata are built: up to sixteen states run as byte
 // shuffles where the processor has AVX2, more as a table, and an automaton beyond the limits is followed by sets: as bits
 // for up to 256 positions, as lists of nodes for more. All programs give the same answers; the choice is made by size alone, so it is the same in every run on one
 // machine.
@@ -17,6 +17,7 @@
 #include "match/Shuffle.h"
 #include "match/StateSetMatcher.h"
 #include "match/Table.h"
+#include "match/Words.h"
 
 #include <array>
 #include <cstddef>
@@ -43,7 +44,8 @@ Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits 
     : m_parsed(parsed), m_limits(limits)
 {
     if (debug) WriteWideOut(XCRegEx::DumpNodes(parsed).View());
-    if (!Translates(parsed)) m_program = Glob::From(parsed.GetRoot());
+    if (!Translates(parsed)) m_program = Glob::From(parsed.GetRoot().GetPtr());
+    if (!m_program && !Translates(parsed)) m_program = Words::From(parsed.GetRoot().GetPtr());
     if (!m_program) MakeProgram(parsed);
     if (debug) WriteWideOut(DumpStates().View());
 }
@@ -64,13 +66,8 @@ void Expression::MakeProgram(XCParsedRegEx const& parsed)
 
 void Expression::MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory)
 {
-    UnitClasses const& classes = automaton.classes;
     ReducedDfa const reduced = Reduce(automaton.dfa, memory);
-    bool const translates = Translates(parsed);
-    LoopScans scans = translates ? LoopScans() : LoopScans(reduced, classes);
-    Opening const opening(reduced, translates ? nullptr : &classes);
-    UnitMap map(classes, reduced.columnOfClass, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
-    m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)(reduced, opening, std::move(scans), std::move(map));
+    m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)({reduced, automaton.classes, parsed});
 }
 
 auto Expression::Look() const -> Sight const&

@@ -147,11 +147,9 @@ SetList const& FindProgram::LayOut(XCRegExSyntaxNode const* root)
 }
 
 FindProgram::FindProgram(XCParsedRegEx const& parsed)
-    : m_sets(std::pmr::new_delete_resource()), m_classes(LayOut(parsed.GetRoot()), std::pmr::new_delete_resource())
+    : m_sets(std::pmr::new_delete_resource()), m_classes(LayOut(parsed.GetRoot()), std::pmr::new_delete_resource()),
+      m_map(UnitMap::OfClasses(m_classes, parsed))
 {
-    std::vector<std::uint16_t> numbers(m_classes.Count());
-    for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i] = static_cast<std::uint16_t>(i);
-    m_map = UnitMap(m_classes, numbers, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
     // Where a collating table folds several units into one class, membership is a bit for each set and class; without
     // one, the range of a unit tells.
     m_words = (m_classes.Count() + 63) / 64;

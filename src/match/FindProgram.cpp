@@ -8,7 +8,9 @@
 // - LongestEnds goes from the end of the text to its beginning, ordered by where the match ends, the last first. One pass
 //   thus knows the longest match from every position. Searching forward from match to match would read the same units
 //   again and again where long attempts fail ("a|a.*b").
-// - Groups keeps the order of preference: the left branch, one more pass. Each state carries the marks of its way.
+// - Groups keeps the order of preference: the left branch, one more pass. Each state carries the marks of its way. Where
+//   a bit for each state and position is cheap, as for lines, one way is followed after the other instead, and no state is
+//   entered twice at one position: the same order, without copies of marks.
 // This is the simulation of Thompson with ordered lists and marks, as Pike and Cox describe it.
 //
 // COST      O(text * states), whatever the pattern; Groups times the number of groups where states carry marks. Memory:
@@ -17,10 +19,19 @@
 #include "match/FindProgram.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
 
 namespace xc::match {
 
 using Kind = FindProgram::Kind;
+
+namespace {
+
+constexpr std::size_t kMaxTried = 1u << 18; ///< bits: 32 KiB
+
+} // namespace
 
 bool FindProgram::Takes(State const& state, wchar_t unit) const noexcept
 {
@@ -223,10 +234,66 @@ private:
 
 } // namespace
 
-std::vector<XCRegExPlace> FindProgram::Groups(std::wstring_view text, XCRegExPlace const& place) const
+auto FindProgram::Groups(std::wstring_view text, XCRegExPlace const& place) const -> Groupings
 {
-    std::vector<XCRegExPlace> groups;
-    if (!place.IsFound() || place.begin > place.end || place.end > text.size()) return groups;
+    if (!place.IsFound() || place.begin > place.end || place.end > text.size()) return {};
+    return (place.Length() + 1) * m_states.size() <= kMaxTried ? GroupsByTrying(text, place)
+                                                               : GroupsBySets(text, place);
+}
+
+auto FindProgram::ListGroups(XCRegExPlace const& place, std::size_t const* marks) const -> Groupings
+{
+    Groupings groups;
+    groups.reserve(m_groupCount + std::size_t{1});
+    groups.push_back(place);
+    for (std::size_t g = 1; g <= m_groupCount; ++g) groups.push_back({marks[2 * g], marks[2 * g + 1]});
+    return groups;
+}
+
+auto FindProgram::GroupsByTrying(std::wstring_view text, XCRegExPlace const& place) const -> Groupings
+{
+    alignas(std::max_align_t) std::array<std::byte, 8192> start;
+    std::pmr::monotonic_buffer_resource arena(start.data(), start.size());
+    List<std::uint64_t> tried(((place.Length() + 1) * m_states.size() + 63) / 64, &arena);
+    List<std::size_t> marks(2 * (std::size_t{m_groupCount} + 1), XCRegExPlace::npos, &arena);
+    List<Untried> untried(1, {kStart, kNone, 0}, &arena);
+    std::wstring_view const part = text.substr(0, place.end);
+    while (!untried.empty()) {
+        Untried const next = untried.back();
+        untried.pop_back();
+        if (next.slot != kNone)
+            marks[next.slot] = next.position;
+        else if (Follow(part.substr(place.begin), next, place.begin, marks, untried, tried))
+            return ListGroups(place, marks.data());
+    }
+    return {};
+}
+
+/// Follows one way to its end, and keeps the others it meets for later. Positions count from the beginning of the place.
+/// @param begin of the place, for marks. @return whether the whole place was read.
+bool FindProgram::Follow(std::wstring_view part, Untried way, std::size_t begin, std::span<std::size_t> marks,
+                         List<Untried>& untried, std::span<std::uint64_t> tried) const
+{
+    std::uint32_t at = way.state;
+    for (std::size_t i = way.position;;) {
+        std::size_t const cell = at * (part.size() + 1) + i;
+        std::uint64_t const bit = std::uint64_t{1} << cell % 64;
+        // It failed before, or is being followed: what comes after depends on state and position alone.
+        if ((std::exchange(tried[cell / 64], tried[cell / 64] | bit) & bit) != 0) return false;
+        State const& state = m_states[at];
+        if (state.kind == Kind::End) return i == part.size();
+        if (state.kind == Kind::Units && (i == part.size() || !Takes(state, part[i++]))) return false;
+        if (state.kind == Kind::Split) untried.push_back({state.other, kNone, i});
+        if (state.kind == Kind::Mark) {
+            untried.push_back({0, state.other, marks[state.other]});
+            marks[state.other] = begin + i;
+        }
+        at = state.next;
+    }
+}
+
+auto FindProgram::GroupsBySets(std::wstring_view text, XCRegExPlace const& place) const -> Groupings
+{
     MarkedStates run(m_states, 2 * (std::size_t{m_groupCount} + 1));
     run.Advance();
     run.Add(kStart, nullptr, place.begin);
@@ -237,13 +304,10 @@ std::vector<XCRegExPlace> FindProgram::Groups(std::wstring_view text, XCRegExPla
             if (i < place.end) {
                 if (state.kind == Kind::Units && Takes(state, text[i])) run.Add(state.next, run.MarksOf(e), i + 1);
             } else if (state.kind == Kind::End) {
-                groups.push_back(place);
-                std::size_t const* const marks = run.MarksOf(e);
-                for (std::size_t g = 1; g <= m_groupCount; ++g) groups.push_back({marks[2 * g], marks[2 * g + 1]});
-                return groups;
+                return ListGroups(place, run.MarksOf(e));
             }
         }
-        if (i == place.end) return groups;
+        if (i == place.end) return {};
     }
 }
 

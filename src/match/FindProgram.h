@@ -37,6 +37,19 @@ private:
     friend class FindBuilder;
     friend class Simulation;
 
+    /// What is left to try: another way from a state, or a mark to take back.
+    struct Untried {
+        std::uint32_t state;
+        std::uint32_t slot; ///< kNone when it is a way
+        std::size_t position;
+    };
+    using Groupings = std::vector<XCRegExPlace>;
+
+    [[nodiscard]] Groupings GroupsByTrying(std::wstring_view text, XCRegExPlace const& place) const;
+    [[nodiscard]] Groupings GroupsBySets(std::wstring_view text, XCRegExPlace const& place) const;
+    [[nodiscard]] Groupings ListGroups(XCRegExPlace const& place, std::size_t const* marks) const;
+    [[nodiscard]] bool Follow(std::wstring_view part, Untried way, std::size_t begin, std::span<std::size_t> marks,
+                              List<Untried>& untried, std::span<std::uint64_t> tried) const;
     SetList const& LayOut(XCRegExSyntaxNode const* root);
     void ListPredecessors();
     void FindFirstUnits();

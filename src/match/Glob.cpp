@@ -10,12 +10,12 @@
 //           needles were found before it.
 #include "match/Glob.h"
 
+#include "match/TreeShape.h"
 #include "text/FindText.h"
 #include "text/Kernels.h"
 
 #include <algorithm>
 #include <bit>
-#include <optional>
 
 namespace xc::match {
 
@@ -23,29 +23,7 @@ namespace {
 
 using Node = XCRegExSyntaxNode;
 
-bool IsAnySet(Node const& node)
-{
-    if (node.GetType() != Node::NodeType::CharSetNode) return false;
-    return static_cast<Node::CharSetNode const&>(node).GetCharSet().GetCount() == 0xFFFF;
-}
-
-bool IsGap(Node const& node)
-{
-    if (node.GetType() != Node::NodeType::RepeatNode || !IsAnySet(*node.GetLeftChildP())) return false;
-    auto const& repeat = static_cast<Node::RepeatNode const&>(node);
-    return repeat.GetMinimum() == 0 && repeat.GetMaximum() == Node::Unbounded;
-}
-
-/// The one unit of a leaf.
-std::optional<wchar_t> SingleUnit(Node const& node)
-{
-    if (node.GetType() != Node::NodeType::CharSetNode) return {};
-    XCUWCharSet const& set = static_cast<Node::CharSetNode const&>(node).GetCharSet();
-    if (set.GetCount() != 1 || set.begin()->begin == 0) return {};
-    return static_cast<wchar_t>(set.begin()->begin);
-}
-
-bool StartsWith(wchar_t const* text, std::wstring const& literal) noexcept
+bool StartsWith(wchar_t const* text, std::wstring_view literal) noexcept
 {
     return text::Mismatch(text, literal.data(), literal.size()) == literal.size();
 }
@@ -57,7 +35,7 @@ public:
     explicit NeedleSearch(wchar_t const* text) : m_text(text) {}
 
     /// Skips a literal that must stand at the place reached.
-    bool Take(std::wstring const& literal)
+    bool Take(std::wstring_view literal)
     {
         while (m_known < literal.size())
             if (!Extend(literal.size())) return false;
@@ -66,7 +44,7 @@ public:
         return true;
     }
     /// Goes on after the next place of the needle; false when there is none.
-    bool Find(std::wstring const& needle)
+    bool Find(std::wstring_view needle)
     {
         text::TextFinder finder(needle);
         for (;;) {
@@ -111,7 +89,7 @@ public:
     /// Whether the subject, or what "." may match of it, ends here.
     [[nodiscard]] bool IsShort() const noexcept { return m_known < kUnits || m_text[kUnits] == L'\0'; }
     /// The first place of the needle (not empty) from `at` on; kUnits when there is none.
-    [[nodiscard]] unsigned int Find(std::wstring const& needle, unsigned int at) const noexcept
+    [[nodiscard]] unsigned int Find(std::wstring_view needle, unsigned int at) const noexcept
     {
         std::size_t const last = needle.size() - 1;
         if (at + last >= m_known) return kUnits;
@@ -139,10 +117,10 @@ private:
     unsigned int m_known; ///< how many units "." may match
 };
 
-bool HasInOrder(ShortSubject const& subject, std::vector<std::wstring> const& needles)
+bool HasInOrder(ShortSubject const& subject, std::vector<std::wstring_view> const& needles)
 {
     unsigned int at = 0;
-    for (std::wstring const& needle : needles) {
+    for (std::wstring_view needle : needles) {
         unsigned int const found = subject.Find(needle, at);
         if (found == ShortSubject::kUnits) return false;
         at = found + static_cast<unsigned int>(needle.size());
@@ -152,34 +130,46 @@ bool HasInOrder(ShortSubject const& subject, std::vector<std::wstring> const& ne
 
 } // namespace
 
-std::unique_ptr<Glob const> Glob::From(XCSmartPtr<XCRegExSyntaxNode> const& root)
+std::unique_ptr<Glob const> Glob::From(XCRegExSyntaxNode const* root)
 {
-    if (root.IsNull()) return {};
-    std::vector<Node const*> parts; // from the right: sequences are spines of left children
-    Node const* node = root.GetPtr();
-    for (; node->GetType() == Node::NodeType::SequenceNode; node = node->GetLeftChildP())
-        parts.push_back(node->GetRightChildP());
-    parts.push_back(node);
-    auto made = std::make_unique<Glob>();
-    Glob& glob = *made;
-    std::wstring* literal = &glob.m_prefix;
-    for (std::size_t i = parts.size(); i-- > 0;) {
-        if (IsGap(*parts[i])) {
-            if (!glob.m_hasGap || !literal->empty()) literal = &glob.m_needles.emplace_back();
-            glob.m_hasGap = true;
+    // Most trees have another form, which their last part tells: nothing is made before all parts were seen.
+    std::size_t units = 0;
+    std::size_t gaps = 0;
+    for (Node const* node = root; node; node = BeforeLast(*node)) {
+        Node const& part = LastPart(*node);
+        if (SingleUnit(part) != 0)
+            ++units;
+        else if (IsGap(part))
+            ++gaps;
+        else
+            return {};
+    }
+    return root ? std::make_unique<Glob>(*root, units, gaps) : nullptr;
+}
+
+Glob::Glob(XCRegExSyntaxNode const& root, std::size_t units, std::size_t gaps)
+    : m_text(units, L'\0'), m_hasGap(gaps != 0)
+{
+    std::size_t begin = units; // of the literal at hand; the parts come from the right
+    std::size_t end = units;
+    bool isLast = true;
+    m_needles.reserve(gaps);
+    for (Node const* node = &root; node; node = BeforeLast(*node)) {
+        if (wchar_t const unit = SingleUnit(LastPart(*node)); unit != 0) {
+            m_text[--begin] = unit;
             continue;
         }
-        std::optional<wchar_t> const unit = SingleUnit(*parts[i]);
-        if (!unit) return {};
-        literal->push_back(*unit);
-        ++glob.m_fixedLength;
+        std::wstring_view const literal(m_text.data() + begin, end - begin);
+        if (isLast)
+            m_suffix = literal;
+        else if (!literal.empty())
+            m_needles.push_back(literal);
+        isLast = false;
+        end = begin;
     }
-    if (glob.m_hasGap) {
-        glob.m_suffix = std::move(glob.m_needles.back());
-        glob.m_needles.pop_back();
-        glob.m_openEnd = glob.m_suffix.empty();
-    }
-    return made;
+    m_prefix = {m_text.data(), end};
+    std::reverse(m_needles.begin(), m_needles.end());
+    m_openEnd = m_hasGap && m_suffix.empty();
 }
 
 bool Glob::Match(wchar_t const* text) const
@@ -197,19 +187,19 @@ bool Glob::MatchOpen(wchar_t const* text) const
     NeedleSearch search(text);
     if (!search.Take(m_prefix)) return false;
     return std::all_of(m_needles.begin(), m_needles.end(),
-                       [&](std::wstring const& needle) { return search.Find(needle); });
+                       [&](std::wstring_view needle) { return search.Find(needle); });
 }
 
 /// The whole subject must be known: its end is looked at first.
 bool Glob::MatchClosed(wchar_t const* text) const
 {
     std::size_t const n = text::DotCount(text, static_cast<std::size_t>(-1));
-    if (text[n] != 0 || n < m_fixedLength || !StartsWith(text, m_prefix) ||
+    if (text[n] != 0 || n < m_text.size() || !StartsWith(text, m_prefix) ||
         !StartsWith(text + n - m_suffix.size(), m_suffix))
         return false;
     wchar_t const* at = text + m_prefix.size();
     wchar_t const* const end = text + n - m_suffix.size();
-    for (std::wstring const& needle : m_needles) {
+    for (std::wstring_view needle : m_needles) {
         auto const span = static_cast<std::size_t>(end - at);
         std::size_t const found = text::FindText(at, span, needle.data(), needle.size());
         if (found >= span) return false;

@@ -9,14 +9,17 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace xc::match {
 
 class Glob : public Program {
 public:
-    /// Null when the tree has another form.
-    [[nodiscard]] static std::unique_ptr<Glob const> From(XCSmartPtr<XCRegExSyntaxNode> const& root);
+    /// Null when the tree (which may be null) has another form.
+    [[nodiscard]] static std::unique_ptr<Glob const> From(XCRegExSyntaxNode const* root);
+    /// @param units, gaps of the tree, which has the form.
+    Glob(XCRegExSyntaxNode const& root, std::size_t units, std::size_t gaps);
 
     [[nodiscard]] bool Match(wchar_t const* text) const override;
     /// The literal before the first gap.
@@ -26,12 +29,12 @@ private:
     [[nodiscard]] bool MatchOpen(wchar_t const* text) const;
     [[nodiscard]] bool MatchClosed(wchar_t const* text) const;
 
-    std::wstring m_prefix;
-    std::vector<std::wstring> m_needles; ///< each after a gap
-    std::wstring m_suffix;               ///< after the last gap, when the end is not open
+    std::wstring m_text;                      ///< all literals one after the other; the others are parts of it
+    std::wstring_view m_prefix;               ///< before the first gap
+    std::vector<std::wstring_view> m_needles; ///< each after a gap
+    std::wstring_view m_suffix;               ///< after the last gap, when the end is not open
     bool m_hasGap = false;
     bool m_openEnd = false;
-    std::size_t m_fixedLength = 0; ///< of all literals
 };
 
 } // namespace xc::match

@@ -19,8 +19,17 @@ constexpr std::size_t kMaxAtoms = 1024;
 
 } // namespace
 
-Opening::Opening(ReducedDfa const& dfa, UnitClasses const* classes) : m_row(dfa.start)
+UnitMap Blueprint::MapOfColumns(std::uint32_t offset, std::uint32_t factor, Memory memory) const
 {
+    List<std::uint16_t> places(dfa.columnOfClass, dfa.columnOfClass.get_allocator());
+    for (std::uint16_t& place : places) place = static_cast<std::uint16_t>((offset + place) * factor);
+    return UnitMap(classes, places, parsed, memory);
+}
+
+Opening::Opening(Blueprint const& plan) : m_row(plan.dfa.start)
+{
+    ReducedDfa const& dfa = plan.dfa;
+    UnitClasses const* const classes = plan.Translates() ? nullptr : &plan.classes;
     m_span.fill(0xFFFF);
     while (classes && m_length < kMax && m_row > dfa.LastSettled() && !dfa.IsAccepting(m_row)) {
         std::uint32_t first = 0; // one range from here to `last` leads on, and only it
@@ -43,9 +52,11 @@ Opening::Opening(ReducedDfa const& dfa, UnitClasses const* classes) : m_row(dfa.
     }
 }
 
-LoopScans::LoopScans(ReducedDfa const& dfa, UnitClasses const& classes)
+LoopScans::LoopScans(Blueprint const& plan, Memory memory) : m_scans(memory), m_scanOfRow(memory)
 {
-    if (classes.Atoms().size() > kMaxAtoms) return;
+    ReducedDfa const& dfa = plan.dfa;
+    UnitClasses const& classes = plan.classes;
+    if (plan.Translates() || classes.Atoms().size() > kMaxAtoms) return;
     for (std::uint32_t row = dfa.LastSettled() + 1; row < dfa.rowCount; ++row) {
         std::span<std::uint32_t const> const cells = dfa.Row(row);
         if (std::find(cells.begin(), cells.end(), row) == cells.end()) continue;

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <emmintrin.h>
 #include <string_view>
-#include <vector>
 
 namespace xc::match {
 
@@ -18,7 +17,8 @@ constexpr std::uint32_t kNoRow = 0xFFFFFFFF;
 /// An expression in the form that matches. Never changed after it is built.
 class Program {
 public:
-    Program() = default;
+    /// @param bytes that the arrays of the program are expected to take: one block for all of them.
+    explicit Program(std::size_t bytes = 0) : m_memory(std::max<std::size_t>(bytes, 1)) {}
     virtual ~Program() = default;
     Program(Program const&) = delete;
     Program& operator=(Program const&) = delete;
@@ -26,6 +26,27 @@ public:
     [[nodiscard]] virtual bool Match(wchar_t const* text) const = 0;
     /// The literal text that matches begin with, where the program keeps one.
     [[nodiscard]] virtual std::wstring_view LiteralStart() const noexcept { return {}; }
+
+protected:
+    /// Where the arrays stand; given back with the program.
+    [[nodiscard]] Memory Arrays() noexcept { return &m_memory; }
+
+private:
+    std::pmr::monotonic_buffer_resource m_memory;
+};
+
+/// What an engine over a reduced automaton is built from.
+struct Blueprint {
+    ReducedDfa const& dfa;
+    UnitClasses const& classes;
+    XCParsedRegEx const& parsed; ///< its collating tables translate the subject
+
+    [[nodiscard]] bool Translates() const noexcept
+    {
+        return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
+    }
+    /// A map from units to numbers of columns times a factor, after an offset.
+    [[nodiscard]] UnitMap MapOfColumns(std::uint32_t offset, std::uint32_t factor, Memory memory) const;
 };
 
 /// What matches begin with as long as there is one way through the automaton: one range of units for each place. All
@@ -34,8 +55,8 @@ class Opening {
 public:
     static constexpr std::size_t kMax = 16;
 
-    /// @param classes null when the units of the subject are translated: nothing is known of them then.
-    Opening(ReducedDfa const& dfa, UnitClasses const* classes);
+    /// Empty when the units of the subject are translated: nothing is known of them then.
+    explicit Opening(Blueprint const& plan);
 
     [[nodiscard]] std::size_t Length() const noexcept { return m_length; }
     /// The row that the opening leads to.
@@ -66,8 +87,8 @@ private:
 /// Where a state leads to itself on a few ranges, or on all but a few: the scan for the next unit that leaves it.
 class LoopScans {
 public:
-    LoopScans() = default;
-    LoopScans(ReducedDfa const& dfa, UnitClasses const& classes);
+    /// None when the units of the subject are translated.
+    LoopScans(Blueprint const& plan, Memory memory);
 
     /// 0 when the row has no scan.
     [[nodiscard]] std::uint32_t OfRow(std::uint32_t row) const noexcept
@@ -86,8 +107,8 @@ private:
         text::UnitRanges ranges;
         bool forInside; ///< the ranges are the units that leave
     };
-    std::vector<Scan> m_scans;
-    std::vector<std::uint16_t> m_scanOfRow;
+    List<Scan> m_scans;
+    List<std::uint16_t> m_scanOfRow;
 };
 
 /// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided

@@ -36,9 +36,6 @@ alignas(64) constexpr std::array<std::uint16_t, 32> kKeep = [] {
     return keep;
 }();
 
-// Vectors of 32 bytes must not go through the stack, which is aligned for 16: what takes them is inlined.
-#define XC_INLINE_AVX2 [[gnu::always_inline]] XC_TARGET_AVX2 inline
-
 XC_INLINE_AVX2 __m256i Load16(void const* at) noexcept
 {
     return _mm256_loadu_si256(static_cast<__m256i const*>(at));
@@ -58,7 +55,7 @@ XC_INLINE_AVX2 std::size_t CountUnits(__m256i const& units) noexcept
 
 class Shuffle : public Program {
 public:
-    Shuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map);
+    explicit Shuffle(Blueprint const& plan);
     [[nodiscard]] XC_TARGET_AVX2 bool Match(wchar_t const* text) const override;
 
     [[nodiscard]] bool IsSettled(std::uint32_t state) const noexcept { return state <= m_lastSettled; }
@@ -120,26 +117,30 @@ private:
     LoopScans m_scans;
     Opening m_opening;
     std::uint32_t m_start, m_firstAccepting, m_stopRow, m_lastSettled;
-    std::vector<std::uint8_t> m_columns; ///< kBytesPerColumn each, the next state by the state
+    List<std::uint8_t> m_columns; ///< kBytesPerColumn each, the next state by the state
 };
 
-Shuffle::Shuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
-    : m_map(std::move(map)), m_scans(std::move(scans)), m_opening(opening), m_start(dfa.start),
-      m_firstAccepting(dfa.firstAccepting), m_stopRow(dfa.hasStop ? 1 : kNoRow), m_lastSettled(dfa.LastSettled()),
-      m_columns((std::size_t{kLatin} + dfa.columnCount) * kBytesPerColumn)
+/// The columns, three pages of the map and some scans.
+std::size_t BytesOf(ReducedDfa const& dfa) noexcept
 {
-    m_map.Renumber(
-        [](std::uint16_t column) { return static_cast<std::uint16_t>((kLatin + column) * kBytesPerColumn); });
+    return (std::size_t{kLatin} + dfa.columnCount) * kBytesPerColumn + 2048;
+}
+
+Shuffle::Shuffle(Blueprint const& plan)
+    : Program(BytesOf(plan.dfa)), m_map(plan.MapOfColumns(kLatin, kBytesPerColumn, Arrays())), m_scans(plan, Arrays()),
+      m_opening(plan), m_start(plan.dfa.start), m_firstAccepting(plan.dfa.firstAccepting),
+      m_stopRow(plan.dfa.hasStop ? 1 : kNoRow), m_lastSettled(plan.dfa.LastSettled()),
+      m_columns((std::size_t{kLatin} + plan.dfa.columnCount) * kBytesPerColumn, Arrays())
+{
+    ReducedDfa const& dfa = plan.dfa;
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row)
         for (std::uint32_t column = 0; column < dfa.columnCount; ++column)
             m_columns[(kLatin + column) * kBytesPerColumn + row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
-    std::array<std::uint16_t, kLatin> places{};
     for (std::uint32_t row = 0; row < kMaxRows; ++row) m_columns[row] = static_cast<std::uint8_t>(row);
-    for (std::uint32_t unit = 1; unit < kLatin; ++unit) {
-        places[unit] = static_cast<std::uint16_t>(unit * kBytesPerColumn);
-        std::memcpy(&m_columns[places[unit]], &m_columns[m_map[static_cast<wchar_t>(unit)]], kBytesPerColumn);
-    }
-    m_map.SetFirstPage(places);
+    std::uint16_t const* const places = m_map.FirstPage();
+    std::uint8_t* const columns = m_columns.data();
+    for (std::uint32_t unit = 1; unit < kLatin; ++unit)
+        std::memcpy(columns + unit * kBytesPerColumn, columns + places[unit], kBytesPerColumn);
 }
 
 bool Shuffle::Match(wchar_t const* text) const
@@ -190,9 +191,9 @@ bool SuitsShuffle(ReducedDfa const& dfa) noexcept
     return dfa.rowCount <= kMaxRows && dfa.columnCount <= kMaxColumns && text::HasAvx2();
 }
 
-std::unique_ptr<Program const> MakeShuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
+std::unique_ptr<Program const> MakeShuffle(Blueprint const& plan)
 {
-    return std::make_unique<Shuffle>(dfa, opening, std::move(scans), std::move(map));
+    return std::make_unique<Shuffle>(plan);
 }
 
 } // namespace xc::match

@@ -14,7 +14,6 @@ namespace xc::match {
 /// Whether the automaton is small enough and the processor has the instructions.
 [[nodiscard]] bool SuitsShuffle(ReducedDfa const& dfa) noexcept;
 
-/// @param map from units to columns. @param opening the beginning of all matches of this automaton.
-std::unique_ptr<Program const> MakeShuffle(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map);
+std::unique_ptr<Program const> MakeShuffle(Blueprint const& plan);
 
 } // namespace xc::match

@@ -190,20 +190,9 @@ private:
 
 } // namespace
 
-namespace {
-
-UnitMap MapOf(XCParsedRegEx const& parsed, UnitClasses const& classes)
-{
-    std::vector<std::uint16_t> numbers(classes.Count());
-    std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
-    return UnitMap(classes, numbers, parsed.GetCollatingTableP(), parsed.GetWCollatingTableP());
-}
-
-} // namespace
-
 StateSets::StateSets(XCParsedRegEx const& parsed)
     : nfa(parsed.GetRoot(), std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
-      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(MapOf(parsed, classes))
+      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(UnitMap::OfClasses(classes, parsed))
 {
 }
 

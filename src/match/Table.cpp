@@ -33,7 +33,7 @@ std::uint64_t FourUnits(wchar_t const* text) noexcept
 template <class Cell>
 class Table : public Program {
 public:
-    Table(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map);
+    explicit Table(Blueprint const& plan);
     [[nodiscard]] bool Match(wchar_t const* text) const override;
 
     [[nodiscard]] bool IsSettled(std::uint32_t state) const noexcept { return state <= m_lastSettled; }
@@ -99,7 +99,7 @@ private:
     /// such places.
     std::uint32_t m_tellRow;
     bool m_tells = false; ///< some column has one
-    std::vector<Cell> m_cells;
+    List<Cell> m_cells;
 };
 
 /// The row that the column leads to from all rows where it does not end the match; 0 when there are several.
@@ -116,20 +116,26 @@ std::uint32_t OnlyTarget(ReducedDfa const& dfa, std::uint32_t column) noexcept
     return target;
 }
 
-template <class Cell>
-Table<Cell>::Table(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
-    : m_map(std::move(map)), m_latin(m_map.FirstPage()), m_scans(std::move(scans)), m_opening(opening),
-      m_scanColumn(dfa.columnCount * kColumn)
+/// With the row that tells places, and the column of scans.
+std::size_t CellCount(ReducedDfa const& dfa) noexcept
 {
-    m_map.Renumber([](std::uint16_t column) { return static_cast<std::uint16_t>(column * kColumn); });
+    return (std::size_t{dfa.rowCount} + 1) * (dfa.columnCount + 1);
+}
+
+template <class Cell>
+Table<Cell>::Table(Blueprint const& plan)
+    : Program(CellCount(plan.dfa) * sizeof(Cell) + 2048), m_map(plan.MapOfColumns(0, kColumn, Arrays())),
+      m_latin(m_map.FirstPage()), m_scans(plan, Arrays()), m_opening(plan),
+      m_scanColumn(plan.dfa.columnCount * kColumn), m_cells(CellCount(plan.dfa), Arrays())
+{
+    ReducedDfa const& dfa = plan.dfa;
     std::uint32_t const stride = (dfa.columnCount + 1) * std::uint32_t{sizeof(Cell)};
     m_start = dfa.start * stride;
-    m_afterOpening = opening.Row() * stride;
+    m_afterOpening = m_opening.Row() * stride;
     m_firstAccepting = dfa.firstAccepting * stride;
     m_stopRow = dfa.hasStop ? stride : kNoRow;
     m_lastSettled = dfa.LastSettled() * stride;
     m_tellRow = dfa.rowCount * stride;
-    m_cells.resize((m_tellRow + stride) / sizeof(Cell));
     Cell* cell = m_cells.data();
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row) {
         for (std::uint32_t const next : dfa.Row(row)) *cell++ = static_cast<Cell>(next * stride);
@@ -312,13 +318,11 @@ std::uint32_t Table<Cell>::Tell(wchar_t const* text, std::size_t most) const noe
 
 } // namespace
 
-std::unique_ptr<Program const> MakeTable(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map)
+std::unique_ptr<Program const> MakeTable(Blueprint const& plan)
 {
-    std::uint64_t const cells = (std::uint64_t{dfa.rowCount} + 1) * (dfa.columnCount + 1);
     // Narrow cells while every offset fits 16 bits: half the memory is twice the automaton in the cache.
-    if (cells * sizeof(std::uint16_t) <= 0x10000)
-        return std::make_unique<Table<std::uint16_t>>(dfa, opening, std::move(scans), std::move(map));
-    return std::make_unique<Table<std::uint32_t>>(dfa, opening, std::move(scans), std::move(map));
+    if (CellCount(plan.dfa) * sizeof(std::uint16_t) <= 0x10000) return std::make_unique<Table<std::uint16_t>>(plan);
+    return std::make_unique<Table<std::uint32_t>>(plan);
 }
 
 } // namespace xc::match

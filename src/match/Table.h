@@ -12,7 +12,6 @@
 
 namespace xc::match {
 
-/// @param map from units to columns. @param opening the beginning of all matches of this automaton.
-std::unique_ptr<Program const> MakeTable(ReducedDfa const& dfa, Opening const& opening, LoopScans scans, UnitMap map);
+std::unique_ptr<Program const> MakeTable(Blueprint const& plan);
 
 } // namespace xc::match

@@ -12,6 +12,9 @@
 #include "match/UnitClasses.h"
 
 #include <algorithm>
+#include <emmintrin.h>
+#include <numeric>
+#include <utility>
 
 namespace xc::match {
 
@@ -129,16 +132,36 @@ std::uint16_t Translate(std::uint32_t unit, XCCollatingTable<char> const* table,
                                                 : static_cast<wchar_t>(unit));
 }
 
+/// Eight cells at a time: most pages are a few long stretches.
+void FillCells(std::uint16_t* cells, std::size_t count, std::uint16_t value) noexcept
+{
+    __m128i const eight = _mm_set1_epi16(static_cast<short>(value));
+    std::size_t i = 0;
+    for (; i + 8 <= count; i += 8) _mm_storeu_si128(reinterpret_cast<__m128i*>(cells + i), eight);
+    for (; i < count; ++i) cells[i] = value;
+}
+
+/// How many different pages a map may have: those with a border inside, and one between each two of them.
+std::size_t MostPages(List<UnitClasses::Atom> const& atoms) noexcept
+{
+    std::size_t borderPages = 0;
+    std::uint32_t last = 0xFFFFFFFF;
+    for (UnitClasses::Atom const& atom : atoms) borderPages += std::exchange(last, atom.begin >> 8) != atom.begin >> 8;
+    return std::min<std::size_t>(2 * borderPages + 1, 256);
+}
+
 } // namespace
 
-UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass,
-                 XCCollatingTable<char> const* table, XCCollatingTable<wchar_t> const* wideTable)
+UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass, XCParsedRegEx const& parsed,
+                 Memory memory)
+    : m_cells(memory)
 {
+    XCCollatingTable<char> const* const table = parsed.GetCollatingTableP();
+    XCCollatingTable<wchar_t> const* const wideTable = parsed.GetWCollatingTableP();
     std::vector<std::uint16_t> flat(table || wideTable ? kUnitCount : 0);
-    std::array<std::uint16_t, 256> page;
     List<UnitClasses::Atom> const& atoms = classes.Atoms();
     std::size_t atom = 0;
-    m_cells.reserve(std::size_t{2} * 256);
+    m_cells.reserve(256 * (flat.empty() ? MostPages(atoms) : 2));
     bool uniform = false; // pages that lie in the atom of the page before are that page again
     for (std::uint32_t unit = 0; unit < kUnitCount; unit += 256) {
         if (classes.AtomEnd(atom) <= unit) {
@@ -148,40 +171,51 @@ UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valu
         bool const inOneAtom = classes.AtomEnd(atom) >= unit + 256;
         if (flat.empty() && uniform && inOneAtom) {
             std::uint32_t const lastPage = (classes.AtomEnd(atom) >> 8) - 1;
-            std::fill(m_pages.begin() + (unit >> 8), m_pages.begin() + lastPage + 1, m_pages[(unit >> 8) - 1]);
+            FillCells(&m_pages[unit >> 8], lastPage + 1 - (unit >> 8), m_pages[(unit >> 8) - 1]);
             unit = lastPage << 8;
             continue;
         }
         uniform = inOneAtom;
+        std::uint16_t* const page = flat.empty() ? NewPage() : flat.data() + unit;
         for (std::uint32_t i = 0; i < 256;) {
             if (classes.AtomEnd(atom) <= unit + i) ++atom;
             std::uint32_t const end = std::min(256u, classes.AtomEnd(atom) - unit);
-            std::fill(page.begin() + i, page.begin() + end, valueOfClass[atoms[atom].unitClass]);
+            FillCells(page + i, end - i, valueOfClass[atoms[atom].unitClass]);
             i = end;
         }
-        if (flat.empty())
-            AddPage(unit >> 8, page);
-        else
-            std::copy(page.begin(), page.end(), flat.begin() + unit);
+        if (flat.empty()) KeepPage(unit >> 8);
     }
     if (flat.empty()) return;
     for (std::uint32_t unit = 0; unit < kUnitCount; unit += 256) {
+        std::uint16_t* const page = NewPage();
         for (std::uint32_t i = 0; i < 256; ++i) page[i] = flat[Translate(unit + i, table, wideTable)];
-        AddPage(unit >> 8, page);
+        KeepPage(unit >> 8);
     }
 }
 
-void UnitMap::AddPage(std::size_t page, std::span<std::uint16_t const, 256> cells)
+UnitMap UnitMap::OfClasses(UnitClasses const& classes, XCParsedRegEx const& parsed)
 {
-    // A walk over the kept pages: they are few, and this is done 256 times in the life of an expression.
-    for (std::size_t offset = 0; offset < m_cells.size(); offset += 256) {
-        if (std::equal(cells.begin(), cells.end(), m_cells.begin() + static_cast<std::ptrdiff_t>(offset))) {
-            m_pages[page] = static_cast<std::uint16_t>(offset);
-            return;
-        }
-    }
-    m_pages[page] = static_cast<std::uint16_t>(m_cells.size());
-    m_cells.insert(m_cells.end(), cells.begin(), cells.end());
+    std::vector<std::uint16_t> numbers(classes.Count());
+    std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
+    return UnitMap(classes, numbers, parsed, std::pmr::new_delete_resource());
+}
+
+std::uint16_t* UnitMap::NewPage()
+{
+    m_cells.resize(m_cells.size() + 256);
+    return m_cells.data() + m_cells.size() - 256;
+}
+
+/// The page written last stays when no page before it is the same.
+void UnitMap::KeepPage(std::size_t page)
+{
+    // A walk over the kept pages: they are few, and this is done 256 times at most in the life of an expression.
+    std::size_t const last = m_cells.size() - 256;
+    std::uint16_t const* const cells = m_cells.data();
+    std::size_t offset = 0;
+    while (!std::equal(cells + offset, cells + offset + 256, cells + last)) offset += 256;
+    m_pages[page] = static_cast<std::uint16_t>(offset);
+    if (offset != last) m_cells.resize(last);
 }
 
 } // namespace xc::match

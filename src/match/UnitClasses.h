@@ -59,10 +59,11 @@ private:
 /// folded in, so that translation costs nothing while matching.
 class UnitMap {
 public:
-    UnitMap() = default;
-    /// @param valueOfClass what a unit of each class maps to. @param table, wideTable may be null; the first one wins.
-    UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass,
-            XCCollatingTable<char> const* table, XCCollatingTable<wchar_t> const* wideTable);
+    /// @param valueOfClass what a unit of each class maps to. @param parsed has the collating tables, or none.
+    UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass, XCParsedRegEx const& parsed,
+            Memory memory);
+    /// From units to the numbers of their classes, on the heap.
+    [[nodiscard]] static UnitMap OfClasses(UnitClasses const& classes, XCParsedRegEx const& parsed);
 
     [[nodiscard]] std::uint16_t operator[](wchar_t unit) const noexcept
     {
@@ -71,19 +72,13 @@ public:
     }
     /// The numbers of the units below 0x100, for inner loops.
     [[nodiscard]] std::uint16_t const* FirstPage() const noexcept { return m_cells.data() + m_pages[0]; }
-    void SetFirstPage(std::span<std::uint16_t const, 256> cells) { AddPage(0, cells); }
-    /// Replaces each number by what it stands for in an engine.
-    template <class Change>
-    void Renumber(Change change)
-    {
-        for (std::uint16_t& cell : m_cells) cell = change(cell);
-    }
 
 private:
-    void AddPage(std::size_t page, std::span<std::uint16_t const, 256> cells);
+    std::uint16_t* NewPage();
+    void KeepPage(std::size_t page);
 
     std::array<std::uint16_t, 256> m_pages{};
-    std::vector<std::uint16_t> m_cells;
+    List<std::uint16_t> m_cells;
 };
 
 } // namespace xc::match

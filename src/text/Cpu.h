@@ -13,6 +13,9 @@
 #define XC_TARGET_AVX2
 #endif
 
+// Vectors of 32 bytes must not go through the stack, which is aligned for 16: what takes them is inlined.
+#define XC_INLINE_AVX2 [[gnu::always_inline]] XC_TARGET_AVX2 inline
+
 namespace xc::text {
 
 inline bool HasAvx2() noexcept
