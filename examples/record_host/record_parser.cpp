@@ -4,10 +4,14 @@
 
 namespace {
 
-// Where the fields of a line stand: "2026-11-21 16:37:02 kind the rest".
-constexpr TextPlace kDay{0, 10};
-constexpr TextPlace kTime{11, 8};
-constexpr std::size_t kKindBegin = 20;
+// "2026-11-21 16:37:02 kind the rest"; the rest may be missing.
+constexpr wchar_t const* kLine = L"([0-9]{4}-[0-9]{2}-[0-9]{2}) ([0-9]{2}:[0-9]{2}:[0-9]{2}) ([^ ]+) ?(.*)";
+
+/// Where a part of the text stands.
+TextPlace PlaceOf(XCString const& text, std::wstring_view part)
+{
+    return {static_cast<std::size_t>(part.data() - text.View().data()), part.size()};
+}
 
 /// The text of some lines. One line that is no UTF-8 shall not spoil the others: it becomes a U+FFFD, which is no record.
 XCString Decode(std::string const& bytes)
@@ -25,6 +29,11 @@ XCString Decode(std::string const& bytes)
 }
 
 } // namespace
+
+RecordParser::RecordParser(std::function<void(std::size_t)> onMalformed)
+    : m_onMalformed(std::move(onMalformed)), m_line(kLine, {L"day", L"time", L"kind", L"text"})
+{
+}
 
 RecordBatch RecordParser::Parse(std::string const& bytes)
 {
@@ -50,16 +59,14 @@ RecordBatch RecordParser::Parse(std::string const& bytes)
 bool RecordParser::ParseLine(XCString& text, TextPlace place, Record& record)
 {
     std::wstring_view const line = text.View().substr(place.begin, place.length);
-    if (line.size() <= kKindBegin || line[kDay.length] != L' ' || line[kKindBegin - 1] != L' ') return false;
-    if (!ParseDay(line.substr(kDay.begin, kDay.length), record.day)) return false;
-    if (!record.time.FromString(XCString(line.substr(kTime.begin, kTime.length)), L"%H:%M:%S")) return false;
+    std::wstring_view day, time, kind, rest;
+    if (!m_line.Read(line, XCField(L"day", day), XCField(L"time", time), XCField(L"kind", kind), XCField(L"text", rest)))
+        return false;
+    if (!ParseDay(day, record.day) || !record.time.FromString(XCString(time), L"%H:%M:%S")) return false;
 
-    std::size_t const kindEnd = std::min(line.find(L' ', kKindBegin), line.size());
-    if (kindEnd == kKindBegin) return false;
-    std::size_t const textBegin = std::min(kindEnd + 1, line.size());
-    record.kind = {place.begin + kKindBegin, kindEnd - kKindBegin};
-    record.text = {place.begin + textBegin, line.size() - textBegin};
-    text.Set(place.begin + kindEnd, L'\0');
+    record.kind = PlaceOf(text, kind);
+    record.text = PlaceOf(text, rest);
+    text.Set(record.kind.begin + record.kind.length, L'\0'); // the views are over
     text.Set(place.begin + place.length, L'\0');
     return true;
 }

@@ -3,6 +3,8 @@
 
 #include "records.h"
 
+#include <XelbrinCore/XCRegEx.h>
+
 #include <functional>
 #include <string>
 
@@ -10,7 +12,7 @@
 class RecordParser {
 public:
     /// @param onMalformed called with the number of each line (from 1) that has no such form.
-    explicit RecordParser(std::function<void(std::size_t)> onMalformed) : m_onMalformed(std::move(onMalformed)) {}
+    explicit RecordParser(std::function<void(std::size_t)> onMalformed);
 
     /// Parses whole lines of UTF-8; the end of the last one may be missing. Blank lines are passed over.
     RecordBatch Parse(std::string const& bytes);
@@ -20,6 +22,7 @@ private:
     bool ParseDay(std::wstring_view text, XCDateEx& day);
 
     std::function<void(std::size_t)> m_onMalformed;
+    XCRegExFields m_line;
     std::size_t m_lines = 0;
     XCString m_lastDayText; // most lines have the day of the line before
     XCDateEx m_lastDay;

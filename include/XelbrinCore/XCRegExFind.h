@@ -77,7 +77,8 @@ public:
 
     /// Whether the pattern is valid and has a group for each name.
     [[nodiscard]] bool IsValid() const noexcept { return m_valid; }
-    /// Reads the fields, in the order given, and stops at the first one that cannot be read. A number must fill its
+    /// Reads the fields, in the order given, and stops at the first one that cannot be read. A view of a field lives as
+    /// long as the line. A number must fill its
     /// field and fit its variable; a group that took no part in the match, and an unknown name, cannot be read.
     template <class... T>
     XCFieldsResult Read(std::wstring_view line, XCField<T>... fields) const
@@ -102,6 +103,11 @@ private:
     static bool ReadValue(std::wstring_view text, XCString& value)
     {
         value = XCString(text);
+        return true;
+    }
+    static bool ReadValue(std::wstring_view text, std::wstring_view& value)
+    {
+        value = text;
         return true;
     }
     static bool ReadValue(std::wstring_view text, double& value);

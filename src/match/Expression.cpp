@@ -35,9 +35,9 @@ bool Translates(XCParsedRegEx const& parsed) noexcept
 } // namespace
 
 Expression::Automaton::Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, Memory memory)
-    : classes(nfa.Sets(), memory), dfa(memory)
+    : classes(nfa.Sets(), memory), facts(nfa, memory), dfa(memory)
 {
-    if (classes.IsFolded()) dfa = BuildDfa(nfa, NodeFacts(nfa, memory), classes, limits, memory);
+    if (classes.IsFolded()) dfa = BuildDfa(nfa, facts, classes, limits, memory);
 }
 
 Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits)
@@ -59,7 +59,8 @@ void Expression::MakeProgram(XCParsedRegEx const& parsed)
     Automaton const automaton(nfa, m_limits, &arena);
     if (automaton.dfa.complete) return MakeTableProgram(parsed, automaton, &arena);
     m_usesSets = true;
-    std::unique_ptr<StateSets const> sets = std::make_unique<StateSets>(parsed);
+    std::unique_ptr<StateSets const> sets =
+        std::make_unique<StateSets>(parsed, nfa, automaton.facts, automaton.classes);
     m_program = MakeBitSets(sets);
     if (!m_program) m_program = std::move(sets);
 }
@@ -67,7 +68,9 @@ void Expression::MakeProgram(XCParsedRegEx const& parsed)
 void Expression::MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory)
 {
     ReducedDfa const reduced = Reduce(automaton.dfa, memory);
-    m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)({reduced, automaton.classes, parsed});
+    bool const literal = parsed.IsValid() && !Translates(parsed);
+    Literals const literals = literal ? FindLiterals(*parsed.GetRoot(), memory) : Literals(memory);
+    m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)({reduced, automaton.classes, parsed, literals});
 }
 
 auto Expression::Look() const -> Sight const&

@@ -31,6 +31,7 @@ private:
         Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, Memory memory);
 
         UnitClasses classes;
+        NodeFacts facts;
         Dfa dfa;
     };
 

@@ -60,8 +60,19 @@ Closure::Closure(Nfa const& nfa, NodeFacts const& facts, Memory memory)
 {
 }
 
+bool Closure::IsAlone(std::uint32_t node) const noexcept
+{
+    std::span<NfaEdge const> const edges = m_nfa.Edges(node);
+    return edges.size() == 1 && edges[0].set != kEpsilon;
+}
+
 void Closure::Close(NodeSetView from, NodeSet& result)
 {
+    if (from.size() == 1 && IsAlone(from[0])) { // most nodes of a text: nothing to follow, to mark or to order
+        ++m_work;
+        result.assign(1, from[0]);
+        return;
+    }
     if (++m_round == 0) {
         std::fill(m_seen.begin(), m_seen.end(), 0);
         m_round = 1;
@@ -77,8 +88,17 @@ void Closure::Close(NodeSetView from, NodeSet& result)
         for (NfaEdge const& edge : m_nfa.Edges(node))
             if (edge.set == kEpsilon) Visit(edge.to);
     }
-    std::sort(result.begin(), result.end());
+    Order(result);
     if (absorbs && IsAccepting(result)) result = m_facts.Universal();
+}
+
+/// A set that holds many of the nodes is read off their marks, which stand in order.
+void Closure::Order(NodeSet& set) const
+{
+    if (set.size() < m_seen.size() / 16) return std::sort(set.begin(), set.end());
+    std::size_t count = 0;
+    for (std::uint32_t node = 0; node < m_seen.size(); ++node)
+        if (m_seen[node] == m_round && m_facts.Matters(node)) set[count++] = node;
 }
 
 void Closure::Visit(std::uint32_t node)

@@ -45,6 +45,9 @@ public:
 
 private:
     void Visit(std::uint32_t node);
+    void Order(NodeSet& set) const;
+    /// Whether the node reads units on its one transition.
+    [[nodiscard]] bool IsAlone(std::uint32_t node) const noexcept;
 
     Nfa const& m_nfa;
     NodeFacts const& m_facts;

@@ -19,6 +19,13 @@ constexpr std::size_t kMaxAtoms = 1024;
 
 } // namespace
 
+Literals Blueprint::NeededLiterals() const
+{
+    Literals needed(literals.texts.get_allocator().resource());
+    if (!literals.followGap) needed.texts = literals.texts;
+    return needed;
+}
+
 UnitMap Blueprint::MapOfColumns(std::uint32_t offset, std::uint32_t factor, Memory memory) const
 {
     List<std::uint16_t> places(dfa.columnOfClass, dfa.columnOfClass.get_allocator());
@@ -52,7 +59,7 @@ Opening::Opening(Blueprint const& plan) : m_row(plan.dfa.start)
     }
 }
 
-LoopScans::LoopScans(Blueprint const& plan, Memory memory) : m_scans(memory), m_scanOfRow(memory)
+LoopScans::LoopScans(Blueprint const& plan, Memory memory) : m_scans(memory), m_scanOfRow(memory), m_finder(memory)
 {
     ReducedDfa const& dfa = plan.dfa;
     UnitClasses const& classes = plan.classes;
@@ -77,9 +84,26 @@ LoopScans::LoopScans(Blueprint const& plan, Memory memory) : m_scans(memory), m_
         bool const forInside = !fits[0] || (fits[1] && ways[1].ranges.Count() < ways[0].ranges.Count());
         m_scans.push_back(ways[forInside]);
         m_scanOfRow.resize(dfa.rowCount);
-        m_scanOfRow[row] = static_cast<std::uint16_t>(std::min<std::size_t>(m_scans.size(), 0xFFFF));
-        if (m_scans.size() == 0xFFFF) return;
+        m_scanOfRow[row] = static_cast<std::uint16_t>(m_scans.size());
+        if (m_scans.size() + 1 == kSearch) break;
     }
+    if (!plan.literals.followGap) return;
+    m_finder = LiteralFinder(plan.literals, memory);
+    if (m_finder.IsEmpty()) return;
+    m_searchRow = dfa.start;
+    m_scanOfRow.resize(dfa.rowCount);
+    m_scanOfRow[m_searchRow] = static_cast<std::uint16_t>(kSearch);
+}
+
+/// Up to the place of the next literal the pattern can only loop, but parts of literals may be on their way in the
+/// states that the units before it would have led to. They are all over after as many units as the longest literal has:
+/// the walk goes on so far before the place, and comes to it in the very state that a full walk has there.
+std::size_t LoopScans::SkipToLiteral(wchar_t const* text, std::size_t n) const noexcept
+{
+    std::size_t const lead = m_finder.Longest() - 1;
+    std::size_t place = m_finder.Find(text, n);
+    if (place == LiteralFinder::kNone) place = n - std::min(n, lead); // one may begin before the end and end after it
+    return place - std::min(place, lead);
 }
 
 } // namespace xc::match

@@ -2,6 +2,7 @@
 // over loops and the walk over a subject whose length is not known beforehand.
 #pragma once
 
+#include "match/LiteralFinder.h"
 #include "match/Reduce.h"
 #include "text/RangeKernels.h"
 
@@ -18,7 +19,9 @@ constexpr std::uint32_t kNoRow = 0xFFFFFFFF;
 class Program {
 public:
     /// @param bytes that the arrays of the program are expected to take: one block for all of them.
-    explicit Program(std::size_t bytes = 0) : m_memory(std::max<std::size_t>(bytes, 1)) {}
+    explicit Program(std::size_t bytes = 0) : m_memory(std::max<std::size_t>(bytes, 1), std::pmr::new_delete_resource())
+    {
+    }
     virtual ~Program() = default;
     Program(Program const&) = delete;
     Program& operator=(Program const&) = delete;
@@ -40,11 +43,14 @@ struct Blueprint {
     ReducedDfa const& dfa;
     UnitClasses const& classes;
     XCParsedRegEx const& parsed; ///< its collating tables translate the subject
+    Literals const& literals;    ///< none when the units of the subject are translated
 
     [[nodiscard]] bool Translates() const noexcept
     {
         return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
     }
+    /// Those to look for in a whole subject: none where the walk itself searches for them.
+    [[nodiscard]] Literals NeededLiterals() const;
     /// A map from units to numbers of columns times a factor, after an offset.
     [[nodiscard]] UnitMap MapOfColumns(std::uint32_t offset, std::uint32_t factor, Memory memory) const;
 };
@@ -84,9 +90,13 @@ private:
     std::uint32_t m_row;
 };
 
-/// Where a state leads to itself on a few ranges, or on all but a few: the scan for the next unit that leaves it.
+/// Where a state leads to itself on a few ranges, or on all but a few: the scan for the next unit that leaves it. The
+/// state that ".*" at the beginning makes is left for good only where one of the literals after it stands.
 class LoopScans {
 public:
+    /// The largest number that a scan may have.
+    static constexpr std::uint32_t kMax = 0xFFFF;
+
     /// None when the units of the subject are translated.
     LoopScans(Blueprint const& plan, Memory memory);
 
@@ -95,36 +105,51 @@ public:
     {
         return m_scanOfRow.empty() ? 0 : m_scanOfRow[row];
     }
+    /// The row whose scan is the search for literals; kNoRow when there is none.
+    [[nodiscard]] std::uint32_t SearchRow() const noexcept { return m_searchRow; }
     /// How many units keep the state of this scan (not 0).
     [[nodiscard]] std::size_t Skip(std::uint32_t scan, wchar_t const* text, std::size_t n) const noexcept
     {
+        if (scan == kSearch) return SkipToLiteral(text, n);
         Scan const& chosen = m_scans[scan - 1];
         return chosen.forInside ? text::FindInside(text, n, chosen.ranges) : text::FindOutside(text, n, chosen.ranges);
     }
 
 private:
+    static constexpr std::uint32_t kSearch = kMax;
+
+    [[nodiscard]] std::size_t SkipToLiteral(wchar_t const* text, std::size_t n) const noexcept;
+
     struct Scan {
         text::UnitRanges ranges;
         bool forInside; ///< the ranges are the units that leave
     };
     List<Scan> m_scans;
     List<std::uint16_t> m_scanOfRow;
+    LiteralFinder m_finder;
+    std::uint32_t m_searchRow = kNoRow;
 };
 
 /// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided
-/// early is not read to its end. Engine: IsSettled(state), IsAccepting(state), Run(state, text, n).
+/// early is not read to its end. A subject that goes on after the first stretch is looked at as a whole before it is read,
+/// if it is not too long for the caches: its last unit and the literals that it must hold may refuse it.
+/// Engine: IsSettled(state), IsAccepting(state), Run(state, text, n), MayRefuse(), Refuses(subject, n).
+/// @param text where the walk goes on in the subject.
 template <class Engine>
-bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text)
+bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text, wchar_t const* subject)
 {
     constexpr std::size_t kFirstStretch = 1024;
     constexpr std::size_t kStretch = 32768;
+    constexpr std::size_t kWhole = 131072;
     std::size_t stretch = kFirstStretch;
     while (!engine.IsSettled(state)) {
         std::size_t const n = text::UnitCount(text, stretch);
+        std::size_t const known = static_cast<std::size_t>(text - subject) + n;
+        if (stretch == kWhole && n < stretch && engine.Refuses(subject, known)) return false;
         state = engine.Run(state, text, n);
         if (n < stretch) break;
         text += n;
-        stretch = kStretch;
+        stretch = stretch == kFirstStretch && engine.MayRefuse() ? kWhole : kStretch;
     }
     return engine.IsAccepting(state);
 }

@@ -63,14 +63,25 @@ public:
     {
         return state >= m_firstAccepting || state == m_stopRow;
     }
+    /// Whether a look at the whole subject may tell that it does not match.
+    [[nodiscard]] bool MayRefuse() const noexcept { return m_stopRow == kNoRow || !m_needed.IsEmpty(); }
+    /// @param n all units of the subject, at least one.
+    [[nodiscard]] bool Refuses(wchar_t const* subject, std::size_t n) const noexcept
+    {
+        std::uint8_t const* const column = Bytes() + m_map[subject[n - 1]];
+        bool const mayEnd =
+            std::any_of(column, column + kBytesPerColumn, [this](std::uint8_t row) { return IsAccepting(row); });
+        return !mayEnd || m_needed.IsAbsent(subject, n);
+    }
     /// Sixteen units at a time; a state found again twice in a row is probably looping, and is scanned.
     [[nodiscard]] XC_TARGET_AVX2 std::uint32_t Run(std::uint32_t state, wchar_t const* text,
                                                    std::size_t n) const noexcept;
 
 private:
+    [[nodiscard]] std::uint8_t const* Bytes() const noexcept { return m_columns.data()->next.data(); }
     XC_INLINE_AVX2 __m128i Column(std::uint32_t place) const noexcept
     {
-        return _mm_load_si128(reinterpret_cast<__m128i const*>(m_columns.data() + place));
+        return _mm_load_si128(reinterpret_cast<__m128i const*>(Bytes() + place));
     }
     /// The columns are composed among themselves first, so that the chain of states is one shuffle long.
     XC_INLINE_AVX2 void StepFour(__m128i& states, std::uint32_t a, std::uint32_t b, std::uint32_t c,
@@ -108,16 +119,21 @@ private:
         else
             StepAny(states, text, n);
     }
-    [[gnu::noinline]] bool Walk(std::uint32_t state, wchar_t const* text) const noexcept
+    [[gnu::noinline]] bool Walk(std::uint32_t state, wchar_t const* text, wchar_t const* subject) const noexcept
     {
-        return WalkSubject(*this, state, text);
+        return WalkSubject(*this, state, text, subject);
     }
 
     UnitMap m_map; ///< from units to the places of their columns
     LoopScans m_scans;
+    LiteralFinder m_needed; ///< one of these stands in every match
     Opening m_opening;
     std::uint32_t m_start, m_firstAccepting, m_stopRow, m_lastSettled;
-    List<std::uint8_t> m_columns; ///< kBytesPerColumn each, the next state by the state
+    /// The next state by the state; aligned, because a column is loaded as one vector.
+    struct alignas(kBytesPerColumn) ColumnBytes {
+        std::array<std::uint8_t, kBytesPerColumn> next;
+    };
+    List<ColumnBytes> m_columns;
 };
 
 /// The columns, three pages of the map and some scans.
@@ -128,23 +144,22 @@ std::size_t BytesOf(ReducedDfa const& dfa) noexcept
 
 Shuffle::Shuffle(Blueprint const& plan)
     : Program(BytesOf(plan.dfa)), m_map(plan.MapOfColumns(kLatin, kBytesPerColumn, Arrays())), m_scans(plan, Arrays()),
-      m_opening(plan), m_start(plan.dfa.start), m_firstAccepting(plan.dfa.firstAccepting),
-      m_stopRow(plan.dfa.hasStop ? 1 : kNoRow), m_lastSettled(plan.dfa.LastSettled()),
-      m_columns((std::size_t{kLatin} + plan.dfa.columnCount) * kBytesPerColumn, Arrays())
+      m_needed(plan.NeededLiterals(), Arrays()), m_opening(plan), m_start(plan.dfa.start),
+      m_firstAccepting(plan.dfa.firstAccepting), m_stopRow(plan.dfa.hasStop ? 1 : kNoRow),
+      m_lastSettled(plan.dfa.LastSettled()), m_columns(std::size_t{kLatin} + plan.dfa.columnCount, Arrays())
 {
     ReducedDfa const& dfa = plan.dfa;
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row)
         for (std::uint32_t column = 0; column < dfa.columnCount; ++column)
-            m_columns[(kLatin + column) * kBytesPerColumn + row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
-    for (std::uint32_t row = 0; row < kMaxRows; ++row) m_columns[row] = static_cast<std::uint8_t>(row);
+            m_columns[kLatin + column].next[row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
+    for (std::uint32_t row = 0; row < kMaxRows; ++row) m_columns[0].next[row] = static_cast<std::uint8_t>(row);
     std::uint16_t const* const places = m_map.FirstPage();
-    std::uint8_t* const columns = m_columns.data();
-    for (std::uint32_t unit = 1; unit < kLatin; ++unit)
-        std::memcpy(columns + unit * kBytesPerColumn, columns + places[unit], kBytesPerColumn);
+    for (std::uint32_t unit = 1; unit < kLatin; ++unit) m_columns[unit] = m_columns[places[unit] / kBytesPerColumn];
 }
 
 bool Shuffle::Match(wchar_t const* text) const
 {
+    wchar_t const* const subject = text;
     std::uint32_t state = m_start;
     if (m_opening.Length() != 0 && text::MayReadVector(text)) {
         if (!m_opening.Fits(text)) return false;
@@ -161,7 +176,7 @@ bool Shuffle::Match(wchar_t const* text) const
         if (n < 16 || IsSettled(state)) return IsAccepting(state);
         text += 16;
     }
-    return Walk(state, text);
+    return Walk(state, text, subject);
 }
 
 std::uint32_t Shuffle::Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept
@@ -175,7 +190,7 @@ std::uint32_t Shuffle::Run(std::uint32_t state, wchar_t const* text, std::size_t
         text += 16;
         state = FirstState(states);
         if (IsSettled(state)) return state;
-        if (state == before && state == beforeThat)
+        if ((state == before && state == beforeThat) || state == m_scans.SearchRow())
             if (std::uint32_t const scan = m_scans.OfRow(state); scan != 0)
                 text += m_scans.Skip(scan, text, static_cast<std::size_t>(end - text));
         beforeThat = std::exchange(before, state);

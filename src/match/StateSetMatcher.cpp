@@ -190,10 +190,15 @@ private:
 
 } // namespace
 
-StateSets::StateSets(XCParsedRegEx const& parsed)
-    : nfa(parsed.GetRoot(), std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
-      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(UnitMap::OfClasses(classes, parsed))
+StateSets::StateSets(XCParsedRegEx const& parsed, Nfa const& nodes, NodeFacts const& nodeFacts,
+                     UnitClasses const& unitClasses)
+    : nfa(nullptr, std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
+      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(UnitMap::OfClasses(unitClasses, parsed))
 {
+    // Assigned, because a copy of a list would stand wherever the process has its lists by default.
+    nfa = nodes;
+    facts = nodeFacts;
+    classes = unitClasses;
 }
 
 bool StateSets::Match(wchar_t const* text) const

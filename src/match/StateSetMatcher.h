@@ -9,7 +9,9 @@
 namespace xc::match {
 
 struct StateSets : Program {
-    explicit StateSets(XCParsedRegEx const& parsed);
+    /// Copies what was built already, onto the heap.
+    StateSets(XCParsedRegEx const& parsed, Nfa const& nodes, NodeFacts const& nodeFacts,
+              UnitClasses const& unitClasses);
     /// The first unit that a stopping state need not lead to itself on.
     static constexpr std::uint32_t kUncommon = 0xFFFE;
 

@@ -41,6 +41,15 @@ public:
     {
         return state >= m_firstAccepting || state == m_stopRow;
     }
+    /// Whether a look at the whole subject may tell that it does not match.
+    [[nodiscard]] bool MayRefuse() const noexcept { return m_stopRow == kNoRow || !m_needed.IsEmpty(); }
+    /// @param n all units of the subject, at least one.
+    [[nodiscard]] bool Refuses(wchar_t const* subject, std::size_t n) const noexcept
+    {
+        std::uint32_t mayEnd = m_endRow;
+        Step(mayEnd, subject[n - 1]);
+        return (m_stopRow == kNoRow && mayEnd == 0) || m_needed.IsAbsent(subject, n);
+    }
     /// Long texts: by lanes where that works, else one unit after the other.
     [[nodiscard]] std::uint32_t Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept;
 
@@ -66,9 +75,9 @@ private:
     {
         state = Next(m_cells.data(), static_cast<std::uint16_t>(unit) < 0x100 ? m_latin[unit] : m_map[unit], state);
     }
-    [[gnu::noinline]] bool Walk(std::uint32_t state, wchar_t const* text) const noexcept
+    [[gnu::noinline]] bool Walk(std::uint32_t state, wchar_t const* text, wchar_t const* subject) const noexcept
     {
-        return WalkSubject(*this, state, text);
+        return WalkSubject(*this, state, text, subject);
     }
     /// What steps over units of the first page need, in registers.
     struct Latin {
@@ -92,13 +101,16 @@ private:
     UnitMap m_map;
     std::uint16_t const* m_latin; ///< its first page
     LoopScans m_scans;
+    LiteralFinder m_needed; ///< one of these stands in every match
     Opening m_opening;
     std::uint32_t m_start, m_afterOpening, m_firstAccepting, m_stopRow, m_lastSettled;
-    std::uint32_t m_scanColumn; ///< the last cell of a row names the scan of its loop
+    std::uint32_t m_searchState; ///< that of the scan for literals
+    std::uint32_t m_scanColumn;  ///< the last cell of a row names the scan of its loop
     /// After the rows of the states: where a column leads from all states that it does not end, 0 when there are several
     /// such places.
     std::uint32_t m_tellRow;
-    bool m_tells = false; ///< some column has one
+    std::uint32_t m_endRow; ///< after that: whether a column leads to an accepting state from anywhere
+    bool m_tells = false;   ///< some column has one
     List<Cell> m_cells;
 };
 
@@ -116,16 +128,16 @@ std::uint32_t OnlyTarget(ReducedDfa const& dfa, std::uint32_t column) noexcept
     return target;
 }
 
-/// With the row that tells places, and the column of scans.
+/// With the rows that tell places and ends, and the column of scans.
 std::size_t CellCount(ReducedDfa const& dfa) noexcept
 {
-    return (std::size_t{dfa.rowCount} + 1) * (dfa.columnCount + 1);
+    return (std::size_t{dfa.rowCount} + 2) * (dfa.columnCount + 1);
 }
 
 template <class Cell>
 Table<Cell>::Table(Blueprint const& plan)
     : Program(CellCount(plan.dfa) * sizeof(Cell) + 2048), m_map(plan.MapOfColumns(0, kColumn, Arrays())),
-      m_latin(m_map.FirstPage()), m_scans(plan, Arrays()), m_opening(plan),
+      m_latin(m_map.FirstPage()), m_scans(plan, Arrays()), m_needed(plan.NeededLiterals(), Arrays()), m_opening(plan),
       m_scanColumn(plan.dfa.columnCount * kColumn), m_cells(CellCount(plan.dfa), Arrays())
 {
     ReducedDfa const& dfa = plan.dfa;
@@ -135,10 +147,17 @@ Table<Cell>::Table(Blueprint const& plan)
     m_firstAccepting = dfa.firstAccepting * stride;
     m_stopRow = dfa.hasStop ? stride : kNoRow;
     m_lastSettled = dfa.LastSettled() * stride;
+    m_searchState = m_scans.SearchRow() == kNoRow ? kNoRow : m_scans.SearchRow() * stride;
     m_tellRow = dfa.rowCount * stride;
+    m_endRow = m_tellRow + stride;
     Cell* cell = m_cells.data();
+    Cell* const ends = cell + m_endRow / sizeof(Cell);
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row) {
-        for (std::uint32_t const next : dfa.Row(row)) *cell++ = static_cast<Cell>(next * stride);
+        std::span<std::uint32_t const> const targets = dfa.Row(row);
+        for (std::size_t column = 0; column < targets.size(); ++column) {
+            *cell++ = static_cast<Cell>(targets[column] * stride);
+            if (targets[column] >= dfa.firstAccepting) ends[column] = 1;
+        }
         *cell++ = static_cast<Cell>(m_scans.OfRow(row));
     }
     for (std::uint32_t column = 0; column < dfa.columnCount; ++column) {
@@ -152,6 +171,7 @@ Table<Cell>::Table(Blueprint const& plan)
 template <class Cell>
 bool Table<Cell>::Match(wchar_t const* text) const
 {
+    wchar_t const* const subject = text;
     std::uint32_t state = m_start;
     if (m_opening.Length() != 0 && text::MayReadVector(text)) {
         // One comparison of vectors refuses most subjects of patterns with a fixed beginning, before any state is
@@ -176,7 +196,7 @@ bool Table<Cell>::Match(wchar_t const* text) const
         }
         if (IsSettled(state)) return IsAccepting(state);
     }
-    return Walk(state, text);
+    return Walk(state, text, subject);
 }
 
 template <class Cell>
@@ -190,7 +210,7 @@ template <class Cell>
 std::uint32_t Table<Cell>::Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept
 {
     std::size_t const leastLane = m_tells ? kShortLane : kLane;
-    bool agreed = true;
+    bool agreed = m_searchState == kNoRow; // what is passed over by searching need not be read in four places
     while (n >= kProbe + kLanes * leastLane && agreed) {
         std::size_t const done = RunSteps(state, text, n, kProbe);
         text += done;
@@ -227,7 +247,7 @@ std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std
             else
                 current = StepFour(current, text + i);
         }
-        if (current == before && current == beforeThat)
+        if ((current == before && current == beforeThat) || current == m_searchState)
             if (std::uint32_t const scan = Next(m_cells.data(), m_scanColumn, current); scan != 0)
                 i += m_scans.Skip(scan, text + i, n - i);
         // Twice in a row, because two equal states eight units apart are common in texts that merely have a rhythm.
