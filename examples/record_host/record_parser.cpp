@@ -60,7 +60,8 @@ bool RecordParser::ParseLine(XCString& text, TextPlace place, Record& record)
 {
     std::wstring_view const line = text.View().substr(place.begin, place.length);
     std::wstring_view day, time, kind, rest;
-    if (!m_line.Read(line, XCField(L"day", day), XCField(L"time", time), XCField(L"kind", kind), XCField(L"text", rest)))
+    if (!m_line.Read(line, XCField(L"day", day), XCField(L"time", time), XCField(L"kind", kind),
+                     XCField(L"text", rest)))
         return false;
     if (!ParseDay(day, record.day) || !record.time.FromString(XCString(time), L"%H:%M:%S")) return false;
 

@@ -112,6 +112,8 @@ TEST(Fields, ALineIntoTextsNumbersAndDates)
     EXPECT_TRUE(line.Read(text, XCField(L"took", took), XCField(L"time", time), XCField(L"level", level)));
     EXPECT_EQ(took, 40);
     EXPECT_TRUE(level == L"INFO" && time.GetTime().AsString(L"%S.%L") == L"56.789");
+    std::wstring_view what;
+    EXPECT_TRUE(line.Read(text, XCField(L"what", what)) && what == L"saved" && what.data() == text.data() + 29);
     unsigned char small = 7;
     double real = 0;
     struct Case {
