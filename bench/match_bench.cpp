@@ -183,6 +183,31 @@ Shape const kAttacks[] = {
     {"wrong_guesses", L"((a|b){9}(a|b){9}c?)*", [](std::size_t n) { return Repeat(L"abb", n); }},
     {"states_1024", L"(a|b)*a(a|b){9}", [](std::size_t n) { return Scattered(n); }},
     {"states_2_to_19", L"(a|b)*a(a|b){9}(a|b){9}", [](std::size_t n) { return Scattered(n); }},
+    // Literals that nearly stand everywhere, overlap, or share what the search looks at.
+    {"near_literals", L".*(ERROR|FATAL|PANIC)[0-9].*", [](std::size_t n) { return Repeat(L"ERRORFATALPANIC", n); }},
+    {"near_literals_one_short", L".*(ERROR|FATAL|PANIC)[0-9].*",
+     [](std::size_t n) { return Repeat(L"ERROFATAPANI", n); }},
+    {"literals_crossed", L".*(ab|ba)[0-9].*", [](std::size_t n) { return Repeat(L"ab", n); }},
+    {"literal_of_one_unit", L".*(aa|aaa|aaaa)b.*", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"long_common_beginning", L".*(aaaaaaaaab|aaaaaaaaac)[0-9].*", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"low_bytes_alike", L".*(ERROR|FATAL)[0-9].*",
+     [](std::size_t n) { return Repeat(L"\x0445\x0452\x0452\x044F\x0452", n); }},
+    {"literal_then_class", L".*dur=[0-9]{4,9}ms.*", [](std::size_t n) { return Repeat(L"dur=17ms ", n); }},
+    {"literal_then_long_class", L".*dur=[0-9]*ms.*",
+     [](std::size_t n) { return Repeat(L"dur=17777777777777777m", n); }},
+    {"needed_at_the_end", L"[a-z]+@[a-z]+", [](std::size_t n) { return std::wstring(n - 1, L'a') + L"@"; }},
+    {"needed_everywhere", L"([a-z]+@)+[a-z]+[0-9]", [](std::size_t n) { return Repeat(L"a@", n); }},
+    {"refused_at_last_unit", L"[a-z0-9_]+", [](std::size_t n) { return std::wstring(n - 1, L'a') + L"!"; }},
+    {"words_one_short", L".*(needle|noodle|nettle|needed).*",
+     [](std::size_t n) { return Repeat(L"needlnoodlnettl", n); }},
+    {"words_of_one_letter", L".*(aaaaaaab|aaaaab|aaab|ab).*", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"words_of_every_length", L".*(a|ba|cba|dcba|edcba).*", [](std::size_t n) { return Repeat(L"edcb", n); }},
+    {"words_overlapping", L".*(abcabd|bcabca|cabcac).*", [](std::size_t n) { return Repeat(L"abc", n); }},
+    {"needle_overlapping", L".*abababababababac.*", [](std::size_t n) { return Repeat(L"ab", n); }},
+    {"needles_overlapping", L".*abababac.*babababc.*", [](std::size_t n) { return Repeat(L"ab", n); }},
+    {"beginning_almost", L"(a{9}){9}b.*", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"ends_almost", L".*(a|b){9}c", [](std::size_t n) { return Scattered(n); }},
+    {"gap_in_a_gap", L".*a[^c]*b[^a]*c.*d", [](std::size_t n) { return Repeat(L"abc", n); }},
 };
 
 void RegisterAttack(Shape const& shape, char const* form, XCRegEx::Limits const& limits)
@@ -197,6 +222,43 @@ void RegisterAttack(Shape const& shape, char const* form, XCRegEx::Limits const&
         ->RangeMultiplier(2)
         ->Range(65536, 262144)
         ->Complexity(benchmark::oN);
+}
+
+/// Log text of n units.
+std::wstring LogText(std::size_t n)
+{
+    return Repeat(L"2024-06-07 12:34:56 INFO net.io [4711] connection from peer 10.11.12.13 dur=17ms\n", n);
+}
+
+/// A list of made words.
+std::wstring MadeWords(std::size_t count)
+{
+    std::wstring list;
+    std::uint32_t bits = 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0) list += L'|';
+        for (std::size_t letters = 4 + i % 9; letters > 0; --letters) {
+            bits = bits * 1664525 + 1013904223;
+            list += static_cast<wchar_t>(L'a' + (bits >> 16) % 26);
+        }
+    }
+    return list;
+}
+
+/// Log text is searched in vain.
+Shape const kSearches[] = {
+    {"three_words", L".*(ERROR|FATAL|PANIC).*", LogText},
+    {"ten_words", L".*(alpha|bravo|charlie|delta|echo|foxtrot|golf|hotel|india|juliett).*", LogText},
+    {"duration", L".*dur=[0-9]{4,9}ms.*", LogText},
+    {"email_without_at", L"[a-zA-Z0-9._]+@[a-zA-Z0-9.]+\\.[a-z]{2,4}",
+     [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"refused_at_last_unit", L"[a-z0-9_]+", [](std::size_t n) { return std::wstring(n - 1, L'a') + L"!"; }},
+};
+
+void SearchWords(benchmark::State& state, std::wstring const& pattern, std::wstring const& text)
+{
+    XCRegEx const expression = Compile(pattern.c_str());
+    Measure(state, text, [&](wchar_t const* subject) { return expression.Match(subject); });
 }
 
 /// Subjects of fixed size: one call each.
@@ -225,6 +287,12 @@ bool const g_registered = [] {
     for (Shape const& shape : kShapes)
         for (std::size_t const n : {16u, 1024u, 65536u, 4194304u}) RegisterShape(shape, n);
     for (Shape const& shape : kCalls) RegisterShape(shape, 40);
+    for (Shape const& shape : kSearches) RegisterShape(shape, 65536);
+    std::wstring const words = MadeWords(10000);
+    benchmark::RegisterBenchmark("Match/one_of_10000_words", SearchWords, words, words.substr(0, words.find(L'|')));
+    benchmark::RegisterBenchmark("Match/10000_words_in/65536", SearchWords, L".*(" + words + L").*", LogText(65536));
+    benchmark::RegisterBenchmark("Construct/10000_words",
+                                 [words](benchmark::State& state) { Construct(state, words.c_str()); });
     for (Shape const& shape : kAttacks) {
         RegisterAttack(shape, "", {});
         RegisterAttack(shape, "_sets", {0, 0});

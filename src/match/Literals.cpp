@@ -124,7 +124,11 @@ std::uint32_t Worth(List<Literal> const& texts) noexcept
         least = std::min(least, rarity);
     }
     constexpr std::uint32_t kLeast = 3; // a single common letter stands everywhere
-    return least < kLeast || texts.empty() ? 0 : 32 * least - static_cast<std::uint32_t>(texts.size());
+    // The packed comparison has eight buckets; with more texts nearly every place looks like one of them.
+    constexpr std::size_t kMost = 16;
+    return least < kLeast || texts.empty() || texts.size() > kMost
+               ? 0
+               : 32 * least - static_cast<std::uint32_t>(texts.size());
 }
 
 } // namespace

@@ -92,7 +92,16 @@ LoopScans::LoopScans(Blueprint const& plan, Memory memory) : m_scans(memory), m_
     if (m_finder.IsEmpty()) return;
     m_searchRow = dfa.start;
     m_scanOfRow.resize(dfa.rowCount);
+    m_plainScan = m_scanOfRow[m_searchRow];
     m_scanOfRow[m_searchRow] = static_cast<std::uint16_t>(kSearch);
+}
+
+/// Texts without the units that literals begin with are passed over by the plain scan, whatever their low bytes are.
+std::size_t LoopScans::SkipBySearch(wchar_t const* text, std::size_t n) const noexcept
+{
+    constexpr std::size_t kFar = 64;
+    std::size_t const plain = m_plainScan != 0 ? Skip(m_plainScan, text, n) : 0;
+    return plain >= kFar ? plain : std::max(plain, SkipToLiteral(text, n));
 }
 
 /// Up to the place of the next literal the pattern can only loop, but parts of literals may be on their way in the

@@ -110,7 +110,7 @@ public:
     /// How many units keep the state of this scan (not 0).
     [[nodiscard]] std::size_t Skip(std::uint32_t scan, wchar_t const* text, std::size_t n) const noexcept
     {
-        if (scan == kSearch) return SkipToLiteral(text, n);
+        if (scan == kSearch) return SkipBySearch(text, n);
         Scan const& chosen = m_scans[scan - 1];
         return chosen.forInside ? text::FindInside(text, n, chosen.ranges) : text::FindOutside(text, n, chosen.ranges);
     }
@@ -118,6 +118,7 @@ public:
 private:
     static constexpr std::uint32_t kSearch = kMax;
 
+    [[nodiscard]] std::size_t SkipBySearch(wchar_t const* text, std::size_t n) const noexcept;
     [[nodiscard]] std::size_t SkipToLiteral(wchar_t const* text, std::size_t n) const noexcept;
 
     struct Scan {
@@ -128,6 +129,24 @@ private:
     List<std::uint16_t> m_scanOfRow;
     LiteralFinder m_finder;
     std::uint32_t m_searchRow = kNoRow;
+    std::uint32_t m_plainScan = 0; ///< of that row, without the search
+};
+
+/// When a search is worth its call again: one that passes over little is put off, longer each time.
+class SearchPace {
+public:
+    [[nodiscard]] bool MaySearch(std::size_t at) const noexcept { return at >= m_next; }
+    void Note(std::size_t at, std::size_t skipped) noexcept
+    {
+        constexpr std::size_t kLeast = 32;
+        constexpr std::size_t kMost = 2048;
+        m_pause = skipped >= kLeast ? 0 : std::min(kMost, 2 * m_pause + kLeast);
+        m_next = at + m_pause;
+    }
+
+private:
+    std::size_t m_next = 0;
+    std::size_t m_pause = 0;
 };
 
 /// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided
@@ -140,7 +159,7 @@ bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text,
 {
     constexpr std::size_t kFirstStretch = 1024;
     constexpr std::size_t kStretch = 32768;
-    constexpr std::size_t kWhole = 131072;
+    constexpr std::size_t kWhole = 524288;
     std::size_t stretch = kFirstStretch;
     while (!engine.IsSettled(state)) {
         std::size_t const n = text::UnitCount(text, stretch);

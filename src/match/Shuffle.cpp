@@ -185,14 +185,20 @@ std::uint32_t Shuffle::Run(std::uint32_t state, wchar_t const* text, std::size_t
     wchar_t const* const end = text + n;
     std::uint32_t before = state;
     std::uint32_t beforeThat = kNoRow;
+    SearchPace pace;
     while (end - text >= 16) {
         StepVector(states, text, Load16(text), 16);
         text += 16;
         state = FirstState(states);
         if (IsSettled(state)) return state;
-        if ((state == before && state == beforeThat) || state == m_scans.SearchRow())
-            if (std::uint32_t const scan = m_scans.OfRow(state); scan != 0)
-                text += m_scans.Skip(scan, text, static_cast<std::size_t>(end - text));
+        bool const searches = state == m_scans.SearchRow();
+        auto const left = static_cast<std::size_t>(end - text);
+        if (searches ? pace.MaySearch(n - left) : state == before && state == beforeThat) {
+            std::uint32_t const scan = m_scans.OfRow(state);
+            std::size_t const skipped = scan != 0 ? m_scans.Skip(scan, text, left) : 0;
+            text += skipped;
+            if (searches) pace.Note(n - left + skipped, skipped);
+        }
         beforeThat = std::exchange(before, state);
     }
     StepAny(states, text, static_cast<std::size_t>(end - text));

@@ -238,6 +238,7 @@ std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std
     std::uint32_t current = state; // kept in a register
     std::uint32_t before = current;
     std::uint32_t beforeThat = kNoRow;
+    SearchPace pace;
     std::size_t i = 0;
     while (i < least && i + 8 <= n && !IsSettled(current)) {
         for (std::size_t const end = i + 8; i != end; i += 4) {
@@ -247,9 +248,13 @@ std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std
             else
                 current = StepFour(current, text + i);
         }
-        if ((current == before && current == beforeThat) || current == m_searchState)
-            if (std::uint32_t const scan = Next(m_cells.data(), m_scanColumn, current); scan != 0)
-                i += m_scans.Skip(scan, text + i, n - i);
+        bool const searches = current == m_searchState;
+        if (searches ? pace.MaySearch(i) : current == before && current == beforeThat) {
+            std::uint32_t const scan = Next(m_cells.data(), m_scanColumn, current);
+            std::size_t const skipped = scan != 0 ? m_scans.Skip(scan, text + i, n - i) : 0;
+            i += skipped;
+            if (searches) pace.Note(i, skipped);
+        }
         // Twice in a row, because two equal states eight units apart are common in texts that merely have a rhythm.
         beforeThat = std::exchange(before, current);
     }

@@ -2,13 +2,13 @@
 //
 // A list of ten thousand words is an automaton of fifty thousand states, which takes milliseconds to build and does not
 // fit the caches. The words themselves fit a hash table, which is built in one pass over them. A whole subject is one
-// look-up. Where words are searched for, most places must be passed over without one: up to Literals::kMax words are found
-// by packed comparison (LiteralFinder.cpp); for more, a bit for each hash of the first four units tells where none
-// begins. At the places left over every length that a word has is looked up; a list whose words are longer than 64 units
-// is left to the automata, so that the look-ups at one place are bounded.
+// look-up. Where more than kFewWords words are searched for, a bit for each hash of the first four units tells at most
+// places that none begins there; at the others the words with these four units are compared. Lists that have more than
+// kLongestChain words with the same beginning, or words of more than 64 units, are left to the automata, so that the
+// work at one place is bounded.
 //
-// COST      Alone: two passes over a subject that is no longer than the longest word. Within: 0.1 to 2 ns a unit, at worst
-//           a look-up of each length at each unit. Building: O(units of the words).
+// COST      Alone: two passes over a subject that is no longer than the longest word. Within: one to two ns a unit, at worst
+//           kLongestChain comparisons at each unit. Building: O(units of the words).
 // INVARIANT A search ends at the first U+FFFF, which "." never matches; a word found before it decides.
 #include "match/Words.h"
 
@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace xc::match {
 
@@ -26,8 +27,9 @@ namespace {
 using Node = XCRegExSyntaxNode;
 
 constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15u;
-constexpr std::size_t kLead = 4; ///< units that fit 64 bits
-constexpr int kFilterBits = 18;  ///< 32 KiB: the nearest cache
+constexpr std::size_t kLead = 4;  ///< units that fit 64 bits
+constexpr int kFilterBits = 18;   ///< 32 KiB: the nearest cache
+constexpr int kLongestChain = 16; ///< words with the same leading units
 
 /// Up to four units as one number; those beyond n are 0.
 std::uint64_t Lead(wchar_t const* text, std::size_t n) noexcept
@@ -48,6 +50,12 @@ std::uint64_t HashOf(std::wstring_view text) noexcept
         hash ^= hash >> 32;
     }
     return hash;
+}
+
+/// In bytes, because that comparison is the fastest one of every runtime.
+bool BeginsWith(std::wstring_view text, std::wstring_view word) noexcept
+{
+    return word.size() <= text.size() && std::memcmp(text.data(), word.data(), word.size() * sizeof(wchar_t)) == 0;
 }
 
 /// The alternative that is the tree, alone or between two gaps; null for another form. @param within tells which.
@@ -80,12 +88,16 @@ std::unique_ptr<Words const> Words::From(Node const* root)
         size.units += length;
         size.longest = std::max(size.longest, length);
     }
-    return std::make_unique<Words>(*alternative, size, within);
+    // Few words are a small automaton, which passes over most of a text by packed comparison.
+    if (within && size.words <= kFewWords) return {};
+    auto words = std::make_unique<Words>(*alternative, size, within);
+    return words->m_suits ? std::move(words) : nullptr;
 }
 
 Words::Words(Node const& alternative, Size const& size, bool within)
     : Program(size.units * sizeof(wchar_t) + size.words * 16 + 64), m_within(within), m_text(Arrays()),
-      m_ends(Arrays()), m_slots(std::bit_ceil(2 * size.words), Arrays()), m_finder(Arrays()), m_filter(Arrays())
+      m_ends(Arrays()), m_slots(std::bit_ceil(2 * size.words), Arrays()), m_filter(Arrays()), m_leadSlots(Arrays()),
+      m_next(Arrays())
 {
     m_text.reserve(size.units);
     m_ends.reserve(size.words);
@@ -121,44 +133,47 @@ bool Words::Holds(std::wstring_view text) const noexcept
 {
     std::size_t const mask = m_slots.size() - 1;
     for (std::size_t slot = HashOf(text) & mask; m_slots[slot] != 0; slot = (slot + 1) & mask)
-        if (Word(m_slots[slot] - 1) == text) return true;
+        if (std::wstring_view const word = Word(m_slots[slot] - 1);
+            word.size() == text.size() && BeginsWith(text, word))
+            return true;
     return false;
 }
 
 void Words::PrepareSearch()
 {
-    for (std::uint32_t number = 0; number < m_ends.size(); ++number)
-        m_lengths |= std::uint64_t{1} << (Word(number).size() - 1);
-    if (m_ends.size() <= Literals::kMax && m_shortest > 1) PrepareFinder();
-    if (m_finder.IsEmpty()) PrepareFilter();
-}
-
-void Words::PrepareFinder()
-{
-    Literals literals(Arrays());
-    literals.texts.reserve(m_ends.size());
-    for (std::uint32_t number = 0; number < m_ends.size(); ++number) {
-        std::wstring_view const word = Word(number);
-        Literal& literal = literals.texts.emplace_back();
-        literal.length = std::min(word.size(), Literal::kMax);
-        std::copy_n(word.begin(), literal.length, literal.units.begin());
-    }
-    m_finder = LiteralFinder(literals, Arrays());
-}
-
-void Words::PrepareFilter()
-{
     m_leadMask = m_shortest >= kLead ? ~std::uint64_t{0} : (std::uint64_t{1} << 16 * m_shortest) - 1;
     m_filter.resize((std::size_t{1} << kFilterBits) / 64);
-    for (std::uint32_t number = 0; number < m_ends.size(); ++number) {
-        std::size_t const bit = FilterBit(Lead(Word(number).data(), Word(number).size()));
+    m_leadSlots.resize(m_slots.size());
+    m_next.resize(m_ends.size());
+    for (std::uint32_t number = 0; number < m_ends.size() && m_suits; ++number) {
+        std::uint64_t const lead = LeadOf(Word(number));
+        std::size_t const bit = FilterBit(lead);
         m_filter[bit / 64] |= std::uint64_t{1} << bit % 64;
+        std::uint32_t& first = m_leadSlots[LeadSlot(lead)];
+        m_next[number] = std::exchange(first, number + 1);
+        int chain = 0;
+        for (std::uint32_t at = first; at != 0; at = m_next[at - 1]) ++chain;
+        m_suits = chain <= kLongestChain;
     }
+}
+
+/// Where the words with these leading units begin, or would.
+std::size_t Words::LeadSlot(std::uint64_t lead) const noexcept
+{
+    std::size_t const mask = m_leadSlots.size() - 1;
+    std::size_t slot = lead * kOdd >> 32 & mask;
+    while (m_leadSlots[slot] != 0 && LeadOf(Word(m_leadSlots[slot] - 1)) != lead) slot = (slot + 1) & mask;
+    return slot;
+}
+
+std::uint64_t Words::LeadOf(std::wstring_view text) const noexcept
+{
+    return Lead(text.data(), text.size()) & m_leadMask;
 }
 
 std::size_t Words::FilterBit(std::uint64_t lead) const noexcept
 {
-    return static_cast<std::size_t>((lead & m_leadMask) * kOdd >> (64 - kFilterBits));
+    return static_cast<std::size_t>(lead * kOdd >> (64 - kFilterBits));
 }
 
 bool Words::Match(wchar_t const* text) const
@@ -185,32 +200,12 @@ bool Words::MatchWithin(wchar_t const* text) const noexcept
 
 bool Words::StandsIn(wchar_t const* text, std::size_t n) const noexcept
 {
-    if (m_finder.IsEmpty()) return StandsInByFilter(text, n);
-    for (std::size_t at = 0; at < n; ++at) {
-        std::size_t const found = m_finder.Find(text + at, n - at);
-        if (found == LiteralFinder::kNone) return false;
-        at += found;
-        // The finder knows the first units only, and may have given up.
-        if (BeginsAt(text + at, n - at)) return true;
-    }
-    return false;
-}
-
-bool Words::StandsInByFilter(wchar_t const* text, std::size_t n) const noexcept
-{
     for (std::size_t at = 0; at + m_shortest <= n; ++at) {
-        std::size_t const bit = FilterBit(Lead(text + at, n - at));
-        if ((m_filter[bit / 64] >> bit % 64 & 1) != 0 && BeginsAt(text + at, n - at)) return true;
-    }
-    return false;
-}
-
-bool Words::BeginsAt(wchar_t const* text, std::size_t n) const noexcept
-{
-    for (std::uint64_t lengths = m_lengths; lengths != 0; lengths &= lengths - 1) {
-        auto const length = static_cast<std::size_t>(std::countr_zero(lengths)) + 1;
-        if (length > n) return false;
-        if (Holds({text, length})) return true;
+        std::uint64_t const lead = LeadOf({text + at, n - at});
+        std::size_t const bit = FilterBit(lead);
+        if ((m_filter[bit / 64] >> bit % 64 & 1) == 0) continue;
+        for (std::uint32_t word = m_leadSlots[LeadSlot(lead)]; word != 0; word = m_next[word - 1])
+            if (BeginsWith({text + at, n - at}, Word(word - 1))) return true;
     }
     return false;
 }
