@@ -12,6 +12,6 @@ XC_MATCH_PAIRS=20 GTEST_FILTER='-HostLife.AThousand*:ModulePaths.FoldersWith*' c
     -E '^(library_image|install_and_consume)$' >"$build/coverage-tests.log" 2>&1 ||
     { tail -n 30 "$build/coverage-tests.log" >&2; exit 1; }
 gcovr --root . --filter 'src/' --filter 'include/' --exclude-throw-branches --exclude-unreachable-branches \
-    --gcov-executable x86_64-w64-mingw32-gcov-posix --json "$build/coverage.json" "$build/src" >"$build/gcovr.log" 2>&1 ||
+    --gcov-executable x86_64-w64-mingw32-gcov-posix --json "$build/coverage.json" "$build/src" "$build/tests" >"$build/gcovr.log" 2>&1 ||
     { tail -n 20 "$build/gcovr.log" >&2; exit 1; }
 exec python3 scripts/coverage_page.py "$build/coverage.json"
