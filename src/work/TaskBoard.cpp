@@ -200,7 +200,7 @@ void TaskBoard::Finish(XCTask& task, XCTaskState state) noexcept
 void TaskBoard::FinishInTree(XCTask& task, XCTaskState state, GroupState*& released) noexcept
 {
     TaskNode& node = TaskAccess::Node(task);
-    // Before the end shows: a waiter that wakes may destroy the task, whose children would then hang from freed memory.
+    // First: the tree holds unfinished nodes alone, and the children hang from the parent from now on.
     Remove(node);
     TaskAccess::State(task).store(TaskAccess::Word(state), std::memory_order_release);
     Wake(node);
