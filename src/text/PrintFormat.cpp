@@ -106,6 +106,8 @@ FormatValue NarrowUpTo(char const* text, std::size_t limit) noexcept
 
 ArgumentListSource::ArgumentListSource(va_list arguments)
 {
+    // A copy, since reading moves the list on, and whether the caller's moves with it differs from platform to
+    // platform.
     va_copy(m_arguments, arguments);
 }
 
@@ -191,7 +193,7 @@ FormatValue BoolValue(bool value, wchar_t letter) noexcept
 
 } // namespace
 
-// {
+/// The kind of the argument decides, not the letter: a format from outside cannot make a number into an address.
 FormatValue TypedSource::Next(Conversion const& wanted)
 {
     // A conversion without an argument: what it says is printed as it stands, and nothing is read from anywhere.
@@ -408,6 +410,7 @@ void FormatPlan::Add(Piece const& piece)
 // A string may be formatted into itself. Its memory is written over only when no piece reads from it.
 bool FormatPlan::RefersTo(void const* begin, void const* end) const noexcept
 {
+    // Pointers into different blocks: `<` is not defined for them, std::less is.
     std::less<> const before;
     auto const overlaps = [&](void const* from, std::size_t bytes) {
         return before(from, end) && before(begin, static_cast<char const*>(from) + bytes);
@@ -426,6 +429,7 @@ bool FormatPlan::RefersTo(void const* begin, void const* end) const noexcept
 
 namespace {
 
+/// 22 digits, sign, prefix and the zero of "#"; for doubles the exponent forms and the shortest form as well.
 constexpr std::size_t kIntegerAllowance = 32;
 constexpr std::size_t kDoubleAllowance = 128;
 

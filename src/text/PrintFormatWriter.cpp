@@ -39,6 +39,8 @@ struct NumberField {
 };
 
 /// All decimals that a double can have in fixed form, and its digits before the point.
+/// The smallest double is 2 to the power -1074, whose last digit is the 1074th. With 309 digits before the point the
+/// longest text is below 1,400 units.
 constexpr std::int32_t kMostDecimals = 1074;
 constexpr std::size_t kDoubleBuffer = 1536;
 
@@ -86,6 +88,7 @@ private:
     void Set(std::to_chars_result written, char exponentMark) noexcept
     {
         m_end = written.ptr;
+        // Zeros of a large precision go between digits and exponent.
         m_exponent = exponentMark == 0 ? m_end : std::find(m_buffer, m_end, exponentMark);
     }
     /// With "#" a number has a point also when no decimal follows.
@@ -132,6 +135,7 @@ private:
     }
     void MakeHex() noexcept
     {
+        // 52 bits of the fraction are 13 digits; further ones are zeros.
         constexpr std::int32_t kHexDigits = 13;
         char* const limit = m_buffer + kDoubleBuffer - 1;
         std::int32_t const written = std::min(m_precision, kHexDigits);
@@ -278,6 +282,7 @@ private:
         if (left) Fill(L' ', blanks);
     }
 
+    // The letter and the value may disagree where the format comes from outside: every pair has a defined answer.
     void PutIntegerOrUnit(Piece const& piece) noexcept
     {
         constexpr std::uint64_t kIntegerLetters = BitsOfLetters("diuoxX");
@@ -337,6 +342,7 @@ private:
         if (piece.precision >= 0 && static_cast<std::size_t>(piece.precision) > field.digits.size())
             field.leadingZeros = static_cast<std::size_t>(piece.precision) - field.digits.size();
         if ((piece.flags & kAlternate) != 0) {
+            // As in C, "#" makes the first octal digit a zero by raising the precision, if it is none already.
             if (base == 8 && field.leadingZeros == 0 && (magnitude != 0 || piece.precision == 0))
                 field.leadingZeros = 1;
             if (base == 16 && magnitude != 0) {
@@ -366,6 +372,7 @@ private:
         double const value = piece.value.asDouble;
         NumberField field;
         bool const isNumber = !std::isnan(value);
+        // The sign bit of what is no number carries no meaning and differs between processors.
         AddSign(field, isNumber && std::signbit(value), piece.flags);
         bool const upper = piece.letter == L'E' || piece.letter == L'G' || piece.letter == L'A';
         auto const form = static_cast<char>(piece.letter | 0x20);

@@ -146,6 +146,7 @@ double XCStringNumbers::AsDouble(bool* ok) const
     while (IsSpace(*text)) ++text;
     bool const negative = *text == L'-';
     if (negative || *text == L'+') ++text;
+    // Narrowed for from_chars, which reads bytes. Short texts need no allocation for it.
     std::string const digits = DecimalPart(text);
     double value = 0;
     std::from_chars_result const read = std::from_chars(digits.data(), digits.data() + digits.size(), value);

@@ -87,6 +87,8 @@ void XCString::ResizeCapacity(std::size_t n)
     if (n <= capacity && !IsShared()) return;
     std::size_t wanted = capacity;
     if (capacity < n) wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
+    // A shared block stays as it is for its other owners. This string gives up its share at the end, when nothing can
+    // fail.
     DataDef* const fresh = Alloc(wanted);
     CopyUnits(fresh->Text(), m_data->Text(), m_data->length);
     fresh->length = m_data->length;
@@ -253,6 +255,7 @@ XCString& XCString::Remove(std::size_t pos, std::size_t count)
     std::size_t const length = m_data->length;
     if (pos >= length || count == 0) return *this;
     count = std::min(count, length - pos);
+    // Nothing is left: the block goes back, or to its other owners, instead of being copied.
     if (count == length) {
         Clear();
         return *this;

@@ -36,6 +36,7 @@ unsigned int RunValue(std::uint32_t const* runs, std::size_t count, char32_t poi
 UnicodeRecord const& RecordAbove(char32_t point) noexcept
 {
     static constexpr UnicodeRecord kNone{static_cast<std::uint8_t>(XCUnicodeCategory::Unassigned), 0, 0, 0, 0};
+    // Past the last code point nothing is known; callers may hand on whatever a file held.
     if (point > XCUnicode::kLast) return kNone;
     return kUnicodeRecords[RunValue(kUnicodeRuns, kUnicodeRunCount, point)];
 }
@@ -63,6 +64,7 @@ void AppendSyllable(XCString& text, char32_t number)
 std::wstring_view StoredDecomposition(char32_t point) noexcept
 {
     char32_t const plane = point >> 16;
+    // No code point above plane 2 has a decomposition, as the script that writes the tables asserts.
     if (plane > 2) return {};
     std::uint16_t const* const end = kDecomposed + kDecomposedPlanes[plane + 1];
     std::uint16_t const low = static_cast<std::uint16_t>(point);
