@@ -48,6 +48,7 @@ try {
     what.Append(Digits(records).View());
     what += records == 1 ? L" record for" : L" records for";
     Note(records, what.View(), path, error);
+/// The sentence without its number needs less memory, and the count is kept in any case.
 } catch (std::exception const&) {
     Note(records, L"Gave up records for", path, error);
 }
