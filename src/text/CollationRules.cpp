@@ -162,6 +162,7 @@ public:
     }
 
 private:
+    // Stops at the first item that cannot be placed: those before it stand, as if the line had ended there.
     void Apply(std::vector<RuleItem> const& items)
     {
         for (std::size_t i = 1; i < items.size(); ++i) {

@@ -202,6 +202,7 @@ XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
 
 std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 {
+    // The place itself is always found by the loop below, so that the wide loop stays a pure test.
     std::size_t i = n >= kAvxWorth && HasAvx2() ? SkipEqualAvx2(a, b, n) : 0;
     for (; n - i >= kSseUnits; i += kSseUnits) {
         unsigned int const differ = MaskOf(_mm_cmpeq_epi16(Load8(a + i), Load8(b + i))) ^ 0xFFFF;
@@ -253,6 +254,7 @@ std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noe
 namespace {
 
 constexpr std::uint32_t kFactor = 613;
+/// Eight vectors of eight lanes: enough products under way to hide the time that one multiplication takes.
 constexpr std::size_t kHashBlock = 64;
 
 /// kFactor to the powers 0 to 64.

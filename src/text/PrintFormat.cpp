@@ -273,6 +273,7 @@ private:
             return at;
         }
         piece.letter = *at++;
+        // The conversion as it was written: it is printed so when no value is left for it.
         piece.source = begin;
         piece.sourceLength = static_cast<std::size_t>(at - begin);
         TakeValues(piece);
@@ -372,6 +373,7 @@ private:
 
     void TakeValues(Piece& piece)
     {
+        // Width, precision and value come in the order in which a call passes them; the source cannot go back.
         if ((piece.flags & kStarWidth) != 0) {
             std::int64_t const width = TakeNumber();
             // As in C: a negative width from the arguments means the left side.
@@ -434,6 +436,7 @@ constexpr std::size_t kIntegerAllowance = 32;
 constexpr std::size_t kDoubleAllowance = 128;
 
 /// Digits before the point of a double in fixed form, at most.
+/// From the exponent alone: no logarithm is taken, and the answer is never too small.
 std::size_t WholeDigits(double value) noexcept
 {
     if (!std::isfinite(value)) return 0;
@@ -441,6 +444,7 @@ std::size_t WholeDigits(double value) noexcept
     return exponent > 0 ? static_cast<std::size_t>(exponent) / 3 + 2 : 1; // log10(2) is below a third
 }
 
+/// In units or bytes: a byte of UTF-8 becomes one unit at most, so that the count of bytes is a bound as well.
 std::size_t LengthOfText(FormatValue const& value) noexcept
 {
     return value.pointer ? value.length : kNullText.size();
@@ -471,6 +475,7 @@ void FormatInto(XCString& result, wchar_t const* format, FormatSource& source, s
 {
     FormatPlan const plan(format, source, fieldLimit);
     std::size_t const bound = plan.GetUpperBound();
+    // The bound is a bound: the length is set to what was written, and the block keeps the rest as capacity.
     auto const write = [&](XCString& target) {
         StringAccess::SetLength(target, plan.Write(StringAccess::Units(target), bound));
     };

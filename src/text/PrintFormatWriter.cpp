@@ -54,6 +54,7 @@ void AddSign(NumberField& field, bool negative, std::uint8_t flags) noexcept
         field.AddPrefix(' ');
 }
 
+/// By hand: the functions of the runtime ask for the locale of the thread.
 void MakeUpper(char* begin, char const* end) noexcept
 {
     for (; begin != end; ++begin)
@@ -120,6 +121,7 @@ private:
     void MakeGeneral(std::int32_t precision) noexcept
     {
         if (!m_alternate) {
+            // This form leaves out the zeros at the end, as %g does: none need be filled in.
             std::int32_t const written = std::min(precision, kMostDecimals);
             Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::general, written),
                 'e');
@@ -188,6 +190,7 @@ private:
 
     void Fill(wchar_t unit, std::size_t count) noexcept { m_at = std::fill_n(m_at, std::min(count, Room()), unit); }
 
+    // Digits and signs are ASCII, so that widening needs no decoder.
     void PutAscii(std::string_view text) noexcept
     {
         std::size_t const n = std::min(text.size(), Room());
@@ -205,6 +208,7 @@ private:
         if (left) Fill(L' ', blanks);
     }
 
+    // A precision is a length for texts alone; with %c it says nothing.
     static std::size_t CutLength(Piece const& piece, std::size_t length) noexcept
     {
         bool const cut = piece.precision >= 0 && (piece.letter == L's' || piece.letter == L'S');
@@ -309,12 +313,14 @@ private:
     /// A negative number under %u, %x or %o: its bits in the width that the conversion names, when they fit.
     static std::uint64_t BitsOf(std::int64_t value, FormatSize size) noexcept
     {
+        // A value that does not fit the named width shows all of its 64 bits, rather than a part that looks right.
         auto const bits = static_cast<std::uint64_t>(value);
         if (size == FormatSize::Byte && value >= INT8_MIN) return bits & 0xFF;
         if (size == FormatSize::Short && value >= INT16_MIN) return bits & 0xFFFF;
         return size != FormatSize::Bits64 && value >= INT32_MIN ? bits & 0xFFFFFFFF : bits;
     }
 
+    // Signs belong to %d and %i; the other letters show bits, in which a minus has no place.
     void PutInteger(Piece const& piece) noexcept
     {
         bool const hex = piece.letter == L'x' || piece.letter == L'X';

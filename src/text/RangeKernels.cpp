@@ -100,6 +100,7 @@ template <bool Inside, unsigned... Counts>
 std::size_t ScanCounted(wchar_t const* text, std::size_t n, UnitRanges const& ranges,
                         std::integer_sequence<unsigned, Counts...>) noexcept
 {
+    // A call through a table costs less than one test of the count in each step.
     static constexpr ScanFunction kScans[] = {&ScanAvx2<Counts + 1, Inside>...};
     return kScans[ranges.Count() - 1](text, n, ranges);
 }

@@ -119,6 +119,7 @@ int XCStringNumbers::AsInt(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
 }
+/// 32 bits, as `long` has them on this platform; a compiler whose `long` is wider gives the same limits.
 long XCStringNumbers::AsLong(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);

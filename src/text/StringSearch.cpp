@@ -46,6 +46,7 @@ std::size_t XCString::RFind(wchar_t const* text, std::size_t start) const
     // A hit that begins at the start may reach past it.
     std::size_t const end = std::min(start, length - wanted) + wanted; // of the last place that counts
     std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text, wanted);
+    // An empty text is found at the end of what counts, which is a place like any other.
     return wanted == 0 || at < end ? at : npos;
 }
 

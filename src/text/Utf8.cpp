@@ -65,6 +65,7 @@ std::size_t WidenAsciiRun(wchar_t* out, char const* bytes, std::size_t n) noexce
     return i;
 }
 
+/// The shortest form of a code is its only legal one.
 char* PutSequence(char* out, std::uint32_t code) noexcept
 {
     auto const tail = [code](int shift) { return static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
@@ -153,6 +154,7 @@ wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
 
 } // namespace
 
+/// Room is the caller's part: CountUtf8Bytes tells it, and three bytes for each unit are always enough.
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
 {
     char* at = out;
@@ -387,6 +389,7 @@ std::string_view WithoutBegunCharacter(std::string_view bytes) noexcept
     return bytes;
 }
 
+/// Each byte is the unit of its value, as in Latin-1: nothing can be malformed.
 void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
 {
     std::size_t i = 0;
@@ -399,6 +402,7 @@ void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
     for (; i < bytes.size(); ++i) out[i] = static_cast<wchar_t>(ByteAt(bytes, i));
 }
 
+/// Stops at the first unit that has no byte, whose place the caller tells.
 std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept
 {
     std::size_t i = 0;

@@ -220,6 +220,7 @@ XCLevelCollator::~XCLevelCollator() = default;
 int XCLevelCollator::Compare(wchar_t const* a, wchar_t const* b) const
 {
     CollationData const& data = m_table->GetData();
+    // Equal units have equal elements: the tables are asked from the first difference on.
     std::size_t const differ = xc::text::MismatchOrEnd(a, b);
     if (a[differ] == b[differ]) return 0; // both have ended
     std::size_t const from = xc::text::StartOfElements(data, m_flags, a, b, differ);

@@ -152,6 +152,7 @@ XCString& XCString::Assign(wchar_t const* text, std::size_t count, std::size_t r
     return *this;
 }
 
+/// Even for nothing the string gets a block of its own: callers write into it next, and the empty block is everybody's.
 void XCString::Reserve(std::size_t n)
 {
     ResizeCapacity(n == 0 && m_data->capacity == 0 ? 1 : n);
@@ -161,6 +162,7 @@ void XCString::Reserve(std::size_t n)
 
 void XCString::Set(std::size_t pos, wchar_t unit)
 {
+    // A position past the end is no error anywhere in this class; here there is nothing to change.
     if (pos >= m_data->length) return;
     ResizeCapacity(m_data->length);
     m_data->Text()[pos] = unit;

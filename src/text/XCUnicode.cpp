@@ -55,6 +55,7 @@ constexpr char32_t kVowels = 21;
 /// The two or three letters of a syllable of Hangul.
 void AppendSyllable(XCString& text, char32_t number)
 {
+    // A syllable's number is (lead * 21 + vowel) * 28 + final, by the order in which the standard lists them.
     text += static_cast<wchar_t>(0x1100 + number / (kVowels * kFinals));
     text += static_cast<wchar_t>(0x1161 + number / kFinals % kVowels);
     if (number % kFinals != 0) text += static_cast<wchar_t>(0x11A7 + number % kFinals);
@@ -108,6 +109,7 @@ XCString InCanonicalOrder(XCString const& text)
     for (std::size_t i = 0; i < text.Length();) {
         char32_t const point = XCUnicode::Next(text.View(), i);
         int const combiningClass = XCUnicode::GetCombiningClass(point);
+        // Marks move among each other only: a code point of class 0 is a border that none of them crosses.
         if (combiningClass != 0) {
             marks.push_back({point, combiningClass});
             continue;
