@@ -26,7 +26,7 @@ HEAD = """\
 // blocks at most, digits in rows, marks alone with a combining class) is asserted by the script while it writes.
 """
 WHY = {
-    "records": "What many code points have in common; the columns are those of UnicodeRecord. There are fewer than 257, so "
+    "records": "Facts that many code points have in common; the columns are those of UnicodeRecord. There are fewer than 257, so "
     "that a byte names one in the tables below. Case is a difference and not a target: whole alphabets share one.",
     "blocks": "First stage of the basic plane: the upper ten bits of a unit choose the number of its block. Of blocks of "
     "32 units there are more than a byte can name, and blocks of 128 take more room.",

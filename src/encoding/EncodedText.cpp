@@ -73,8 +73,8 @@ std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
     return text;
 }
 
+/// Goes by a string, since the strict converter asks the system twice; the copy costs little in comparison.
 /// @param malformedAt receives the place of the first byte that is no text.
-/// Goes by a string, since the strict converter asks the system twice; the copy is small beside that.
 std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes, std::size_t* malformedAt = nullptr)
 {
     XCString units;

@@ -184,7 +184,7 @@ void TreeRemoval::RemoveTop()
     m_stack.pop_back();
     // "Not empty" would hide why its entries were never seen.
     if (error != 0 && done.listError != 0) error = done.listError;
-    // What is left in the folder was told entry by entry; the folder itself adds nothing to that.
+    // The entries that are left in the folder were told one by one; the folder itself adds nothing.
     bool const isTold = error == win32::kErrorFolderNotEmpty && done.hasLeft;
     if (!isTold) Tell(done.parent, done.entry, error);
     if (error != 0 && done.parent != kNone) m_stack[done.parent].hasLeft = true;

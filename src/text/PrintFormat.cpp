@@ -475,7 +475,7 @@ void FormatInto(XCString& result, wchar_t const* format, FormatSource& source, s
 {
     FormatPlan const plan(format, source, fieldLimit);
     std::size_t const bound = plan.GetUpperBound();
-    // The bound is a bound: the length is set to what was written, and the block keeps the rest as capacity.
+    // The bound may be too large: the length is set to what was written, and the block keeps the rest as capacity.
     auto const write = [&](XCString& target) {
         StringAccess::SetLength(target, plan.Write(StringAccess::Units(target), bound));
     };

@@ -15,8 +15,8 @@ namespace xc::text {
 // The version of the standard that all of this comes from: answers about letters differ from one to the next.
 wchar_t const kUnicodeVersion[] = L"14.0.0";
 
-// What many code points have in common; the columns are those of UnicodeRecord. There are fewer than 257, so that a
-// byte names one in the tables below. Case is a difference and not a target: whole alphabets share one.
+// Facts that many code points have in common; the columns are those of UnicodeRecord. There are fewer than 257, so that
+// a byte names one in the tables below. Case is a difference and not a target: whole alphabets share one.
 UnicodeRecord const kUnicodeRecords[] = {
     {25, 0, 0, 0, 0}, {25, 1, 0, 0, 0}, {22, 1, 0, 0, 0}, {17, 0, 0, 0, 0}, {19, 0, 0, 0, 0}, {13, 0, 0, 0, 0},
     {14, 0, 0, 0, 0}, {18, 0, 0, 0, 0}, {12, 0, 0, 0, 0}, {8, 0, 0, 0, 0}, {0, 0, 0, 0, 32}, {20, 0, 0, 0, 0},

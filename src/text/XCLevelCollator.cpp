@@ -105,7 +105,7 @@ public:
 
     int Compare() noexcept
     {
-        // What the plain walk noted of the lower levels stands before everything that follows, and so decides first.
+        // Differences of lower levels that the plain walk noted come before all others, and so decide first.
         if (int const primary = WalkPlain()) return primary;
         bool const both = *m_a == L'\0' && *m_b == L'\0';
         if (!both)

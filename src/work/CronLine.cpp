@@ -3,8 +3,8 @@
 // position and the thing expected there make the error. Numbers stop growing at 1000, which no field allows.
 //
 // Kept as the daemons have it: a field that begins with a star counts as one, whatever follows ("*/2"), which later
-// decides how the two kinds of days combine; a step after a single value runs to the end of the range; 7 is Sunday
-// beside 0. Names of months and weekdays go without regard to case and only as their three letters.
+// decides how the two kinds of days combine; a step after a single value runs to the end of the range; 7 is Sunday as 0
+// is. Names of months and weekdays go without regard to case and only as their three letters.
 //
 // INVARIANT No reader moves past the first fault: each tests `expected` before it goes on, and Expect keeps the first
 // text, so that position and text belong together.

@@ -338,8 +338,8 @@ XCPoolStatistics PoolCore::Statistics() noexcept
     now.idle = m_resting;
     now.blocked = m_blocked;
     now.queued = m_queued + Ahead();
-    // Each worker counts on its own stack, without the lock; only a reader adds up. The sum may be a task or two
-    // behind.
+    // Each worker counts on its own stack, without the lock; only a reader adds up. The sum may miss a task or two that
+    // end at this moment.
     for (Worker const* worker = m_workers; worker; worker = worker->next) {
         now.done += worker->done.load(std::memory_order_relaxed);
         now.failed += worker->failed.load(std::memory_order_relaxed);

@@ -67,7 +67,7 @@ XCTask* PoolCore::Next(Worker& worker) noexcept
 /// With the lock.
 XCTask* PoolCore::Pick(Worker& worker) noexcept
 {
-    // What is still in the lists and rings belongs to Stop, which ends it with its reason.
+    // Tasks that are still in the lists and rings belong to Stop, which ends them with its reason.
     if (m_stopping && !m_draining) return nullptr;
     if (XCTask* const urgent = Pop(XCTaskPriority::High)) return urgent;
     if (XCTask* const ahead = worker.ring.Take()) return ahead;

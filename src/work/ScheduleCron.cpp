@@ -5,8 +5,8 @@
 // them.
 //
 // Lines with a star in the minutes or hours mean a rhythm ("every ten minutes"), the others times of day. A rhythm
-// follows elapsed time through a change of clocks: it makes nothing up for a skipped hour, and runs in both passes of a
-// repeated one. Times of day follow the policies of all other schedules. The daemons make the same difference.
+// takes the clock as it shows: it makes nothing up for a skipped hour, and runs in both passes of a repeated one. Times
+// of day follow the policies of all other schedules. The daemons make the same difference.
 #include <XelbrinCore/XCSchedule.h>
 
 #include "datetime/Calendar.h"

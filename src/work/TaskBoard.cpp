@@ -16,9 +16,9 @@
 // walks waiters times their stacks, and is asked only on the way to sleep.
 //
 // LOCKS One lock guards the tree, the groups' counts and the list of waiters. It is taken before an executor's lock,
-// never after. A finished task is published under it when it stands in the tree or somebody waits, so a waiter that has
-// looked under the lock and found nothing cannot miss the end. References are given back without it: they may run
-// destructors.
+// never after. The end of a task in the tree is published under it; of any other the wake comes under it, after the
+// waiter has entered the list. So a waiter that has looked under the lock and found nothing cannot miss the end.
+// References are given back without it: they may run destructors.
 #include "work/TaskBoard.h"
 
 #include "errors/CoreError.h"
@@ -227,7 +227,7 @@ bool TaskBoard::Claim(XCTask& task) noexcept
 {
     if (!TaskAccess::Move(task, XCTaskState::Queued, XCTaskState::Running)) return false;
     task.AddRef();
-    // The executor lives: its end passes through the lock that is held here.
+    // Under the board's lock, through which the end of an executor passes as well.
     TaskAccess::Executor(task)->TakeOut(task);
     return true;
 }

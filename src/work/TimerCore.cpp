@@ -8,8 +8,8 @@
 // Spans of the clock that counts sleep end with the sleep: beside the span the thread sleeps until the instant of the
 // wall clock at which it would have passed. Whichever comes first, it looks at the clock again.
 //
-// REFERENCES A linked timer is held by the queue, a call by itself. What may be a last reference is given back without
-// the lock: the end of a timer destroys its callback, which is code of the program.
+// REFERENCES A linked timer is held by the queue, a call by itself. References that may be the last are given back
+// without the lock: the end of a timer destroys its callback, which is code of the program.
 //
 // INVARIANTS A timer is in flight once at most, from Due until its call has ended or was dropped; so one timer is never
 // called by two threads. A due time that comes meanwhile is counted as missed and told by the next call. m_sleepsUntil
