@@ -212,7 +212,7 @@ unsigned long TreeRemoval::TryRemove(Entry const& entry)
     win32::OpenEntry open(m_steps);
     win32::EntryAccess access{.remove = true, .alone = !m_posix, .attributes = m_rules.readOnlyToo};
     unsigned long error = open.Open(entry.path, access);
-    // Others have it open: then closing will not free its name, which the caller below makes up for.
+    // Others have it open: then closing will not free its name, which RemoveAtClose makes up for.
     bool const isShared = error == win32::kErrorSharing && access.alone;
     if (isShared) {
         access.alone = false;

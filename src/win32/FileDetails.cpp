@@ -63,7 +63,7 @@ unsigned long GetDetails(SystemPath const& path, bool followLinks, FileDetails& 
 {
     File file;
     FileMode mode{.access = FileMode::Access::Facts};
-    // The right to read attributes is granted where the content is refused, also for folders.
+    // Folders are opened by this flag alone; the right to read attributes is granted even where the content is refused.
     mode.folders = true;
     mode.links = !followLinks;
     unsigned long const error = file.Open(path, mode);
