@@ -84,7 +84,7 @@ wchar_t* BuildReplaced(wchar_t* out, std::wstring_view text, std::wstring_view o
 
 XCString& XCString::Replace(wchar_t const* oldText, wchar_t const* newText)
 {
-    return ReplaceUnits({oldText ? oldText : L"", TextLength(oldText)}, {newText ? newText : L"", TextLength(newText)});
+    return ReplaceUnits(xc::text::UpToZero(oldText), xc::text::UpToZero(newText));
 }
 
 XCString& XCString::Replace(XCString const& oldText, XCString const& newText)
@@ -170,9 +170,9 @@ XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
     return reached == 0 ? *this : RemoveFront(reached);
 }
 
-XCString& XCString::LTrim(wchar_t const* set, std::size_t pos)
+XCString& XCString::TrimLeft(std::wstring_view set, std::size_t pos)
 {
-    if (!set || *set == L'\0') return *this;
+    if (set.empty()) return *this;
     std::size_t const first = FindFirstNotOf(set, pos);
     if (first == npos) {
         Clear();
@@ -193,9 +193,9 @@ XCString& XCString::RTrim(wchar_t unit, std::size_t pos)
     return run == 0 ? *this : CutTo(length - run);
 }
 
-XCString& XCString::RTrim(wchar_t const* set, std::size_t pos)
+XCString& XCString::TrimRight(std::wstring_view set, std::size_t pos)
 {
-    if (IsNull() || !set || *set == L'\0') return *this;
+    if (IsNull() || set.empty()) return *this;
     std::size_t const last = FindLastNotOf(set, pos);
     return CutTo(last == npos ? 0 : last + 1);
 }

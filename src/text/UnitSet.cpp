@@ -19,7 +19,7 @@ constexpr std::size_t kSetBlock = 8;
 
 } // namespace
 
-UnitSet::UnitSet(wchar_t const* list) noexcept : m_list(list), m_count(TextLength(list))
+UnitSet::UnitSet(std::wstring_view list) noexcept : m_list(list.data()), m_count(list.size())
 {
     if (m_count <= kMostCompared) {
         // Spread here, once, and not in each step.

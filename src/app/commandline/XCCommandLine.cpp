@@ -211,13 +211,13 @@ void XCCommandLine::RemoveQuotes(XCString& text)
 
 // Lookups -------------------------------------------------------------------------------------------------------
 
-bool XCCommandLine::IsSameName(XCString const& a, XCString const& b) const
+bool XCCommandLine::IsSameName(XCString const& a, std::wstring_view b) const
 {
     return m_caseSensitive ? a == b : xc::text::IsSameNameFolded(a, b);
 }
 
 // The first of that name decides: an empty argument answers for the empty name, and says that nothing is there.
-XCCommandLineArgument const* XCCommandLine::FindArgument(XCString const& name) const
+XCCommandLineArgument const* XCCommandLine::FindArgument(std::wstring_view name) const
 {
     for (XCCommandLineArgument const& argument : m_parsedArguments)
         if (IsSameName(argument.GetArgument(), name))
@@ -225,30 +225,30 @@ XCCommandLineArgument const* XCCommandLine::FindArgument(XCString const& name) c
     return nullptr;
 }
 
-XCCommandLineArgument XCCommandLine::GetCommandLineArgument(XCString const& name) const
+XCCommandLineArgument XCCommandLine::GetCommandLineArgument(std::wstring_view name) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? *found : XCCommandLineArgument(ArgumentType::ArgAbsent);
 }
 
-bool XCCommandLine::ArgPresent(XCString const& name) const
+bool XCCommandLine::ArgPresent(std::wstring_view name) const
 {
     return FindArgument(name) != nullptr;
 }
 
-XCString XCCommandLine::GetArg(XCString const& name, XCString const& defaultValue) const
+XCString XCCommandLine::GetArg(std::wstring_view name, XCString const& defaultValue) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? found->GetValueAsString() : defaultValue;
 }
 
-int XCCommandLine::GetArg(XCString const& name, int defaultValue) const
+int XCCommandLine::GetArg(std::wstring_view name, int defaultValue) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? found->GetValueAsInt() : defaultValue;
 }
 
-double XCCommandLine::GetArg(XCString const& name, double defaultValue) const
+double XCCommandLine::GetArg(std::wstring_view name, double defaultValue) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? found->GetValueAsDouble() : defaultValue;
