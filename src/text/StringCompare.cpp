@@ -80,6 +80,7 @@ XCCollator const* CollatorOfMode(long mode)
 
 int XCStringSearch::Compare(wchar_t const* other, long mode) const
 {
+    // A null pointer counts as a text after all others but the empty one, which it equals.
     if (!other) return IsNull() ? 0 : -1;
     XCCollator const* const collator = CollatorOfMode(mode);
     return collator ? collator->Compare(AsWChar(), other)

@@ -54,6 +54,7 @@ std::size_t XCStringSearch::FindUnitsBackwards(std::wstring_view text, std::size
     // A hit that begins at the start may reach past it.
     std::size_t const end = std::min(start, length - text.size()) + text.size(); // of the last place that counts
     std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text.data(), text.size());
+    // An empty text is found at the end of what counts, which is a place like any other.
     return text.empty() || at < end ? at : npos;
 }
 

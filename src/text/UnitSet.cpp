@@ -50,6 +50,7 @@ std::size_t UnitSet::FindFirst(wchar_t const* text, std::size_t n, bool member) 
             if (mask != 0) return i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
         }
     }
+    // The rest that fills no block, or all of the text for a long list.
     while (i < n && Has(text[i]) != member) ++i;
     return i;
 }
