@@ -27,9 +27,10 @@ namespace {
 using Node = XCRegExSyntaxNode;
 
 constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15u;
-constexpr std::size_t kLead = 4;  ///< units that fit 64 bits
-constexpr int kFilterBits = 18;   ///< 32 KiB: the nearest cache
-constexpr int kLongestChain = 16; ///< words with the same leading units
+constexpr std::size_t kLead = 4; ///< units that fit 64 bits
+constexpr std::size_t kShort = 16;
+constexpr int kMostFilterBits = 20; ///< 128 KiB
+constexpr int kLongestChain = 16;   ///< words with the same leading units
 
 /// Up to four units as one number; those beyond n are 0.
 std::uint64_t Lead(wchar_t const* text, std::size_t n) noexcept
@@ -50,6 +51,16 @@ std::uint64_t HashOf(std::wstring_view text) noexcept
         hash ^= hash >> 32;
     }
     return hash;
+}
+
+/// The units before the terminator, kShort when there are more. Reads kShort units: MayReadVector(text).
+std::size_t ShortCount(wchar_t const* text) noexcept
+{
+    auto const ends = [](wchar_t const* at) {
+        return _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<__m128i const*>(at)), _mm_setzero_si128());
+    };
+    auto const mask = static_cast<unsigned int>(_mm_movemask_epi8(_mm_packs_epi16(ends(text), ends(text + 8))));
+    return static_cast<std::size_t>(std::countr_zero(mask | 1u << kShort));
 }
 
 /// In bytes, because that comparison is the fastest one of every runtime.
@@ -142,7 +153,10 @@ bool Words::Holds(std::wstring_view text) const noexcept
 void Words::PrepareSearch()
 {
     m_leadMask = m_shortest >= kLead ? ~std::uint64_t{0} : (std::uint64_t{1} << 16 * m_shortest) - 1;
-    m_filter.resize((std::size_t{1} << kFilterBits) / 64);
+    // 64 bits a word: one place of sixty-four is looked at in vain.
+    int const bits = std::min(kMostFilterBits, 6 + static_cast<int>(std::bit_width(m_ends.size())));
+    m_filterShift = 64 - bits;
+    m_filter.resize((std::size_t{1} << bits) / 64);
     m_leadSlots.resize(m_slots.size());
     m_next.resize(m_ends.size());
     for (std::uint32_t number = 0; number < m_ends.size() && m_suits; ++number) {
@@ -173,13 +187,14 @@ std::uint64_t Words::LeadOf(std::wstring_view text) const noexcept
 
 std::size_t Words::FilterBit(std::uint64_t lead) const noexcept
 {
-    return static_cast<std::size_t>(lead * kOdd >> (64 - kFilterBits));
+    return static_cast<std::size_t>(lead * kOdd >> m_filterShift);
 }
 
 bool Words::Match(wchar_t const* text) const
 {
     if (m_within) return MatchWithin(text);
-    std::size_t const n = text::UnitCount(text, m_longest + 1);
+    bool const isShort = m_longest < kShort && text::MayReadVector(text);
+    std::size_t const n = isShort ? ShortCount(text) : text::UnitCount(text, m_longest + 1);
     return n >= m_shortest && n <= m_longest && Holds({text, n});
 }
 

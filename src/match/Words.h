@@ -46,7 +46,8 @@ private:
     List<std::uint32_t> m_slots; ///< by hash: the number of a word and one; 0 is free
     bool m_suits = true;
     // For those searched for:
-    std::uint64_t m_leadMask = 0;    ///< the leading units that are looked at first
+    std::uint64_t m_leadMask = 0; ///< the leading units that are looked at first
+    int m_filterShift = 0;
     List<std::uint64_t> m_filter;    ///< a bit for each hash of them
     List<std::uint32_t> m_leadSlots; ///< by another hash: the number of a word that begins so, and one
     List<std::uint32_t> m_next;      ///< by word: the next one that begins so, and one; 0 is none
