@@ -81,6 +81,7 @@ TEST(XCOptions, ReadsAndRefuses)
              {{L"in", L"five"}, "NUMBER: \"five\" is not a whole number from -2147483648 to 2147483647."},
              {{L"in", L"--jobs"}, "--jobs wants a value."},
              {{L"in", L"-e", L"--verbose"}, "-e wants a value."},
+             {{L"in", L"-e", L"--jobs=4"}, "-e wants a value."},
              {{L"--verbos", L"in"}, "There is no option --verbos; --verbose is meant, perhaps."},
              {{L"-jobs=4", L"in"}, "-j: \"obs=4\" is not a whole number from 1 to 64."},
              {{L"in", L"--somethingElse"}, "There is no option --somethingElse."},
@@ -147,6 +148,9 @@ TEST(XCOptions, Commands)
     EXPECT_FALSE(loud) << "an option of the whole was set though the command was refused";
     EXPECT_EQ(int(options.Read({L"sned"})), XCErrCommandUnknownNear);
     EXPECT_EQ(int(options.Read(std::vector<XCString>())), XCErrOptionMissing);
+    EXPECT_TRUE(options.ReadCommandLine(XCCommandLine(L"mail /loud send /to:some")).Good());
+    EXPECT_TRUE(loud && to == L"some" && options.GetCommand() == L"send");
+    EXPECT_TRUE(options.ReadValues([](XCString const&) { return std::optional(XCString(L"no")); }).Good() && !loud);
     EXPECT_TRUE(options.Read({L"send", L"--help"}).Good() && options.WantsHelp());
     EXPECT_EQ(options.GetUsage().AsUTF8(), "Usage: mail send [options]\nSends a letter.\n\nOptions:\n"
                                            "  --to TO                   the receiver; required\n");

@@ -221,6 +221,11 @@ TEST(Schedule, SeldomNeverAndBounded)
                                  XCTimeZone::UTC());
         EXPECT_EQ(MsOf(c.schedule->GetNext(start, XCTimeZone::UTC())), MsOf(Utc(c.next)));
     }
+    XCScheduleInterval halfHours(30 * kMinute, At(0));
+    halfHours.Exclude(XCDateEx(2026, 3, 8)); // a day of 23 hours
+    EXPECT_EQ(MsOf(halfHours.GetNext(Utc(L"2026/03/08 04:30:00"), XCTimeZone::FromName(kEastern))),
+              MsOf(Utc(L"2026/03/09 04:00:00")))
+        << "the first hour after an excluded day is lost";
 }
 
 TEST(Schedule, CronLinesThatCannotBeRead)
@@ -309,6 +314,32 @@ TEST(Scheduler, ClocksThatAreSetAndSleeps)
         EXPECT_EQ(job.missed, c.missedRuns);
         EXPECT_TRUE(scheduler->Stop().Good());
     }
+}
+
+/// A schedule of a program that asks, and at last leaves, the scheduler that asks it.
+class CuriousSchedule final : public XCScheduleInterval {
+public:
+    CuriousSchedule() : XCScheduleInterval(kMinute, At(0)) {}
+    XCDateTimeEx GetNext(XCDateTimeEx const& after, XCTimeZone const& zone) const override
+    {
+        if (!scheduler.IsNull() && scheduler->List().front().runs == 2) scheduler->Remove(scheduler->List().front().id);
+        return XCScheduleInterval::GetNext(after, zone);
+    }
+    XCSmartPtr<XCScheduler> scheduler;
+};
+
+TEST(Scheduler, SchedulesMayCallBack)
+{
+    FakeTime time(MsOf(Utc(L"2020/06/01 11:00:00")));
+    XCSmartPtr<XCScheduler> const scheduler(new XCScheduler({}, L"test", time));
+    XCSmartPtr<CuriousSchedule> const schedule(new CuriousSchedule);
+    std::atomic<int> calls = 0;
+    scheduler->Add(schedule.GetPtr(), [&](XCJobCall const&) { ++calls; });
+    schedule->scheduler = scheduler;
+    for (int minute = 0; minute < 5; ++minute) time.Pass(kMinute);
+    EXPECT_TRUE(scheduler->Stop().Good());
+    EXPECT_EQ(calls, 2);
+    schedule->scheduler.Clear();
 }
 
 TEST(Scheduler, SleepsUntilSomethingIsDue)
