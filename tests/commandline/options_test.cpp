@@ -1,11 +1,5 @@
 // Declared options: syntax, types, refusals and the usage screen.
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCOptions.h>
-
-#include <gtest/gtest.h>
-#include <map>
-#include <string>
+#include "prelude.h"
 
 namespace {
 
@@ -58,12 +52,8 @@ TEST(XCOptions, ReadsAndRefuses)
 {
     constexpr char kUntouched[] = "j2 vfalse xfalse r0.5 l3 m0 s5 seconds  -old";
     EXPECT_EQ(Program().Seen(), kUntouched);
-    struct Case {
-        std::vector<XCString> arguments;
-        std::string seen; // the values, or the error
-    };
-    for (Case const& c : {
-             Case{{L"in"}, "j2 vfalse xfalse r0.5 l3 m0 s5 seconds in -old"},
+    for (auto const& [arguments, seen] : Table<std::vector<XCString>, std::string>{
+             {{L"in"}, "j2 vfalse xfalse r0.5 l3 m0 s5 seconds in -old"},
              {{L"--jobs=4", L"in", L"--verbose", L"7", L"-5"}, "j4 vtrue xfalse r0.5 l3 m0 s5 seconds in -old 7 -5"},
              {{L"-vxj", L"8", L"in"}, "j8 vtrue xtrue r0.5 l3 m0 s5 seconds in -old"},
              {{L"-xj8", L"-v=no", L"-"}, "j8 vfalse xtrue r0.5 l3 m0 s5 seconds - -old"},
@@ -88,10 +78,10 @@ TEST(XCOptions, ReadsAndRefuses)
              {{L"--verbose"}, "SOURCE is missing."},
          })
     {
-        SCOPED_TRACE(c.seen);
+        SCOPED_TRACE(seen);
         Program program;
-        EXPECT_EQ(program.Read(c.arguments), c.seen);
-        EXPECT_TRUE(c.seen[0] == 'j' || program.Seen() == kUntouched) << "refused, and something set";
+        EXPECT_EQ(program.Read(arguments), seen);
+        EXPECT_TRUE(seen[0] == 'j' || program.Seen() == kUntouched) << "refused, and something set";
     }
 }
 
