@@ -4,6 +4,8 @@
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCIPAddress.h>
 
+#include "work/Executor.h"
+
 #include <initializer_list>
 
 namespace xc::net {
@@ -37,6 +39,15 @@ constexpr bool IsShortage(unsigned long error) noexcept
 /// The failure of a call: XCErrSocketReset and XCErrSocketCancelled by the number, else `otherwise`. 0 is success.
 /// @param address the name of the peer or place, as errors show it.
 XCErrorID SocketFailure(XCCoreError otherwise, XCString const& address, unsigned long error);
+/// An error, or the one that says that there is no memory for it.
+template <class Make>
+XCErrorID ErrorFrom(Make make) noexcept
+try {
+    return make();
+} catch (...) {
+    return work::FailureOfTask();
+}
+
 XCErrorID TimedOut();
 XCErrorID Cancelled(XCSocketAddress const& peer);
 /// @param queued bytes that wait to be sent.

@@ -29,8 +29,8 @@ namespace {
 constexpr unsigned int kPauseMs = 100;
 /// Events that a thread fetches at a time: fewer calls under load, and not so many that others wait long for the first.
 constexpr unsigned long kFetch = 16;
-/// After the deadline: how long the system has to complete what was cancelled.
-constexpr std::uint32_t kBreakMs = 5000;
+/// After the deadline: how long nothing may end before a handler is taken to be stuck.
+constexpr std::uint32_t kBreakMs = 500;
 
 XCSocketServerOptions Checked(XCSocketServerOptions options)
 {
@@ -356,7 +356,10 @@ XCErrorID ServerCore::Stop(std::uint32_t timeoutMs)
     EndConnections(true);
     Hold const hold(m_lock);
     if (IsOwnThread()) return XCErrorID::Success;
-    if (timeoutMs > 0 && work::WaitUntil(m_change, m_lock, work::Deadline(kBreakMs), isOver)) return XCErrorID::Success;
+    for (std::size_t before = SIZE_MAX; timeoutMs > 0 && !isOver() && m_connectionCount < before;) {
+        before = m_connectionCount;
+        (void)work::WaitUntil(m_change, m_lock, work::Deadline(kBreakMs), isOver);
+    }
     return isOver() ? XCErrorID() : errors::MakeCoreError(XCErrStillRunning, m_options.name, XCString(L"a handler"));
 }
 
