@@ -187,15 +187,19 @@ AddressFault ReadV6(std::wstring_view text, std::uint8_t* bytes, std::uint32_t& 
     return {};
 }
 
+/// The standard's function asks the C library, whose wide units have four bytes where this core is tested natively.
+std::wstring WriteDecimal(std::uint32_t value)
+{
+    std::wstring digits;
+    do digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + value % 10));
+    while ((value /= 10) != 0);
+    return digits;
+}
+
 std::wstring WriteV4(std::uint8_t const* bytes)
 {
-    std::wstring out;
-    for (int i = 0; i < 4; ++i) {
-        if (i > 0) out += L'.';
-        if (bytes[i] >= 100) out += static_cast<wchar_t>(L'0' + bytes[i] / 100);
-        if (bytes[i] >= 10) out += static_cast<wchar_t>(L'0' + bytes[i] / 10 % 10);
-        out += static_cast<wchar_t>(L'0' + bytes[i] % 10);
-    }
+    std::wstring out = WriteDecimal(bytes[0]);
+    for (int i = 1; i < 4; ++i) out += L'.' + WriteDecimal(bytes[i]);
     return out;
 }
 
@@ -214,7 +218,7 @@ std::wstring WriteV6(std::uint8_t const* bytes, std::uint32_t scope)
         AppendHex(out, groups[i]);
     }
     if (mapped) out += L':' + WriteV4(bytes + 12);
-    if (scope != 0) out += L'%' + std::to_wstring(scope);
+    if (scope != 0) out += L'%' + WriteDecimal(scope);
     return out;
 }
 

@@ -22,6 +22,7 @@ AddressFault ReadV6(std::wstring_view text, std::uint8_t* bytes, std::uint32_t& 
 /// Reads a decimal number without zeros before it, up to `most`, from `at` on; `at` is then past its digits.
 bool ReadDecimal(std::wstring_view text, std::size_t& at, std::uint32_t most, std::uint32_t& value) noexcept;
 
+std::wstring WriteDecimal(std::uint32_t value);
 std::wstring WriteV4(std::uint8_t const* bytes);
 /// In the canonical form of RFC 5952.
 std::wstring WriteV6(std::uint8_t const* bytes, std::uint32_t scope);

@@ -165,7 +165,7 @@ XCErrorID XCSocketAddress::FromString(XCString const& text, XCSocketAddress& add
 XCString XCSocketAddress::AsString() const
 {
     XCString const host = m_address.AsString();
-    std::wstring const port = std::to_wstring(m_port);
+    std::wstring const port = WriteDecimal(m_port);
     if (m_address.GetVersion() == XCIPVersion::V4) return host + L":" + port;
     return XCString(L"[") + host + L"]:" + port;
 }
