@@ -35,7 +35,7 @@ ConnectRace::~ConnectRace()
 void ConnectRace::Fail(XCSocketAddress const& address, unsigned long error)
 {
     m_failure = SocketFailure(XCErrSocketCannotConnect, address.AsString(), error);
-    m_nextAt = 0;
+    m_nextAt = 0; // the next address need not wait for the rest of the head start
 }
 
 /// The call wants a socket that is bound already, to any address of its version.
@@ -112,11 +112,13 @@ XCErrorID ConnectRace::Run(Deadline const& deadline, XCCancellation const& cance
         bool const mayStart = m_next < m_addresses.size() && m_running.size() < kMostAtOnce;
         if (mayStart && (m_running.empty() || win32::TickMs() >= m_nextAt)) StartNext();
         if (m_running.empty() && m_next >= m_addresses.size()) return m_failure;
+        // The cancellation comes first: of several reasons to wake, the system reports the one with the lowest place.
         HANDLE objects[kMostAtOnce + 1] = {cancel.GetHandle()};
         for (std::size_t i = 0; i < m_running.size(); ++i) objects[i + 1] = m_running[i]->event.Get();
         (void)::WaitForMultipleObjects(static_cast<DWORD>(m_running.size() + 1), objects, FALSE, WaitMs(deadline));
         if (cancel.IsCancelled()) return errors::MakeCoreError(XCErrSocketCancelled, m_addresses.front().AsString());
         if (TakeEnded(winner, address)) return XCErrorID::Success;
+        // Attempts that failed in this round may have left others to start; those get their turn even when time is over.
         bool const over = m_running.empty() && m_next >= m_addresses.size();
         if (!over && deadline.Left() == 0) return TimedOut();
     }

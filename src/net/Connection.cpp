@@ -147,6 +147,7 @@ bool Connection::Step(Hold& hold) noexcept
     }
     Flush();
     if (m_drained || m_dead) return true;
+    // Both directions have ended: closing now loses nothing.
     if (m_closing && m_endSent && m_peerEnded) {
         Die({}, false);
         return true;
@@ -176,6 +177,8 @@ void Connection::StepRead(Hold& hold) noexcept
 /// The last thing: no completion is on its way.
 void Connection::StepEnd(Hold& hold) noexcept
 {
+    // The handle goes before the handler is told: whoever learns of the end may connect again at once, also where the
+    // number of connections is limited.
     m_told = true;
     m_socket.Close();
     DropBuffer();

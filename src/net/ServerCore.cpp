@@ -102,6 +102,7 @@ XCErrorID ServerCore::StartThreads()
         failure = work::StartThreadOf(*this, &ServerCore::Loop, m_options.name);
         if (failure.Bad()) --m_threads;
     }
+    // The first failure ends the attempt: where one thread finds no memory, the next would not either.
     if (m_threads > 0) return XCErrorID::Success; // fewer threads than asked for serve as well
     m_port.Reset();
     return failure;
@@ -353,6 +354,7 @@ XCErrorID ServerCore::Stop(std::uint32_t timeoutMs)
         if (IsOwnThread()) return XCErrorID::Success;
         if (work::WaitUntil(m_change, m_lock, work::Deadline(timeoutMs), isOver)) return XCErrorID::Success;
     }
+    // The deadline has passed. Broken connections end within milliseconds each, unless a handler is stuck.
     EndConnections(true);
     Hold const hold(m_lock);
     if (IsOwnThread()) return XCErrorID::Success;

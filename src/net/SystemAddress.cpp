@@ -51,6 +51,7 @@ XCSocketAddress LocalAddress(SOCKET socket) noexcept
 
 XCSocketAddress PeerAddress(SOCKET socket) noexcept
 {
+    // Of a connection that was reset the system no longer knows the peer.
     SystemAddress address;
     return ::getpeername(socket, address.Get(), &address.length) == 0 ? FromSystem(address.Get()) : XCSocketAddress();
 }

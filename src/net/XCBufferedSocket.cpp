@@ -81,6 +81,7 @@ XCErrorID XCBufferedSocket::Read(void* to, std::size_t size, std::size_t& got)
 
 XCErrorID XCBufferedSocket::Write(void const* from, std::size_t size)
 {
+    // The order of the bytes must stay: what is collected goes first, also before a piece that goes past the buffer.
     if (m_out.Size() + size > m_options.bufferBytes)
         if (XCErrorID const result = Flush(); result.Bad()) return result;
     if (size >= m_options.bufferBytes) return m_socket->Write(from, size, Left());
@@ -127,6 +128,7 @@ XCErrorID XCBufferedSocket::ReadLine(XCString& line, bool& got)
     line = XCString();
     if (XCErrorID const result = ReadUntil({&kEnd, 1}, bytes, m_options.maxLineBytes, got); result.Bad() || !got)
         return result;
+    // One CR belongs to the end of the line; one inside of it, or a second one, is text.
     if (bytes.View().EndsWith({"\r", 1})) bytes.Resize(bytes.Size() - 1);
     return line.SetFromUTF8(std::string(reinterpret_cast<char const*>(bytes.Data()), bytes.Size()));
 }

@@ -97,6 +97,7 @@ XCErrorID AskSystem(XCString const& name, std::uint16_t port, std::vector<XCSock
                     unsigned int timeoutMs, XCCancellation const* cancel)
 {
     if (unsigned long const error = xc::win32::StartSockets()) return NotFound(name, error);
+    // A completion on a thread of the system calls into this library, perhaps after its last user has gone.
     if (!xc::win32::PinLibrary()) return NotFound(name, ERROR_MOD_NOT_FOUND);
     XCSmartPtr<Question> const question(new Question);
     question->name = name.View();
@@ -106,6 +107,7 @@ XCErrorID AskSystem(XCString const& name, std::uint16_t port, std::vector<XCSock
         result = static_cast<int>(question->error);
     }
     if (result != 0) return NotFound(name, static_cast<unsigned long>(result));
+    // The resolver repeats an address for each kind of socket that could use it.
     for (ADDRINFOEXW const* info = question->answer; info; info = reinterpret_cast<ADDRINFOEXW const*>(info->ai_next)) {
         if (info->ai_family != AF_INET && info->ai_family != AF_INET6) continue;
         XCSocketAddress const address(FromSystem(info->ai_addr).GetAddress(), port);

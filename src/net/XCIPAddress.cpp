@@ -61,6 +61,7 @@ XCErrorID XCIPAddress::FromString(XCString const& text, XCIPAddress& address)
 {
     std::uint8_t bytes[16] = {};
     std::uint32_t scope = 0;
+    // One colon decides: no address of version 4 has one, and every one of version 6 has two.
     bool const isV6 = text.View().find(L':') != std::wstring_view::npos;
     AddressFault const fault = isV6 ? ReadV6(text.View(), bytes, scope) : ReadV4(text.View(), bytes);
     if (fault.expected) return TextError(text, fault);
@@ -78,7 +79,7 @@ XCIPAddress XCIPAddress::Any(XCIPVersion version) noexcept
 XCIPAddress XCIPAddress::Loopback(XCIPVersion version) noexcept
 {
     if (version == XCIPVersion::V4) return V4(127, 0, 0, 1);
-    XCIPAddress address = Any(version);
+    XCIPAddress address = Any(version); // version 6 has one loopback address, version 4 a whole network
     address.m_bytes[15] = 1;
     return address;
 }
@@ -142,6 +143,7 @@ bool XCIPAddress::IsIn(XCIPAddress const& prefix, unsigned int bits) const noexc
 
 XCErrorID XCSocketAddress::FromString(XCString const& text, XCSocketAddress& address)
 {
+    // Without brackets the port of an address of version 6 could be its last group: they are not optional.
     std::wstring_view const all = text.View();
     bool const bracketed = all.starts_with(L"[");
     std::size_t const end = bracketed ? all.find(L']') : all.find(L':');

@@ -51,6 +51,7 @@ XCErrorID XCStreamSocket::Connect(std::vector<XCSocketAddress> const& addresses,
     XCSocketAddress address;
     XCErrorID const result = race.Run(Deadline(timeoutMs), m_core->Cancellation(), winner, address);
     if (result.Bad()) return result;
+    // Requests wait for their answers: a small one that waits for more to send with it costs the peer's delay.
     (void)winner.Set(IPPROTO_TCP, TCP_NODELAY, 1);
     m_core->Take(std::move(winner), address.AsString());
     return XCErrorID::Success;
@@ -72,6 +73,7 @@ bool XCStreamSocket::IsOpen() const noexcept
 XCErrorID XCStreamSocket::Read(void* to, std::size_t size, std::size_t& got, unsigned int timeoutMs)
 {
     got = 0;
+    // The system would wait for data here, and its result would look like the end of the stream.
     if (size == 0) return XCErrorID::Success;
     WSABUF buffer = BufferOf(to, std::min(size, kLargestRead));
     CallResult const result = m_core->Perform(Deadline(timeoutMs), [&buffer](SOCKET socket, OVERLAPPED* overlapped) {
@@ -99,7 +101,7 @@ XCErrorID XCStreamSocket::ReadFully(void* to, std::size_t size, std::size_t& got
 
 XCErrorID XCStreamSocket::Write(void const* from, std::size_t size, unsigned int timeoutMs, std::size_t* done)
 {
-    Deadline const deadline(timeoutMs);
+    Deadline const deadline(timeoutMs); // of all pieces together
     std::size_t written = 0;
     unsigned long error = 0;
     while (written < size && error == 0) {
@@ -117,6 +119,7 @@ XCErrorID XCStreamSocket::Write(void const* from, std::size_t size, unsigned int
 
 XCErrorID XCStreamSocket::ShutdownWrite()
 {
+    // The pointer keeps the handle open until the call returns, whoever closes the socket meanwhile.
     XCSmartPtr<CountedSocket> const socket = m_core->Get();
     if (socket.IsNull()) return m_core->Failure(XCErrSocketFailed, CallResult::kClosed);
     return m_core->Failure(XCErrSocketFailed, ErrorOf(::shutdown(socket->socket.Get(), SD_SEND)));
