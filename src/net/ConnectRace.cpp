@@ -118,7 +118,7 @@ XCErrorID ConnectRace::Run(Deadline const& deadline, XCCancellation const& cance
         (void)::WaitForMultipleObjects(static_cast<DWORD>(m_running.size() + 1), objects, FALSE, WaitMs(deadline));
         if (cancel.IsCancelled()) return errors::MakeCoreError(XCErrSocketCancelled, m_addresses.front().AsString());
         if (TakeEnded(winner, address)) return XCErrorID::Success;
-        // Attempts that failed in this round may have left others to start; those get their turn even when time is over.
+        // When the last attempt has failed in the last moment, its failure says more than the time.
         bool const over = m_running.empty() && m_next >= m_addresses.size();
         if (!over && deadline.Left() == 0) return TimedOut();
     }

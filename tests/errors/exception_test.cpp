@@ -171,6 +171,13 @@ TEST(XCStackDump, SurvivesNonsenseRegisters)
     EXPECT_GE(dump.GetFrameCount(), 1u);
     EXPECT_EQ(dump.GetFrame(0), reinterpret_cast<void*>(16));
     (void)dump.AsString();
+    // In this function, whose block of its own size needs a frame register, a wild one leads nowhere.
+    auto* const block = static_cast<char volatile*>(__builtin_alloca(16 + registers.ContextFlags % 2));
+    *block = 0;
+    ::RtlCaptureContext(&registers);
+    EXPECT_GT(XCStackDump(&registers).GetFrameCount(), 2u);
+    registers.Rbp = 0x20000;
+    EXPECT_EQ(XCStackDump(&registers).GetFrameCount(), 1u);
     EXPECT_EQ(XCStackDump(nullptr).GetFrameCount(), 0u);
     EXPECT_EQ(XCStackDump(nullptr).GetFrame(0), nullptr);
 }
