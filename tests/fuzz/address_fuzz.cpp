@@ -1,9 +1,5 @@
 // Addresses: a text that is one is written in a form that reads back to it and stays.
-#include <XelbrinCore/XCIPAddress.h>
-
 #include "input.h"
-
-using xc_fuzz::Require;
 
 namespace {
 
@@ -21,15 +17,14 @@ void RoundTrip(XCString const& text)
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     std::wstring units; // bytes as ASCII: the units that mean something
     for (std::size_t i = 0; i < size && i < 100; ++i) units += static_cast<wchar_t>(bytes[i]);
-    XCString const text = xc_fuzz::Text(units);
+    XCString const text = Text(units);
     RoundTrip<XCIPAddress>(text);
     RoundTrip<XCSocketAddress>(text);
     XCIPAddress raw, read;
-    if (!XCIPAddress::FromBytes({bytes, std::min<std::size_t>(size, 16)}, raw)) return 0;
+    if (!XCIPAddress::FromBytes({bytes, std::min<std::size_t>(size, 16)}, raw)) return;
     Require(XCIPAddress::FromString(raw.AsString(), read).Good() && read == raw);
-    return 0;
 }
