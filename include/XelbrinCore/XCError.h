@@ -140,6 +140,18 @@ enum XCCoreError : long {
     XCErrTreeLink = 1225,           ///< a link that leads elsewhere; nothing there is touched (path)
     XCErrTreeIntoItself = 1226,     ///< a folder into one that stands in it (source, target)
     XCErrTreeStopped = 1227,        ///< cancelled before the end (path)
+    // 1300-1399 networking; the parameter "address" is that of the peer where there is one
+    XCErrAddressText = 1300,         ///< a text that is no address (text, position from 1, what was expected)
+    XCErrHostNotFound = 1301,        ///< a name that leads to no address (name, system error, its words)
+    XCErrSocketFailed = 1302,        ///< a call on a socket failed (address, system error, its words)
+    XCErrSocketCannotConnect = 1303, ///< no connection was made (address, system error, its words)
+    XCErrSocketCannotListen = 1304,  ///< an address cannot be listened on (address, system error, its words)
+    XCErrSocketReset = 1305,     ///< the peer or the network broke the connection (address, system error, its words)
+    XCErrSocketEnded = 1306,     ///< the peer ended its stream inside something (address, bytes that had come)
+    XCErrSocketCancelled = 1307, ///< the call or the socket was cancelled (address)
+    XCErrSocketClosed = 1308,    ///< the socket is not open
+    XCErrSocketLine = 1309,      ///< a line or record above the limit (address, limit in bytes)
+    XCErrSocketQueueFull = 1310, ///< a peer that reads too slowly; nothing was taken (address, bytes queued)
 };
 
 /// A failure whose text is the source's text of its code.

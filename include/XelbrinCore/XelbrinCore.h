@@ -9,6 +9,7 @@
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCBlob.h>
 #include <XelbrinCore/XCBuffer.h>
+#include <XelbrinCore/XCBufferedSocket.h>
 #include <XelbrinCore/XCByteStream.h>
 #include <XelbrinCore/XCCharSet.h>
 #include <XelbrinCore/XCChrono.h>
@@ -43,6 +44,8 @@
 #include <XelbrinCore/XCFormatContext.h>
 #include <XelbrinCore/XCFuture.h>
 #include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCHost.h>
+#include <XelbrinCore/XCIPAddress.h>
 #include <XelbrinCore/XCInlineArray.h>
 #include <XelbrinCore/XCLevelCollator.h>
 #include <XelbrinCore/XCLineFault.h>
@@ -75,6 +78,8 @@
 #include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
+#include <XelbrinCore/XCSocket.h>
+#include <XelbrinCore/XCSocketServer.h>
 #include <XelbrinCore/XCStdFormat.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>

@@ -22,7 +22,10 @@ public:
     {
         switch (code) {
         case XCErrTimedOut: return std::errc::timed_out;
+        case XCErrSocketReset: return std::errc::connection_reset;
+        case XCErrSocketCancelled:
         case XCErrCancelled: return std::errc::operation_canceled;
+        case XCErrSocketQueueFull:
         case XCErrQueueFull: return std::errc::resource_unavailable_try_again;
         case XCErrWaitCycle: return std::errc::resource_deadlock_would_occur;
         case XCErrMalformedText:

@@ -28,6 +28,6 @@ inline constexpr Ending kEndings[] = {
 
 // Pools, servers and timers: what they do when the process or the module ends, "work,<what>,<state>,<end>".
 inline constexpr std::wstring_view kWork = L"work,";
-inline constexpr std::wstring_view kWorkers[] = {L"pool", L"server", L"timer"};
+inline constexpr std::wstring_view kWorkers[] = {L"pool", L"server", L"timer", L"sockets"};
 inline constexpr std::wstring_view kWorkStates[] = {L"idle", L"busy", L"blocked"};
 inline constexpr std::wstring_view kWorkEnds[] = {L"return", L"exit", L"unload"};

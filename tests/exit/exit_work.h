@@ -23,6 +23,7 @@ struct ExitWork {
             XCSmartPtr<XCTimer> const timer(new XCTimer(job, *m_queue));
             (void)timer->Start(1, busy ? 1 : 0);
         }
+        if (what == L"sockets") StartSockets(begun, blocked, busy);
         while (!*begun) XCThread::yield();
     }
     /// Stops what is there. @return whether nothing of it runs or will run.
@@ -31,10 +32,51 @@ struct ExitWork {
         if (auto* const pool = dynamic_cast<XCThreadPool*>(m_executor.GetPtr())) return pool->Stop(timeoutMs).Good();
         if (auto* const server = dynamic_cast<XCThreadServer*>(m_executor.GetPtr()))
             return server->Stop(timeoutMs).Good();
+        if (!m_sockets.IsNull()) return StopSockets(timeoutMs);
         return m_queue->Stop(timeoutMs).Good();
     }
 
 private:
+    /// A connection of the process with itself; busy: a message goes round and round.
+    struct Peer final : XCConnectionI {
+        Peer(std::atomic<bool>* set, bool blocks) : begun(set), blocked(blocks) {}
+        void OnOpen(XCConnection&) override
+        {
+            *begun = true;
+            while (blocked) XCThread::Sleep(1000);
+        }
+        void OnData(XCConnection& peer, XCBytes bytes) override { (void)peer.Send(bytes); }
+        std::atomic<bool>* begun;
+        bool blocked;
+    };
+    void StartSockets(std::atomic<bool>* begun, bool blocked, bool busy)
+    {
+        XCSocketAddress where;
+        m_sockets = new XCSocketServer(
+            [begun, blocked](XCConnection&) { return XCSmartPtr<XCConnectionI>(new Peer(begun, blocked)); });
+        (void)m_sockets->Listen(XCSocketAddress(XCIPAddress::Loopback(), 0), &where);
+        m_client = new XCStreamSocket;
+        (void)m_client->Connect(where);
+        if (!busy) return;
+        m_echo = new XCThread(XCMakeCallback([client = m_client] {
+            char bytes[256] = {};
+            std::size_t got = sizeof bytes;
+            while (client->Write(bytes, got).Good() && client->Read(bytes, sizeof bytes, got).Good() && got > 0) {
+            }
+        }));
+        (void)m_echo->Start();
+    }
+    bool StopSockets(unsigned int timeoutMs)
+    {
+        bool const stopped = m_sockets->Stop(timeoutMs).Good();
+        m_client->Abort();
+        if (!m_echo.IsNull()) m_echo->Join(); // its code may be a module's
+        return stopped;
+    }
+
     XCSmartPtr<XCExecutor> m_executor;
     XCSmartPtr<XCTimerQueue> m_queue;
+    XCSmartPtr<XCSocketServer> m_sockets;
+    XCSmartPtr<XCStreamSocket> m_client;
+    XCSmartPtr<XCThread> m_echo;
 };

@@ -1,0 +1,177 @@
+// Rows of networking: echo round trips over the loopback address, beside libuv. Both servers have one thread, and the
+// same client drives them: it sends one message on each connection, then reads one from each.
+#include <XelbrinCore/XCIPAddress.h>
+#include <XelbrinCore/XCSocketServer.h>
+
+#include <benchmark/benchmark.h>
+#include <future>
+#include <memory>
+#include <thread>
+#include <uv.h> // includes windows.h
+#include <vector>
+
+namespace {
+
+constexpr int kMessage = 64;
+
+/// Connections of the system's own, with calls that wait.
+class Clients {
+public:
+    Clients(std::uint16_t port, std::size_t count) : m_sockets(count)
+    {
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = ::htons(port);
+        to.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+        int const on = 1;
+        for (SOCKET& socket : m_sockets) {
+            socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+            m_good = m_good && ::connect(socket, reinterpret_cast<sockaddr*>(&to), sizeof to) == 0;
+            (void)::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char const*>(&on), sizeof on);
+        }
+    }
+    ~Clients()
+    {
+        for (SOCKET const socket : m_sockets) (void)::closesocket(socket);
+    }
+    Clients(Clients const&) = delete;
+    Clients& operator=(Clients const&) = delete;
+
+    /// A round trip on each connection. @return false when one broke.
+    bool Round()
+    {
+        char message[kMessage] = "echo";
+        for (SOCKET const socket : m_sockets) m_good = m_good && ::send(socket, message, kMessage, 0) == kMessage;
+        for (SOCKET const socket : m_sockets)
+            for (int got = 0, piece = 0; m_good && got < kMessage; got += piece) {
+                piece = ::recv(socket, message, kMessage - got, 0);
+                m_good = piece > 0;
+            }
+        return m_good;
+    }
+
+private:
+    std::vector<SOCKET> m_sockets;
+    bool m_good = true;
+};
+
+void Drive(benchmark::State& state, std::uint16_t port)
+{
+    Clients clients(port, static_cast<std::size_t>(state.range(0)));
+    bool good = clients.Round(); // also waits until all are accepted
+    for (auto _ : state) good = good && clients.Round();
+    if (!good) state.SkipWithError("a connection broke");
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+struct Echo final : XCConnectionI {
+    void OnData(XCConnection& peer, XCBytes bytes) override { (void)peer.Send(bytes); }
+};
+
+void EchoRoundTrips_XCSocketServer(benchmark::State& state)
+{
+    XCSocketServerOptions options;
+    options.threads = 1;
+    XCSmartPtr<XCSocketServer> const server(
+        new XCSocketServer([](XCConnection&) { return XCSmartPtr<XCConnectionI>(new Echo); }, options));
+    XCSocketAddress where;
+    if (server->Listen(XCSocketAddress(XCIPAddress::Loopback(), 0), &where).Bad()) return state.SkipWithError("listen");
+    Drive(state, where.GetPort());
+    (void)server->Stop(5000);
+}
+BENCHMARK(EchoRoundTrips_XCSocketServer)->Arg(1)->Arg(64)->Arg(512)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+/// An echo server of libuv in its usual form: reads into a block, writes a copy, frees it when it is written.
+class UvEcho {
+public:
+    UvEcho()
+    {
+        std::promise<std::uint16_t> port;
+        std::future<std::uint16_t> known = port.get_future();
+        m_thread = std::thread([this, &port] { Run(port); });
+        m_port = known.get();
+    }
+    ~UvEcho()
+    {
+        (void)uv_async_send(&m_stop);
+        m_thread.join();
+    }
+    UvEcho(UvEcho const&) = delete;
+    UvEcho& operator=(UvEcho const&) = delete;
+    [[nodiscard]] std::uint16_t Port() const { return m_port; }
+
+private:
+    struct Write {
+        uv_write_t request;
+        std::vector<char> bytes;
+    };
+
+    void Run(std::promise<std::uint16_t>& port)
+    {
+        (void)uv_loop_init(&m_loop);
+        (void)uv_async_init(&m_loop, &m_stop, [](uv_async_t* stop) {
+            uv_walk(
+                stop->loop,
+                [](uv_handle_t* handle, void*) {
+                    uv_close(handle, [](uv_handle_t* closed) {
+                        if (closed->data) delete static_cast<uv_tcp_t*>(closed->data);
+                    });
+                },
+                nullptr);
+        });
+        m_stop.data = nullptr;
+        (void)uv_tcp_init(&m_loop, &m_listener);
+        m_listener.data = nullptr;
+        sockaddr_in where{};
+        (void)uv_ip4_addr("127.0.0.1", 0, &where);
+        (void)uv_tcp_bind(&m_listener, reinterpret_cast<sockaddr*>(&where), 0);
+        (void)uv_listen(reinterpret_cast<uv_stream_t*>(&m_listener), 512, OnConnection);
+        int length = sizeof where;
+        (void)uv_tcp_getsockname(&m_listener, reinterpret_cast<sockaddr*>(&where), &length);
+        port.set_value(::ntohs(where.sin_port));
+        (void)uv_run(&m_loop, UV_RUN_DEFAULT);
+        (void)uv_loop_close(&m_loop);
+    }
+    static void OnConnection(uv_stream_t* listener, int)
+    {
+        auto* const peer = new uv_tcp_t;
+        (void)uv_tcp_init(listener->loop, peer);
+        peer->data = peer;
+        (void)uv_accept(listener, reinterpret_cast<uv_stream_t*>(peer));
+        (void)uv_tcp_nodelay(peer, 1);
+        (void)uv_read_start(
+            reinterpret_cast<uv_stream_t*>(peer),
+            [](uv_handle_t*, std::size_t, uv_buf_t* block) {
+                static char room[8192];
+                *block = uv_buf_init(room, sizeof room);
+            },
+            OnRead);
+    }
+    static void OnRead(uv_stream_t* peer, ssize_t count, uv_buf_t const* block)
+    {
+        if (count < 0 && !uv_is_closing(reinterpret_cast<uv_handle_t*>(peer)))
+            uv_close(reinterpret_cast<uv_handle_t*>(peer),
+                     [](uv_handle_t* closed) { delete static_cast<uv_tcp_t*>(closed->data); });
+        if (count <= 0) return;
+        auto* const write = new Write{{}, std::vector<char>(block->base, block->base + count)};
+        write->request.data = write;
+        uv_buf_t const out = uv_buf_init(write->bytes.data(), static_cast<unsigned int>(count));
+        (void)uv_write(&write->request, peer, &out, 1,
+                       [](uv_write_t* request, int) { delete static_cast<Write*>(request->data); });
+    }
+
+    uv_loop_t m_loop{};
+    uv_async_t m_stop{};
+    uv_tcp_t m_listener{};
+    std::thread m_thread;
+    std::uint16_t m_port = 0;
+};
+
+void EchoRoundTrips_libuv(benchmark::State& state)
+{
+    UvEcho const server;
+    Drive(state, server.Port());
+}
+BENCHMARK(EchoRoundTrips_libuv)->Arg(1)->Arg(64)->Arg(512)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+} // namespace

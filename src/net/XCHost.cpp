@@ -1,0 +1,173 @@
+// Questions to the system's resolver, which can be given up.
+//
+// The system writes the answer when it likes, perhaps long after its caller has lost interest; not every resolver ends a
+// question that is taken back. So question and answer stand in a block of their own with two references: the caller's
+// and the question's. The completion, on a thread of the system, keeps or frees the answer and drops the second one. A
+// caller whose time is over asks for the question's end, drops its own reference and goes.
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCHost.h>
+
+#include "errors/CoreError.h"
+#include "errors/SystemWords.h"
+#include "net/HostName.h"
+#include "net/NetErrors.h"
+#include "net/SystemAddress.h"
+#include "win32/Process.h"
+#include "win32/SystemFunction.h"
+#include "win32/UniqueHandle.h"
+
+#include <algorithm>
+#include <string>
+
+namespace {
+
+using namespace xc::net;
+
+/// A question on its way. The system's structure comes first: the completion finds the rest by it.
+struct Question : XCRefCount {
+    struct Slot {
+        OVERLAPPED overlapped{};
+        Question* owner = nullptr;
+    };
+
+    Slot slot;
+    std::wstring name;
+    ADDRINFOEXW hints{};
+    PADDRINFOEXW answer = nullptr;
+    HANDLE handle = nullptr;
+    xc::win32::UniqueKernelObject done{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    unsigned long error = 0;
+
+    ~Question() override
+    {
+        if (answer) ::FreeAddrInfoExW(answer);
+    }
+};
+
+void CALLBACK OnAnswer(DWORD error, DWORD, OVERLAPPED* overlapped)
+{
+    Question* const question = reinterpret_cast<Question::Slot*>(overlapped)->owner;
+    question->error = error;
+    ::SetEvent(question->done.Get());
+    question->Release();
+}
+
+/// @return the system's error; WSA_IO_PENDING while the answer is on its way.
+int Ask(Question& question)
+{
+    question.slot.owner = &question;
+    question.hints.ai_family = AF_UNSPEC;
+    question.hints.ai_socktype = SOCK_STREAM;
+    question.hints.ai_protocol = IPPROTO_TCP;
+    question.AddRef(); // the completion's
+    int const result =
+        ::GetAddrInfoExW(question.name.c_str(), nullptr, NS_DNS, nullptr, &question.hints, &question.answer, nullptr,
+                         &question.slot.overlapped, reinterpret_cast<LPLOOKUPSERVICE_COMPLETION_ROUTINE>(OnAnswer),
+                         &question.handle); // some headers take any pointer for the routine
+    // Only a question on its way has a completion.
+    if (result != WSA_IO_PENDING) question.Release();
+    return result;
+}
+
+/// The answer then comes at once, or when it likes.
+void TakeBack(Question& question) noexcept
+{
+    using Cancel = INT(WSAAPI*)(LPHANDLE);
+    static auto const cancel = xc::win32::SystemFunction<Cancel>(L"ws2_32.dll", "GetAddrInfoExCancel");
+    if (cancel && question.handle) (void)cancel(&question.handle);
+}
+
+XCErrorID WaitForAnswer(Question& question, XCString const& name, unsigned int timeoutMs, XCCancellation const* cancel)
+{
+    HANDLE const objects[] = {question.done.Get(), cancel ? static_cast<HANDLE>(cancel->GetHandle()) : nullptr};
+    DWORD const woken = ::WaitForMultipleObjects(cancel ? 2 : 1, objects, FALSE, timeoutMs);
+    if (woken == WAIT_OBJECT_0) return XCErrorID::Success;
+    TakeBack(question);
+    if (woken == WAIT_OBJECT_0 + 1) return xc::errors::MakeCoreError(XCErrSocketCancelled, name);
+    return TimedOut();
+}
+
+XCErrorID NotFound(XCString const& name, unsigned long error)
+{
+    return xc::errors::MakeCoreError(XCErrHostNotFound, name, static_cast<long>(error),
+                                     xc::errors::SystemWords(error, name));
+}
+
+XCErrorID AskSystem(XCString const& name, std::uint16_t port, std::vector<XCSocketAddress>& addresses,
+                    unsigned int timeoutMs, XCCancellation const* cancel)
+{
+    if (unsigned long const error = xc::win32::StartSockets()) return NotFound(name, error);
+    // A completion on a thread of the system calls into this library, perhaps after its last user has gone.
+    if (!xc::win32::PinLibrary()) return NotFound(name, ERROR_MOD_NOT_FOUND);
+    XCSmartPtr<Question> const question(new Question);
+    question->name = name.View();
+    int result = Ask(*question);
+    if (result == WSA_IO_PENDING) {
+        if (XCErrorID const fault = WaitForAnswer(*question, name, timeoutMs, cancel); fault.Bad()) return fault;
+        result = static_cast<int>(question->error);
+    }
+    if (result != 0) return NotFound(name, static_cast<unsigned long>(result));
+    // The resolver repeats an address for each kind of socket that could use it.
+    for (ADDRINFOEXW const* info = question->answer; info; info = reinterpret_cast<ADDRINFOEXW const*>(info->ai_next)) {
+        if (info->ai_family != AF_INET && info->ai_family != AF_INET6) continue;
+        XCSocketAddress const address(FromSystem(info->ai_addr).GetAddress(), port);
+        bool const known = std::find(addresses.begin(), addresses.end(), address) != addresses.end();
+        if (!known) addresses.push_back(address);
+    }
+    return addresses.empty() ? NotFound(name, WSANO_DATA) : XCErrorID();
+}
+
+} // namespace
+
+XCCancellation::XCCancellation() : m_event(::CreateEventW(nullptr, TRUE, FALSE, nullptr))
+{
+    if (!m_event) throw XCWindowsLastErrorException();
+}
+
+XCCancellation::~XCCancellation()
+{
+    ::CloseHandle(m_event);
+}
+
+void XCCancellation::Cancel() noexcept
+{
+    ::SetEvent(m_event);
+}
+
+void XCCancellation::Reset() noexcept
+{
+    ::ResetEvent(m_event);
+}
+
+bool XCCancellation::IsCancelled() const noexcept
+{
+    return ::WaitForSingleObject(m_event, 0) == WAIT_OBJECT_0;
+}
+
+XCErrorID XCHost::Resolve(XCString const& name, std::uint16_t port, std::vector<XCSocketAddress>& addresses,
+                          unsigned int timeoutMs, XCCancellation const* cancel)
+{
+    addresses.clear();
+    XCIPAddress literal;
+    XCErrorID const notLiteral = XCIPAddress::FromString(name, literal);
+    if (notLiteral.Good()) {
+        addresses.emplace_back(literal, port);
+        return XCErrorID::Success;
+    }
+    // A colon never stands in a name: the fault of the address says more than "not found".
+    if (name.IsNull() || LooksLikeAddress(name) || name.View().find(L':') != std::wstring_view::npos) return notLiteral;
+    if (name.View().find(L'\0') != std::wstring_view::npos) return NotFound(name, WSAHOST_NOT_FOUND);
+    if (IsLocalName(name)) {
+        addresses.emplace_back(XCIPAddress::Loopback(XCIPVersion::V6), port);
+        addresses.emplace_back(XCIPAddress::Loopback(XCIPVersion::V4), port);
+        return XCErrorID::Success;
+    }
+    return AskSystem(name, port, addresses, timeoutMs, cancel);
+}
+
+XCString XCHost::GetName()
+{
+    wchar_t name[NI_MAXHOST] = L"";
+    if (xc::win32::StartSockets() != 0 || ::GetHostNameW(name, NI_MAXHOST) != 0) return {};
+    return name;
+}
