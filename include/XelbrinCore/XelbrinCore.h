@@ -75,6 +75,7 @@
 #include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
+#include <XelbrinCore/XCSignals.h>
 #include <XelbrinCore/XCStdFormat.h>
 #include <XelbrinCore/XCStopWatch.h>
 #include <XelbrinCore/XCString.h>
@@ -89,6 +90,7 @@
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadDump.h>
 #include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCThreadServer.h>
 #include <XelbrinCore/XCTimeEx.h>
