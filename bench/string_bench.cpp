@@ -420,6 +420,17 @@ void FormatNumberAndText_swprintf(benchmark::State& state)
 }
 BENCHMARK(FormatNumberAndText_swprintf);
 
+void FivePlaces_XCPrintf(benchmark::State& state)
+{
+    XCString const pattern(L"%4:s: %0:s of %1:s (%2:s), %3:s");
+    std::vector<XCString> const texts{L"line 12", L"settings.ini", L"section Net", L"no value", L"reader"};
+    for (auto _ : state) {
+        XCString text = XCPrintf(pattern, texts);
+        benchmark::DoNotOptimize(text);
+    }
+}
+BENCHMARK(FivePlaces_XCPrintf);
+
 std::vector<XCString> Names()
 {
     std::mt19937 random(5);

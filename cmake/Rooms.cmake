@@ -39,6 +39,13 @@ function(xc_tests name)
   endif()
   add_executable(test_${name} ${files})
   xc_own_code(test_${name})
+  if(XC_COVERAGE) # internal sources that a test compiles are the library's code, too
+    set(counted ${files})
+    list(FILTER counted INCLUDE REGEX "^${PROJECT_SOURCE_DIR}/src/")
+    set_source_files_properties(${counted} PROPERTIES
+      COMPILE_OPTIONS "--coverage;-fprofile-update=atomic;-O0" SKIP_UNITY_BUILD_INCLUSION ON)
+    target_link_options(test_${name} PRIVATE --coverage)
+  endif()
   set_target_properties(test_${name} PROPERTIES UNITY_BUILD_MODE BATCH UNITY_BUILD_BATCH_SIZE 0)
   target_link_libraries(test_${name} PRIVATE XelbrinCore xc_gtest ${tests_LIBRARIES})
   target_include_directories(test_${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)

@@ -39,7 +39,7 @@ ORDER = [name for name, _, _ in ROOMS]
 HEADER_ROOM = {
     "XCExport.h": None, "XCRefCount.h": None, "XCSafeCounter.h": None,
     "XCFormatArg.h": "text", "XCString.h": "text", "XCStringValue.h": "text", "XCStringStorage.h": "text",
-    "XCStringNumbers.h": "text", "XCStringOrder.h": "text",
+    "XCStringNumbers.h": "text", "XCStringOrder.h": "text", "XCStringSearch.h": "text",
     "XCStringTools.h": "text", "XCStringParts.h": "text", "XCStdFormat.h": "text",
     "XCCollator.h": "text", "XCGuid.h": "text", "XCUnicode.h": "text", "XCLineFault.h": "text", "XCLevelCollator.h": "text",
     "XCLocaleCollator.h": "encoding", "XCMessageLibrary.h": "encoding", "XCStringConverter.h": "encoding",

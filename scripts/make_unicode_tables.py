@@ -7,6 +7,7 @@ records. A digit's value is no part of a record: the digits of a script stand in
 begins modulo 16. Every fact that this form relies on is asserted here."""
 import pathlib
 import sys
+import textwrap
 import unicodedata
 
 TARGET = pathlib.Path(__file__).resolve().parent.parent / "src/text/UnicodeTables.cpp"
@@ -15,6 +16,36 @@ BLOCK = 64
 SKIPPED = 77  # as ctest is told
 CONTROL_SPACES = {9, 10, 11, 12, 13, 0x85}
 MATH_DIGITS = range(0x1D7CE, 0x1D800)  # five rows of ten, which stand nowhere near a multiple of 16
+
+HEAD = """\
+// The facts of Unicode as tables. Made by scripts/make_unicode_tables.py: change that, not this.
+//
+// The tables are constant data: they are shared by all processes and cost a start nothing, while asking the system for
+// each unit would cost a call, and give another answer on each release of it. Their form keeps what usual texts touch
+// within the first cache; XCUnicode.cpp tells how they are read. Everything that the readers rely on (256 records and
+// blocks at most, digits in rows, marks alone with a combining class) is asserted by the script while it writes.
+"""
+WHY = {
+    "records": "Facts that many code points have in common; the columns are those of UnicodeRecord. There are fewer than 257, so "
+    "that a byte names one in the tables below. Case is a difference and not a target: whole alphabets share one.",
+    "blocks": "First stage of the basic plane: the upper ten bits of a unit choose the number of its block. Of blocks of "
+    "32 units there are more than a byte can name, and blocks of 128 take more room.",
+    "units": "Second stage: the records of the 64 units of each block. Blocks that are alike, as those of Han and of the "
+    "areas for private use, are stored once.",
+    "runs": "The planes above, as start << 8 | record. Long stretches share a record there, so that a search in sorted "
+    "starts takes less room than stages do, and texts ask seldom.",
+    "combining": "Start << 8 | combining class, from U+0000 on. Kept out of the records: some fifty classes would "
+    "multiply them, while only marks are ever asked.",
+    "decomposed": "The low 16 bits of each code point that has a decomposition, sorted within its plane. Hangul is left out: "
+    "its 11,172 syllables follow from their numbers and would be five times all others.",
+    "places": "For each of those code points its text, as offset << 4 | length in units: 12 bits reach all of the texts, "
+    "and no text has more than 15 units.",
+    "texts": "The texts, decomposed to the end and in canonical order, so that one look-up replaces a walk step by step.",
+    "category blocks": "Categories alone, for the readers that programs compile into themselves: offsets of blocks and not "
+    "their numbers, which saves a shift for each unit of a text.",
+    "categories": "The categories of the units of each block. One byte a unit is read without a call into the library and "
+    "without the record.",
+}
 
 
 def upper(point):
@@ -101,14 +132,16 @@ def decompositions():
     return [point & 0xFFFF for point in points], basic, sum(point < 0x20000 for point in points), offsets, texts
 
 
-def array(kind, name, values):
+def array(kind, name, why, values):
+    """A table after the reason of its form, which is cut into lines as comments are."""
+    comment = textwrap.fill(why, 120, initial_indent="// ", subsequent_indent="// ", break_on_hyphens=False)
     lines, line = [], "   "
     for value in values:
         if len(line) + len(value) + 2 > 120:
             lines.append(line)
             line = "   "
         line += f" {value},"
-    return f"{kind} const {name}[] = {{\n" + "\n".join(lines + [line]) + "\n};\n"
+    return f"{comment}\n{kind} const {name}[] = {{\n" + "\n".join(lines + [line]) + "\n};\n"
 
 
 def source():
@@ -117,26 +150,28 @@ def source():
     points, basic, supplementary, offsets, texts = decompositions()
     number = lambda values: [str(value) for value in values]
     parts = [
-        "// The facts of Unicode as tables. Made by scripts/make_unicode_tables.py: change that, not this.\n",
+        HEAD,
         "#include <XelbrinCore/XCUnicode.h>\n",
         '#include "text/UnicodeTables.h"\n',
         "// clang-format off",
         "namespace xc::text {\n",
+        "// The version of the standard that all of this comes from: answers about letters differ from one to the next.",
         f'wchar_t const kUnicodeVersion[] = L"{unicodedata.unidata_version}";\n',
-        array("UnicodeRecord", "kUnicodeRecords", ["{%d, %d, %d, %d, %d}" % record for record in records]),
-        array("std::uint8_t", "kUnicodeBlocks", number(first)),
-        array("std::uint8_t", "kUnicodeUnits", number(second)),
-        array("std::uint32_t", "kUnicodeRuns", number(runs)),
+        array("UnicodeRecord", "kUnicodeRecords", WHY["records"], ["{%d, %d, %d, %d, %d}" % record for record in records]),
+        array("std::uint8_t", "kUnicodeBlocks", WHY["blocks"], number(first)),
+        array("std::uint8_t", "kUnicodeUnits", WHY["units"], number(second)),
+        array("std::uint32_t", "kUnicodeRuns", WHY["runs"], number(runs)),
         f"std::size_t const kUnicodeRunCount = {len(runs)};\n",
-        array("std::uint32_t", "kCombiningRuns", number(combining_runs())),
+        array("std::uint32_t", "kCombiningRuns", WHY["combining"], number(combining_runs())),
         f"std::size_t const kCombiningRunCount = {len(combining_runs())};\n",
-        array("std::uint16_t", "kDecomposed", number(points)),
+        array("std::uint16_t", "kDecomposed", WHY["decomposed"], number(points)),
+        "// Where planes 0, 1 and 2 begin in that list, and its end: the search looks at one plane alone.",
         f"std::size_t const kDecomposedPlanes[] = {{0, {basic}, {supplementary}, {len(points)}}};\n",
-        array("std::uint16_t", "kDecompositionPlaces", number(offsets)),
-        array("wchar_t", "kDecompositionUnits", number(texts)),
+        array("std::uint16_t", "kDecompositionPlaces", WHY["places"], number(offsets)),
+        array("wchar_t", "kDecompositionUnits", WHY["texts"], number(texts)),
         "} // namespace xc::text\n",
-        array("std::uint16_t", "XCUnicode::kCategoryBlocks", number(starts)),
-        array("std::uint8_t", "XCUnicode::kUnitCategories", number(categories)),
+        array("std::uint16_t", "XCUnicode::kCategoryBlocks", WHY["category blocks"], number(starts)),
+        array("std::uint8_t", "XCUnicode::kUnitCategories", WHY["categories"], number(categories)),
     ]
     sizes = {"properties": 12 * len(records) + len(first) + len(second) + 4 * len(runs) + 4 * len(combining_runs()),
              "categories of units": 2 * len(starts) + len(categories),

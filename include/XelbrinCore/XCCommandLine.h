@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -122,16 +123,16 @@ public:
     [[nodiscard]] std::vector<XCString> GetRawArgumentListVector() const { return m_rawArguments; }
 
     /// Whether an argument of this name, of any kind, is there.
-    [[nodiscard]] bool ArgPresent(XCString const& name) const;
+    [[nodiscard]] bool ArgPresent(std::wstring_view name) const;
     /// The value of the first option of this name, or the default when there is none. An option without a value is
     /// there: its text is empty, and its number is what an empty text gives (0).
-    [[nodiscard]] XCString GetArg(XCString const& name, XCString const& defaultValue = {}) const;
-    [[nodiscard]] int GetArg(XCString const& name, int defaultValue) const;
-    [[nodiscard]] double GetArg(XCString const& name, double defaultValue) const;
+    [[nodiscard]] XCString GetArg(std::wstring_view name, XCString const& defaultValue = {}) const;
+    [[nodiscard]] int GetArg(std::wstring_view name, int defaultValue) const;
+    [[nodiscard]] double GetArg(std::wstring_view name, double defaultValue) const;
     /// The same for the other integer types; what does not fit is held at the type's limits.
     template <std::integral N>
     requires(!std::same_as<N, int> && !std::same_as<N, bool>) [[nodiscard]] N
-        GetArg(XCString const& name, N defaultValue) const
+        GetArg(std::wstring_view name, N defaultValue) const
     {
         if (!ArgPresent(name)) return defaultValue;
         std::int64_t const value = GetArg(name).AsInt64();
@@ -158,7 +159,7 @@ protected:
     /// Sorts one text into its kind, name and value.
     [[nodiscard]] XCCommandLineArgument ParseArgument(XCString const& text) const;
     /// The first entry, of any kind, whose argument text is the name; otherwise one of kind ArgAbsent.
-    [[nodiscard]] XCCommandLineArgument GetCommandLineArgument(XCString const& name) const;
+    [[nodiscard]] XCCommandLineArgument GetCommandLineArgument(std::wstring_view name) const;
     /// Takes out single double quotes and makes one of each adjacent pair, from left to right.
     static void RemoveQuotes(XCString& text);
 
@@ -166,8 +167,8 @@ private:
     struct Storage;
 
     void OwnVector(std::unique_ptr<Storage> storage);
-    [[nodiscard]] XCCommandLineArgument const* FindArgument(XCString const& name) const;
-    [[nodiscard]] bool IsSameName(XCString const& a, XCString const& b) const;
+    [[nodiscard]] XCCommandLineArgument const* FindArgument(std::wstring_view name) const;
+    [[nodiscard]] bool IsSameName(XCString const& a, std::wstring_view b) const;
     [[nodiscard]] bool NeedsProgramName(XCString const& firstToken) const;
 
     std::size_t m_argCount = 0;

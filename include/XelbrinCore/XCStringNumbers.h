@@ -9,12 +9,12 @@
 #pragma once
 
 #include <XelbrinCore/XCExport.h>
-#include <XelbrinCore/XCStringStorage.h>
+#include <XelbrinCore/XCStringSearch.h>
 
 #include <cstdint>
 
 /// The part of a string that reads numbers (see the head of this file).
-class XC_API XCStringNumbers : public XCStringStorage {
+class XC_API XCStringNumbers : public XCStringSearch {
 public:
     /// A whole number in the range of int.
     int AsInt(bool* ok = nullptr) const noexcept;
@@ -35,7 +35,7 @@ public:
 
 protected:
     /// @cond
-    using XCStringStorage::XCStringStorage;
+    using XCStringSearch::XCStringSearch;
     XCStringNumbers() noexcept = default;
     XCStringNumbers(XCStringNumbers const&) noexcept = default;
     XCStringNumbers(XCStringNumbers&&) noexcept = default;

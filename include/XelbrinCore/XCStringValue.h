@@ -106,6 +106,11 @@ public:
     XCString& Insert(std::size_t pos, wchar_t const* text);
     XCString& Insert(std::size_t pos, XCString const& text);
     XCString& Insert(std::size_t pos, wchar_t unit);
+    template <xc::text::StandardText T>
+    XCString& Insert(std::size_t pos, T const& text)
+    {
+        return InsertUnits(pos, text.data(), text.size());
+    }
     /// Removes `count` units from pos on, or all that follow when there are fewer.
     XCString& Remove(std::size_t pos, std::size_t count);
     /// A new string of at most `count` units from pos on; the whole text is shared, not copied.
@@ -117,6 +122,12 @@ public:
     /// Cost: one pass to count, at most one allocation, one pass to build; without a hit the block stays shared.
     XCString& Replace(wchar_t const* oldText, wchar_t const* newText);
     XCString& Replace(XCString const& oldText, XCString const& newText);
+    template <class Old, class New>
+    requires xc::text::StandardText<Old> || xc::text::StandardText<New> XCString& Replace(Old const& oldText,
+                                                                                          New const& newText)
+    {
+        return ReplaceUnits(xc::text::UpToZero(oldText), xc::text::UpToZero(newText));
+    }
     /// Maps every unit through XCtowupper, XCtowlower.
     XCString& Upper();
     /// The same into lower case.
@@ -127,74 +138,32 @@ public:
     XCString& LTrim(wchar_t unit, std::size_t pos = 0);
     /// Steps over units of the set from pos on and removes everything before the first other unit; pos at or past the
     /// end, or nothing but units of the set, empties the string. An empty set changes nothing.
-    XCString& LTrim(wchar_t const* set, std::size_t pos = 0);
+    XCString& LTrim(wchar_t const* set, std::size_t pos = 0) { return TrimLeft(xc::text::UpToZero(set), pos); }
+    XCString& LTrim(std::wstring_view set, std::size_t pos = 0) { return TrimLeft(xc::text::UpToZero(set), pos); }
     /// Counts the run of `unit` that ends at min(pos, length - 1) and cuts that many units off the *end* of the text.
     /// A text that is all `unit` becomes empty.
     XCString& RTrim(wchar_t unit, std::size_t pos = npos);
     /// Cuts right after the last unit at or before pos that is not in the set, whatever follows pos. When there is
     /// none the string becomes empty. An empty set changes nothing.
-    XCString& RTrim(wchar_t const* set, std::size_t pos = npos);
+    XCString& RTrim(wchar_t const* set, std::size_t pos = npos) { return TrimRight(xc::text::UpToZero(set), pos); }
+    XCString& RTrim(std::wstring_view set, std::size_t pos = npos) { return TrimRight(xc::text::UpToZero(set), pos); }
 
-    // Searching: a position or npos -----------------------------------------------------------------------------
-
-    /// The first place at or after start. An empty text is found at start, when that is not past the end.
-    /// Time is linear in the lengths, also for periodic texts.
-    [[nodiscard]] std::size_t Find(wchar_t const* text, std::size_t start = 0) const;
-    [[nodiscard]] std::size_t Find(wchar_t unit, std::size_t start = 0) const noexcept;
-    [[nodiscard]] std::size_t Find(XCString const& text, std::size_t start = 0) const
-    {
-        return Find(text.AsWChar(), start);
-    }
-    /// The last place that begins at or before start.
-    [[nodiscard]] std::size_t RFind(wchar_t const* text, std::size_t start = npos) const;
-    [[nodiscard]] std::size_t RFind(wchar_t unit, std::size_t start = npos) const noexcept;
-    [[nodiscard]] std::size_t RFind(XCString const& text, std::size_t start = npos) const
-    {
-        return RFind(text.AsWChar(), start);
-    }
-    /// The first unit at or after start that is in a NUL-terminated list of units.
-    [[nodiscard]] std::size_t FindFirstOf(wchar_t const* set, std::size_t start = 0) const;
-    [[nodiscard]] std::size_t FindFirstOf(XCString const& set, std::size_t start = 0) const
-    {
-        return FindFirstOf(set.AsWChar(), start);
-    }
-    /// The first unit at or after start that is not in the list.
-    [[nodiscard]] std::size_t FindFirstNotOf(wchar_t const* set, std::size_t start = 0) const;
-    [[nodiscard]] std::size_t FindFirstNotOf(XCString const& set, std::size_t start = 0) const
-    {
-        return FindFirstNotOf(set.AsWChar(), start);
-    }
-    /// The last unit at or before start that is in the list.
-    [[nodiscard]] std::size_t FindLastOf(wchar_t const* set, std::size_t start = npos) const;
-    [[nodiscard]] std::size_t FindLastOf(XCString const& set, std::size_t start = npos) const
-    {
-        return FindLastOf(set.AsWChar(), start);
-    }
-    /// The last unit at or before start that is not in the list.
-    [[nodiscard]] std::size_t FindLastNotOf(wchar_t const* set, std::size_t start = npos) const;
-    [[nodiscard]] std::size_t FindLastNotOf(XCString const& set, std::size_t start = npos) const
-    {
-        return FindLastNotOf(set.AsWChar(), start);
-    }
-
-    // Comparing -------------------------------------------------------------------------------------------------
-
-    /// -1, 0 or 1. Mode 0: code units as unsigned numbers up to the first terminator (a U+0000 inside ends the
-    /// comparison). Mode bit 1 ignores case, bit 2 accents, both bits both (other bits are ignored).
-    /// Null: 0 when this string is empty, otherwise -1 (a non-empty string sorts before a null text).
-    [[nodiscard]] int Compare(wchar_t const* other, long mode = 0) const;
-    [[nodiscard]] int Compare(XCString const& other, long mode = 0) const;
-    /// By the collator; a null collator compares as mode 0.
-    [[nodiscard]] int Compare(wchar_t const* other, XCSmartPtrToConst<XCCollator> const& collator) const;
-    [[nodiscard]] int Compare(XCString const& other, XCSmartPtrToConst<XCCollator> const& collator) const;
-    /// Whether Compare with the same mode gives 0.
-    [[nodiscard]] bool IsEqual(wchar_t const* other, long mode = 0) const { return Compare(other, mode) == 0; }
-    [[nodiscard]] bool IsEqual(XCString const& other, long mode = 0) const { return Compare(other, mode) == 0; }
+    // Comparing; searching and Compare are members of XCStringSearch.h -------------------------------------------
 
     friend bool operator==(XCString const& a, XCString const& b) { return a.m_data == b.m_data || a.Compare(b) == 0; }
     friend bool operator==(XCString const& a, wchar_t const* b) { return a.Compare(b) == 0; }
     friend std::weak_ordering operator<=>(XCString const& a, XCString const& b) { return a.Compare(b) <=> 0; }
     friend std::weak_ordering operator<=>(XCString const& a, wchar_t const* b) { return a.Compare(b) <=> 0; }
+    template <xc::text::StandardText T>
+    friend bool operator==(XCString const& a, T const& b)
+    {
+        return a.Compare(b) == 0;
+    }
+    template <xc::text::StandardText T>
+    friend std::weak_ordering operator<=>(XCString const& a, T const& b)
+    {
+        return a.Compare(b) <=> 0;
+    }
 
     // Dates and durations; numbers are read by the calls of XCStringNumbers.h -----------------------------------
 
@@ -284,8 +253,8 @@ private:
     XCString& InsertUnits(std::size_t pos, wchar_t const* text, std::size_t count);
     XCString& ReplaceUnits(std::wstring_view oldText, std::wstring_view newText);
     XCString& RemoveFront(std::size_t count);
-    [[nodiscard]] std::size_t FindInSet(wchar_t const* set, std::size_t start, bool member) const;
-    [[nodiscard]] std::size_t FindLastInSet(wchar_t const* set, std::size_t start, bool member) const;
+    XCString& TrimLeft(std::wstring_view set, std::size_t pos);
+    XCString& TrimRight(std::wstring_view set, std::size_t pos);
     XCString& CutTo(std::size_t length);
     XCString& FormatArguments(wchar_t const* format, va_list arguments);
     XCString& FormatArguments(wchar_t const* format, XCFormatArgs const& arguments);

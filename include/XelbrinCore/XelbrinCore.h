@@ -83,6 +83,7 @@
 #include <XelbrinCore/XCStringNumbers.h>
 #include <XelbrinCore/XCStringOrder.h>
 #include <XelbrinCore/XCStringParts.h>
+#include <XelbrinCore/XCStringSearch.h>
 #include <XelbrinCore/XCStringStorage.h>
 #include <XelbrinCore/XCStringStream.h>
 #include <XelbrinCore/XCStringTools.h>

@@ -56,6 +56,7 @@ XCErrorWithArgs::XCErrorWithArgs(XCErrorWithArgs&& other) noexcept : XCError(oth
 XCErrorWithArgs& XCErrorWithArgs::operator=(XCErrorWithArgs&& other) noexcept
 {
     XCError::operator=(other);
+    // The other object frees what this one held.
     m_params.swap(other.m_params);
     return *this;
 }
@@ -67,6 +68,8 @@ XCErrorWithArgs::~XCErrorWithArgs()
 void XCErrorWithArgs::CopyParams(std::vector<Storage> const& from)
 {
     try {
+        // One allocation for the list; the values follow one by one, and those made so far are freed when one of them
+        // fails.
         m_params.reserve(from.size());
         for (Storage const& param : from) VisitValue(param, [this, &param](auto* value) { Add(param.type, *value); });
     } catch (...) {
@@ -84,6 +87,7 @@ void XCErrorWithArgs::ClearParams() noexcept
 template <class T>
 std::size_t XCErrorWithArgs::Add(ErrorParamType type, T const& value)
 {
+    // Errors mostly have a path, a number and the system's words.
     constexpr std::size_t kUsualCount = 4;
     if (m_params.empty()) m_params.reserve(kUsualCount);
     auto copy = std::make_unique<T>(value);
@@ -121,6 +125,7 @@ std::size_t XCErrorWithArgs::AddParam(XCDouble const& value)
 template <class T>
 bool XCErrorWithArgs::Get(ErrorParamType type, T& value, std::size_t index) const
 {
+    // The exact type alone: a parameter read as another one would be a reading of foreign memory.
     if (GetParameterType(index) != type) return false;
     value = *static_cast<T const*>(m_params[index].value);
     return true;

@@ -44,6 +44,7 @@ XCString Expanded(wchar_t const* format, unsigned int month)
             continue;
         }
         switch (*++format) {
+        // A name goes in as it stands: it holds no percent sign.
         case L'B': result += kMonthNames[month - 1]; break;
         case L'x': result += L"%m/%d/%y"; break;
         case L'X': result += L"%H:%M:%S"; break;
@@ -81,6 +82,7 @@ unsigned int XCDate::day() const noexcept
 
 unsigned int XCDate::days_in_month(unsigned int month, unsigned int year) noexcept
 {
+    // Unsigned: month 0 wraps and is none either.
     return month - 1 < 12 ? MonthLength(year, month) : 31;
 }
 
@@ -132,6 +134,7 @@ XCDateTime XCDateTime::GetCurrentDateTime() noexcept
 XCDateTime& XCDateTime::operator+=(std::int64_t seconds) noexcept
 {
     if (IsNull()) return *this;
+    // Asked before the sum, which could overflow. Null is the least number, so that the lower end lies one above it.
     if (seconds > 0 && m_seconds > INT64_MAX - seconds)
         m_seconds = INT64_MAX;
     else if (seconds < 0 && m_seconds <= kNull - seconds)

@@ -42,6 +42,7 @@ void FillSystemTime(SYSTEMTIME& result, XCDateEx const& date, XCTimeEx const& ti
         result.wYear = Word(static_cast<unsigned int>(date.GetYear()));
         result.wMonth = Word(date.GetMonth());
         result.wDay = Word(date.GetDay());
+        // The system's calls ignore it, but programs that get the structure read it.
         result.wDayOfWeek = Word(WeekDayOf(DayNumber(date.GetYear(), date.GetMonth(), date.GetDay())));
     }
     result.wHour = Word(time.GetHour());
@@ -87,6 +88,7 @@ bool SetVariantDate(VARIANT& value, XCDateEx const& date, XCTimeEx const& time) 
     if (!date.IsNull() && (!date.IsValid() || date.GetYear() < 100 || date.GetYear() > 9999)) return false;
     bool const any = !date.IsNull() || !time.IsNull();
     V_VT(&value) = any ? VT_DATE : VT_NULL;
+    // The number is cleared in a null variant: a program that looks at it without the type finds the same each time.
     V_DATE(&value) = any ? ToOleDate(date, time) : 0.0;
     return true;
 }
@@ -210,6 +212,7 @@ bool XCTimeEx::AsSystemTime(SYSTEMTIME& time) const noexcept
 bool XCTimeEx::AsFileTime(FILETIME& time) const noexcept
 {
     if (!IsValid()) return false;
+    // A time alone counts from the beginning of the count, which is midnight of its first day.
     time = FileTimeOf(m_count * kTicksPerMs);
     return true;
 }
@@ -298,6 +301,7 @@ bool XCTimeZone::ToUTC(SYSTEMTIME const& local, SYSTEMTIME& utc) const noexcept
 int XCSystemTimeDifference(SYSTEMTIME const& a, SYSTEMTIME const& b) noexcept
 {
     std::int64_t first = 0, second = 0;
+    // A structure that is no instant counts as 1970, so that the difference of two bad ones is 0.
     EpochOf(a, first);
     EpochOf(b, second);
     return static_cast<int>(std::clamp<std::int64_t>(first - second, INT32_MIN, INT32_MAX));

@@ -1,3 +1,5 @@
+// Dates as counts of milliseconds since 1970 in UTC, for std::chrono and for files of other programs. Counting needs a
+// date, so that a value without one throws; a count outside the calendar gives a null value, which can be asked for.
 #include <XelbrinCore/XCChrono.h>
 #include <XelbrinCore/XCException.h>
 

@@ -11,6 +11,7 @@
 #include "datetime/Calendar.h"
 #include "datetime/DateText.h"
 #include "text/NumberText.h"
+#include "text/Units.h"
 
 #include <algorithm>
 #include <cmath>
@@ -66,9 +67,15 @@ struct Place {
     {
         std::size_t const colon = specifier.find(L':');
         if (colon == std::wstring_view::npos) return 0;
+        std::wstring_view const number = specifier.substr(1, colon - 1);
+        // A place mostly has one or two plain digits, which need no text of their own.
+        bool const isPlain = number.size() <= 9 && std::all_of(number.begin(), number.end(), xc::text::IsDigit);
         // What is no number counts as 0, as a missing one does: the first argument is shown, which a reader of the
         // text will notice sooner than an exception in a message that is hardly ever written.
-        return XCString(specifier.substr(1, colon - 1)).AsUint();
+        if (!isPlain) return XCString(number).AsUint();
+        std::size_t index = 0;
+        for (wchar_t const digit : number) index = index * 10 + static_cast<std::size_t>(digit - L'0');
+        return index;
     }
 };
 

@@ -3,6 +3,10 @@
 // A byte order mark decides. Without one the bytes are read as UTF-8: text of another encoding is hardly ever
 // well-formed UTF-8 by chance, because every byte above 7F would have to belong to a sequence. What is no UTF-8 is in the
 // ANSI code page of the system. UTF-16 without a mark is not guessed: short ASCII files would be mistaken for it.
+//
+// Files are decoded into a buffer of units of their own (UnitBuffer) and parts of files into a caller's string: a file
+// is read once and cut into views, while a stream brings one line after the other into the same string, whose memory is
+// used again. In both the target stays as it was when the bytes are no text.
 #include "encoding/EncodedText.h"
 
 #include "encoding/TextErrors.h"
@@ -69,6 +73,7 @@ std::optional<UnitBuffer> DecodeUtf8(std::string_view bytes)
     return text;
 }
 
+/// Goes by a string, since the strict converter asks the system twice; the copy costs little in comparison.
 /// @param malformedAt receives the place of the first byte that is no text.
 std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes, std::size_t* malformedAt = nullptr)
 {
@@ -87,6 +92,7 @@ std::optional<UnitBuffer> DecodeAnsi(std::string_view bytes, std::size_t* malfor
 }
 
 /// The text itself where its storage can take n units, else `fresh`.
+/// UTF-16 cannot fail half-way, so that the caller's own memory may be written at once.
 XCString& Writable(XCString& text, XCString& fresh, std::size_t n)
 {
     if (xc::text::StringAccess::CanWrite(text, n)) return text;
@@ -102,6 +108,7 @@ XCErrorID DecodeUtf8Part(XCString& text, std::string_view bytes)
     if (bytes.size() <= kOnStack) {
         wchar_t units[kOnStack];
         std::size_t const count = xc::text::DecodeUtf8(units, bytes, used);
+        // Lines are mostly shorter than this: one that is no text has cost no memory.
         if (used == bytes.size()) text.Assign(units, count);
     } else if (xc::text::DecodeUtf8(text, bytes, &used)) {
         return XCErrorID::Success;
@@ -129,6 +136,7 @@ void AppendUtf16(std::string& bytes, std::wstring_view text, Encoding encoding)
     bytes.append(reinterpret_cast<char const*>(units.data()), units.size() * sizeof(wchar_t));
 }
 
+/// On failure the converter leaves its result empty, so that nothing is appended.
 XCErrorID AppendAnsi(std::string& bytes, std::wstring_view text)
 {
     std::string encoded;
@@ -150,6 +158,7 @@ XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
 
 std::optional<UnitBuffer> DecodeText(std::string_view bytes, Encoding& encoding)
 {
+    // A mark is believed even where the text then proves wrong: whoever wrote it meant that encoding.
     if (std::optional<Encoding> const marked = MarkedEncoding(bytes)) {
         encoding = *marked;
         bytes.remove_prefix(ByteOrderMark(encoding).size());
@@ -186,6 +195,7 @@ XCErrorID DecodePart(XCString& text, std::string_view bytes, Encoding encoding)
 
 std::optional<Encoding> MarkedEncoding(std::string_view bytes) noexcept
 {
+    // No mark begins with another one, so that the order does not matter.
     for (Encoding const marked : {Encoding::Utf8WithMark, Encoding::Utf16LE, Encoding::Utf16BE})
         if (bytes.starts_with(ByteOrderMark(marked))) return marked;
     return std::nullopt;

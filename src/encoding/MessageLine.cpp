@@ -78,6 +78,7 @@ ScannedLine ScanLine(std::string_view bytes, std::size_t begin) noexcept
     for (; bytes.size() - at >= kBlock; at += kBlock) {
         Block const block(bytes.data() + at);
         unsigned int const feed = block.LineFeeds();
+        // The lowest bit less one masks all bytes before the line feed; those after it belong to the next line.
         traits |= block.Traits(feed == 0 ? 0xFFFF : (feed & (0u - feed)) - 1);
         if (feed == 0) continue;
         at += static_cast<std::size_t>(std::countr_zero(feed));
@@ -90,6 +91,7 @@ ScannedLine ScanLine(std::string_view bytes, std::size_t begin) noexcept
 
 bool IsContinued(std::string_view line) noexcept
 {
+    // An even number of them is so many escaped backslashes, and the line ends there.
     std::size_t backslashes = 0;
     while (backslashes < line.size() && line[line.size() - 1 - backslashes] == '\\') ++backslashes;
     return backslashes % 2 == 1;
@@ -144,6 +146,7 @@ std::size_t EscapeLength(std::string_view text, std::size_t at, wchar_t const*& 
     if (unit == 0) return 0;
     constexpr std::size_t kLength = 2 + kHexDigits;
     reason = L"one half of a pair without the other";
+    // The halves of a pair must come together: the text is handed out as UTF-16 that every reader may rely on.
     if (text::IsLowSurrogate(static_cast<wchar_t>(unit))) return 0;
     if (!text::IsHighSurrogate(static_cast<wchar_t>(unit))) return kLength;
     int const second = at + kLength < text.size() ? EscapedUnit(text, at + kLength) : -1;
@@ -167,6 +170,7 @@ std::size_t Unescape(wchar_t* units, std::size_t length) noexcept
 {
     wchar_t* to = units;
     for (std::size_t at = 0; at < length; ++at) {
+        // A backslash at the very end stands for itself: the reader has named it before, and here nothing may fail.
         if (units[at] != L'\\' || at + 1 == length) {
             *to++ = units[at];
             continue;
@@ -175,6 +179,7 @@ std::size_t Unescape(wchar_t* units, std::size_t length) noexcept
         case L'n': *to++ = L'\n'; break;
         case L't': *to++ = L'\t'; break;
         case L'u':
+            // The digits were checked when the file was read (FindEscapeFault).
             *to++ = static_cast<wchar_t>(HexUnit(units + at + 1, length - at - 1));
             at += kHexDigits;
             break;

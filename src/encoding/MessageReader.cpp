@@ -47,6 +47,7 @@ unsigned long ReadFileBytes(win32::SystemPath const& path, FileBytes& bytes)
     // One byte more than can be read tells a file that is too large from the largest one.
     bytes.size = static_cast<std::size_t>(std::min<std::uint64_t>(size, kMostFileBytes + 1));
     bytes.bytes = std::make_unique_for_overwrite<char[]>(bytes.size);
+    // A file that shrinks meanwhile gives fewer bytes, and one that grows is read up to the size that was asked for.
     bytes.size = file.Read(bytes.bytes.get(), bytes.size, 0, error);
     return error;
 }
@@ -115,6 +116,7 @@ FileBytes FromCodePage(std::string_view bytes, unsigned int codePage)
     std::string converted;
     XCString line;
     for (std::size_t at = 0; at < bytes.size();) {
+        // npos becomes the end of the bytes here.
         std::size_t const next = std::min(bytes.find('\n', at), bytes.size() - 1) + 1;
         if (converter.ToUnicode(line, bytes.substr(at, next - at)).Good())
             text::AppendUtf8(converted, line.View());
@@ -186,6 +188,8 @@ public:
         m_bytes = m_table.m_bytes.View();
         ReadLines();
         Sort();
+        // How many codes one unit of code stands for, on average: the guess of the search. Differences of 32-bit codes
+        // fit a double without loss.
         m_table.m_scale =
             m_table.m_codes.size() < 2
                 ? 0
@@ -206,6 +210,7 @@ private:
     {
         std::string_view const mark = ByteOrderMark(XCTextEncoding::Utf8WithMark);
         if (bytes.starts_with(mark)) m_at = mark.size();
+        // The bytes are replaced by their UTF-8: places of the table point into one form alone.
         for (XCTextEncoding const encoding : {XCTextEncoding::Utf16LE, XCTextEncoding::Utf16BE}) {
             if (!bytes.starts_with(ByteOrderMark(encoding))) continue;
             XCTextEncoding found{};
@@ -219,6 +224,7 @@ private:
     /// Reads the first line and brings the bytes to UTF-8.
     XCErrorID TakeHead()
     {
+        // A mark wins over the code page of the first line, which an editor that saved in UTF-8 has left as it was.
         bool const isMarked = TakeMarkedBytes(m_table.m_bytes.View());
         std::string_view const bytes = m_table.m_bytes.View();
         Head head;
@@ -228,9 +234,11 @@ private:
         m_at = line.next;
         if (!isMarked && head.codePage != kUtf8CodePage) {
             XCString probe;
+            // One letter tells whether the page exists; otherwise every line would be named as a fault.
             if (XCCodePageConverter(head.codePage).ToUnicode(probe, "L").Bad())
                 return Refuse(L"the system does not know the code page");
             m_table.m_bytes = FromCodePage(bytes, head.codePage);
+            // The first line again, in the new bytes: its length may have changed.
             m_at = ScanLine(m_table.m_bytes.View(), 0).next;
         }
         m_table.m_library = head.library;
@@ -259,6 +267,7 @@ private:
         std::size_t at = SkipBlanks(m_at, line.end);
         m_at = line.next;
         if (at == line.end || m_bytes[at] == ';') return;
+        // Traits are gathered over all lines of the entry, since a later one may hold the first escape.
         std::uint8_t traits = line.traits;
         while ((line.traits & kTextEscaped) != 0 && IsContinued(m_bytes.substr(m_begin, line.end - m_begin))) {
             if (m_at == m_bytes.size()) return Fault(line.end - 1, L"no line follows in which the text could go on");
@@ -276,6 +285,7 @@ private:
     {
         std::int32_t code = 0;
         char const* const data = m_bytes.data();
+        // Signs are part of a code: message numbers of the system are negative as 32-bit integers.
         auto const [codeEnd, error] = std::from_chars(data + at, data + end, code);
         if (error == std::errc::result_out_of_range) return Fault(at, L"the code does not fit 32 bits");
         if (error != std::errc() || codeEnd == data + end || !IsBlank(*codeEnd))
@@ -289,6 +299,8 @@ private:
         if (at == end) return Fault(at, L"the text is missing");
         if (!IsSound(at, end, traits)) return;
         m_table.m_codes.push_back(code);
+        // Only texts with a percent sign, or an escape that may be one, can hold parameters. The mark saves the
+        // comparison with the original for all others.
         bool const mayAsk = (traits & (kTextPercent | kTextEscaped)) != 0;
         m_table.m_places.push_back(static_cast<std::uint32_t>(at) | (mayAsk ? MessageTable::kMayAsk : 0));
     }
@@ -299,6 +311,7 @@ private:
         std::string_view const text = m_bytes.substr(at, end - at);
         std::size_t used = text.size();
         if ((traits & kTextHigh) != 0) {
+            // Decoding is the validation; its result is thrown away, in memory that all lines share.
             m_scratch.resize(std::max(m_scratch.size(), text.size()));
             (void)text::DecodeUtf8(m_scratch.data(), text, used);
         }
@@ -334,6 +347,7 @@ private:
 
     void AddFault(XCLineFault fault)
     {
+        // A file of the wrong kind has a fault in each line, which nobody reads.
         if (++m_count > kMostFaults) {
             if (m_count == kMostFaults + 1) m_faults.push_back({m_table.m_file, 0, 0, L"there are further faults"});
             return;
@@ -344,6 +358,7 @@ private:
     void Sort()
     {
         std::vector<std::int32_t>& codes = m_table.m_codes;
+        // Strictly ascending already: the usual case costs one pass.
         if (std::adjacent_find(codes.begin(), codes.end(), std::greater_equal<>()) == codes.end()) return;
         std::vector<std::uint32_t> order(codes.size());
         std::iota(order.begin(), order.end(), 0u);
@@ -399,6 +414,7 @@ XCErrorID MessageTable::Read(FileBytes bytes, XCString const& name, XCSmartPtr<M
     made->m_bytes = std::move(bytes);
     made->m_file = name;
     XCErrorID const result = MessageReader(*made, faults).Read();
+    // The caller's table changes only as a whole.
     if (result.Good()) table = made;
     return result;
 }

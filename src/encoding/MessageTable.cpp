@@ -32,6 +32,8 @@ std::size_t FindFrom(std::vector<std::int32_t> const& values, std::size_t guess,
     std::size_t const size = values.size();
     std::size_t low = guess;
     std::size_t high = guess + 1; // the place lies in [low, high) at the end
+    // The step doubles away from the guess until the value is passed: what is near is found in few steps, and a bad
+    // guess costs a logarithm.
     if (values[guess] < wanted) {
         for (std::size_t step = 1; high < size && values[high] <= wanted; step *= 2) {
             low = high;
@@ -53,6 +55,7 @@ std::size_t FindFrom(std::vector<std::int32_t> const& values, std::size_t guess,
 std::size_t MessageTable::Find(long code) const noexcept
 {
     auto const wanted = static_cast<std::int32_t>(code);
+    // `long` may be wider than 32 bits on other systems; a code that does not fit stands in no file.
     if (m_codes.empty() || wanted != code || wanted < m_codes.front() || wanted > m_codes.back()) return npos;
     auto const guess = static_cast<std::size_t>((static_cast<double>(wanted) - m_codes.front()) * m_scale);
     return FindFrom(m_codes, std::min(guess, m_codes.size() - 1), wanted);
@@ -71,6 +74,7 @@ MessageText MessageTable::Text(std::size_t index) const noexcept
         if (line.end == next) break; // an empty line ends the text
     }
     std::size_t end = line.end;
+    // Stops at the latest at the text, which has a unit that is no blank.
     while (bytes[end - 1] == ' ' || bytes[end - 1] == '\t') --end;
     return {bytes.substr(begin, end - begin), traits};
 }
@@ -93,6 +97,8 @@ bool MessageTable::Get(XCString& text, long code) const
 {
     std::size_t const index = Find(code);
     if (index == npos) return false;
+    // The original's text in its place: a translation with other parameters would print garbage or read past the
+    // arguments.
     if ((m_places[index] & kRefused) != 0) return !m_original.IsNull() && m_original->Get(text, code);
     Decode(text, Text(index));
     return true;
@@ -118,6 +124,7 @@ void MessageTable::Decode(XCString& text, MessageText const& from)
 
 bool MessageTable::Fits(MessageTable const& original, std::size_t model, std::size_t index, XCString& reason) const
 {
+    // Neither can hold a parameter, as their lines told when they were read.
     if (((m_places[index] | original.m_places[model]) & kMayAsk) == 0) return true;
     MessageText const wanted = original.Text(model);
     MessageText const found = Text(index);

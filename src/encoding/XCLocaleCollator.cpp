@@ -23,8 +23,10 @@ XCLocaleCollator::~XCLocaleCollator() = default;
 int XCLocaleCollator::Compare(wchar_t const* a, wchar_t const* b) const
 {
     int result = 0;
+    // A locale that the system has lost since is no order at all: sorting on with a made-up result would be worse.
     if (!xc::win32::CompareInLocale(*m_order, a, b, result)) throw XCWindowsLastErrorException();
     if (result != 0 || !m_strict) return result;
+    // Texts that the locale takes for equal mostly are: the way to their first difference is short or the whole text.
     while (*a == *b && *a != L'\0') ++a, ++b;
     return *a == *b ? 0 : xc::text::ToUint(*a) < xc::text::ToUint(*b) ? -1 : 1;
 }

@@ -21,6 +21,7 @@ namespace xc::encoding {
 namespace {
 
 /// Three letters as a number, whatever their case; 0 for anything else.
+/// A number, so that a look-up compares no texts: every message asks for up to three languages.
 std::uint32_t LanguageKey(wchar_t const* language) noexcept
 {
     std::uint32_t key = 0;
@@ -45,6 +46,7 @@ struct Language {
 struct Library {
     [[nodiscard]] MessageTable const* Find(std::uint32_t key) const noexcept
     {
+        // A library has a handful of languages; walking them costs less than any table.
         for (Language const& language : languages)
             if (language.key == key) return language.table;
         return nullptr;
@@ -59,6 +61,7 @@ struct Library {
 namespace {
 
 /// A library's name becomes part of file names and of a search.
+/// Signs of a path would lead out of the folder, and those of a pattern find files of other libraries.
 bool IsUsableName(XCString const& name) noexcept
 {
     return !name.IsNull() && name.View().find_first_of(L"\\/:*?\"<>| \t") == std::wstring_view::npos &&
@@ -99,6 +102,7 @@ public:
     }
 
 private:
+    // Kept tables were compared with the original of their time, which they hold themselves.
     void AddFile(std::uint32_t key, XCString const& path, Library const* last)
     {
         XCSmartPtr<MessageTable> table;
@@ -110,12 +114,14 @@ private:
 
     void CheckAll()
     {
+        // The default language may have been kept as well; otherwise it is among those that were read.
         XCSmartPtrToConst<MessageTable> original(m_next.Find(m_original));
         for (auto const& [key, table] : m_read)
             if (key == m_original) original = table;
         if (original.IsNull() && !m_read.empty())
             m_next.faults.push_back({m_next.name, 0, 0, L"there is no file of the default language to compare with"});
         for (auto const& [key, table] : m_read) {
+            // Before the table is handed to readers: Check is the one call that changes a table.
             if (!original.IsNull() && key != m_original) table->Check(original, m_next.faults);
             m_next.languages.push_back({key, table});
         }
@@ -163,6 +169,7 @@ struct XCMessageLibrary::Inside {
                 next->faults = std::move(faults);
             }
         }
+        // Waits until no reader has the old library pinned, and so comes after the pin of this thread has gone.
         library.Exchange(std::move(next));
         return result;
     }
@@ -175,6 +182,7 @@ struct XCMessageLibrary::Inside {
             MessageTable const* const table = key != 0 ? from.Find(key) : nullptr;
             return table && use(*table);
         };
+        // The order is the caller's wish or the user's, the fallback of the call, and the default of the library.
         wchar_t const* const asked = context.GetLanguage();
         return has(*asked != L'\0' ? LanguageKey(asked) : userKey) || has(LanguageKey(context.GetFallbackLanguage())) ||
                has(defaultKey);
@@ -182,6 +190,7 @@ struct XCMessageLibrary::Inside {
 
     XCString const defaultLanguage;
     std::uint32_t const defaultKey;
+    // Asked once: the language of a user does not change under a server.
     std::uint32_t const userKey = LanguageKey(xc::win32::ReadUserLanguage().c_str());
     xc::encoding::PinnedState<Library> library;
 };
@@ -200,6 +209,7 @@ XCErrorID XCMessageLibrary::Open(XCString const& folder, XCString const& library
 
 XCErrorID XCMessageLibrary::Reload()
 {
+    // Copied and unpinned: the exchange waits for all pins, one of this thread included.
     XCString folder;
     XCString name;
     {
@@ -226,6 +236,8 @@ XCErrorI::Severity XCMessageLibrary::GetSeverity(long code) const
         return true;
     };
     XCErrorI::Severity severity = XCErrorI::SeverityError;
+    // The severity belongs to the code and not to a language, so the original decides; the others answer for codes that
+    // it lost.
     bool found = in(library->Find(m_inside->defaultKey), severity);
     for (Language const& language : library->languages) found = found || in(language.table, severity);
     return severity;
@@ -247,6 +259,7 @@ XCErrorID XCMessageLibrary::GetText(XCString& text, long code, XCFormatContext c
     bool const found =
         m_inside->InEachLanguage(*library, context, [&](MessageTable const& table) { return table.Get(text, code); });
     if (found) return XCErrorID::Success;
+    // No text is no reason to show nothing: the name and the number let a reader look the message up.
     text = library->name;
     if (!text.IsNull()) text += L' ';
     text += xc::text::NumberText(code);

@@ -1,3 +1,7 @@
+// One message file on its own, for tools that check translations.
+//
+// The file is a handle on the same table that a library uses (MessageTable.h), so that a tool refuses what the library
+// would. Without a table (nothing opened, or a file that could not be read) every question has its neutral answer.
 #include "encoding/MessageTable.h"
 #include "errors/CoreError.h"
 
@@ -17,6 +21,7 @@ XCString XCMessageLibraryFile::GetFileName(XCString const& library, XCString con
 
 XCErrorID XCMessageLibraryFile::Open(XCString const& path)
 {
+    // First, so that a failure does not leave the texts of another file under the new name.
     m_table.Clear();
     m_faults.clear();
     return xc::encoding::MessageTable::Open(path, m_table, m_faults);

@@ -40,6 +40,7 @@ XCErrorID XCUTF8Converter::FromUnicode(std::string& result, std::wstring_view te
 {
     std::size_t const unpaired = xc::text::FindUnpairedSurrogate(text);
     if (unpaired < text.size()) return UnmappableUnit(text[unpaired], unpaired);
+    // Built aside: the target may be the caller's only copy.
     std::string bytes;
     xc::text::AppendUtf8(bytes, text);
     result.swap(bytes);

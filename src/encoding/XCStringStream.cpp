@@ -61,6 +61,7 @@ void AppendGrouped(std::wstring& to, std::string_view digits, XCLocale const& lo
     // Counted from the right, because that is where the groups of every locale begin; written from the left.
     std::vector<std::size_t> ends; // of the groups, from the right
     std::size_t left = digits.size();
+    // Strictly more: a group that fills its size needs no separator before it.
     for (std::size_t i = 0; locale.GetGroupSize(i) != 0 && left > locale.GetGroupSize(i); ++i) {
         left -= locale.GetGroupSize(i);
         ends.push_back(left);
@@ -130,6 +131,7 @@ void XCStringStream::Clear() noexcept
 {
     m_position = 0;
     m_error = XCErrorID::Success;
+    // A stream that is filled again and again keeps its memory, unless somebody shares it.
     if (StringAccess::CanWrite(m_text, 1))
         m_text.Assign(nullptr, 0, m_text.Capacity()); // in place
     else
@@ -159,6 +161,7 @@ bool XCStringStream::AppendPlain(std::uint64_t magnitude, bool isNegative, XCNum
 XCStringStream& XCStringStream::Write(std::int64_t value, XCNumberFormat const& format)
 {
     std::uint64_t const bits = static_cast<std::uint64_t>(value);
+    // Negated as an unsigned number, since the smallest value has no positive one.
     if (AppendPlain(value < 0 ? 0 - bits : bits, value < 0, format)) return *this;
     char digits[kMostDigits];
     AppendNumber(xc::text::PutInteger(digits, value, format.base), format, format.base == 10);
@@ -194,6 +197,7 @@ void XCStringStream::SetPosition(std::size_t position) noexcept
     m_error = XCErrorID::Success;
 }
 
+/// Blanks at the end hold no value: a loop of reads asks here whether another one can succeed.
 bool XCStringStream::AtEnd() const noexcept
 {
     std::wstring_view const left = m_text.View().substr(m_position);
@@ -223,6 +227,7 @@ bool XCStringStream::ReadNumber(Number& value, int base)
         xc::encoding::ScanNumber(m_text.View(), m_position, base, m_locale ? *m_locale : XCLocale::Invariant());
     char const* const begin = scanned.spelled.data();
     char const* const end = begin + scanned.spelled.size();
+    // The caller's value is set at the end alone: a failed read leaves it as it was.
     Number read{};
     std::from_chars_result result{};
     if constexpr (std::is_floating_point_v<Number>)
@@ -292,6 +297,7 @@ XCStringStream& XCStringStream::ReadLine(XCString& line)
     std::wstring_view read = m_text.View().substr(m_position);
     std::size_t const feed = read.find(L'\n');
     read = read.substr(0, feed);
+    // A last line without a feed counts as a line, as files often end.
     m_position += read.size() + (feed == std::wstring_view::npos ? 0 : 1);
     // A return without a feed is part of the text.
     if (feed != std::wstring_view::npos && read.ends_with(L'\r')) read.remove_suffix(1);

@@ -30,6 +30,7 @@ bool MatchesOne(std::wstring_view pattern, std::wstring_view name, wchar_t const
             return false;
         }
     }
+    // The name has ended: only signs that fit nothing may be left.
     while (at < pattern.size() && pattern[at] == L'*') ++at;
     return at == pattern.size();
 }
@@ -41,6 +42,7 @@ NamePattern::NamePattern(std::wstring_view patterns)
     while (!patterns.empty()) {
         std::wstring pattern(patterns.substr(0, patterns.find(L';')));
         patterns.remove_prefix(pattern.size() < patterns.size() ? pattern.size() + 1 : pattern.size());
+        // Once for each pattern; names are mapped unit by unit while they are compared, and cost no copy.
         text::MapUpper(pattern.data(), pattern.data(), pattern.size());
         if (!pattern.empty()) m_patterns.push_back(std::move(pattern));
     }

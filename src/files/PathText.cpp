@@ -39,6 +39,7 @@ PathRoot LiteralRoot(std::wstring_view path) noexcept
     constexpr auto kKind = XCPathKind::Literal;
     std::size_t const first = 4; // units of the prefix
     std::size_t at = AfterName(path, first, kKind);
+    // A share has two more names in its root. The prefix is followed to the letter, so "UNC" must be a whole name.
     bool const isShare =
         path.size() > first + 3 && path[first + 3] == L'\\' && text::IsSameNameFolded(path.substr(first, 3), L"UNC");
     if (isShare) at = AfterName(path, AfterName(path, at, kKind), kKind);
@@ -80,6 +81,7 @@ std::wstring NormalRoot(std::wstring_view root, XCPathKind kind)
 void AddResolved(PathParts& parts, std::wstring_view name)
 {
     bool const isUp = name == L"..";
+    // ".." takes back a name, never another ".." that stands for a folder whose name is not known.
     bool const canPop = !parts.names.empty() && parts.names.back() != L"..";
     bool const hasTop = parts.kind != XCPathKind::Relative && parts.kind != XCPathKind::DriveRelative;
     // Separators in a row, and the folder itself: no step.
@@ -93,6 +95,7 @@ void AddResolved(PathParts& parts, std::wstring_view name)
 std::wstring Appended(std::wstring text, std::vector<std::wstring_view> const& names, XCPathKind kind)
 {
     for (std::wstring_view const name : names) {
+        // "C:" and "x" are "C:x": with a separator the path would begin at the root of the drive.
         bool const afterDrive = kind == XCPathKind::DriveRelative && text.size() == 2;
         if (!text.empty() && text.back() != L'\\' && !afterDrive) text += L'\\';
         text += name;
@@ -142,6 +145,8 @@ PathParts Resolve(std::wstring_view path)
         else
             AddResolved(parts, name);
     }
+    // Every separator counts in a verbatim path: an empty name keeps the last one when the parts are put together
+    // again.
     if (verbatim && endsInSeparator) parts.names.emplace_back();
     return parts;
 }

@@ -36,6 +36,7 @@ std::size_t FindLineEnd(std::string_view bytes, XCTextEncoding encoding) noexcep
     std::string_view const lineEnd = encoding == XCTextEncoding::Utf16LE ? std::string_view("\n\0", 2) //
                                                                          : std::string_view("\0\n", 2);
     std::size_t at = bytes.find(lineEnd);
+    // Found at an odd place, the two bytes belong to two units.
     while (at != std::string_view::npos && at % 2 != 0) at = bytes.find(lineEnd, at + 1);
     return at;
 }
@@ -61,6 +62,8 @@ XCErrorID XCFileStream::Data::FindMark()
     constexpr std::size_t kLongestMark = 3;
     char front[kLongestMark];
     std::size_t got = 0;
+    // A converter of the caller knows the bytes; and what was sought once need not be read again, unless the place is
+    // at the front, where a mark must be passed over.
     if (options.converter || (markSought && position != 0)) return XCErrorID::Success;
     if (XCErrorID const fault = file->ReadAt(0, front, kLongestMark, got); fault.Bad()) return fault;
     markSought = got == kLongestMark; // a file that grows may have the front of one
@@ -98,6 +101,8 @@ XCErrorID XCFileStream::Data::Decode(XCString& text, std::string_view bytes, std
 
 XCErrorID XCFileStream::Data::ReadLine(XCString& text, bool& got)
 {
+    // The limit is one of units, known only after decoding: before, the bytes are bounded by the most that so many
+    // units have.
     std::size_t const mostBytes = std::min(options.maxLineUnits, SIZE_MAX / kMostBytesOfUnit) * kMostBytesOfUnit;
     part.clear();
     if (XCErrorID const fault = FindMark(); fault.Bad()) return fault;
@@ -112,16 +117,19 @@ XCErrorID XCFileStream::Data::ReadLine(XCString& text, bool& got)
         std::size_t const count = std::min(lineEnd, bytes.size() - bytes.size() % width);
         tooLong = tooLong || part.size() + count > mostBytes;
         Consume(count + (lineEnd == std::string_view::npos ? 0 : width));
+        // The usual line lies whole in the buffer: it is decoded where it lies.
         if (lineEnd != std::string_view::npos && part.empty())
             return Finish(text, bytes.substr(0, count), from, tooLong, got);
         if (!tooLong) part.append(bytes, 0, count);
         if (lineEnd != std::string_view::npos) return Finish(text, part, from, tooLong, got);
+        // Everything of the buffer has been taken; a byte left over is read again, as the place stands before it.
         start = end = 0;
     }
 }
 
 XCErrorID XCFileStream::Data::ReadLast(XCString& text, std::uint64_t from, bool tooLong, bool& got)
 {
+    // A line above the limit is told at once, for its end may never come.
     if (options.wholeLinesOnly && !tooLong) {
         position = from;
         start = end = 0;
@@ -158,10 +166,13 @@ XCErrorID XCFileStream::Data::PutText(std::wstring_view text, bool lineEnd)
     std::uint64_t size = 0;
     if (!markWritten && !options.converter) {
         if (XCErrorID const fault = file->GetSize(size); fault.Bad()) return fault;
+        // Only a file that is empty, with nothing on its way, gets a mark: elsewhere it would be a character in the
+        // text.
         if (size == 0 && before == 0) held = xc::encoding::ByteOrderMark(encoding);
     }
     XCErrorID result = Encode(text);
     if (result.Good() && lineEnd) result = Encode(options.crlf ? L"\r\n" : L"\n");
+    // All of a text or nothing, its mark and line end included: half a line would be read as a line.
     if (result.Bad()) held.resize(before);
     markWritten = markWritten || result.Good();
     Added(held.size() - before);

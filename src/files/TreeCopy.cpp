@@ -74,6 +74,7 @@ void TreeCopy::Copy(SystemPath const& from, SystemPath const& to)
     unsigned long error = win32::GetDetails(from, true, source);
     if (error != 0) return Fail(XCErrTreeNotCopied, from, error);
     if (KindOf(source).IsFolder()) return CopyTree(from, to, source);
+    // Looked at before the bytes are counted, so that the error names the target and nothing is begun.
     if (m_options.existing == XCExisting::Refuse && m_steps.Kind(to, target) == 0)
         return Fail(XCErrTreeNotCopied, to, win32::kErrorFileExists);
     m_tally.SetRange(source.size + 1);
@@ -126,6 +127,7 @@ bool TreeCopy::BeginTree(SystemPath const& from, SystemPath const& to, FileDetai
     } else if (isThere && m_options.existing == XCExisting::Refuse) {
         Fail(XCErrTreeNotCopied, to, win32::kErrorFileExists);
     } else {
+        // A walk of its own, paid only by those who look: without a total no bar can move.
         if (m_tally.HasProgress()) CountTree(from);
         return TakeFolder(to, FactsOf(root));
     }
@@ -184,6 +186,7 @@ unsigned long TreeCopy::MakeFolder(SystemPath const& to)
 {
     unsigned long const error = m_steps.MakeFolder(to);
     EntryKind kind;
+    // The attempt comes first and the question after it: between a question and an attempt another process could come.
     if (!win32::IsTaken(error) || m_options.existing == XCExisting::Refuse) return error;
     if (m_steps.Kind(to, kind) != 0 || !kind.IsFolder()) return win32::kErrorNoFolder;
     return kind.IsReparsePoint() && !m_made.empty() ? static_cast<unsigned long>(win32::kErrorLeadsElsewhere) : 0;
@@ -213,6 +216,7 @@ void TreeCopy::TakeFile(SystemPath const& from, SystemPath const& to, XCFileInfo
     if (error == 0 && replaces) {
         win32::Patience patience{m_options.patienceMs};
         error = m_steps.Rename(written, to, true, patience);
+        // The copy under its own name is of use to nobody; the old file stands as it was.
         if (error != 0) (void)m_steps.RemoveFile(written);
     }
     if (error != 0) return Fail(XCErrTreeNotCopied, replaces ? to : from, error);
@@ -226,6 +230,7 @@ unsigned long TreeCopy::FindPlace(SystemPath const& to, bool& isLeft, bool& repl
     if (m_steps.Kind(to, target) != 0) return 0;
     isLeft = m_options.existing == XCExisting::Leave;
     replaces = m_options.existing == XCExisting::Replace;
+    // A file never replaces a folder, whatever the rule says: too much would go.
     if (target.IsFolder()) return win32::kErrorFileExists;
     // Renaming over it would succeed on some systems, and the mark says that it should not.
     if (replaces && (target.attributes & win32::kReadOnlyBit) != 0) return win32::kErrorAccessDenied;
@@ -275,6 +280,7 @@ void TreeCopy::Move(SystemPath const& from, SystemPath const& to)
     // Renaming would move the target of a link that cannot be opened itself.
     if (error == 0 && listed.IsReparsePoint() && !KindOf(source).IsReparsePoint()) error = win32::kErrorLeadsElsewhere;
     if (error == 0) error = RenameTo(from, to);
+    // Renaming is tried first: it moves a whole tree at once, and only the system knows where volumes meet.
     if (error == win32::kErrorNotSameDevice) return MoveAcross(from, to, source);
     if (error != 0) return Fail(XCErrTreeNotMoved, from, error);
     m_tally.Done(KindOf(source), source.size);
@@ -303,6 +309,7 @@ void TreeCopy::MoveAcross(SystemPath const& from, SystemPath const& to, FileDeta
     if (failure.Good())
         failure = RemoveWhole(from, KindOf(source));
     else
+        // Anything incomplete goes again; the source has not been touched.
         (void)RemoveWhole(copy, KindOf(source));
     m_tally.Failed(failure);
 }
@@ -315,6 +322,7 @@ XCErrorID TreeCopy::CopyWhole(SystemPath const& from, SystemPath const& to, File
     XCCopyOptions const options;
     XCTreeReport report;
     TreeTally tally(&report, m_options.progress);
+    // Its own rules and tally: a move leaves nothing out, and its failures must decide here, not only be counted.
     TreeCopy(m_steps, m_makeTreeSteps, options, tally).Copy(from, to);
     m_tally.Add(report);
     return tally.Result(from);

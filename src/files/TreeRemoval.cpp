@@ -83,6 +83,7 @@ bool TreeRemoval::LeavesFolder(win32::SystemPath const& path)
     };
     std::wstring const name = finalName(path, true);
     std::wstring const folder = finalName(path.Folder(), false);
+    // Without both names nothing can be told; the removal's own check of the entry remains.
     if (name.empty() || folder.empty()) return false;
     return name.substr(0, name.find_last_of(L'\\') + 1) != Below(folder, {});
 }
@@ -99,8 +100,10 @@ unsigned long TreeRemoval::RemoveTree(win32::SystemPath const& root)
     if (error != 0) return error;
     // Some file systems tell no names; links are then told by their attributes alone.
     if (m_steps.FinalName(open.Get(), entry.finalName) != 0) entry.finalName.clear();
+    // A handle on the root would keep it from being removed at the end.
     open.Close();
     if (entry.kind.IsReparsePoint() && (kind.IsLink() || !kind.IsReparsePoint())) {
+        // A root that is a link itself goes alone: its target is another tree.
         Tell(kNone, entry, Remove(entry));
         return m_first;
     }
@@ -114,6 +117,7 @@ unsigned long TreeRemoval::RemoveTree(win32::SystemPath const& root)
 void TreeRemoval::ListTop()
 {
     std::size_t const top = m_stack.size() - 1;
+    // Before the reading: a folder that cannot be listed is still tried to be removed, which tells why it stays.
     m_stack[top].isListed = true;
     m_stack[top].listError = ReadAll(m_stack[top].entry);
     for (win32::TreeItem const& item : m_block.items) {
@@ -131,6 +135,7 @@ unsigned long TreeRemoval::ReadAll(Entry const& folder)
     if (unsigned long const error = Examine(open, folder, kind)) return error;
     if (kind.IsLink()) return 0; // exchanged for a link, which is removed as it is
     unsigned long error = 0;
+    // Read to the end before anything is removed: a listing that goes on during removals may leave entries out.
     while ((error = m_steps.Read(open.Get(), m_block)) == 0) {
     }
     return error == win32::kErrorNoMoreFiles ? 0 : error;
@@ -148,6 +153,7 @@ void TreeRemoval::Take(std::size_t parent, win32::TreeItem const& item)
 
 void TreeRemoval::Push(std::size_t parent, Entry entry)
 {
+    // Renamed into the root, its parent is the root: that one cannot go before it.
     if (entry.path.Text().size() > m_root.Text().size() + kMoveUpFrom && MoveUp(entry)) parent = 0;
     m_stack.push_back({.entry = std::move(entry), .parent = parent});
 }
@@ -176,7 +182,9 @@ void TreeRemoval::RemoveTop()
     }
     Node const done = std::move(node);
     m_stack.pop_back();
+    // "Not empty" would hide why its entries were never seen.
     if (error != 0 && done.listError != 0) error = done.listError;
+    // The entries that are left in the folder were told one by one; the folder itself adds nothing.
     bool const isTold = error == win32::kErrorFolderNotEmpty && done.hasLeft;
     if (!isTold) Tell(done.parent, done.entry, error);
     if (error != 0 && done.parent != kNone) m_stack[done.parent].hasLeft = true;
@@ -204,6 +212,7 @@ unsigned long TreeRemoval::TryRemove(Entry const& entry)
     win32::OpenEntry open(m_steps);
     win32::EntryAccess access{.remove = true, .alone = !m_posix, .attributes = m_rules.readOnlyToo};
     unsigned long error = open.Open(entry.path, access);
+    // Others have it open: then closing will not free its name, which RemoveAtClose makes up for.
     bool const isShared = error == win32::kErrorSharing && access.alone;
     if (isShared) {
         access.alone = false;
@@ -216,6 +225,8 @@ unsigned long TreeRemoval::TryRemove(Entry const& entry)
     Disposal const disposal = m_rules.readOnlyToo ? Disposal::PosixAndReadOnly : Disposal::Posix;
     error = m_steps.Dispose(open.Get(), disposal);
     if (!IsUnknown(error)) return error;
+    // Learnt once for the whole tree, which mostly lies on one file system. The entry must be opened anew, to belong to
+    // the removal alone.
     m_posix = false;
     open.Close();
     return TryRemove(entry);
@@ -250,12 +261,14 @@ unsigned long TreeRemoval::MarkAtClose(win32::OpenEntry const& open, win32::Entr
     if (!isProtected || !m_rules.readOnlyToo) return error;
     if (m_steps.SetAttributes(open.Get(), kind.attributes & ~win32::kReadOnlyBit) != 0) return error;
     error = m_steps.Dispose(open.Get(), Disposal::AtClose);
+    // An entry that stays keeps the mark that it had.
     if (error != 0) (void)m_steps.SetAttributes(open.Get(), kind.attributes);
     return error;
 }
 
 bool TreeRemoval::Wait()
 {
+    // One patience for the whole removal: a tree full of open files would otherwise wait for each of them.
     if (m_waitedMs + kPauseMs > m_rules.patienceMs) return false;
     m_steps.Pause(kPauseMs);
     m_waitedMs += kPauseMs;

@@ -19,6 +19,7 @@ XCErrorID TreeError(XCCoreError code, win32::SystemPath const& path, unsigned lo
 TreeTally::TreeTally(XCTreeReport* report, XCSmartPtr<XCProgressI> progress)
     : m_report(report ? *report : m_own), m_progress(std::move(progress))
 {
+    // The caller's report may be used again: what it held belongs to an operation before.
     m_report = XCTreeReport();
 }
 
@@ -62,6 +63,7 @@ void TreeTally::SetRange(std::uint64_t steps)
 
 XCErrorID TreeTally::Result(win32::SystemPath const& path) const
 {
+    // The first failure stands for all of them; being stopped is told only when nothing has failed.
     if (!m_report.failures.empty()) return m_report.failures.front();
     return IsCancelled() ? errors::MakeCoreError(XCErrTreeStopped, XCString(path.Text())) : XCErrorID::Success;
 }

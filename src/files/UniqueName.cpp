@@ -15,6 +15,8 @@ namespace xc::files {
 
 namespace {
 
+/// Five bits each. Letters that are mistaken for digits or for each other are left out, for names that people read
+/// aloud.
 constexpr wchar_t kSigns[] = L"0123456789abcdefghjkmnpqrstvwxyz"; // 32
 constexpr int kLength = 12;
 
@@ -28,6 +30,7 @@ std::uint64_t RandomBits() noexcept
     }
     static std::atomic<std::uint64_t> calls{0};
     std::uint64_t const moment = static_cast<std::uint64_t>(win32::UtcTicks()) + calls.fetch_add(1) * 7919;
+    // An odd factor near 2^64 over the golden ratio spreads neighbouring moments over all bits.
     return moment * 0x9E3779B97F4A7C15u ^ std::uint64_t{win32::ProcessId()} << 20;
 }
 

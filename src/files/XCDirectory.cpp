@@ -27,6 +27,7 @@ namespace {
 unsigned long MakeFolders(SystemPath const& path, SystemPath& failed)
 {
     std::vector<SystemPath> missing;
+    // From the path upwards, so that the usual case (the folder above is there) asks twice.
     for (SystemPath above = path; !above.IsEmpty() && !xc::win32::Exists(above); above = above.Folder())
         missing.push_back(above);
     for (; !missing.empty(); missing.pop_back()) {
@@ -65,6 +66,8 @@ bool XCDirectory::Exists(XCPath const& path)
     return xc::win32::IsFolder(SystemPath(path.View()));
 }
 
+/// The name is judged before anything is made: a name that one program can make and the next cannot delete is refused,
+/// unless the caller knows better.
 XCErrorID XCDirectory::Create(XCPath const& path, bool anyName)
 {
     XCString name;
@@ -123,6 +126,7 @@ XCErrorID XCDirectory::Walk(XCPath const& root, XCWalkOptions options,
     XCDirectoryEntry entry;
     while (walker.Next(entry)) {
         XCWalkStep const step = visitor(entry);
+        // Stopping is the visitor's wish and no failure.
         if (step == XCWalkStep::Stop) break;
         if (step == XCWalkStep::Skip) walker.Skip();
     }
@@ -151,6 +155,7 @@ XCPath XCDirectory::GetTemp()
 
 XCPath XCDirectory::GetCurrent()
 {
+    // Made absolute by the system, which knows the current folder.
     return XCString(SystemPath(L".").Text());
 }
 
@@ -179,6 +184,7 @@ XCErrorID XCDirectory::CreateTemporaryFile(XCPath const& parent, XCString const&
     SystemPath path;
     auto const make = [](SystemPath const& name) {
         using xc::win32::FileMode;
+        // The file is closed at once: it only has to exist, so that nobody else gets the name.
         return xc::win32::File().Open(name, {.access = FileMode::Access::Write, .start = FileMode::Start::CreateNew});
     };
     SystemPath const folder(parent.View());

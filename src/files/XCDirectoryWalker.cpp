@@ -1,5 +1,8 @@
 // Entries keep the text of their folder, shared by all entries of it, and their name. Their path is put together when
 // it is asked for: most walks look at the name and the facts alone, and far down a path has thousands of units.
+//
+// A folder that cannot be listed is delivered as an entry with its error, so that a walk never ends early and a caller
+// decides what a failure means.
 #include <XelbrinCore/XCDirectoryWalker.h>
 
 #include "files/FileErrors.h"
@@ -27,6 +30,7 @@ XCPath XCDirectoryEntry::GetPath() const
 XCString XCDirectoryEntry::GetRelative() const
 {
     XCString const path = Below(m_folder, m_name);
+    // The root may end with a separator, as that of a drive does, or not: one that is left over goes.
     std::wstring_view relative = path.View().substr(std::min(m_rootLength, path.Length()));
     if (relative.starts_with(L'\\')) relative.remove_prefix(1);
     return XCString(relative);
@@ -59,6 +63,7 @@ void XCDirectoryEntry::Fail(std::wstring_view path, std::size_t rootLength, std:
 {
     xc::win32::TreeItem folder;
     folder.attributes = xc::win32::kFolderBit;
+    // The root itself is its own folder, with no name below it.
     std::size_t const end = depth == 0 ? path.size() : path.find_last_of(L'\\');
     folder.name = depth == 0 ? std::wstring_view() : path.substr(end + 1);
     Set(XCString(path.substr(0, end)), rootLength, depth, folder);
@@ -70,6 +75,7 @@ XCDirectoryWalker::~XCDirectoryWalker() = default;
 
 XCErrorID XCDirectoryWalker::Open(XCPath const& root, XCWalkOptions options)
 {
+    // First, so that a walker that fails to open does not go on with the tree before.
     m_walk.reset();
     auto walk = std::make_unique<xc::files::TreeWalk>(xc::win32::SystemTreeSteps(), std::move(options));
     xc::win32::SystemPath const path(root.View());

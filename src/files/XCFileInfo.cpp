@@ -25,6 +25,7 @@ constexpr std::int64_t kFirstMs = 11'644'473'600'000; // from 1601 to 1970
 void FillInfo(win32::FileDetails const& details, XCFileInfo& info) noexcept
 {
     info.attributes = details.attributes;
+    // File systems give folders sizes of their own making, which no program should add up.
     info.size = info.IsFolder() ? 0 : details.size;
     info.created = XCFileTime(details.created);
     info.accessed = XCFileTime(details.accessed);
@@ -43,6 +44,7 @@ XCFileTime::XCFileTime(XCDateTimeEx const& instant, unsigned int rest) noexcept
     XCTimeZone const utc = XCTimeZone::UTC();
     if (!instant.HasDate() || !instant.IsValid()) return;
     std::int64_t const ms = xc::datetime::ToEpochMs(instant.GetDate(utc), instant.GetTime(utc)) + xc::files::kFirstMs;
+    // Dates before 1601 have no count: the instant stays unknown.
     if (ms >= 0) m_ticks = ms * xc::files::kTicksPerMs + rest;
 }
 
@@ -70,6 +72,7 @@ XCErrorID XCPath::SameFile(XCPath const& other, bool& same) const
     same = false;
     if (XCErrorID const fault = XCFileInfo::Get(*this, own); fault.Bad()) return fault;
     if (XCErrorID const fault = XCFileInfo::Get(other, others); fault.Bad()) return fault;
+    // Unknown identities are all alike, and prove nothing.
     same = own.identity.IsKnown() && own.identity == others.identity;
     return XCErrorID::Success;
 }

@@ -78,6 +78,8 @@ XCErrorID XCSaveFile::WriteText(std::wstring_view text, XCTextEncoding encoding)
     std::string bytes;
     if (m_data->empty) bytes = xc::encoding::ByteOrderMark(encoding);
     if (XCErrorID const fault = xc::encoding::AppendEncoded(bytes, text, encoding); fault.Bad())
+        // Kept until Discard: a content that lacks a text must not be committed, even by a caller that looks at the end
+        // alone.
         return m_data->badText = fault;
     return Write(bytes.data(), bytes.size());
 }

@@ -49,6 +49,7 @@ try {
     what += records == 1 ? L" record for" : L" records for";
     Note(records, what.View(), path, error);
 } catch (std::exception const&) {
+    // The sentence without its number needs less memory, and the count is kept in any case.
     Note(records, L"Gave up records for", path, error);
 }
 

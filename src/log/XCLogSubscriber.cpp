@@ -36,11 +36,13 @@ void XCLogSubscriberI::SetDesiredLevel(int level)
         if (auto const held = list.lock()) held->RefreshInterest();
 }
 
+/// Subscribers that know nothing of channels get the text as they always did.
 void XCLogSubscriberI::OnChannelFlush(XCString const&, int level, XCString const& text)
 {
     OnFlush(level, text);
 }
 
+/// A subscriber that writes at once holds nothing back.
 void XCLogSubscriberI::Flush() {}
 
 namespace {
@@ -171,6 +173,7 @@ void XCFileLogSubscriber::SetPattern(XCLogPattern const& pattern)
     m_data->layout.pattern = pattern.GetCompiled();
 }
 
+/// For the constructors of derived classes, before another thread can have the object.
 void XCFileLogSubscriber::SetRotation(XCLogRotation const& rotation)
 {
     m_data->file.SetRotation(
@@ -217,6 +220,7 @@ bool XCFileLogSubscriber::IsValid() const
 
 XCString XCFileLogSubscriber::GetFileName() const
 {
+    // Set once, in the constructor: no lock is needed.
     return m_data->name;
 }
 

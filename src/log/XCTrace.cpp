@@ -94,6 +94,7 @@ public:
     /// The folder chosen by a call, known before the environment opens the file in another one.
     bool ChooseFolder(XCString const& folder)
     {
+        // Configure enters the section again; its owner may.
         std::lock_guard const hold(section);
         CurrTraceFolderName = FolderOf(folder.View());
         return Configure(&TraceState::InitTraceFolderDone, [&] { return SetFolder(folder); });
@@ -105,6 +106,7 @@ public:
     bool InitTraceFolderDone = false;
     bool InitTraceSubjectsDone = false;
 
+    // Opened by the first record that is wanted; after a failure OpenWhenDue keeps a pace between two attempts.
     bool IsEnabled() noexcept { return CurrTraceSubject != 0 && m_file.OpenWhenDue(); }
     bool IsWanted(int level, int subject) noexcept
     {
@@ -140,6 +142,7 @@ private:
     int CurrTraceDelim = kDefaultDelim;
     win32::SystemPath CurrTraceFolderName; ///< empty: the folder for temporary files
     RecordFile m_file;
+    // Last, so that the end of the process finds a state that is whole.
     AtExit m_atExit{[](void* owner) { static_cast<TraceState*>(owner)->CloseForExit(); }, this};
 };
 

@@ -48,6 +48,7 @@ XCErrorID ThreadRun::Start(XCThread& thread, int priority)
 {
     auto const handle = std::make_shared<ThreadHandle>();
     unsigned long id = 0;
+    // The module of the object itself: its code is needed as long as the thread runs.
     Remember(thread, &thread);
     if (XCErrorID const refused = CreateAndRegister(thread, priority, handle, id); refused.Bad()) return refused;
     thread.Refer(id, handle);
@@ -70,6 +71,7 @@ XCErrorID ThreadRun::CreateAndRegister(XCThread& thread, int priority, SharedHan
     std::uintptr_t const created = ::_beginthreadex(nullptr, stackSize, Body, &thread, CREATE_SUSPENDED, &newId);
     handle->value = reinterpret_cast<void*>(created);
     if (!handle->value) throw XCException(L"_beginthreadex failed in XCThread::Start()");
+    // Set before the thread runs: none of its work is done at another priority.
     if (priority != 0 && !::SetThreadPriority(handle->value, priority)) return LastErrorID();
     id = newId;
     node.key() = id;
@@ -101,6 +103,7 @@ void ThreadRun::RememberModule(XCThread& thread, void const* address)
 void ThreadRun::Describe(ThreadHandle const& handle, XCString const& name)
 {
     using SetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
+    // Newer than the oldest system that is served; debuggers show the name where it exists.
     static auto const setDescription = win32::SystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
     if (setDescription) setDescription(handle.value, name.AsWChar());
 }
@@ -112,6 +115,7 @@ unsigned int __stdcall ThreadRun::Body(void* argument)
     ComApartment const apartment(static_cast<XCComModel>(thread.m_flags & kComModelBits));
     ::TlsSetValue(XCThread::tlsDataIndex, &thread);
     {
+        // Held for the call alone, so that the exit functions find nothing of it.
         XCSmartPtr<XCCallback> const callback = thread.m_callback;
         if (!callback.IsNull()) Call(thread, *callback);
     }
@@ -158,6 +162,7 @@ void ThreadRun::CallExitFunctions(XCThread& thread)
 /// when nobody else holds it.
 void ThreadRun::End()
 {
+    // Before the registry's lock in this scope: the object that goes with the node ends after the lock was released.
     ThreadNode removed;
     RegistryAccess const registry;
     ThreadEntry* const entry = registry.Find(win32::ThreadId());

@@ -24,6 +24,7 @@ double ProgressNode::Fraction() const noexcept
     std::uint64_t const all = range.load(std::memory_order_relaxed);
     if (all == 0) return 0;
     double sum = static_cast<double>(done.load(std::memory_order_relaxed));
+    // A part without a range counts as not begun, and one that is closed stands in `done` already.
     for (Part const& part : open) sum += static_cast<double>(part.weight) * part.node->Fraction();
     return std::min(sum / static_cast<double>(all), 1.0);
 }
@@ -62,6 +63,7 @@ XCProgressState ProgressTree::State()
     m_fraction = std::max(m_fraction, m_root->Fraction());
     XCProgressState state{m_fraction, m_text, std::nullopt, m_isFinished};
     double const spentMs = static_cast<double>(std::max(m_clock(), m_startMs) - m_startMs);
+    // By the mean speed so far. The first second tells too little, and more than a year is no estimate.
     double const remainingMs = spentMs * (1 - m_fraction) / std::max(m_fraction, 1e-12);
     if (spentMs >= 1000 && remainingMs <= kYearMs) state.remainingMs = static_cast<std::uint64_t>(remainingMs);
     return state;
@@ -95,8 +97,10 @@ void ProgressTree::TellWhenDue() noexcept
 {
     std::uint64_t const now = m_clock();
     std::uint64_t due = m_nextMs.load(std::memory_order_relaxed);
+    // A failed exchange means that another thread has just taken this notice.
     if (now < due || !m_nextMs.compare_exchange_strong(due, now + XCProgress::kPaceMs)) return;
     std::unique_lock hold(m_lock);
+    // A listener that is slower than the pace misses notices, instead of having threads wait for it.
     if (m_teller == std::thread::id() && !m_isFinished) Tell(hold);
 }
 

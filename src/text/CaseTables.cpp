@@ -60,7 +60,9 @@ void MapCase(wchar_t* out, wchar_t const* text, std::size_t n, wchar_t first, wc
 {
     __m128i const high = SplatUnit(static_cast<wchar_t>(0xFF80));
     __m128i const below = SplatUnit(static_cast<wchar_t>(first - 1));
+    // The comparisons are strict, so that the borders lie one unit outside the letters.
     __m128i const above = SplatUnit(static_cast<wchar_t>(first + 26));
+    // Upper and lower case of ASCII differ in this bit alone: one exchange serves both directions.
     __m128i const bit = SplatUnit(0x20);
     std::size_t i = 0;
     while (i < n) {
@@ -73,6 +75,7 @@ void MapCase(wchar_t* out, wchar_t const* text, std::size_t n, wchar_t first, wc
             __m128i const letter = _mm_and_si128(_mm_cmpgt_epi16(block, below), _mm_cmplt_epi16(block, above));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_xor_si128(block, _mm_and_si128(letter, bit)));
         }
+        // A block that is not all ASCII, or the units that fill none.
         for (std::size_t const end = n - i < kCaseBlock ? n : i + kCaseBlock; i < end; ++i)
             out[i] = table[ToUint(text[i])];
     }

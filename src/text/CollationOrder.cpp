@@ -11,6 +11,10 @@
 // composed letter also places its decomposed spelling, as a sequence; both spellings stay equal.
 //
 // Cost: one pass over the basic plane with a decomposition for each unit that may have one; some milliseconds.
+//
+// INVARIANTS Letter 0 is the head of the list and no letter. A part names a letter and one of its forms by numbers that
+// stay when others are put between; only Build turns places into weights. m_items holds what rules have placed and wins
+// over everything that was derived.
 #include "text/CollationOrder.h"
 
 #include <XelbrinCore/XCUnicode.h>
@@ -23,6 +27,7 @@ namespace {
 
 using Category = XCUnicodeCategory;
 
+/// Longer items are slips, and the reader of texts compares each sequence of a head at each place.
 constexpr std::size_t kMostParts = 8;
 constexpr std::uint32_t kMostVariants = 30; // they share one byte with the marks
 constexpr std::uint32_t kMostRanks = 0xFFFF;
@@ -37,11 +42,13 @@ bool IsAmong(Category category, Category first, Category last) noexcept
     return category >= first && category <= last;
 }
 
+/// The order of these names is the order of the kinds.
 enum Kind { kIgnored, kSpace, kPunctuation, kSymbol, kDigit, kLetter, kOther, kKinds };
 
 Kind KindOf(wchar_t unit) noexcept
 {
     Category const category = XCUnicode::GetCategory(ToUint(unit));
+    // Before the controls, among which tab and line feed are: white space separates words and must count.
     if (XCUnicode::IsSpace(ToUint(unit))) return kSpace;
     if (category == Category::Control || category == Category::Format || IsMark(unit)) return kIgnored;
     if (IsAmong(category, Category::ConnectorPunctuation, Category::OtherPunctuation)) return kPunctuation;
@@ -72,6 +79,7 @@ bool MayDecompose(wchar_t unit) noexcept
 wchar_t LowerOf(wchar_t unit) noexcept
 {
     char32_t const lower = XCUnicode::ToLower(ToUint(unit));
+    // A lower case outside the basic plane has no place in a table of units.
     return lower <= 0xFFFF ? static_cast<wchar_t>(lower) : unit;
 }
 
@@ -79,7 +87,10 @@ wchar_t LowerOf(wchar_t unit) noexcept
 
 CollationOrder::CollationOrder() : m_letters(1), m_units(0x10000)
 {
+    // Letters are referred to by number, so that growth would be safe; it would only copy.
     m_letters.reserve(0x10000);
+    // Nothing below U+00C0 has a canonical decomposition. Composed units must be known before letters are made: they
+    // get none of their own.
     for (std::uint32_t code = 0xC0; code < 0x10000; ++code) {
         auto const unit = static_cast<wchar_t>(code);
         if (MayDecompose(unit)) AddComposed(unit);
@@ -92,6 +103,7 @@ void CollationOrder::AddComposed(wchar_t unit)
     XCString const parts = XCUnicode::Decompose(ToUint(unit));
     std::wstring_view const view = parts.View();
     if (view.size() == 1 && view[0] == unit) return;
+    // Others, whose parts are more than a letter and marks of this range, keep a letter of their own.
     bool const isLetterAndMarks = !IsMark(unit) && std::all_of(view.begin() + 1, view.end(), IsMark);
     if (isLetterAndMarks) m_composed.emplace(unit, view);
 }
@@ -104,13 +116,18 @@ void CollationOrder::AddLetters()
         auto const unit = static_cast<wchar_t>(code);
         if (m_composed.contains(unit)) continue;
         wchar_t const lower = LowerOf(unit);
+        // A capital shares the letter of its lower case, which must be one of its own: not composed, and not itself a
+        // capital.
         bool const isCapital = lower != unit && !m_composed.contains(lower) && LowerOf(lower) == lower;
         (isCapital ? capitals : kinds[KindOf(unit)]).push_back(unit);
     }
     for (int kind = kSpace; kind < kKinds; ++kind) {
+        // The lead of numbers stands between symbols and digits: a number sorts where its digits would, and meets no
+        // letter.
         if (kind == kDigit) m_numberLead = InsertLetter(m_last);
         for (wchar_t const unit : kinds[kind]) AddLetter(unit);
     }
+    // After all letters exist: a capital may precede its lower case by code.
     for (wchar_t const unit : capitals) m_units[ToUint(unit)] = {{m_units[ToUint(LowerOf(unit))].part.letter, 1}, true};
     for (wchar_t const unit : kinds[kIgnored])
         if (IsMark(unit)) m_units[ToUint(unit)] = {{kMark, MarkWeight(unit)}, true};
@@ -132,6 +149,7 @@ std::uint32_t CollationOrder::InsertLetter(std::uint32_t after)
 
 CollationOrder::Parts CollationOrder::PartsOfUnit(wchar_t unit) const
 {
+    // Rules first; then the parts of a composed unit, which rules may have moved; the default last.
     if (auto const placed = m_items.find(std::wstring_view(&unit, 1)); placed != m_items.end()) return placed->second;
     if (auto const composed = m_composed.find(unit); composed != m_composed.end()) return PartsOf(composed->second);
     Unit const& known = m_units[ToUint(unit)];
@@ -152,6 +170,7 @@ CollationOrder::Parts CollationOrder::PartsOf(std::wstring_view text) const
 CollationOrder::Part CollationOrder::NextVariant(Part after, CollationStep step)
 {
     std::vector<Variant>& variants = m_letters[after.letter].variants;
+    // Most letters never get here, and 60,000 empty lists cost no allocation.
     if (variants.empty()) variants = {{0, CollationStep::Letter}, {1, CollationStep::Case}};
     auto at = std::find_if(variants.begin(), variants.end(), [&](Variant const& v) { return v.id == after.variant; });
     ++at;
@@ -165,6 +184,7 @@ CollationOrder::Part CollationOrder::NextVariant(Part after, CollationStep step)
 wchar_t const* CollationOrder::Place(std::wstring_view anchor, CollationStep step, std::wstring_view item)
 {
     Parts parts = PartsOf(anchor);
+    // An ignored item has no place after which another could stand, and marks have an order of their own.
     if (parts.empty() || parts.back().letter == kMark) return L"nothing can be put after this item";
     if (parts.size() > kMostParts || item.size() > kMostParts) return L"the item is too long";
     if (item.find(L'\0') != std::wstring_view::npos) return L"an item holds no U+0000";
@@ -178,6 +198,7 @@ wchar_t const* CollationOrder::Place(std::wstring_view anchor, CollationStep ste
     m_items.insert_or_assign(std::wstring(item), parts);
     if (item.size() == 1)
         if (auto const composed = m_composed.find(item[0]); composed != m_composed.end())
+            // The decomposed spelling, as a sequence: both spellings must stay equal.
             m_items.insert_or_assign(composed->second, parts);
     return nullptr;
 }
@@ -191,6 +212,8 @@ Element CollationOrder::ElementOf(Part part, std::vector<std::uint32_t> const& r
     std::uint32_t tertiary = kCommonWeight + part.variant; // of a letter without a list
     std::vector<Variant> const& variants = m_letters[part.letter].variants;
     if (!variants.empty()) tertiary = kCommonWeight;
+    // Weights are counted off along the list: a step of case raises the third level, one of accent the second and
+    // begins the cases anew.
     for (auto at = variants.begin(); at != variants.end() && at->id != part.variant;) {
         ++at;
         if (at->step == CollationStep::Case)
@@ -213,6 +236,8 @@ void CollationOrder::SetUnit(CollationData& data, wchar_t unit, std::vector<std:
 {
     Parts const parts = PartsOfUnit(unit);
     Element& element = data.units[ToUint(unit)];
+    // One element fits the table of units. More stand in a list of their own, with its number in the place of the
+    // weight.
     if (parts.size() < 2) {
         element = parts.empty() ? 0 : ElementOf(parts[0], ranks);
         return;
@@ -227,14 +252,19 @@ bool CollationOrder::SetHeads(CollationData& data, std::vector<std::uint32_t> co
         if (text.size() < 2) continue;
         Element& element = data.units[ToUint(text[0])];
         if (!IsSpecial(element) || (element & 0xFF) != kSequences) {
+            // The first unit alone keeps its elements as the answer where no sequence fits. Two bytes number the heads,
+            // which the end of this function checks.
             data.heads.push_back({{}, AddElements(data, PartsOfUnit(text[0]), ranks)});
             element = static_cast<Element>(data.heads.size() - 1) << 16 | kSequences;
         }
         data.heads[element >> 16].sequences.push_back({text.substr(1), AddElements(data, parts, ranks)});
+        // Units that may stand inside a sequence: a comparison that skips equal beginnings must not stop before one of
+        // them. Most orders have none, and then the list stays empty.
         data.follows.resize(0x10000);
         for (wchar_t const unit : std::wstring_view(text).substr(1)) data.follows[ToUint(unit)] = true;
     }
     for (SequenceHead& head : data.heads)
+        // The longest one first, so that the first that fits is the right one.
         std::stable_sort(head.sequences.begin(), head.sequences.end(),
                          [](Sequence const& a, Sequence const& b) { return a.rest.size() > b.rest.size(); });
     return data.heads.size() <= kMostRanks && data.expansions.size() <= kMostRanks;
@@ -242,6 +272,7 @@ bool CollationOrder::SetHeads(CollationData& data, std::vector<std::uint32_t> co
 
 std::unique_ptr<CollationData const> CollationOrder::Build() const
 {
+    // Rank 0 belongs to no letter: it means "ignored" in an element.
     std::vector<std::uint32_t> ranks(m_letters.size());
     std::uint32_t rank = 0;
     for (std::uint32_t at = m_letters[0].next; at != kNone; at = m_letters[at].next) ranks[at] = ++rank;

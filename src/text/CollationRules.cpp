@@ -3,6 +3,12 @@
 // A line is read whole before anything of it is applied, so that a mistyped line changes nothing. Each item of a line is
 // put after the one before it, which is what the order of the line means. An item that another line has placed already is
 // a slip more often than a wish, so it is named; a line begins with one to go on from there.
+//
+// A fault is kept with line and column, and the reading goes on: a file of rules shows all of its faults at once, and
+// the good lines count. When the rules as a whole cannot be built (more letters than two bytes number) the default
+// order takes their place, so that a collator always has a table.
+//
+// Cost: the default rules are read with every table, some milliseconds in which building the order dominates.
 #include <XelbrinCore/XCLevelCollator.h>
 
 #include "text/CollationOrder.h"
@@ -18,6 +24,7 @@ using xc::text::CollationStep;
 using xc::text::IsBlank;
 
 /// Letters of Latin without a decomposition stand with those that they come from.
+/// As rules and not in the code of the order: what a dictionary says is data, and reads like the rules of a caller.
 constexpr wchar_t kDefaultRules[] = L"ss << \u00DF <<< \u1E9E\n"
                                     L"ae << \u00E6 <<< \u00C6\n"
                                     L"oe << \u0153 <<< \u0152\n"
@@ -82,6 +89,7 @@ private:
     {
         std::size_t const begin = m_at;
         wchar_t const sign = m_line[m_at];
+        // Signs are taken as far as they go, so that "<<<<" is one wrong step and not a step and an item.
         while (m_at < m_line.size() && m_line[m_at] == sign && (sign == L'<' || sign == L'=')) ++m_at;
         std::size_t const count = m_at - begin;
         if (sign == L'=' && count == 1) return CollationStep::Same;
@@ -94,6 +102,7 @@ private:
         std::wstring item;
         for (; !m_reason && m_at < m_line.size(); ++m_at) {
             wchar_t const unit = m_line[m_at];
+            // An item that holds one of these writes it with a backslash.
             if (IsBlank(unit) || unit == L'<' || unit == L'=') break;
             item += unit == L'\\' ? ReadEscape() : unit;
         }
@@ -144,6 +153,7 @@ public:
             std::size_t const end = rules.find(L'\n');
             std::wstring_view line = rules.substr(0, end);
             rules.remove_prefix(end == std::wstring_view::npos ? rules.size() : end + 1);
+            // Files from this system end their lines with two units, others with one.
             if (line.ends_with(L'\r')) line.remove_suffix(1);
             RuleLine reader(line);
             Apply(reader.Read());
@@ -152,10 +162,13 @@ public:
     }
 
 private:
+    // Stops at the first item that cannot be placed: those before it stand, as if the line had ended there.
     void Apply(std::vector<RuleItem> const& items)
     {
         for (std::size_t i = 1; i < items.size(); ++i) {
             RuleItem const& item = items[i];
+            // The first item of a line is an anchor and may have been placed before; only items that this line places
+            // are entered.
             auto const [placed, isNew] = m_placed.emplace(item.text, m_line);
             if (!isNew)
                 return Fault(item.at, L"line " + xc::text::NumberText(placed->second) + L" has placed this item");
@@ -177,7 +190,9 @@ std::unique_ptr<CollationData const> MakeData(XCString const& rules, XCString co
                                               std::vector<XCLineFault>& faults)
 {
     CollationOrder order;
+    // Faults of the default rules would not be the caller's.
     std::vector<XCLineFault> none;
+    // A reader of its own for each set: rules of a caller may place anew what the defaults have placed.
     RuleReader(order, name, none).Read(kDefaultRules);
     RuleReader(order, name, faults).Read(rules.View());
     if (std::unique_ptr<CollationData const> data = order.Build()) return data;

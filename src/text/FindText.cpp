@@ -153,6 +153,7 @@ XC_TARGET_AVX2 Progress FilterAvx2(wchar_t const* text, std::size_t last, TextFi
     __m256i const a = _mm256_set1_epi16(static_cast<short>(needle[first]));
     __m256i const b = _mm256_set1_epi16(static_cast<short>(needle[second]));
     for (; i + 15 <= last; i += 16) {
+        // Two steps in one test, as long as neither holds a candidate.
         while (i + 31 <= last) {
             __m256i const low = BothFit(text + i + first, text + i + second, a, b);
             __m256i const high = BothFit(text + i + first + 16, text + i + second + 16, a, b);

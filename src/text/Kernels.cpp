@@ -91,6 +91,7 @@ XC_TARGET_AVX2 std::size_t SkipBackToUnitAvx2(wchar_t const* text, std::size_t n
     return n;
 }
 
+/// Stops at the step that holds a difference; the loop of 8 units then tells its place.
 XC_TARGET_AVX2 std::size_t SkipEqualAvx2(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 {
     std::size_t i = 0;
@@ -136,6 +137,7 @@ std::size_t FindUnit(wchar_t const* text, std::size_t n, wchar_t unit) noexcept
         unsigned int const mask = MaskOf(_mm_cmpeq_epi16(Load8(text + n - kSseUnits), wanted));
         return mask != 0 ? n - kSseUnits + FirstIn(mask) : n;
     }
+    // Fewer than eight units in all: no block may be read.
     while (i < n && text[i] != unit) ++i;
     return i;
 }
@@ -159,6 +161,8 @@ std::size_t CountUnit(wchar_t const* text, std::size_t n, wchar_t unit) noexcept
     std::size_t count = 0;
     std::size_t i = 0;
     __m128i const wanted = Splat8(unit);
+    // Counting never stops early, so that two levels of sums keep the inner loop to one load, comparison and
+    // subtraction.
     while (n - i >= kSseUnits) {
         // Each lane counts downwards; 127 steps at most, so that the signed sums of pairs fit.
         __m128i lanes = _mm_setzero_si128();
@@ -177,6 +181,7 @@ XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
 {
     if (!text) return 0;
     __m128i const zero = _mm_setzero_si128();
+    // Aligned blocks of 16 bytes never cross a page: what is read around the text lies in pages that the text is in.
     auto const address = reinterpret_cast<std::uintptr_t>(text);
     if (address % sizeof(wchar_t) != 0) { // a text at an odd address: no block begins with a unit
         std::size_t n = 0;
@@ -197,6 +202,7 @@ XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
 
 std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 {
+    // The place itself is always found by the loop below, so that the wide loop stays a pure test.
     std::size_t i = n >= kAvxWorth && HasAvx2() ? SkipEqualAvx2(a, b, n) : 0;
     for (; n - i >= kSseUnits; i += kSseUnits) {
         unsigned int const differ = MaskOf(_mm_cmpeq_epi16(Load8(a + i), Load8(b + i))) ^ 0xFFFF;
@@ -211,6 +217,7 @@ XC_READS_WHOLE_BLOCKS std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const*
     constexpr std::uintptr_t kPage = 4096;
     constexpr std::uintptr_t kLast = kPage - sizeof(__m128i); // a block from here on stays within its page
     __m128i const zero = _mm_setzero_si128();
+    // Two texts cannot both be read at aligned places, so that each step asks whether a block would leave a page.
     for (std::size_t i = 0;;) {
         auto const left = reinterpret_cast<std::uintptr_t>(a + i) % kPage;
         auto const right = reinterpret_cast<std::uintptr_t>(b + i) % kPage;
@@ -221,6 +228,7 @@ XC_READS_WHOLE_BLOCKS std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const*
         }
         __m128i const x = *reinterpret_cast<__m128i_u const*>(a + i);
         __m128i const y = *reinterpret_cast<__m128i_u const*>(b + i);
+        // Zeros are looked for in one text alone: a zero in the other one is a difference, or the end of both.
         unsigned int const stop = MaskOf(_mm_andnot_si128(_mm_cmpeq_epi16(x, zero), _mm_cmpeq_epi16(x, y))) ^ 0xFFFF;
         if (stop != 0) return i + FirstIn(stop);
         i += kSseUnits;
@@ -246,6 +254,7 @@ std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noe
 namespace {
 
 constexpr std::uint32_t kFactor = 613;
+/// Eight vectors of eight lanes: enough products under way to hide the time that one multiplication takes.
 constexpr std::size_t kHashBlock = 64;
 
 /// kFactor to the powers 0 to 64.
@@ -297,6 +306,7 @@ XC_TARGET_AVX2 std::uint32_t HashBlocksAvx2(std::uint32_t h, wchar_t const* text
 
 std::uint32_t Hash613(std::uint32_t h, wchar_t const* text, std::size_t n) noexcept
 {
+    // The sum of all lanes at the end costs as much as a block: it pays from two blocks on.
     if (n >= 2 * kHashBlock && HasAvx2()) {
         std::size_t const blocks = n / kHashBlock;
         h = HashBlocksAvx2(h, text, blocks);

@@ -41,12 +41,16 @@ void XCSortByKeys(std::vector<XCString>& texts, XCCollator const& collator)
         records.push_back({BeginningOf(keys.data() + offset, length), offset, static_cast<std::uint32_t>(length),
                            static_cast<std::uint32_t>(records.size())});
     }
+    // No two records are equal, since the index decides at last: the faster unstable sort keeps the order of equal
+    // texts.
     std::sort(records.begin(), records.end(), [&keys](KeyRecord const& a, KeyRecord const& b) {
         if (a.beginning != b.beginning) return a.beginning < b.beginning;
         int const order = std::memcmp(keys.data() + a.offset, keys.data() + b.offset, std::min(a.length, b.length));
         if (order != 0) return order < 0;
         return a.length != b.length ? a.length < b.length : a.index < b.index;
     });
+    // Strings move by their pointer. The reserve is the last step that can run out of memory, and leaves the list as it
+    // was.
     std::vector<XCString> sorted;
     sorted.reserve(texts.size());
     for (KeyRecord const& record : records) sorted.push_back(std::move(texts[record.index]));

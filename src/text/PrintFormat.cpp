@@ -106,6 +106,8 @@ FormatValue NarrowUpTo(char const* text, std::size_t limit) noexcept
 
 ArgumentListSource::ArgumentListSource(va_list arguments)
 {
+    // A copy, since reading moves the list on, and whether the caller's moves with it differs from platform to
+    // platform.
     va_copy(m_arguments, arguments);
 }
 
@@ -191,7 +193,7 @@ FormatValue BoolValue(bool value, wchar_t letter) noexcept
 
 } // namespace
 
-// {
+/// The kind of the argument decides, not the letter: a format from outside cannot make a number into an address.
 FormatValue TypedSource::Next(Conversion const& wanted)
 {
     // A conversion without an argument: what it says is printed as it stands, and nothing is read from anywhere.
@@ -271,6 +273,7 @@ private:
             return at;
         }
         piece.letter = *at++;
+        // The conversion as it was written: it is printed so when no value is left for it.
         piece.source = begin;
         piece.sourceLength = static_cast<std::size_t>(at - begin);
         TakeValues(piece);
@@ -370,6 +373,7 @@ private:
 
     void TakeValues(Piece& piece)
     {
+        // Width, precision and value come in the order in which a call passes them; the source cannot go back.
         if ((piece.flags & kStarWidth) != 0) {
             std::int64_t const width = TakeNumber();
             // As in C: a negative width from the arguments means the left side.
@@ -408,6 +412,7 @@ void FormatPlan::Add(Piece const& piece)
 // A string may be formatted into itself. Its memory is written over only when no piece reads from it.
 bool FormatPlan::RefersTo(void const* begin, void const* end) const noexcept
 {
+    // Pointers into different blocks: `<` is not defined for them, std::less is.
     std::less<> const before;
     auto const overlaps = [&](void const* from, std::size_t bytes) {
         return before(from, end) && before(begin, static_cast<char const*>(from) + bytes);
@@ -426,10 +431,12 @@ bool FormatPlan::RefersTo(void const* begin, void const* end) const noexcept
 
 namespace {
 
+/// 22 digits, sign, prefix and the zero of "#"; for doubles the exponent forms and the shortest form as well.
 constexpr std::size_t kIntegerAllowance = 32;
 constexpr std::size_t kDoubleAllowance = 128;
 
 /// Digits before the point of a double in fixed form, at most.
+/// From the exponent alone: no logarithm is taken, and the answer is never too small.
 std::size_t WholeDigits(double value) noexcept
 {
     if (!std::isfinite(value)) return 0;
@@ -437,6 +444,7 @@ std::size_t WholeDigits(double value) noexcept
     return exponent > 0 ? static_cast<std::size_t>(exponent) / 3 + 2 : 1; // log10(2) is below a third
 }
 
+/// In units or bytes: a byte of UTF-8 becomes one unit at most, so that the count of bytes is a bound as well.
 std::size_t LengthOfText(FormatValue const& value) noexcept
 {
     return value.pointer ? value.length : kNullText.size();
@@ -467,6 +475,7 @@ void FormatInto(XCString& result, wchar_t const* format, FormatSource& source, s
 {
     FormatPlan const plan(format, source, fieldLimit);
     std::size_t const bound = plan.GetUpperBound();
+    // The bound may be too large: the length is set to what was written, and the block keeps the rest as capacity.
     auto const write = [&](XCString& target) {
         StringAccess::SetLength(target, plan.Write(StringAccess::Units(target), bound));
     };

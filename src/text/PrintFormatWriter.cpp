@@ -39,6 +39,8 @@ struct NumberField {
 };
 
 /// All decimals that a double can have in fixed form, and its digits before the point.
+/// The smallest double is 2 to the power -1074, whose last digit is the 1074th. With 309 digits before the point the
+/// longest text is below 1,400 units.
 constexpr std::int32_t kMostDecimals = 1074;
 constexpr std::size_t kDoubleBuffer = 1536;
 
@@ -52,6 +54,7 @@ void AddSign(NumberField& field, bool negative, std::uint8_t flags) noexcept
         field.AddPrefix(' ');
 }
 
+/// By hand: the functions of the runtime ask for the locale of the thread.
 void MakeUpper(char* begin, char const* end) noexcept
 {
     for (; begin != end; ++begin)
@@ -86,6 +89,7 @@ private:
     void Set(std::to_chars_result written, char exponentMark) noexcept
     {
         m_end = written.ptr;
+        // Zeros of a large precision go between digits and exponent.
         m_exponent = exponentMark == 0 ? m_end : std::find(m_buffer, m_end, exponentMark);
     }
     /// With "#" a number has a point also when no decimal follows.
@@ -117,6 +121,7 @@ private:
     void MakeGeneral(std::int32_t precision) noexcept
     {
         if (!m_alternate) {
+            // This form leaves out the zeros at the end, as %g does: none need be filled in.
             std::int32_t const written = std::min(precision, kMostDecimals);
             Set(std::to_chars(m_buffer, m_buffer + kDoubleBuffer - 1, m_value, std::chars_format::general, written),
                 'e');
@@ -132,6 +137,7 @@ private:
     }
     void MakeHex() noexcept
     {
+        // 52 bits of the fraction are 13 digits; further ones are zeros.
         constexpr std::int32_t kHexDigits = 13;
         char* const limit = m_buffer + kDoubleBuffer - 1;
         std::int32_t const written = std::min(m_precision, kHexDigits);
@@ -184,6 +190,7 @@ private:
 
     void Fill(wchar_t unit, std::size_t count) noexcept { m_at = std::fill_n(m_at, std::min(count, Room()), unit); }
 
+    // Digits and signs are ASCII, so that widening needs no decoder.
     void PutAscii(std::string_view text) noexcept
     {
         std::size_t const n = std::min(text.size(), Room());
@@ -201,6 +208,7 @@ private:
         if (left) Fill(L' ', blanks);
     }
 
+    // A precision is a length for texts alone; with %c it says nothing.
     static std::size_t CutLength(Piece const& piece, std::size_t length) noexcept
     {
         bool const cut = piece.precision >= 0 && (piece.letter == L's' || piece.letter == L'S');
@@ -278,6 +286,7 @@ private:
         if (left) Fill(L' ', blanks);
     }
 
+    // The letter and the value may disagree where the format comes from outside: every pair has a defined answer.
     void PutIntegerOrUnit(Piece const& piece) noexcept
     {
         constexpr std::uint64_t kIntegerLetters = BitsOfLetters("diuoxX");
@@ -304,12 +313,14 @@ private:
     /// A negative number under %u, %x or %o: its bits in the width that the conversion names, when they fit.
     static std::uint64_t BitsOf(std::int64_t value, FormatSize size) noexcept
     {
+        // A value that does not fit the named width shows all of its 64 bits, rather than a part that looks right.
         auto const bits = static_cast<std::uint64_t>(value);
         if (size == FormatSize::Byte && value >= INT8_MIN) return bits & 0xFF;
         if (size == FormatSize::Short && value >= INT16_MIN) return bits & 0xFFFF;
         return size != FormatSize::Bits64 && value >= INT32_MIN ? bits & 0xFFFFFFFF : bits;
     }
 
+    // Signs belong to %d and %i; the other letters show bits, in which a minus has no place.
     void PutInteger(Piece const& piece) noexcept
     {
         bool const hex = piece.letter == L'x' || piece.letter == L'X';
@@ -337,6 +348,7 @@ private:
         if (piece.precision >= 0 && static_cast<std::size_t>(piece.precision) > field.digits.size())
             field.leadingZeros = static_cast<std::size_t>(piece.precision) - field.digits.size();
         if ((piece.flags & kAlternate) != 0) {
+            // As in C, "#" makes the first octal digit a zero by raising the precision, if it is none already.
             if (base == 8 && field.leadingZeros == 0 && (magnitude != 0 || piece.precision == 0))
                 field.leadingZeros = 1;
             if (base == 16 && magnitude != 0) {
@@ -366,6 +378,7 @@ private:
         double const value = piece.value.asDouble;
         NumberField field;
         bool const isNumber = !std::isnan(value);
+        // The sign bit of what is no number carries no meaning and differs between processors.
         AddSign(field, isNumber && std::signbit(value), piece.flags);
         bool const upper = piece.letter == L'E' || piece.letter == L'G' || piece.letter == L'A';
         auto const form = static_cast<char>(piece.letter | 0x20);

@@ -60,6 +60,7 @@ XC_TARGET_AVX2 std::size_t ScanAvx2(wchar_t const* text, std::size_t n, UnitRang
         std::uint32_t const low = HitsAvx2<Count, Inside>(text + i, first, span);
         std::uint32_t const high = HitsAvx2<Count, Inside>(text + i + 16, first, span);
         if ((low | high) != 0) {
+            // Joined, so that one count of zeros finds the first hit in either vector.
             std::uint64_t const both = low | static_cast<std::uint64_t>(high) << 32;
             return i + static_cast<std::size_t>(std::countr_zero(both)) / 2;
         }
@@ -77,6 +78,8 @@ template <bool Inside>
 std::size_t ScanSse2(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
 {
     std::size_t i = 0;
+    // The bounds are spread anew in each step: there are too few registers for eight ranges, and this is the way of old
+    // processors alone.
     for (; i + 8 <= n; i += 8) {
         __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text + i));
         __m128i inside = _mm_setzero_si128();
@@ -97,6 +100,7 @@ template <bool Inside, unsigned... Counts>
 std::size_t ScanCounted(wchar_t const* text, std::size_t n, UnitRanges const& ranges,
                         std::integer_sequence<unsigned, Counts...>) noexcept
 {
+    // A call through a table costs less than one test of the count in each step.
     static constexpr ScanFunction kScans[] = {&ScanAvx2<Counts + 1, Inside>...};
     return kScans[ranges.Count() - 1](text, n, ranges);
 }
@@ -104,6 +108,7 @@ std::size_t ScanCounted(wchar_t const* text, std::size_t n, UnitRanges const& ra
 template <bool Inside>
 std::size_t Scan(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
 {
+    // No range holds any unit, and the table of instances begins with one range.
     if (ranges.Count() == 0) return Inside ? n : 0;
     if (!HasAvx2()) return ScanSse2<Inside>(text, n, ranges);
     return ScanCounted<Inside>(text, n, ranges, std::make_integer_sequence<unsigned, UnitRanges::kMax>{});
@@ -143,6 +148,7 @@ template <bool Dots>
     auto const address = reinterpret_cast<std::uintptr_t>(text);
     auto const skipped = static_cast<unsigned>(address & 31);
     auto const* at = reinterpret_cast<__m256i const*>(address - skipped);
+    // Units of the vector before the text are shifted out: each bit of the mask stands for a byte.
     std::uint32_t mask = EndsAvx2<Dots>(at) >> skipped;
     std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
     while (mask == 0 && n < limit) {
@@ -161,6 +167,7 @@ template <bool Dots>
 std::size_t Count(wchar_t const* text, std::size_t limit) noexcept
 {
 #if !defined(XC_NO_OVERREAD)
+    // At an odd address units straddle the lanes of aligned vectors.
     bool const aligned = (reinterpret_cast<std::uintptr_t>(text) & 1) == 0;
     if (limit != 0 && aligned && HasAvx2()) return CountAvx2<Dots>(text, limit);
 #endif

@@ -124,6 +124,7 @@ constinit XCString const XCString::cryptSuffix(ConstantBlock{}, &xc::text::suffi
 bool XCString::Encrypt(XCString const& seed)
 {
     using namespace xc::text;
+    // By its form alone: whoever enciphers twice by mistake could not read the text with one call.
     if (IsEncrypted()) return false;
     std::size_t const size = Length() * sizeof(wchar_t);
     ByteVector bytes(kTextAt + size);
@@ -137,6 +138,7 @@ bool XCString::Encrypt(XCString const& seed)
     if (!xc::win32::Seal({bytes.data() + kTextAt, size}, tag, plain, key, nonce)) return false;
     std::copy(tag.begin(), tag.end(), bytes.begin() + kTagAt);
     XCString letters;
+    // Four letters for three bytes, and a group that is not full.
     letters.Reserve(bytes.size() / 3 * 4 + 4 + cryptSuffix.Length() + 1);
     AppendLetters(letters, bytes);
     letters += cryptSuffix;
@@ -153,6 +155,7 @@ bool XCString::Decrypt(XCString const& seed)
     std::size_t const size = bytes->size() - kTextAt;
     XCString plain;
     plain.Reserve(size / sizeof(wchar_t) + 1);
+    // Opened into a string of its own: before the tag is proved, nothing of it may be seen.
     auto* const units = reinterpret_cast<std::uint8_t*>(StringAccess::Units(plain));
     if (!xc::win32::Open({units, size}, {bytes->data() + kTextAt, size}, ArrayAt<xc::win32::CipherTag>(*bytes, kTagAt),
                          key, ArrayAt<xc::win32::CipherNonce>(*bytes, kNonceAt)))

@@ -1,7 +1,8 @@
 // Comparison, hash and natural order of XCString.
 //
-// Ordinal comparison looks for the first place where the texts differ or the left one ends: both views are followed by a
-// terminator, so the unit at that place decides in every case, also for a text that is the start of the other.
+// Ordinal comparison looks for the first place where the texts differ or the left one ends: the left text is followed by
+// a terminator and the end of the right one counts as one, so the unit at that place decides in every case, also for a
+// text that is the start of the other.
 // The three folding collators of the modes are built when first used (each fills a table of 65,536 units) and live to the
 // end of the process; a mode without memory for its table, or after the table has gone, compares ordinally.
 //
@@ -23,13 +24,13 @@ using xc::text::ToUint;
 
 namespace {
 
-/// Ordinal, up to the first terminator of either text; both hold one at the end of their view.
+/// Ordinal, up to the first terminator of either text. One follows @p a; the end of @p b counts as one.
 int CompareOrdinal(std::wstring_view a, std::wstring_view b) noexcept
 {
-    std::size_t const common = std::min(a.size(), b.size()); // a terminator follows in one of them at least
+    std::size_t const common = std::min(a.size(), b.size());
     std::size_t const at = xc::text::MismatchOrEnd(a.data(), b.data(), common);
     std::uint32_t const left = ToUint(a.data()[at]);
-    std::uint32_t const right = ToUint(b.data()[at]);
+    std::uint32_t const right = at < b.size() ? ToUint(b[at]) : 0;
     return left == right ? 0 : left < right ? -1 : 1;
 }
 
@@ -77,30 +78,32 @@ XCCollator const* CollatorOfMode(long mode)
 
 } // namespace
 
-int XCString::Compare(wchar_t const* other, long mode) const
+int XCStringSearch::Compare(wchar_t const* other, long mode) const
 {
+    // A null pointer counts as a text after all others but the empty one, which it equals.
     if (!other) return IsNull() ? 0 : -1;
     XCCollator const* const collator = CollatorOfMode(mode);
     return collator ? collator->Compare(AsWChar(), other)
                     : CompareOrdinal(View(), {other, xc::text::TextLength(other)});
 }
 
-int XCString::Compare(XCString const& other, long mode) const
+int XCStringSearch::Compare(XCStringStorage const& other, long mode) const
 {
     XCCollator const* const collator = CollatorOfMode(mode);
     return collator ? collator->Compare(AsWChar(), other.AsWChar()) : CompareOrdinal(View(), other.View());
 }
 
-int XCString::Compare(wchar_t const* other, XCSmartPtrToConst<XCCollator> const& collator) const
+int XCStringSearch::CompareUnits(std::wstring_view other, long mode) const
+{
+    // A collator reads up to a terminator, which a view need not have.
+    return (mode & 3) == 0 ? CompareOrdinal(View(), other) : Compare(XCString(other), mode);
+}
+
+int XCStringSearch::Compare(wchar_t const* other, XCSmartPtrToConst<XCCollator> const& collator) const
 {
     if (!other) return IsNull() ? 0 : -1;
     return collator.IsNull() ? CompareOrdinal(View(), {other, xc::text::TextLength(other)})
                              : collator->Compare(AsWChar(), other);
-}
-
-int XCString::Compare(XCString const& other, XCSmartPtrToConst<XCCollator> const& collator) const
-{
-    return Compare(other.AsWChar(), collator);
 }
 
 std::size_t XCStringHash::operator()(XCString const& text) const noexcept

@@ -27,6 +27,7 @@ std::size_t CountOf(std::wstring_view text, std::wstring_view wanted) noexcept
 {
     if (wanted.size() == 1) return xc::text::CountUnit(text.data(), text.size(), wanted[0]);
     xc::text::TextFinder finder(wanted);
+    // Hits do not overlap: the search goes on after each, as the replacement does.
     for (std::size_t hits = 0;; ++hits) {
         std::size_t const at = finder.Find(text.data(), text.size());
         if (at == text.size()) return hits;
@@ -45,6 +46,8 @@ UnitGroups ReplaceInGroups(UnitGroups work, wchar_t oldUnit, std::wstring_view n
     std::uint64_t replacement = 0;
     std::memcpy(&replacement, newText.data(), newText.size() * sizeof(wchar_t));
     std::size_t i = 0;
+    // Five units at least are left here, so that the four that are written stay within the result, which has room for
+    // one for each of them.
     for (; i + 4 < work.text.size(); ++i) {
         wchar_t const unit = work.text[i];
         std::uint64_t const hit = 0 - std::uint64_t{unit == oldUnit}; // all bits: no branch to be guessed wrong
@@ -81,7 +84,7 @@ wchar_t* BuildReplaced(wchar_t* out, std::wstring_view text, std::wstring_view o
 
 XCString& XCString::Replace(wchar_t const* oldText, wchar_t const* newText)
 {
-    return ReplaceUnits({oldText ? oldText : L"", TextLength(oldText)}, {newText ? newText : L"", TextLength(newText)});
+    return ReplaceUnits(xc::text::UpToZero(oldText), xc::text::UpToZero(newText));
 }
 
 XCString& XCString::Replace(XCString const& oldText, XCString const& newText)
@@ -102,6 +105,7 @@ XCString& XCString::ReplaceUnits(std::wstring_view oldText, std::wstring_view ne
     std::size_t bound = whole.size();
     if (newText.size() > oldText.size()) {
         std::size_t const hits = CountOf(text, oldText);
+        // Asked as a division, since the product could wrap.
         if (hits > (kMaxLength - whole.size()) / (newText.size() - oldText.size()))
             throw std::length_error("XCString: text too long");
         bound += hits * (newText.size() - oldText.size());
@@ -112,6 +116,7 @@ XCString& XCString::ReplaceUnits(std::wstring_view oldText, std::wstring_view ne
     CopyUnits(out, text.data() + text.size(), whole.size() - text.size());
     out += whole.size() - text.size();
     xc::text::StringAccess::SetLength(result, static_cast<std::size_t>(out - result.m_data->Text()));
+    // The old block lives to here: both arguments may point into it.
     Swap(result);
     return *this;
 }
@@ -120,6 +125,7 @@ XCString& XCString::Upper()
 {
     // Unit by unit and in place: a mapping never changes the length of a text.
     if (IsNull()) return *this;
+    // The block becomes the string's own first: other strings may share it.
     ResizeCapacity(m_data->length);
     xc::text::MapUpper(m_data->Text(), m_data->Text(), m_data->length);
     return *this;
@@ -164,9 +170,9 @@ XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
     return reached == 0 ? *this : RemoveFront(reached);
 }
 
-XCString& XCString::LTrim(wchar_t const* set, std::size_t pos)
+XCString& XCString::TrimLeft(std::wstring_view set, std::size_t pos)
 {
-    if (!set || *set == L'\0') return *this;
+    if (set.empty()) return *this;
     std::size_t const first = FindFirstNotOf(set, pos);
     if (first == npos) {
         Clear();
@@ -187,9 +193,9 @@ XCString& XCString::RTrim(wchar_t unit, std::size_t pos)
     return run == 0 ? *this : CutTo(length - run);
 }
 
-XCString& XCString::RTrim(wchar_t const* set, std::size_t pos)
+XCString& XCString::TrimRight(std::wstring_view set, std::size_t pos)
 {
-    if (IsNull() || !set || *set == L'\0') return *this;
+    if (IsNull() || set.empty()) return *this;
     std::size_t const last = FindLastNotOf(set, pos);
     return CutTo(last == npos ? 0 : last + 1);
 }

@@ -119,6 +119,7 @@ int XCStringNumbers::AsInt(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
 }
+/// 32 bits, as `long` has them on this platform; a compiler whose `long` is wider gives the same limits.
 long XCStringNumbers::AsLong(bool* ok) const noexcept
 {
     return ReadSigned<std::int32_t>(AsWChar(), ok);
@@ -146,6 +147,7 @@ double XCStringNumbers::AsDouble(bool* ok) const
     while (IsSpace(*text)) ++text;
     bool const negative = *text == L'-';
     if (negative || *text == L'+') ++text;
+    // Narrowed for from_chars, which reads bytes. Short texts need no allocation for it.
     std::string const digits = DecimalPart(text);
     double value = 0;
     std::from_chars_result const read = std::from_chars(digits.data(), digits.data() + digits.size(), value);

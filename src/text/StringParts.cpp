@@ -1,3 +1,10 @@
+// Parts of texts as views, numbers as texts, and strings from streams.
+//
+// Splitting and trimming work on views: they allocate nothing but the list of parts, and a caller that wants strings of
+// its own asks for them. The views point into the text that was given, which must outlive them.
+//
+// White space is that of Unicode here, not of a locale, so that a text trims alike on every machine. Numbers take the
+// invariant form of NumberText, which needs no stream and reads back as the same value.
 #include <XelbrinCore/XCStringParts.h>
 #include <XelbrinCore/XCUnicode.h>
 
@@ -14,6 +21,8 @@ template <class IsDropped>
 std::wstring_view TrimEnds(std::wstring_view text, IsDropped isDropped) noexcept
 {
     auto const first = std::find_if_not(text.begin(), text.end(), isDropped);
+    // The search from the end stops where the one from the front did: a text of dropped units alone yields an empty
+    // view and is walked once.
     auto const last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isDropped).base();
     return {first, last};
 }
@@ -34,6 +43,7 @@ std::vector<std::wstring_view> XCSplitViews(std::wstring_view text, std::wstring
 {
     std::vector<std::wstring_view> parts;
     xc::text::TextFinder finder(separator); // remembers what it compared in vain: linear for every separator
+    // An empty separator fits everywhere and would never end: the text stays whole.
     while (!separator.empty()) {
         std::size_t const at = finder.Find(text.data(), text.size());
         if (at == text.size()) break;
@@ -67,6 +77,8 @@ XCString XCToText(double number)
 
 std::wistream& operator>>(std::wistream& in, XCString& text)
 {
+    // Read into a string of the standard library, whose stream operators keep width, flags and locale of the stream. A
+    // read that fails leaves the text as it was.
     if (std::wstring word; in >> word) text.Assign(word);
     return in;
 }

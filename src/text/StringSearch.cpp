@@ -19,18 +19,22 @@ using xc::text::FindUnit;
 using xc::text::TextLength;
 using xc::text::UnitSet;
 
-std::size_t XCString::Find(wchar_t const* text, std::size_t start) const
+std::size_t XCStringSearch::Find(wchar_t const* text, std::size_t start) const
+{
+    return text ? FindUnits({text, TextLength(text)}, start) : npos;
+}
+
+std::size_t XCStringSearch::FindUnits(std::wstring_view text, std::size_t start) const
 {
     std::size_t const length = m_data->length;
     // An empty text is found at every place, the end included, and nowhere past it.
-    if (!text || start > length) return npos;
-    std::size_t const wanted = TextLength(text);
-    if (wanted == 0) return start;
-    std::size_t const at = start + FindText(m_data->Text() + start, length - start, text, wanted);
+    if (start > length) return npos;
+    if (text.empty()) return start;
+    std::size_t const at = start + FindText(m_data->Text() + start, length - start, text.data(), text.size());
     return at < length ? at : npos;
 }
 
-std::size_t XCString::Find(wchar_t unit, std::size_t start) const noexcept
+std::size_t XCStringSearch::Find(wchar_t unit, std::size_t start) const noexcept
 {
     std::size_t const length = m_data->length;
     if (start >= length) return npos;
@@ -38,18 +42,23 @@ std::size_t XCString::Find(wchar_t unit, std::size_t start) const noexcept
     return at < length ? at : npos;
 }
 
-std::size_t XCString::RFind(wchar_t const* text, std::size_t start) const
+std::size_t XCStringSearch::RFind(wchar_t const* text, std::size_t start) const
 {
-    std::size_t const wanted = TextLength(text);
-    std::size_t const length = m_data->length;
-    if (!text || wanted > length) return npos;
-    // A hit that begins at the start may reach past it.
-    std::size_t const end = std::min(start, length - wanted) + wanted; // of the last place that counts
-    std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text, wanted);
-    return wanted == 0 || at < end ? at : npos;
+    return text ? FindUnitsBackwards({text, TextLength(text)}, start) : npos;
 }
 
-std::size_t XCString::RFind(wchar_t unit, std::size_t start) const noexcept
+std::size_t XCStringSearch::FindUnitsBackwards(std::wstring_view text, std::size_t start) const
+{
+    std::size_t const length = m_data->length;
+    if (text.size() > length) return npos;
+    // A hit that begins at the start may reach past it.
+    std::size_t const end = std::min(start, length - text.size()) + text.size(); // of the last place that counts
+    std::size_t const at = xc::text::FindLastText(m_data->Text(), end, text.data(), text.size());
+    // An empty text is found at the end of what counts, which is a place like any other.
+    return text.empty() || at < end ? at : npos;
+}
+
+std::size_t XCStringSearch::RFind(wchar_t unit, std::size_t start) const noexcept
 {
     std::size_t const length = m_data->length;
     if (length == 0) return npos;
@@ -58,7 +67,7 @@ std::size_t XCString::RFind(wchar_t unit, std::size_t start) const noexcept
     return at < count ? at : npos;
 }
 
-std::size_t XCString::FindInSet(wchar_t const* set, std::size_t start, bool member) const
+std::size_t XCStringSearch::FindInSet(std::wstring_view set, std::size_t start, bool member) const
 {
     std::size_t const length = m_data->length;
     if (start >= length) return npos;
@@ -66,31 +75,11 @@ std::size_t XCString::FindInSet(wchar_t const* set, std::size_t start, bool memb
     return at < length ? at : npos;
 }
 
-std::size_t XCString::FindLastInSet(wchar_t const* set, std::size_t start, bool member) const
+std::size_t XCStringSearch::FindLastInSet(std::wstring_view set, std::size_t start, bool member) const
 {
     std::size_t const length = m_data->length;
     if (length == 0) return npos;
     std::size_t const count = std::min(start, length - 1) + 1;
     std::size_t const at = UnitSet(set).FindLast(m_data->Text(), count, member);
     return at < count ? at : npos;
-}
-
-std::size_t XCString::FindFirstOf(wchar_t const* set, std::size_t start) const
-{
-    return FindInSet(set, start, true);
-}
-
-std::size_t XCString::FindFirstNotOf(wchar_t const* set, std::size_t start) const
-{
-    return FindInSet(set, start, false);
-}
-
-std::size_t XCString::FindLastOf(wchar_t const* set, std::size_t start) const
-{
-    return FindLastInSet(set, start, true);
-}
-
-std::size_t XCString::FindLastNotOf(wchar_t const* set, std::size_t start) const
-{
-    return FindLastInSet(set, start, false);
 }

@@ -1,4 +1,9 @@
 // The facts of Unicode as tables. Made by scripts/make_unicode_tables.py: change that, not this.
+//
+// The tables are constant data: they are shared by all processes and cost a start nothing, while asking the system for
+// each unit would cost a call, and give another answer on each release of it. Their form keeps what usual texts touch
+// within the first cache; XCUnicode.cpp tells how they are read. Everything that the readers rely on (256 records and
+// blocks at most, digits in rows, marks alone with a combining class) is asserted by the script while it writes.
 
 #include <XelbrinCore/XCUnicode.h>
 
@@ -7,8 +12,11 @@
 // clang-format off
 namespace xc::text {
 
+// The version of the standard that all of this comes from: answers about letters differ from one to the next.
 wchar_t const kUnicodeVersion[] = L"14.0.0";
 
+// Facts that many code points have in common; the columns are those of UnicodeRecord. There are fewer than 257, so that
+// a byte names one in the tables below. Case is a difference and not a target: whole alphabets share one.
 UnicodeRecord const kUnicodeRecords[] = {
     {25, 0, 0, 0, 0}, {25, 1, 0, 0, 0}, {22, 1, 0, 0, 0}, {17, 0, 0, 0, 0}, {19, 0, 0, 0, 0}, {13, 0, 0, 0, 0},
     {14, 0, 0, 0, 0}, {18, 0, 0, 0, 0}, {12, 0, 0, 0, 0}, {8, 0, 0, 0, 0}, {0, 0, 0, 0, 32}, {20, 0, 0, 0, 0},
@@ -50,6 +58,8 @@ UnicodeRecord const kUnicodeRecords[] = {
     {0, 0, 0, 0, 40}, {1, 0, 0, -40, 0}, {0, 0, 0, 0, 39}, {1, 0, 0, -39, 0}, {0, 0, 0, 0, 34}, {1, 0, 0, -34, 0},
 };
 
+// First stage of the basic plane: the upper ten bits of a unit choose the number of its block. Of blocks of 32 units
+// there are more than a byte can name, and blocks of 128 take more room.
 std::uint8_t const kUnicodeBlocks[] = {
     0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30,
     31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58, 59,
@@ -91,6 +101,8 @@ std::uint8_t const kUnicodeBlocks[] = {
     199, 26, 26, 26, 26, 200, 201, 202, 203, 204, 205, 26, 206, 207, 208, 209, 210,
 };
 
+// Second stage: the records of the 64 units of each block. Blocks that are alike, as those of Han and of the areas for
+// private use, are stored once.
 std::uint8_t const kUnicodeUnits[] = {
     0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 3, 3, 3, 4, 3, 3,
     3, 5, 6, 3, 7, 3, 8, 3, 3, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 3, 3, 7, 7, 7, 3, 3, 10, 10, 10, 10, 10, 10, 10, 10, 10,
@@ -563,6 +575,8 @@ std::uint8_t const kUnicodeUnits[] = {
     17, 14, 14, 95, 95,
 };
 
+// The planes above, as start << 8 | record. Long stretches share a record there, so that a search in sorted starts
+// takes less room than stages do, and texts ask seldom.
 std::uint32_t const kUnicodeRuns[] = {
     16777231, 16780383, 16780559, 16787295, 16787471, 16792415, 16792591, 16793183, 16793359, 16797279, 16797711,
     16801375, 16809999, 16841567, 16842755, 16843615, 16844562, 16856159, 16856846, 16859267, 16872722, 16873742,
@@ -666,6 +680,8 @@ std::uint32_t const kUnicodeRuns[] = {
 
 std::size_t const kUnicodeRunCount = 1077;
 
+// Start << 8 | combining class, from U+0000 on. Kept out of the records: some fifty classes would multiply them, while
+// only marks are ever asked.
 std::uint32_t const kCombiningRuns[] = {
     0, 196838, 202216, 202460, 203496, 203736, 203996, 205258, 205788, 206794, 207324, 209921, 211420, 212454, 214512,
     214758, 215004, 215782, 216540, 216832, 217318, 218076, 219110, 219368, 219612, 220134, 220393, 220650, 221161,
@@ -717,6 +733,8 @@ std::uint32_t const kCombiningRuns[] = {
 
 std::size_t const kCombiningRunCount = 571;
 
+// The low 16 bits of each code point that has a decomposition, sorted within its plane. Hangul is left out: its 11,172
+// syllables follow from their numbers and would be five times all others.
 std::uint16_t const kDecomposed[] = {
     192, 193, 194, 195, 196, 197, 199, 200, 201, 202, 203, 204, 205, 206, 207, 209, 210, 211, 212, 213, 214, 217, 218,
     219, 220, 221, 224, 225, 226, 227, 228, 229, 231, 232, 233, 234, 235, 236, 237, 238, 239, 241, 242, 243, 244, 245,
@@ -837,8 +855,11 @@ std::uint16_t const kDecomposed[] = {
     64018, 64019, 64020, 64021, 64022, 64023, 64024, 64025, 64026, 64027, 64028, 64029,
 };
 
+// Where planes 0, 1 and 2 begin in that list, and its end: the search looks at one plane alone.
 std::size_t const kDecomposedPlanes[] = {0, 1493, 1519, 2061};
 
+// For each of those code points its text, as offset << 4 | length in units: 12 bits reach all of the texts, and no text
+// has more than 15 units.
 std::uint16_t const kDecompositionPlaces[] = {
     2, 34, 66, 98, 130, 162, 194, 226, 258, 290, 322, 354, 386, 418, 450, 482, 514, 546, 578, 610, 642, 674, 706, 738,
     770, 802, 834, 866, 898, 930, 962, 994, 1026, 1058, 1090, 1122, 1154, 1186, 1218, 1250, 1282, 1314, 1346, 1378,
@@ -968,6 +989,7 @@ std::uint16_t const kDecompositionPlaces[] = {
     57121, 57137, 57153, 57169, 57185, 57201, 57217, 57234,
 };
 
+// The texts, decomposed to the end and in canonical order, so that one look-up replaces a walk step by step.
 wchar_t const kDecompositionUnits[] = {
     65, 768, 65, 769, 65, 770, 65, 771, 65, 776, 65, 778, 67, 807, 69, 768, 69, 769, 69, 770, 69, 776, 73, 768, 73, 769,
     73, 770, 73, 776, 78, 771, 79, 768, 79, 769, 79, 770, 79, 771, 79, 776, 85, 768, 85, 769, 85, 770, 85, 776, 89, 769,
@@ -1155,6 +1177,8 @@ wchar_t const kDecompositionUnits[] = {
 
 } // namespace xc::text
 
+// Categories alone, for the readers that programs compile into themselves: offsets of blocks and not their numbers,
+// which saves a shift for each unit of a text.
 std::uint16_t const XCUnicode::kCategoryBlocks[] = {
     0, 64, 128, 192, 256, 320, 384, 448, 512, 576, 640, 704, 768, 832, 896, 960, 1024, 1088, 1152, 1216, 1280, 1344,
     1408, 1472, 1536, 1600, 1664, 1728, 1792, 1856, 1920, 1984, 2048, 2112, 2176, 2240, 2304, 2368, 2432, 2496, 2560,
@@ -1214,6 +1238,8 @@ std::uint16_t const XCUnicode::kCategoryBlocks[] = {
     12992, 13056, 1664, 13120, 13184, 13248, 13312, 13376,
 };
 
+// The categories of the units of each block. One byte a unit is read without a call into the library and without the
+// record.
 std::uint8_t const XCUnicode::kUnitCategories[] = {
     25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25, 25,
     25, 25, 25, 22, 17, 17, 17, 19, 17, 17, 17, 13, 14, 17, 18, 17, 12, 17, 17, 8, 8, 8, 8, 8, 8, 8, 8, 8, 8, 17, 17,

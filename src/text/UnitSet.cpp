@@ -19,7 +19,7 @@ constexpr std::size_t kSetBlock = 8;
 
 } // namespace
 
-UnitSet::UnitSet(wchar_t const* list) noexcept : m_list(list), m_count(TextLength(list))
+UnitSet::UnitSet(std::wstring_view list) noexcept : m_list(list.data()), m_count(list.size())
 {
     if (m_count <= kMostCompared) {
         // Spread here, once, and not in each step.
@@ -50,6 +50,7 @@ std::size_t UnitSet::FindFirst(wchar_t const* text, std::size_t n, bool member) 
             if (mask != 0) return i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
         }
     }
+    // The rest that fills no block, or all of the text for a long list.
     while (i < n && Has(text[i]) != member) ++i;
     return i;
 }

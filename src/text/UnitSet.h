@@ -1,4 +1,4 @@
-// UnitSet.h - a NUL-terminated list of units as a set, for the searches that look for any (or none) of several units.
+// UnitSet.h - a list of units as a set, for the searches that look for any (or none) of several units.
 #pragma once
 
 #include "text/Units.h"
@@ -7,14 +7,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <emmintrin.h>
+#include <string_view>
 
 namespace xc::text {
 
-/// Short lists are compared in vector steps, long ones looked up in a bitmap. Null counts as empty. Lives shorter than
+/// Short lists are compared in vector steps, long ones looked up in a bitmap. Lives shorter than
 /// the list it was made of.
 class UnitSet {
 public:
-    explicit UnitSet(wchar_t const* list) noexcept;
+    explicit UnitSet(std::wstring_view list) noexcept;
     [[nodiscard]] bool IsEmpty() const noexcept { return m_count == 0; }
 
     /// The index of the first (last) of the n units that is in the set (`member` true) or outside; n when there is none.

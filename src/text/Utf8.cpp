@@ -45,6 +45,7 @@ std::size_t NarrowAsciiRun(char* out, wchar_t const* units, std::size_t n) noexc
         if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));
     }
+    // The rest of the run by single units: the caller must meet the first unit that is none of ASCII.
     for (; i < n && ToUint(units[i]) < 0x80; ++i) out[i] = static_cast<char>(units[i]);
     return i;
 }
@@ -64,6 +65,7 @@ std::size_t WidenAsciiRun(wchar_t* out, char const* bytes, std::size_t n) noexce
     return i;
 }
 
+/// The shortest form of a code is its only legal one.
 char* PutSequence(char* out, std::uint32_t code) noexcept
 {
     auto const tail = [code](int shift) { return static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
@@ -102,6 +104,8 @@ inline std::size_t ReadSequence(std::string_view bytes, std::size_t i, std::uint
 {
     auto const* const at = reinterpret_cast<unsigned char const*>(bytes.data()) + i;
     std::size_t const left = bytes.size() - i;
+    // The bounds of the second byte that depend on the lead are asked of the code at the end: overlong forms and codes
+    // past the last plane show in its value.
     std::uint32_t const lead = at[0];
     // C0 and C1 could only begin overlong forms, F5 and above codes past the last plane.
     if (lead < 0xC2 || lead > 0xF4 || left < 2 || !IsTail(at[1])) return 0;
@@ -133,6 +137,7 @@ inline std::size_t ReadShortSequence(char const* bytes, std::uint32_t& code) noe
         return code < 0x800 || (code & 0xF800) == 0xD800 ? 0 : 3;
     }
     code = (four & 0x1F) << 6 | (four >> 8 & 0x3F);
+    // A lead of 0xC0 or 0xC1 would give a code below 0x80: the bound refuses both.
     return (four & 0xC0E0) == 0x80C0 && code >= 0x80 ? 2 : 0;
 }
 
@@ -149,6 +154,7 @@ wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
 
 } // namespace
 
+/// Room is the caller's part: CountUtf8Bytes tells it, and three bytes for each unit are always enough.
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
 {
     char* at = out;
@@ -158,6 +164,8 @@ std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
         std::size_t const run = NarrowAsciiRun(at, text.data() + i, n - i);
         at += run;
         i += run;
+        // Stays here until ASCII comes back: texts of one script would otherwise try the vector loop for each
+        // character.
         for (std::uint32_t unit = 0; i < n && (unit = ToUint(text[i])) >= 0x80;) {
             if (unit < 0x800) {
                 at[0] = static_cast<char>(0xC0 | unit >> 6);
@@ -219,6 +227,7 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
             saved = _mm_sub_epi16(saved, _mm_add_epi16(AtMost(block, 0x7F), AtMost(block, 0x7FF)));
         }
         bytes += (i - begin) * 3 - SumLanes(saved);
+        // A block with surrogates, or the rest. A pair may reach over the end of the block: `i` then stands after it.
         for (std::size_t const end = std::min(text.size(), i + kUnitBlock); i < end;) {
             std::uint32_t const unit = ToUint(text[i]);
             if ((unit & 0xF800) == 0xD800) {
@@ -293,6 +302,7 @@ std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) 
         std::size_t const run = WidenAsciiRun(at, bytes.data() + i, n - i);
         at += run;
         i += run;
+        // Not 0, which would mean a bad byte: a run of ASCII up to the end is no fault.
         std::size_t length = 1;
         for (std::uint32_t code = 0; i < n && ByteAt(bytes, i) >= 0x80; i += length) {
             length = n - i >= 4 ? ReadShortSequence(bytes.data() + i, code) : 0;
@@ -353,6 +363,7 @@ std::size_t DecodeUtf8Leniently(wchar_t* out, std::size_t room, std::string_view
             code = ByteAt(bytes, i);
             length = 1;
         }
+        // Decoded aside: half a pair may fit while the other half does not.
         wchar_t pair[2];
         wchar_t const* const end = PutCodePoint(pair, code);
         for (wchar_t const* unit = pair; unit != end; ++unit, ++units)
@@ -378,6 +389,7 @@ std::string_view WithoutBegunCharacter(std::string_view bytes) noexcept
     return bytes;
 }
 
+/// Each byte is the unit of its value, as in Latin-1: nothing can be malformed.
 void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
 {
     std::size_t i = 0;
@@ -390,6 +402,7 @@ void WidenBytes(wchar_t* out, std::string_view bytes) noexcept
     for (; i < bytes.size(); ++i) out[i] = static_cast<wchar_t>(ByteAt(bytes, i));
 }
 
+/// Stops at the first unit that has no byte, whose place the caller tells.
 std::size_t NarrowUnits(char* out, std::wstring_view text) noexcept
 {
     std::size_t i = 0;

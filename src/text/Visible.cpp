@@ -22,6 +22,7 @@ bool IsLone(std::wstring_view text, std::size_t at) noexcept
     return IsLowSurrogate(text[at]) && (at == 0 || !IsHighSurrogate(text[at - 1]));
 }
 
+/// A lone half is asked for after the units that shape lines, which are found without a look at the neighbours.
 bool IsHidden(std::wstring_view text, std::size_t at) noexcept
 {
     return ShapesLines(text[at]) || IsLone(text, at);
@@ -41,6 +42,7 @@ XCString Visible(std::wstring_view text)
     text = WithoutEnd(text);
     std::size_t at = 0;
     while (at < text.size() && !IsHidden(text, at)) ++at;
+    // Nothing to escape: the usual text, which is not built unit by unit.
     if (at == text.size()) return XCString(text);
     std::wstring shown(text.substr(0, at));
     for (; at < text.size(); ++at) {

@@ -36,6 +36,7 @@ bool ReadBytes(std::wstring_view text, std::array<std::uint8_t, 16>& bytes)
         }
         int const value = HexValue(text[i]);
         if (value < 0) return false;
+        // Two digits shift through one byte: the first of them leaves room for the second.
         bytes[digits / 2] = static_cast<std::uint8_t>(bytes[digits / 2] * 16 + value);
         ++digits;
     }
@@ -49,6 +50,7 @@ XCGuid::XCGuid(XCString const& text, bool* ok)
     std::array<std::uint8_t, 16> bytes{};
     bool const good = ReadBytes(text.View(), bytes);
     if (ok) *ok = good;
+    // A text that is none leaves the null identity: half-read fields would name something that nobody has.
     if (!good) return;
     auto const join = [&bytes](std::size_t from, std::size_t count) {
         std::uint32_t value = 0;

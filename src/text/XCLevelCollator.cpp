@@ -34,6 +34,7 @@ Element ElementReader::Expand(Element special) noexcept
     } else {
         SequenceHead const& head = m_data.heads[special >> 16];
         run = head.alone;
+        // Sorted by length: the longest that fits wins, as the rules mean it.
         for (Sequence const& sequence : head.sequences) {
             std::size_t same = 0; // the terminator differs from every unit of a sequence
             while (same < sequence.rest.size() && m_at[same] == sequence.rest[same]) ++same;
@@ -52,11 +53,14 @@ Element ElementReader::Expand(Element special) noexcept
 Element ElementReader::BeginNumber() noexcept
 {
     constexpr std::uint32_t kMostDigits = 0xFFF0; // longer ones are several numbers
+    // Leading zeros carry no weight on any level, so that 7 and 007 are equal; strict collators tell them apart by
+    // code.
     while (*m_at == L'0') ++m_at;
     std::uint32_t digits = 0;
     while (digits < kMostDigits && IsDigit(m_at[digits])) ++digits;
     m_digits = digits + 1;
     m_lengthGiven = false;
+    // The lead alone has lower weights: a number counts as one character on those levels.
     return m_data.numberLead << 16 | kCommonWeight << 8 | kCommonWeight;
 }
 
@@ -101,6 +105,7 @@ public:
 
     int Compare() noexcept
     {
+        // Differences of lower levels that the plain walk noted come before all others, and so decide first.
         if (int const primary = WalkPlain()) return primary;
         bool const both = *m_a == L'\0' && *m_b == L'\0';
         if (!both)
@@ -123,6 +128,7 @@ private:
         for (;; ++m_a, ++m_b) {
             Element const left = ElementAt(m_data, m_a);
             Element const right = ElementAt(m_data, m_b);
+            // The terminator is not plain: the walk ends there at the latest.
             if (!IsPlainUnit(*m_a, left) || !IsPlainUnit(*m_b, right)) return 0;
             if (left == right) continue;
             if (PrimaryOf(left) != PrimaryOf(right)) return Sign(left, right);
@@ -134,6 +140,8 @@ private:
     template <class WeightOf>
     [[nodiscard]] int CompareLevel(WeightOf weightOf) const noexcept
     {
+        // Each level reads the elements again. Keeping them would need memory for texts of any length, and few texts
+        // come here.
         ElementReader left(m_data, m_a, (m_flags & XCCollateNumbers) != 0);
         ElementReader right(m_data, m_b, (m_flags & XCCollateNumbers) != 0);
         for (;;) {
@@ -162,6 +170,8 @@ bool MaySpan(CollationData const& data, unsigned int flags, wchar_t before, wcha
 std::size_t StartOfElements(CollationData const& data, unsigned int flags, wchar_t const* a, wchar_t const* b,
                             std::size_t at) noexcept
 {
+    // Both texts agree before the place, but their units at it differ: either may continue something that began
+    // earlier.
     while (at > 0 && (MaySpan(data, flags, a[at - 1], a[at]) || MaySpan(data, flags, b[at - 1], b[at]))) --at;
     return at;
 }
@@ -172,6 +182,8 @@ void AppendLevel(std::string& key, ElementReader reader, WeightOf weightOf)
 {
     std::size_t const begin = key.size();
     while (std::uint32_t const weight = NextWeight(reader, weightOf)) key += static_cast<char>(weight);
+    // Nothing below the common weight exists but the separator, which is smaller: a shorter level sorts first, as it
+    // should.
     while (key.size() > begin && key.back() == static_cast<char>(kCommonWeight)) key.pop_back();
 }
 
@@ -189,6 +201,7 @@ void AppendPrimary(std::string& key, CollationData const& data, std::uint32_t we
     } else if (weight < data.firstShort) {
         AppendUnit(key, weight + 0x100);
     } else {
+        // Above all short bytes, so that the order of first bytes is the order of weights.
         key += static_cast<char>(kLongByte);
         AppendUnit(key, weight);
     }
@@ -207,6 +220,7 @@ XCLevelCollator::~XCLevelCollator() = default;
 int XCLevelCollator::Compare(wchar_t const* a, wchar_t const* b) const
 {
     CollationData const& data = m_table->GetData();
+    // Equal units have equal elements: the tables are asked from the first difference on.
     std::size_t const differ = xc::text::MismatchOrEnd(a, b);
     if (a[differ] == b[differ]) return 0; // both have ended
     std::size_t const from = xc::text::StartOfElements(data, m_flags, a, b, differ);
@@ -231,6 +245,8 @@ void XCLevelCollator::AppendKey(std::string& key, wchar_t const* text) const
     accents = accents && (m_flags & XCCollateAccents) != 0;
     cases = cases && (m_flags & XCCollateCase) != 0;
     bool const strict = (m_flags & XCCollateStrict) != 0;
+    // A level that the flags leave out, or that holds common weights alone, is not even begun: keys of plain texts stay
+    // short.
     if (!accents && !cases && !strict) return;
     key += '\0';
     if (accents) xc::text::AppendLevel(key, start, xc::text::SecondaryOf);
@@ -239,5 +255,6 @@ void XCLevelCollator::AppendKey(std::string& key, wchar_t const* text) const
     if (cases) xc::text::AppendLevel(key, start, xc::text::TertiaryOf);
     if (!strict) return;
     key += '\0';
+    // The last level of strict keys: the units themselves, high byte first, in the order in which memcmp compares.
     for (; *text != L'\0'; ++text) xc::text::AppendUnit(key, ToUint(*text));
 }

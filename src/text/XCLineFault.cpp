@@ -1,3 +1,5 @@
+// A fault in a file as one line, in the form that compilers use and editors can jump to: file:line:column: reason. A
+// number that is not known is 0 and is left out.
 #include <XelbrinCore/XCLineFault.h>
 
 #include "text/NumberText.h"

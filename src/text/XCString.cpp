@@ -87,6 +87,8 @@ void XCString::ResizeCapacity(std::size_t n)
     if (n <= capacity && !IsShared()) return;
     std::size_t wanted = capacity;
     if (capacity < n) wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
+    // A shared block stays as it is for its other owners. This string gives up its share at the end, when nothing can
+    // fail.
     DataDef* const fresh = Alloc(wanted);
     CopyUnits(fresh->Text(), m_data->Text(), m_data->length);
     fresh->length = m_data->length;
@@ -150,6 +152,7 @@ XCString& XCString::Assign(wchar_t const* text, std::size_t count, std::size_t r
     return *this;
 }
 
+/// Even for nothing the string gets a block of its own: callers write into it next, and the empty block is everybody's.
 void XCString::Reserve(std::size_t n)
 {
     ResizeCapacity(n == 0 && m_data->capacity == 0 ? 1 : n);
@@ -159,6 +162,7 @@ void XCString::Reserve(std::size_t n)
 
 void XCString::Set(std::size_t pos, wchar_t unit)
 {
+    // A position past the end is no error anywhere in this class; here there is nothing to change.
     if (pos >= m_data->length) return;
     ResizeCapacity(m_data->length);
     m_data->Text()[pos] = unit;
@@ -253,6 +257,7 @@ XCString& XCString::Remove(std::size_t pos, std::size_t count)
     std::size_t const length = m_data->length;
     if (pos >= length || count == 0) return *this;
     count = std::min(count, length - pos);
+    // Nothing is left: the block goes back, or to its other owners, instead of being copied.
     if (count == length) {
         Clear();
         return *this;

@@ -36,6 +36,7 @@ unsigned int RunValue(std::uint32_t const* runs, std::size_t count, char32_t poi
 UnicodeRecord const& RecordAbove(char32_t point) noexcept
 {
     static constexpr UnicodeRecord kNone{static_cast<std::uint8_t>(XCUnicodeCategory::Unassigned), 0, 0, 0, 0};
+    // Past the last code point nothing is known; callers may hand on whatever a file held.
     if (point > XCUnicode::kLast) return kNone;
     return kUnicodeRecords[RunValue(kUnicodeRuns, kUnicodeRunCount, point)];
 }
@@ -54,6 +55,7 @@ constexpr char32_t kVowels = 21;
 /// The two or three letters of a syllable of Hangul.
 void AppendSyllable(XCString& text, char32_t number)
 {
+    // A syllable's number is (lead * 21 + vowel) * 28 + final, by the order in which the standard lists them.
     text += static_cast<wchar_t>(0x1100 + number / (kVowels * kFinals));
     text += static_cast<wchar_t>(0x1161 + number / kFinals % kVowels);
     if (number % kFinals != 0) text += static_cast<wchar_t>(0x11A7 + number % kFinals);
@@ -63,6 +65,7 @@ void AppendSyllable(XCString& text, char32_t number)
 std::wstring_view StoredDecomposition(char32_t point) noexcept
 {
     char32_t const plane = point >> 16;
+    // No code point above plane 2 has a decomposition, as the script that writes the tables asserts.
     if (plane > 2) return {};
     std::uint16_t const* const end = kDecomposed + kDecomposedPlanes[plane + 1];
     std::uint16_t const low = static_cast<std::uint16_t>(point);
@@ -106,6 +109,7 @@ XCString InCanonicalOrder(XCString const& text)
     for (std::size_t i = 0; i < text.Length();) {
         char32_t const point = XCUnicode::Next(text.View(), i);
         int const combiningClass = XCUnicode::GetCombiningClass(point);
+        // Marks move among each other only: a code point of class 0 is a border that none of them crosses.
         if (combiningClass != 0) {
             marks.push_back({point, combiningClass});
             continue;

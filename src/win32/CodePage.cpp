@@ -14,6 +14,7 @@ namespace {
 
 int CountOf(std::size_t n)
 {
+    // The system counts in int; cutting a text into pieces could cut a character.
     if (n > INT_MAX) throw std::length_error("code page: text too long");
     return static_cast<int>(n);
 }
@@ -52,6 +53,7 @@ std::optional<std::string> UnitsToBytes(unsigned int codePage, std::wstring_view
     BOOL replaced = FALSE;
     int const wanted = ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, units.data(), CountOf(units.size()),
                                              nullptr, 0, nullptr, &replaced);
+    // A text that is not spelled exactly is found by the first pass, before memory is taken for it.
     if (wanted <= 0 || replaced) return std::nullopt;
     std::string bytes(static_cast<std::size_t>(wanted), '\0');
     int const written = ::WideCharToMultiByte(codePage, WC_NO_BEST_FIT_CHARS, units.data(), CountOf(units.size()),

@@ -59,6 +59,7 @@ unsigned long WriteBytes(HANDLE handle, char const* bytes, std::size_t count) no
     });
 }
 
+/// A console has a mode, a file or pipe has none: the one question that tells them apart on every release.
 bool IsConsoleHandle(HANDLE handle) noexcept
 {
     KeepLastError const keep;
@@ -81,6 +82,7 @@ bool TakesSequences(StandardStream stream) noexcept
     HANDLE const handle = StreamHandle(stream);
     DWORD mode = 0;
     if (!::GetConsoleMode(handle, &mode)) return false;
+    // Asked before it is set: the mode belongs to the console, which other programs share.
     return (mode & kWanted) == kWanted || ::SetConsoleMode(handle, mode | kWanted);
 }
 
@@ -89,6 +91,7 @@ std::size_t ConsoleColumns(StandardStream stream) noexcept
     KeepLastError const keep;
     CONSOLE_SCREEN_BUFFER_INFO info;
     if (!::GetConsoleScreenBufferInfo(StreamHandle(stream), &info)) return 0;
+    // The window and not the buffer, which may be wider than anybody sees.
     return static_cast<std::size_t>(std::max(info.srWindow.Right - info.srWindow.Left + 1, 1));
 }
 

@@ -21,6 +21,8 @@ namespace xc::win32 {
 namespace {
 
 constexpr std::size_t kChunk = 1 << 20;
+/// The attributes that somebody sets. The others tell how a volume keeps the file (compressed, sparse, encrypted),
+/// which the target's volume decides for itself.
 constexpr DWORD kTakenOver = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
                              FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
 
@@ -58,12 +60,14 @@ struct Telling {
 
     bool UpTo(std::uint64_t bytes)
     {
+        // Bytes count once, should the system tell of them again.
         std::uint64_t const more = bytes - std::min(done, bytes);
         done += more;
         return !told || told(more);
     }
 };
 
+/// Runs inside the system's call, which no exception may cross: one is kept, ends the copy, and goes on after it.
 DWORD CALLBACK OnCopied(LARGE_INTEGER /*total*/, LARGE_INTEGER /*done*/, LARGE_INTEGER /*streamSize*/,
                         LARGE_INTEGER streamDone, DWORD stream, DWORD /*reason*/, HANDLE /*from*/, HANDLE /*to*/,
                         LPVOID data)
@@ -146,6 +150,7 @@ unsigned long CopySteps::CopyContent(SystemPath const& from, SystemPath const& t
     BOOL const done =
         ::CopyFileExW(from.ForSystem(), to.ForSystem(), &OnCopied, &telling, nullptr, COPY_FILE_FAIL_IF_EXISTS);
     unsigned long const error = done ? 0 : LastError();
+    // After the system has removed the incomplete copy, as it does for a cancelled one.
     if (telling.thrown) std::rethrow_exception(telling.thrown);
     return error;
 }
@@ -160,6 +165,7 @@ unsigned long CopySteps::SetFacts(SystemPath const& path, CopiedFacts const& fac
     basic.LastAccessTime.QuadPart = facts.accessed;
     basic.LastWriteTime.QuadPart = facts.written;
     basic.FileAttributes = facts.attributes & kTakenOver;
+    // Zero would mean "leave as they are", and an attribute of the new file would stay.
     if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
     return ::SetFileInformationByHandle(file.Get(), FileBasicInfo, &basic, sizeof basic) ? 0 : LastError();
 }
@@ -181,6 +187,7 @@ unsigned long CopySteps::Ranges(SystemPath const& from, std::uint64_t size, std:
     ranges.clear();
     Opened const file(from, GENERIC_READ);
     if (file.Error() != 0) return file.Error();
+    // A copy of ranges would lose them; the caller takes the system's copy then.
     if (HasNamedStreams(from)) return kErrorNotSupported;
     FILE_ALLOCATED_RANGE_BUFFER asked{Large(0), Large(size)};
     for (;;) {
@@ -220,6 +227,7 @@ unsigned long CopySteps::CopyRanges(SystemPath const& from, SystemPath const& to
         win32::RemoveFile(to);
         throw;
     }
+    // Network file systems report writes that failed late only here.
     unsigned long const closing = target.Close();
     if (error == 0) error = closing;
     if (error != 0) win32::RemoveFile(to);

@@ -52,6 +52,8 @@ DWORD FlagsOf(FileMode const& mode) noexcept
 static_assert(FileMode::ShareRead == FILE_SHARE_READ && FileMode::ShareWrite == FILE_SHARE_WRITE &&
               FileMode::ShareDelete == FILE_SHARE_DELETE);
 
+/// On a handle that was not opened for overlapped calls the structure carries the position alone, and the call returns
+/// when it is done.
 OVERLAPPED At(std::uint64_t position) noexcept
 {
     OVERLAPPED place{};
@@ -65,6 +67,7 @@ OVERLAPPED At(std::uint64_t position) noexcept
 unsigned long File::Open(SystemPath const& path, FileMode const& mode) noexcept
 {
     Close();
+    // Handles are not inherited: a child process that held one would keep the file from being renamed or removed.
     SECURITY_ATTRIBUTES security{sizeof security, const_cast<void*>(mode.security), FALSE};
     HANDLE const handle = ::CreateFileW(path.ForSystem(), AccessOf(mode.access), mode.share, &security,
                                         StartOf(mode.start), FlagsOf(mode), nullptr);

@@ -28,6 +28,7 @@ void FillFrom(BY_HANDLE_FILE_INFORMATION const& facts, FileDetails& details) noe
     details.attributes = facts.dwFileAttributes;
     details.links = facts.nNumberOfLinks;
     details.volume = facts.dwVolumeSerialNumber;
+    // Low bytes first, as they stand in the 128-bit number of file systems that know both.
     std::memcpy(details.file, &facts.nFileIndexLow, sizeof facts.nFileIndexLow);
     std::memcpy(details.file + 4, &facts.nFileIndexHigh, sizeof facts.nFileIndexHigh);
 }
@@ -62,6 +63,7 @@ unsigned long GetDetails(SystemPath const& path, bool followLinks, FileDetails& 
 {
     File file;
     FileMode mode{.access = FileMode::Access::Facts};
+    // Folders are opened by this flag alone; the right to read attributes is granted even where the content is refused.
     mode.folders = true;
     mode.links = !followLinks;
     unsigned long const error = file.Open(path, mode);

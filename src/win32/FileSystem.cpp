@@ -16,6 +16,7 @@ namespace xc::win32 {
 
 std::wstring AbsoluteName(std::wstring const& name)
 {
+    // Enough for nearly every name, and no limit: a longer one takes a second call.
     std::wstring full(260, L'\0');
     for (;;) {
         DWORD const length = ::GetFullPathNameW(name.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
@@ -80,8 +81,10 @@ bool Patience::GoesOn() noexcept
     constexpr DWORD kLongestPause = 32; // milliseconds
     std::uint64_t const now = ::GetTickCount64();
     if (begin == 0) begin = now;
+    // The time runs from the first failure on, not from the making of the object: a try that succeeds asks no clock.
     bool const endless = milliseconds == kEndless;
     if (!endless && now - begin >= milliseconds) return false;
+    // 1, 2, 4 milliseconds and so on: what is held for moments is free soon, and a long wait costs few tries.
     DWORD const pause = std::min(kLongestPause, 1ul << std::min(tries, 6u) >> 1);
     ::Sleep(endless ? pause : std::min(pause, static_cast<DWORD>(milliseconds - (now - begin))));
     return true;
@@ -118,6 +121,7 @@ unsigned long RemoveFile(SystemPath const& path) noexcept
     if (::DeleteFileW(path.ForSystem())) return 0;
     unsigned long const error = LastError();
     FileFacts facts;
+    // Only the read-only mark is worth a second try; every other refusal keeps its number.
     if (error != ERROR_ACCESS_DENIED || GetFacts(path, facts) != 0 || !facts.isReadOnly || facts.isFolder) return error;
     // The mark protects from writing, not from removal by whoever may change it.
     ::SetFileAttributesW(path.ForSystem(), facts.attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
@@ -128,6 +132,7 @@ unsigned long MakeFolder(SystemPath const& path)
 {
     FileFacts facts;
     if (GetFacts(path, facts) == 0) return facts.isFolder ? 0 : static_cast<unsigned long>(ERROR_DIRECTORY);
+    // The depth of this recursion is that of the folders which are missing.
     if (SystemPath const above = path.Folder(); !above.IsEmpty() && !IsFolder(above))
         if (unsigned long const error = MakeFolder(above)) return error;
     if (::CreateDirectoryW(path.ForSystem(), nullptr)) return 0;
@@ -150,6 +155,7 @@ unsigned long CreateLike(SystemPath const& path, SystemPath const& model, File& 
                             .security = known ? rights.data() : nullptr});
 }
 
+/// Failures are left out: a content that is saved with other attributes is better than one that is not saved.
 void CopyAttributes(SystemPath const& from, SystemPath const& to) noexcept
 {
     DWORD const attributes = ::GetFileAttributesW(from.ForSystem());
@@ -166,6 +172,7 @@ unsigned long ListFolder(SystemPath const& folder, std::wstring_view pattern, st
         return error == ERROR_FILE_NOT_FOUND ? 0 : error; // nothing matches
     }
     auto const close = [](void* handle) { ::FindClose(handle); };
+    // The list may run out of memory while it grows.
     std::unique_ptr<void, decltype(close)> const owner(search, close);
     do {
         std::wstring name = entry.cFileName;
@@ -221,12 +228,14 @@ SystemPath TempFolder()
         folder.resize(length);
         if (fits) break;
     }
+    // "C:\" keeps its separator, without which it would be the drive's current folder.
     while (folder.size() > 3 && folder.back() == L'\\') folder.pop_back();
     return SystemPath(folder);
 }
 
 SystemPath WithLongNames(SystemPath const& path)
 {
+    // A name that cannot be resolved (the file may have gone) stays as it is.
     DWORD const size = ::GetLongPathNameW(path.ForSystem(), nullptr, 0);
     std::wstring name(size, L'\0');
     DWORD const length = ::GetLongPathNameW(path.ForSystem(), name.data(), size);

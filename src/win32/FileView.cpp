@@ -23,6 +23,7 @@ unsigned long FileView::Map(void* file, bool writes, bool copies, std::uint64_t 
 {
     DWORD const protection = copies ? PAGE_WRITECOPY : writes ? PAGE_READWRITE : PAGE_READONLY;
     DWORD const access = copies ? FILE_MAP_COPY : writes ? FILE_MAP_WRITE : FILE_MAP_READ;
+    // The size of the section is that of the file at this moment: a larger one would make the file longer.
     UniqueKernelObject const section(::CreateFileMappingW(file, nullptr, protection, 0, 0, nullptr));
     if (!section) return LastError();
     std::uint64_t const begin = offset - offset % kGranule;
@@ -37,6 +38,7 @@ unsigned long FileView::Map(void* file, bool writes, bool copies, std::uint64_t 
 
 unsigned long FileView::Flush() noexcept
 {
+    // A view of nothing has nothing to write.
     return !m_base || ::FlushViewOfFile(m_base, 0) ? 0 : LastError();
 }
 

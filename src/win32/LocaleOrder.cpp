@@ -20,6 +20,7 @@ DWORD FlagsOf(LocaleOrder const& order) noexcept
 bool CompareInLocale(LocaleOrder const& order, wchar_t const* a, wchar_t const* b, int& result) noexcept
 {
     int const answer = ::CompareStringEx(order.name.c_str(), FlagsOf(order), a, -1, b, -1, nullptr, nullptr, 0);
+    // The system answers 1, 2 or 3, and 0 for a failure, so that nothing valid is lost in the subtraction.
     result = answer - CSTR_EQUAL;
     return answer != 0;
 }
@@ -31,6 +32,7 @@ bool AppendLocaleKey(LocaleOrder const& order, wchar_t const* text, std::string&
     int count = ::LCMapStringEx(order.name.c_str(), flags, text, -1, reinterpret_cast<wchar_t*>(buffer), sizeof buffer,
                                 nullptr, nullptr, 0);
     if (count > 0) {
+        // Without the zero at the end, which the length makes superfluous.
         key.append(buffer, static_cast<std::size_t>(count - 1));
         return true;
     }

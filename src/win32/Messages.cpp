@@ -59,6 +59,7 @@ bool LoadMessage(std::wstring& text, void* module, unsigned long id, unsigned lo
     DWORD const length = ::FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | SourceFlags(module), module, id, language,
                                           reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
     if (length == 0) return false;
+    // The system's memory goes back to the heap that it came from, also when the copy finds none.
     std::unique_ptr<wchar_t, LocalFreer> const owner(buffer);
     text.assign(buffer, length);
     return true;

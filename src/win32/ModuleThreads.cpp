@@ -49,6 +49,7 @@ public:
         }
     }
 
+    // Called for each word of each stack: two comparisons with the hull of all images leave out nearly all of them.
     void Note(std::uintptr_t address, unsigned long thread) const noexcept
     {
         if (address < m_lowest || address >= m_end) return;
@@ -82,6 +83,7 @@ std::uintptr_t EndOfStack(std::uintptr_t address) noexcept
 
 void NoteStack(HANDLE thread, unsigned long id, Search const& search) noexcept
 {
+    // A thread that has ended meanwhile cannot be suspended, and needs no module any more.
     if (::SuspendThread(thread) == static_cast<DWORD>(-1)) return;
     CONTEXT registers{};
     registers.ContextFlags = CONTEXT_CONTROL;
@@ -98,6 +100,7 @@ void NoteStack(HANDLE thread, unsigned long id, Search const& search) noexcept
 void NoteThread(HANDLE thread, QueryThread query, Search const& search) noexcept
 {
     unsigned long const id = ::GetThreadId(thread);
+    // The own thread cannot be suspended and read at once; its caller knows what it is doing there.
     if (id == 0 || id == ::GetCurrentThreadId() || ::WaitForSingleObject(thread, 0) == WAIT_OBJECT_0) return;
     void* start = nullptr;
     if (query && query(thread, kWin32StartAddress, static_cast<void*>(&start), sizeof start, nullptr) >= 0)

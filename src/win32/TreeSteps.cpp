@@ -37,6 +37,7 @@ struct FolderRecord {
 };
 static_assert(offsetof(FolderRecord, attributes) == 56 && offsetof(FolderRecord, name) == 68);
 
+/// The system's innermost library is in every process and never unloaded: no reference to it need be held.
 template <class Function>
 Function Native(char const* name) noexcept
 {
@@ -53,6 +54,7 @@ unsigned long OpeningError() noexcept
     return isPending ? static_cast<unsigned long>(kErrorDeletePending) : error;
 }
 
+/// Rights are asked for as few as the use needs: each further one may be what a file of somebody else refuses.
 DWORD RightsOf(EntryAccess access) noexcept
 {
     DWORD const use = access.remove ? DELETE : FILE_LIST_DIRECTORY;
@@ -176,6 +178,7 @@ unsigned long TreeSteps::OpenBelow(void* folder, std::wstring_view path, bool th
     object.Length = sizeof object;
     object.RootDirectory = folder;
     object.ObjectName = &text;
+    // Names are compared as the calls by path compare them.
     object.Attributes = OBJ_CASE_INSENSITIVE;
     IO_STATUS_BLOCK result{};
     ULONG const options = FILE_DIRECTORY_FILE | FILE_SYNCHRONOUS_IO_NONALERT | FILE_OPEN_FOR_BACKUP_INTENT |
@@ -220,6 +223,7 @@ unsigned long TreeSteps::FinalName(void* handle, std::wstring& name)
         }
         unsigned long const error = LastError();
         if (error != ERROR_MORE_DATA && error != ERROR_INSUFFICIENT_BUFFER) return error;
+        // A few rounds reach the longest path.
         buffer.resize(buffer.size() * 4);
     }
 }
@@ -228,6 +232,7 @@ unsigned long TreeSteps::FinalName(void* handle, std::wstring& name)
 unsigned long TreeSteps::Rename(void* handle, SystemPath const& to)
 {
     std::wstring_view const name(to.ForSystem());
+    // Words of eight bytes, for the alignment that the structure with its handle needs.
     std::vector<std::uint64_t> buffer((sizeof(FILE_RENAME_INFO) + (name.size() + 1) * sizeof(wchar_t)) / 8 + 1);
     auto* const facts = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
     facts->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));

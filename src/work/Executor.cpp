@@ -7,6 +7,10 @@
 //
 // The frames of the tasks on a thread's stack are linked through a thread-local slot: they tell who submits, who waits,
 // and on whose behalf.
+//
+// INVARIANTS The end of a task is published once, by Finish, after its error is written and its callable destroyed: who
+// sees a finished task may read the error without a lock, and destroy what the callable has used. A reference is held
+// by each place in which a task stands: list, ring, claimer, handle.
 #include "work/Executor.h"
 
 #include "errors/CoreError.h"
@@ -21,6 +25,8 @@ namespace xc::work {
 namespace {
 
 /// The slot of the innermost frame of each thread.
+/// A slot of the system in place of a thread_local: the compiler's form for this target costs a call into its runtime
+/// and an allocation for each thread, and its objects die in an order that nobody controls.
 unsigned long FrameSlot()
 {
     static unsigned long const slot = XCThread::AllocateThreadKey();
@@ -45,6 +51,8 @@ XCErrorID const& CancelledError()
 
 XCErrorID FailureOfTask() noexcept
 try {
+    // Runs inside a handler: the text is that of the exception at hand. A text that cannot be made leaves the prepared
+    // error.
     return errors::MakeCoreError(XCErrTaskFailed, errors::TextOfException());
 } catch (...) {
     return FailureWithoutMemory();
@@ -62,6 +70,7 @@ XCErrorID StartThread(XCString const& name, XCSmartPtr<XCCallback> const& body, 
 try {
     XCSmartPtr<XCThread> const thread(new XCThread(body));
     thread->SetName(name);
+    // Nobody joins it: the thread holds its object until it ends, and the core that it serves through the body.
     thread->SetDeleteOnEnd(true);
     if (comModel != XCComNone) thread->SetComModel(comModel);
     XCErrorID const failure = thread->Start(priority);
@@ -93,12 +102,18 @@ bool RunTask(Frame& frame) noexcept
         TaskAccess::Error(*frame.task) = FailureOfTask();
         state = XCTaskState::Failed;
     }
+    // Before the end is published, so that nothing the callable holds outlives a wait for the task. The frame is still
+    // in place: a destructor of the callable runs as a part of the task.
     TaskAccess::Drop(*frame.task);
+    // The frame leaves the slot before the end is published: a waiter that wakes must not find a finished task on a
+    // stack.
     XCThread::Set(FrameSlot(), frame.below);
+    // The caller's reference keeps the task: another thread may release the last handle as soon as the end is seen.
     theBoard.Finish(*frame.task, state);
     return state == XCTaskState::Failed;
 }
 
+/// Drop runs here as well: the callable of a task that never ran must be destroyed no later than that of one that did.
 void EndUnrun(XCTask& task, XCErrorID const& why) noexcept
 {
     TaskAccess::Error(task) = why.Bad() ? why : CancelledError();
@@ -117,6 +132,8 @@ bool TaskAccess::Move(XCTask& task, XCTaskState from, XCTaskState to) noexcept
 {
     std::atomic<std::uint32_t>& word = State(task);
     std::uint32_t seen = word.load(std::memory_order_acquire);
+    // A weak exchange may fail without reason, and flags may change under it: both only repeat the look, while another
+    // state ends it.
     while (StateOf(seen) == from)
         if (word.compare_exchange_weak(seen, (seen & ~kStateBits) | Word(to), std::memory_order_acq_rel)) return true;
     return false;
@@ -124,6 +141,7 @@ bool TaskAccess::Move(XCTask& task, XCTaskState from, XCTaskState to) noexcept
 
 ExecutorCore::ExecutorCore(XCString const& name) : m_name(name)
 {
+    // Made here, where a failure can still be told: the noexcept paths of a running task need all three.
     FrameSlot();
     FailureWithoutMemory();
     CancelledError();
@@ -134,6 +152,8 @@ ExecutorCore::~ExecutorCore()
     theBoard.Pass();
 }
 
+/// Intrusive: queueing never allocates, so it cannot fail half-way, and a task that is cancelled leaves from the middle
+/// in constant time. `Linked` tells TakeOut whether the task still stands in the list.
 void TaskList::PushBack(XCTask& task) noexcept
 {
     TaskAccess::Linked(task) = true;
@@ -160,6 +180,8 @@ void TaskList::Remove(XCTask& task) noexcept
     --m_count;
 }
 
+/// The two ends that need no clock are told apart, since a call with 0 only asks, and the clock would cost more than
+/// that.
 Deadline::Deadline(std::uint32_t timeoutMs) noexcept
     : m_end(timeoutMs == XCInfinite ? UINT64_MAX
             : timeoutMs == 0        ? 0
@@ -196,6 +218,7 @@ bool XCTask::Cancel() noexcept
     return theBoard.Cancel(*this);
 }
 
+/// A task reads the executor's stop only while it runs and for itself: only then is the executor sure to live.
 bool XCTask::IsCancelAsked() const noexcept
 {
     return (m_state.load(std::memory_order_relaxed) & TaskAccess::kCancelAsked) != 0 ||
@@ -204,6 +227,7 @@ bool XCTask::IsCancelAsked() const noexcept
 
 XCErrorID XCTask::Wait(unsigned int timeoutMs)
 {
+    // The finished task is the usual case and needs no lock: the acquire of its state makes the error visible.
     if (!IsFinished())
         if (XCErrorID const refused = theBoard.Wait(m_node, timeoutMs); refused.Bad()) return refused;
     return m_error;
@@ -220,6 +244,7 @@ XCTask* XCTask::GetCurrent() noexcept
     return top ? top->task : nullptr;
 }
 
+/// At the end of the process the threads that share the core are gone in mid-step; freeing it could meet a held lock.
 XCExecutor::~XCExecutor()
 {
     if (!xc::win32::IsProcessEnding()) m_core->Release();
@@ -241,12 +266,17 @@ XCErrorID XCExecutor::Give(XCTask& task, GroupState* group)
     if (!TaskAccess::Move(task, XCTaskState::New, XCTaskState::Running))
         throw XCException(L"the task was given to an executor before");
     TaskAccess::Executor(task) = m_core;
+    // Entered before it can run: a task that ended first would never leave its group. The parent is the submitter's
+    // task.
     theBoard.Enter(task, group);
     TaskAccess::Move(task, XCTaskState::Running, XCTaskState::Queued);
     XCErrorID refused = m_core->Add(task);
     if (refused.Bad())
+        // Ends it as cancelled with the executor's reason, so that waiters and the group hear of it. Somebody may have
+        // cancelled it in between; then that answer stands.
         Refuse(task, refused);
     else
+        // A waiter that sleeps may be the only thread that could run it.
         theBoard.OfferHelp(task);
     return refused;
 }
@@ -259,6 +289,7 @@ XCTaskGroup::XCTaskGroup(XCExecutor& executor) : m_executor(executor), m_state(n
 
 XCTaskGroup::~XCTaskGroup()
 {
+    // The members may use what is destroyed after the group: it never ends before they have.
     CancelRest();
     try {
         (void)theBoard.Wait(m_state->node, XCInfinite);

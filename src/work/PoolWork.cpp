@@ -37,9 +37,11 @@ void Unlink(Node*& first, Node& node) noexcept
 /// What a thread of the pool does.
 void PoolCore::Work() noexcept
 {
+    // On the thread's own stack: a worker never outlives its thread, and others reach it only under the lock.
     Worker worker;
     {
         std::lock_guard const hold(m_lock);
+        // A thread has started after all: the pool may count on it again.
         m_cannotStart = false;
         Link(m_workers, worker);
     }
@@ -65,6 +67,7 @@ XCTask* PoolCore::Next(Worker& worker) noexcept
 /// With the lock.
 XCTask* PoolCore::Pick(Worker& worker) noexcept
 {
+    // Tasks that are still in the lists and rings belong to Stop, which ends them with its reason.
     if (m_stopping && !m_draining) return nullptr;
     if (XCTask* const urgent = Pop(XCTaskPriority::High)) return urgent;
     if (XCTask* const ahead = worker.ring.Take()) return ahead;
@@ -95,6 +98,7 @@ void PoolCore::RunOn(Worker& worker, XCTask& task) noexcept
         if (RunTask(frame)) worker.failed.store(worker.failed + 1, std::memory_order_relaxed);
         worker.done.store(worker.done + 1, std::memory_order_relaxed);
         worker.current.store(nullptr, std::memory_order_seq_cst);
+        // Whoever describes running tasks holds the lock and may be reading the name of this one.
         if (m_reporting.load(std::memory_order_seq_cst)) std::lock_guard const pass(m_lock);
     }
     task.Release();
@@ -105,23 +109,28 @@ bool PoolCore::AwaitWork(std::unique_lock<win32::SlimLock>& hold) noexcept
 {
     if (m_stopping) return false;
     ++m_resting;
+    // Counted under the lock, where Add reads it: a task that comes now finds a watcher, and needs no wake.
     m_spinning.fetch_add(1, std::memory_order_relaxed);
     if (m_changeWaiters > 0) m_change.WakeAll();
     hold.unlock();
     bool const found = LookAWhile([this] { return m_queued.load(std::memory_order_relaxed) > 0; });
     hold.lock();
     m_spinning.fetch_sub(1, std::memory_order_relaxed);
+    // Looked at once more under the lock: a task that Add gave to the watchers stands in the list by now.
     bool again = found || m_queued > 0 || m_stopping || Ahead() > 0;
     if (!again) {
         ++m_idle;
         bool woken = true;
         if (m_messages) {
             hold.unlock();
+            // An event keeps a signal that comes between the unlock and the wait.
             m_messages->Wait(XCInfinite);
             hold.lock();
         } else
             woken = m_work.Wait(m_lock, m_threads > m_minimum ? m_options.idleMs : XCInfinite);
         --m_idle;
+        // A sleeper whose time ran out may count off a wake that was meant for another. It looks at the queue itself
+        // then, so that no task waits for the loss.
         if (m_wakes > 0) --m_wakes;
         again = woken || m_queued > 0 || m_threads <= m_minimum;
     }
@@ -136,6 +145,7 @@ void PoolCore::Leave(Worker& worker) noexcept
     m_statistics.done += worker.done.load(std::memory_order_relaxed);
     m_statistics.failed += worker.failed.load(std::memory_order_relaxed);
     --m_threads;
+    // This thread may have been woken for a task and leaves by another rule: the wake goes on to the next one.
     if (m_queued > 0 && m_wakes < m_idle) ++m_wakes, WakeWorker();
     m_change.WakeAll();
 }
@@ -144,6 +154,7 @@ void PoolCore::Leave(Worker& worker) noexcept
 void PoolCore::RunHere(XCTask& task, std::uint64_t XCPoolStatistics::*count) noexcept
 {
     Frame const* const top = TopFrame();
+    // The calling thread is no runner of this pool by this task, so its sleep takes no runner away.
     Guest guest{{&task, this, top ? top->pool : nullptr, false}};
     {
         std::lock_guard const hold(m_lock);
@@ -170,6 +181,7 @@ void PoolCore::Help(XCTask& task) noexcept
 
 void PoolCore::RunInPlace(XCTask& task) noexcept
 {
+    // The task never stands in a queue, and so has to be given its executor here.
     if (!TaskAccess::Move(task, XCTaskState::New, XCTaskState::Running)) return;
     TaskAccess::Executor(task) = this;
     task.AddRef();

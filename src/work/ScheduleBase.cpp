@@ -40,6 +40,7 @@ void XCScheduleBase::Exclude(XCDateEx const& date)
 {
     if (!date.IsValid()) return;
     std::int64_t const day = FloorDiv(ToEpochMs(date, XCTimeEx()), kDayMs);
+    // Sorted and without doubles: each due time asks, while days are excluded once.
     auto const place = std::lower_bound(m_excluded.begin(), m_excluded.end(), day);
     if (place == m_excluded.end() || *place != day) m_excluded.insert(place, day);
 }
@@ -53,6 +54,7 @@ XCDateTimeEx XCScheduleBase::GetNext(XCDateTimeEx const& after, XCTimeZone const
 {
     std::int64_t const start = InstantOf(after, kNone);
     if (IsEmpty() || start == kNone) return {};
+    // "After" is strict, and instants are whole milliseconds.
     std::int64_t const found = NextInstant(std::max(start + 1, m_from), zone);
     return found == kNone || found > m_until ? XCDateTimeEx() : DateTimeOf(found);
 }
@@ -65,6 +67,7 @@ std::int64_t XCScheduleBase::NextIncluded(std::int64_t wallMs) const
         if (found == kNone) return kNone;
         std::int64_t const day = FloorDiv(found, kDayMs);
         if (!IsExcluded(day)) return found;
+        // On to the next midnight at once: a rhythm of seconds would otherwise be stepped through for a day.
         wallMs = (day + 1) * kDayMs;
     }
 }

@@ -1,4 +1,12 @@
 // Cron lines: five fields to bit sets, and the walk over days, hours and minutes that the sets allow.
+//
+// The walk goes by days, since only a day needs the calendar; within a day the next hour and minute are two searches of
+// bits. A line that is seldom due costs a look at the calendar for each day between, and one that never comes 15,000 of
+// them.
+//
+// Lines with a star in the minutes or hours mean a rhythm ("every ten minutes"), the others times of day. A rhythm
+// takes the clock as it shows: it makes nothing up for a skipped hour, and runs in both passes of a repeated one. Times
+// of day follow the policies of all other schedules. The daemons make the same difference.
 #include <XelbrinCore/XCSchedule.h>
 
 #include "datetime/Calendar.h"
@@ -37,6 +45,8 @@ XCScheduleCron::XCScheduleCron(XCString const& line) : m_line(line)
     m_months = static_cast<std::uint32_t>(read.fields[CronLine::Month]);
     m_weekDays = static_cast<std::uint32_t>(read.fields[CronLine::WeekDay]);
     m_weekDays |= m_weekDays >> 7 & 1; // 7 is Sunday, too
+    // The rule of the daemons: two lists of days mean the days of either; with a star in one field both must hold,
+    // which leaves the choice to the other.
     m_eitherDay = !read.star[CronLine::Day] && !read.star[CronLine::WeekDay];
     m_byRhythm = read.star[CronLine::Minute] || read.star[CronLine::Hour];
     if (!m_byRhythm) return;
@@ -54,6 +64,7 @@ bool XCScheduleCron::IsDay(std::int64_t day) const noexcept
 std::int64_t XCScheduleCron::NextWall(std::int64_t wallMs) const
 {
     constexpr std::int64_t kMinuteMs = 60000;
+    // Rounded up: the line names whole minutes, and one that has begun is over.
     std::int64_t const minute = FloorDiv(wallMs + kMinuteMs - 1, kMinuteMs);
     std::int64_t const first = FloorDiv(minute, 1440);
     auto const rest = static_cast<unsigned int>(minute - first * 1440);
@@ -61,6 +72,8 @@ std::int64_t XCScheduleCron::NextWall(std::int64_t wallMs) const
     for (std::int64_t day = first; day < first + kDays; ++day, from = 0) {
         if (!IsDay(day)) continue;
         unsigned int hour = NextBit(m_hours, from / 60);
+        // Only the first hour begins in its middle. The set of minutes is never empty, so that a later hour always has
+        // one.
         unsigned int at = hour == from / 60 ? NextBit(m_minutes, from % 60) : NextBit(m_minutes, 0);
         if (at == 64) hour = NextBit(m_hours, hour + 1), at = NextBit(m_minutes, 0);
         if (hour < 24) return (day * 1440 + hour * 60 + at) * kMinuteMs;

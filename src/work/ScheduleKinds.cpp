@@ -22,6 +22,7 @@ constexpr std::int64_t kLongestMs = std::int64_t{10000} * 366 * kDayMs;
 /// How many months a rule is looked for: February 30 never comes.
 constexpr int kMonths = 12 * 41;
 
+/// Without a start rhythms count from 1970, so that two schedules of one rhythm fall on the same days.
 std::int64_t DayOf(XCDateEx const& date) noexcept
 {
     return date.IsValid() ? FloorDiv(ToEpochMs(date, XCTimeEx()), kDayMs) : 0;
@@ -46,6 +47,7 @@ XCString Joined(Values const& values, Text text)
 
 constexpr wchar_t const* kWeekDays[] = {L"Sunday",   L"Monday", L"Tuesday", L"Wednesday",
                                         L"Thursday", L"Friday", L"Saturday"};
+/// Bits 1 to 12, as months are numbered.
 constexpr std::uint32_t kAllMonths = 0x1FFE;
 
 unsigned int MonthBits(std::vector<unsigned int> const& months) noexcept
@@ -53,6 +55,7 @@ unsigned int MonthBits(std::vector<unsigned int> const& months) noexcept
     unsigned int bits = 0;
     for (unsigned int const month : months)
         if (month >= 1 && month <= 12) bits |= 1u << month;
+    // A list of months that holds no month is a mistake and gives none, while no list means all of them.
     return months.empty() ? kAllMonths : bits;
 }
 
@@ -83,6 +86,7 @@ std::int64_t XCScheduleInterval::NextInstant(std::int64_t utcMs, XCTimeZone cons
         std::int64_t const found = NextWall(utcMs), offset = OffsetMsAt(zone, found);
         std::int64_t const day = FloorDiv(found + offset, kDayMs);
         if (!IsExcluded(day)) return found;
+        // On to the next midnight by the offset of now; `found + 1` keeps the search moving wherever that lies.
         utcMs = std::max(found + 1, (day + 1) * kDayMs - offset);
     }
 }
@@ -114,6 +118,7 @@ XCScheduleDays::XCScheduleDays(std::vector<XCTimeEx> const& times)
 {
     for (XCTimeEx const& time : times)
         if (time.IsValid()) m_times.push_back(time.AsInt());
+    // In order and each once: the search takes the first at or after a time, and a double would be due twice.
     std::sort(m_times.begin(), m_times.end());
     m_times.erase(std::unique(m_times.begin(), m_times.end()), m_times.end());
 }
@@ -126,6 +131,7 @@ std::int64_t XCScheduleDays::NextWall(std::int64_t wallMs) const
     if (day == today) {
         auto const time = std::lower_bound(m_times.begin(), m_times.end(), wallMs - today * kDayMs);
         if (time != m_times.end()) return today * kDayMs + *time;
+        // All times of today have passed.
         day = NextDay(today + 1);
     }
     return day == kNone ? kNone : day * kDayMs + m_times.front();
@@ -139,6 +145,7 @@ XCString XCScheduleDays::TimesAsString() const
 XCScheduleDaily::XCScheduleDaily(std::vector<XCTimeEx> const& times, unsigned int everyDays, XCDateEx const& start)
     : XCScheduleDays(times), m_every(everyDays), m_start(DayOf(start))
 {
+    // The rhythm divides by it, so an empty schedule must never come to NextDay.
     if (m_every == 0) Clear();
 }
 
@@ -155,6 +162,8 @@ XCString XCScheduleDaily::AsString() const
 XCScheduleWeekly::XCScheduleWeekly(std::vector<unsigned int> const& weekDays, std::vector<XCTimeEx> const& times,
                                    unsigned int everyWeeks, XCDateEx const& start)
     : XCScheduleDays(times), m_every(everyWeeks),
+      // Weeks begin on Monday, whichever day of it the start names: "every second week" then means the same weeks for
+      // all days.
       m_firstMonday(DayOf(start) - (WeekDayOf(kEpochDay + DayOf(start)) + 6) % 7)
 {
     for (unsigned int const day : weekDays)
@@ -165,6 +174,7 @@ XCScheduleWeekly::XCScheduleWeekly(std::vector<unsigned int> const& weekDays, st
 std::int64_t XCScheduleWeekly::NextDay(std::int64_t day) const
 {
     day = std::max(day, m_firstMonday);
+    // At most a week to the end of a wrong one and a week to the wanted day; 14 steps end a search that could not.
     for (int step = 0; step < 14; ++step) {
         std::int64_t const week = FloorDiv(day - m_firstMonday, 7);
         if (std::int64_t const wanted = NextMultiple(week, 0, m_every); wanted != week)
@@ -210,11 +220,15 @@ std::uint32_t XCScheduleMonthly::DaysOf(std::int64_t year, unsigned int month) c
         if (day >= 1 && day <= length) bits |= 1u << day;
     };
     if (m_days.empty()) {
+        // The first day of that weekday; the others follow by sevens, and the last is as many sevens on as the month
+        // holds. A fifth that the month has not lies past its length, which `choose` leaves out.
         int const first = 1 + static_cast<int>((m_weekDay + 7 - WeekDayOf(DayNumber(year, month, 1))) % 7);
         choose(m_nth > 0 ? first + 7 * (m_nth - 1) : first + 7 * ((length - first) / 7));
     }
     for (int const day : m_days) {
+        // Days 31 and 30 may both become the last one: the set of bits holds it once.
         if (m_shortMonth == ShortMonth::LastDay && day > length) choose(length);
+        // Negative days count from the end, -1 is the last.
         choose(day > 0 ? day : length + 1 + day);
     }
     return bits;
@@ -225,6 +239,7 @@ std::int64_t XCScheduleMonthly::NextDay(std::int64_t day) const
     Civil date = CivilOf(kEpochDay + day);
     for (int month = 0; month < kMonths; ++month) {
         std::uint32_t const bits = m_months >> date.month & 1 ? DaysOf(date.year, date.month) : 0;
+        // The first month begins at the day that was asked for, the others at 1 (below).
         for (std::uint32_t n = date.day; n <= 31; ++n)
             if (bits >> n & 1) return DayNumber(date.year, date.month, n) - kEpochDay;
         date = {date.year + (date.month == 12 ? 1 : 0), date.month % 12 + 1, 1};

@@ -4,6 +4,9 @@
 // task submits the turn, and the turn that empties the queue submits none. So at most one thread of the executor works
 // for the queue, without a lock held while a task runs. A turn ends after 32 tasks and queues up anew, so that the
 // executor's other work is not shut out. When the executor refuses a turn, the queued tasks are refused with its reason.
+//
+// INVARIANT m_hasTurn is true from the first queued task until a turn has found the list empty under the lock, or a
+// refused turn gives the queue up. So no task is left in the list without a turn on its way, and no two turns run.
 #include "work/SerialCore.h"
 
 #include "errors/CoreError.h"
@@ -14,6 +17,7 @@ namespace xc::work {
 namespace {
 
 /// Tasks of one turn.
+/// Longer turns save little: the cost of one turn, some microseconds, is shared by 32 tasks already.
 constexpr int kTurn = 32;
 
 } // namespace
@@ -26,6 +30,7 @@ public:
 private:
     void Run() override
     {
+        // Moved out, so that Drop, which follows every end, can tell a turn that ran from one that never will.
         XCSmartPtr<SerialCore> const core = std::move(m_core);
         core->RunSome();
     }
@@ -48,6 +53,7 @@ XCErrorID SerialCore::Add(XCTask& task)
         if (std::exchange(m_hasTurn, true)) return XCErrorID::Success;
     }
     Schedule();
+    // The executor may have refused the turn within Schedule, which ended this task with its reason.
     return task.GetState() == XCTaskState::Cancelled ? TaskAccess::Error(task) : XCErrorID();
 }
 
@@ -63,6 +69,8 @@ void SerialCore::GiveUp(XCErrorID const& why) noexcept
 {
     {
         std::lock_guard const hold(m_lock);
+        // First, so that a task that comes from now on tries a new turn. It may be refused along with the others
+        // meanwhile.
         m_hasTurn = false;
     }
     CancelQueued(why);
@@ -72,6 +80,7 @@ void SerialCore::TakeOut(XCTask& task) noexcept
 {
     {
         std::lock_guard const hold(m_lock);
+        // Popped by the turn, which finds it claimed and gives the reference back.
         if (!TaskAccess::Linked(task)) return;
         m_tasks.Remove(task);
     }
@@ -87,6 +96,7 @@ ExecutorCore* SerialCore::Below() noexcept
 
 bool SerialCore::HasFreeRunner() noexcept
 {
+    // One lock after the other, never both: the executor below has a lock of its own at the same level.
     if (ExecutorCore* const below = Below()) return below->HasFreeRunner();
     std::lock_guard const hold(m_lock);
     return m_blocked == 0;
@@ -95,6 +105,8 @@ bool SerialCore::HasFreeRunner() noexcept
 bool SerialCore::NoteBlocked(int change) noexcept
 {
     std::lock_guard const hold(m_lock);
+    // No spare: a second thread would break the order that the queue promises. The executor below counts the same sleep
+    // by the frame of the turn, and may start a spare for its other work.
     m_blocked += static_cast<unsigned int>(change);
     return false;
 }
@@ -109,12 +121,14 @@ void SerialCore::RunSome() noexcept
         m_running = true;
         hold.unlock();
         if (TaskAccess::Move(*task, XCTaskState::Queued, XCTaskState::Running)) {
+            // Above the frame of the turn: the task's waits may help the pool on whose thread they are.
             Frame frame{task, this, top ? top->pool : nullptr, true};
             RunTask(frame);
         }
         task->Release();
         hold.lock();
         m_running = false;
+        // Only Stop waits for this signal; without one the wake, a call for each task, is saved.
         if (m_stopping) m_change.WakeAll();
     }
     m_hasTurn = !m_tasks.IsEmpty();
@@ -146,6 +160,7 @@ XCErrorID SerialCore::Stop(std::uint32_t timeoutMs)
     }
     CancelQueued(errors::MakeCoreError(XCErrExecutorStopped, Name()));
     for (Frame const* frame = TopFrame(); frame; frame = frame->below)
+        // Called by a task of the queue: it cannot wait for its own end.
         if (frame->executor == this) return XCErrorID::Success;
     std::lock_guard const hold(m_lock);
     if (WaitUntil(m_change, m_lock, deadline, [this] { return !m_running; })) return XCErrorID::Success;

@@ -14,6 +14,11 @@
 //
 // Cost: one lock for tasks that have a parent or a group, none for others unless somebody waits for them. The question
 // walks waiters times their stacks, and is asked only on the way to sleep.
+//
+// LOCKS One lock guards the tree, the groups' counts and the list of waiters. It is taken before an executor's lock,
+// never after. The end of a task in the tree is published under it; of any other the wake comes under it, after the
+// waiter has entered the list. So a waiter that has looked under the lock and found nothing cannot miss the end.
+// References are given back without it: they may run destructors.
 #include "work/TaskBoard.h"
 
 #include "errors/CoreError.h"
@@ -127,8 +132,11 @@ bool Waiter::Rest(win32::SlimLock& lock, Deadline const& deadline) noexcept
 void TaskBoard::Enter(XCTask& task, GroupState* group)
 {
     Frame const* const top = TopFrame();
+    // A task from outside of all tasks has nobody who could help it: it stays out of the tree, and costs no lock.
     if (!group && !top) return;
     TaskNode& node = TaskAccess::Node(task);
+    // The flag is set before the lock is taken: the task cannot have ended, since nobody may claim it before Give has
+    // returned it to Queued.
     TaskAccess::State(task).fetch_or(TaskAccess::kInTree, std::memory_order_relaxed);
     std::lock_guard const hold(m_lock);
     if (group) {
@@ -137,11 +145,13 @@ void TaskBoard::Enter(XCTask& task, GroupState* group)
         group->AddRef();
         Attach(node, group->node);
     } else {
+        // The parent runs on this thread, so no end of it can come in between. It must leave the tree at its end now.
         TaskAccess::State(*top->task).fetch_or(TaskAccess::kInTree, std::memory_order_relaxed);
         Attach(node, TaskAccess::Node(*top->task));
     }
 }
 
+/// A group made by a task is a child of it: whoever waits for the task may help the members.
 void TaskBoard::EnterGroup(GroupState& group) noexcept
 {
     Frame const* const top = TopFrame();
@@ -159,11 +169,13 @@ void TaskBoard::Leave(GroupState& group) noexcept
 
 void TaskBoard::OfferHelp(XCTask& task) noexcept
 {
+    // Submissions take no lock here while nobody waits on a pool's thread.
     if (m_helpers.load(std::memory_order_seq_cst) == 0) return;
     std::lock_guard const hold(m_lock);
     TaskNode const& node = TaskAccess::Node(task);
     if (!node.parent || task.IsFinished()) return;
     for (Waiter* waiter = m_waiters; waiter; waiter = waiter->next)
+        // It may only run tasks of its own pool: another executor's have their own threads, order and apartment.
         if (waiter->top && waiter->top->pool == TaskAccess::Executor(task) && IsDescendant(&node, *waiter->target)) {
             waiter->Rouse();
         }
@@ -177,6 +189,8 @@ void TaskBoard::Finish(XCTask& task, XCTaskState state) noexcept
         std::lock_guard const hold(m_lock);
         FinishInTree(task, state, released);
     } else if (word.exchange(TaskAccess::Word(state), std::memory_order_acq_rel) & TaskAccess::kAwaited) {
+        // One exchange ends the task and reads whether somebody began to wait: the waiter sets the flag under the lock
+        // before it looks at the state.
         std::lock_guard const hold(m_lock);
         Wake(TaskAccess::Node(task));
     }
@@ -186,11 +200,13 @@ void TaskBoard::Finish(XCTask& task, XCTaskState state) noexcept
 void TaskBoard::FinishInTree(XCTask& task, XCTaskState state, GroupState*& released) noexcept
 {
     TaskNode& node = TaskAccess::Node(task);
+    // First: the tree holds unfinished nodes alone, and the children hang from the parent from now on.
     Remove(node);
     TaskAccess::State(task).store(TaskAccess::Word(state), std::memory_order_release);
     Wake(node);
     GroupState* const group = node.group;
     if (!group) return;
+    // Cancelled by a caller is no failure of the group; cancelled because an executor refused it is one.
     bool const failed =
         state == XCTaskState::Failed || (state == XCTaskState::Cancelled && TaskAccess::Error(task) != XCErrCancelled);
     if (failed && group->firstFailure.Good()) group->firstFailure = TaskAccess::Error(task);
@@ -211,10 +227,12 @@ bool TaskBoard::Claim(XCTask& task) noexcept
 {
     if (!TaskAccess::Move(task, XCTaskState::Queued, XCTaskState::Running)) return false;
     task.AddRef();
+    // Under the board's lock, through which the end of an executor passes as well.
     TaskAccess::Executor(task)->TakeOut(task);
     return true;
 }
 
+/// The claim is made under the lock, the end is not: EndUnrun takes it itself, and destroys what the task holds.
 bool TaskBoard::Cancel(XCTask& task) noexcept
 {
     TaskAccess::State(task).fetch_or(TaskAccess::kCancelAsked, std::memory_order_relaxed);
@@ -229,12 +247,15 @@ bool TaskBoard::Cancel(XCTask& task) noexcept
 
 std::size_t TaskBoard::CancelMembers(GroupState& group) noexcept
 {
+    // One member at a time, from the first child on again: the tree may be another one after each end. Members that run
+    // keep the request and are passed over.
     std::size_t cancelled = 0;
     for (;;) {
         XCTask* claimed = nullptr;
         {
             std::lock_guard const hold(m_lock);
             for (TaskNode* node = group.node.firstChild; node && !claimed; node = node->next) {
+                // Children of ended members hang here, too, and are no members.
                 if (node->group != &group || !node->task) continue;
                 TaskAccess::State(*node->task).fetch_or(TaskAccess::kCancelAsked, std::memory_order_relaxed);
                 if (Claim(*node->task)) claimed = node->task;
@@ -260,6 +281,7 @@ XCTask* TaskBoard::ClaimDescendant(TaskNode& target, PoolCore& pool) noexcept
 XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
 {
     Frame* const top = TopFrame();
+    // A thread outside of tasks has no frames to announce and nobody to help: a short look saves it the sleep.
     if (!top && target.task && timeoutMs > 0 && LookAWhile([&] { return target.task->IsFinished(); }))
         return XCErrorID::Success;
     PoolCore* const pool = top && top->depth < kMaxDepth ? top->pool : nullptr;
@@ -269,9 +291,12 @@ XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
         XCTask* help = nullptr;
         {
             std::lock_guard const hold(m_lock);
+            // Set before the look: the task that ends next sees the flag and takes the lock, or has ended and is seen
+            // here.
             if (target.task) TaskAccess::State(*target.task).fetch_or(TaskAccess::kAwaited, std::memory_order_acq_rel);
             if (IsFinished(target)) return XCErrorID::Success;
             if (pool) help = ClaimDescendant(target, *pool);
+            // Under the same hold as the search: a task that enters the tree after it finds this waiter in the list.
             if (!help) Link(waiter);
         }
         if (help) {
@@ -287,6 +312,8 @@ XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
 bool TaskBoard::Sleep(Waiter& waiter, Deadline const& deadline, XCErrorID& refused)
 {
     for (Frame* frame = waiter.top; frame; frame = frame->below)
+        // Each executor on the stack loses this runner, not only the innermost: the tasks below wait as long as this
+        // one. Without the board's lock: a spare's start takes a millisecond.
         if (frame->countsAsBlocked && frame->executor->NoteBlocked(1)) frame->executor->StartSpare();
     bool again = true;
     XCString cycle;
@@ -329,6 +356,7 @@ bool TaskBoard::MayEnd(TaskNode const& target) noexcept
 {
     if (target.task) return TaskMayEnd(*target.task);
     int visits = kMaxVisits;
+    // All members must be able to end for the group to.
     for (TaskNode const* node = target.firstChild; node && --visits > 0; node = node->next)
         if (node->group == target.group && node->task && !TaskMayEnd(*node->task)) return false;
     return true;
@@ -350,6 +378,7 @@ bool TaskBoard::TaskMayEnd(XCTask& task) noexcept
         isHeld = true;
         if (MayGoOn(*waiter)) return true;
     }
+    // A running task on no sleeping stack can end. A queued one without a free runner cannot begin.
     return !isHeld;
 }
 

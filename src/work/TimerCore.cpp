@@ -7,6 +7,13 @@
 //
 // Spans of the clock that counts sleep end with the sleep: beside the span the thread sleeps until the instant of the
 // wall clock at which it would have passed. Whichever comes first, it looks at the clock again.
+//
+// REFERENCES A linked timer is held by the queue, a call by itself. References that may be the last are given back
+// without the lock: the end of a timer destroys its callback, which is code of the program.
+//
+// INVARIANTS A timer is in flight once at most, from Due until its call has ended or was dropped; so one timer is never
+// called by two threads. A due time that comes meanwhile is counted as missed and told by the next call. m_sleepsUntil
+// tells which tick the sleeping thread will look at: only an earlier timer pays for a wake, a call of the system.
 #include "work/TimerCore.h"
 
 #include "errors/CoreError.h"
@@ -85,6 +92,7 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
         std::unique_lock hold(m_lock);
         if (m_stopping) return errors::MakeCoreError(XCErrExecutorStopped, m_name);
         TimerAccess::State& state = TimerAccess::Of(timer);
+        // Started anew: the place in the wheel changes, and calls on their way belong to the old generation.
         wasLinked = Unlink(timer);
         ++state.generation;
         bool const cheap = delayMs >= kLongSpanMs && clock == XCTimerClock::Awake;
@@ -96,9 +104,11 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
         state.again = false;
         Link(timer);
         wake = state.due < m_sleepsUntil[static_cast<std::size_t>(clock)];
+        // The thread is awake from here on, as far as other callers need to know: one wake is enough for all of them.
         if (wake) m_sleepsUntil[0] = m_sleepsUntil[1] = 0;
         if (m_thread.IsNeeded()) failure = m_thread.Ensure(*this, &TimerCore::Loop, m_name, hold, m_change);
     }
+    // Link took a reference of its own; the one from before is left over.
     if (wasLinked) timer.Release();
     if (wake) m_wait->Wake();
     if (failure.Bad()) (void)Cancel(timer); // nobody would look after it
@@ -115,6 +125,7 @@ bool TimerCore::Cancel(XCTimer& timer) noexcept
         ++state.generation;
         state.period = 0;
         state.again = false;
+        // A callback may cancel its own timer, and cannot wait for its own end.
         auto const isOver = [&state] { return !state.running || state.threadId == win32::ThreadId(); };
         if (state.running) (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     }
@@ -139,6 +150,7 @@ void TimerCore::Loop() noexcept
         }
         hold.unlock();
         for (Call& call : calls) HandOut(std::move(call));
+        // Without the lock: each call may hold the last reference to its timer.
         calls.clear();
         hold.lock();
     }
@@ -152,6 +164,8 @@ void TimerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
     std::int64_t instant = win32::TimeWait::kNever;
     for (XCTimerClock const clock : {XCTimerClock::Awake, XCTimerClock::Elapsed}) {
         std::uint64_t const next = Wheel(clock).NextTick();
+        // Before the lock is given back: a timer that is started from now on knows whether the thread would wake in
+        // time.
         m_sleepsUntil[static_cast<std::size_t>(clock)] = next;
         if (next == TimerWheel::kNever) continue;
         std::uint64_t const now = Now(clock), left = MsOf(next > now ? next - now : 0);
@@ -159,9 +173,11 @@ void TimerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
         if (clock == XCTimerClock::Elapsed) instant = m_clocks.GetUtcMs() + static_cast<std::int64_t>(left);
     }
     hold.unlock();
+    // A span beyond the system's counts is slept in parts: the thread wakes, finds nothing due and sleeps again.
     bool const endless = span == UINT64_MAX;
     m_wait->Wait(endless ? XCInfinite : static_cast<unsigned int>(std::min<std::uint64_t>(span, INT32_MAX)), instant);
     hold.lock();
+    // Awake: who starts a timer now need not wake anybody, since the thread looks at the wheels before it sleeps.
     m_sleepsUntil[0] = m_sleepsUntil[1] = 0;
     ++m_wakeUps;
 }
@@ -186,12 +202,16 @@ void TimerCore::Due(XCTimer& timer, std::uint64_t now, Calls& calls)
     std::uint64_t const late = now - state.due;
     std::uint64_t missed = 0;
     if (state.period > 0 && state.mode == XCTimerMode::FixedRate) {
+        // Whole periods that passed unseen are counted, not made up for, and the next due time keeps the rhythm: it is
+        // a sum of periods from the start, so that lateness never adds up.
         missed = late / state.period;
         state.due += (missed + 1) * state.period;
+        // Linked before the call runs: a slow callback misses the next due times, but never shifts them.
         Link(timer);
     }
     if (state.inFlight) { // the last call has not ended: told by the next one
         state.missed += missed + 1;
+        // A fixed rate is linked already. The others would be lost with this due time: their call is made up for once.
         state.again = state.period == 0 || state.mode == XCTimerMode::FixedDelay;
         calls.push_back({XCSmartPtr<XCTimer>(&timer), {}, UINT64_MAX}); // gives the reference back without the lock
     } else {
@@ -210,6 +230,7 @@ void TimerCore::HandOut(Call call) noexcept
         Invoke(std::move(call));
         return;
     }
+    // The call moves into the executor, which may run and destroy it before Submit returns.
     XCSmartPtr<XCTimer> const timer = call.timer;
     XCErrorID refused;
     try {
@@ -220,6 +241,7 @@ void TimerCore::HandOut(Call call) noexcept
     if (refused.Good()) return;
     std::lock_guard const hold(m_lock);
     TimerAccess::State& state = TimerAccess::Of(*timer);
+    // NoteDropped has already counted the due time and ended the flight, when HandedOut was destroyed.
     ++state.failures;
     state.failure = refused;
 }
@@ -241,14 +263,18 @@ void TimerCore::Invoke(Call call) noexcept
     XCErrorID failure;
     bool wanted = false;
     try {
+        // Asked without the lock, just before the call: the owner of the callback may have gone since it was handed
+        // out.
         wanted = TimerAccess::IsWanted(*call.timer);
         if (wanted) TimerAccess::Call(*call.timer, call.tick);
     } catch (...) {
         failure = FailureOfTask();
+        // Nobody waits for a callback, so that its exception has no other place to go.
         NoteFailure(m_name, failure);
     }
     End(call, wanted || failure.Bad(), failure);
     call.timer.Clear(); // what its callback holds goes before Stop returns
+    // Last: Stop waits for this, and the program may then unload the code of the callback.
     Leave(active);
 }
 
@@ -291,12 +317,14 @@ void TimerCore::End(Call const& call, bool wanted, XCErrorID const& failure) noe
             state.failure = failure;
         }
         state.running = state.inFlight = false;
+        // Its owner has gone: no later call can succeed.
         if (!wanted) {
             wasLinked = Unlink(timer);
             ++state.generation;
         } else if (std::exchange(state.again, false))
             Rearm(timer, 0);
         else if (state.generation == call.generation && state.period > 0 && state.mode == XCTimerMode::FixedDelay)
+            // One tick more: part of the present one has passed, and a call must not be early.
             Rearm(timer, state.period + 1);
         m_change.WakeAll();
     }
@@ -307,6 +335,7 @@ void TimerCore::End(Call const& call, bool wanted, XCErrorID const& failure) noe
 void TimerCore::Rearm(XCTimer& timer, std::uint64_t ticks) noexcept
 {
     TimerAccess::State& state = TimerAccess::Of(timer);
+    // Started anew by its own callback: that start stands.
     if (m_stopping || TimerWheel::IsLinked(state.link)) return;
     state.due = Now(TimerAccess::Clock(timer)) + ticks;
     Link(timer);
@@ -319,6 +348,7 @@ void TimerCore::Rearm(XCTimer& timer, std::uint64_t ticks) noexcept
 bool TimerCore::IsOver(unsigned long self) const noexcept
 {
     for (Active const* active = m_active; active; active = active->next)
+        // A callback may stop its own queue.
         if (active->threadId != self) return false;
     return m_thread.IsOver(self);
 }
@@ -330,6 +360,8 @@ XCErrorID TimerCore::Stop(std::uint32_t timeoutMs)
     m_stopping = true;
     for (TimerWheel& wheel : m_wheels)
         while (TimerLink* const link = wheel.TakeAny()) {
+            // The end of a timer runs code of the program, which may come back to this queue. Whatever it links is
+            // refused by now.
             hold.unlock();
             link->timer->Release(); // may be the last reference
             hold.lock();

@@ -8,6 +8,10 @@
 //
 // A bit for each slot tells which are in use. The next tick with anything to do is then a search in 16 words, and the
 // owner can sleep until it instead of looking at each tick.
+//
+// INVARIANT Each link stands in the slot that Place would choose for the present tick; a bit is set exactly where a
+// slot holds links. MoveTo restores both before anybody looks. All operations are linear in nothing but the links that
+// they move, and allocate nothing: a timer brings its own link.
 #include "work/TimerWheel.h"
 
 #include <algorithm>
@@ -17,6 +21,7 @@ namespace xc::work {
 
 TimerWheel::TimerWheel(std::uint64_t now) noexcept : m_now(now)
 {
+    // Rings with a head: linking and unlinking need no case for the first or last.
     m_far.next = m_far.previous = &m_far;
     for (Level& level : m_levels)
         for (TimerLink& head : level.slots) head.next = head.previous = &head;
@@ -31,6 +36,7 @@ void TimerWheel::Insert(TimerLink& link, std::uint64_t due) noexcept
 
 unsigned int TimerWheel::LevelOf(std::uint64_t tick) const noexcept
 {
+    // The "| 1" puts a tick that is due now, which differs in no bit, onto level 0.
     return static_cast<unsigned int>(std::bit_width((tick ^ m_now) | 1) - 1) / kBits;
 }
 
@@ -91,6 +97,7 @@ std::uint64_t TimerWheel::NextTick() const noexcept
         std::uint64_t const turn = m_now >> shift >> kBits << kBits;
         if (slot < kSlots) return (turn + slot) << shift;
     }
+    // Only far links are left: the next thing to do is to look through them when the top level goes round.
     return ((m_now >> (kLevels * kBits)) + 1) << (kLevels * kBits);
 }
 
@@ -99,10 +106,12 @@ TimerLink* TimerWheel::Advance(std::uint64_t to) noexcept
     for (;;) {
         TimerLink& head = m_levels[0].slots[m_now % kSlots];
         if (TimerLink* const link = head.next; link != &head) {
+            // Taken out one by one: the owner may link new ones between two calls, even for this tick.
             Remove(*link);
             return link;
         }
         std::uint64_t const next = NextTick();
+        // Nothing lies between, so the wheel may jump there: no slot with links is entered on the way.
         if (next > to) {
             m_now = std::max(m_now, to);
             return nullptr;
@@ -126,6 +135,7 @@ void TimerWheel::MoveTo(std::uint64_t tick) noexcept
 {
     std::uint64_t const differs = tick ^ m_now;
     m_now = tick;
+    // From the top down: a link may fall through several levels, each of which is then still to be emptied.
     if (differs >> (kLevels * kBits)) Cascade(m_far);
     for (unsigned int level = kLevels - 1; level > 0; --level) {
         if (!(differs >> (level * kBits))) continue;
@@ -140,6 +150,7 @@ void TimerWheel::Cascade(TimerLink& head) noexcept
     TimerLink list;
     list.next = list.previous = &list;
     if (head.next == &head) return;
+    // Moved to a list of their own first: Place may put a far link back into the list that it came from, without end.
     std::swap(list, head);
     list.next->previous = list.previous->next = &list;
     head.next = head.previous = &head;

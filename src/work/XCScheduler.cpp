@@ -4,6 +4,12 @@
 // between the wall clock and the clock that nobody sets, from one look to the next; a sleep of the system shows in both
 // and so as nothing. Only a clock set back needs a decision (see CLOCK in the header); forward, due times lie in the
 // past and are treated as any others that were missed.
+//
+// Jobs are walked in order of their numbers at each look. A scheduler has tens of jobs that are due seldom; a heap
+// would save nothing, and would have to be built anew whenever the clock was set.
+//
+// REFERENCES A job is shared by the table, by its run and by m_active. Removal takes it out of the table and marks it:
+// a run on its way finds the mark and ends without a call. Callbacks and schedules are destroyed without the lock.
 #include "work/SchedulerCore.h"
 
 #include "errors/CoreError.h"
@@ -47,11 +53,14 @@ std::uint64_t SchedulerCore::Add(XCSmartPtr<XCScheduleI> const& schedule, Callba
     job->schedule = schedule;
     job->callback = std::move(callback);
     job->options = options;
+    // Without the lock: the schedule may be code of the program, and a cron line may walk over years.
     job->next = NextOf(*job, InstantOf(options.since, m_clocks.GetUtcMs()));
     std::unique_lock hold(m_lock);
     if (m_stopping) throw XCException(errors::MakeCoreError(XCErrExecutorStopped, m_name));
     job->id = ++m_lastId;
+    // Entered before the thread starts, which then finds it at its first look.
     m_jobs.emplace(job->id, job);
+    // The new job may be the earliest; the thread looks at all of them and sleeps anew.
     m_wait->Wake();
     XCErrorID failure;
     if (m_thread.IsNeeded()) failure = m_thread.Ensure(*this, &SchedulerCore::Loop, m_name, hold, m_change);
@@ -89,6 +98,8 @@ void SchedulerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
     for (auto const& [id, job] : m_jobs) next = std::min(next, job->next);
     std::int64_t const left = next == kNever ? kNever : std::max<std::int64_t>(next - m_clocks.GetUtcMs(), 0);
     hold.unlock();
+    // The instant ends the wait when the clock is set forward or the system wakes up, the span when the clock was set
+    // back. A span beyond the system's count is left out, since the instant ends that wait.
     m_wait->Wait(left > INT32_MAX ? XCInfinite : static_cast<unsigned int>(left), next);
     hold.lock();
     ++m_wakeUps;
@@ -111,8 +122,11 @@ void SchedulerCore::FollowClock(std::int64_t now) noexcept
     std::int64_t const back = span - (now - m_seenUtc);
     m_seenElapsed = elapsed;
     m_seenUtc = now;
+    // Set forward, or as good as not set: the usual look sees all that is due.
     if (back < kDriftMs + span / 1000) return;
     for (auto const& [id, job] : m_jobs)
+        // A short step back repeats some hours: calendar jobs keep their next time and do not run again. A rhythm would
+        // pause for that time, and after a long step all jobs would, for days perhaps.
         if (back >= kShortJumpMs || job->schedule->IsByInterval()) job->next = NextOf(*job, now - 1);
 }
 
@@ -124,6 +138,7 @@ void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& r
     std::uint64_t count = 0;
     std::int64_t next = job->next;
     for (; next <= now; next = NextOf(*job, count < kMaxCounted ? next : now)) {
+        // The latest ones are kept: they tell of the state of now, and the limit is small.
         if (due.size() == most) due.erase(due.begin());
         due.push_back(next);
         ++count;
@@ -134,10 +149,13 @@ void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& r
     std::uint64_t const untold = job->untold + (count - served);
     if (served > 0) {
         for (std::int64_t const instant : due) run.calls.push_back({job->id, DateTimeOf(instant), 0});
+        // The first call of a run tells of all that got none; the others follow without a gap.
         run.calls.front().missed = untold;
+        // Everything that needs memory comes before the first change, so that a failure leaves the job due.
         m_active.reserve(m_active.size() + 1);
         runs.push_back(run);
         m_active.push_back(job);
+        // Until End: a job that is due again meanwhile misses that time.
         job->inFlight = true;
         job->last = due.back();
     }
@@ -161,6 +179,7 @@ void SchedulerCore::HandOut(Run run) noexcept
     }
     if (refused.Good()) return;
     std::lock_guard const hold(m_lock);
+    // HandedOut has told of the dropped run; here the reason is kept for the list.
     ++job->failures;
     job->failure = refused;
 }
@@ -180,6 +199,7 @@ void SchedulerCore::Invoke(Run const& run) noexcept
 {
     XCErrorID failure;
     for (XCJobCall const& call : run.calls) {
+        // Asked before each call of a run: the job may remove itself in the first.
         if (!Begin(*run.job)) break;
         try {
             run.job->callback(call);
@@ -222,6 +242,7 @@ bool SchedulerCore::Remove(std::uint64_t id) noexcept
     job = std::move(found->second);
     m_jobs.erase(found);
     job->removed = true;
+    // A job may remove itself, and cannot wait for its own end.
     auto const isOver = [&job] { return !job->running || job->threadId == win32::ThreadId(); };
     (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     return true;
@@ -254,6 +275,7 @@ XCErrorID SchedulerCore::Stop(std::uint32_t timeoutMs)
         std::lock_guard const hold(m_lock);
         m_stopping = true;
         jobs.swap(m_jobs);
+        // Runs that wait in the executor see this and end without a call.
         for (auto const& [id, job] : jobs) job->removed = true;
         m_wait->Wake();
         unsigned long const self = win32::ThreadId();

@@ -1,3 +1,12 @@
+// The public side of the pool, and loops shared out among its threads.
+//
+// The core has a life of its own (PoolCore.h): its threads hold it, so that the public object may go while they still
+// run.
+//
+// A parallel loop takes its pieces from one counter. The caller works as well, so the loop ends even when the pool has
+// no free thread, or is called on one of them. Eight pieces for each thread even out bodies of different length, at one
+// atomic addition for each piece. The first failure leaves out the pieces that nobody has begun; one that has begun
+// ends.
 #include <XelbrinCore/XCThreadPool.h>
 
 #include "work/PoolCore.h"
@@ -24,6 +33,7 @@ struct Loop {
     void Run()
     {
         for (;;) {
+            // Each thread adds once more past the end, so `next` is never a count of what is done.
             std::size_t const from = next.fetch_add(grain, std::memory_order_relaxed);
             if (from >= last) return;
             RunPiece(from, last - from < grain ? last : from + grain);
@@ -89,7 +99,9 @@ void XCThreadPool::ParallelFor(std::size_t first, std::size_t last, std::functio
     // Counted from 0: past the end the counter has room for one more step of each thread.
     std::function<void(std::size_t)> const shifted = [&](std::size_t i) { body(first + i); };
     Loop loop{count, grain, first == 0 ? body : shifted, 0};
+    // After the loop in this scope: its end waits for helpers that still refer to the loop, even when a Submit throws.
     XCTaskGroup group(*this);
+    // A refused helper is no failure: the others, and the caller, take its pieces.
     for (std::size_t i = 0; i < helpers; ++i) group.Submit([&loop] { loop.Run(); });
     XCErrorID failure;
     try {
@@ -97,6 +109,8 @@ void XCThreadPool::ParallelFor(std::size_t first, std::size_t last, std::functio
     } catch (...) {
         failure = xc::work::FailureOfTask();
     }
+    // All pieces are taken. Helpers that have not begun would find none, and may have to wait for long tasks in the
+    // queue.
     group.CancelRest();
     XCErrorID const ofHelpers = group.Wait();
     if (failure.Good() && ofHelpers == XCErrTaskFailed) failure = ofHelpers;

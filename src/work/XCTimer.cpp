@@ -1,3 +1,8 @@
+// The public side of timers, and the clocks of the system.
+//
+// Clocks come through an interface, so that tests set the time and let it pass; the queue never asks the system itself.
+// A timer holds the core of its queue, not the queue: a queue that ends leaves its timers idle instead of dangling. All
+// state of a timer is guarded by the lock of its core, even for questions, since the queue's thread changes it.
 #include <XelbrinCore/XCTimer.h>
 
 #include <cstddef>
@@ -39,6 +44,7 @@ public:
 XCTimeWaitI::~XCTimeWaitI() = default;
 XCTimeSourceI::~XCTimeSourceI() = default;
 
+/// A source without a cheaper clock is exact.
 std::uint64_t XCTimeSourceI::GetAwakeUsAtMost() noexcept
 {
     return GetAwakeUs();
@@ -80,6 +86,7 @@ std::uint64_t XCTimerQueue::GetWakeUps() const
 XCTimerQueue& XCTimerQueue::GetDefault()
 {
     static XCTimerQueue& queue = []() -> XCTimerQueue& {
+        // Never destroyed: its thread may call timers until the process ends, and static destructors join no threads.
         auto* const made = new XCTimerQueue;
         made->AddRef();
         return *made;

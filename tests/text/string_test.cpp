@@ -353,5 +353,33 @@ TEST(XCString, StreamsWithWidthAndFill)
     EXPECT_EQ(out.str(), L"...abc\u20AC");
 }
 #endif
+TEST(XCString, ViewsAnswerAsTexts)
+{
+    wchar_t const units[] = L"abcab--ABé"; // the views below are followed by further units, never by a terminator
+    for (std::size_t at = 0; at < 8; ++at) {
+        for (std::size_t length = 0; length < 3; ++length) {
+            std::wstring_view const view(units + at, length);
+            XCString const text(view);
+            for (XCString const& s : {XCString(L"abcab--ABcab"), XCString(L"AB"), XCString(), text}) {
+                SCOPED_TRACE(::testing::Message() << at << ' ' << length << ' ' << s.AsUTF8());
+                for (std::size_t const start : {std::size_t{0}, std::size_t{3}, XCString::npos}) {
+                    EXPECT_EQ(s.Find(view, start), s.Find(text, start));
+                    EXPECT_EQ(s.RFind(view, start), s.RFind(text, start));
+                    EXPECT_EQ(s.FindFirstOf(view, start), s.FindFirstOf(text.AsWChar(), start));
+                    EXPECT_EQ(s.FindLastNotOf(view, start), s.FindLastNotOf(text.AsWChar(), start));
+                }
+                for (long const mode : {0L, 1L, 2L, 3L}) EXPECT_EQ(s.Compare(view, mode), s.Compare(text, mode));
+                EXPECT_EQ(s == view, s == text);
+                EXPECT_EQ(s < view, s < text);
+                EXPECT_EQ(XCString(s).Insert(1, view), XCString(s).Insert(1, text));
+                EXPECT_EQ(XCString(s).Replace(view, L"x"), XCString(s).Replace(text, L"x"));
+                EXPECT_EQ(XCString(s).RTrim(view), XCString(s).RTrim(text.AsWChar()));
+            }
+        }
+    }
+    using namespace std::literals;
+    EXPECT_EQ(XCString(L"xab").Find(L"ab\0c"sv), 1u) << "a text that is looked for ends at its first zero";
+    EXPECT_EQ(XCString(L"ab").Compare(L"ab\0c"s), 0);
+}
 
 } // namespace

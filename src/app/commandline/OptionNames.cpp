@@ -17,6 +17,9 @@ std::size_t TypingDistance(std::wstring_view a, std::wstring_view b)
         for (std::size_t j = 1; j <= b.size(); ++j) {
             std::size_t const replaced = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
             row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
+            // A swap is one step from the distance of the beginnings that end before both units. "Restricted" means
+            // that no other change may touch the two; the full form needs a table of where each unit was last seen, for
+            // pairs that nobody types.
             bool const swapped = i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1];
             if (swapped) row[j] = std::min(row[j], beforeLast[j - 2] + 1);
         }
@@ -28,6 +31,8 @@ std::size_t TypingDistance(std::wstring_view a, std::wstring_view b)
 XCString NearestName(std::wstring_view typed, std::vector<XCString> const& names)
 {
     XCString nearest;
+    // One wrong unit in three is still a slip; more of them make another word. A short name may have one all the same.
+    // The strict comparison below keeps the first of equals, so that the order of the declaration decides.
     std::size_t least = std::max<std::size_t>(typed.size() / 3, 1) + 1;
     for (XCString const& name : names)
         if (std::size_t const distance = TypingDistance(typed, name.View()); distance < least) {

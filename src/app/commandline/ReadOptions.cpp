@@ -3,6 +3,12 @@
 // One pass over the arguments makes a list of what was met: an option and its text. A command hands the rest on to a
 // reading of its own. Nothing is set before every text has been accepted and nothing required is missing, so a refused
 // command line leaves the program as it was. Texts are read twice for that; they are few and short.
+//
+// Three sources give their own Match: arguments in the syntax of dashes, a parsed XCCommandLine, and a function that is
+// asked by name. They end in the same Meet, so limits, choices and checks are judged in one place.
+//
+// Cost: each argument walks the declared names; a table of a few dozen names would not pay for its construction.
+// Copies of the texts share their blocks.
 #include <XelbrinCore/XCOptions.h>
 
 #include "app/commandline/OptionNames.h"
@@ -18,6 +24,8 @@ using xc::errors::MakeCoreError;
 
 class XCOptions::Reading {
 public:
+    // The results of an earlier reading end here, whatever comes of this one: after a refusal IsGiven, GetCommand and
+    // WantsHelp must not answer for the command line before.
     explicit Reading(XCOptions& options) : m_state(*options.m_state)
     {
         m_state.chosen = nullptr;
@@ -57,6 +65,7 @@ private:
 XCErrorID XCOptions::Read(int count, wchar_t const* const* values)
 {
     std::vector<XCString> arguments;
+    // Index 0 is the program.
     for (int i = 1; i < count; ++i) arguments.emplace_back(values[i]);
     return Read(arguments);
 }
@@ -65,6 +74,7 @@ XCErrorID XCOptions::Read(std::vector<XCString> const& arguments)
 {
     Reading reading(*this);
     XCErrorID wrong = reading.Match(arguments, 0);
+    // Somebody who asks for help does not know yet what is required.
     if (wrong.Good() && !WantsHelp()) wrong = reading.FindMissing();
     if (wrong.Good()) reading.Set();
     return wrong;
@@ -79,6 +89,7 @@ XCErrorID XCOptions::ReadCommandLine(XCCommandLine const& line)
     return wrong;
 }
 
+/// A source of values cannot ask for help, so that required options are looked for in any case.
 XCErrorID XCOptions::ReadValues(std::function<std::optional<XCString>(XCString const& name)> const& find)
 {
     Reading reading(*this);
@@ -96,6 +107,7 @@ XCErrorID XCOptions::Reading::Match(std::function<std::optional<XCString>(XCStri
         XCString const name(BareName(option.Name().View()));
         std::optional<XCString> const text = find(name);
         if (!text) continue;
+        // A configuration that has the name without a value means the same as the option alone on a command line.
         bool const isAlone = option.alone && text->IsNull();
         if (XCErrorID const wrong = Meet(option, name, isAlone ? *option.alone : *text); wrong.Bad()) return wrong;
     }
@@ -121,6 +133,8 @@ XCErrorID XCOptions::Reading::Match(Texts const& arguments, std::size_t from)
         else if (!onlyArguments && IsOption(text))
             wrong = text[1] == L'-' ? MatchLong(text, arguments, at) : MatchShort(text, arguments, at);
         else if (!m_state.commands.empty())
+            // The command reads all the rest: its options follow its name, and the same name may mean something else
+            // there.
             return MatchCommand(text, arguments, at + 1);
         else
             wrong = MatchArgument(text);
@@ -131,11 +145,13 @@ XCErrorID XCOptions::Reading::Match(Texts const& arguments, std::size_t from)
 
 XCErrorID XCOptions::Reading::MatchLong(XCString const& text, Texts const& all, std::size_t& at)
 {
+    // The first "=" ends the name; later ones belong to the value ("--define=a=b").
     std::size_t const equals = text.Find(L'=');
     XCString const name = text.SubStr(0, equals);
     Option::State* const option = m_state.Find(name.View());
     if (!option) return Unknown(name);
     if (equals != XCString::npos) return Meet(*option, name, text.SubStr(equals + 1));
+    // A flag never takes the next argument: "--verbose file" would lose its file.
     return option->kind == Kind::Flag ? Meet(*option, name, L"yes") : TakeNext(*option, name, all, at);
 }
 
@@ -146,6 +162,7 @@ XCErrorID XCOptions::Reading::MatchShort(XCString const& text, Texts const& all,
         XCString const name = XCString(L'-') + text[i];
         Option::State* const option = m_state.Find(name.View());
         if (!option) return Unknown(name);
+        // At the last unit this reads the terminating null, which is part of every text.
         bool const equals = text[i + 1] == L'=';
         if (option->kind == Kind::Flag && !equals) {
             if (XCErrorID const wrong = Meet(*option, name, L"yes"); wrong.Bad()) return wrong;
@@ -161,10 +178,13 @@ XCErrorID XCOptions::Reading::MatchShort(XCString const& text, Texts const& all,
 XCErrorID XCOptions::Reading::TakeNext(Option::State& option, XCString const& name, Texts const& all, std::size_t& at)
 {
     if (option.alone) return Meet(option, name, *option.alone);
+    // A known name there is an option, and so is "--". Other texts with a dash are taken: "-5" and "-" are proper
+    // values.
     bool const missing = at + 1 == all.size() || all[at + 1] == L"--" || m_state.Find(all[at + 1].View());
     return missing ? MakeCoreError(XCErrOptionNoValue, name) : Meet(option, name, all[++at]);
 }
 
+/// Judges a text and remembers it. The option itself stays untouched until Set.
 XCErrorID XCOptions::Reading::Meet(Option::State& option, XCString const& name, XCString const& text)
 {
     XCErrorID wrong = option.Judge(name, text);
@@ -172,6 +192,8 @@ XCErrorID XCOptions::Reading::Meet(Option::State& option, XCString const& name, 
     return wrong;
 }
 
+/// Arguments fill the declared places in order. The place of one that takes many is never passed, so that it takes all
+/// the rest; m_arguments counts the places before it.
 XCErrorID XCOptions::Reading::MatchArgument(XCString const& text)
 {
     std::size_t place = 0;
@@ -187,11 +209,13 @@ XCErrorID XCOptions::Reading::MatchArgument(XCString const& text)
 XCErrorID XCOptions::Reading::MatchCommand(XCString const& name, Texts const& rest, std::size_t from)
 {
     Texts names;
+    // The names are collected on the way: only a failed search needs them, and then needs them all.
     for (auto const& [each, options] : m_state.commands) {
         names.push_back(each);
         if (!(each == name)) continue;
         m_state.chosen = options.get();
         m_state.command = name;
+        // The reading of the command lives until Set: its targets too are set only when the whole line was accepted.
         m_command = std::make_unique<Reading>(*options);
         return m_command->Match(rest, from);
     }
@@ -205,6 +229,8 @@ XCErrorID XCOptions::Reading::Unknown(XCString const& name)
 {
     std::wstring_view const bare = BareName(name.View());
     if (bare == L"help" || bare == L"h" || bare == L"?") {
+        // No error: the program shows its usage screen. Reading goes on, since later arguments may name the command
+        // that the help is wanted for.
         m_state.wantsHelp = true;
         return XCErrorID::Success;
     }
@@ -218,6 +244,8 @@ XCErrorID XCOptions::Reading::Unknown(XCString const& name)
                             : MakeCoreError(XCErrOptionUnknownNear, name, nearest);
 }
 
+/// The class has cut off the sign of the option already, so names are compared without dashes, and with its own rule
+/// for case. A value never stands in the next argument here: "/jobs 4" is an option and a file.
 XCErrorID XCOptions::Reading::Match(XCCommandLine const& line)
 {
     auto const find = [&](XCString const& name) -> Option::State* {
@@ -249,6 +277,7 @@ XCErrorID XCOptions::Reading::Match(XCCommandLine const& line)
     return XCErrorID::Success;
 }
 
+/// Runs after all matches: an option may be given anywhere. A declaration with commands requires one of them.
 XCErrorID XCOptions::Reading::FindMissing() const
 {
     for (auto const& each : m_state.options) {
@@ -263,6 +292,8 @@ XCErrorID XCOptions::Reading::FindMissing() const
 void XCOptions::Reading::Set() const
 {
     for (Met const& one : m_met) {
+        // A list begins anew with its first element of this reading, so that values from here replace the defaults and
+        // never join them. Each text was accepted by the same function before: neither step can fail for its contents.
         if (!std::exchange(one.option->isGiven, true)) (void)one.option->take({}, Step::Begin);
         (void)one.option->take(one.text, Step::Set);
     }

@@ -9,6 +9,7 @@
 std::wstring_view xc::commandline::TakePiece(std::wstring_view& text, std::size_t width) noexcept
 {
     if (text.size() <= width) return std::exchange(text, {});
+    // A blank just past the width still ends a full line: it is dropped, not shown.
     std::size_t const blank = text.rfind(L' ', width);
     bool const hard = blank == std::wstring_view::npos;
     std::wstring_view const piece = text.substr(0, hard ? width : blank);
@@ -33,6 +34,7 @@ constexpr std::size_t kTextWidth = 54;
 void AppendOption(XCString& out, std::wstring_view name, std::wstring_view description)
 {
     out += L"   /";
+    // A long name keeps its line to itself, so that the column of descriptions stays straight below it.
     AppendPadded(out, name, name.size() > kNameWidth ? 0 : kNameWidth);
     if (name.size() <= kNameWidth) {
         out += L' ';

@@ -15,6 +15,7 @@
 using ArgumentType = XCCommandLineArgument::ArgumentType;
 
 /// A vector of NUL-terminated texts that lie in one block.
+/// Starts are kept as positions until the end: the block moves while it grows, which would leave pointers dangling.
 struct XCCommandLine::Storage {
     std::vector<wchar_t const*> values; // the texts and a null
     std::wstring text;
@@ -22,6 +23,7 @@ struct XCCommandLine::Storage {
     void Append(std::wstring_view argument)
     {
         starts.push_back(text.size());
+        // The vector's entries end at their first null; the rest of such a text could not be reached.
         text.append(argument.substr(0, argument.find(L'\0')));
         text.push_back(L'\0');
     }
@@ -29,6 +31,7 @@ struct XCCommandLine::Storage {
     void Finish()
     {
         for (std::size_t const start : starts) values.push_back(text.data() + start);
+        // The null after the last entry is what the vector of a process has, too.
         values.push_back(nullptr);
         starts = {};
     }
@@ -104,9 +107,11 @@ void XCCommandLine::OwnVector(std::unique_ptr<Storage> storage)
     storage->Finish();
     m_argCount = storage->values.size() - 1;
     m_argValues = storage->values.data();
+    // The block stays where it is: a unique_ptr moves, its object does not, and neither do the texts.
     m_storage = std::move(storage);
 }
 
+/// The texts stay the caller's: those of a process live as long as it does, and copying them would only cost.
 void XCCommandLine::Init(std::size_t count, wchar_t const* const* values)
 {
     m_argCount = values ? count : 0;
@@ -149,6 +154,7 @@ bool XCCommandLine::NeedsProgramName(XCString const& firstToken) const
     wchar_t const opener = firstToken[0];
     if (firstToken.IsNull() || !Has(m_argDelimiters, opener)) return false;
     bool const opensPath = opener == L'/' || opener == L'\\';
+    // "/out:a/b" opens like a path and has a second slash, but a path has no value delimiter before it.
     bool const hasValue = !m_valueDelimiters.IsNull() && firstToken.FindFirstOf(m_valueDelimiters, 1) != XCString::npos;
     return !(opensPath && !hasValue && firstToken.FindFirstOf(L"/\\", 1) != XCString::npos);
 }
@@ -182,10 +188,13 @@ XCCommandLineArgument XCCommandLine::ParseArgument(XCString const& text) const
         if (path != XCString::npos && path < value) return wholeText;
     }
     if (value == XCString::npos) return XCCommandLineArgument(ArgumentType::ArgSwitch, text.SubStr(1));
+    // A unit may be both kinds of delimiter. Then the option has no name, and the value follows at once.
     XCString const name = value == 0 ? XCString() : text.SubStr(1, value - 1);
     return XCCommandLineArgument(ArgumentType::ArgWithValue, name, text.SubStr(value + 1));
 }
 
+/// Quotes vanish, a pair of them leaves one: the way in which a quote itself is written. One pass into a text of its
+/// own, since removing in place would move the rest for each quote.
 void XCCommandLine::RemoveQuotes(XCString& text)
 {
     std::wstring_view const from = text.View();
@@ -202,13 +211,13 @@ void XCCommandLine::RemoveQuotes(XCString& text)
 
 // Lookups -------------------------------------------------------------------------------------------------------
 
-bool XCCommandLine::IsSameName(XCString const& a, XCString const& b) const
+bool XCCommandLine::IsSameName(XCString const& a, std::wstring_view b) const
 {
     return m_caseSensitive ? a == b : xc::text::IsSameNameFolded(a, b);
 }
 
 // The first of that name decides: an empty argument answers for the empty name, and says that nothing is there.
-XCCommandLineArgument const* XCCommandLine::FindArgument(XCString const& name) const
+XCCommandLineArgument const* XCCommandLine::FindArgument(std::wstring_view name) const
 {
     for (XCCommandLineArgument const& argument : m_parsedArguments)
         if (IsSameName(argument.GetArgument(), name))
@@ -216,30 +225,30 @@ XCCommandLineArgument const* XCCommandLine::FindArgument(XCString const& name) c
     return nullptr;
 }
 
-XCCommandLineArgument XCCommandLine::GetCommandLineArgument(XCString const& name) const
+XCCommandLineArgument XCCommandLine::GetCommandLineArgument(std::wstring_view name) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? *found : XCCommandLineArgument(ArgumentType::ArgAbsent);
 }
 
-bool XCCommandLine::ArgPresent(XCString const& name) const
+bool XCCommandLine::ArgPresent(std::wstring_view name) const
 {
     return FindArgument(name) != nullptr;
 }
 
-XCString XCCommandLine::GetArg(XCString const& name, XCString const& defaultValue) const
+XCString XCCommandLine::GetArg(std::wstring_view name, XCString const& defaultValue) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? found->GetValueAsString() : defaultValue;
 }
 
-int XCCommandLine::GetArg(XCString const& name, int defaultValue) const
+int XCCommandLine::GetArg(std::wstring_view name, int defaultValue) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? found->GetValueAsInt() : defaultValue;
 }
 
-double XCCommandLine::GetArg(XCString const& name, double defaultValue) const
+double XCCommandLine::GetArg(std::wstring_view name, double defaultValue) const
 {
     XCCommandLineArgument const* const found = FindArgument(name);
     return found ? found->GetValueAsDouble() : defaultValue;
@@ -254,6 +263,7 @@ bool IsOption(XCCommandLineArgument const& argument) noexcept
 
 } // namespace
 
+/// Arguments that are neither switch nor value count as files, in the order in which they were typed.
 XCString XCCommandLine::GetFileName(std::size_t index) const
 {
     for (XCCommandLineArgument const& argument : m_parsedArguments)
@@ -265,6 +275,7 @@ std::vector<XCString> XCCommandLine::GetNonStandardArguments() const
 {
     std::vector<XCString> found;
     for (XCCommandLineArgument const& argument : m_parsedArguments)
+        // Empty arguments stay in, as empty texts: a caller that counts places relies on them.
         if (!IsOption(argument)) found.push_back(argument.GetArgument());
     return found;
 }

@@ -1,5 +1,12 @@
 // Declarations. An option knows how to read and set its target by one function, made where the type is still known; the
 // rest of the machine handles texts alone, and is compiled once.
+//
+// The function (Take) has three steps: Check judges a text without a trace, Begin empties a list, Set writes the
+// target. One function in place of a class for each type keeps the templates in the header down to a few lines.
+//
+// An option never moves once it is declared: Add answers with a reference on which the caller chains limits and checks,
+// and the reader keeps pointers. So options are held by pointers. The order of declaration is kept for the usage screen
+// and for the places of arguments. Lookups walk: a program has dozens of names at most.
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCOptions.h>
 
@@ -27,6 +34,7 @@ XCOptions::Option& XCOptions::Option::Between(double least, double most)
 {
     OptionShape& shape = m_state->shape;
     m_state->range = {least, most};
+    // Whole numbers name their limits in any case: those of their type, until Between narrows them.
     if (shape.form == OptionShape::Number) shape.form = OptionShape::NumberWithin;
     shape.least.Format(L"%s", least);
     shape.most.Format(L"%s", most);
@@ -48,11 +56,13 @@ XCOptions::Option& XCOptions::Option::Word(XCString const& word)
 XCOptions::Option& XCOptions::Option::Check(std::function<bool(XCString const&)> check, XCString const& expected)
 {
     m_state->check = std::move(check);
+    // The text about the check replaces the one about the type: the program knows better what it expects.
     m_state->shape.form = OptionShape::Checked;
     m_state->shape.words = expected;
     return *this;
 }
 
+/// The first of equally long names wins. Add has refused an empty list.
 XCString const& XCOptions::Option::State::Name() const noexcept
 {
     return *std::ranges::max_element(names, {}, &XCString::Length);
@@ -60,7 +70,9 @@ XCString const& XCOptions::Option::State::Name() const noexcept
 
 bool XCOptions::Option::State::Accepts(XCString const& text) const
 {
+    // The type comes first: limits and checks see only texts that it can read.
     if (!take(text, Step::Check)) return false;
+    // Negated, so that a value which is no number is refused: each comparison with it is false.
     if (double const number = range ? text.AsDouble() : 0;
         range && !(number >= range->first && number <= range->second))
         return false;
@@ -105,10 +117,12 @@ XCOptions::Option& XCOptions::Add(XCString const& names, XCString const& about, 
 {
     std::unique_ptr<Option> option(new Option);
     Option::State& state = *option->m_state;
+    // The word of an argument is shown as it stands, blanks and all, and so is not cut.
     XCTokenizer tokens(names, kind < Kind::Argument ? L", " : L"");
     for (XCString name; tokens.GetNext(name);) {
         bool const dashed = name.Length() > 1 && name[0] == L'-';
         if (kind < Kind::Argument && (!dashed || m_state->Find(name.View())))
+            // A fault of the program, found at its first start; an error code would reach the user, who cannot mend it.
             throw XCException(XCString(L"XCOptions: a name without a dash, or declared twice: ") + name);
         state.names.push_back(name);
     }
@@ -127,12 +141,15 @@ XCOptions::Option& XCOptions::Flag(XCString const& names, XCString const& about,
     return Add(names, about, TakeInto(target), xc::commandline::ShapeOf<bool>(), {}, Kind::Flag);
 }
 
+/// The command's usage line begins with the whole path of names, as one types it. Its declaration is held by pointer,
+/// so that the reference stays good while further commands are added.
 XCOptions& XCOptions::Command(XCString const& name, XCString const& about)
 {
     auto command = std::make_unique<XCOptions>(m_state->program + L" " + name, about);
     return *m_state->commands.emplace_back(name, std::move(command)).second;
 }
 
+/// Answers for the chosen command too, whose help GetUsage then shows.
 bool XCOptions::WantsHelp() const noexcept
 {
     return m_state->wantsHelp || (m_state->chosen && m_state->chosen->WantsHelp());
@@ -164,6 +181,7 @@ std::vector<XCString> XCOptions::GetNames() const
 
 namespace {
 
+/// A console of 80 columns breaks the line itself when the last column is used.
 constexpr std::size_t kNames = 28, kLine = 79;
 
 /// "  name  text", the text wrapped in a column of its own; a name that is too long for its column has a line of its own.
@@ -175,6 +193,7 @@ void AppendRow(XCString& out, XCString const& name, std::wstring_view text)
         out += line + L"\n";
         line.Clear();
     }
+    // At least once: an option without a description still gets its line.
     do {
         AppendPadded(line, {}, kNames - line.Length());
         out += line;
@@ -203,6 +222,7 @@ XCString XCOptions::Option::State::Description() const
     return text;
 }
 
+/// Without a word of its own the longest name serves, in capitals: --jobs JOBS.
 XCString XCOptions::Option::State::Word() const
 {
     return word.IsNull() ? XCString(BareName(Name().View())).Upper() : word;
@@ -215,6 +235,7 @@ XCString XCOptions::Option::State::Heading() const
     XCString text;
     for (XCString const& name : names) AddToList(text, name.View());
     if (kind == Kind::Flag) return text;
+    // An option that may stand alone takes only a value that is joined to it: the next argument is never its own.
     return alone ? text + L"[=" + Word() + L"]" : text + L" " + Word();
 }
 
@@ -235,12 +256,14 @@ XCString XCOptions::State::Synopsis() const
 
 XCString XCOptions::GetUsage() const
 {
+    // Whoever has named a command wants its screen, not the list of all commands.
     if (m_state->chosen) return m_state->chosen->GetUsage();
     XCString out = L"Usage: " + m_state->Synopsis() + L"\n", arguments, options;
     for (std::wstring_view about = m_state->about.View(); !about.empty(); out += L'\n')
         out.Append(xc::commandline::TakePiece(about, kLine));
     for (auto const& each : m_state->options) {
         Option::State const& option = *each->m_state;
+        // Two lists are filled in one walk; a heading without rows is left out below.
         AppendRow(option.IsArgument() ? arguments : options, option.Heading(), option.Description().View());
     }
     if (!arguments.IsNull()) out += L"\nArguments:\n" + arguments;
@@ -250,6 +273,7 @@ XCString XCOptions::GetUsage() const
     return out;
 }
 
+/// The screen of an application shows options alone, without signs, each under its longest name.
 XCUsageInfo XCOptions::GetUsageInfo() const
 {
     XCUsageInfo usage;
