@@ -7,8 +7,7 @@
 
 namespace xc_test {
 
-class ChildProcess {
-public:
+struct ChildProcess {
     static constexpr DWORD kHangs = 0xDEAD;
 
     explicit ChildProcess(std::wstring command)

@@ -1,32 +1,13 @@
-// prelude.h - the test runner, and those parts of the standard library that most tests use.
+// prelude.h - the test runner, the library, and the tables of tests.
 #pragma once
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
+#include "library.h"
+
 #include <gtest/gtest.h>
-#include <iterator>
-#include <limits>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <optional>
-#include <random>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <utility>
-#include <vector>
+
+namespace xc_test {
+}
+using namespace xc_test; // the helpers of the tests
 
 /// A row of a table: the fault that it would catch, what is given, and what must come of it.
 template <class Given, class Expected>
@@ -35,3 +16,18 @@ struct Case {
     Given given;
     Expected expected;
 };
+
+/// A table of rows; where a comment names the columns, the loop over it gives them these names.
+template <class... Columns>
+using Table = std::vector<std::tuple<Columns...>>;
+/// A table whose first column is the fault that the row would catch.
+template <class... Columns>
+using Rows = Table<char const*, Columns...>;
+
+/// Several values that are compared as one. The order in which they are asked for is not defined: no call among them may
+/// change what another one reads.
+template <class... Values>
+std::tuple<Values const&...> All(Values const&... values)
+{
+    return {values...};
+}

@@ -1,13 +1,7 @@
 // scratch_files.h - files and folders of the tests: bytes in, bytes out, and gone at the end.
 #pragma once
 
-#include <XelbrinCore/XCString.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <string_view>
+#include "library.h"
 
 namespace xc_test {
 
@@ -19,8 +13,7 @@ inline std::string ReadFile(std::filesystem::path const& path)
 }
 
 /// A file, or a folder that the test makes, by a plain name; removed at both ends of the test.
-class ScratchFile {
-public:
+struct ScratchFile {
     explicit ScratchFile(std::string name = "xc_test.ini") : m_name(std::move(name)) { Delete(); }
     explicit ScratchFile(std::string_view bytes, std::string name) : ScratchFile(std::move(name)) { Write(bytes); }
     ~ScratchFile() { Delete(); }
@@ -42,8 +35,7 @@ private:
 };
 
 /// A folder of its own, empty at first, so that whatever is left beside a file is seen.
-class ScratchFolder {
-public:
+struct ScratchFolder {
     explicit ScratchFolder(std::filesystem::path const& folder = "xc_test_folder") : path(absolute(folder))
     {
         Delete();
@@ -58,11 +50,7 @@ public:
         std::ofstream(path / name, std::ios::binary) << bytes;
     }
     /// Empty when there is no such file.
-    [[nodiscard]] std::string Bytes(char const* name) const
-    {
-        std::ifstream file(path / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    [[nodiscard]] std::string Bytes(char const* name) const { return exists(path / name) ? ReadFile(path / name) : ""; }
     [[nodiscard]] XCString Path() const { return Wide(path); }
     [[nodiscard]] XCString Path(char const* name) const { return Wide(path / name); }
     [[nodiscard]] std::ptrdiff_t Count() const

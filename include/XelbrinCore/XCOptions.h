@@ -215,11 +215,11 @@ public:
     [[nodiscard]] XCErrorID Read(int count, wchar_t const* const* values);
     /// Reads arguments alone.
     [[nodiscard]] XCErrorID Read(std::vector<XCString> const& arguments);
-    /// Reads what the class has taken apart (SYNTAX above). Commands are not looked for.
+    /// Reads what the class has taken apart (SYNTAX above); the first argument that is no option names the command.
     [[nodiscard]] XCErrorID ReadCommandLine(XCCommandLine const& line);
 
     /// Reads values by name from elsewhere, such as a configuration: each option that takes a value is asked for by its
-    /// longest name without dashes; nothing is "not there". Flags take yes or no.
+    /// longest name without dashes; nothing is "not there". Flags take yes or no; no command is chosen.
     [[nodiscard]] XCErrorID ReadValues(std::function<std::optional<XCString>(XCString const& name)> const& find);
 
     /// Whether --help or -h was given (/help, /?): nothing is required then. A program may declare these names itself.

@@ -10,6 +10,7 @@
 #include "win32/FineClock.h"
 #include "win32/SystemFunction.h"
 
+#include <algorithm>
 #include <realtimeapiset.h>
 
 namespace xc::win32 {
@@ -84,19 +85,26 @@ TimeWait::~TimeWait()
 void TimeWait::Wait(std::uint32_t awakeMs, std::int64_t utcMs) noexcept
 {
     constexpr std::int64_t kEpochMs = 11644473600000; // 1970, since 1601
+    constexpr std::uint32_t kBlindMs = 10, kLookMs = 1000;
+    if (!m_event) { // no memory in the system: nobody can wake this thread, so it looks often
+        ::Sleep(std::min(awakeMs, kBlindMs));
+        return;
+    }
     HANDLE const objects[] = {m_event, m_timer};
     constexpr std::int64_t kLastMs = INT64_MAX / 10000 - kEpochMs; // what the timer can be told; kNever is later
     bool const instant = utcMs > -kEpochMs && utcMs <= kLastMs && m_timer;
     LARGE_INTEGER due{};
     if (instant) due.QuadPart = (utcMs + kEpochMs) * 10000; // not negative: an instant, no span
     bool const set = instant && ::SetWaitableTimer(m_timer, &due, 0, nullptr, nullptr, FALSE);
-    ::WaitForMultipleObjects(set ? 2 : 1, objects, FALSE, awakeMs);
+    // An instant that cannot be waited for is looked at each second.
+    bool const isBlind = utcMs <= kLastMs && !set;
+    ::WaitForMultipleObjects(set ? 2 : 1, objects, FALSE, isBlind ? std::min(awakeMs, kLookMs) : awakeMs);
     if (set) ::CancelWaitableTimer(m_timer);
 }
 
 void TimeWait::Wake() noexcept
 {
-    ::SetEvent(m_event);
+    if (m_event) ::SetEvent(m_event);
 }
 
 } // namespace xc::win32

@@ -147,10 +147,7 @@ ExecutorCore::ExecutorCore(XCString const& name) : m_name(name)
     CancelledError();
 }
 
-ExecutorCore::~ExecutorCore()
-{
-    theBoard.Pass();
-}
+ExecutorCore::~ExecutorCore() = default;
 
 /// Intrusive: queueing never allocates, so it cannot fail half-way, and a task that is cancelled leaves from the middle
 /// in constant time. `Linked` tells TakeOut whether the task still stands in the list.

@@ -20,8 +20,8 @@ class PoolCore;
 /// The state of an executor, kept alive by its public object and by its threads.
 ///
 /// Locks: first the board's (TaskBoard.h), then an executor's. A task leaves the state Queued under its executor's
-/// lock, or under the board's lock when somebody else claims it; the destructor passes through the board's lock, so
-/// that who claims may still use the executor.
+/// lock, or under the board's lock when somebody else claims it; the destructors of the
+/// kinds pass through the board's lock first, so that who claims may still call the whole executor.
 class ExecutorCore : public XCRefCount {
 public:
     explicit ExecutorCore(XCString const& name);

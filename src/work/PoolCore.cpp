@@ -27,6 +27,11 @@ PoolCore::PoolCore(unsigned int minimum, unsigned int maximum, XCString const& n
 {
 }
 
+PoolCore::~PoolCore()
+{
+    theBoard.Pass();
+}
+
 XCErrorID PoolCore::Add(XCTask& task)
 {
     bool grow = false, wake = false;

@@ -16,6 +16,7 @@ public:
     /// @param withMessages one thread, which serves the messages of its windows while it waits.
     PoolCore(unsigned int minimum, unsigned int maximum, XCString const& name, XCPoolOptions const& options,
              bool withMessages = false);
+    ~PoolCore() override;
 
     XCErrorID Add(XCTask& task) override;
     void TakeOut(XCTask& task) noexcept override;

@@ -86,8 +86,12 @@ std::int64_t XCScheduleInterval::NextInstant(std::int64_t utcMs, XCTimeZone cons
         std::int64_t const found = NextWall(utcMs), offset = OffsetMsAt(zone, found);
         std::int64_t const day = FloorDiv(found + offset, kDayMs);
         if (!IsExcluded(day)) return found;
-        // On to the next midnight by the offset of now; `found + 1` keeps the search moving wherever that lies.
-        utcMs = std::max(found + 1, (day + 1) * kDayMs - offset);
+        // On to the next midnight, by the offset of then where the clocks change before it. A midnight that the change
+        // itself leaves out keeps the offset of now. `found + 1` keeps the search moving wherever that lies.
+        std::int64_t const midnight = (day + 1) * kDayMs, byNow = midnight - offset;
+        std::int64_t const offsetThen = OffsetMsAt(zone, byNow), byThen = midnight - offsetThen;
+        bool const isEarlier = byThen < byNow && OffsetMsAt(zone, byThen) == offsetThen;
+        utcMs = std::max(found + 1, isEarlier ? byThen : byNow);
     }
 }
 

@@ -30,13 +30,23 @@ private:
         XCSmartPtr<XCScheduleI> schedule;
         Callback callback;
         XCJobOptions options;
+        XCString description; ///< of the schedule
+        bool byInterval = false;
         std::int64_t next = kNever, last = kNever;
         std::uint64_t runs = 0, missed = 0, untold = 0, failures = 0; // untold: missed since the last call
         XCErrorID failure;
         bool removed = false, inFlight = false, running = false;
+        bool asked = false; ///< the scheduler's thread is in code of the schedule
         unsigned long threadId = 0;
     };
     using JobRef = std::shared_ptr<Job>;
+    struct Walk { ///< from the due times of a job that have come to the next one that has not
+        JobRef job;
+        bool anew; ///< the clock was set back: its next time no longer counts
+        std::int64_t next;
+        std::uint64_t count = 0;
+        std::vector<std::int64_t> due = {}; ///< the last of them, as many as may be served
+    };
     struct Run { // calls of one job
         JobRef job;
         std::vector<XCJobCall> calls;
@@ -44,9 +54,10 @@ private:
     friend class HandedOut<SchedulerCore, Run>;
 
     void Loop() noexcept;
-    void Look(std::vector<Run>& runs);
-    void FollowClock(std::int64_t now) noexcept;
-    void Due(JobRef const& job, std::int64_t now, std::vector<Run>& runs);
+    void Look(std::unique_lock<win32::SlimLock>& hold, std::vector<Run>& runs);
+    [[nodiscard]] std::int64_t FollowClock(std::int64_t now) noexcept;
+    void GoOn(Walk& walk, std::int64_t now) const;
+    void Serve(Walk const& walk, std::int64_t now, std::vector<Run>& runs);
     void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
     void HandOut(Run run) noexcept;
     void Invoke(Run const& run) noexcept;

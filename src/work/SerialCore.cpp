@@ -43,6 +43,11 @@ private:
     XCSmartPtr<SerialCore> m_core; // null: run or dropped
 };
 
+SerialCore::~SerialCore()
+{
+    theBoard.Pass();
+}
+
 XCErrorID SerialCore::Add(XCTask& task)
 {
     {

@@ -13,6 +13,7 @@ public:
     SerialCore(XCSmartPtr<XCExecutor> const& executor, XCString const& name) : ExecutorCore(name), m_executor(executor)
     {
     }
+    ~SerialCore() override;
 
     XCErrorID Add(XCTask& task) override;
     void TakeOut(XCTask& task) noexcept override;

@@ -286,7 +286,7 @@ XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
         return XCErrorID::Success;
     PoolCore* const pool = top && top->depth < kMaxDepth ? top->pool : nullptr;
     Deadline const deadline(timeoutMs);
-    Waiter waiter{&target, top, timeoutMs == XCInfinite, win32::ThreadId(), MessagesOf(top), {}};
+    Waiter waiter{&target, top, pool != nullptr, timeoutMs == XCInfinite, win32::ThreadId(), MessagesOf(top), {}};
     for (;;) {
         XCTask* help = nullptr;
         {
@@ -295,9 +295,14 @@ XCErrorID TaskBoard::Wait(TaskNode& target, std::uint32_t timeoutMs)
             // here.
             if (target.task) TaskAccess::State(*target.task).fetch_or(TaskAccess::kAwaited, std::memory_order_acq_rel);
             if (IsFinished(target)) return XCErrorID::Success;
+            // Raised before the search: a task that becomes queued after it has been passed over reads the count later,
+            // takes the lock and finds this waiter in the list.
+            if (pool) m_helpers.fetch_add(1, std::memory_order_seq_cst);
             if (pool) help = ClaimDescendant(target, *pool);
-            // Under the same hold as the search: a task that enters the tree after it finds this waiter in the list.
-            if (!help) Link(waiter);
+            if (!help)
+                Link(waiter);
+            else
+                m_helpers.fetch_sub(1, std::memory_order_relaxed);
         }
         if (help) {
             pool->Help(*help);
@@ -315,14 +320,18 @@ bool TaskBoard::Sleep(Waiter& waiter, Deadline const& deadline, XCErrorID& refus
         // Each executor on the stack loses this runner, not only the innermost: the tasks below wait as long as this
         // one. Without the board's lock: a spare's start takes a millisecond.
         if (frame->countsAsBlocked && frame->executor->NoteBlocked(1)) frame->executor->StartSpare();
-    bool again = true;
+    bool again = true, isCycle = false;
     XCString cycle;
     {
         std::unique_lock hold(m_lock);
         ++m_question;
         bool const mayEnd = waiter.woken || !waiter.top || !waiter.forever || IsFinished(*waiter.target) ||
                             (waiter.mark = m_question, MayEnd(*waiter.target));
-        if (!mayEnd) cycle = DescribeWaits();
+        isCycle = !mayEnd;
+        try {
+            if (isCycle) cycle = DescribeWaits();
+        } catch (...) { // no memory: the error comes without the names, and the waiter leaves the list in any case
+        }
         while (mayEnd && again && !waiter.woken && !IsFinished(*waiter.target)) again = waiter.Rest(m_lock, deadline);
         again = waiter.woken || IsFinished(*waiter.target);
         // Both under one lock: a runner that is counted as asleep stands in the list.
@@ -331,7 +340,7 @@ bool TaskBoard::Sleep(Waiter& waiter, Deadline const& deadline, XCErrorID& refus
         Unlink(waiter);
     }
     if (again) return true;
-    refused = cycle.IsNull() ? errors::MakeCoreError(XCErrTimedOut) : errors::MakeCoreError(XCErrWaitCycle, cycle);
+    refused = isCycle ? errors::MakeCoreError(XCErrWaitCycle, cycle) : errors::MakeCoreError(XCErrTimedOut);
     return false;
 }
 
@@ -342,14 +351,13 @@ void TaskBoard::Link(Waiter& waiter) noexcept
     waiter.next = m_waiters;
     if (m_waiters) m_waiters->previous = &waiter;
     m_waiters = &waiter;
-    if (waiter.top && waiter.top->pool) m_helpers.fetch_add(1, std::memory_order_seq_cst);
 }
 
 void TaskBoard::Unlink(Waiter& waiter) noexcept
 {
     (waiter.previous ? waiter.previous->next : m_waiters) = waiter.next;
     if (waiter.next) waiter.next->previous = waiter.previous;
-    if (waiter.top && waiter.top->pool) m_helpers.fetch_sub(1, std::memory_order_relaxed);
+    if (waiter.helps) m_helpers.fetch_sub(1, std::memory_order_relaxed);
 }
 
 bool TaskBoard::MayEnd(TaskNode const& target) noexcept

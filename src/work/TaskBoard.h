@@ -9,6 +9,7 @@ namespace xc::work {
 struct Waiter {
     TaskNode* target;
     Frame* top; // null on threads that run no task
+    bool helps; // it may run descendants of its target
     bool forever;
     unsigned long threadId;
     win32::MessageEvent* messages; // null: the thread has no windows, the signal wakes it

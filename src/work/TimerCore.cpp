@@ -188,8 +188,11 @@ void TimerCore::CollectDue(Calls& calls)
     for (XCTimerClock const clock : {XCTimerClock::Awake, XCTimerClock::Elapsed}) {
         std::uint64_t const now = Now(clock);
         TimerWheel& wheel = Wheel(clock);
-        while (TimerLink* const link = wheel.Advance(now)) {
-            calls.reserve(calls.size() + 1);
+        for (;;) {
+            // Room first: a timer that has left the wheel must find its place. Doubled, for thousands may be due at once.
+            if (calls.size() == calls.capacity()) calls.reserve(std::max<std::size_t>(16, calls.size() * 2));
+            TimerLink* const link = wheel.Advance(now);
+            if (!link) break;
             Due(*link->timer, now, calls);
         }
     }

@@ -8,8 +8,12 @@
 // Jobs are walked in order of their numbers at each look. A scheduler has tens of jobs that are due seldom; a heap
 // would save nothing, and would have to be built anew whenever the clock was set.
 //
+// Schedules are asked without the lock, since they may be code of the program: a look notes which jobs are due, asks
+// their schedules, and serves those that are still there. What a schedule says of itself is kept from Add on.
+//
 // REFERENCES A job is shared by the table, by its run and by m_active. Removal takes it out of the table and marks it:
-// a run on its way finds the mark and ends without a call. Callbacks and schedules are destroyed without the lock.
+// a run on its way finds the mark and ends without a call. It waits for a schedule that is being asked. Callbacks and
+// schedules are destroyed without the lock.
 #include "work/SchedulerCore.h"
 
 #include "errors/CoreError.h"
@@ -53,6 +57,8 @@ std::uint64_t SchedulerCore::Add(XCSmartPtr<XCScheduleI> const& schedule, Callba
     job->schedule = schedule;
     job->callback = std::move(callback);
     job->options = options;
+    job->description = schedule->AsString();
+    job->byInterval = schedule->IsByInterval();
     // Without the lock: the schedule may be code of the program, and a cron line may walk over years.
     job->next = NextOf(*job, InstantOf(options.since, m_clocks.GetUtcMs()));
     std::unique_lock hold(m_lock);
@@ -77,7 +83,7 @@ void SchedulerCore::Loop() noexcept
     while (!m_stopping) {
         std::vector<Run> runs;
         try {
-            Look(runs);
+            Look(hold, runs);
         } catch (...) { // no memory: what is in the list runs, the rest at the next look
         }
         if (runs.empty()) {
@@ -105,17 +111,46 @@ void SchedulerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
     ++m_wakeUps;
 }
 
-/// With the lock.
-void SchedulerCore::Look(std::vector<Run>& runs)
+/// With the lock, which is given back while schedules are asked: they may be code of the program and call back.
+void SchedulerCore::Look(std::unique_lock<win32::SlimLock>& hold, std::vector<Run>& runs)
 {
-    std::int64_t const now = m_clocks.GetUtcMs();
-    FollowClock(now);
-    for (auto const& [id, job] : m_jobs)
-        if (job->next <= now) Due(job, now, runs);
+    std::int64_t const now = m_clocks.GetUtcMs(), back = FollowClock(now);
+    std::vector<Walk> walks;
+    for (auto const& [id, job] : m_jobs) {
+        // A short step back repeats some hours: calendar jobs keep their next time and do not run again. A rhythm would
+        // pause for that time, and after a long step all jobs would, for days perhaps.
+        bool const anew = back >= kShortJumpMs || (back > 0 && job->byInterval);
+        if (anew || job->next <= now) walks.push_back({job, anew, job->next});
+    }
+    if (walks.empty()) return;
+    // Set when nothing can fail any more: Remove waits for it.
+    for (Walk const& walk : walks) walk.job->asked = true;
+    hold.unlock();
+    bool enoughMemory = true;
+    try {
+        for (Walk& walk : walks) GoOn(walk, now);
+    } catch (...) {
+        enoughMemory = false;
+    }
+    hold.lock();
+    for (Walk& walk : walks) {
+        try {
+            if (enoughMemory && !walk.job->removed) Serve(walk, now, runs);
+        } catch (...) { // it stays due; those that were served run
+            enoughMemory = false;
+        }
+        walk.job->asked = false;
+        // A call that took the job out of the table waits here and has the last reference, unless it ran out of time.
+        if (walk.job.use_count() > 1) walk.job.reset();
+    }
+    m_change.WakeAll();
+    hold.unlock();
+    walks.clear();
+    hold.lock();
 }
 
-/// With the lock.
-void SchedulerCore::FollowClock(std::int64_t now) noexcept
+/// With the lock. @return how far the clock was set back since the last look; 0 when it was not.
+std::int64_t SchedulerCore::FollowClock(std::int64_t now) noexcept
 {
     std::uint64_t const elapsed = m_clocks.GetElapsedUs() / 1000;
     auto const span = static_cast<std::int64_t>(elapsed - m_seenElapsed);
@@ -123,31 +158,34 @@ void SchedulerCore::FollowClock(std::int64_t now) noexcept
     m_seenElapsed = elapsed;
     m_seenUtc = now;
     // Set forward, or as good as not set: the usual look sees all that is due.
-    if (back < kDriftMs + span / 1000) return;
-    for (auto const& [id, job] : m_jobs)
-        // A short step back repeats some hours: calendar jobs keep their next time and do not run again. A rhythm would
-        // pause for that time, and after a long step all jobs would, for days perhaps.
-        if (back >= kShortJumpMs || job->schedule->IsByInterval()) job->next = NextOf(*job, now - 1);
+    return back < kDriftMs + span / 1000 ? 0 : back;
 }
 
-/// With the lock. A job whose next due time has come.
-void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& runs)
+/// Without the lock: asks the schedule for the due times up to now and for the one after them.
+void SchedulerCore::GoOn(Walk& walk, std::int64_t now) const
 {
-    std::vector<std::int64_t> due;
-    std::size_t const most = job->options.missed == XCMissedRuns::All ? std::max(job->options.missedLimit, 1u) : 1;
-    std::uint64_t count = 0;
-    std::int64_t next = job->next;
-    for (; next <= now; next = NextOf(*job, count < kMaxCounted ? next : now)) {
+    Job const& job = *walk.job;
+    std::size_t const most = job.options.missed == XCMissedRuns::All ? std::max(job.options.missedLimit, 1u) : 1;
+    if (walk.anew) walk.next = NextOf(job, now - 1);
+    for (; walk.next <= now; walk.next = NextOf(job, walk.count < kMaxCounted ? walk.next : now)) {
         // The latest ones are kept: they tell of the state of now, and the limit is small.
-        if (due.size() == most) due.erase(due.begin());
-        due.push_back(next);
-        ++count;
+        if (walk.due.size() == most) walk.due.erase(walk.due.begin());
+        walk.due.push_back(walk.next);
+        ++walk.count;
     }
-    bool const skip = job->options.missed == XCMissedRuns::Skip && now - due.back() > job->options.graceMs;
-    Run run{job, {}};
+}
+
+/// With the lock.
+void SchedulerCore::Serve(Walk const& walk, std::int64_t now, std::vector<Run>& runs)
+{
+    JobRef const& job = walk.job;
+    std::vector<std::int64_t> const& due = walk.due;
+    bool const skip =
+        job->options.missed == XCMissedRuns::Skip && !due.empty() && now - due.back() > job->options.graceMs;
     std::uint64_t const served = skip || job->inFlight ? 0 : due.size();
-    std::uint64_t const untold = job->untold + (count - served);
+    std::uint64_t const untold = job->untold + (walk.count - served);
     if (served > 0) {
+        Run run{job, {}};
         for (std::int64_t const instant : due) run.calls.push_back({job->id, DateTimeOf(instant), 0});
         // The first call of a run tells of all that got none; the others follow without a gap.
         run.calls.front().missed = untold;
@@ -159,8 +197,8 @@ void SchedulerCore::Due(JobRef const& job, std::int64_t now, std::vector<Run>& r
         job->inFlight = true;
         job->last = due.back();
     }
-    job->next = next;
-    job->missed += count - served;
+    job->next = walk.next;
+    job->missed += walk.count - served;
     job->untold = served > 0 ? 0 : untold;
 }
 
@@ -242,8 +280,11 @@ bool SchedulerCore::Remove(std::uint64_t id) noexcept
     job = std::move(found->second);
     m_jobs.erase(found);
     job->removed = true;
-    // A job may remove itself, and cannot wait for its own end.
-    auto const isOver = [&job] { return !job->running || job->threadId == win32::ThreadId(); };
+    // A job may remove itself, by its callback or by its schedule, and cannot wait for its own end.
+    unsigned long const self = win32::ThreadId();
+    auto const isOver = [&] {
+        return (!job->running || job->threadId == self) && (!job->asked || m_thread.IsOver(self));
+    };
     (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     return true;
 }
@@ -253,7 +294,7 @@ std::vector<XCJobInfo> SchedulerCore::List()
     std::vector<XCJobInfo> list;
     std::lock_guard const hold(m_lock);
     for (auto const& [id, job] : m_jobs)
-        list.push_back({id, job->options.name, job->schedule->AsString(), DateTimeOf(job->next), DateTimeOf(job->last),
+        list.push_back({id, job->options.name, job->description, DateTimeOf(job->next), DateTimeOf(job->last),
                         job->runs, job->missed, job->failures, job->failure});
     return list;
 }

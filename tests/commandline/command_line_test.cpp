@@ -1,5 +1,4 @@
 // Classifying, tokenising and looking up arguments; the lines of the usage screen.
-#include <XelbrinCore/XCCommandLine.h>
 
 #include "app/commandline/UsageText.h"
 #include "prelude.h"
@@ -43,8 +42,7 @@ TEST(XCCommandLine, ClassifiesEachArgument)
         ASSERT_EQ(line.GetParsedArgumentVector().size(), 1u);
         Argument const& argument = line.GetParsedArgumentVector()[0];
         EXPECT_EQ(argument.GetArgType(), c.type);
-        EXPECT_TRUE(argument.GetArgument() == c.argument);
-        EXPECT_TRUE(argument.GetValueAsString() == c.value);
+        EXPECT_TRUE(argument.GetArgument() == c.argument && argument.GetValueAsString() == c.value);
         EXPECT_TRUE(line.GetRawArgumentListVector()[0] == c.text);
     }
 }
@@ -80,16 +78,12 @@ TEST(XCCommandLine, TokenisesAString)
 TEST(XCCommandLine, LooksUpTheFirstOfAName)
 {
     XCCommandLine line(L"tool /Config:a.ini in.txt -config:b.ini /trace:7x -rate:2.5 out.txt -empty \"\"");
-    EXPECT_TRUE(line.GetArg(L"CONFIG", L"none") == L"a.ini");
-    EXPECT_TRUE(line.GetArg(L"missing", L"none") == L"none");
-    EXPECT_EQ(line.GetArg(L"trace", 1), 7);
-    EXPECT_EQ(line.GetArg(L"missing", 1), 1);
-    EXPECT_EQ(line.GetArg(L"rate", 0.0), 2.5);
+    EXPECT_TRUE(line.GetArg(L"CONFIG", L"none") == L"a.ini" && line.GetArg(L"missing", L"none") == L"none");
+    EXPECT_EQ(All(line.GetArg(L"trace", 1), line.GetArg(L"missing", 1), line.GetArg(L"rate", 0.0)), All(7, 1, 2.5));
     EXPECT_EQ(line.GetArg(L"empty", 9), 0) << "an option without value is there, and reads as an empty text";
     EXPECT_TRUE(line.GetArg(L"empty", L"x") == L"");
     EXPECT_TRUE(line.ArgPresent(L"IN.TXT")) << "lookups regard every kind";
-    EXPECT_TRUE(line.GetFileName(1) == L"out.txt");
-    EXPECT_TRUE(line.GetFileName(3) == L"");
+    EXPECT_TRUE(line.GetFileName(1) == L"out.txt" && line.GetFileName(3) == L"");
     EXPECT_EQ(line.GetNonStandardArguments().size(), 3u);
 
     std::vector<XCString> invalid{L"kept"};
@@ -108,8 +102,7 @@ TEST(XCCommandLine, AnEmptyArgumentAnswersForTheEmptyName)
     wchar_t const* const values[] = {nullptr, L"", nullptr, L"/"};
     XCCommandLine const line(4, values);
     EXPECT_FALSE(line.ArgPresent(L""));
-    EXPECT_EQ(line.GetNonStandardArguments().size(), 2u);
-    EXPECT_EQ(XCCommandLine(0, nullptr).GetArgCount(), 0u);
+    EXPECT_EQ(All(line.GetNonStandardArguments().size(), XCCommandLine(0, nullptr).GetArgCount()), All(2u, 0u));
 }
 
 TEST(XCCommandLine, CopiesOutliveTheirSource)
@@ -137,12 +130,9 @@ TEST(XCUsageInfo, LaysOutOptionLines)
     std::wstring const blanks(25, L' ');
     std::wstring const word54(54, L'd');
     auto const padded = [](std::wstring text, std::size_t width) { return text.append(width - text.size(), L' '); };
-    struct UsageCase {
-        const char* fault;
-        std::wstring name, description, lines;
-    };
     std::wstring const cut40 = std::wstring(40, L'a') + L' ' + std::wstring(14, L'b');
-    UsageCase const cases[] = {
+    // fault, name, description, lines
+    Rows<std::wstring, std::wstring, std::wstring> const cases = {
         {"short name", L"trace:{n}", L"Level.", L"   /" + padded(L"trace:{n}", 20) + L" " + padded(L"Level.", 54)},
         {"blank at 54 not taken", L"a", word54 + L" e",
          L"   /" + padded(L"a", 20) + L" " + word54 + L"\n" + blanks + padded(L"e", 54)},
@@ -156,11 +146,11 @@ TEST(XCUsageInfo, LaysOutOptionLines)
         {"name of 21 shares its line", std::wstring(21, L'n'), L"x",
          L"   /" + std::wstring(21, L'n') + L"\n" + blanks + padded(L"x", 54)},
     };
-    for (UsageCase const& c : cases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, name, description, lines] : cases) {
+        SCOPED_TRACE(fault);
         XCUsageInfo usage;
-        usage.AddCmdLineArgDesc(XCString(c.name), XCString(c.description), false);
-        EXPECT_TRUE(xc::commandline::FormatUsage(usage) == (c.lines + L"\n").c_str());
+        usage.AddCmdLineArgDesc(XCString(name), XCString(description), false);
+        EXPECT_TRUE(xc::commandline::FormatUsage(usage) == (lines + L"\n").c_str());
     }
 }
 
@@ -172,9 +162,7 @@ TEST(XCUsageInfo, WidensNarrowTexts)
     XCString name, description;
     bool flag = false;
     ASSERT_TRUE(usage.GetCmdLineArgDesc(0, name, description, flag));
-    EXPECT_TRUE(name == L"caf\u00E9");
-    EXPECT_TRUE(description == L"caf\u00E9");
-    EXPECT_TRUE(flag);
+    EXPECT_TRUE(name == L"caf\u00E9" && description == L"caf\u00E9" && flag);
     EXPECT_FALSE(usage.GetCmdLineArgDesc(2, name, description, flag));
 }
 

@@ -1,11 +1,5 @@
 // Declared options: syntax, types, refusals and the usage screen.
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCOptions.h>
-
-#include <gtest/gtest.h>
-#include <map>
-#include <string>
+#include "prelude.h"
 
 namespace {
 
@@ -58,12 +52,8 @@ TEST(XCOptions, ReadsAndRefuses)
 {
     constexpr char kUntouched[] = "j2 vfalse xfalse r0.5 l3 m0 s5 seconds  -old";
     EXPECT_EQ(Program().Seen(), kUntouched);
-    struct Case {
-        std::vector<XCString> arguments;
-        std::string seen; // the values, or the error
-    };
-    for (Case const& c : {
-             Case{{L"in"}, "j2 vfalse xfalse r0.5 l3 m0 s5 seconds in -old"},
+    for (auto const& [arguments, seen] : Table<std::vector<XCString>, std::string>{
+             {{L"in"}, "j2 vfalse xfalse r0.5 l3 m0 s5 seconds in -old"},
              {{L"--jobs=4", L"in", L"--verbose", L"7", L"-5"}, "j4 vtrue xfalse r0.5 l3 m0 s5 seconds in -old 7 -5"},
              {{L"-vxj", L"8", L"in"}, "j8 vtrue xtrue r0.5 l3 m0 s5 seconds in -old"},
              {{L"-xj8", L"-v=no", L"-"}, "j8 vfalse xtrue r0.5 l3 m0 s5 seconds - -old"},
@@ -81,16 +71,17 @@ TEST(XCOptions, ReadsAndRefuses)
              {{L"in", L"five"}, "NUMBER: \"five\" is not a whole number from -2147483648 to 2147483647."},
              {{L"in", L"--jobs"}, "--jobs wants a value."},
              {{L"in", L"-e", L"--verbose"}, "-e wants a value."},
+             {{L"in", L"-e", L"--jobs=4"}, "-e wants a value."},
              {{L"--verbos", L"in"}, "There is no option --verbos; --verbose is meant, perhaps."},
              {{L"-jobs=4", L"in"}, "-j: \"obs=4\" is not a whole number from 1 to 64."},
              {{L"in", L"--somethingElse"}, "There is no option --somethingElse."},
              {{L"--verbose"}, "SOURCE is missing."},
          })
     {
-        SCOPED_TRACE(c.seen);
+        SCOPED_TRACE(seen);
         Program program;
-        EXPECT_EQ(program.Read(c.arguments), c.seen);
-        EXPECT_TRUE(c.seen[0] == 'j' || program.Seen() == kUntouched) << "refused, and something set";
+        EXPECT_EQ(program.Read(arguments), seen);
+        EXPECT_TRUE(seen[0] == 'j' || program.Seen() == kUntouched) << "refused, and something set";
     }
 }
 
@@ -147,6 +138,9 @@ TEST(XCOptions, Commands)
     EXPECT_FALSE(loud) << "an option of the whole was set though the command was refused";
     EXPECT_EQ(int(options.Read({L"sned"})), XCErrCommandUnknownNear);
     EXPECT_EQ(int(options.Read(std::vector<XCString>())), XCErrOptionMissing);
+    EXPECT_TRUE(options.ReadCommandLine(XCCommandLine(L"mail /loud send /to:some")).Good());
+    EXPECT_TRUE(loud && to == L"some" && options.GetCommand() == L"send");
+    EXPECT_TRUE(options.ReadValues([](XCString const&) { return std::optional(XCString(L"no")); }).Good() && !loud);
     EXPECT_TRUE(options.Read({L"send", L"--help"}).Good() && options.WantsHelp());
     EXPECT_EQ(options.GetUsage().AsUTF8(), "Usage: mail send [options]\nSends a letter.\n\nOptions:\n"
                                            "  --to TO                   the receiver; required\n");

@@ -6,9 +6,6 @@
 
 namespace {
 
-using xc_test::Dump;
-using xc_test::ScratchFile;
-
 XCSmartPtr<XCConfigFile> NewFile()
 {
     return new XCConfigFile(XCString(L"xc_config_edit.ini"));
@@ -26,10 +23,9 @@ TEST(XCConfigEdit, CreatesWhatIsMissingAtTheEnd)
     file->SetLong(L"b", L"n", -2147483647 - 1);
     file->SetString(L"A", L"L", L"2");
     file->SetString(L"A", L"K", L"3");
-    EXPECT_EQ(Dump(*file), L"a.k=3;a.L=2;b.n=-2147483648;");
-    EXPECT_EQ(file->GetLong(L"B", L"N", 7), -2147483647 - 1);
-    EXPECT_EQ(file->GetLong(L"B", L"M", 7), 7);
-    EXPECT_EQ(file->GetLong(L"C", L"N", 7), 7);
+    EXPECT_EQ(
+        All(Dump(*file), file->GetLong(L"B", L"N", 7), file->GetLong(L"B", L"M", 7), file->GetLong(L"C", L"N", 7)),
+        All(L"a.k=3;a.L=2;b.n=-2147483648;", -2147483647 - 1, 7, 7));
 }
 
 TEST(XCConfigEdit, AClearedSectionIsEmptyAndNameless)
@@ -40,10 +36,9 @@ TEST(XCConfigEdit, AClearedSectionIsEmptyAndNameless)
     ASSERT_TRUE(section);
     EXPECT_EQ(section->FindLine(L"k")->GetComments().GetSize(), 0u);
     section->Clear();
-    EXPECT_EQ(section->GetSize() + section->GetComments().GetSize(), 0u);
-    EXPECT_EQ(file->FindSection(L"a"), nullptr);
-    EXPECT_EQ(file->FindSection(L""), section);
-    EXPECT_EQ(file->GetString(L"b", L"k", L""), XCString(L"2"));
+    EXPECT_EQ(All(section->GetSize() + section->GetComments().GetSize(), file->FindSection(L"a"),
+                  file->FindSection(L""), file->GetString(L"b", L"k", L"")),
+              All(0u, nullptr, section, XCString(L"2")));
     EXPECT_EQ(file->GetEndComments().GetSize(), 1u);
 }
 
@@ -56,8 +51,7 @@ TEST(XCConfigEdit, OneValueChangesOneLine)
     EXPECT_TRUE(file->Save().Good());
     EXPECT_EQ(disk.Bytes(), "; c\r\n[a]\r\n; d\r\nk=1\r\nl=two\r\n\r\n[b]\r\nk=3\r\nnew=4\r\n; e\r\n");
     file->Clear();
-    EXPECT_TRUE(file->Reload().Good());
-    EXPECT_TRUE(file->GetString(L"b", L"new", L"") == L"4");
+    EXPECT_TRUE(file->Reload().Good() && file->GetString(L"b", L"new", L"") == L"4");
 }
 
 TEST(XCConfigEdit, NumbersReadBack)
@@ -79,9 +73,9 @@ TEST(XCConfigEdit, TypedValuesTellWhetherTheyAreThere)
     bool ok = false;
     EXPECT_TRUE(config.GetBool(L"S", L"yes", false, &ok) && ok);
     EXPECT_FALSE(config.GetBool(L"s", L"no", true));
-    EXPECT_EQ(config.GetInt64(L"s", L"big", 0), -9000000000);
-    EXPECT_EQ(config.GetDouble(L"s", L"half", 0), -25);
-    EXPECT_EQ(config.GetDuration(L"s", L"wait", {}), milliseconds(1500));
+    EXPECT_EQ(All(config.GetInt64(L"s", L"big", 0), config.GetDouble(L"s", L"half", 0),
+                  config.GetDuration(L"s", L"wait", {})),
+              All(-9000000000, -25, milliseconds(1500)));
     EXPECT_EQ(config.GetDuration(L"s", L"day", {}), std::chrono::hours(-48));
     EXPECT_EQ(config.GetDuration(L"s", L"bare", {}, &ok), milliseconds(3000));
     EXPECT_TRUE(ok);
@@ -113,7 +107,7 @@ TEST(XCConfigEdit, LookupsStayRightAfterEveryEdit)
         std::vector<std::pair<XCString, XCString>> model; // key in lower case, value
         auto const someKey = [&] { return Name(L"key", static_cast<unsigned int>(random() % 20)); };
         auto const placeOf = [&](std::size_t i) { return std::next(section.GetLinesBegin(), static_cast<long>(i)); };
-        for (unsigned int step = 0, steps = static_cast<unsigned int>(xc_test::Times(4000)); step < steps; ++step) {
+        for (unsigned int step = 0, steps = static_cast<unsigned int>(Times(4000)); step < steps; ++step) {
             XCString const key = someKey();
             XCString const value = Name(L"", step);
             std::size_t const i = model.empty() ? 0 : random() % model.size();
@@ -152,8 +146,7 @@ TEST(XCConfigEdit, SectionsAreFoundAfterRenamesAndDeletions)
     EXPECT_TRUE(file->DeleteSection(L"s7"));
     EXPECT_FALSE(file->DeleteSection(L"s7"));
     file->FindSection(L"s3")->SetName(L"s7");
-    EXPECT_EQ(file->GetLong(L"S7", L"i", -1), 3);
-    EXPECT_EQ(file->GetLong(L"S3", L"i", -1), 18);
+    EXPECT_EQ(All(file->GetLong(L"S7", L"i", -1), file->GetLong(L"S3", L"i", -1)), All(3, 18));
     EXPECT_EQ(file->DeleteSection(file->GetSectionsEnd()), file->GetSectionsEnd());
     EXPECT_EQ(file->GetSize(), 28u);
 }
@@ -186,8 +179,7 @@ TEST(XCConfigEdit, CopiesStandAlone)
     EXPECT_NE(section.FindLine(L"k2"), nullptr) << "a line that was assigned keeps its place in the index";
     section.AddLine(*section.FindLine(L"k2"));
     section = section;
-    EXPECT_EQ(Dump(*file), L"s.K2=3;s.K2=3;s.k=2;");
-    EXPECT_EQ(second.GetComments().GetSize(), 1u);
+    EXPECT_EQ(All(Dump(*file), second.GetComments().GetSize()), All(L"s.K2=3;s.K2=3;s.k=2;", 1u));
     XCConfigComments& comments = second.FindLine(L"k")->GetComments();
     comments.DeleteComment(comments.DeleteComment(comments.GetCommentsBegin()));
     EXPECT_EQ(comments.GetSize(), 0u);
@@ -277,7 +269,7 @@ TEST(XCConfigLocking, ReadersSeeWholeValuesWhileOneEdits)
         }
     };
     std::thread first(read), second(read);
-    for (int i = 0; i < xc_test::Times(2000); ++i) {
+    for (int i = 0; i < Times(2000); ++i) {
         XCConfigSection& section = *file->FindSection(L"s");
         XCConfigLock const lock(section);
         XCString const text(L'v', static_cast<std::size_t>(i % 50));
@@ -305,8 +297,7 @@ TEST(XCCommaSeparatedValues, PacksWhatItUnpacks)
         XCCommaSeparatedValues unpacked(values.AsString());
         bool ok = false;
         for (std::wstring const& value : list) {
-            EXPECT_TRUE(unpacked.Get(&ok) == value.c_str());
-            EXPECT_TRUE(ok);
+            EXPECT_TRUE(unpacked.Get(&ok) == value.c_str() && ok);
         }
         EXPECT_TRUE(unpacked.Get(&ok).IsNull());
         EXPECT_FALSE(ok);
@@ -321,9 +312,7 @@ TEST(XCCommaSeparatedValues, ReadsWhatPeopleWrite)
     EXPECT_TRUE(ok);
     EXPECT_EQ(values.GetInt(&ok), 0);
     EXPECT_FALSE(ok);
-    EXPECT_TRUE(values.Get() == L"a\"b");
-    EXPECT_TRUE(values.Get() == L"xy");
-    EXPECT_TRUE(values.Get() == L"open, ");
+    EXPECT_TRUE(values.Get() == L"a\"b" && values.Get() == L"xy" && values.Get() == L"open, ");
     EXPECT_TRUE(values.Get(&ok).IsNull());
     EXPECT_FALSE(ok);
     values.Rewind();

@@ -1,9 +1,8 @@
 // Files for the tests of the configuration classes: bytes in, bytes out.
 #pragma once
 
+#include "prelude.h"
 #include "scratch_files.h"
-
-#include <XelbrinCore/XCConfig.h>
 
 namespace xc_test {
 
@@ -25,28 +24,12 @@ inline std::string LoadAndSave(std::string_view bytes)
     return error.Good() ? disk.Bytes() : "(not saved: " + error.AsString().AsUTF8() + ")";
 }
 
-/// For range loops.
-template <class Iterator>
-struct Range {
-    Iterator first, last;
-    [[nodiscard]] Iterator begin() const { return first; }
-    [[nodiscard]] Iterator end() const { return last; }
-};
-inline Range<XCConfigFile::iterator> SectionsOf(XCConfigFile& file)
-{
-    return {file.GetSectionsBegin(), file.GetSectionsEnd()};
-}
-inline Range<XCConfigSection::iterator> LinesOf(XCConfigSection& section)
-{
-    return {section.GetLinesBegin(), section.GetLinesEnd()};
-}
-
 /// "section.key=value;" for each line of the file, in order.
 inline XCString Dump(XCConfigFile& file)
 {
     XCString text;
-    for (XCConfigSection& section : SectionsOf(file))
-        for (XCConfigLine& line : LinesOf(section))
+    for (XCConfigSection const& section : file)
+        for (XCConfigLine const& line : section)
             text += section.GetName() + L"." + line.GetKey() + L"=" + line.GetValue() + L";";
     return text;
 }

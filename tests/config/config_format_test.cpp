@@ -3,20 +3,8 @@
 #include "prelude.h"
 #include "repetitions.h"
 
-#include <XelbrinCore/XCStringConverter.h>
-
-namespace {
-
-using xc_test::BytesOf;
-using xc_test::LoadAndSave;
-using xc_test::ScratchFile;
-
-struct ValueCase {
-    const char* fault;
-    const char* bytes;
-    const wchar_t *section, *key, *value;
-};
-constexpr ValueCase kValueCases[] = {
+// fault, bytes, section, key, value
+Rows<const char*, const wchar_t*, const wchar_t*, const wchar_t*> const kValueCases = {
     {"blanks around '=' kept", "[s]\nkey = some value  \n", L"s", L"key", L"some value"},
     {"return kept in the value", "[s]\r\nk=a\rb\r\n", L"s", L"k", L"ab"},
     {"value runs into the next line", "[s]\nk=\nnext=1\n", L"s", L"k", L""},
@@ -34,16 +22,15 @@ constexpr ValueCase kValueCases[] = {
 
 TEST(XCConfigFormat, ReadsValues)
 {
-    for (ValueCase const& c : kValueCases) {
-        SCOPED_TRACE(c.fault);
-        ScratchFile const disk(c.bytes, "xc_config_value.ini");
+    for (auto const& [fault, bytes, section, key, value] : kValueCases) {
+        SCOPED_TRACE(fault);
+        ScratchFile const disk(bytes, "xc_config_value.ini");
         XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
         ASSERT_FALSE(file.IsNull());
-        EXPECT_TRUE(file->GetString(c.section, c.key, L"(none)") == c.value)
-            << file->GetString(c.section, c.key, L"(none)").AsUTF8();
+        EXPECT_TRUE(file->GetString(section, key, L"(none)") == value)
+            << file->GetString(section, key, L"(none)").AsUTF8();
         XCConfig reader;
-        EXPECT_TRUE(reader.Open(disk.Path()).Good());
-        EXPECT_TRUE(reader.GetString(c.section, c.key, L"(none)") == c.value);
+        EXPECT_TRUE(reader.Open(disk.Path()).Good() && reader.GetString(section, key, L"(none)") == value);
     }
 }
 
@@ -78,13 +65,6 @@ TEST(XCConfigFormat, KeepsWhatItReads)
     }
 }
 
-struct RefusedCase {
-    const char* fault;
-    std::string bytes;
-    const wchar_t* message;
-    std::size_t line, column;
-};
-
 TEST(XCConfigFormat, RefusesBrokenText)
 {
     wchar_t const* const keyCut = L"unexpected EOF while parsing a key name of a configuration line";
@@ -92,7 +72,8 @@ TEST(XCConfigFormat, RefusesBrokenText)
     wchar_t const* const nameCut = L"unexpected EOF while parsing a section name";
     wchar_t const* const afterHeader = L"unexpected character after the closing ']' of a section name";
     wchar_t const* const malformed = L"malformed text in a configuration file";
-    RefusedCase const cases[] = {
+    // fault, bytes, message, line, column
+    Rows<std::string, const wchar_t*, std::size_t, std::size_t> const cases = {
         {"key without '=' at the end", "[s]\nk=v\n\n  key\n", keyCut, 4, 3},
         {"text before the first section", "; c\n\n k=v\n", noHeader, 3, 2},
         {"only a bracket", "[", nameCut, 1, 2},
@@ -103,17 +84,16 @@ TEST(XCConfigFormat, RefusesBrokenText)
         {"half a unit of UTF-16", BytesOf("\xFF\xFE[\0s"), malformed, 1, 2},
         {"byte without meaning in the code page", "[s]\nk=\x81\n", malformed, 2, 3},
     };
-    for (RefusedCase const& c : cases) {
-        SCOPED_TRACE(c.fault);
-        ScratchFile const disk(c.bytes, "xc_config_refused.ini");
+    for (auto const& [rowFault, bytes, message, line, column] : cases) {
+        SCOPED_TRACE(rowFault);
+        ScratchFile const disk(bytes, "xc_config_refused.ini");
         try {
             (void)XCConfigFile::Load(disk.Path());
             ADD_FAILURE() << "accepted";
         } catch (XCConfigStreamException const& fault) {
-            EXPECT_TRUE(fault.What() == c.message) << fault.what();
+            EXPECT_TRUE(fault.What() == message) << fault.what();
             EXPECT_TRUE(fault.GetFileName() == disk.Path().c_str());
-            EXPECT_EQ(fault.GetLine(), c.line);
-            EXPECT_EQ(fault.GetColumn(), c.column);
+            EXPECT_EQ(All(fault.GetLine(), fault.GetColumn()), All(line, column));
         }
         XCConfig reader;
         EXPECT_EQ(reader.Open(disk.Path()), XCErrConfigMalformed);
@@ -123,7 +103,7 @@ TEST(XCConfigFormat, RefusesBrokenText)
 TEST(XCConfigFormat, ReadsHostileTextInLinearTime)
 {
     std::string sections;
-    int const count = xc_test::Times(1000000);
+    int const count = Times(1000000);
     for (int i = 0; i < count; ++i) sections += "[s]\n";
     std::string const million(1000000, 'x');
     ScratchFile const disk("xc_config_hostile.ini");
@@ -141,5 +121,3 @@ TEST(XCConfigFormat, ReadsHostileTextInLinearTime)
     disk.Write(std::string(1000000, '\r'));
     EXPECT_EQ(XCConfigFile::Load(disk.Path())->GetSize(), 0u);
 }
-
-} // namespace

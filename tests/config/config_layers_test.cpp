@@ -1,17 +1,8 @@
 // Layers of settings, levels of channels from them; lines of files; what moves between sections and files.
 #include "config/config_files.h"
-
-#include <XelbrinCore/XCCommandLine.h>
-#include <XelbrinCore/XCConfigLayers.h>
-#include <XelbrinCore/XCLogSettings.h>
-
-#include <cstdlib>
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
-
-using xc_test::Dump;
-using xc_test::ScratchFile;
 
 void SetVariable(char const* name, char const* value)
 {
@@ -40,22 +31,15 @@ TEST(XCConfigLayers, TheStrongestLayerAnswersAndTellsWhatItHides)
         XCCommandLine(L"p.exe /Server.Port:82 /server.port:83 /log.Verbose /Plain:1 x.txt", L"/-", L":", false),
         L"Host");
     layers.AddEnvironment(L"XCTEST_", L"Host");
-    EXPECT_TRUE(layers.AddFile(L"xc_no_such_file.ini").Bad());
-    EXPECT_TRUE(layers.AddFile(site.Path()).Good());
+    EXPECT_TRUE(layers.AddFile(L"xc_no_such_file.ini").Bad() && layers.AddFile(site.Path()).Good());
     auto const base = XCConfigFile::FromText(L"[Server]\nPort=80\nName=base\nempty=\n[Log]\nPassword=p\x1B\ntoken=\n"
                                              L"verbose=no\n[SERVER]\nLost=1",
                                              L"base.ini");
     layers.AddFile(base, L"defaults");
     EXPECT_EQ(layers.GetSize(), 4u) << "a file that cannot be read became a layer";
     base->SetString(L"Log", L"New", L"n");
-    struct Row {
-        char const* fault;
-        wchar_t const* section;
-        wchar_t const* key;
-        wchar_t const* value;
-        wchar_t const* origins;
-    };
-    Row const rows[] = {
+    // fault, section, key, value, origins
+    Rows<wchar_t const*, wchar_t const*, wchar_t const*, wchar_t const*> const rows = {
         {"order of the layers, or first option", L"SERVER", L"PORT", L"82",
          L"command line|option Server.Port|0|82;xc_site.ini|xc_site.ini, line 4|4|81;defaults|base.ini, line 2|2|80;"},
         {"variable of the environment", L"Server", L"Name", L"env",
@@ -69,11 +53,11 @@ TEST(XCConfigLayers, TheStrongestLayerAnswersAndTellsWhatItHides)
         {"a second section of the name is found", L"Server", L"Lost", nullptr, L""},
         {"an argument is taken for an option", L"Host", L"x.txt", nullptr, L""},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
-        EXPECT_EQ(layers.GetString(row.section, row.key, L"none"), XCString(row.value ? row.value : L"none"));
-        EXPECT_EQ(layers.Has(row.section, row.key), row.value != nullptr);
-        EXPECT_EQ(OriginsOf(layers, row.section, row.key), XCString(row.origins).Replace(L"xc_site.ini", site.Path()));
+    for (auto const& [fault, section, key, value, origins] : rows) {
+        SCOPED_TRACE(fault);
+        EXPECT_EQ(layers.GetString(section, key, L"none"), XCString(value ? value : L"none"));
+        EXPECT_EQ(layers.Has(section, key), value != nullptr);
+        EXPECT_EQ(OriginsOf(layers, section, key), XCString(origins).Replace(L"xc_site.ini", site.Path()));
     }
     EXPECT_EQ(layers.GetLong(L"Server", L"Port", 7) + layers.GetInt64(L"Server", L"None", 7), 89);
 }
@@ -149,7 +133,7 @@ TEST(XCConfigMoves, TextsOutliveTheirFile)
 
 TEST(XCConfigMoves, LinesTellWhereTheyWereRead)
 {
-    auto const file = XCConfigFile::FromBytes(xc_test::BytesOf("\xFF\xFE[\0a\0]\0\n\0\n\0k\0=\0v\0\n\0l\0\n\0m\0=\0"));
+    auto const file = XCConfigFile::FromBytes(BytesOf("\xFF\xFE[\0a\0]\0\n\0\n\0k\0=\0v\0\n\0l\0\n\0m\0=\0"));
     EXPECT_EQ(Dump(*file), L"a.k=v;a.l\nm=;");
     XCConfigSection& section = *file->FindSection(L"a");
     EXPECT_EQ(section.FindLine(L"l\nm")->GetFileLine(), 4u);

@@ -12,7 +12,6 @@
 namespace {
 
 using xc::win32::SystemPath;
-using xc_test::ScratchFile;
 
 constexpr char kOld[] = "[s]\nk=old\n";
 constexpr char kNew[] = "[s]\nk=new\n";
@@ -59,16 +58,11 @@ TEST(XCConfigSave, AFileThatFailedToParseIsNotSavedOver)
     EXPECT_EQ(file->Save2(disk.Path()), XCErrConfigPartlyRead);
     EXPECT_EQ(disk.Bytes(), broken);
     disk.Write(kNew);
-    EXPECT_TRUE(file->Reload().Good());
-    EXPECT_TRUE(file->Save().Good());
+    EXPECT_TRUE(file->Reload().Good() && file->Save().Good());
 }
 
-struct UnsavableCase {
-    const char* fault;
-    const wchar_t *section, *key, *value, *comment;
-    long code;
-};
-constexpr UnsavableCase kUnsavableCases[] = {
+// fault, section, key, value, comment, code
+Rows<const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*, long> const kUnsavableCases = {
     {"line feed in a value", L"s", L"k", L"a\nb", L"c", XCErrConfigWouldNotReadBack},
     {"'=' in a key", L"s", L"k=l", L"v", L"c", XCErrConfigWouldNotReadBack},
     {"key becomes a comment", L"s", L" ;k", L"v", L"c", XCErrConfigWouldNotReadBack},
@@ -79,13 +73,13 @@ constexpr UnsavableCase kUnsavableCases[] = {
 
 TEST(XCConfigSave, RefusesWhatWouldReadAsSomethingElse)
 {
-    for (UnsavableCase const& c : kUnsavableCases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, section, key, value, comment, code] : kUnsavableCases) {
+        SCOPED_TRACE(fault);
         ScratchFile const disk(kOld, "xc_config_unsavable.ini");
         XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
-        file->SetString(c.section, c.key, c.value);
-        file->FindSection(c.section)->GetComments().AddComment(c.comment);
-        EXPECT_EQ(file->Save(), c.code);
+        file->SetString(section, key, value);
+        file->FindSection(section)->GetComments().AddComment(comment);
+        EXPECT_EQ(file->Save(), code);
         EXPECT_EQ(disk.Bytes(), kOld);
     }
     ScratchFile const ansi("[s]\nk=\xE9\n", "xc_config_ansi.ini");
@@ -116,10 +110,10 @@ std::wstring Content(XCConfigFile& file)
         for (XCString const& comment : comments) add(comment);
         out.push_back(L'\xFFFE');
     };
-    for (XCConfigSection& section : xc_test::SectionsOf(file)) {
+    for (XCConfigSection const& section : file) {
         add(section.GetName());
         addComments(section.GetComments());
-        for (XCConfigLine& line : xc_test::LinesOf(section)) {
+        for (XCConfigLine const& line : section) {
             add(line.GetKey());
             add(line.GetValue());
             addComments(line.GetComments());
@@ -163,7 +157,7 @@ TEST(XCConfigSave, WhatIsReportedAsSavedReadsBackEqual)
     std::mt19937 random(15);
     ScratchFile const disk("", "xc_config_property.ini");
     int saved = 0, refused = 0;
-    for (int i = 0, n = xc_test::Times(2000); i < n; ++i) {
+    for (int i = 0, n = Times(2000); i < n; ++i) {
         XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
         if (file->GetSize() > 8) file->Clear();
         for (auto edits = random() % 4; edits > 0; --edits) EditSomething(*file, random);
@@ -192,11 +186,8 @@ TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
     std::wstring const here = L"xc_config_left.ini." + std::wstring(xc::win32::MachineMark());
     std::wstring const own = here + L"-" + std::to_wstring(::GetCurrentProcessId());
     FILETIME const longAgo{0, 30'000'000}; // the year 2008
-    struct {
-        char const* fault;
-        std::wstring name;
-        bool old, stays;
-    } const cases[] = {
+    // fault, name, old, stays
+    Rows<std::wstring, bool, bool> const cases = {
         {"writer that ended", here + L"-4294967292-0.tmp", false, false},
         {"number of a process that came again", own + L"-3.tmp", true, false},
         {"another thread's save", own + L"-4.tmp", false, true},
@@ -206,16 +197,16 @@ TEST(XCConfigSave, WhatKilledSavesLeftIsRemoved)
         {"another configuration's", L"xc_config_left.ini.bak.nowhere!-4294967292-0.tmp", true, true},
         {"more than a number", here + L"-4294967292-0.x.tmp", true, true},
     };
-    for (auto const& c : cases) {
-        HANDLE const made = ::CreateFileW(c.name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-        if (c.old) ::SetFileTime(made, nullptr, nullptr, &longAgo);
+    for (auto const& [fault, name, old, stays] : cases) {
+        HANDLE const made = ::CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        if (old) ::SetFileTime(made, nullptr, nullptr, &longAgo);
         ::CloseHandle(made);
     }
     ScratchFile const disk(kOld, "xc_config_left.ini");
     EXPECT_TRUE(LoadAndEdit(disk)->Save().Good());
-    for (auto const& c : cases) {
-        EXPECT_EQ(xc::win32::Exists(SystemPath(c.name)), c.stays) << c.fault;
-        ::DeleteFileW(c.name.c_str());
+    for (auto const& [fault, name, old, stays] : cases) {
+        EXPECT_EQ(xc::win32::Exists(SystemPath(name)), stays) << fault;
+        ::DeleteFileW(name.c_str());
     }
 }
 #endif

@@ -1,5 +1,3 @@
-#include <XelbrinCore/XCBlob.h>
-#include <XelbrinCore/XCUntypedVector.h>
 
 #include "prelude.h"
 
@@ -31,27 +29,21 @@ TEST(XCBytes, FindsWhatAPlainSearchFinds)
 
 TEST(XCBuffer, TextForms)
 {
-    struct Row {
-        char const* fault;
-        std::string_view bytes;
-        wchar_t const *hex, *base64, *url;
-    };
-    Row const rows[] = {
+    // fault, bytes, hex, base64, url
+    Rows<std::string_view, wchar_t const*, wchar_t const*, wchar_t const*> const rows = {
         {"nothing", ""sv, L"", L"", L""},
         {"filled up by two", "\xFB"sv, L"fb", L"+w==", L"-w"},
         {"filled up by one", "\xFF\xFE"sv, L"fffe", L"//4=", L"__4"},
         {"zero bytes lost", "\0\0\0\x10"sv, L"00000010", L"AAAAEA==", L"AAAAEA"},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
-        XCBytes const bytes = Of(row.bytes);
-        EXPECT_EQ(bytes.AsHex(), row.hex);
-        EXPECT_EQ(bytes.AsBase64(), row.base64);
-        EXPECT_EQ(bytes.AsBase64(XCBase64::Url), row.url);
+    for (auto const& [fault, rowBytes, rowHex, base64, rowUrl] : rows) {
+        SCOPED_TRACE(fault);
+        XCBytes const bytes = Of(rowBytes);
+        EXPECT_EQ(All(bytes.AsHex(), bytes.AsBase64(), bytes.AsBase64(XCBase64::Url)), All(rowHex, base64, rowUrl));
         XCBuffer hex, standard, url;
-        EXPECT_TRUE(XCBuffer::FromHex(hex, XCString(row.hex).Upper()).Good());
-        EXPECT_TRUE(XCBuffer::FromBase64(standard, row.base64).Good());
-        EXPECT_TRUE(XCBuffer::FromBase64(url, row.url, XCBase64::Url).Good());
+        EXPECT_TRUE(XCBuffer::FromHex(hex, XCString(rowHex).Upper()).Good());
+        EXPECT_TRUE(XCBuffer::FromBase64(standard, base64).Good());
+        EXPECT_TRUE(XCBuffer::FromBase64(url, rowUrl, XCBase64::Url).Good());
         EXPECT_TRUE(hex == standard && standard == url && hex.View() == bytes);
     }
     XCBuffer kept(Of("kept"));

@@ -1,15 +1,10 @@
 #include "data/streams.h"
 #include "prelude.h"
 
-#include <XelbrinCore/XCMarshal.h>
-
 namespace {
 
-using namespace xc_test;
-
 /// A tree; version 2 added the number.
-class Node : public XCMarshalI {
-public:
+struct Node : XCMarshalI {
     explicit Node(std::uint32_t version = 2) : m_version(version) {}
     XCGuid GetTypeGuid() const override { return {0x11223344, 5, 6, {7}}; }
     std::uint32_t GetVersion() const override { return m_version; }
@@ -88,29 +83,27 @@ TEST_F(Marshaller, AMixedFileIsReadToItsEnd)
                                  FrameOf(*MakeNode(L"older", 1))})
         file.Append(next);
 
-    struct Row {
-        XCFrameResult result;
-        wchar_t const* text;
-        int number, code;
-    };
     using enum XCFrameResult;
-    Row const rows[] = {{Object, L"tree", 7, 0},
-                        {Unknown, nullptr, 0, XCErrDataUnknownType},
-                        {Unknown, nullptr, 0, XCErrDataNewerVersion},
-                        {Damaged, nullptr, 0, XCErrDataChecksum},
-                        {Damaged, nullptr, 0, XCErrDataCorrupt},
-                        {Object, L"older", -1, 0},
-                        {End, nullptr, 0, 0}};
+    // result, text, number, code
+    Table<XCFrameResult, wchar_t const*, int, int> const rows = {
+        {Object, L"tree", 7, 0},
+        {Unknown, nullptr, 0, XCErrDataUnknownType},
+        {Unknown, nullptr, 0, XCErrDataNewerVersion},
+        {Damaged, nullptr, 0, XCErrDataChecksum},
+        {Damaged, nullptr, 0, XCErrDataCorrupt},
+        {Object, L"older", -1, 0},
+        {End, nullptr, 0, 0},
+    };
     TrickleSource source(file, 5);
     XCBinaryReader reader(source, XCByteOrder::Big);
-    for (Row const& row : rows) {
-        ASSERT_EQ(Read(reader), row.result);
-        EXPECT_EQ(int(frame.error), row.code);
-        ASSERT_EQ(object.IsNull(), row.text == nullptr);
-        if (!row.text) continue;
-        EXPECT_EQ(Result().text, row.text);
-        EXPECT_EQ(Result().number, row.number);
-        if (row.number != 7) continue;
+    for (auto const& [result, text, number, code] : rows) {
+        ASSERT_EQ(Read(reader), result);
+        EXPECT_EQ(int(frame.error), code);
+        ASSERT_EQ(object.IsNull(), text == nullptr);
+        if (!text) continue;
+        EXPECT_EQ(Result().text, text);
+        EXPECT_EQ(Result().number, number);
+        if (number != 7) continue;
         ASSERT_EQ(Result().children.size(), 2u);
         EXPECT_EQ(Result().children[1]->children[0]->text, L"leaf");
     }

@@ -1,13 +1,7 @@
 #include "data/streams.h"
-
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCMessageSource.h>
-
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
-
-using namespace xc_test;
 
 XCString const kLone(wchar_t{0xD800});
 
@@ -94,14 +88,6 @@ TEST(BinaryStream, TextsKeepTheirBlock)
     }
 }
 
-struct RefusedRow {
-    char const* fault;
-    char const* hex;
-    bool (*read)(XCBinaryReader& reader);
-    XCReadStatus status;
-    XCCoreError code;
-};
-
 template <class T>
 bool ReadOne(XCBinaryReader& reader)
 {
@@ -132,7 +118,8 @@ TEST(BinaryStream, Refused)
         std::size_t number = 0;
         return reader.ReadCount(number, 0);
     };
-    RefusedRow const rows[] = {
+    // fault, hex, read, status, code
+    Rows<char const*, bool (*)(XCBinaryReader & reader), XCReadStatus, XCCoreError> const rows = {
         {"a bool of 2", "02", ReadOne<bool>, Corrupt, XCErrDataCorrupt},
         {"month 13", "a0010000", ReadOne<XCDateEx>, Corrupt, XCErrDataCorrupt},
         {"24 o'clock", "005c2605", ReadOne<XCTimeEx>, Corrupt, XCErrDataCorrupt},
@@ -157,16 +144,15 @@ TEST(BinaryStream, Refused)
         {"a count past the end", "7f6161", count, PastEnd, XCErrDataPastEnd},
         {"a count that wraps", "ffffffffffffffffff01", count, LimitExceeded, XCErrDataLimit},
     };
-    for (RefusedRow const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, hex, read, status, code] : rows) {
+        SCOPED_TRACE(fault);
         XCBuffer bytes;
-        ASSERT_TRUE(XCBuffer::FromHex(bytes, XCString(std::wstring(row.hex, row.hex + std::strlen(row.hex)))).Good());
+        ASSERT_TRUE(XCBuffer::FromHex(bytes, XCString(std::wstring(hex, hex + std::strlen(hex)))).Good());
         TrickleSource source(bytes, 1);
         XCBinaryReader trickle(source), block{bytes.View()};
         for (XCBinaryReader* const reader : {&trickle, &block}) {
-            EXPECT_FALSE(row.read(*reader));
-            EXPECT_EQ(reader->Status(), row.status);
-            EXPECT_EQ(int(reader->GetError()), row.code);
+            EXPECT_FALSE(read(*reader));
+            EXPECT_EQ(All(reader->Status(), int(reader->GetError())), All(status, code));
             std::uint8_t byte = 7;
             EXPECT_FALSE(reader->Read(byte)) << "the status is not sticky";
         }
@@ -175,12 +161,8 @@ TEST(BinaryStream, Refused)
 
 TEST(BinaryStream, WriterFailures)
 {
-    struct Row {
-        char const* fault;
-        void (*write)(XCBinaryWriter& writer);
-        XCCoreError code;
-    };
-    Row const rows[] = {
+    // fault, write, code
+    Rows<void (*)(XCBinaryWriter & writer), XCCoreError> const rows = {
         {"lone surrogate guessed", [](XCBinaryWriter& writer) { writer.Write(kLone); }, XCErrUnmappableUnit},
         {"length cut to a byte",
          [](XCBinaryWriter& writer) { writer.WriteText(XCString(L'x', 256), XCTextForm::Utf8, XCLengthForm::Bits8); },
@@ -189,12 +171,12 @@ TEST(BinaryStream, WriterFailures)
          [](XCBinaryWriter& writer) { writer.WriteBytes(XCBytes(std::string(65536, 'x')), XCLengthForm::Bits16); },
          XCErrDataTooLong},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, write, code] : rows) {
+        SCOPED_TRACE(fault);
         XCBinaryWriter writer;
-        row.write(writer);
+        write(writer);
         writer.Write(1); // nothing follows a failure
-        EXPECT_EQ(int(writer.Flush()), row.code);
+        EXPECT_EQ(int(writer.Flush()), code);
         EXPECT_EQ(writer.GetPosition(), 0u);
     }
     XCBuffer buffer;
@@ -236,8 +218,7 @@ TEST(BinaryStream, ErrorsAsValues)
     XCErrorID error = own;
     EXPECT_TRUE(reader.Read(error) && error.Good());
     ASSERT_TRUE(reader.Read(error));
-    EXPECT_EQ(error->GetParameterCount(), 3u);
-    EXPECT_EQ(error.AsString(), XCErrorID(own).AsString());
+    EXPECT_EQ(All(error->GetParameterCount(), error.AsString()), All(3u, XCErrorID(own).AsString()));
     ASSERT_TRUE(reader.Read(error));
     EXPECT_EQ(error.AsString(), XCErrorID(other).AsString());
     EXPECT_TRUE(error == 42 && error->GetSeverity() == XCErrorI::SeverityWarning &&

@@ -1,17 +1,12 @@
 // streams.h - sources and sinks that behave as badly as the interfaces allow, and a walk over a reader.
 #pragma once
 
-#include <XelbrinCore/XCBinaryReader.h>
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCGuid.h>
-
-#include <algorithm>
+#include "library.h"
 
 namespace xc_test {
 
 /// Delivers a few bytes a call, and does not know how many remain.
-class TrickleSource : public XCByteSourceI {
-public:
+struct TrickleSource : XCByteSourceI {
     TrickleSource(XCBytes bytes, std::size_t step) : m_rest(bytes), m_step(step) {}
     XCErrorID Read(void* to, std::size_t size, std::size_t& got) override
     {
@@ -24,8 +19,7 @@ private:
 };
 
 /// Fails in both directions.
-class FailingStream : public XCByteSourceI, public XCByteSinkI {
-public:
+struct FailingStream : XCByteSourceI, XCByteSinkI {
     static constexpr int kCode = 4711;
     XCErrorID Read(void*, std::size_t, std::size_t& got) override
     {

@@ -1,6 +1,4 @@
 // Calendar arithmetic against an independent calendar, and the rules that are deliberate.
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCException.h>
 
 #include "prelude.h"
 
@@ -35,9 +33,8 @@ TEST(Calendar, StepsAnswerTheValueBeforeOrAfter)
     XCTimeZone const tokyo = XCTimeZone::FromName(L"Tokyo Standard Time", &known); // nine hours ahead
     ASSERT_TRUE(known);                                                            // an unknown zone is UTC
     XCDateTimeEx const evening(leapDay, XCTimeEx(20, 0, 0));
-    EXPECT_EQ(evening.GetWeekDay(tokyo), march.GetWeekDay());
-    EXPECT_EQ(evening.GetYearDay(tokyo), 61u);
-    EXPECT_EQ(evening.GetYearWeek(tokyo), march.GetYearWeek());
+    EXPECT_EQ(All(evening.GetWeekDay(tokyo), evening.GetYearDay(tokyo), evening.GetYearWeek(tokyo)),
+              All(march.GetWeekDay(), 61u, march.GetYearWeek()));
 }
 
 TEST(Calendar, EveryDayOfNineCenturies)
@@ -85,16 +82,8 @@ TEST(Calendar, LongJumpsAreWholePeriodsAndARest)
     EXPECT_TRUE(XCDateEx(2008, 1, 31) - 2147483647L == XCDateEx(2008, 1, 31)) << "a result that cannot be stored";
 }
 
-struct AddCase {
-    char const* fault;
-    int year;
-    unsigned month, day;
-    long count;
-    XCDurationEx::Unit unit;
-    int toYear;
-    unsigned toMonth, toDay;
-};
-constexpr AddCase kAddCases[] = {
+// fault, year, month, day, count, unit, toYear, toMonth, toDay
+Rows<int, unsigned, unsigned, long, XCDurationEx::Unit, int, unsigned, unsigned> const kAddCases = {
     {"leap February", 2008, 1, 31, 1, XCDurationEx::Month, 2008, 2, 29},
     {"31 kept into a month of 30", 2009, 3, 31, -4, XCDurationEx::Month, 2008, 11, 30},
     {"year carried wrongly at December", 2009, 12, 15, 1, XCDurationEx::Month, 2010, 1, 15},
@@ -114,14 +103,13 @@ constexpr AddCase kAddCases[] = {
 
 TEST(Calendar, AddingDurations)
 {
-    for (AddCase const& c : kAddCases) {
-        SCOPED_TRACE(c.fault);
-        XCDateEx const from(c.year, c.month, c.day), to(c.toYear, c.toMonth, c.toDay);
-        EXPECT_TRUE(from + XCDurationEx(c.count, c.unit) == to);
-        EXPECT_TRUE(from - XCDurationEx(-c.count, c.unit) == to);
+    for (auto const& [fault, year, month, day, count, unit, toYear, toMonth, toDay] : kAddCases) {
+        SCOPED_TRACE(fault);
+        XCDateEx const from(year, month, day), to(toYear, toMonth, toDay);
+        EXPECT_TRUE(from + XCDurationEx(count, unit) == to && from - XCDurationEx(-count, unit) == to);
         XCDateTimeEx const fromTime(from, XCTimeEx(12, 0, 0), XCTimeZone());
-        if (c.unit >= XCDurationEx::Hour) continue;
-        EXPECT_TRUE(fromTime + XCDurationEx(c.count, c.unit) == XCDateTimeEx(to, XCTimeEx(12, 0, 0), XCTimeZone()));
+        if (unit >= XCDurationEx::Hour) continue;
+        EXPECT_TRUE(fromTime + XCDurationEx(count, unit) == XCDateTimeEx(to, XCTimeEx(12, 0, 0), XCTimeZone()));
     }
 }
 
@@ -139,8 +127,7 @@ TEST(Calendar, FixedPointsAndCutOffs)
     EXPECT_THROW((void)(XCDateEx(4194303, 1, 1) - XCDateEx(4194304, 1, 1)), XCDurationExceptionEx);
     EXPECT_FALSE((XCDateEx(2009, 1, 1) - XCDateEx::null).IsValid());
     XCDate day(31, 12, 1899);
-    EXPECT_EQ(day.AsInt(), 364u);
-    EXPECT_EQ(XCDate().weekday(), 0u);
+    EXPECT_EQ(All(day.AsInt(), XCDate().weekday()), All(364u, 0u));
     EXPECT_TRUE((day++).year() == 1899 && day.year() == 1900 && (day -= 366).year() > 11000000u)
         << "days before the first wrap";
     EXPECT_EQ(XCDate::days_in_month(2, 1900) + XCDate::days_in_month(14, 1900), 28u + 31u);

@@ -1,8 +1,4 @@
-#include <XelbrinCore/XCChrono.h>
-#include <XelbrinCore/XCException.h>
-
-#include <gtest/gtest.h>
-#include <unordered_set>
+#include "prelude.h"
 
 namespace {
 
@@ -11,18 +7,13 @@ using namespace std::chrono_literals;
 TEST(XCChrono, Instants)
 {
     XCTimeZone const& utc = XCTimeZone::UTC();
-    struct Case {
-        XCDateTimeEx value;
-        std::int64_t ms, seconds;
-    };
-    for (Case const& c : {Case{XCDateTimeEx(1970, 1, 1, 0, 0, 0, 0, utc), 0, 0},
-                          {XCDateTimeEx(1969, 12, 31, 23, 59, 59, 999, utc), -1, -1}, // towards the past
-                          {XCDateTimeEx(2024, 2, 29, 12, 0, 0, 7, utc), 1709208000007, 1709208000}})
+    for (auto const& [value, ms, seconds] : Table<XCDateTimeEx, std::int64_t, std::int64_t>{
+             {XCDateTimeEx(1970, 1, 1, 0, 0, 0, 0, utc), 0, 0},
+             {XCDateTimeEx(1969, 12, 31, 23, 59, 59, 999, utc), -1, -1}, // towards the past
+             {XCDateTimeEx(2024, 2, 29, 12, 0, 0, 7, utc), 1709208000007, 1709208000}})
     {
-        EXPECT_EQ(XCToUnixMs(c.value), c.ms);
-        EXPECT_EQ(XCToUnixTime(c.value), c.seconds);
-        EXPECT_TRUE(XCFromUnixMs(c.ms) == c.value);
-        EXPECT_TRUE(XCFromChrono(XCToChrono(c.value)) == c.value);
+        EXPECT_EQ(All(XCToUnixMs(value), XCToUnixTime(value)), All(ms, seconds));
+        EXPECT_TRUE(XCFromUnixMs(ms) == value && XCFromChrono(XCToChrono(value)) == value);
     }
     EXPECT_TRUE(XCFromChrono(std::chrono::sys_time<std::chrono::nanoseconds>(-1ns)) == XCFromUnixMs(-1));
     EXPECT_TRUE(XCFromUnixTime(3600).AsString(L"%Y %H", utc) == L"1970 01" && XCDateTimeEx().AsString(L"%Y").IsNull());
@@ -35,15 +26,12 @@ TEST(XCChrono, Instants)
 
 TEST(XCChrono, SpansAndTimeouts)
 {
-    struct Case {
-        XCDurationEx span;
-        wchar_t const* text;
-    };
-    for (Case const& c : {Case{XCFromChrono(5min), L"300000ms"},
-                          {XCFromChrono(-1500us), L"-1ms"},
-                          {XCFromChrono(1000h), L"3600000s"},
-                          {XCFromChrono(std::chrono::years(100)), L"36524d"}})
-        EXPECT_TRUE(c.span.AsString(false) == c.text) << c.span.AsString(false).AsUTF8();
+    for (auto const& [span, text] :
+         Table<XCDurationEx, wchar_t const*>{{XCFromChrono(5min), L"300000ms"},
+                                             {XCFromChrono(-1500us), L"-1ms"},
+                                             {XCFromChrono(1000h), L"3600000s"},
+                                             {XCFromChrono(std::chrono::years(100)), L"36524d"}})
+        EXPECT_TRUE(span.AsString(false) == text) << span.AsString(false).AsUTF8();
     EXPECT_THROW((void)XCFromChrono(std::chrono::seconds::max()), XCDurationExceptionEx);
     EXPECT_EQ(XCToChrono(XCDurationEx(2, XCDurationEx::Hour)), 2h);
     static_assert(XCTimeoutOf(1us) == 1 && XCTimeoutOf(0ms) == 0 && XCTimeoutOf(-5s) == 0 &&

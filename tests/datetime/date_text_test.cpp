@@ -1,5 +1,4 @@
 // Formats: what is written, what is read, and what hostile input does.
-#include <XelbrinCore/XCDateTime.h>
 
 #include "prelude.h"
 
@@ -18,11 +17,8 @@ std::wstring Text(XCDateTimeEx const& value, wchar_t const* format)
     return text;
 }
 
-struct FormatCase {
-    char const* fault;
-    wchar_t const *format, *date, *time, *both; // the texts of each class
-};
-constexpr FormatCase kFormatCases[] = {
+// fault, format (the texts of each class), date, time, both
+Rows<wchar_t const*, wchar_t const*, wchar_t const*, wchar_t const*> const kFormatCases = {
     {"all fields", L"%Y/%m/%d %H:%M:%S.%L", L"2009/07/04 H:M:S.L", L"Y/m/d 03:05:09.007", L"2009/07/04 03:05:09.007"},
     {"week, short year", L"%W-%y", L"26-09", L"W-y", L"26-09"},
     {"percent and unknown letters", L"%%|%q|%h|100%", L"%|q|h|100", L"%|q|h|100", L"%|q|h|100"},
@@ -36,11 +32,10 @@ TEST(DateText, Formats)
     XCDateEx const date(2009, 7, 4);
     XCTimeEx const time(3, 5, 9, 7);
     XCDateTimeEx const both(date, time, XCTimeZone());
-    for (FormatCase const& c : kFormatCases) {
-        SCOPED_TRACE(c.fault);
-        EXPECT_TRUE(date.AsString(c.format) == c.date);
-        EXPECT_TRUE(time.AsString(c.format) == c.time);
-        EXPECT_EQ(Text(both, c.format), c.both);
+    for (auto const& [fault, format, rowDate, rowTime, rowBoth] : kFormatCases) {
+        SCOPED_TRACE(fault);
+        EXPECT_TRUE(date.AsString(format) == rowDate && time.AsString(format) == rowTime);
+        EXPECT_EQ(Text(both, format), rowBoth);
     }
     EXPECT_TRUE(date.AsString(XCString(L"%d.%m")) == L"04.07" && time.AsString() == L"03:05:09.007");
     EXPECT_TRUE(XCDateEx(5, 1, 2).AsString() == L"5/01/02") << "the year is not filled";
@@ -60,8 +55,7 @@ TEST(DateText, DefaultFormats)
     EXPECT_STREQ(date.GetDefaultFormat(true, true), L"%Y/%m/%d %H:%M:%S");
     EXPECT_STREQ(time.GetDefaultFormat(false, false), L"%H:%M:%S");
     EXPECT_STREQ(XCDateTimeEx().GetDefaultFormat(false, true), L"");
-    EXPECT_EQ(Text(date, L"%d %H:%M %Z"), L"04 00:00 Z");
-    EXPECT_EQ(Text(time, L"%Y-%m-%d %L"), L"0-00-00 005");
+    EXPECT_EQ(All(Text(date, L"%d %H:%M %Z"), Text(time, L"%Y-%m-%d %L")), All(L"04 00:00 Z", L"0-00-00 005"));
     XCString text(L"old");
     EXPECT_TRUE(XCDateTimeEx(2009, 2, 30).AsString(text, nullptr).Bad());
     EXPECT_TRUE(text.IsNull()) << "an invalid date leaves the old text";
@@ -92,14 +86,8 @@ TEST(DateText, BuffersStopFiveUnitsEarly)
     EXPECT_EQ(XCDateEx(2009, 7, 4).AsString(small, 9, L"%Y/%m/%d"), 4u) << "4 units are capacity - 5: it stops";
 }
 
-struct ReadCase {
-    char const* fault;
-    wchar_t const *text, *format;
-    bool good;
-    int year;
-    unsigned month, day; // all 0: null
-};
-constexpr ReadCase kDateCases[] = {
+// fault, text, format, good, year, month (all 0: null), day
+Rows<wchar_t const*, wchar_t const*, bool, int, unsigned, unsigned> const kDateCases = {
     {"two digits below 70", L"05/07/31", L"%y/%m/%d", true, 2005, 7, 31},
     {"two digits from 70", L"75/01/02", L"%y/%m/%d", true, 1975, 1, 2},
     {"four digits of %y changed", L"1875/01/02", L"%y/%m/%d", true, 1875, 1, 2},
@@ -125,11 +113,11 @@ constexpr ReadCase kDateCases[] = {
 
 TEST(DateText, ReadingDates)
 {
-    for (ReadCase const& c : kDateCases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, text, format, good, year, month, day] : kDateCases) {
+        SCOPED_TRACE(fault);
         XCDateEx date(1, 1, 1);
-        EXPECT_EQ(date.FromString(c.text, c.format), c.good);
-        EXPECT_TRUE(date == XCDateEx(c.year, c.month, c.day))
+        EXPECT_EQ(date.FromString(text, format), good);
+        EXPECT_TRUE(date == XCDateEx(year, month, day))
             << date.GetYear() << '/' << date.GetMonth() << '/' << date.GetDay();
     }
     XCDateEx const before = XCDateEx::GetCurrentDate(true);
@@ -138,13 +126,8 @@ TEST(DateText, ReadingDates)
     EXPECT_TRUE(before <= today && today <= XCDateEx::GetCurrentDate(true));
 }
 
-struct TimeCase {
-    char const* fault;
-    wchar_t const *text, *format;
-    bool good;
-    int count; // -1: null
-};
-constexpr TimeCase kTimeCases[] = {
+// fault, text, format, good, count (-1: null)
+Rows<wchar_t const*, wchar_t const*, bool, int> const kTimeCases = {
     {"whole", L"23:59:59.999", nullptr, true, 86399999},
     {"end missing", L"12:30", nullptr, true, 45000000},
     {"milliseconds are a number, not a fraction", L"0:0:1.5", nullptr, true, 1005},
@@ -157,21 +140,18 @@ constexpr TimeCase kTimeCases[] = {
 
 TEST(DateText, ReadingTimes)
 {
-    for (TimeCase const& c : kTimeCases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, text, format, good, count] : kTimeCases) {
+        SCOPED_TRACE(fault);
         XCTimeEx time(1);
-        EXPECT_EQ(time.FromString(c.text, c.format), c.good);
-        EXPECT_EQ(time.AsInt(), c.count);
+        EXPECT_EQ(time.FromString(text, format), good);
+        EXPECT_EQ(time.AsInt(), count);
     }
     XCTimeEx now;
     EXPECT_TRUE(now.FromString(L"SYSTIME") && now.IsValid());
 }
 
-struct BothCase {
-    char const* fault;
-    wchar_t const *text, *format, *shown; // null: refused
-};
-constexpr BothCase kBothCases[] = {
+// fault, text (null: refused), format, shown
+Rows<wchar_t const*, wchar_t const*, wchar_t const*> const kBothCases = {
     {"whole", L"2009/07/04 03:05:09.007", nullptr, L"2009/07/04 03:05:09.007"},
     {"date alone gets a time", L"2009/07/04", nullptr, L"2009/07/04"},
     {"time alone read as date", L"03:05:09", nullptr, L"03:05:09.000"},
@@ -189,13 +169,13 @@ constexpr BothCase kBothCases[] = {
 
 TEST(DateText, ReadingDateTimes)
 {
-    for (BothCase const& c : kBothCases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, text, format, shown] : kBothCases) {
+        SCOPED_TRACE(fault);
         XCDateTimeEx value(1, 1, 1);
-        XCErrorID const error = value.FromString(XCString(c.text), c.format, XCTimeZone());
-        EXPECT_EQ(error.Good(), c.shown != nullptr);
-        EXPECT_TRUE(value.AsString(XCTimeZone()) == (c.shown ? c.shown : L""));
-        EXPECT_EQ(static_cast<int>(error), c.shown ? 0 : int{XCErrNoDateTime});
+        XCErrorID const error = value.FromString(XCString(text), format, XCTimeZone());
+        EXPECT_EQ(error.Good(), shown != nullptr);
+        EXPECT_TRUE(value.AsString(XCTimeZone()) == (shown ? shown : L""));
+        EXPECT_EQ(static_cast<int>(error), shown ? 0 : int{XCErrNoDateTime});
     }
     XCDateTimeEx value;
     EXPECT_TRUE(value.FromString(L"SYSDATE").Good() && value.IsOnlyDate());

@@ -1,6 +1,4 @@
 // Durations: units, conversions, arithmetic, texts; and the positional template that prints them.
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCException.h>
 
 #include "prelude.h"
 
@@ -8,14 +6,8 @@ namespace {
 
 using D = XCDurationEx;
 
-struct ConvertCase {
-    char const* fault;
-    long count;
-    D::Unit from, to;
-    bool truncate, good;
-    long result;
-};
-constexpr ConvertCase kConvertCases[] = {
+// fault, count, from, to, truncate, good, result
+Rows<long, D::Unit, D::Unit, bool, bool, long> const kConvertCases = {
     {"same unit", 5, D::Day, D::Day, true, true, 5},
     {"a year is 52 weeks", 2, D::Year, D::Week, true, true, 104},
     {"a month is 30 days", 2, D::Month, D::Day, true, true, 60},
@@ -31,13 +23,13 @@ constexpr ConvertCase kConvertCases[] = {
 
 TEST(Duration, ConvertTo)
 {
-    for (ConvertCase const& c : kConvertCases) {
-        SCOPED_TRACE(c.fault);
-        D value(c.count, c.from);
-        EXPECT_EQ(value.ConvertTo(c.to, c.truncate), c.good);
-        EXPECT_TRUE(value == D(c.result, c.to));
-        if (!c.truncate || c.to == D::InvalidUnit || c.count == 0) continue;
-        EXPECT_TRUE(D(c.count, c.from).As(c.to) == (c.good ? D(c.result, c.to) : D::invalid_));
+    for (auto const& [fault, count, from, to, truncate, good, result] : kConvertCases) {
+        SCOPED_TRACE(fault);
+        D value(count, from);
+        EXPECT_EQ(value.ConvertTo(to, truncate), good);
+        EXPECT_TRUE(value == D(result, to));
+        if (!truncate || to == D::InvalidUnit || count == 0) continue;
+        EXPECT_TRUE(D(count, from).As(to) == (good ? D(result, to) : D::invalid_));
     }
     EXPECT_TRUE(D(0, D::Year).As(D::Millisecond) == D::invalid_) << "a count of 0 makes the pair convertible";
     D value(30, D::Day);
@@ -47,13 +39,8 @@ TEST(Duration, ConvertTo)
     EXPECT_EQ(value.GetUnit(), D::InvalidUnit);
 }
 
-struct NormalizeCase {
-    long count;
-    D::Unit from;
-    long result;
-    D::Unit to;
-};
-constexpr NormalizeCase kNormalizeCases[] = {
+// count, from, result, to
+Table<long, D::Unit, long, D::Unit> const kNormalizeCases = {
     {90, D::Minute, 90, D::Minute},
     {120, D::Minute, 2, D::Hour},
     {365, D::Day, 365, D::Day},
@@ -66,14 +53,13 @@ constexpr NormalizeCase kNormalizeCases[] = {
 
 TEST(Duration, Normalize)
 {
-    for (NormalizeCase const& c : kNormalizeCases)
-        EXPECT_TRUE(D(c.count, c.from).Normalize() == D(c.result, c.to)) << c.count;
+    for (auto const& [count, from, result, to] : kNormalizeCases)
+        EXPECT_TRUE(D(count, from).Normalize() == D(result, to)) << count;
 }
 
 TEST(Duration, ArithmeticAndOrder)
 {
-    EXPECT_TRUE(D(1, D::Hour) / 2 == D(30, D::Minute));
-    EXPECT_TRUE(D(1, D::Millisecond) / 2 == D(0, D::Millisecond));
+    EXPECT_TRUE(D(1, D::Hour) / 2 == D(30, D::Minute) && D(1, D::Millisecond) / 2 == D(0, D::Millisecond));
     EXPECT_TRUE(D(1, D::Year) / 5 == D(2, D::Month) && D(7, D::Day) / 2 == D(3, D::Day));
     EXPECT_TRUE(D(0, D::Day) / 2 == D(0, D::Day) && D(-1, D::Day) / 2147483647 == D(0, D::Millisecond));
     EXPECT_THROW(D(1) / 0, XCDurationExceptionEx);
@@ -93,9 +79,9 @@ TEST(Duration, ArithmeticAndOrder)
     EXPECT_TRUE(D(61, D::Minute) > D(1, D::Hour) && D(-1, D::Year) < D(1, D::Millisecond) &&
                 D(2147483647, D::Year) > D(2147483647, D::Millisecond));
     EXPECT_TRUE(D::invalid_ < D(-5) && !(D(1, D::Hour) < D(60, D::Minute)));
-    EXPECT_EQ(D(2, D::Week).AsMilliSeconds(), 1209600000);
-    EXPECT_EQ(D(2, D::Year).AsMilliSeconds(), 63072000000);
-    EXPECT_EQ(D(-2147483647, D::Year).AsMilliSeconds(), INT64_MIN);
+    EXPECT_EQ(
+        All(D(2, D::Week).AsMilliSeconds(), D(2, D::Year).AsMilliSeconds(), D(-2147483647, D::Year).AsMilliSeconds()),
+        All(1209600000, 63072000000, INT64_MIN));
     EXPECT_EQ(D(90, D::Minute).AsXCDuration() + D(1500, D::Millisecond).AsXCDuration(), 5401);
     EXPECT_EQ(D(-3, D::Day).AsInt64(), -3 * (1LL << 32) + 3);
     D copy;
@@ -113,8 +99,7 @@ TEST(Duration, LowestCountIsNeverStored)
     EXPECT_THROW(value.FromString(L"-2147483648 days"), XCDurationExceptionEx);
     EXPECT_THROW(value.FromString(L"99999999999999999999"), XCDurationExceptionEx);
     EXPECT_THROW(value.FromInt64(static_cast<std::int64_t>(0x8000000000000003)), XCDurationExceptionEx);
-    EXPECT_TRUE(value == D(5, D::Day));
-    EXPECT_TRUE(value.FromString(L"-2147483647 days") && value == D(D::minimum_, D::Day));
+    EXPECT_TRUE(value == D(5, D::Day) && value.FromString(L"-2147483647 days") && value == D(D::minimum_, D::Day));
     try {
         value.SetDuration(lowest);
     } catch (XCDurationExceptionEx const& e) {
@@ -124,15 +109,8 @@ TEST(Duration, LowestCountIsNeverStored)
     }
 }
 
-struct TextCase {
-    char const* fault;
-    wchar_t const* text;
-    bool good;
-    long count;
-    D::Unit unit;
-    wchar_t const *longForm, *shortForm;
-};
-constexpr TextCase kTextCases[] = {
+// fault, text, good, count, unit, longForm, shortForm
+Rows<wchar_t const*, bool, long, D::Unit, wchar_t const*, wchar_t const*> const kTextCases = {
     {"plural", L"3 days", true, 3, D::Day, L"3 days", L"3d"},
     {"short name with s", L"10ms", true, 10, D::Millisecond, L"10 milliseconds", L"10ms"},
     {"one is no plural", L"1 day", true, 1, D::Day, L"1 day", L"1d"},
@@ -149,21 +127,17 @@ constexpr TextCase kTextCases[] = {
 
 TEST(Duration, Texts)
 {
-    for (TextCase const& c : kTextCases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, text, good, count, unit, longForm, shortForm] : kTextCases) {
+        SCOPED_TRACE(fault);
         D value(99, D::Year);
-        EXPECT_EQ(value.FromString(c.text, D::Week), c.good);
-        EXPECT_TRUE(value == D(c.count, c.unit));
-        EXPECT_TRUE(value.AsString() == c.longForm && value.AsString(false) == c.shortForm);
+        EXPECT_EQ(value.FromString(text, D::Week), good);
+        EXPECT_TRUE(value == D(count, unit) && value.AsString() == longForm && value.AsString(false) == shortForm);
     }
     EXPECT_TRUE(D(4, L"weeks") == D(4, D::Week) && !D(4, L"").IsValid() && D(7) == D(7, D::Second));
 }
 
-struct SecondsCase {
-    double seconds;
-    wchar_t const* text;
-};
-constexpr SecondsCase kSecondsCases[] = {
+// seconds, text
+Table<double, wchar_t const*> const kSecondsCases = {
     {0, L"0:00:00"},
     {5, L"0:00:05"},
     {-61, L"-0:01:01"},
@@ -176,10 +150,10 @@ constexpr SecondsCase kSecondsCases[] = {
 
 TEST(PrintDuration, Seconds)
 {
-    for (SecondsCase const& c : kSecondsCases) {
-        EXPECT_TRUE(XCPrintDuration(c.seconds) == c.text) << c.seconds;
-        long const whole = static_cast<long>(c.seconds);
-        EXPECT_EQ(std::wstring(XCPrintDuration(whole)) == c.text, static_cast<double>(whole) == c.seconds) << whole;
+    for (auto const& [seconds, text] : kSecondsCases) {
+        EXPECT_TRUE(XCPrintDuration(seconds) == text) << seconds;
+        long const whole = static_cast<long>(seconds);
+        EXPECT_EQ(std::wstring(XCPrintDuration(whole)) == text, static_cast<double>(whole) == seconds) << whole;
     }
     EXPECT_TRUE(XCPrintDuration(static_cast<long>(INT32_MIN)) == L"-24855 days, 3:14:08");
     EXPECT_TRUE(XCPrintDuration(std::numeric_limits<double>::quiet_NaN()) == L"0:00:00");

@@ -1,10 +1,8 @@
 // The structures of the system, the stream operators, and the process's own zone as the system has it.
-#include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/zone_names.h"
 #include "prelude.h"
 
-#include <sstream>
 #include <windows.h>
 
 #include <oleauto.h>
@@ -79,8 +77,7 @@ TEST(SystemTimes, Variants)
     DATE place = value.date;
     value.vt = VT_DATE | VT_BYREF;
     value.pdate = &place;
-    EXPECT_TRUE(XCDateTimeEx(value, XCTimeZone()) == both);
-    EXPECT_TRUE(XCDateTimeEx().AsVariant(value) && value.vt == VT_NULL);
+    EXPECT_TRUE(XCDateTimeEx(value, XCTimeZone()) == both && XCDateTimeEx().AsVariant(value) && value.vt == VT_NULL);
     XCDateTimeEx read = both;
     EXPECT_TRUE(read.FromVariant(value) && read.IsNull());
     value.vt = VT_I4;
@@ -154,8 +151,7 @@ TEST(Streams, WriteAndRead)
     EXPECT_FALSE(stream.fail());
     EXPECT_TRUE(date == XCDateEx(2009, 7, 4) && time == XCTimeEx(3, 5, 9) &&
                 duration == XCDurationEx(-3, XCDurationEx::Day));
-    EXPECT_TRUE(first == both && second == dateOnly && third == dateOnly);
-    EXPECT_TRUE((stream >> date).fail());
+    EXPECT_TRUE(first == both && second == dateOnly && third == dateOnly && (stream >> date).fail());
     for (wchar_t const* const text : {L"2009/02/30", L"x"}) EXPECT_TRUE((std::wistringstream(text) >> date).fail());
     EXPECT_TRUE((std::wistringstream(L"-99999999999d") >> duration).fail());
     EXPECT_TRUE((std::wistringstream(L"2009/02/30 10:00") >> first).fail());

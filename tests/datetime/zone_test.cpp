@@ -1,5 +1,4 @@
 // Time zones: offsets by the rules of each year, wall times that come twice or never, the local zone of the process.
-#include <XelbrinCore/XCDateTime.h>
 
 #include "datetime/zone_names.h"
 #include "prelude.h"
@@ -21,12 +20,8 @@ std::wstring Shown(XCDateTimeEx const& value, XCTimeZone const& zone)
     return text;
 }
 
-struct InstantCase {
-    char const* fault;
-    wchar_t const *zone, *utc, *shown;
-    bool daylight;
-};
-constexpr InstantCase kInstants[] = {
+// fault, zone, utc, shown, daylight
+Rows<wchar_t const*, wchar_t const*, wchar_t const*, bool> const kInstants = {
     {"last second of standard time", kEastern, L"2010/03/14 06:59:59", L"2010/03/14 01:59:59 -05:00", false},
     {"first second of daylight time", kEastern, L"2010/03/14 07:00:00", L"2010/03/14 03:00:00 -04:00", true},
     {"last second of daylight time", kEastern, L"2010/11/07 05:59:59", L"2010/11/07 01:59:59 -04:00", true},
@@ -44,27 +39,22 @@ constexpr InstantCase kInstants[] = {
 
 TEST(TimeZone, InstantsAndBack)
 {
-    for (InstantCase const& c : kInstants) {
-        SCOPED_TRACE(c.fault);
-        XCTimeZone const zone = Zone(c.zone);
-        XCDateTimeEx const value(XCString(c.utc), XCTimeZone());
-        EXPECT_EQ(Shown(value, zone), c.shown);
-        EXPECT_EQ(zone.IsDaylight(value), c.daylight);
+    for (auto const& [fault, rowZone, utc, shown, daylight] : kInstants) {
+        SCOPED_TRACE(fault);
+        XCTimeZone const zone = Zone(rowZone);
+        XCDateTimeEx const value(XCString{utc}, XCTimeZone{});
+        EXPECT_EQ(All(Shown(value, zone), zone.IsDaylight(value)), All(shown, daylight));
         // The text carries its offset, so that it comes back whatever zone it is read in.
         XCDateTimeEx back;
-        EXPECT_TRUE(back.FromString(XCString(c.shown), L"%Y/%m/%d %H:%M:%S %Z", Zone(kSydney)).Good() && back == value);
+        EXPECT_TRUE(back.FromString(XCString(shown), L"%Y/%m/%d %H:%M:%S %Z", Zone(kSydney)).Good() && back == value);
         XCDateTimeEx moved = value;
         moved.ConvertFromUTCTo(zone);
         EXPECT_EQ(moved.GetTime(XCTimeZone()).AsInt(), value.GetTime(zone).AsInt());
     }
 }
 
-struct WallCase {
-    char const* fault;
-    wchar_t const *zone, *wall, *utc;
-    XCTimeZone::LocalKind kind;
-};
-constexpr WallCase kWalls[] = {
+// fault, zone, wall, utc, kind
+Rows<wchar_t const*, wchar_t const*, wchar_t const*, XCTimeZone::LocalKind> const kWalls = {
     {"skipped", kEastern, L"2010/03/14 02:30:00", L"2010/03/14 07:30:00", XCTimeZone::LocalKind::Skipped},
     {"first instant after the gap", kEastern, L"2010/03/14 03:00:00", L"2010/03/14 07:00:00",
      XCTimeZone::LocalKind::Unique},
@@ -76,13 +66,13 @@ constexpr WallCase kWalls[] = {
 
 TEST(TimeZone, WallTimes)
 {
-    for (WallCase const& c : kWalls) {
-        SCOPED_TRACE(c.fault);
-        XCTimeZone const zone = Zone(c.zone);
-        XCDateTimeEx const utc(XCString(c.utc), XCTimeZone()), wall(XCString(c.wall), zone);
-        EXPECT_EQ(Shown(wall, XCTimeZone()), std::wstring(c.utc) + L" Z");
-        XCDateTimeEx const plain(XCString(c.wall), XCTimeZone());
-        EXPECT_EQ(zone.GetLocalKind(plain.GetDate(XCTimeZone()), plain.GetTime(XCTimeZone())), c.kind);
+    for (auto const& [fault, rowZone, rowWall, rowUtc, kind] : kWalls) {
+        SCOPED_TRACE(fault);
+        XCTimeZone const zone = Zone(rowZone);
+        XCDateTimeEx const utc(XCString{rowUtc}, XCTimeZone{}), wall(XCString{rowWall}, zone);
+        EXPECT_EQ(Shown(wall, XCTimeZone()), std::wstring(rowUtc) + L" Z");
+        XCDateTimeEx const plain(XCString{rowWall}, XCTimeZone{});
+        EXPECT_EQ(zone.GetLocalKind(plain.GetDate(XCTimeZone()), plain.GetTime(XCTimeZone())), kind);
         std::tm time{};
         EXPECT_TRUE(plain.AsStructTM(time, XCTimeZone()));
         EXPECT_EQ(XCMkTime(time, zone), utc.AsXCDateTime().AsTime());
@@ -121,23 +111,23 @@ TEST(TimeZone, NamesAndEquality)
 TEST(LocalZone, SwitchingTheProcess)
 {
     XCDateTimeEx const value(2010, 1, 15, 12, 0, 0, 0, XCTimeZone());
-    struct {
-        wchar_t const *name, *shown;
-    } const cases[] = {{kSydney, L"2010/01/15 23:00:00.000"},
-                       {kIndia, L"2010/01/15 17:30:00.000"},
-                       {kEastern, L"2010/01/15 07:00:00.000"},
-                       {L"UTC", L"2010/01/15 12:00:00.000"}};
-    for (auto const& c : cases) {
-        XCTimeZone::SetLocal(Zone(c.name));
-        EXPECT_TRUE(value.AsString() == c.shown);
-        EXPECT_TRUE(XCTimeZone::Local() == Zone(c.name) &&
-                    XCTimeZone::Local().IsUTC() == (c.name == std::wstring(L"UTC")));
+    // name, shown
+    Table<wchar_t const*, wchar_t const*> const cases = {
+        {kSydney, L"2010/01/15 23:00:00.000"},
+        {kIndia, L"2010/01/15 17:30:00.000"},
+        {kEastern, L"2010/01/15 07:00:00.000"},
+        {L"UTC", L"2010/01/15 12:00:00.000"},
+    };
+    for (auto const& [name, shown] : cases) {
+        XCTimeZone::SetLocal(Zone(name));
+        EXPECT_TRUE(value.AsString() == shown);
+        EXPECT_TRUE(XCTimeZone::Local() == Zone(name) && XCTimeZone::Local().IsUTC() == (name == std::wstring(L"UTC")));
         XCDateTimeEx back;
-        EXPECT_TRUE(back.FromString(c.shown).Good() && back == value);
+        EXPECT_TRUE(back.FromString(shown).Good() && back == value);
         // The local clock follows, and the older class.
         XCDateTimeEx const now = XCDateTimeEx::GetCurrentDateTime();
         EXPECT_LE((XCDateEx::GetCurrentDate() - now.GetDate()).GetDuration(), 1);
-        EXPECT_TRUE(XCString(c.shown).AsXCDateTime().AsTime() == 1263556800);
+        EXPECT_TRUE(XCString(shown).AsXCDateTime().AsTime() == 1263556800);
     }
     XCTimeZone::SetLocal(XCTimeZone::Local()); // changes nothing
     EXPECT_TRUE(XCTimeZone::Local().IsUTC());
@@ -146,20 +136,17 @@ TEST(LocalZone, SwitchingTheProcess)
 
 TEST(LocalZone, FirstUseAndSwitchingFromManyThreads)
 {
-    std::vector<std::thread> threads;
     std::atomic<int> wrong{0};
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([i, &wrong] {
-            XCDateTimeEx const value(2010, 1, 15, 12, 0, 0, 0, XCTimeZone());
-            for (int round = 0; round < 2000; ++round) {
-                if (i == 0 && round % 100 == 0) XCTimeZone::SetLocal(Zone(round % 200 == 0 ? kSydney : kIndia));
-                if (i == 1 && round % 500 == 0) XCTimeZone::RefreshLocal();
-                int const offset = value.GetOffset();
-                if (i == 2 && XCTimeZone::FromName(kEastern).GetOffset(value) != -300) ++wrong;
-                if (offset < -720 || offset > 840) ++wrong;
-            }
-        });
-    for (std::thread& thread : threads) thread.join();
+    OnThreads(4, [&wrong](int i) {
+        XCDateTimeEx const value(2010, 1, 15, 12, 0, 0, 0, XCTimeZone());
+        for (int round = 0; round < 2000; ++round) {
+            if (i == 0 && round % 100 == 0) XCTimeZone::SetLocal(Zone(round % 200 == 0 ? kSydney : kIndia));
+            if (i == 1 && round % 500 == 0) XCTimeZone::RefreshLocal();
+            int const offset = value.GetOffset();
+            if (i == 2 && XCTimeZone::FromName(kEastern).GetOffset(value) != -300) ++wrong;
+            if (offset < -720 || offset > 840) ++wrong;
+        }
+    });
     EXPECT_EQ(wrong, 0);
     XCTimeZone::RefreshLocal();
 }

@@ -1,17 +1,9 @@
-#include <XelbrinCore/XCMessageLibrary.h>
-#include <XelbrinCore/XCStringConverter.h>
 
+#include "prelude.h"
 #include "repetitions.h"
 #include "scratch_files.h"
 
-#include <atomic>
-#include <cmath>
-#include <gtest/gtest.h>
-#include <thread>
-
 namespace {
-
-using xc_test::ScratchFolder;
 
 std::string Plain(XCString const& text)
 {
@@ -34,12 +26,8 @@ std::string TextOf(XCMessageLibraryFile const& file, long code)
 
 TEST(MessageLibraryFile, ReadsTexts)
 {
-    struct Row {
-        char const *fault, *lines;
-        long code;
-        char const* text;
-    };
-    Row const rows[] = {
+    // fault, lines, code, text
+    Rows<char const*, long, char const*> const rows = {
         {"plain", "12 1 The file %s\n", 12, "The file %s"},
         {"blanks around", "  12\t 1   a b \t\r\n", 12, "a b"},
         {"no line break at the end", "12 1 a", 12, "a"},
@@ -54,17 +42,15 @@ TEST(MessageLibraryFile, ReadsTexts)
          "d\xC3\xA9j\xC3\xA0 vu \xE2\x82\xAC, more than sixteen bytes"},
         {"first of two of one code does not count", "13 1 x\n12 1 a\n12 1 b\n11 1 y\n", 12, "a"},
     };
-    for (Row const& row : rows) EXPECT_EQ(TextOf(FileOf(row.lines), row.code), row.text) << row.fault;
+    for (auto const& [fault, lines, code, text] : rows) EXPECT_EQ(TextOf(FileOf(lines), code), text) << fault;
     EXPECT_EQ(FileOf("1 3 a\n").GetSeverity(1), XCErrorI::SeverityFatal);
     EXPECT_EQ(FileOf("\n1 3 a\\\n b\n2 0 c").GetLine(2), 5u);
 }
 
 TEST(MessageLibraryFile, NamesEveryBadLineAndKeepsTheOthers)
 {
-    struct Row {
-        char const *fault, *bad, *place;
-    };
-    Row const rows[] = {
+    // fault, bad, place
+    Rows<char const*, char const*> const rows = {
         {"no code", "a 1 x", "demo:3:1: a code was expected"},
         {"code glued to its severity", "12;1 x", "demo:3:1: a code was expected"},
         {"code alone", "12", "demo:3:1: a code was expected"},
@@ -82,12 +68,13 @@ TEST(MessageLibraryFile, NamesEveryBadLineAndKeepsTheOthers)
          "demo:4:4: an escape is \\n, \\t, \\\\ or \\u with four hexadecimal digits"},
         {"second of one code", "10 1 x", "demo:3: code 10 stands in line 2 already"},
     };
-    for (Row const& row : rows) {
-        XCMessageLibraryFile const file = FileOf("10 1 first\n" + std::string(row.bad) + "\n11 1 last\n");
-        ASSERT_EQ(file.GetFaults().size(), 1u) << row.fault;
-        EXPECT_EQ(Plain(file.GetFaults()[0].AsString()), row.place) << row.fault;
-        EXPECT_EQ(TextOf(file, 10) + TextOf(file, 11), "firstlast") << row.fault;
-        EXPECT_EQ(file.GetCodes().size(), 2u) << row.fault;
+    for (auto const& [fault, bad, place] : rows) {
+        XCMessageLibraryFile const file = FileOf("10 1 first\n" + std::string(bad) + "\n11 1 last\n");
+        ASSERT_EQ(file.GetFaults().size(), 1u) << fault;
+        EXPECT_EQ(
+            All(Plain(file.GetFaults()[0].AsString()), TextOf(file, 10) + TextOf(file, 11), file.GetCodes().size()),
+            All(place, "firstlast", 2u))
+            << fault;
     }
     // A column counts what an editor shows, malformed bytes one each.
     EXPECT_EQ(Plain(FileOf("1 \xE6\xE6\xE6 a\\").GetFaults().at(0).AsString()),
@@ -166,11 +153,8 @@ TEST(MessageLibraryFile, FindsEachCodeAmongMany)
 
 TEST(MessageLibraryFile, TranslationsTakeTheParametersOfTheOriginal)
 {
-    struct Row {
-        char const *fault, *original, *translation;
-        bool fits;
-    };
-    Row const rows[] = {
+    // fault, original, translation, fits
+    Rows<char const*, char const*, bool> const rows = {
         {"another order", "%s has %d", "%d a %s", false},
         {"same order", "%s has %d, 100%%", "A %s il y a %d, 100%%", true},
         {"one less", "%s has %d", "%s a", false},
@@ -191,21 +175,20 @@ TEST(MessageLibraryFile, TranslationsTakeTheParametersOfTheOriginal)
         {"numbered template", "%0:s, %1:la", "%1:la, %0:s", true},
         {"percent sign at the end", "50%", "50 %", true},
     };
-    for (Row const& row : rows) {
-        XCMessageLibraryFile const original = FileOf("5 1 " + std::string(row.original));
-        XCMessageLibraryFile translation = FileOf("\n5 1 " + std::string(row.translation), "LAN 1 Demo fra\n");
-        EXPECT_EQ(translation.Check(original), row.fits ? 0u : 1u) << row.fault;
-        EXPECT_EQ(TextOf(translation, 5) == TextOf(original, 5), !row.fits) << row.fault;
-        if (row.fits) continue;
-        EXPECT_EQ(translation.GetFaults().at(0).line, 3u) << row.fault;
+    for (auto const& [fault, rowOriginal, rowTranslation, fits] : rows) {
+        XCMessageLibraryFile const original = FileOf("5 1 " + std::string(rowOriginal));
+        XCMessageLibraryFile translation = FileOf("\n5 1 " + std::string(rowTranslation), "LAN 1 Demo fra\n");
+        EXPECT_EQ(translation.Check(original), fits ? 0u : 1u) << fault;
+        EXPECT_EQ(TextOf(translation, 5) == TextOf(original, 5), !fits) << fault;
+        if (fits) continue;
+        EXPECT_EQ(translation.GetFaults().at(0).line, 3u) << fault;
     }
     XCMessageLibraryFile foreign = FileOf("6 1 %s");
     EXPECT_EQ(foreign.Check(FileOf("5 1 x")), 1u);
     EXPECT_EQ(TextOf(foreign, 6), "-");
 }
 
-class Folder : public ScratchFolder {
-public:
+struct Folder : ScratchFolder {
     Folder() : ScratchFolder("xc_test_messages")
     {
         Write("Demo.enu.LAN", "LAN 1 Demo enu\n1 2 one %s\n2 1 two\n3 1 three %d\n");
@@ -237,13 +220,8 @@ TEST(MessageLibrary, SpeaksTheLanguageAskedFor)
     EXPECT_TRUE(library->GetAvailableLanguages(languages).Good());
     EXPECT_EQ(languages, (std::vector<XCString>{XCString(L"deu"), XCString(L"enu"), XCString(L"fra")}));
 
-    struct Row {
-        char const* fault;
-        long code;
-        wchar_t const *language, *fallback;
-        char const* text;
-    };
-    Row const rows[] = {
+    // fault, code, language, fallback, text
+    Rows<long, wchar_t const*, wchar_t const*, char const*> const rows = {
         {"language ignored", 1, L"FRA", L"deu", "un %s"},
         {"fallback ignored", 2, L"fra", L"deu", "zwei"},
         {"default language ignored", 2, L"fra", L"jpn", "two"},
@@ -251,12 +229,12 @@ TEST(MessageLibrary, SpeaksTheLanguageAskedFor)
         {"translation with another conversion used", 3, L"fra", L"deu", "three %d"},
         {"missing code not named", 9, L"fra", L"deu", "Demo 9!"},
     };
-    for (Row const& row : rows) EXPECT_EQ(Ask(*library, row.code, row.language, row.fallback), row.text) << row.fault;
+    for (auto const& [fault, code, language, fallback, text] : rows)
+        EXPECT_EQ(Ask(*library, code, language, fallback), text) << fault;
     std::vector<XCLineFault> const faults = library->GetFaults();
     ASSERT_EQ(faults.size(), 2u);
-    EXPECT_EQ(faults[1].line, 3u);
-    EXPECT_EQ(Plain(faults[1].reason), "code 3: conversions: the original has %d, the translation %s");
-    EXPECT_EQ(library->GetSeverity(1), XCErrorI::SeverityWarning);
+    EXPECT_EQ(All(faults[1].line, Plain(faults[1].reason), library->GetSeverity(1)),
+              All(3u, "code 3: conversions: the original has %d, the translation %s", XCErrorI::SeverityWarning));
 
     XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(library, 1));
     error->AddParam(XCString(L"x"));

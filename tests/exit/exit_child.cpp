@@ -2,16 +2,8 @@
 // log file, the third a folder with the module.
 #include "exit/endings.h"
 #include "exit/exit_work.h"
+#include "library.h"
 
-#include <XelbrinCore/XCApplication.h>
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCLog.h>
-#include <XelbrinCore/XCLogSubscriber.h>
-#include <XelbrinCore/XCThread.h>
-#include <XelbrinCore/XCTrace.h>
-
-#include <cstdlib>
-#include <string_view>
 #include <windows.h>
 
 namespace {

@@ -1,12 +1,7 @@
 // exit_module.cpp - a plug-in that never returns from Run or ends the process there, and a function that uses the library.
 #include "exit/exit_work.h"
+#include "library.h"
 
-#include <XelbrinCore/XCLog.h>
-#include <XelbrinCore/XCPlugIn.h>
-#include <XelbrinCore/XCThread.h>
-
-#include <cstdlib>
-#include <string>
 #include <windows.h>
 
 namespace {
@@ -18,8 +13,7 @@ std::wstring Kind()
     return kind;
 }
 
-class ExitPlugIn final : public XCThreadedRunPlugIn {
-public:
+struct ExitPlugIn final : XCThreadedRunPlugIn {
     XCString GetPlugInName() const override { return L"Exit"; }
     PlugInIdEx GetPlugInIdEx() const override { return {XCGuid(77, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8})}; }
     void Run() override

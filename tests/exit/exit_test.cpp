@@ -2,7 +2,6 @@
 // file, line by line.
 #include "child_process.h"
 #include "exit/endings.h"
-#include "prelude.h"
 
 #include <windows.h>
 
@@ -28,10 +27,10 @@ std::wstring CommandOf(std::wstring_view how, std::filesystem::path const& log)
 /// slowly, one that is late does not hang: it gets as long again once such a program has ended.
 DWORD ExitCodeOf(std::wstring_view how, std::filesystem::path const& log)
 {
-    xc_test::ChildProcess child(CommandOf(how, log));
-    if (DWORD const code = child.Wait(kTimeLimitMs); code != xc_test::ChildProcess::kHangs) return code;
+    ChildProcess child(CommandOf(how, log));
+    if (DWORD const code = child.Wait(kTimeLimitMs); code != ChildProcess::kHangs) return code;
     std::filesystem::path const other = log.wstring() + L".plain";
-    EXPECT_EQ(xc_test::ChildProcess(CommandOf(kEndings[0].how, other)).Wait(10 * kTimeLimitMs), 7u);
+    EXPECT_EQ(ChildProcess(CommandOf(kEndings[0].how, other)).Wait(10 * kTimeLimitMs), 7u);
     std::filesystem::remove(other);
     return child.Wait(kTimeLimitMs);
 }

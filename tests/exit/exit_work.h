@@ -1,16 +1,11 @@
 // exit_work.h - a pool, server or timer in a state, for the program and the module that end with it.
 #pragma once
 
-#include <XelbrinCore/XCThreadServer.h>
-#include <XelbrinCore/XCTimer.h>
-
-#include <atomic>
-#include <string_view>
+#include "library.h"
 
 /// Holds one of them. Its end gives them up without a Stop, as the end of static objects does. What their threads touch
 /// is never freed.
-class ExitWork {
-public:
+struct ExitWork {
     ExitWork(std::wstring_view what, std::wstring_view state)
     {
         auto* const begun = new std::atomic<bool>(false);

@@ -13,7 +13,7 @@ inline constexpr char kConfig[] =
 /// Loading gives the whole file, or nothing and the reason.
 inline void LoadConfig()
 {
-    static xc_test::ScratchFile const disk(kConfig, "xc_faults_load.ini");
+    static ScratchFile const disk(kConfig, "xc_faults_load.ini");
     XCErrorID loaded;
     XCSmartPtr<XCConfigFile> file;
     bool const done = Attempt([&] { file = XCConfigFile::Load(disk.Path(), &loaded); });
@@ -22,14 +22,13 @@ inline void LoadConfig()
         file = XCConfigFile::Load(disk.Path());
     }
     ASSERT_FALSE(file.IsNull());
-    EXPECT_EQ(xc_test::Dump(*file),
-              XCString(L"first.key=value;first.other=a value that is longer than most;second.number=12;"));
+    EXPECT_EQ(Dump(*file), XCString(L"first.key=value;first.other=a value that is longer than most;second.number=12;"));
 }
 
 /// Saving leaves the old file whole, or the new one, and no other file.
 inline void SaveConfig()
 {
-    xc_test::ScratchFolder const folder;
+    ScratchFolder const folder;
     folder.Write("a.ini", kConfig);
     static std::string const expected = [] {
         std::string text = kConfig;
@@ -41,12 +40,10 @@ inline void SaveConfig()
     bool const done = Attempt([&] { saved = file->Save(); });
     if (!done || saved.Bad()) {
         EXPECT_TRUE(!done || !saved.AsString().IsNull());
-        EXPECT_EQ(folder.Bytes("a.ini"), kConfig);
-        EXPECT_EQ(folder.Count(), 1);
+        EXPECT_EQ(All(folder.Bytes("a.ini"), folder.Count()), All(kConfig, 1));
         EXPECT_TRUE(file->Save().Good());
     }
-    EXPECT_EQ(folder.Count(), 1);
-    EXPECT_EQ(folder.Bytes("a.ini"), expected);
+    EXPECT_EQ(All(folder.Count(), folder.Bytes("a.ini")), All(1, expected));
 }
 
 } // namespace faults

@@ -44,8 +44,7 @@ void AlignedFree(void* block)
     ::_aligned_free(block);
 }
 
-class FailingHeap final : public testing::Environment {
-public:
+struct FailingHeap final : testing::Environment {
     void SetUp() override
     {
 #if defined(_LIBCPP_VERSION)

@@ -8,11 +8,6 @@
 #include "prelude.h"
 #include "repetitions.h"
 
-#include <XelbrinCore/XCException.h>
-
-#include <cstddef>
-#include <new>
-
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -57,8 +52,7 @@ inline bool Fails() noexcept
 }
 
 /// Counts the calls of this thread as long as it lives.
-class Armed {
-public:
+struct Armed {
     Armed() noexcept { g_thread = ThisThread(); }
     ~Armed() { g_thread = 0; }
     Armed(Armed const&) = delete;
@@ -105,7 +99,7 @@ inline void ExpectNoLeak(Scenario const& scenario, Plan const& plan, std::size_t
 /// Every one of the first calls fails, then every `kStep`th. Returns the number of faults.
 inline long FailEach(Scenario const& scenario, Mode mode)
 {
-    static long const all = xc_test::Times(1000) > 1 ? 400 : 5;
+    static long const all = Times(1000) > 1 ? 400 : 5;
     constexpr long kStep = 29;
     long count = 0;
     for (long at = 0;; at += at < all ? 1 : kStep) {

@@ -2,20 +2,6 @@
 // leaves what it worked on whole, keeps nothing, and goes well the next time.
 #include "faults/config_scenarios.h"
 
-#include <XelbrinCore/XCCommandLine.h>
-#include <XelbrinCore/XCCondition.h>
-#include <XelbrinCore/XCConfig.h>
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCLog.h>
-#include <XelbrinCore/XCLogFile.h>
-#include <XelbrinCore/XCLogSubscriber.h>
-#include <XelbrinCore/XCMessageSource.h>
-#include <XelbrinCore/XCRegEx.h>
-#include <XelbrinCore/XCStringConverter.h>
-#include <XelbrinCore/XCTrace.h>
-
-#include <ostream>
-
 inline void PrintTo(XCString const& text, std::ostream* out)
 {
     *out << text.AsUTF8();
@@ -25,8 +11,6 @@ namespace {
 
 using faults::Attempt;
 using faults::Scenario;
-using xc_test::ScratchFile;
-using xc_test::ScratchFolder;
 
 // Changes of one object: all or nothing -------------------------------------------------------------------------------
 
@@ -48,14 +32,9 @@ Scenario AllOrNothing(char const* name, Make make, Change change, Show show)
             }};
 }
 
-struct StringEdit {
-    char const* name;
-    void (*change)(XCString&);
-};
-
 constexpr wchar_t kText[] = L"one two one, and a thirty-first one of them, \x00E9t\x00E9 \xD83D\xDE00";
 
-StringEdit const kStringEdits[] = {
+Table<char const*, void (*)(XCString&)> const kStringEdits = {
     {"string = text", [](XCString& t) { t = L"a text that is longer than the one before it was, by a good measure"; }},
     {"string Append", [](XCString& t) { t.Append(L" and more"); }},
     {"string Append itself", [](XCString& t) { t.Append(t); }},
@@ -71,20 +50,14 @@ StringEdit const kStringEdits[] = {
     {"string SetFromUTF8", [](XCString& t) { (void)t.SetFromUTF8("\xC3\xA9t\xC3\xA9 and a long enough text beside"); }},
 };
 
-Scenario StringScenario(StringEdit const& edit)
+Scenario StringScenario(char const* name, void (*change)(XCString&))
 {
     static XCString twin; // of the string that is changed
     auto const make = [] { return twin = XCString(kText); };
-    auto const change = edit.change;
-    return AllOrNothing(edit.name, make, change, [](XCString const& text) { return text; });
+    return AllOrNothing(name, make, change, [](XCString const& text) { return text; });
 }
 
 // Values that are built ---------------------------------------------------------------------------------------------
-
-struct Build {
-    char const* name;
-    XCString (*make)();
-};
 
 XCString Tokens()
 {
@@ -127,7 +100,7 @@ XCString ErrorTexts()
 XCString ThrownText()
 {
     try {
-        bool const slow = xc_test::Times(1000) == 1; // a checked heap takes minutes for the symbols
+        bool const slow = Times(1000) == 1; // a checked heap takes minutes for the symbols
         throw XCException(XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"a failure with a long text", 5))),
                           slow);
     } catch (XCException const& failure) {
@@ -205,7 +178,7 @@ XCString Condition()
            condition.GetReadError().AsString();
 }
 
-Build const kBuilds[] = {
+Table<char const*, XCString (*)()> const kBuilds = {
     {"tokens", Tokens},
     {"converters", Converted},
     {"error texts", ErrorTexts},
@@ -217,10 +190,9 @@ Build const kBuilds[] = {
     {"condition", Condition},
 };
 
-Scenario BuildScenario(Build const& build)
+Scenario BuildScenario(char const* name, XCString (*make)())
 {
-    auto const make = build.make;
-    return {build.name, [make, expected = make()] {
+    return {name, [make, expected = make()] {
                 XCString result;
                 if (!Attempt([&] { result = make(); })) result = make();
                 EXPECT_EQ(result, expected);
@@ -234,19 +206,14 @@ void ReloadConfig()
 {
     static ScratchFile const disk(faults::kConfig, "xc_faults_reload.ini");
     XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());
-    XCString const whole = xc_test::Dump(*file);
+    XCString const whole = Dump(*file);
     if (!Attempt([&] { (void)file->Reload(); })) {
-        EXPECT_TRUE(xc_test::Dump(*file) == whole || file->Save().Bad());
-        EXPECT_TRUE(file->Reload().Good());
+        EXPECT_TRUE((Dump(*file) == whole || file->Save().Bad()) && file->Reload().Good());
     }
-    EXPECT_EQ(xc_test::Dump(*file), whole);
+    EXPECT_EQ(Dump(*file), whole);
 }
 
-struct ConfigEdit {
-    char const* name;
-    void (*change)(XCConfigFile&);
-};
-ConfigEdit const kConfigEdits[] = {
+Table<char const*, void (*)(XCConfigFile&)> const kConfigEdits = {
     {"config SetString new", [](XCConfigFile& f) { f.SetString(L"first", L"a new key", L"and a value for it"); }},
     {"config SetString old", [](XCConfigFile& f) { f.SetString(L"second", L"number", L"a value for it"); }},
     {"config AddSection", [](XCConfigFile& f) { f.AddSection(f.GetSectionsBegin()->GetName() + L" copied"); }},
@@ -259,7 +226,7 @@ ConfigEdit const kConfigEdits[] = {
 
 /// A new section that SetString had to make may stay without its line; everything else is all or nothing. Many sections
 /// and lines, so that the indices of both come in.
-Scenario ConfigScenario(ConfigEdit const& edit)
+Scenario ConfigScenario(char const* name, void (*change)(XCConfigFile&))
 {
     auto const make = [] {
         static ScratchFile const disk(faults::kConfig, "xc_faults_edit.ini");
@@ -272,13 +239,12 @@ Scenario ConfigScenario(ConfigEdit const& edit)
         }
         return file;
     };
-    auto const change = edit.change;
     return AllOrNothing(
-        edit.name, make, [change](XCSmartPtr<XCConfigFile> const& file) { change(*file); },
+        name, make, [change](XCSmartPtr<XCConfigFile> const& file) { change(*file); },
         [](XCSmartPtr<XCConfigFile> const& file) {
-            XCString text = xc_test::Dump(*file);
-            for (wchar_t const* const name : {L"first", L"second", L"section 11"}) // by the index
-                text += file->FindSection(name) ? L"+" : L"-";
+            XCString text = Dump(*file);
+            for (wchar_t const* const section : {L"first", L"second", L"section 11"}) // by the index
+                text += file->FindSection(section) ? L"+" : L"-";
             return text + file->GetString(L"first", L"key 11", L"-");
         });
 }
@@ -304,8 +270,7 @@ Scenario ParamsScenario()
 
 // Logging: never throws, counts what it had to drop -----------------------------------------------------------------------
 
-class Ear final : public XCLogSubscriberI {
-public:
+struct Ear final : XCLogSubscriberI {
     void OnFlush(int, XCString const& text) override { heard += text; }
     XCString heard;
 };
@@ -409,16 +374,16 @@ void Trace()
     XCTrace::SetTraceSubjects(L"");
     std::string bytes;
     for (auto const& entry : std::filesystem::directory_iterator(folder.path / "trace"))
-        bytes += xc_test::ReadFile(entry.path());
+        bytes += ReadFile(entry.path());
     EXPECT_TRUE(bytes.ends_with("a record of some length: second\n")) << bytes;
 }
 
 std::vector<Scenario> Scenarios()
 {
     std::vector<Scenario> all;
-    for (StringEdit const& edit : kStringEdits) all.push_back(StringScenario(edit));
-    for (Build const& build : kBuilds) all.push_back(BuildScenario(build));
-    for (ConfigEdit const& edit : kConfigEdits) all.push_back(ConfigScenario(edit));
+    for (auto const& [name, change] : kStringEdits) all.push_back(StringScenario(name, change));
+    for (auto const& [name, make] : kBuilds) all.push_back(BuildScenario(name, make));
+    for (auto const& [name, change] : kConfigEdits) all.push_back(ConfigScenario(name, change));
     all.insert(all.end(), {ConditionScenario(),
                            ParamsScenario(),
                            {"config load", faults::LoadConfig},

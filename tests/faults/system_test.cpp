@@ -4,22 +4,13 @@
 #include "host/host_tools.h"
 #include "sync/import_patch.h"
 
-#include <XelbrinCore/XCApplication.h>
-#include <XelbrinCore/XCLogFile.h>
-#include <XelbrinCore/XCLogSubscriber.h>
-#include <XelbrinCore/XCSync.h>
-#include <XelbrinCore/XCThread.h>
-
-#include <algorithm>
 #include <bcrypt.h>
-#include <deque>
 #include <process.h>
 
 namespace {
 
 using faults::Attempt;
 using faults::Scenario;
-using xc_test::ScratchFolder;
 
 // The functions -------------------------------------------------------------------------------------------------------
 
@@ -201,8 +192,7 @@ void Threads()
         thread->Join();
     });
     if (!done || started.Bad()) {
-        EXPECT_FALSE(thread->IsStarted());
-        EXPECT_FALSE(thread->Exists());
+        EXPECT_FALSE(thread->IsStarted() || thread->Exists());
         EXPECT_TRUE(thread->Start().Good());
         thread->Join();
     }
@@ -234,7 +224,7 @@ void Decipher()
     EXPECT_EQ(text, shown ? XCString(L"a text to hide") : secret);
 }
 
-using Ear = xc_test::Listener;
+using Ear = Listener;
 
 /// An application with a configuration file and a console that goes to a file.
 void Application()
@@ -277,7 +267,7 @@ void ConsoleToFile()
 /// A host with modules: what cannot be loaded is named, the others run, and all is unloaded at the end.
 void HostWith(std::initializer_list<char const*> roles, XCString const& says)
 {
-    xc_test::ModuleFolder const folder(roles);
+    ModuleFolder const folder(roles);
     struct Result {
         int code = -1;
         XCString said;
@@ -325,20 +315,19 @@ void ThreadedHost()
         XCSmartPtr<Ear> const ear(new Ear);
         XCApplicationWithPlugIns host(L"host /noconsole", ear, false);
         bool const loaded =
-            host.LoadPlugIn(new xc_test::OwnRunner<XCThreadedRunPlugIn>(80,
-                                                                        [&](auto& self) {
-                                                                            ++started;
-                                                                            if (self.WaitForExit(20000)) ++ended;
-                                                                        }))
+            host.LoadPlugIn(new OwnRunner<XCThreadedRunPlugIn>(80,
+                                                               [&](auto& self) {
+                                                                   ++started;
+                                                                   if (self.WaitForExit(20000)) ++ended;
+                                                               }))
                 .Good() &&
-            host.LoadPlugIn(new xc_test::OwnRunner<XCRunPlugIn>(81, [&](auto&) { host.RequestExit(false); })).Good();
+            host.LoadPlugIn(new OwnRunner<XCRunPlugIn>(81, [&](auto&) { host.RequestExit(false); })).Good();
         return loaded ? host.Run() : -1;
     };
     int code = -1;
     bool const came = Attempt([&] { code = session(); });
     XCApplication::ClearExitRequest();
-    EXPECT_EQ(started, came && code == 0 ? 1 : 0);
-    EXPECT_EQ(ended, started);
+    EXPECT_EQ(All(started, ended), All(came && code == 0 ? 1 : 0, started));
     EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
     EXPECT_EQ(XCApplication::GetApp(), nullptr);
 }
@@ -411,10 +400,10 @@ TEST(FailingSystem, APlugInWhoseThreadCannotBeStartedHasFailed)
     XCSmartPtr<Ear> const ear(new Ear);
     XCApplicationWithPlugIns host(L"host /noconsole", ear, false);
     int ran = 0;
-    ASSERT_TRUE(host.LoadPlugIn(new xc_test::OwnRunner<XCThreadedRunPlugIn>(80, [&](auto&) { ran += 1; })).Good());
-    ASSERT_TRUE(host.LoadPlugIn(new xc_test::OwnRunner<XCRunPlugIn>(81, [&](auto&) { ran += 10; })).Good());
+    ASSERT_TRUE(host.LoadPlugIn(new OwnRunner<XCThreadedRunPlugIn>(80, [&](auto&) { ran += 1; })).Good());
+    ASSERT_TRUE(host.LoadPlugIn(new OwnRunner<XCRunPlugIn>(81, [&](auto&) { ran += 10; })).Good());
     {
-        sync_test::ImportPatch const patch("_beginthreadex", reinterpret_cast<void*>(&NoMoreThreads));
+        sync_test::ImportPatch const patch("_beginthreadex", &NoMoreThreads);
         g_threadsLeft = 1; // of the host itself
         EXPECT_EQ(host.Run(), 2);
     }

@@ -1,24 +1,13 @@
 // Open files: what each way of opening allows, positions, locks and views, and that every failure names its file.
-#include <XelbrinCore/XCFile.h>
-
-#include <XelbrinCore/XCError.h>
 
 #include "files/shown.h"
 #include "scratch_files.h"
-
-#include <functional>
-#include <gtest/gtest.h>
 
 #if defined(_WIN32)
 #include "sync/import_patch.h"
 #endif
 
 namespace {
-
-using xc_test::Names;
-using xc_test::Parameter;
-using xc_test::ScratchFile;
-using xc_test::Shown;
 
 XCSmartPtr<XCFile> Opened(XCPath const& path, XCFileMode const& mode, XCFileShare share = XCFileShare::All)
 {
@@ -32,12 +21,8 @@ TEST(XCFile, WaysOfOpening)
 {
     using Access = XCFileAccess;
     using Creation = XCFileCreation;
-    struct {
-        char const* fault;
-        Access access;
-        Creation creation;
-        char const *without, *with; ///< content after writing "ab" where there was nothing, "12345"; null: refused
-    } const rows[] = {
+    // fault, access, creation, without (content after writing "ab" where there was nothing, "12345"; null: refused), with
+    Rows<Access, Creation, char const*, char const*> const rows = {
         {"reading creates", Access::Read, Creation::Existing, nullptr, "12345"},
         {"missing file made", Access::Write, Creation::Existing, nullptr, "ab345"},
         {"emptied", Access::Write, Creation::OpenOrCreate, "ab", "ab345"},
@@ -46,14 +31,14 @@ TEST(XCFile, WaysOfOpening)
         {"written at the beginning", Access::Append, Creation::OpenOrCreate, "ab", "12345ab"},
         {"read only at the end", Access::AppendAndRead, Creation::OpenOrCreate, "ab", "12345ab"},
     };
-    for (auto const& row : rows)
+    for (auto const& [fault, access, creation, without, with] : rows)
         for (bool const exists : {false, true}) {
-            SCOPED_TRACE(testing::Message() << row.fault << (exists ? ", file" : ", no file"));
+            SCOPED_TRACE(testing::Message() << fault << (exists ? ", file" : ", no file"));
             ScratchFile const disk("xc_file.txt");
             if (exists) disk.Write("12345");
             XCSmartPtr<XCFile> file;
-            XCErrorID const opened = XCFile::Open(disk.Path(), {row.access, row.creation}, file);
-            char const* const expected = exists ? row.with : row.without;
+            XCErrorID const opened = XCFile::Open(disk.Path(), {access, creation}, file);
+            char const* const expected = exists ? with : without;
             ASSERT_EQ(opened.Good(), expected != nullptr);
             if (!expected) {
                 EXPECT_EQ(opened, XCErrFileCannotOpen);
@@ -62,8 +47,8 @@ TEST(XCFile, WaysOfOpening)
             }
             char byte = 0;
             std::size_t got = 0;
-            bool const reads = row.access != Access::Write && row.access != Access::Append;
-            EXPECT_EQ(file->Write("ab", 2).Good(), row.access != Access::Read);
+            bool const reads = access != Access::Write && access != Access::Append;
+            EXPECT_EQ(file->Write("ab", 2).Good(), access != Access::Read);
             EXPECT_EQ(file->ReadAt(0, &byte, 1, got).Good() && got == 1, reads);
             file.Clear();
             EXPECT_EQ(disk.Bytes(), expected);
@@ -90,8 +75,7 @@ TEST(XCFile, PositionsAndSizes)
     EXPECT_TRUE(file->WriteAt(12, "x", 1).Good());
     EXPECT_EQ(disk.Bytes(), std::string("0123456789\0\0x", 13));
     EXPECT_TRUE(file->SetSize(4).Good() && file->SetSize(5).Good() && file->GetSize(size).Good());
-    EXPECT_EQ(size, 5u);
-    EXPECT_EQ(disk.Bytes(), std::string("0123\0", 5));
+    EXPECT_EQ(All(size, disk.Bytes()), All(5u, std::string("0123\0", 5)));
     XCFileInfo info;
     EXPECT_TRUE(file->GetInfo(info).Good());
     EXPECT_EQ(info.size, 5u);
@@ -130,8 +114,7 @@ TEST(XCFile, FaultyNamesAreNotCreatedUnlessAskedFor)
         EXPECT_TRUE(::DeleteFileW(path.AsWChar()));
     }
     XCFileMode null{XCFileAccess::Write, XCFileCreation::OpenOrCreate, XCFileNames::System};
-    EXPECT_TRUE(XCFile::Open(L"NUL", null, file).Good());
-    EXPECT_TRUE(file->Write("gone", 4).Good());
+    EXPECT_TRUE(XCFile::Open(L"NUL", null, file).Good() && file->Write("gone", 4).Good());
 #endif
 }
 
@@ -181,17 +164,12 @@ TEST(XCFile, Views)
 }
 
 #if defined(_WIN32)
-// Calls of the system that answer as Windows does and Wine does not.
+// Stands for any call of the system, and answers as Windows does and Wine does not.
 DWORD g_answer = 0;
-template <class... Arguments>
-BOOL WINAPI Refused(Arguments...)
+void* Refused()
 {
     ::SetLastError(g_answer);
-    return FALSE;
-}
-BOOL WINAPI RefusedTransfer(HANDLE, void const*, DWORD, DWORD*, OVERLAPPED*)
-{
-    return Refused<>();
+    return nullptr;
 }
 
 TEST(XCFile, AnswersOfWindowsComeWithThePath)
@@ -201,39 +179,22 @@ TEST(XCFile, AnswersOfWindowsComeWithThePath)
     XCSmartPtr<XCFileMap> map;
     char byte = 0;
     std::size_t count = 1;
-    struct {
-        char const* function;
-        void* standIn;
-        DWORD answer; ///< locked by others, shown in memory, emptied since
-        std::function<XCErrorID()> call;
-        long code;
-    } const rows[] = {
-        {"ReadFile", reinterpret_cast<void*>(&RefusedTransfer), ERROR_LOCK_VIOLATION,
-         [&] { return file->ReadAt(0, &byte, 1, count); }, XCErrFileCannotRead},
-        {"WriteFile", reinterpret_cast<void*>(&RefusedTransfer), ERROR_LOCK_VIOLATION,
-         [&] { return file->WriteAt(0, "x", 1, &count); }, XCErrFileCannotWrite},
-        {"WriteFile", reinterpret_cast<void*>(&RefusedTransfer), ERROR_DISK_FULL,
-         [&] { return file->Write("x", 1, &count); }, XCErrFileCannotWrite},
-        {"SetFileInformationByHandle",
-         reinterpret_cast<void*>(&Refused<HANDLE, FILE_INFO_BY_HANDLE_CLASS, void*, DWORD>), ERROR_USER_MAPPED_FILE,
-         [&] { return file->SetSize(0); }, XCErrFileCannotWrite},
-        {"CreateFileMappingW",
-         reinterpret_cast<void*>(&Refused<HANDLE, SECURITY_ATTRIBUTES*, DWORD, DWORD, DWORD, wchar_t const*>),
-         ERROR_FILE_INVALID,
-         [&] {
-             count = 0;
-             return file->Map(XCFileMapAccess::Read, map);
-         },
-         0},
+    // function, answer (locked by others, shown in memory, emptied since), call, code
+    Table<char const*, DWORD, std::function<XCErrorID()>, long> const rows = {
+        {"ReadFile", ERROR_LOCK_VIOLATION, [&] { return file->ReadAt(0, &byte, 1, count); }, XCErrFileCannotRead},
+        {"WriteFile", ERROR_LOCK_VIOLATION, [&] { return file->WriteAt(0, "x", 1, &count); }, XCErrFileCannotWrite},
+        {"WriteFile", ERROR_DISK_FULL, [&] { return file->Write("x", 1, &count); }, XCErrFileCannotWrite},
+        {"SetFileInformationByHandle", ERROR_USER_MAPPED_FILE, [&] { return file->SetSize(0); }, XCErrFileCannotWrite},
+        {"CreateFileMappingW", ERROR_FILE_INVALID, [&] { return file->Map(XCFileMapAccess::Read, map); }, 0},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.function);
-        g_answer = row.answer;
-        sync_test::ImportPatch const patch(row.function, row.standIn);
-        XCErrorID const result = row.call();
-        EXPECT_EQ(result, row.code);
-        if (row.code == 0) continue;
-        EXPECT_EQ(Parameter(result, 1), std::to_string(row.answer));
+    for (auto const& [function, answer, call, code] : rows) {
+        SCOPED_TRACE(function);
+        g_answer = answer;
+        sync_test::ImportPatch const patch(function, &Refused);
+        XCErrorID const result = call();
+        EXPECT_EQ(result, code);
+        if (code == 0) continue;
+        EXPECT_EQ(Parameter(result, 1), std::to_string(answer));
         EXPECT_NE(result.AsString().View().find(L"xc_answers.bin"), std::wstring::npos);
     }
     EXPECT_EQ(count, 0u);

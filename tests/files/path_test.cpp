@@ -1,28 +1,14 @@
 // Paths as texts: taken apart, put together, judged. What is right here is right for files, since they see nothing else.
-#include <XelbrinCore/XCFileInfo.h>
-#include <XelbrinCore/XCPath.h>
-
-#include <XelbrinCore/XCErrorID.h>
 
 #include "files/shown.h"
+#include "prelude.h"
 #include "scratch_files.h"
-
-#include <gtest/gtest.h>
-#include <vector>
-
-namespace {
-
-using xc_test::Shown;
 
 TEST(XCPath, Parts)
 {
     using Kind = XCPathKind;
-    struct {
-        char const* fault;
-        wchar_t const* path;
-        Kind kind;
-        char const* parts; ///< root, parent, stem, extension, normal form
-    } const rows[] = {
+    // fault, path, kind, parts (root, parent, stem, extension, normal form)
+    Rows<wchar_t const*, Kind, char const*> const rows = {
         {"empty", L"", Kind::Relative, "||||"},
         {"two dots in a name", L"a.tar.gz", Kind::Relative, "||a.tar|.gz|a.tar.gz"},
         {"hidden name taken for an extension", L"x/.profile", Kind::Relative, "|x|.profile||x\\.profile"},
@@ -46,23 +32,21 @@ TEST(XCPath, Parts)
          "\\\\?\\unc\\s\\f\\|\\\\?\\unc\\s\\f\\|a||\\\\?\\unc\\s\\f\\a"},
         {"device taken for a share", L"//./COM1", Kind::Device, "//./COM1||||//./COM1"},
     };
-    for (auto const& row : rows) {
-        XCPath const path(row.path), normal = path.Normalise();
-        EXPECT_EQ(path.GetKind(), row.kind) << row.fault;
+    for (auto const& [fault, rowPath, kind, parts] : rows) {
+        XCPath const path(rowPath), normal = path.Normalise();
+        EXPECT_EQ(path.GetKind(), kind) << fault;
         EXPECT_EQ(Shown(path.Root().AsString() + L"|" + path.Parent().AsString() + L"|" + path.Stem() + L"|" +
                         path.Extension() + L"|" + normal.AsString()),
-                  row.parts)
-            << row.fault;
-        EXPECT_TRUE(normal.Normalise().View() == normal.View()) << row.fault;
+                  parts)
+            << fault;
+        EXPECT_TRUE(normal.Normalise().View() == normal.View()) << fault;
     }
 }
 
 TEST(XCPath, JoinAndWayBack)
 {
-    struct {
-        char const* fault;
-        wchar_t const *base, *other, *joined, *relative;
-    } const rows[] = {
+    // fault, base, other, joined, relative
+    Rows<wchar_t const*, wchar_t const*, wchar_t const*, wchar_t const*> const rows = {
         {"separator missing", L"C:\\a", L"b", L"C:\\a\\b", L"b"},
         {"separator doubled", L"C:\\", L"b\\c", L"C:\\b\\c", L"b\\c"},
         {"drive's own folder becomes its root", L"C:", L"b", L"C:b", L"b"},
@@ -77,14 +61,14 @@ TEST(XCPath, JoinAndWayBack)
         {"dots left after a literal path", L"\\\\?\\C:\\a\\", L"./../b/c", L"\\\\?\\C:\\b\\c", L"..\\b\\c"},
         {"root of a literal path lost", L"\\\\?\\C:\\a", L"..\\..\\..", L"\\\\?\\C:\\", L".."},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
-        XCPath const base(row.base), joined = base.Join(row.other);
+    for (auto const& [fault, rowBase, other, rowJoined, rowRelative] : rows) {
+        SCOPED_TRACE(fault);
+        XCPath const base(rowBase), joined = base.Join(other);
         XCPath relative;
-        EXPECT_EQ(Shown(joined.AsString()), Shown(row.joined));
-        ASSERT_EQ(joined.RelativeTo(base, relative), row.relative != nullptr);
-        EXPECT_EQ(Shown(relative.AsString()), Shown(row.relative ? row.relative : L""));
-        EXPECT_TRUE(!row.relative || base.Join(relative).Normalise() == joined.Normalise());
+        EXPECT_EQ(Shown(joined.AsString()), Shown(rowJoined));
+        ASSERT_EQ(joined.RelativeTo(base, relative), rowRelative != nullptr);
+        EXPECT_EQ(Shown(relative.AsString()), Shown(rowRelative ? rowRelative : L""));
+        EXPECT_TRUE(!rowRelative || base.Join(relative).Normalise() == joined.Normalise());
     }
     XCPath none;
     EXPECT_FALSE(XCPath(L"a").RelativeTo(L"..\\b", none)) << "a folder whose name nobody knows";
@@ -94,10 +78,8 @@ TEST(XCPath, JoinAndWayBack)
 TEST(XCPath, CheckNamesTheFault)
 {
     using Fault = XCPathFault;
-    struct {
-        Fault fault;
-        std::vector<wchar_t const*> paths;
-    } const rows[] = {
+    // fault, paths
+    Table<Fault, std::vector<wchar_t const*>> const rows = {
         {Fault::None,
          {L"C:\\a b\\c.d\\..\\.e", L"\\\\?\\C:\\a", L"\\\\?\\Volume{1}\\a", L"a:b", L"com", L"com10", L"console"}},
         {Fault::Empty, {L""}},
@@ -107,8 +89,8 @@ TEST(XCPath, CheckNamesTheFault)
         {Fault::Character, {L"a\\b?", L"a\tb", L"\\\\?\\C:\\a/b", L"\\\\?\\Volume{\x1}\\"}},
         {Fault::Device, {L"\\\\.\\PhysicalDrive0", L"//?/C:/a", L"\\??\\GLOBALROOT\\x", L"\\\\s\\PIPE\\x"}},
     };
-    for (auto const& row : rows)
-        for (wchar_t const* path : row.paths) EXPECT_EQ(XCPath(path).Check(), row.fault) << Shown(path);
+    for (auto const& [fault, paths] : rows)
+        for (wchar_t const* path : paths) EXPECT_EQ(XCPath(path).Check(), fault) << Shown(path);
     XCString name;
     EXPECT_EQ(XCPath(L"C:\\a.\\NUL .txt\\b").Check(&name), Fault::Trailing) << "the first of two";
     EXPECT_EQ(Shown(name), "a.");
@@ -121,28 +103,25 @@ TEST(XCPath, CheckNamesTheFault)
 TEST(XCPath, ComparesAsTheSystemDoes)
 {
     EXPECT_TRUE(XCPath(L"C:/Dir/\u00E9") == XCPath(L"c:\\dIR\\\u00C9"));
-    EXPECT_TRUE(XCPath(L"stra\u00DFe") != XCPath(L"strasse"));
-    EXPECT_TRUE(XCPath(L"a") < XCPath(L"B"));
+    EXPECT_TRUE(XCPath(L"stra\u00DFe") != XCPath(L"strasse") && XCPath(L"a") < XCPath(L"B"));
     EXPECT_TRUE(XCPath(L"a") < XCPath(L"a\\b"));
     EXPECT_TRUE(XCPath(L"a\\b") != XCPath(L"a\\.\\b")) << "nothing is normalised";
 }
 
 TEST(XCFileInfo, IdentityNotTextDecides)
 {
-    xc_test::ScratchFile const file("12345", "xc_info.txt"), other("12345", "xc_other.txt");
+    ScratchFile const file("12345", "xc_info.txt"), other("12345", "xc_other.txt");
     XCFileInfo info;
     bool same = false;
-    EXPECT_TRUE(XCPath(L"xc_info.txt").SameFile(XCPath(L"./x/../xc_info.txt").Normalise(), same).Good());
-    EXPECT_TRUE(same);
+    EXPECT_TRUE(XCPath(L"xc_info.txt").SameFile(XCPath(L"./x/../xc_info.txt").Normalise(), same).Good() && same);
     EXPECT_TRUE(XCPath(L"xc_info.txt").SameFile(L"xc_other.txt", same).Good());
     EXPECT_FALSE(same) << "equal content is not one file";
     XCErrorID const missing = XCFileInfo::Get(L"xc_missing.txt", info);
     EXPECT_EQ(missing, XCErrFileFailed);
-    EXPECT_TRUE(xc_test::Names(missing, "xc_missing.txt"));
+    EXPECT_TRUE(Names(missing, "xc_missing.txt"));
 
     ASSERT_TRUE(XCFileInfo::Get(L"xc_info.txt", info).Good());
-    EXPECT_EQ(info.size, 5u);
-    EXPECT_EQ(info.links, 1u);
+    EXPECT_EQ(All(info.size, info.links), All(5u, 1u));
     EXPECT_FALSE(info.IsFolder() || info.IsLink() || info.IsReadOnly());
     XCDateTimeEx const now = XCDateTimeEx::GetCurrentDateTime();
     EXPECT_LT((now - info.written.GetDateTime()).GetDuration(), 60000);
@@ -160,5 +139,3 @@ TEST(XCFileTime, KeepsWhatTheCalendarCannotShow)
         EXPECT_TRUE(XCFileTime(ticks).GetDateTime().IsNull()) << ticks;
     EXPECT_FALSE(XCFileTime(XCDateTimeEx(1600, 12, 31)).IsKnown());
 }
-
-} // namespace

@@ -1,10 +1,7 @@
 // shown.h - texts for messages of tests.
 #pragma once
 
-#include <XelbrinCore/XCErrorID.h>
-#include <XelbrinCore/XCString.h>
-
-#include <string>
+#include "prelude.h"
 
 namespace xc_test {
 

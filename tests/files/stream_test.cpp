@@ -1,16 +1,8 @@
 // Streams of files: lines of every encoding, wherever the buffer cuts them, and a disk that is full for a while.
-#include <XelbrinCore/XCBinaryReader.h>
-#include <XelbrinCore/XCBinaryWriter.h>
-#include <XelbrinCore/XCError.h>
-#include <XelbrinCore/XCFileStream.h>
 
 #include "files/shown.h"
 #include "repetitions.h"
 #include "scratch_files.h"
-
-#include <gtest/gtest.h>
-#include <random>
-#include <vector>
 
 #if defined(_WIN32)
 #include "sync/import_patch.h"
@@ -18,8 +10,6 @@
 
 namespace {
 
-using xc_test::ScratchFile;
-using xc_test::Shown;
 using namespace std::literals;
 
 /// All lines, each before a "|"; the codes of errors in their places.
@@ -39,13 +29,8 @@ TEST(XCFileStream, LinesOfEveryEncoding)
 {
     using Encoding = XCTextEncoding;
     XCSmartPtrToConst<XCStringConverter> const latin(new XCLatin1Converter);
-    struct {
-        char const* fault;
-        std::string_view bytes;
-        XCTextOptions options;
-        char const* lines;
-        Encoding found;
-    } const rows[] = {
+    // fault, bytes, options, lines, found
+    Rows<std::string_view, XCTextOptions, char const*, Encoding> const rows = {
         {"empty file has a line", "", {}, "", Encoding::Utf8},
         {"last line lost", "a\r\nb\n\nc", {}, "a|b||c|", Encoding::Utf8},
         {"line after the last", "a\n", {}, "a|", Encoding::Utf8},
@@ -60,26 +45,21 @@ TEST(XCFileStream, LinesOfEveryEncoding)
         {"other encodings", "\xE9\n\xFF"sv, {.converter = latin}, "?|?|", Encoding::Utf8},
         {"mark of another encoding", "\xFF\xFE\n"sv, {.converter = latin}, "??|", Encoding::Utf8},
         {"limit not kept", "12345\n123456\n1\n", {.maxLineUnits = 5}, "12345|1206|1|", Encoding::Utf8},
-        {"limit in bytes",
-         "\xC3\xA9\xC3\xA9\n\xC3\xA9\xC3\xA9\xC3\xA9"sv,
-         {.maxLineUnits = 2},
-         "??|1206|",
-         Encoding::Utf8},
+        {"in bytes", "\xC3\xA9\xC3\xA9\n\xC3\xA9\xC3\xA9\xC3\xA9"sv, {.maxLineUnits = 2}, "??|1206|", Encoding::Utf8},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
-        ScratchFile const disk(row.bytes, "xc_lines.txt");
+    for (auto const& [fault, bytes, options, lines, found] : rows) {
+        SCOPED_TRACE(fault);
+        ScratchFile const disk(bytes, "xc_lines.txt");
         XCFileStream stream;
-        ASSERT_TRUE(stream.Open(disk.Path(), XCFileMode::ToRead(), row.options).Good());
-        EXPECT_EQ(Lines(stream), row.lines);
-        EXPECT_EQ(stream.GetEncoding(), row.found);
+        ASSERT_TRUE(stream.Open(disk.Path(), XCFileMode::ToRead(), options).Good());
+        EXPECT_EQ(Lines(stream), lines);
+        EXPECT_EQ(stream.GetEncoding(), found);
         XCFileStream last;
         XCString line;
         bool got = true;
-        ASSERT_TRUE(last.Open(disk.Path(), XCFileMode::ToRead(), row.options).Good() &&
-                    last.Seek(row.bytes.size()).Good());
+        ASSERT_TRUE(last.Open(disk.Path(), XCFileMode::ToRead(), options).Good() && last.Seek(bytes.size()).Good());
         EXPECT_TRUE(last.ReadLine(line, got).Good() && !got);
-        EXPECT_EQ(last.GetEncoding(), row.found) << "read from its end on";
+        EXPECT_EQ(last.GetEncoding(), found) << "read from its end on";
     }
 }
 
@@ -91,10 +71,9 @@ TEST(XCFileStream, ErrorsNameFileLineAndByte)
     bool got = false;
     ASSERT_TRUE(stream.Open(disk.Path(), XCFileMode::ToRead()).Good() && stream.ReadLine(line, got).Good());
     XCErrorID const damaged = stream.ReadLine(line, got);
-    EXPECT_TRUE(xc_test::Names(damaged, "xc_damaged.txt"));
-    EXPECT_EQ(xc_test::Parameter(damaged, 1) + ", " + xc_test::Parameter(damaged, 2), "2, 5");
-    EXPECT_TRUE(!got && line.IsNull());
-    EXPECT_TRUE(stream.Close().Good());
+    EXPECT_TRUE(Names(damaged, "xc_damaged.txt"));
+    EXPECT_EQ(Parameter(damaged, 1) + ", " + Parameter(damaged, 2), "2, 5");
+    EXPECT_TRUE(!got && line.IsNull() && stream.Close().Good());
     for (XCErrorID const& closed : {stream.ReadLine(line, got), stream.WriteLine(L"x"), stream.Flush(), stream.Seek(0)})
         EXPECT_EQ(closed, XCErrFileFailed);
 }
@@ -126,8 +105,7 @@ TEST(XCFileStream, WhatIsWrittenReadsBackWhereverTheBufferCuts)
             ASSERT_TRUE(in.ReadLine(read, got).Good() && got);
             ASSERT_TRUE(read.View().ends_with(line) && read.Length() <= line.size() + (in.GetLineNumber() == 1));
         }
-        EXPECT_EQ(in.GetEncoding(), encoding);
-        EXPECT_EQ(Lines(in), "");
+        EXPECT_EQ(All(in.GetEncoding(), Lines(in)), All(encoding, ""));
     }
 }
 
@@ -144,8 +122,7 @@ TEST(XCFileStream, AGrowingFileGivesWholeLines)
         ASSERT_TRUE(out.Write(&byte, 1).Good() && out.Flush().Good());
         lines += Lines(in);
     }
-    EXPECT_EQ(lines, "caf?|?|");
-    EXPECT_EQ(in.GetPosition(), content.size() - 3);
+    EXPECT_EQ(All(lines, in.GetPosition()), All("caf?|?|", content.size() - 3));
 }
 
 TEST(XCFileStream, TypedValuesInBothDirections)
@@ -183,7 +160,7 @@ TEST(XCFileStream, AFullDiskLosesNothingThatWasTaken)
 {
     for (XCFileMode const& mode : {XCFileMode::ToWrite(), XCFileMode::ToAppend()}) {
         ScratchFile const disk("xc_full.txt");
-        sync_test::ImportPatch const patch("WriteFile", reinterpret_cast<void*>(&WriteWithRoom));
+        sync_test::ImportPatch const patch("WriteFile", &WriteWithRoom);
         XCFileStream stream;
         ASSERT_TRUE(stream.Open(disk.Path(), mode, {.crlf = false}).Good());
         std::string expected;
@@ -199,8 +176,7 @@ TEST(XCFileStream, AFullDiskLosesNothingThatWasTaken)
         EXPECT_GT(failures, 0);
         EXPECT_EQ(stream.Flush().Good(), g_room != 0);
         g_room = SIZE_MAX;
-        EXPECT_TRUE(stream.Close().Good());
-        EXPECT_TRUE(disk.Bytes() == expected);
+        EXPECT_TRUE(stream.Close().Good() && disk.Bytes() == expected);
     }
 }
 #endif

@@ -10,10 +10,6 @@
 #include "files/TreeWalk.h"
 #include "win32/LastError.h"
 
-#include <functional>
-#include <map>
-#include <numeric>
-
 // The parts under test are compiled into this program, the messages are not.
 XCErrorID xc::files::FileError(XCCoreError code, win32::SystemPath const& path, unsigned long systemError)
 {
@@ -29,7 +25,6 @@ namespace {
 
 using namespace files_test;
 using namespace xc::win32;
-using xc_test::ScratchFolder;
 
 constexpr unsigned long kErrorUserMapped = 1224;
 constexpr std::uint32_t kJunction = 0xA0000003, kCloud = 0x9000101A;
@@ -46,8 +41,7 @@ struct Windows {
     int entered = 0;                         ///< listings of junctions
 };
 
-class WindowsSteps final : public TreeSteps {
-public:
+struct WindowsSteps final : TreeSteps {
     explicit WindowsSteps(Windows& windows) : m_windows(windows) {}
 
     unsigned long Open(SystemPath const& path, EntryAccess access, void*& handle) override
@@ -146,45 +140,32 @@ std::string Remove(fs::path const& at, Windows& windows, unsigned int patienceMs
 
 TEST(TreeRemoval, AnswersOfWindows)
 {
-    struct Row {
-        char const* fault;
-        Windows windows;
-        char const* held; ///< open in another program; closed when the removal waits
-        unsigned int patienceMs;
-        char const* told;
-        std::ptrdiff_t left; ///< entries
-    };
     std::string const elsewhere = std::to_string(kErrorLeadsElsewhere);
-    Row const rows[] = {
+    // fault, windows, held (open in another program; closed when the removal waits), patienceMs, told, left (entries)
+    Rows<Windows, char const*, unsigned int, char const*, std::ptrdiff_t> const rows = {
         {"held names are not freed", {}, "x/a/f", 0, "", 0},
         {"held folder", {}, "x/a", 0, "", 0},
         {"last handle is not waited for", {.hasPosix = false}, "x/a/f", 100, "", 0},
         {"root is not told", {.hasPosix = false}, "x/a/f", 0, "x=145 ", 2},
         {"pending deletion is a failure", {.deletePending = 2}, "", 100, "", 0},
         {"folder of a pending deletion is not told", {.deletePending = 9}, "", 0, "a=145 ", 3},
-        {"new name is kept",
-         {.hasPosix = false, .isMapped = true},
-         "x/a/f",
-         0,
-         "a=1224 f=1224 pending=1224 x=1224 ",
-         4},
+        {"new name stays", {.hasPosix = false, .isMapped = true}, "x/a/f", 0, "a=1224 f=1224 pending=1224 x=1224 ", 4},
         {"exchanged folder is listed", {.exchanged = L"\\a"}, "", 0, "a=", 4},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, rowWindows, rowHeld, patienceMs, rowTold, rowLeft] : rows) {
+        SCOPED_TRACE(fault);
         ScratchFolder const scratch("windows_tree");
         Make(scratch.path, "x/ x/a/ x/a/f x/a/pending");
-        Windows windows = row.windows;
+        Windows windows = rowWindows;
         Held held;
-        if (*row.held) held = Hold(scratch.path / row.held);
+        if (*rowHeld) held = Hold(scratch.path / rowHeld);
         windows.onPause = [&] { held.reset(); };
-        std::string const told = Remove(scratch.path, windows, row.patienceMs);
-        std::string const expected = row.told;
+        std::string const told = Remove(scratch.path, windows, patienceMs);
+        std::string const expected = rowTold;
         EXPECT_EQ(told, expected.ends_with("=") ? expected + elsewhere + " " : expected);
         std::string const names = Names(scratch.path);
         std::ptrdiff_t const left = names.empty() ? 0 : 1 + std::count(names.begin(), names.end(), ' ');
-        EXPECT_EQ(left, row.left) << names;
-        EXPECT_EQ(names == "x/ x/a/ x/a/f x/a/pending", row.left == 4) << names;
+        EXPECT_EQ(All(left, names == "x/ x/a/ x/a/f x/a/pending"), All(rowLeft, rowLeft == 4)) << names;
     }
 }
 
@@ -194,9 +175,9 @@ TEST(TreeRemoval, LinksAreRemovedThemselves)
     Make(scratch.path, "x/ x/junction/ x/junction/kept x/cloud/ x/cloud/f");
     Windows windows;
     EXPECT_EQ(Remove(scratch.path, windows, 0), "x=145 ") << "the steps do not take the junction away";
-    EXPECT_EQ(windows.entered, 0);
-    EXPECT_EQ(std::count(windows.disposed.begin(), windows.disposed.end(), L"junction"), 1);
-    EXPECT_EQ(Names(scratch.path), "x/ x/junction/ x/junction/kept");
+    EXPECT_EQ(All(windows.entered, std::count(windows.disposed.begin(), windows.disposed.end(), L"junction"),
+                  Names(scratch.path)),
+              All(0, 1, "x/ x/junction/ x/junction/kept"));
 }
 
 TEST(TreeSteps, IdentitiesTellVolumesApart)
@@ -230,8 +211,7 @@ TEST(TreeWalk, TagsDecide)
 }
 
 /// Another volume, on which a file cannot be read and complete copies may get no name.
-class VolumeSteps final : public CopySteps {
-public:
+struct VolumeSteps final : CopySteps {
     bool failsRename = false;
     std::wstring failing;
 
@@ -249,28 +229,22 @@ public:
 
 TEST(TreeMove, AcrossVolumesLosesNothing)
 {
-    struct {
-        char const* fault;
-        char const* more;
-        bool failsRename;
-        wchar_t const* failing;
-        int code;
-        char const* after;
-    } const rows[] = {
+    // fault, more, failsRename, failing, code, after
+    Rows<char const*, bool, wchar_t const*, int, char const*> const rows = {
         {"moved", "", false, L"", 0, "z/ z/a/ z/a/f z/g"},
         {"incomplete copy takes the name", "", false, L"f", XCErrTreeNotCopied, "x/ x/a/ x/a/f x/g"},
         {"copy stays when it gets no name", "", true, L"", XCErrTreeNotMoved, "x/ x/a/ x/a/f x/g"},
         {"link is lost", "x/junction/", false, L"", XCErrTreeNotCopied, "x/ x/a/ x/a/f x/g x/junction/"},
         {"target is replaced", "z", false, L"", XCErrTreeNotMoved, "x/ x/a/ x/a/f x/g z"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, more, failsRename, failing, code, after] : rows) {
+        SCOPED_TRACE(fault);
         ScratchFolder const scratch("windows_move");
         Make(scratch.path, "x/ x/a/ x/a/f x/g ");
-        Make(scratch.path, row.more);
+        Make(scratch.path, more);
         VolumeSteps steps;
-        steps.failsRename = row.failsRename;
-        steps.failing = row.failing;
+        steps.failsRename = failsRename;
+        steps.failing = failing;
         Windows windows;
         XCTreeReport report;
         xc::files::TreeTally tally(&report, {});
@@ -279,9 +253,8 @@ TEST(TreeMove, AcrossVolumesLosesNothing)
             steps, [&] { return std::make_unique<WindowsSteps>(windows); }, options, tally);
         SystemPath const from((scratch.path / "x").native());
         copy.Move(from, SystemPath((scratch.path / "z").native()));
-        EXPECT_EQ(static_cast<int>(tally.Result(from)), row.code);
-        EXPECT_EQ(Names(scratch.path), row.after);
-        EXPECT_TRUE(row.code != 0 || report.files * 10 + report.folders == 22);
+        EXPECT_EQ(All(static_cast<int>(tally.Result(from)), Names(scratch.path)), All(code, after));
+        EXPECT_TRUE(code != 0 || report.files * 10 + report.folders == 22);
     }
 }
 

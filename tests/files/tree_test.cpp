@@ -4,13 +4,9 @@
 #include "win32/CopySteps.h"
 #include "win32/path_limit.h"
 
-#include <functional>
-#include <random>
-
 namespace {
 
 using namespace files_test;
-using xc_test::ScratchFolder;
 
 /// Names in the order of delivery, in one line.
 std::string Walked(fs::path const& root, XCWalkOptions options)
@@ -33,11 +29,8 @@ TEST(TreeWalk, Delivers)
     auto const is = [](wchar_t const* name) {
         return [name](XCDirectoryEntry const& entry) { return entry.GetName() == name; };
     };
-    struct {
-        char const* fault;
-        XCWalkOptions options;
-        char const* expected;
-    } const rows[] = {
+    // fault, options, expected
+    Rows<XCWalkOptions, char const*> const rows = {
         {"order, skip", {}, "B a.txt d skip B\\C B\\b.cpp B\\C\\c.H d\\e.txt "},
         {"depth", {.depth = 1}, "B a.txt d skip "},
         {"folders delivered",
@@ -48,7 +41,7 @@ TEST(TreeWalk, Delivers)
         {"star without end", {.folders = false, .names = L"*.*x*;hid*n*"}, "a.txt d\\e.txt skip\\hidden "},
         {"filter keeps folders from being entered", {.filter = is(L"c.H")}, "B\\C\\c.H "},
     };
-    for (auto const& row : rows) EXPECT_EQ(Walked(tree.path, row.options), row.expected) << row.fault;
+    for (auto const& [fault, options, expected] : rows) EXPECT_EQ(Walked(tree.path, options), expected) << fault;
     EXPECT_EQ(Walked(tree.path / "a.txt", {}), "failed");
     EXPECT_EQ(Walked(tree.path / "none", {}), "failed");
     Make(tree.path, "stop/");
@@ -113,8 +106,7 @@ TEST(Trees, OfDepth5000NeedNoStack)
     XCTreeReport report;
     XCErrorID const removed = XCDirectory::RemoveTree(Wide(root), {.report = &report});
     EXPECT_TRUE(removed.Good()) << Tail(removed);
-    EXPECT_EQ(report.folders, depth + 1);
-    EXPECT_EQ(scratch.Count(), 0);
+    EXPECT_EQ(All(report.folders, scratch.Count()), All(depth + 1, 0));
 }
 
 /// Trees with links to files and folders outside, to each other, and around in circles.
@@ -218,18 +210,13 @@ TEST(Trees, Operations)
     auto const kept = [](Work const& work, char const* file, char const* content) {
         return [=](fs::path const& at) {
             XCErrorID const result = work(at);
-            EXPECT_EQ(xc_test::ReadFile(at / file), content);
+            EXPECT_EQ(ReadFile(at / file), content);
             return result;
         };
     };
     std::string const two = "x/ x/f x/y/ x/y/g";
-    struct {
-        char const* fault;
-        std::string before;
-        Work work;
-        int code;
-        std::string after;
-    } const rows[] = {
+    // fault, before, work, code, after
+    Rows<std::string, Work, int, std::string> const rows = {
         {"missing parents", "", Create("p/q/r"), 0, "p/ p/q/ p/q/r/"},
         {"file taken for a folder", "p", Create("p"), XCErrFolderCannotCreate, "p"},
         {"reserved name", "", Create("nul.x"), XCErrFileName, ""},
@@ -252,13 +239,13 @@ TEST(Trees, Operations)
         {"move over a file", "f g", kept(Move("f", "g", replace), "g", "f"), 0, "g"},
         {"move over a folder", "x/ z/ z/k", Move("x", "z", replace), XCErrTreeNotMoved, "x/ z/ z/k"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, before, work, code, after] : rows) {
+        SCOPED_TRACE(fault);
         ScratchFolder const scratch("tree_rows");
-        Make(scratch.path, row.before);
-        XCErrorID const result = row.work(scratch.path);
-        EXPECT_EQ(static_cast<int>(result), row.code) << result.AsString().AsMbString();
-        EXPECT_EQ(Names(scratch.path), row.after);
+        Make(scratch.path, before);
+        XCErrorID const result = work(scratch.path);
+        EXPECT_EQ(static_cast<int>(result), code) << result.AsString().AsMbString();
+        EXPECT_EQ(Names(scratch.path), after);
     }
 }
 
@@ -278,8 +265,7 @@ TEST(Trees, UseTheLongFormAlone)
         EXPECT_TRUE(XCDirectory::Move(from, to).Good() && XCDirectory::Move(to, from).Good());
         EXPECT_TRUE(XCDirectory::Remove(made).Good());
         XCDiskSpace space;
-        EXPECT_TRUE(XCDirectory::GetSpace(from, space).Good());
-        EXPECT_TRUE(XCDirectory::RemoveTree(top).Good());
+        EXPECT_TRUE(XCDirectory::GetSpace(from, space).Good() && XCDirectory::RemoveTree(top).Good());
     }
     EXPECT_EQ(win32_test::g_bypasses, 0);
     EXPECT_GE(win32_test::g_long, 20);
@@ -308,9 +294,8 @@ TEST(Trees, CopiesKeepTimesAndAttributes)
     for (char const* name : {"", "y", "y/f"}) {
         ASSERT_TRUE(XCFileInfo::Get(Wide(scratch.path / "x" / name), from).Good());
         ASSERT_TRUE(XCFileInfo::Get(Wide(scratch.path / "z" / name), to).Good());
-        EXPECT_EQ(from.written, to.written) << name;
-        EXPECT_EQ(to.written.GetRest(), 5678u) << name;
-        EXPECT_EQ(from.attributes, to.attributes) << name;
+        EXPECT_EQ(All(from.written, to.written.GetRest(), from.attributes), All(to.written, 5678u, to.attributes))
+            << name;
     }
     progress->Cancel();
     EXPECT_EQ(
@@ -326,16 +311,13 @@ TEST(Trees, RoomAndTemporaryNames)
     EXPECT_TRUE(XCDirectory::GetSpace(Wide(scratch.path), space).Good());
     EXPECT_TRUE(space.available != 0 && space.free <= space.total && space.available <= space.free);
     EXPECT_TRUE(XCDirectory::Exists(XCDirectory::GetTemp()) && XCDirectory::Exists(XCDirectory::GetCurrent()));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            XCPath made;
-            for (int n = 0; n < 25; ++n) {
-                EXPECT_TRUE(XCDirectory::CreateTemporary(Wide(scratch.path), L"d", made).Good());
-                EXPECT_TRUE(XCDirectory::CreateTemporaryFile(Wide(scratch.path), L"f", L".tmp", made).Good());
-            }
-        });
-    for (std::thread& thread : threads) thread.join();
+    OnThreads(4, [&](int) {
+        XCPath made;
+        for (int n = 0; n < 25; ++n) {
+            EXPECT_TRUE(XCDirectory::CreateTemporary(Wide(scratch.path), L"d", made).Good());
+            EXPECT_TRUE(XCDirectory::CreateTemporaryFile(Wide(scratch.path), L"f", L".tmp", made).Good());
+        }
+    });
     EXPECT_EQ(scratch.Count(), 200);
 }
 

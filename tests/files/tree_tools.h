@@ -1,17 +1,9 @@
 // tree_tools.h - trees of the tests: made from lists of names, and with links that the system shows as such.
 #pragma once
 
-#include <XelbrinCore/XCDirectory.h>
-
+#include "prelude.h"
 #include "scratch_files.h"
 
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <set>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 #include <windows.h>
 
 namespace files_test {

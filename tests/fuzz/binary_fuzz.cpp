@@ -2,19 +2,14 @@
 // same, and the memory in use never passes what the reader promises. The bytes are repeated to a size at which the fixed
 // part of the promise hides nothing.
 #include "data/streams.h"
+#include "input.h"
 #include "peak_memory.h"
-
-#include <cstdint>
-#include <cstdlib>
-
-namespace {
 
 constexpr std::size_t kLarge = std::size_t{1} << 18;
 constexpr std::size_t kFixed = 65536;
 
 /// What was written, as a checksum: the target itself needs no memory.
-class Digest : public XCByteSinkI {
-public:
+struct Digest : XCByteSinkI {
     XCErrorID Write(void const* bytes, std::size_t size) override
     {
         sum = XCCrc32c({bytes, size}, sum);
@@ -30,17 +25,15 @@ public:
 Digest WalkWithin(std::size_t times, XCBinaryReader& reader, XCBytes script, std::size_t size)
 {
     Digest seen;
-    xc_fuzz::PeakMemory const peak;
+    PeakMemory const peak;
     xc_test::Walk(reader, script, seen);
     if (peak.Bytes() > times * size + kFixed) std::abort();
     return seen;
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    if (size < 3) return 0;
+    if (size < 3) return;
     XCBytes const input(bytes, size);
     XCBytes const script = input.Slice(2, bytes[0] % 32);
     XCBytes const rest = input.Slice(2 + script.Size());
@@ -55,5 +48,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     xc_test::TrickleSource source(data, bytes[1] % 64 == 0 ? 4096 : 1 + bytes[1] % 7);
     XCBinaryReader reader(source, XCByteOrder::Little, limits);
     if (!(WalkWithin(3, reader, script, data.Size()) == wanted)) std::abort();
-    return 0;
 }

@@ -2,11 +2,6 @@
 // options read them in both syntaxes; what is refused leaves every target as it was.
 #include "input.h"
 
-#include <XelbrinCore/XCCommandLine.h>
-#include <XelbrinCore/XCOptions.h>
-
-namespace {
-
 /// Each argument in quotes, its own doubled.
 XCString Quoted(XCCommandLine const& line)
 {
@@ -57,16 +52,13 @@ bool LeavesNothingHalfSet(XCCommandLine const& line, bool otherSyntax)
     return inRange && (wrong.Good() || targets == Targets());
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    XCCommandLine const line(xc_fuzz::Text(xc_fuzz::Units(bytes, size)));
+    XCCommandLine const line(Text(Units(bytes, size)));
     if (line.GetArgCount() > 0 && line.GetParsedArgumentVector().size() != line.GetArgCount() - 1) std::abort();
     for (XCCommandLineArgument const& argument : line.GetParsedArgumentVector())
         (void)line.GetArg(argument.GetArgument());
     if (!HasSameArguments(line, XCCommandLine(line))) std::abort();
     if (CanBeQuoted(line) && !HasSameArguments(line, XCCommandLine(Quoted(line)))) std::abort();
     if (!LeavesNothingHalfSet(line, false) || !LeavesNothingHalfSet(line, true)) std::abort();
-    return 0;
 }

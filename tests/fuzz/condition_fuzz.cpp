@@ -1,23 +1,16 @@
 // Condition text: what can be read prints a text that reads back as the same condition and evaluates in the same way.
 #include "input.h"
 
-#include <XelbrinCore/XCCondition.h>
-
-namespace {
-
-using xc_fuzz::Require;
-
 XCString TextOf(std::uint8_t const* bytes, std::size_t size)
 {
     // Plain bytes reach the grammar faster than pairs of them; the first byte tells which the input is.
     bool const plain = size > 0 && bytes[0] % 2 == 0;
-    return xc_fuzz::Text(plain ? std::wstring(bytes + 1, bytes + size) : xc_fuzz::Units(bytes, size));
+    return Text(plain ? std::wstring(bytes + 1, bytes + size) : Units(bytes, size));
 }
 
 bool Evaluates(XCCondition const& condition, XCConditionValue value)
 {
-    class Everything : public XCConditionParams {
-    public:
+    struct Everything : XCConditionParams {
         explicit Everything(XCConditionValue value) : m_value(value) {}
         XCConditionValue GetValue(XCString const&) const override { return m_value; }
 
@@ -27,13 +20,11 @@ bool Evaluates(XCCondition const& condition, XCConditionValue value)
     return condition.Evaluate(Everything(value));
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     XCString const text = TextOf(bytes, size);
     XCCondition const condition(text);
-    if (condition.GetReadError().Bad()) return 0;
+    if (condition.GetReadError().Bad()) return;
 
     XCString const native = condition.ToString(true);
     XCCondition fromNative;
@@ -45,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         // Only the native form brings what the text cannot say: patterns that are not valid, deeper lists.
         int const code = fromPrinted.GetReadError();
         Require(text.Find(L"@@") != XCString::npos && (code == XCErrConditionPattern || code == XCErrConditionNesting));
-        return 0;
+        return;
     }
     Require(fromPrinted.ToString() == printed);
     XCString const same(L"2009/01/03");
@@ -55,5 +46,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         bool const result = Evaluates(condition, value);
         Require(Evaluates(fromNative, value) == result && Evaluates(fromPrinted, value) == result);
     }
-    return 0;
 }

@@ -1,16 +1,9 @@
 // The configuration file: any bytes load or are refused, and what a load and a save wrote stays as it is from then on.
-#include <XelbrinCore/XCConfig.h>
-#include <XelbrinCore/XCConfigLayers.h>
 
+#include "input.h"
 #include "scratch_files.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 #include <unistd.h>
-
-namespace {
 
 using xc_test::ScratchFile;
 
@@ -62,9 +55,7 @@ void CheckLayers(std::string_view bytes)
         if (unit < 0x20 && unit != L'\n') std::abort();
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     static ScratchFile const disk("/tmp/xc_config_fuzz_" + std::to_string(::getpid()));
     disk.Write({reinterpret_cast<char const*>(bytes), size});
@@ -72,10 +63,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     try {
         if (!LoadAndSave(disk, once)) std::abort(); // what was read can be written
     } catch (XCConfigStreamException const&) {
-        return 0;
+        return;
     }
     if (!LoadAndSave(disk, twice) || once != twice) std::abort();
     CheckCopy(disk, once);
     CheckLayers({reinterpret_cast<char const*>(bytes), size});
-    return 0;
 }

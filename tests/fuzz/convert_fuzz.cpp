@@ -4,12 +4,6 @@
 
 #include "text/Utf8.h"
 
-#include <XelbrinCore/XCStringConverter.h>
-
-namespace {
-
-using xc_fuzz::Require;
-
 /// Decodes by the definition: returns false and the position of the first malformed sequence.
 bool DecodeByHand(std::string const& bytes, std::wstring& out, std::size_t& errorAt)
 {
@@ -84,16 +78,13 @@ void CheckPage(std::string const& bytes, unsigned int page)
     Require(converter->ToUnicode(again, back).Good() && again.View() == text.View());
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    if (size == 0) return 0;
+    if (size == 0) return;
     std::string const narrow(reinterpret_cast<char const*>(bytes) + 1, size - 1);
     switch (bytes[0] % 4) {
-    case 0: CheckEncoding(xc_fuzz::Units(bytes + 1, size - 1)); break;
+    case 0: CheckEncoding(Units(bytes + 1, size - 1)); break;
     case 1: CheckPage(narrow, bytes[0] & 4 ? 932 : 1252); break;
     default: CheckDecoding(narrow);
     }
-    return 0;
 }

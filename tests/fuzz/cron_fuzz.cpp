@@ -1,10 +1,7 @@
 // Cron lines: what can be read is due in order, at whole minutes that the same line means again.
-#include <XelbrinCore/XCSchedule.h>
+#include "input.h"
 
-#include <cstdint>
-#include <cstdlib>
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     XCString line;
     for (std::size_t i = 0; i < size && i < 200; ++i) line += static_cast<wchar_t>(bytes[i]);
@@ -12,10 +9,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     XCDateTimeEx last(2024, 2, 28, 23, 59, 30, 0, XCTimeZone::UTC());
     for (int i = 0; i < 3; ++i) {
         XCDateTimeEx const next = schedule.GetNext(last, XCTimeZone::UTC());
-        if (next.IsNull()) return 0;
+        if (next.IsNull()) return;
         if (schedule.IsEmpty() || !(last < next) || next.GetTime(XCTimeZone::UTC()).AsMilliseconds() % 60000 != 0)
             std::abort();
         last = next;
     }
-    return 0;
 }

@@ -1,23 +1,13 @@
 // Dates, times and durations read and written by any format: values stay in range, buffers are kept to.
 #include "input.h"
 
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCException.h>
-
-#include <memory>
-#include <stdexcept>
-
-namespace {
-
-using xc_fuzz::Require;
-
 /// Bytes as units, as many as the first of them says.
-XCString TakeText(xc_fuzz::Input& input)
+XCString TakeText(Input& input)
 {
     std::vector<std::uint8_t> const bytes = input.TakeMany<std::uint8_t>(input.Take<std::uint8_t>() % 64);
     std::wstring units(bytes.begin(), bytes.end());
     std::replace(units.begin(), units.end(), L'\xFF', L'\x660');
-    return xc_fuzz::Text(units);
+    return Text(units);
 }
 
 template <class Value>
@@ -29,11 +19,9 @@ void CheckBuffer(Value const& value, wchar_t const* format)
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    xc_fuzz::Input input(bytes, size);
+    Input input(bytes, size);
     XCString const text = TakeText(input), format = TakeText(input);
     auto const raw = input.Take<std::int64_t>();
     XCTimeZone const zone = XCTimeZone::FromName(L"Eastern Standard Time");
@@ -80,5 +68,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         (void)XCPrintf(format, {text, text});
     } catch (std::out_of_range const&) {
     }
-    return 0;
 }

@@ -4,10 +4,7 @@
 
 #include "text/PrintFormat.h"
 
-namespace {
-
 using xc::text::FormatValue;
-using xc_fuzz::Input;
 
 FormatValue TakeValue(Input& input, std::vector<std::vector<wchar_t>>& wide, std::vector<std::vector<char>>& narrow)
 {
@@ -26,9 +23,7 @@ FormatValue TakeValue(Input& input, std::vector<std::vector<wchar_t>>& wide, std
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     Input input(bytes, size);
     std::vector<FormatValue> values(input.Take<std::uint8_t>() % 12);
@@ -53,5 +48,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     if (text.Length() < capacity - 1 &&
         (length != text.Length() || std::memcmp(buffer.data(), text.AsWChar(), length * 2) != 0))
         std::abort();
-    return 0;
 }

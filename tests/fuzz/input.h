@@ -1,16 +1,16 @@
 // input.h - an input of the fuzzer as units, as a text, or value by value.
 #pragma once
 
-#include <XelbrinCore/XCString.h>
+#include "library.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <vector>
+/// The work of a target on one input.
+void Fuzz(std::uint8_t const* bytes, std::size_t size);
 
-namespace xc_fuzz {
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+{
+    Fuzz(bytes, size);
+    return 0;
+}
 
 inline void Require(bool holds)
 {
@@ -40,8 +40,7 @@ inline std::pair<std::wstring, std::wstring> Halves(std::wstring const& units)
 }
 
 /// Reads the input from its front; zeros when it is used up.
-class Input {
-public:
+struct Input {
     Input(std::uint8_t const* bytes, std::size_t size) : m_at(bytes), m_left(size) {}
 
     template <class Value>
@@ -69,5 +68,3 @@ private:
     std::uint8_t const* m_at;
     std::size_t m_left;
 };
-
-} // namespace xc_fuzz

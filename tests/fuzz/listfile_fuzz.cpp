@@ -1,11 +1,7 @@
 // List files: whatever the bytes, no name leads out of its folder.
 #include "app/host/ListFile.h"
 #include "encoding/EncodedText.h"
-
-#include <cstdint>
-#include <cstdlib>
-
-namespace {
+#include "input.h"
 
 /// Where a path of this name ends up, counted in folders below the one it starts in, as the system resolves it.
 bool LeadsOut(std::wstring_view name)
@@ -32,13 +28,10 @@ void CheckList(std::wstring_view text)
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     XCTextEncoding encoding{};
     auto const text = xc::encoding::DecodeText({reinterpret_cast<char const*>(bytes), size}, encoding);
-    if (!text) return 0;
+    if (!text) return;
     CheckList(text->View());
-    return 0;
 }

@@ -5,10 +5,6 @@
 #include "log/RecordText.h"
 #include "log/TraceSettings.h"
 
-namespace {
-
-using xc_fuzz::Require;
-
 void CheckOneLine(std::wstring_view text)
 {
     std::string bytes;
@@ -72,15 +68,12 @@ void CheckPattern(std::wstring_view text)
     Require(std::count(bytes.begin(), bytes.end(), '\n') == 1);
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    std::wstring const text = xc_fuzz::Units(bytes, size);
+    std::wstring const text = Units(bytes, size);
     CheckOneLine(text);
     CheckEscaped(text);
     CheckJson(text);
     CheckSubjects(text);
     CheckPattern(text);
-    return 0;
 }

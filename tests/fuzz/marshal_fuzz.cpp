@@ -1,21 +1,12 @@
 // Frames of objects: any bytes after sound and unsound heads. What was read is written again and reads back the same,
 // and claims of length never allocate.
+#include "input.h"
 #include "peak_memory.h"
-
-#include <XelbrinCore/XCMarshal.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
-
-namespace {
 
 XCGuid const kType(1, 2, 3, {4});
 
 /// A list of texts and of further lists.
-class List : public XCMarshalI {
-public:
+struct List : XCMarshalI {
     XCGuid GetTypeGuid() const override { return kType; }
     std::uint32_t GetVersion() const override { return 1; }
     void Write(XCBinaryWriter& writer) const override
@@ -66,9 +57,7 @@ void Mend(XCBuffer& bytes)
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* input, std::size_t size)
+void Fuzz(std::uint8_t const* input, std::size_t size)
 {
     XCBuffer bytes{XCBytes(input, size)};
     Mend(bytes);
@@ -80,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* input, std::size_t siz
     bool more = true;
     for (std::uint64_t before = 0;; before = reader.GetPosition()) {
         XCSmartPtr<XCMarshalI> object;
-        xc_fuzz::PeakMemory const peak;
+        PeakMemory const peak;
         XCFrameResult const result = marshaller.Read(reader, object);
         // What a reader promises, and as much again for the lists: one takes less than twice its frame.
         if (peak.Bytes() > 4 * size + 65536) std::abort();
@@ -100,5 +89,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* input, std::size_t siz
             break;
         }
     }
-    return 0;
 }

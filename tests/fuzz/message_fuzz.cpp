@@ -1,20 +1,13 @@
 // Message texts with typed parameters: any text with any parameters gives a text of bounded length.
 #include "input.h"
 
-#include <XelbrinCore/XCMessageSource.h>
-#include <XelbrinCore/XCOldDateTime.h>
-
-namespace {
-
 constexpr std::size_t kLongestText = 3000;
 constexpr std::size_t kParameters = 4;
-
-using xc_fuzz::Input;
 
 XCString TakeText(Input& input, std::size_t most)
 {
     std::vector<wchar_t> const units = input.TakeMany<wchar_t>(most);
-    return xc_fuzz::Text({units.begin(), units.end()});
+    return Text({units.begin(), units.end()});
 }
 
 void AddParameter(XCErrorWithArgs& error, Input& input)
@@ -29,9 +22,7 @@ void AddParameter(XCErrorWithArgs& error, Input& input)
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     Input input(bytes, size);
     XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);
@@ -49,5 +40,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         std::abort();
     for (std::size_t i = 0; i < error->GetParameterCount(); ++i)
         (void)error->GetParameterValueAsString(i, XCExecContext());
-    return 0;
 }

@@ -2,19 +2,10 @@
 // for a value that its original does not ask for.
 #include "input.h"
 
-#include <XelbrinCore/XCMessageLibrary.h>
-
 #include "text/PrintFormat.h"
 
-#include <algorithm>
-
-namespace {
-
-using xc_fuzz::Require;
-
 /// Spells the requests of a format, sizes and letters as they came, but for what means the same.
-class Requests final : public xc::text::FormatSource {
-public:
+struct Requests final : xc::text::FormatSource {
     xc::text::FormatValue Next(xc::text::Conversion const& wanted) override
     {
         auto const among = [&](char const* letters) {
@@ -45,9 +36,7 @@ void RequireFaults(std::vector<XCLineFault> const& faults, std::string_view byte
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+void Fuzz(std::uint8_t const* data, std::size_t size)
 {
     // Two files, parted by a line of three dashes.
     std::string_view const bytes(reinterpret_cast<char const*>(data), size);
@@ -75,5 +64,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         }
         RequireFaults(translation.GetFaults(), second);
     }
-    return 0;
 }

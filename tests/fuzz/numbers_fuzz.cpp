@@ -1,9 +1,9 @@
 // The number readers of the string: any text gives a value and a verdict.
 #include "input.h"
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    XCString const text = xc_fuzz::Text(xc_fuzz::Units(bytes, size));
+    XCString const text = Text(Units(bytes, size));
     bool ok = false;
     std::int64_t const wide = text.AsInt64(&ok);
     bool narrowOk = false;
@@ -11,5 +11,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     if (narrowOk && (!ok || wide != narrow)) std::abort();
     (void)text.AsDouble(&ok);
     (void)text.AsULong(&ok);
-    return 0;
 }

@@ -1,22 +1,15 @@
 // Paths: parts that fit together again, a normal form that stays, and a way between two paths that leads where it says.
-#include <XelbrinCore/XCPath.h>
 
 #include "input.h"
 
-#include <string>
-
-using xc_fuzz::Require;
-
-namespace {
-
 /// Mostly the units that mean something in a path.
-XCPath PathOf(xc_fuzz::Input& input)
+XCPath PathOf(Input& input)
 {
     static constexpr wchar_t kUnits[] = L"\\\\\\\\////....::??CcDUN UNCx\u00B9$*\0\x1F\u00E9\u00C9";
     std::wstring text;
     for (std::uint8_t const byte : input.TakeMany<std::uint8_t>(input.Take<std::uint8_t>()))
         text += byte < std::size(kUnits) ? kUnits[byte] : static_cast<wchar_t>(byte);
-    return xc_fuzz::Text(text);
+    return Text(text);
 }
 
 bool IsVerbatim(XCPath const& path)
@@ -49,11 +42,9 @@ void LookAtNormalForm(XCPath const& path)
     if (isLong && !hasNull) Require(normal.ForSystem().View().starts_with(L"\\\\?\\"));
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
-    xc_fuzz::Input input(bytes, size);
+    Input input(bytes, size);
     XCPath const base = PathOf(input), path = PathOf(input);
     LookAtParts(path);
     LookAtNormalForm(path);
@@ -67,5 +58,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
         Require(relative.GetKind() == XCPathKind::Relative);
         Require(base.Join(relative).Normalise() == target.Normalise());
     }
-    return 0;
 }

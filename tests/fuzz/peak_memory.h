@@ -5,10 +5,7 @@
 #include <cstddef>
 #include <sanitizer/allocator_interface.h>
 
-namespace xc_fuzz {
-
-class PeakMemory {
-public:
+struct PeakMemory {
     PeakMemory()
     {
         static int const installed = __sanitizer_install_malloc_and_free_hooks(&Allocated, &Freed);
@@ -31,5 +28,3 @@ private:
     static inline std::ptrdiff_t g_now = 0;
     static inline std::ptrdiff_t g_peak = 0;
 };
-
-} // namespace xc_fuzz

@@ -2,18 +2,6 @@
 // reader, and a failure changes neither the value nor the place.
 #include "input.h"
 
-#include <XelbrinCore/XCStringStream.h>
-
-#include <array>
-#include <cmath>
-#include <iterator>
-#include <type_traits>
-
-namespace {
-
-using xc_fuzz::Input;
-using xc_fuzz::Require;
-
 XCLocale TakeLocale(Input& input)
 {
     static wchar_t const* const kNames[] = {L"", L"en-US", L"de-DE", L"de-CH", L"fr-FR", L"hi-IN"};
@@ -82,9 +70,7 @@ void ReadAnyText(Input& input, XCLocale const& locale)
     }
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
+void Fuzz(std::uint8_t const* bytes, std::size_t size)
 {
     Input input(bytes, size);
     XCLocale const locale = TakeLocale(input);
@@ -94,5 +80,4 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     case 2: PassDouble(input, locale); break;
     default: ReadAnyText(input, locale); break;
     }
-    return 0;
 }

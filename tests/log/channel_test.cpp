@@ -1,18 +1,9 @@
 #include "log_files.h"
 
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCLog.h>
-
-#include <chrono>
-#include <functional>
-#include <stdexcept>
-#include <thread>
-
 namespace {
 
 /// Keeps what it receives as "level:text|"; runs `during` inside each OnFlush.
-class Recorder : public XCLogSubscriberI {
-public:
+struct Recorder : XCLogSubscriberI {
     explicit Recorder(int desired = 1) { SetDesiredLevel(desired); }
     void OnFlush(int level, XCString const& text) override
     {
@@ -106,57 +97,47 @@ TEST(XCLogManager, ChannelsByNameAndIndex)
     EXPECT_EQ(manager.AddChannel(L"a"), 2u) << "an existing name is no reason to refuse";
     EXPECT_EQ(manager.GetChannel(L"a"), manager.GetChannel(std::size_t{0}));
     EXPECT_EQ(manager.GetChannel(L"A"), manager.GetChannel(1)) << "case ignored";
-    EXPECT_EQ(manager.GetChannel(L"b"), nullptr);
-    EXPECT_EQ(manager.GetChannel(3), nullptr);
-    EXPECT_EQ(manager.GetAvailableChannels().size(), 3u);
+    EXPECT_EQ(All(manager.GetChannel(L"b"), manager.GetChannel(3), manager.GetAvailableChannels().size()),
+              All(nullptr, nullptr, 3u));
 }
 
 TEST(XCLogSubscriber, WhatOneDoesInsideOnFlushNeverHurtsTheOthers)
 {
-    struct Case {
-        char const* fault;
-        std::function<void(Bench&, RecorderPtr const&, RecorderPtr const&)> misbehaves;
-        wchar_t const *first, *second;
-        std::uint64_t failures;
-        wchar_t const* text = L"";
-    };
-    Case const cases[] = {
-        {"throw ends the delivery", [](Bench&, auto&, auto&) { throw std::runtime_error("broken"); }, L"1:x|1:y|",
-         L"1:x|1:y|", 2, L"A log subscriber failed: broken"},
+    // fault, misbehaves (first of two subscribers), seen (by the two, failures, text of the last)
+    Rows<std::function<void(Bench&, RecorderPtr const&, RecorderPtr const&)>, wchar_t const*> const rows = {
+        {"throw ends the delivery", [](Bench&, auto&, auto&) { throw std::runtime_error("broken"); },
+         L"1:x|1:y| 1:x|1:y| 2 A log subscriber failed: broken"},
         {"text read as bytes of another encoding", [](Bench&, auto&, auto&) { throw XCException(L"Gr\u00F6\u00DFe"); },
-         L"1:x|1:y|", L"1:x|1:y|", 2, L"A log subscriber failed: Gr\u00F6\u00DFe"},
-        {"foreign exception", [](Bench&, auto&, auto&) { throw 5; }, L"1:x|1:y|", L"1:x|1:y|", 2,
-         L"A log subscriber failed: unknown exception"},
+         L"1:x|1:y| 1:x|1:y| 2 A log subscriber failed: Gr\u00F6\u00DFe"},
+        {"foreign exception", [](Bench&, auto&, auto&) { throw 5; },
+         L"1:x|1:y| 1:x|1:y| 2 A log subscriber failed: unknown exception"},
         {"own record comes back, or before the present one",
-         [](Bench& b, auto&, auto&) { b.out << L"own" << std::flush; }, L"1:x|1:y|", L"1:x|1:own|1:y|1:own|", 0},
+         [](Bench& b, auto&, auto&) { b.out << L"own" << std::flush; }, L"1:x|1:y| 1:x|1:own|1:y|1:own| 0 "},
         {"detaching itself skips the next", [](Bench& b, auto& self, auto&) { b.manager.RemoveSubscriber(self); },
-         L"1:x|", L"1:x|1:y|", 0},
+         L"1:x| 1:x|1:y| 0 "},
         {"a subscriber that left is served", [](Bench& b, auto&, auto& next) { b.manager.RemoveSubscriber(next); },
-         L"1:x|1:y|", L"", 0},
+         L"1:x|1:y|  0 "},
         {"interest not refreshed",
          [](Bench&, auto& self, auto& next) {
-             self->SetDesiredLevel(0);
-             next->SetDesiredLevel(0);
+             for (auto const& each : {self, next}) each->SetDesiredLevel(0);
          },
-         L"1:x|", L"1:x|", 0},
+         L"1:x| 1:x| 0 "},
         {"a newcomer is served from the middle on",
          [](Bench& b, auto&, auto& next) {
              b.manager.RemoveSubscriber(next);
              b.manager.AddSubscriber(next);
          },
-         L"1:x|1:y|", L"", 0},
+         L"1:x|1:y|  0 "},
     };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, misbehaves, seen] : rows) {
         Bench b;
-        RecorderPtr const first = b.Attach();
-        RecorderPtr const second = b.Attach();
-        first->during = [&] { c.misbehaves(b, first, second); };
+        RecorderPtr const first = b.Attach(), second = b.Attach();
+        first->during = [&, act = misbehaves] { act(b, first, second); };
         b.out << L"x" << std::flush << L"y" << std::flush;
-        EXPECT_EQ(first->seen, c.first);
-        EXPECT_EQ(second->seen, c.second);
-        EXPECT_EQ(b.manager.GetFailureCount(), c.failures);
-        EXPECT_EQ(b.manager.GetLastFailure(), c.text);
+        EXPECT_EQ(first->seen + L" " + second->seen + L" " + std::to_wstring(b.manager.GetFailureCount()) + L" " +
+                      std::wstring(b.manager.GetLastFailure().View()),
+                  seen)
+            << fault;
         first->during = nullptr;
     }
 }
@@ -169,8 +150,7 @@ TEST(XCLogSubscriber, TwoThatLogWhenServedComeToAnEnd)
     first->during = [&] { b.channel.Write(1, L"by first"); };
     second->during = [&] { b.channel.Write(1, L"by second"); };
     b.channel.Write(1, L"x");
-    EXPECT_EQ(first->seen, L"1:x|1:by second|");
-    EXPECT_EQ(second->seen, L"1:x|1:by first|");
+    EXPECT_EQ(All(first->seen, second->seen), All(L"1:x|1:by second|", L"1:x|1:by first|"));
     second->during = nullptr;
     first->during = [&] { b.out << L"unflushed"; };
     first->seen.clear();
@@ -201,22 +181,19 @@ TEST(XCLogChannel, RecordsOfManyThreadsStayWhole)
     constexpr int kRecords = 500;
     Bench b;
     RecorderPtr const recorder = b.Attach();
-    std::vector<std::thread> threads;
-    for (int writer = 0; writer < kThreads; ++writer)
-        threads.emplace_back([&b, writer] {
-            for (int i = 0; i < kRecords; ++i) {
-                XCString const text = log_test::WholeRecord(writer, i);
-                if (writer % 2 == 0) {
-                    XCLogRecord(b.channel, 1) << text.SubStr(0, 3) << text.SubStr(3);
-                } else { // the buffer of the shared stream keeps threads apart
-                    XCLogStreamBuf& buffer = b.out.GetBuffer();
-                    buffer.sputn(text.AsWChar(), 3);
-                    buffer.sputn(text.AsWChar() + 3, static_cast<std::streamsize>(text.Length() - 3));
-                    buffer.pubsync();
-                }
+    OnThreads(kThreads, [&b](int writer) {
+        for (int i = 0; i < kRecords; ++i) {
+            XCString const text = log_test::WholeRecord(writer, i);
+            if (writer % 2 == 0) {
+                XCLogRecord(b.channel, 1) << text.SubStr(0, 3) << text.SubStr(3);
+            } else { // the buffer of the shared stream keeps threads apart
+                XCLogStreamBuf& buffer = b.out.GetBuffer();
+                buffer.sputn(text.AsWChar(), 3);
+                buffer.sputn(text.AsWChar() + 3, static_cast<std::streamsize>(text.Length() - 3));
+                buffer.pubsync();
             }
-        });
-    for (std::thread& thread : threads) thread.join();
+        }
+    });
     EXPECT_TRUE(log_test::AllWhole(XCString(recorder->seen).Replace(L"|", L"").Replace(L"1:<", L"<").AsUTF8(), kThreads,
                                    kRecords));
 }
@@ -251,12 +228,9 @@ TEST(XCLogManager, SubscribersComeAndGoWhileThreadsLog)
 
 TEST(XCLogManager, FirstUseFromManyThreadsGivesOneManagerAndChannel)
 {
-    std::vector<std::thread> threads;
-    std::vector<XCLogChannel*> channels(8);
-    for (XCLogChannel*& channel : channels)
-        threads.emplace_back([&channel] { channel = &XCLogManager::Get().GetOrAddChannel(L"first use"); });
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(std::count(channels.begin(), channels.end(), channels[0]), 8);
+    XCLogChannel* channels[8];
+    OnThreads(8, [&](int i) { channels[i] = &XCLogManager::Get().GetOrAddChannel(L"first use"); });
+    EXPECT_EQ(std::count(std::begin(channels), std::end(channels), channels[0]), 8);
 }
 
 } // namespace

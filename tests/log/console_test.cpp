@@ -1,10 +1,6 @@
 // Colors on a console, which is a fake that answers as the system's consoles do.
 #include "sync/import_patch.h"
 
-#include <XelbrinCore/XCLog.h>
-
-#include <string>
-
 namespace {
 
 DWORD g_mode; // of the fake
@@ -31,17 +27,11 @@ BOOL WINAPI FakeWrite(HANDLE, void const* text, DWORD count, DWORD* written, voi
 
 TEST(XCConsoleLogSubscriber, ColorsWhereTheConsoleHasThem)
 {
-    sync_test::ImportPatch const getMode("GetConsoleMode", reinterpret_cast<void*>(&FakeGetMode));
-    sync_test::ImportPatch const setMode("SetConsoleMode", reinterpret_cast<void*>(&FakeSetMode));
-    sync_test::ImportPatch const write("WriteConsoleW", reinterpret_cast<void*>(&FakeWrite));
-    struct Row {
-        char const* fault;
-        bool knowsSequences, asked;
-        wchar_t const* noColor;
-        int level;
-        wchar_t const* shown;
-    };
-    Row const rows[] = {
+    sync_test::ImportPatch const getMode("GetConsoleMode", &FakeGetMode);
+    sync_test::ImportPatch const setMode("SetConsoleMode", &FakeSetMode);
+    sync_test::ImportPatch const write("WriteConsoleW", &FakeWrite);
+    // fault, knowsSequences, asked, noColor, level, shown
+    Rows<bool, bool, wchar_t const*, int, wchar_t const*> const rows = {
         {"an error", true, true, nullptr, -3, L"\x1B[91mx\x1B[0m\r\n"},
         {"a warning, NO_COLOR without a value", true, true, L"", 0, L"\x1B[93mx\x1B[0m\r\n"},
         {"information stays as it is", true, true, nullptr, 1, L"x\r\n"},
@@ -50,18 +40,18 @@ TEST(XCConsoleLogSubscriber, ColorsWhereTheConsoleHasThem)
         {"NO_COLOR", true, true, L"1", -1, L"x\r\n"},
         {"an old console", false, true, nullptr, -1, L"x\r\n"},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, knowsSequences, asked, noColor, level, shown] : rows) {
+        SCOPED_TRACE(fault);
         g_mode = ENABLE_PROCESSED_OUTPUT;
-        g_knowsSequences = row.knowsSequences;
+        g_knowsSequences = knowsSequences;
         g_shown.clear();
-        ::SetEnvironmentVariableW(L"NO_COLOR", row.noColor);
+        ::SetEnvironmentVariableW(L"NO_COLOR", noColor);
         XCSmartPtr<XCConsoleLogSubscriber> const console(new XCConsoleLogSubscriber(5));
-        console->SetColors(row.asked);
-        console->OnFlush(row.level, L"x\r\n");
+        console->SetColors(asked);
+        console->OnFlush(level, L"x\r\n");
         console->SetPattern(XCLogPattern(L"%m\r\n"));
-        console->OnFlush(row.level, L"x");
-        EXPECT_EQ(g_shown, std::wstring(row.shown) + row.shown);
+        console->OnFlush(level, L"x");
+        EXPECT_EQ(g_shown, std::wstring(shown) + shown);
     }
     ::SetEnvironmentVariableW(L"NO_COLOR", nullptr);
 }

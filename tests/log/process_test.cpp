@@ -2,20 +2,12 @@
 #include "child_process.h"
 #include "log_files.h"
 
-#include <XelbrinCore/XCLog.h>
-#include <XelbrinCore/XCTrace.h>
-
-#include <map>
-#include <optional>
 #include <windows.h>
 
 namespace {
 
-using xc_test::ChildProcess;
-
 /// Runs one of the tests named DISABLED_ in a process of its own, and waits for its end.
-class Child {
-public:
+struct Child {
     Child(wchar_t const* test, std::map<std::wstring, std::wstring> const& variables)
     {
         for (auto const& [name, value] : variables) ::SetEnvironmentVariableW(name.c_str(), value.c_str());
@@ -114,8 +106,7 @@ TEST(Child, DISABLED_CallsWinOverTheEnvironment)
     ::SetEnvironmentVariableW(L"TMP", L"trace_environment\\temp");
     EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_environment\\deep"));
     EXPECT_FALSE(std::filesystem::exists("trace_environment/temp")) << "opened elsewhere before";
-    EXPECT_TRUE(XCTrace::SetTraceDelim('|'));
-    EXPECT_TRUE(XCTrace::SetTraceSubjects(L"XML"));
+    EXPECT_TRUE(XCTrace::SetTraceDelim('|') && XCTrace::SetTraceSubjects(L"XML"));
     XCTrace::Msg(1, XCTrace::TraceConfig, L"o", L"error");
     XCTrace::Msg(1, XCTrace::TraceXml, L"o", L"other");
     ::SetEnvironmentVariableW(L"XC_TRACE_LEVEL", L"4");
@@ -125,33 +116,27 @@ TEST(Child, DISABLED_CallsWinOverTheEnvironment)
 
 TEST(Processes, TraceEnvironment)
 {
-    struct {
-        char const* fault;
-        wchar_t const *test, *delimiter;
-        std::vector<std::string> ends;
-    } const rows[] = {
+    // fault, test, delimiter, ends
+    Rows<wchar_t const*, wchar_t const*, std::vector<std::string>> const rows = {
         {"level 2 is not mask 3", L"TracesByTheEnvironment", L"59", {";o;1;CONFIG;error", ";o;2;CONFIG;warning"}},
-        {"delimiter not reset",
-         L"TracesByTheEnvironment",
-         L"300",
-         {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
+        {"not reset", L"TracesByTheEnvironment", L"300", {"\to\t1\tCONFIG\terror", "\to\t2\tCONFIG\twarning"}},
         {"the environment wins", L"CallsWinOverTheEnvironment", L"59", {"|o|1|XML|other", "|o|4|XML|forced"}},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, test, delimiter, ends] : rows) {
+        SCOPED_TRACE(fault);
         log_test::ScratchFile const folder("trace_environment");
         unsigned long id = 0;
         {
-            Child const child(row.test, {{L"XC_TRACE", L"Config"},
-                                         {L"XC_TRACE_LEVEL", L"2"},
-                                         {L"XC_TRACE_DELIM", row.delimiter},
-                                         {L"XC_TRACE_FOLDER", L"trace_environment\\deep"}});
+            Child const child(test, {{L"XC_TRACE", L"Config"},
+                                     {L"XC_TRACE_LEVEL", L"2"},
+                                     {L"XC_TRACE_DELIM", delimiter},
+                                     {L"XC_TRACE_FOLDER", L"trace_environment\\deep"}});
             id = child.Id();
         }
         std::vector<std::string> const lines =
             log_test::Lines(log_test::ReadFile("trace_environment/deep/test_log__" + std::to_string(id) + ".log"));
-        ASSERT_EQ(lines.size(), row.ends.size());
-        for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_TRUE(lines[i].ends_with(row.ends[i])) << lines[i];
+        ASSERT_EQ(lines.size(), ends.size());
+        for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_TRUE(lines[i].ends_with(ends[i])) << lines[i];
     }
 }
 

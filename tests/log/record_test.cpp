@@ -1,21 +1,12 @@
 // What records take, their fields in every layout, layouts from patterns, names of levels.
 #include "log_files.h"
 
-#include <XelbrinCore/XCDateTime.h>
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCLog.h>
-
-#include <cmath>
-#include <functional>
-#include <iomanip>
-
 namespace {
 
 using log_test::ScratchFile;
 
 /// Keeps the texts that it is served, and their fields as "name:value:kind,".
-class Keeper : public XCLogSubscriberI {
-public:
+struct Keeper : XCLogSubscriberI {
     void OnFlush(int, XCString const& text) override
     {
         seen += text;
@@ -42,12 +33,8 @@ enum class NewKind : char { Five = 5 };
 
 TEST(XCLogRecord, Takes)
 {
-    struct Row {
-        char const* fault;
-        void (*write)(XCLogRecord&);
-        wchar_t const* text;
-    };
-    Row const rows[] = {
+    // fault, write, text
+    Rows<void (*)(XCLogRecord&), wchar_t const*> const rows = {
         {"a date", [](XCLogRecord& r) { r << XCDateEx(2026, 11, 22); }, L"2026/11/22"},
         {"an error", [](XCLogRecord& r) { r << XCErrorID(XCSmartPtr<XCErrorString>(new XCErrorString(L"broken", 7))); },
          L"broken"},
@@ -64,14 +51,14 @@ TEST(XCLogRecord, Takes)
         {"a null text spoils the rest",
          [](XCLogRecord& r) { r << std::hex << static_cast<wchar_t const*>(nullptr) << 10; }, L"(null)a"},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, write, text] : rows) {
+        SCOPED_TRACE(fault);
         RecordBench b;
         for (int const level : {1, 2}) { // nobody wants the second
             XCLogRecord record(b.channel, level);
-            row.write(record);
+            write(record);
         }
-        EXPECT_EQ(b.keeper->seen, XCString(row.text) + L"\n");
+        EXPECT_EQ(b.keeper->seen, XCString(text) + L"\n");
     }
 }
 #endif
@@ -134,12 +121,8 @@ TEST(XCLogField, Values)
 
 TEST(XCLogPattern, Lines)
 {
-    struct Row {
-        char const* fault;
-        wchar_t const* pattern;
-        char const* line; // runs of digits as one 0
-    };
-    Row const rows[] = {
+    // fault, pattern, line (runs of digits as one 0)
+    Rows<wchar_t const*, char const*> const rows = {
         {"times", L"%T|%U%n", "0-0-0 0:0:0.0|0-0-0T0:0:0.0Z\n"},
         {"level, process, thread", L"%L %l %p %t", "error -0 0 0\n"},
         {"widths", L"<%7L><%-7L><%3L><%-4c>%M", "<  error><error  ><error><\xE2\x82\xAC   >a\tb\n"},
@@ -147,13 +130,13 @@ TEST(XCLogPattern, Lines)
         {"percent signs", L"100%% %m", "0% a\\tb\n"},
         {"no conversion, no line end", L"", "\n"},
     };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, pattern, line] : rows) {
+        SCOPED_TRACE(fault);
         ScratchFile const file("pattern.log");
         XCSmartPtr<XCFileLogSubscriber> const log(new XCFileLogSubscriber(file.Path()));
-        log->SetPattern(XCLogPattern(row.pattern));
+        log->SetPattern(XCLogPattern(pattern));
         log->OnChannelFlush(L"\u20AC", -2, L"a\tb\r\n");
-        EXPECT_EQ(log_test::Collapsed(file.Bytes()), row.line);
+        EXPECT_EQ(log_test::Collapsed(file.Bytes()), line);
     }
 }
 

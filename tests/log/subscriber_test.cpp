@@ -1,7 +1,5 @@
 #include "log_files.h"
 
-#include <XelbrinCore/XCLogSubscriber.h>
-
 namespace {
 
 using log_test::ScratchFile;

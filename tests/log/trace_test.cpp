@@ -1,16 +1,13 @@
 #include "log_files.h"
 
-#include <XelbrinCore/XCTrace.h>
-
-#include <thread>
-
 namespace {
 
 /// The trace of this process in a folder of its own, switched off again at the end.
 struct TraceBench {
     log_test::ScratchFile folder{"trace_folder"};
-    TraceBench()
+    explicit TraceBench(wchar_t const* subjects = nullptr)
     {
+        XCTrace::SetTraceSubjects(subjects);
         XCTrace::SetTraceLevel(XCTrace::TraceErrors);
         XCTrace::SetTraceDelim(9);
         EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_folder/inner"));
@@ -33,13 +30,9 @@ TEST(XCTrace, RecordsWantBothMasksAndTheFile)
     TraceBench b;
     EXPECT_FALSE(XCTrace::IsTracingEnabled());
     EXPECT_FALSE(XCTrace::TraceThisSubject(1, XCTrace::TraceConfig)) << "no subject chosen";
-    EXPECT_TRUE(XCTrace::SetTraceSubjects(L" config,\tRegEx ,, 0x8000"));
-    EXPECT_TRUE(XCTrace::IsTracingEnabled());
-    struct {
-        char const* fault;
-        int level, subject;
-        bool wanted;
-    } const rows[] = {
+    EXPECT_TRUE(XCTrace::SetTraceSubjects(L" config,\tRegEx ,, 0x8000") && XCTrace::IsTracingEnabled());
+    // fault, level, subject, wanted
+    Rows<int, int, bool> const rows = {
         {"chosen subject", 1, XCTrace::TraceConfig, true},
         {"one bit of several", XCTrace::TraceErrors | XCTrace::TraceData, XCTrace::TraceRegEx | XCTrace::TraceXml,
          true},
@@ -48,23 +41,21 @@ TEST(XCTrace, RecordsWantBothMasksAndTheFile)
         {"other level", XCTrace::TraceInfo, XCTrace::TraceConfig, false},
         {"no level", 0, XCTrace::TraceConfig, false},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
-        EXPECT_EQ(XCTrace::TraceThisSubject(row.level, row.subject), row.wanted);
+    for (auto const& [fault, level, subject, wanted] : rows) {
+        SCOPED_TRACE(fault);
+        EXPECT_EQ(XCTrace::TraceThisSubject(level, subject), wanted);
     }
     EXPECT_TRUE(XCTrace::SetTraceLevel(XCTrace::TraceInfo));
     EXPECT_TRUE(XCTrace::TraceThisSubject(XCTrace::TraceErrors, XCTrace::TraceConfig)) << "bit 0 is always set";
     EXPECT_FALSE(XCTrace::SetTraceSubjects(L"config,nonsense,0x1FFFFFFFF"));
     EXPECT_TRUE(XCTrace::TraceThisSubject(1, XCTrace::TraceConfig)) << "the good items hold";
     EXPECT_FALSE(XCTrace::TraceThisSubject(1, XCTrace::TraceRegEx)) << "the old list holds on";
-    EXPECT_TRUE(XCTrace::SetTraceSubjects(L"all"));
-    EXPECT_TRUE(XCTrace::TraceThisSubject(1, 0x40000000));
+    EXPECT_TRUE(XCTrace::SetTraceSubjects(L"all") && XCTrace::TraceThisSubject(1, 0x40000000));
 }
 
 TEST(XCTrace, BytesOfRecords)
 {
-    TraceBench b;
-    XCTrace::SetTraceSubjects(L"ALL");
+    TraceBench const b(L"ALL");
     XCTrace::SetTraceDelim(';');
     XCTrace::Msg(1, XCTrace::TraceLog, L"here", L"%s=%d", L"x", 5);
     XCTrace::Msg(1, XCTrace::TraceLog | XCTrace::TraceApp, nullptr, L"ended\n");
@@ -96,8 +87,7 @@ TEST(XCTrace, BytesOfRecords)
 
 TEST(XCTrace, MessagesAndOriginsCannotFakeARecord)
 {
-    TraceBench b;
-    XCTrace::SetTraceSubjects(L"ALL");
+    TraceBench const b(L"ALL");
     XCTrace::Msg(1, 1, L"or\tig\nin", L"%s", L"a\r\n2026-11-22;00:00:00.000\tb\x1B[2J\u202E\r\n");
     XCTrace::MsgObject(1, 1, L"o", L"a\nb");
     XCTrace::MsgHex(1, 1, L"o", L"ti\ntle", L"te\nxt", "x", 1);
@@ -115,44 +105,34 @@ TEST(XCTrace, MessagesAndOriginsCannotFakeARecord)
 
 TEST(XCTrace, DelimitersOutOfRangeFallBackToTab)
 {
-    TraceBench b;
-    XCTrace::SetTraceSubjects(L"ALL");
-    struct {
-        int delimiter;
-        bool accepted;
-        char const* bytes;
-    } const rows[] = {{0, false, "\to\t1\t"}, {1, true, "o\1"}, {255, true, "o\303\277"}, {256, false, "\to\t"}};
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.delimiter);
-        EXPECT_EQ(XCTrace::SetTraceDelim(row.delimiter), row.accepted);
+    TraceBench const b(L"ALL");
+    // delimiter, accepted, bytes
+    Table<int, bool, char const*> const rows = {
+        {0, false, "\to\t1\t"}, {1, true, "o\1"}, {255, true, "o\303\277"}, {256, false, "\to\t"}};
+    for (auto const& [delimiter, accepted, bytes] : rows) {
+        SCOPED_TRACE(delimiter);
+        EXPECT_EQ(XCTrace::SetTraceDelim(delimiter), accepted);
         XCTrace::Msg(1, 1, L"o", L"m");
-        EXPECT_NE(log_test::Lines(b.Bytes()).back().find(row.bytes), std::string::npos);
+        EXPECT_NE(log_test::Lines(b.Bytes()).back().find(bytes), std::string::npos);
     }
 }
 
 TEST(XCTrace, FolderThatCannotBeHad)
 {
-    TraceBench b;
-    XCTrace::SetTraceSubjects(L"ALL");
+    TraceBench const b(L"ALL");
     log_test::ScratchFile const file("x", "no_folder");
     std::uint64_t const before = XCTrace::GetFailureCount();
-    EXPECT_FALSE(XCTrace::SetTraceFolderName(L"no_folder/inner"));
-    EXPECT_FALSE(XCTrace::TraceThisSubject(1, 1));
+    EXPECT_FALSE(XCTrace::SetTraceFolderName(L"no_folder/inner") || XCTrace::TraceThisSubject(1, 1));
     EXPECT_GT(XCTrace::GetFailureCount(), before);
-    EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_folder/inner/"));
-    EXPECT_TRUE(XCTrace::TraceThisSubject(1, 1));
+    EXPECT_TRUE(XCTrace::SetTraceFolderName(L"trace_folder/inner/") && XCTrace::TraceThisSubject(1, 1));
 }
 
 TEST(XCTrace, RecordsOfManyThreadsStayWhole)
 {
-    TraceBench b;
-    XCTrace::SetTraceSubjects(L"ALL");
-    std::vector<std::thread> threads;
-    for (int writer = 0; writer < 4; ++writer)
-        threads.emplace_back([writer] {
-            for (int i = 0; i < 100; ++i) XCTrace::Msg(1, 1, L"o", L"%s", log_test::WholeRecord(writer, i).AsWChar());
-        });
-    for (std::thread& thread : threads) thread.join();
+    TraceBench const b(L"ALL");
+    OnThreads(4, [](int writer) {
+        for (int i = 0; i < 100; ++i) XCTrace::Msg(1, 1, L"o", L"%s", log_test::WholeRecord(writer, i).AsWChar());
+    });
     std::string messages;
     for (std::string const& line : log_test::Lines(b.Bytes())) messages += line.substr(line.rfind('\t') + 1) + "\n";
     EXPECT_TRUE(log_test::AllWhole(messages, 4, 100));

@@ -174,12 +174,6 @@ bool IsFolder(SystemPath const& path) noexcept
     return GetFacts(path, facts) == 0 && facts.isFolder;
 }
 
-bool IsFile(SystemPath const& path) noexcept
-{
-    FileFacts facts;
-    return GetFacts(path, facts) == 0 && !facts.isFolder;
-}
-
 unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience& patience) noexcept
 {
     ++patience.tries;

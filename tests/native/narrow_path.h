@@ -7,8 +7,7 @@
 
 namespace xc::win32 {
 
-class Narrow {
-public:
+struct Narrow {
     explicit Narrow(SystemPath const& path) noexcept
     {
         wchar_t const* const text = path.ForSystem();

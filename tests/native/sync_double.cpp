@@ -40,10 +40,3 @@ bool XCCriticalSection::TryLock() noexcept
 {
     return pthread_mutex_trylock(Mutex(m_section)) == 0;
 }
-unsigned int XCCriticalSection::IsLocked() noexcept
-{
-    if (!TryLock()) return 0;
-    auto const count = static_cast<unsigned int>(Mutex(m_section)->__data.__count); // as the C library here keeps it
-    Unlock();
-    return count;
-}

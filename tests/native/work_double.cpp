@@ -103,11 +103,6 @@ void XCThread::SetName(XCString const& name)
     m_name = name;
 }
 
-XCString XCThread::GetName() const
-{
-    return m_name;
-}
-
 unsigned long XCThread::AllocateThreadKey()
 {
     pthread_key_t key = 0;

@@ -1,10 +1,6 @@
 #include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
-#include <algorithm>
-#include <numeric>
-#include <vector>
-
 namespace {
 
 using namespace sync_test;
@@ -51,13 +47,10 @@ TEST(XCBaton, TwoHundredTurnsInRandomStartOrder)
     std::iota(turns.begin(), turns.end(), 1u);
     std::ranges::shuffle(turns, Randomness());
     std::vector<unsigned int> entered; // guarded by the baton
-    std::vector<std::thread> threads;
-    for (unsigned int const turn : turns)
-        threads.emplace_back([&, turn] {
-            XCLockGuard guard(baton, turn);
-            entered.push_back(turn);
-        });
-    for (std::thread& thread : threads) thread.join();
+    OnThreads(200, [&](int i) {
+        XCLockGuard guard(baton, turns[static_cast<std::size_t>(i)]);
+        entered.push_back(turns[static_cast<std::size_t>(i)]);
+    });
     EXPECT_TRUE(std::ranges::is_sorted(entered));
     EXPECT_EQ(entered.size(), turns.size());
 }
@@ -68,11 +61,12 @@ TEST(XCBaton, SecondHolderOfATurnSetsTheTurnBack)
     XCBaton baton;
     shared = &baton;
     // Turns 1 to 3 go by between the first look of Lock(1) and its wait for the mutex.
-    ImportPatch const patch("WaitForSingleObject", reinterpret_cast<void*>(+[](HANDLE handle, DWORD timeout) -> DWORD {
-                                if (XCBaton* const busy = std::exchange(shared, nullptr))
-                                    for (unsigned int turn = 1; turn <= 3; ++turn) XCLockGuard guard(*busy, turn);
-                                return ::WaitForSingleObject(handle, timeout);
-                            }));
+    ImportPatch const patch(
+        "WaitForSingleObject", +[](HANDLE handle, DWORD timeout) -> DWORD {
+            if (XCBaton* const busy = std::exchange(shared, nullptr))
+                for (unsigned int turn = 1; turn <= 3; ++turn) XCLockGuard guard(*busy, turn);
+            return ::WaitForSingleObject(handle, timeout);
+        });
     EXPECT_TRUE(baton.Lock(1));
     baton.Unlock();
     EXPECT_TRUE(baton.Lock(2)) << "the current turn is what was entered last";

@@ -8,13 +8,13 @@
 namespace sync_test {
 
 /// Replaces one imported function of the library, or of another module, until the end of the block.
-class ImportPatch {
-public:
-    ImportPatch(char const* function, void* replacement, wchar_t const* module = L"XelbrinCore-x64.dll")
+struct ImportPatch {
+    template <class Replacement>
+    ImportPatch(char const* function, Replacement* replacement, wchar_t const* module = L"XelbrinCore-x64.dll")
         : m_slot(Find(function, module))
     {
         EXPECT_NE(m_slot, nullptr) << function;
-        if (m_slot) m_original = Swap(replacement);
+        if (m_slot) m_original = Swap(reinterpret_cast<void*>(replacement));
     }
     ~ImportPatch()
     {

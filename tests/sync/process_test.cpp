@@ -28,7 +28,7 @@ TEST(TwoProcesses, MutexAndEventAreSharedAndAKilledOwnerLeavesTheMutexFree)
         XCMutex mutex(kSharedMutex);
         XCEventSemaphore owns(kChildOwns);
         XCEventSemaphore end(kEndChild);
-        xc_test::ChildProcess child(xc_test::ChildProcess::OfTest(L"DISABLED_SyncChild.HoldsTheMutex"));
+        ChildProcess child(ChildProcess::OfTest(L"DISABLED_SyncChild.HoldsTheMutex"));
         ASSERT_EQ(owns.wait(60000), 0u);
         EXPECT_FALSE(mutex.lock(0));
         killed ? child.Kill() : end.post();

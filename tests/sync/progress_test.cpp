@@ -34,15 +34,10 @@ TEST(XCProgress, NoticesKeepTheirPace)
     EXPECT_EQ(heard, (std::vector<int>{0, 3, 5, -6}));
 }
 
-struct FractionRow {
-    char const* fault;
-    void (*work)(XCProgress& progress);
-    double fraction;
-};
-
 TEST(XCProgress, PartsCountByTheirWeight)
 {
-    FractionRow const rows[] = {
+    // fault, work, fraction
+    Rows<void (*)(XCProgress & progress), double> const rows = {
         {"no range", [](XCProgress& all) { all.Step(5); }, 0},
         {"more steps than the range",
          [](XCProgress& all) {
@@ -76,22 +71,17 @@ TEST(XCProgress, PartsCountByTheirWeight)
          },
          .5},
     };
-    for (FractionRow const& row : rows) {
+    for (auto const& [fault, work, fraction] : rows) {
         auto const progress = Make();
-        row.work(*progress);
-        EXPECT_DOUBLE_EQ(progress->GetState().fraction, row.fraction) << row.fault;
+        work(*progress);
+        EXPECT_DOUBLE_EQ(progress->GetState().fraction, fraction) << fault;
     }
 }
 
-struct BarRow {
-    char const* fault;
-    std::uint64_t spentMs, steps;
-    wchar_t const *text, *bar;
-};
-
 TEST(XCProgress, RemainingTimeAndBar)
 {
-    BarRow const rows[] = {
+    // fault, spentMs, steps, text, bar
+    Rows<std::uint64_t, std::uint64_t, wchar_t const*, wchar_t const*> const rows = {
         {"time from too little", 999, 250, L"", L"[##........]  25%"},
         {"rest of a second is lost", 1001, 250, L"", L"[##........]  25%  0:04"},
         {"hours", 3600000, 500, L"half", L"[#####.....]  50%  1:00:00  half"},
@@ -100,24 +90,20 @@ TEST(XCProgress, RemainingTimeAndBar)
         {"clock set back", static_cast<std::uint64_t>(-6000), 999, L"", L"[#########.]  99%"},
         {"done", 5000, 1000, L"x", L"[##########] 100%  0:00  x"},
     };
-    for (BarRow const& row : rows) {
+    for (auto const& [fault, spentMs, steps, text, bar] : rows) {
         auto const progress = Make();
-        g_nowMs += row.spentMs;
+        g_nowMs += spentMs;
         progress->SetRange(1000);
-        progress->Step(row.steps);
-        progress->SetText(row.text);
-        EXPECT_EQ(XCProgressBar(progress->GetState(), 10), XCString(row.bar)) << row.fault;
+        progress->Step(steps);
+        progress->SetText(text);
+        EXPECT_EQ(XCProgressBar(progress->GetState(), 10), XCString(bar)) << fault;
     }
 }
 
 TEST(XCProgress, LineOfTheConsole)
 {
-    struct Row {
-        char const* fault;
-        wchar_t const* text;
-        std::size_t columns;
-        wchar_t const* drawn;
-    } const rows[] = {
+    // fault, text, columns, drawn
+    Rows<wchar_t const*, std::size_t, wchar_t const*> const rows = {
         {"first", L"copying", 80, L"\r[.]   0%  copying"},
         {"rest of a longer one", L"c", 80, L"\r[.]   0%  c      "},
         {"last column, controls", L"a\nbcd", 14, L"\r[.]   0%  a b"},
@@ -127,8 +113,8 @@ TEST(XCProgress, LineOfTheConsole)
         {"no room", L"", 1, L"\r   "},
     };
     xc::sync::ProgressLine line(1);
-    for (Row const& row : rows)
-        EXPECT_EQ(line.Redraw({0, row.text, {}, false}, row.columns), XCString(row.drawn)) << row.fault;
+    for (auto const& [fault, text, columns, drawn] : rows)
+        EXPECT_EQ(line.Redraw({0, text, {}, false}, columns), XCString(drawn)) << fault;
     line.Redraw({}, 80);
     EXPECT_EQ(line.Redraw({0, {}, {}, true}, 80), XCString(L"\r        \r"));
 }

@@ -1,9 +1,6 @@
 #include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
-#include <atomic>
-#include <vector>
-
 namespace {
 
 using namespace sync_test;
@@ -23,8 +20,7 @@ TEST(XCCountingSemaphore, LimitsAreKept)
     EXPECT_TRUE(semaphore.TryLock(3));
     EXPECT_FALSE(semaphore.TryLock(1));
     semaphore.post(3);
-    EXPECT_EQ(XCCountingSemaphore().GetCount(), 1u);
-    EXPECT_EQ(XCCountingSemaphore(7).GetSize(), 2147483647u);
+    EXPECT_EQ(All(XCCountingSemaphore().GetCount(), XCCountingSemaphore(7).GetSize()), All(1u, 2147483647u));
 }
 
 TEST(XCCountingSemaphore, WaitsForEnoughUnits)
@@ -33,10 +29,11 @@ TEST(XCCountingSemaphore, WaitsForEnoughUnits)
     XCCountingSemaphore semaphore(3);
     shared = &semaphore;
     {
-        ImportPatch const patch("Sleep", reinterpret_cast<void*>(+[](DWORD milliseconds) {
-                                    EXPECT_EQ(milliseconds, 10u);
-                                    std::thread([] { shared->Unlock(1); }).join(); // hangs where the waiter holds it
-                                }));
+        ImportPatch const patch(
+            "Sleep", +[](DWORD milliseconds) {
+                EXPECT_EQ(milliseconds, 10u);
+                std::thread([] { shared->Unlock(1); }).join(); // hangs where the waiter holds it
+            });
         semaphore.Lock(4);
     }
     EXPECT_EQ(semaphore.GetCount(), 0u);
@@ -47,18 +44,15 @@ TEST(XCCountingSemaphore, EightThreadsShareThreeUnits)
     XCCountingSemaphore semaphore(3, 3);
     std::atomic<unsigned int> inUse = 0;
     std::atomic<bool> tooMany = false;
-    std::vector<std::thread> threads;
-    for (unsigned int i = 0; i < 8; ++i)
-        threads.emplace_back([&, i] {
-            for (unsigned int round = 0; round < 60; ++round) {
-                unsigned int const n = 1 + (i + round) % 3;
-                XCLockGuard guard(semaphore, n);
-                if ((inUse += n) > 3) tooMany = true;
-                std::this_thread::yield();
-                inUse -= n;
-            }
-        });
-    for (std::thread& thread : threads) thread.join();
+    OnThreads(8, [&](int i) {
+        for (int round = 0; round < 60; ++round) {
+            auto const n = static_cast<unsigned int>(1 + (i + round) % 3);
+            XCLockGuard guard(semaphore, n);
+            if ((inUse += n) > 3) tooMany = true;
+            std::this_thread::yield();
+            inUse -= n;
+        }
+    });
     EXPECT_FALSE(tooMany);
     EXPECT_EQ(semaphore.GetCount(), 3u);
 }

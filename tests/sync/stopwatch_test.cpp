@@ -1,5 +1,3 @@
-#include <XelbrinCore/XCStopWatch.h>
-#include <XelbrinCore/XCSync.h>
 
 #include "prelude.h"
 
@@ -7,13 +5,8 @@ namespace {
 
 using xc::sync::StopWatchFields;
 
-struct WatchStep {
-    char const* fault;
-    char call; // S Start, P Pause, R Resume, E Elapsed
-    std::uint32_t now;
-    std::int32_t expected; // the accumulated value afterwards
-};
-constexpr WatchStep kWatchSteps[] = {
+// fault, call (S Start, P Pause, R Resume, E Elapsed), now, expected (the accumulated value afterwards)
+Rows<char, std::uint32_t, std::int32_t> const kWatchSteps = {
     {"a watch that was never started counts from zero", 'E', 100, 100},
     {"start keeps the old sum", 'S', 200, 0},
     {"reading does not accumulate", 'E', 205, 5},
@@ -31,15 +24,15 @@ constexpr WatchStep kWatchSteps[] = {
 TEST(XCStopWatch, StepsOfOneTriple)
 {
     StopWatchFields watch;
-    for (WatchStep const& step : kWatchSteps) {
-        SCOPED_TRACE(step.fault);
-        switch (step.call) {
-        case 'S': watch.Start(step.now); break;
-        case 'P': watch.Pause(step.now); break;
-        case 'R': watch.Resume(step.now); break;
-        default: EXPECT_EQ(watch.Elapsed(step.now), step.expected); break;
+    for (auto const& [fault, call, now, expected] : kWatchSteps) {
+        SCOPED_TRACE(fault);
+        switch (call) {
+        case 'S': watch.Start(now); break;
+        case 'P': watch.Pause(now); break;
+        case 'R': watch.Resume(now); break;
+        default: EXPECT_EQ(watch.Elapsed(now), expected); break;
         }
-        EXPECT_EQ(watch.accumulated, static_cast<std::uint32_t>(step.expected));
+        EXPECT_EQ(watch.accumulated, static_cast<std::uint32_t>(expected));
     }
 }
 

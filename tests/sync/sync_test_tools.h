@@ -1,9 +1,6 @@
 // sync_test_tools.h - what the tests of locks and threads share.
 #pragma once
 
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCSync.h>
-
 #include "prelude.h"
 
 #include <windows.h>
@@ -53,8 +50,7 @@ inline std::mt19937 Randomness()
 }
 
 /// Closes a handle behind its owner's back and gives the owner a harmless one of the same value at the end.
-class HandleSabotage {
-public:
+struct HandleSabotage {
     explicit HandleSabotage(HANDLE handle) : m_handle(handle) { EXPECT_TRUE(::CloseHandle(handle)); }
     ~HandleSabotage()
     {

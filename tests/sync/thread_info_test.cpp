@@ -1,9 +1,5 @@
-#include <XelbrinCore/XCThread.h>
 
 #include "sync/sync_test_tools.h"
-
-#include <algorithm>
-#include <string>
 
 namespace {
 

@@ -1,10 +1,5 @@
-#include <XelbrinCore/XCThread.h>
 
 #include "sync/sync_test_tools.h"
-
-#include <array>
-#include <atomic>
-#include <vector>
 
 namespace {
 

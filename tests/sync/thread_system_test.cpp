@@ -1,16 +1,13 @@
-#include <XelbrinCore/XCThread.h>
 
 #include "child_process.h"
 #include "sync/import_patch.h"
 #include "sync/sync_test_tools.h"
 
 #include <objbase.h>
-#include <optional>
 
 namespace {
 
 using namespace sync_test;
-using xc_test::ChildProcess;
 
 TEST(XCThreadSystem, CreationOrResumeFails)
 {
@@ -18,10 +15,12 @@ TEST(XCThreadSystem, CreationOrResumeFails)
         XCSmartPtr<XCThread> const thread = new XCThread(XCMakeCallback([] {}));
         std::optional<ImportPatch> patch;
         if (resumes) {
-            patch.emplace("ResumeThread", reinterpret_cast<void*>(+[] { return ::SetLastError(5), DWORD(-1); }));
+            patch.emplace(
+                "ResumeThread", +[] { return ::SetLastError(5), DWORD(-1); });
             EXPECT_EQ(static_cast<int>(thread->Start()), 5);
         } else {
-            patch.emplace("_beginthreadex", reinterpret_cast<void*>(+[]() { return 0; }));
+            patch.emplace(
+                "_beginthreadex", +[]() { return 0; });
             EXPECT_EQ(MessageOf([&] { (void)thread->Start(1); }), L"_beginthreadex failed in XCThread::Start()");
         }
         EXPECT_FALSE(thread->Exists());
@@ -63,15 +62,13 @@ TEST(DISABLED_SyncChild, HasADefaultStack)
 
 TEST(XCThreadSystem, StackSizeComesFromTheEnvironment)
 {
-    struct Row {
-        wchar_t const* value;
-        wchar_t const* child;
-    };
-    for (Row const& row : {Row{L"25165824", L"HasABigStack"}, Row{nullptr, L"HasADefaultStack"},
-                           Row{L"-25165824", L"HasADefaultStack"}, Row{L"many", L"HasADefaultStack"}})
+    for (auto const& [value, child] : Table<wchar_t const*, wchar_t const*>{{L"25165824", L"HasABigStack"},
+                                                                            {nullptr, L"HasADefaultStack"},
+                                                                            {L"-25165824", L"HasADefaultStack"},
+                                                                            {L"many", L"HasADefaultStack"}})
     {
-        ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", row.value);
-        EXPECT_EQ(ChildProcess(ChildProcess::OfTest(std::wstring(L"DISABLED_SyncChild.") + row.child)).Wait(), 0u);
+        ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", value);
+        EXPECT_EQ(ChildProcess(ChildProcess::OfTest(std::wstring(L"DISABLED_SyncChild.") + child)).Wait(), 0u);
     }
     ::SetEnvironmentVariableW(L"XC_THREAD_STACKSIZE", nullptr);
 }
@@ -90,21 +87,19 @@ HRESULT ApartmentOfANewThread(APTTYPE& type)
 
 TEST(XCThreadSystem, ComByTheLowFourBits)
 {
-    struct Row {
-        unsigned long model;
-        HRESULT result;
-        APTTYPE type;
-    };
-    for (Row const& row :
-         {Row{0, CO_E_NOTINITIALIZED, APTTYPE_CURRENT}, Row{1, S_OK, APTTYPE_STA}, Row{2, S_OK, APTTYPE_MTA},
-          Row{3, CO_E_NOTINITIALIZED, APTTYPE_CURRENT}, Row{0x11, S_OK, APTTYPE_STA}})
+    for (auto const& [model, result, rowType] :
+         Table<unsigned long, HRESULT, APTTYPE>{{0, CO_E_NOTINITIALIZED, APTTYPE_CURRENT},
+                                                {1, S_OK, APTTYPE_STA},
+                                                {2, S_OK, APTTYPE_MTA},
+                                                {3, CO_E_NOTINITIALIZED, APTTYPE_CURRENT},
+                                                {0x11, S_OK, APTTYPE_STA}})
     {
-        SCOPED_TRACE(row.model);
-        glbComModel = row.model;
+        SCOPED_TRACE(model);
+        glbComModel = model;
         APTTYPE type = APTTYPE_CURRENT;
-        EXPECT_EQ(ApartmentOfANewThread(type), row.result);
+        EXPECT_EQ(ApartmentOfANewThread(type), result);
         if (type == APTTYPE_MAINSTA) type = APTTYPE_STA; // the first one of the process
-        EXPECT_EQ(type, row.type);
+        EXPECT_EQ(type, rowType);
     }
     XCThread::InitializeCOM(true);
     EXPECT_TRUE(XCThread::IsSingleThreadedCOMApartment());

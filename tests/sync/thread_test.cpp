@@ -1,12 +1,6 @@
-#include <XelbrinCore/XCThread.h>
 
 #include "heap_blocks.h"
 #include "sync/sync_test_tools.h"
-
-#include <atomic>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -102,11 +96,11 @@ TEST(XCThread, RefusedPriorityStartsNothing)
     XCSmartPtr<XCThread> const thread = NewThread([&] { ++runs; });
     for (int const priority : {3, -99}) {
         SCOPED_TRACE(priority);
-        std::size_t const next = xc_test::NextHandle();
+        std::size_t const next = NextHandle();
         XCErrorID error = thread->Start(priority);
         EXPECT_EQ(static_cast<int>(error), 87);
         EXPECT_TRUE(error->IsKindOf(XCWinLastError::kIUID));
-        EXPECT_EQ(xc_test::NextHandle(), next) << "the handle was left open";
+        EXPECT_EQ(NextHandle(), next) << "the handle was left open";
         EXPECT_FALSE(thread->IsStarted());
         EXPECT_EQ(thread->NbRef(), 1u);
     }
@@ -115,8 +109,7 @@ TEST(XCThread, RefusedPriorityStartsNothing)
         EXPECT_TRUE(g.thread->Start(priority).Good()) << "hangs where the registry stayed locked";
         EXPECT_EQ(g.thread->GetThreadPriority(), priority);
         EXPECT_TRUE(XCThread::SetThreadPriority(g.thread->GetThreadId(), 0).Good());
-        EXPECT_EQ(static_cast<int>(g.thread->SetThreadPriority(3)), 87);
-        EXPECT_EQ(g.thread->GetThreadPriority(), 0);
+        EXPECT_EQ(All(static_cast<int>(g.thread->SetThreadPriority(3)), g.thread->GetThreadPriority()), All(87, 0));
         g.gate.post();
         g.thread->Join();
         EXPECT_EQ(static_cast<int>(g.thread->SetThreadPriority(0)), 1444) << "no longer registered";
@@ -128,14 +121,11 @@ TEST(XCThread, RefusedPriorityStartsNothing)
 
 TEST(XCThread, ExceptionsEndAtTheThread)
 {
-    struct Row {
-        void (*callback)();
-        wchar_t const* failure;
-    };
     struct NullMessage : std::exception {
         [[nodiscard]] char const* what() const noexcept override { return nullptr; }
     };
-    Row const rows[] = {
+    // callback, failure
+    Table<void (*)(), wchar_t const*> const rows = {
         {[] { throw XCException(L"\u00E9t\u00E9"); }, L"\u00E9t\u00E9"},
         {[] { throw std::runtime_error("UTF-8 \xC3\xA9, not UTF-8 \xE9"); }, L"UTF-8 \u00E9, not UTF-8 \u00E9"},
         {[] { throw std::bad_alloc(); }, L"out of memory"},
@@ -143,9 +133,9 @@ TEST(XCThread, ExceptionsEndAtTheThread)
         {[] { throw 42; }, L"unknown exception"},
         {[] {}, L"exit two"},
     };
-    for (Row const& row : rows) {
+    for (auto const& [callback, failure] : rows) {
         std::string order;
-        XCSmartPtr<XCThread> thread = NewThread(row.callback);
+        XCSmartPtr<XCThread> thread = NewThread(callback);
         thread->AddExitFunction(XCMakeCallback([&] {
             order += '1';
             thread->AddExitFunction(XCMakeCallback([&] { order += '4'; }));
@@ -157,14 +147,12 @@ TEST(XCThread, ExceptionsEndAtTheThread)
         thread->AddExitFunction(XCMakeCallback([&] { order += '3'; }));
         ASSERT_TRUE(thread->Start().Good());
         thread->Join();
-        EXPECT_EQ(order, "1234");
-        EXPECT_EQ(thread->GetFailure(), row.failure);
+        EXPECT_EQ(All(order, thread->GetFailure()), All("1234", failure));
     }
 }
 
 /// Posts its event when it goes: shows when a thread object let go of its callback.
-class Witness {
-public:
+struct Witness {
     explicit Witness(XCEventSemaphore& gone) : m_gone(&gone, [](XCEventSemaphore* event) { event->post(); }) {}
 
 private:
@@ -261,8 +249,7 @@ TEST(XCThread, SlotsBelongToTheirThread)
     });
     ASSERT_TRUE(thread->Start().Good());
     thread->Join();
-    EXPECT_EQ(seen, thread.GetPtr());
-    EXPECT_EQ(there, nullptr);
+    EXPECT_EQ(All(seen, there), All(thread.GetPtr(), nullptr));
     EXPECT_EQ(XCThread::Get(key), &here);
     EXPECT_EQ(XCThread::GetCurrentThreadP(), nullptr);
     ::SetLastError(1234);

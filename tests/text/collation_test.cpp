@@ -1,11 +1,7 @@
-#include <XelbrinCore/XCLevelCollator.h>
 
 #include "text/order_laws.h"
 
 #include "text/Kernels.h"
-
-#include <algorithm>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -22,15 +18,9 @@ XCSmartPtrToConst<XCCollationTable> TableOf(wchar_t const* rules)
 
 TEST(XCLevelCollator, OrdersByLettersThenAccentsThenCase)
 {
-    struct Row {
-        char const* fault;
-        wchar_t const* rules;
-        unsigned int flags;
-        wchar_t const *a, *b;
-        int expected;
-    };
     wchar_t const* const swedish = L"z < \u00E5 <<< \u00C5 < \u00E4 <<< \u00C4 < \u00F6 <<< \u00D6";
-    Row const rows[] = {
+    // fault, rules, flags, a, b, expected
+    Rows<wchar_t const*, unsigned int, wchar_t const*, wchar_t const*, int> const rows = {
         {"code units", L"", kBoth, L"B", L"a", 1},
         {"case before the next letter", L"", kBoth, L"Ab", L"aa", 1},
         {"upper case first", L"", kBoth, L"A", L"a", 1},
@@ -75,22 +65,19 @@ TEST(XCLevelCollator, OrdersByLettersThenAccentsThenCase)
         {"accent between case forms", L"a << q", kBoth, L"q", L"A", 1},
         {"escaped item", L"a < \\< < \\u003D", kBoth, L"=", L"<", 1},
     };
-    for (Row const& row : rows) {
-        XCLevelCollator const collator(row.flags, TableOf(row.rules));
-        EXPECT_EQ(collator.Compare(row.a, row.b), row.expected) << row.fault;
-        EXPECT_EQ(collator.Compare(row.b, row.a), -row.expected) << row.fault;
-        EXPECT_EQ(xc_test::SignOf(collator.MakeKey(row.a).compare(collator.MakeKey(row.b))), row.expected) << row.fault;
+    for (auto const& [fault, rules, flags, a, b, expected] : rows) {
+        XCLevelCollator const collator(flags, TableOf(rules));
+        EXPECT_EQ(All(collator.Compare(a, b), collator.Compare(b, a),
+                      SignOf(collator.MakeKey(a).compare(collator.MakeKey(b)))),
+                  All(expected, -expected, expected))
+            << fault;
     }
 }
 
 TEST(XCCollationTable, NamesEveryBadLineAndKeepsTheOthers)
 {
-    struct Row {
-        char const* fault;
-        wchar_t const* line;
-        char const* place;
-    };
-    Row const rows[] = {
+    // fault, line, place
+    Rows<wchar_t const*, char const*> const rows = {
         {"item alone", L"a", "2:2: <, <<, <<< or = was expected"},
         {"step without an item", L" a < ", "2:6: an item was expected"},
         {"four signs", L"a <<<< b", "2:3: <, <<, <<< or = was expected"},
@@ -103,13 +90,13 @@ TEST(XCCollationTable, NamesEveryBadLineAndKeepsTheOthers)
         {"terminator", L"a < \\u0000", "2:1: an item holds no U+0000"},
         {"item too long", L"a < abcdefghi", "2:1: the item is too long"},
     };
-    for (Row const& row : rows) {
+    for (auto const& [fault, line, place] : rows) {
         std::vector<XCLineFault> faults;
-        std::wstring const rules = std::wstring(L"z < q\n") + row.line + L"\r\n; comment < x\n\ny < p";
+        std::wstring const rules = std::wstring(L"z < q\n") + line + L"\r\n; comment < x\n\ny < p";
         XCLevelCollator const collator(kBoth, XCCollationTable::Read(XCString(rules), XCString(L"r"), faults));
-        ASSERT_EQ(faults.size(), 1u) << row.fault;
-        EXPECT_EQ(faults[0].AsString().AsUTF8(), std::string("r:") + row.place) << row.fault;
-        EXPECT_EQ(collator.Compare(L"q", L"z") + collator.Compare(L"p", L"y"), 2) << row.fault;
+        ASSERT_EQ(faults.size(), 1u) << fault;
+        EXPECT_EQ(faults[0].AsString().AsUTF8(), std::string("r:") + place) << fault;
+        EXPECT_EQ(collator.Compare(L"q", L"z") + collator.Compare(L"p", L"y"), 2) << fault;
     }
 }
 
@@ -118,18 +105,18 @@ TEST(XCCollator, OrderLawsHold)
     XCSmartPtrToConst<XCCollationTable> const table =
         TableOf(L"c < ch <<< Ch <<< CH\nz < \u00E5 <<< \u00C5\nae << \u00F6\no = 7\ns < s\u0301z\nh << 1a");
     using Pointer = XCSmartPtrToConst<XCCollator>;
-    xc_test::ExpectOrderLaws(*Pointer(new XCTableIgnoreCaseCollator), "ignore case", xc_test::TripleCount());
-    xc_test::ExpectOrderLaws(*Pointer(new XCTableIgnoreCaseAndAccentCollator), "ignore both", xc_test::TripleCount());
+    ExpectOrderLaws(*Pointer(new XCTableIgnoreCaseCollator), "ignore case", TripleCount());
+    ExpectOrderLaws(*Pointer(new XCTableIgnoreCaseAndAccentCollator), "ignore both", TripleCount());
     for (unsigned int flags : {0u, 2u, 3u, 5u, 15u}) {
         std::string const name = "flags " + std::to_string(flags);
-        xc_test::ExpectOrderLaws(*Pointer(new XCLevelCollator(flags)), name, xc_test::TripleCount());
-        xc_test::ExpectOrderLaws(*Pointer(new XCLevelCollator(flags, table)), name + " rules", xc_test::TripleCount());
+        ExpectOrderLaws(*Pointer(new XCLevelCollator(flags)), name, TripleCount());
+        ExpectOrderLaws(*Pointer(new XCLevelCollator(flags, table)), name + " rules", TripleCount());
     }
 }
 
 TEST(XCCollator, SortingByKeysIsStableAndEqualsSortingByCompare)
 {
-    xc_test::Triples triples;
+    Triples triples;
     std::vector<XCString> texts;
     for (int i = 0; i < 500; ++i) {
         triples.Next();

@@ -1,6 +1,4 @@
-#include <XelbrinCore/XCStringConverter.h>
-
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
 
@@ -106,18 +104,16 @@ TEST(XCStringConverter, MembersOfTheString)
     EXPECT_EQ(XCString(L"\u20AC").AsMbString(1252, &error), "\x80");
     EXPECT_TRUE(error.Good());
     EXPECT_EQ(XCString(L"x").AsMbString(12345, &error), "");
-    EXPECT_EQ(static_cast<int>(error), XCErrUnknownCodePage);
+    EXPECT_EQ(error, XCErrUnknownCodePage);
     EXPECT_EQ(XCString(L"x").AsMbString(XCSmartPtr<XCStringConverter>(), &error), "");
-    EXPECT_EQ(static_cast<int>(error), XCErrNoConverter);
+    EXPECT_EQ(error, XCErrNoConverter);
 
     XCString text;
     EXPECT_TRUE(text.SetFromUTF8(std::string("a\0b", 3)).Good());
-    EXPECT_EQ(text.Length(), 3u);
-    EXPECT_EQ(text.AsUTF8(), std::string("a\0b", 3));
+    EXPECT_EQ(All(text.Length(), text.AsUTF8()), All(3u, std::string("a\0b", 3)));
     EXPECT_TRUE(text.SetFromUTF8("\xFF").Bad());
     EXPECT_EQ(text.Length(), 3u);
-    EXPECT_TRUE(XCString::ConvertToUnicode(text, nullptr, Make<XCUTF8Converter>()).Good());
-    EXPECT_TRUE(text.IsNull());
+    EXPECT_TRUE(XCString::ConvertToUnicode(text, nullptr, Make<XCUTF8Converter>()).Good() && text.IsNull());
 }
 
 } // namespace

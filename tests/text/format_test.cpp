@@ -1,8 +1,6 @@
 #include "prelude.h"
 #include "text/PrintFormat.h"
 
-#include <XelbrinCore/XCString.h>
-
 namespace {
 
 using xc::text::FormatValue;
@@ -125,12 +123,12 @@ TEST(XCStringFormat, AnyWidthPrecisionAndValue)
     EXPECT_EQ(Formatted(L"%f", 1e308).Length(), 309u + 7u);
     EXPECT_EQ(Formatted(L"%.2000f", std::numeric_limits<double>::denorm_min()).Length(), 2002u);
     EXPECT_EQ(Formatted(L"%.2000f", -std::numeric_limits<double>::max()).Length(), 1u + 309u + 2001u);
-    EXPECT_EQ(Formatted(L"%.3000e", 1.0 / 3).Length(), 3002u + 4u);
-    EXPECT_EQ(Formatted(L"%#.1500g", 1e-4).Length(), 1505u);
-    EXPECT_EQ(Formatted(L"%.50a", 1.0).Length(), 4u + 50u + 3u);
-    EXPECT_EQ(Formatted(L"%100000d", 1).Length(), 100000u);
-    EXPECT_EQ(Formatted(L"%.100000d", 1).Length(), 100000u);
-    EXPECT_EQ(Formatted(L"%*s", -70000, L"x").Length(), 70000u);
+    EXPECT_EQ(All(Formatted(L"%.3000e", 1.0 / 3).Length(), Formatted(L"%#.1500g", 1e-4).Length(),
+                  Formatted(L"%.50a", 1.0).Length()),
+              All(3002u + 4u, 1505u, 4u + 50u + 3u));
+    EXPECT_EQ(All(Formatted(L"%100000d", 1).Length(), Formatted(L"%.100000d", 1).Length(),
+                  Formatted(L"%*s", -70000, L"x").Length()),
+              All(100000u, 100000u, 70000u));
     EXPECT_THROW(Formatted(L"%2147483647d%2147483647d%2147483647d", 1, 2, 3), std::length_error);
     EXPECT_EQ(Formatted(L"%d%d%d%d%d%d%d%d%d%d%d%d%d", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13),
               XCString(L"12345678910111213"));
@@ -166,32 +164,29 @@ TEST(PrintFormat, BuffersAreCutAndTerminated)
 {
     FormatValue const values[] = {FormatValue::Wide(L"ab\xD83D\xDE00z"), FormatValue::Narrow("narrow"),
                                   FormatValue::Narrow("\xE2\x82\xAC\xE2\x82\xAC\xC2\xA2\xFF\xF0\x9F\x98\x80")};
-    struct Row { // more bytes than room must not split, lose or misplace a character that fits
-        wchar_t const* format;
-        std::size_t capacity;
-        wchar_t const* expected;
-    };
-    Row const rows[] = {{L"%s", 1, L""},
-                        {L"%s", 3, L"ab"},
-                        {L"%s", 4, L"ab"},
-                        {L"%9s", 4, L"   "},
-                        {L"<%s%10S>", 12, L"<ab\xD83D\xDE00z    n"},
-                        {L"%-99s", 5, L"ab\xD83D\xDE00"},
-                        {L"%.0s%.0S%S", 7, L"\x20AC\x20AC\xA2\xFF\xD83D\xDE00"},
-                        {L"%.0s%.0S%S", 6, L"\x20AC\x20AC\xA2\xFF"},
-                        {L"%.0s%.0S%S", 3, L"\x20AC\x20AC"},
-                        {L"%.0s%.0S%8S", 8, L"  \x20AC\x20AC\xA2\xFF"},
-                        {L"%.0s%.0S%-8S|", 9, L"\x20AC\x20AC\xA2\xFF\xD83D\xDE00  "},
-                        {L"%.0s%.0S%.11S|", 12, L"\x20AC\x20AC\xA2\xFF|"},
-                        {L"%.0s%.0S%.5S|", 12, L"\x20AC|"}};
-    for (Row const& row : rows) {
+    // format, capacity, expected
+    Table<wchar_t const*, std::size_t, wchar_t const*> const rows = {
+        {L"%s", 1, L""},
+        {L"%s", 3, L"ab"},
+        {L"%s", 4, L"ab"},
+        {L"%9s", 4, L"   "},
+        {L"<%s%10S>", 12, L"<ab\xD83D\xDE00z    n"},
+        {L"%-99s", 5, L"ab\xD83D\xDE00"},
+        {L"%.0s%.0S%S", 7, L"\x20AC\x20AC\xA2\xFF\xD83D\xDE00"},
+        {L"%.0s%.0S%S", 6, L"\x20AC\x20AC\xA2\xFF"},
+        {L"%.0s%.0S%S", 3, L"\x20AC\x20AC"},
+        {L"%.0s%.0S%8S", 8, L"  \x20AC\x20AC\xA2\xFF"},
+        {L"%.0s%.0S%-8S|", 9, L"\x20AC\x20AC\xA2\xFF\xD83D\xDE00  "},
+        {L"%.0s%.0S%.11S|", 12, L"\x20AC\x20AC\xA2\xFF|"},
+        {L"%.0s%.0S%.5S|", 12, L"\x20AC|"}};
+    for (auto const& [format, capacity, expected] : rows) {
         xc::text::ValueListSource source(values);
         wchar_t buffer[16];
         std::fill(std::begin(buffer), std::end(buffer), L'!');
-        std::size_t const length = xc::text::FormatInto(buffer, row.capacity, row.format, source);
-        EXPECT_EQ(XCString(buffer), XCString(row.expected)) << XCString(row.format).AsUTF8();
+        std::size_t const length = xc::text::FormatInto(buffer, capacity, format, source);
+        EXPECT_EQ(XCString(buffer), XCString(expected)) << XCString(format).AsUTF8();
         EXPECT_EQ(buffer[length], L'\0');
-        for (std::size_t i = row.capacity; i < std::size(buffer); ++i) EXPECT_EQ(buffer[i], L'!');
+        for (std::size_t i = capacity; i < std::size(buffer); ++i) EXPECT_EQ(buffer[i], L'!');
     }
     xc::text::ValueListSource source(values);
     XCString text;

@@ -1,15 +1,8 @@
 // order_laws.h - what holds for every order: tried on generated texts.
 #pragma once
 
-#include <XelbrinCore/XCCollator.h>
-#include <XelbrinCore/XCString.h>
-
+#include "prelude.h"
 #include "repetitions.h"
-
-#include <cstdlib>
-#include <gtest/gtest.h>
-#include <random>
-#include <string>
 
 namespace xc_test {
 

@@ -1,10 +1,5 @@
 // Texts taken apart and put together.
-#include <XelbrinCore/XCString.h>
-#include <XelbrinCore/XCStringParts.h>
-
-#include <gtest/gtest.h>
-#include <limits>
-#include <sstream>
+#include "prelude.h"
 
 namespace {
 
@@ -12,27 +7,21 @@ using Views = std::vector<std::wstring_view>;
 
 TEST(StringParts, TrimSplitJoin)
 {
-    EXPECT_EQ(XCTrim(L" \t\u2003a b\u00A0\n"), L"a b");
-    EXPECT_EQ(XCTrim(L"  "), L"");
+    EXPECT_EQ(All(XCTrim(L" \t\u2003a b\u00A0\n"), XCTrim(L"  ")), All(L"a b", L""));
     EXPECT_EQ(XCTrim(L"[[a]]b]", L"[]"), L"a]]b");
-    struct Case {
-        char const* fault;
-        std::wstring_view text, separator;
-        Views parts;
-    };
-    for (Case const& c :
-         {Case{"empty parts lost", L",a,,b,", L",", {L"", L"a", L"", L"b", L""}},
-          {"long separator cut", L"a::b:c", L"::", {L"a", L"b:c"}},
-          {"overlapping separators", L"aaaa", L"aaa", {L"", L"a"}},
-          {"no separator", L"abc", L";", {L"abc"}},
-          {"empty separator", L"abc", L"", {L"abc"}},
-          {"empty text", L"", L",", {L""}},
-          {"ends at U+0000", std::wstring_view(L"a\0b,c", 5), L",", {std::wstring_view(L"a\0b", 3), L"c"}}})
+    for (auto const& [fault, text, separator, rowParts] : Rows<std::wstring_view, std::wstring_view, Views>{
+             {"empty parts lost", L",a,,b,", L",", {L"", L"a", L"", L"b", L""}},
+             {"long separator cut", L"a::b:c", L"::", {L"a", L"b:c"}},
+             {"overlapping separators", L"aaaa", L"aaa", {L"", L"a"}},
+             {"no separator", L"abc", L";", {L"abc"}},
+             {"empty separator", L"abc", L"", {L"abc"}},
+             {"empty text", L"", L",", {L""}},
+             {"ends at U+0000", std::wstring_view(L"a\0b,c", 5), L",", {std::wstring_view(L"a\0b", 3), L"c"}}})
     {
-        SCOPED_TRACE(c.fault);
-        Views const parts = XCSplitViews(c.text, c.separator);
-        EXPECT_EQ(parts, c.parts);
-        EXPECT_TRUE(c.separator.empty() || XCJoin(XCSplit(c.text, c.separator), c.separator).View() == c.text);
+        SCOPED_TRACE(fault);
+        Views const parts = XCSplitViews(text, separator);
+        EXPECT_EQ(parts, rowParts);
+        EXPECT_TRUE(separator.empty() || XCJoin(XCSplit(text, separator), separator).View() == text);
     }
     EXPECT_TRUE(XCJoin(std::vector<std::wstring>{}, L",").IsNull());
 }

@@ -1,13 +1,10 @@
-#include <XelbrinCore/XCRefCount.h>
-
-#include <gtest/gtest.h>
+#include "prelude.h"
 
 namespace {
 
 int alive = 0;
 
-class Node : public XCRefCount {
-public:
+struct Node : XCRefCount {
     Node() { ++alive; }
     Node(Node const& other) : XCRefCount(other), child(other.child) { ++alive; }
     Node& operator=(Node const&) = default;
@@ -67,8 +64,7 @@ TEST(XCSmartPtr, AssignsAChildOfWhatItReleases)
     EXPECT_EQ(alive, 0);
 }
 
-class Probe : public XCObjectI {
-public:
+struct Probe : XCObjectI {
     int GetIUID() const override { return 77; }
 };
 
@@ -84,8 +80,7 @@ TEST(XCObjectI, SlotsStandInOrder)
     EXPECT_EQ(reinterpret_cast<Count>(table[2])(object), 2u);
     EXPECT_EQ(reinterpret_cast<Count>(table[3])(object), 1u);
     EXPECT_EQ(reinterpret_cast<Number>(table[4])(object), 77);
-    EXPECT_TRUE(reinterpret_cast<Ask>(table[5])(object, 77));
-    EXPECT_TRUE(object->QueryInterface(77) == object);
+    EXPECT_TRUE(reinterpret_cast<Ask>(table[5])(object, 77) && object->QueryInterface(77) == object);
     EXPECT_TRUE(object->QueryInterface(78).IsNull());
     EXPECT_EQ(probe->NbRef(), 1u);
 }

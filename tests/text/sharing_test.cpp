@@ -1,9 +1,9 @@
 // Many threads copy, change and destroy strings that share blocks; no block may be lost or left over.
-#include <XelbrinCore/XCString.h>
+
+#include "prelude.h"
 
 #if defined(_WIN32)
 #include "heap_blocks.h"
-#include "prelude.h"
 #endif
 
 namespace {
@@ -40,10 +40,7 @@ void RunRound(int threadCount)
     std::vector<XCString> shared;
     for (int i = 0; i < 16; ++i)
         shared.push_back(XCString(L"text that all threads share ") + XCString().Format(L"%d", i));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < threadCount; ++i)
-        threads.emplace_back([&shared, i] { UseStrings(shared, static_cast<unsigned int>(i)); });
-    for (std::thread& thread : threads) thread.join();
+    OnThreads(threadCount, [&shared](int i) { UseStrings(shared, static_cast<unsigned int>(i)); });
     for (XCString const& text : shared) EXPECT_TRUE(text.View().starts_with(L"text that all threads share "));
 }
 

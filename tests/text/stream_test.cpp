@@ -1,5 +1,3 @@
-#include <XelbrinCore/XCError.h>
-#include <XelbrinCore/XCStringStream.h>
 
 #include "prelude.h"
 
@@ -14,24 +12,17 @@ XCLocale Named(wchar_t const* name)
 
 TEST(XCLocale, ConventionsOfNamedOnes)
 {
-    EXPECT_EQ(Named(L"de-DE").GetDateOrder(), XCDateOrder::DayMonthYear);
-    EXPECT_EQ(Named(L"en-US").GetDateOrder(), XCDateOrder::MonthDayYear);
-    EXPECT_EQ(Named(L"ja-JP").GetDateOrder(), XCDateOrder::YearMonthDay);
+    EXPECT_EQ(All(Named(L"de-DE").GetDateOrder(), Named(L"en-US").GetDateOrder(), Named(L"ja-JP").GetDateOrder()),
+              All(XCDateOrder::DayMonthYear, XCDateOrder::MonthDayYear, XCDateOrder::YearMonthDay));
     XCLocale locale = Named(L"de-DE");
     EXPECT_EQ(static_cast<int>(XCLocale::Find(L"xx-NOWHERE", locale)), XCErrUnknownLocale);
     EXPECT_EQ(locale.GetName(), L"de-DE") << "left alone";
 }
 
-struct StreamRow {
-    char const* fault;
-    wchar_t const* locale;
-    void (*write)(XCStringStream& to);
-    wchar_t const* expected;
-};
-
 TEST(XCStringStream, Writing)
 {
-    StreamRow const rows[] = {
+    // fault, locale, write, expected
+    Rows<wchar_t const*, void (*)(XCStringStream & to), wchar_t const*> const rows = {
         {"limits", L"", [](XCStringStream& to) { to << INT64_MIN << L' ' << UINT64_MAX; },
          L"-9223372036854775808 18446744073709551615"},
         {"bits of a negative one", L"", [](XCStringStream& to) { to << XCHex(short{-1}) << XCHex(10, 4); },
@@ -52,10 +43,10 @@ TEST(XCStringStream, Writing)
          L"1,5e+300 -inf"},
         {"null text", L"", [](XCStringStream& to) { to << static_cast<wchar_t const*>(nullptr) << true; }, L"true"},
     };
-    for (StreamRow const& row : rows) {
-        XCStringStream stream(XCString(), Named(row.locale));
-        row.write(stream);
-        EXPECT_EQ(stream.AsString(), XCString(row.expected)) << row.fault;
+    for (auto const& [fault, locale, write, expected] : rows) {
+        XCStringStream stream(XCString(), Named(locale));
+        write(stream);
+        EXPECT_EQ(stream.AsString(), XCString(expected)) << fault;
     }
     XCStringStream again(L"kept");
     XCString const kept = again.AsString();
@@ -67,17 +58,10 @@ TEST(XCStringStream, Writing)
     EXPECT_EQ(longest.AsString().Length(), 361u) << "sign, 309 digits, mark, 50 decimals";
 }
 
-struct SpelledRow {
-    char const* fault;
-    wchar_t const* locale;
-    wchar_t const* text;
-    double expected;
-    std::size_t position;
-};
-
 TEST(XCStringStream, ReadingNumbers)
 {
-    SpelledRow const rows[] = {
+    // fault, locale, text, expected, position
+    Rows<wchar_t const*, wchar_t const*, double, std::size_t> const rows = {
         {"exponent without digits", L"", L"1e+", 1, 1},
         {"number in a word", L"", L"\u00A0-2.5px", -2.5, 5},
         {"mark alone at the end", L"", L"5.", 5, 2},
@@ -90,23 +74,13 @@ TEST(XCStringStream, ReadingNumbers)
         {"apostrophe for the mark above ASCII", L"de-CH", L"1'234.5", 1234.5, 7},
         {"groups of two", L"hi-IN", L"12,34,567", 1234567, 9},
     };
-    for (SpelledRow const& row : rows) {
-        XCStringStream stream(row.text, Named(row.locale));
+    for (auto const& [fault, locale, text, expected, position] : rows) {
+        XCStringStream stream(text, Named(locale));
         double value = 0;
-        EXPECT_TRUE(stream >> value) << row.fault;
-        EXPECT_EQ(value, row.expected) << row.fault;
-        EXPECT_EQ(stream.GetPosition(), row.position) << row.fault;
+        EXPECT_TRUE(stream >> value) << fault;
+        EXPECT_EQ(All(value, stream.GetPosition()), All(expected, position)) << fault;
     }
 }
-
-struct RefusedRow {
-    char const* fault;
-    wchar_t const* locale;
-    wchar_t const* text;
-    void (*read)(XCStringStream& from);
-    int code;
-    long position;
-};
 
 template <class Value>
 void Read(XCStringStream& from)
@@ -118,7 +92,8 @@ void Read(XCStringStream& from)
 
 TEST(XCStringStream, RefusedWithItsPosition)
 {
-    RefusedRow const rows[] = {
+    // fault, locale, text, read, code, position
+    Rows<wchar_t const*, wchar_t const*, void (*)(XCStringStream & from), int, long> const rows = {
         {"nothing left", L"", L"  ", Read<int>, XCErrTextEnds, 2},
         {"no digit", L"", L" x", Read<int>, XCErrNoNumber, 1},
         {"sign alone", L"", L"-", Read<double>, XCErrNoNumber, 1},
@@ -132,11 +107,11 @@ TEST(XCStringStream, RefusedWithItsPosition)
         {"first group too long", L"de-DE", L"1234.567", Read<int>, XCErrNoNumber, 4},
         {"second group wrong", L"de-DE", L"1.2345.678", Read<int>, XCErrNoNumber, 1},
     };
-    for (RefusedRow const& row : rows) {
-        XCStringStream stream(row.text, Named(row.locale));
-        row.read(stream);
-        ASSERT_EQ(static_cast<int>(stream.GetError()), row.code) << row.fault;
-        EXPECT_EQ(*static_cast<long const*>(stream.GetError()->GetParameterValue(0)), row.position) << row.fault;
+    for (auto const& [fault, locale, text, read, code, position] : rows) {
+        XCStringStream stream(text, Named(locale));
+        read(stream);
+        ASSERT_EQ(static_cast<int>(stream.GetError()), code) << fault;
+        EXPECT_EQ(*static_cast<long const*>(stream.GetError()->GetParameterValue(0)), position) << fault;
     }
 }
 

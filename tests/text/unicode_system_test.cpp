@@ -1,8 +1,7 @@
 // The tables of Unicode beside the system's, over every unit. Two versions of Unicode differ in the characters that the
 // younger one added, so a difference must have a reason: its unit is unassigned on one side, or it is a place listed here.
-#include <XelbrinCore/XCUnicode.h>
+#include "prelude.h"
 
-#include <gtest/gtest.h>
 #include <windows.h>
 
 namespace {
@@ -39,14 +38,10 @@ bool AgreesInCase(wchar_t unit, DWORD how, char32_t (*map)(char32_t), char32_t (
     return ours == theirs || (theirs == unit && back(ours) != unit);
 }
 
-struct SystemRow {
-    char const* fault;
-    bool (*agrees)(wchar_t unit);
-};
-
 TEST(XCUnicode, AgreesWithTheSystem)
 {
-    SystemRow const rows[] = {
+    // fault, agrees
+    Rows<bool (*)(wchar_t unit)> const rows = {
         {"letter; the system counts numbers made of letters",
          [](wchar_t u) {
              return (XCUnicode::IsLetter(u) || IsOf(u, XCUnicodeCategory::LetterNumber)) == SystemHas(C1_ALPHA, u);
@@ -81,7 +76,7 @@ TEST(XCUnicode, AgreesWithTheSystem)
         wchar_t const unit = static_cast<wchar_t>(number);
         if (XCUnicode::IsAssigned(unit) != SystemHas(C1_DEFINED, unit)) continue; // another version of Unicode
         ++compared;
-        for (SystemRow const& row : rows) EXPECT_TRUE(row.agrees(unit)) << row.fault << " U+" << std::hex << number;
+        for (auto const& [fault, agrees] : rows) EXPECT_TRUE(agrees(unit)) << fault << " U+" << std::hex << number;
     }
     EXPECT_GT(compared, 65000) << "hardly anything was compared";
 }

@@ -1,16 +1,8 @@
 // Long paths where the system has its limit: Wine has none, so the calls of the library are answered here as Windows
 // answers them, and those that come without the long form are counted.
-#include <XelbrinCore/XCConfig.h>
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCFileStream.h>
-#include <XelbrinCore/XCLogSubscriber.h>
-#include <XelbrinCore/XCSaveFile.h>
-#include <XelbrinCore/XCTrace.h>
 
 #include "win32/FileSystem.h"
 #include "win32/path_limit.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -2,9 +2,8 @@
 // counted.
 #pragma once
 
+#include "prelude.h"
 #include "sync/import_patch.h"
-
-#include <cwchar>
 
 namespace win32_test {
 

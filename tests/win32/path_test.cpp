@@ -1,9 +1,4 @@
 // Paths are absolute from their making, and a name with U+0000 names nothing.
-#include <XelbrinCore/XCConfig.h>
-#include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCLogFile.h>
-#include <XelbrinCore/XCLogSubscriber.h>
-#include <XelbrinCore/XCTrace.h>
 
 #include "prelude.h"
 #include "scratch_files.h"
@@ -12,15 +7,12 @@
 namespace {
 
 using xc::win32::SystemPath;
-using xc_test::ScratchFile;
 
 TEST(SystemPath, Forms)
 {
     std::wstring const name(SystemPath::kLongFrom, L'n');
-    struct {
-        char const* fault;
-        std::wstring given, text, system;
-    } const rows[] = {
+    // fault, given, text, system
+    Rows<std::wstring, std::wstring, std::wstring> const rows = {
 #if defined(_WIN32)
         {"not normalised", L"C:/a/./b/../c.log", L"C:\\a\\c.log", L"C:\\a\\c.log"},
         {"prefix too early", L"C:\\" + name.substr(4), L"C:\\" + name.substr(4), L"C:\\" + name.substr(4)},
@@ -32,22 +24,19 @@ TEST(SystemPath, Forms)
         {"empty name becomes the current folder", L"", L"", L""},
         {"cut at U+0000", std::wstring(L"x\0y", 3), std::wstring(L"x\0y", 3), L"|"},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
-        SystemPath const path(row.given);
-        EXPECT_TRUE(path.Text() == row.text);
-        EXPECT_TRUE(path.ForSystem() == row.system) << XCString(path.ForSystem()).AsMbString();
+    for (auto const& [fault, given, text, system] : rows) {
+        SCOPED_TRACE(fault);
+        SystemPath const path(given);
+        EXPECT_TRUE(path.Text() == text);
+        EXPECT_TRUE(path.ForSystem() == system) << XCString(path.ForSystem()).AsMbString();
     }
     EXPECT_TRUE(SystemPath(L"x").Child(name).WithSuffix(L".1").Folder().Text() == SystemPath(L"x").Text());
     EXPECT_TRUE(SystemPath(L"x").WithSuffix(std::wstring_view(L"\0y", 2)).ForSystem() == std::wstring(L"|"));
 }
 
 /// A way to use a file by its name: made, then used while another folder is the current one.
-struct Use {
-    char const* fault;
-    std::function<std::function<void()>(XCString const& name)> make;
-};
-Use const kUses[] = {
+// fault, make
+Rows<std::function<std::function<void()>(XCString const& name)>> const kUses = {
     {"log file",
      [](XCString const& name) {
          XCSmartPtr<XCLogFile> const log(new XCLogFile);
@@ -85,41 +74,33 @@ Use const kUses[] = {
 TEST(Paths, StayWhereTheyWereWhenTheObjectWasMade)
 {
     std::filesystem::path const before = std::filesystem::current_path();
-    for (Use const& use : kUses) {
-        SCOPED_TRACE(use.fault);
+    for (auto const& [fault, make] : kUses) {
+        SCOPED_TRACE(fault);
         ScratchFile const file("stays.txt");
         ScratchFile const aside("stays.txt.1");
         ScratchFile const folder("elsewhere");
         std::filesystem::create_directory("elsewhere");
-        auto const go = use.make(L"stays.txt");
+        auto const go = make(L"stays.txt");
         std::filesystem::current_path("elsewhere");
         go();
         std::filesystem::current_path(before);
         EXPECT_TRUE(file.Exists());
         EXPECT_TRUE(std::filesystem::is_empty("elsewhere")) << "a second file";
-    }
-}
-
-TEST(Paths, WithNullUnitsWriteNowhere)
-{
-    for (Use const& use : kUses) {
-        SCOPED_TRACE(use.fault);
-        ScratchFile const file("shorter");
-        use.make(XCString(std::wstring_view(L"shorter\0name", 12)))();
-        EXPECT_FALSE(file.Exists()) << "the shorter name was written to";
+        ScratchFile const shorter("shorter");
+        make(XCString(std::wstring_view(L"shorter\0name", 12)))();
+        EXPECT_FALSE(shorter.Exists()) << "a name with U+0000 was cut and written to";
     }
 }
 
 TEST(Paths, TraceFolderStaysWhereItWasWhenItWasChosen)
 {
-    xc_test::ScratchFolder const traces("stays_traces"), folder("elsewhere");
+    ScratchFolder const traces("stays_traces"), folder("elsewhere");
     XCTrace::SetTraceFolderName(L"stays_traces");
     std::filesystem::current_path("elsewhere");
     EXPECT_TRUE(XCTrace::SetTraceSubjects(L"ALL"));
     XCTrace::SetTraceSubjects(nullptr);
     std::filesystem::current_path("..");
-    EXPECT_EQ(traces.Count(), 1);
-    EXPECT_EQ(folder.Count(), 0);
+    EXPECT_EQ(All(traces.Count(), folder.Count()), All(1, 0));
 }
 
 } // namespace

@@ -23,30 +23,27 @@ struct Turn {
 
 TEST(AppendTurn, OnlyADeadHolderIsSucceeded)
 {
-    struct {
-        char const* fault;
-        DWORD standsStillMs;
-        bool gives, cut;
-    } const rows[] = {
+    // fault, standsStillMs, gives, cut
+    Rows<DWORD, bool, bool> const rows = {
         {"a slow holder loses its turn", 1250, true, false},
         {"a cut record is not told", 0, true, true},
         {"a dead holder is waited for", 0, false, true},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(row.fault);
+    for (auto const& [fault, standsStillMs, gives, cut] : rows) {
+        SCOPED_TRACE(fault);
         Turn first;
         Turn second;
         HANDLE const taken = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        std::atomic<bool> given{!row.gives};
-        std::thread holder([&] {
+        std::atomic<bool> given{!gives};
+        std::thread holder([&, ms = standsStillMs, givesBack = gives, isCut = cut] {
             first.turn.Take();
             ::SetEvent(taken);
-            ::Sleep(row.standsStillMs);
+            ::Sleep(ms);
             given = true;
-            if (row.gives) first.turn.Give(row.cut);
+            if (givesBack) first.turn.Give(isCut);
         });
         ::WaitForSingleObject(taken, INFINITE);
-        EXPECT_EQ(second.turn.Take(), row.cut);
+        EXPECT_EQ(second.turn.Take(), cut);
         EXPECT_TRUE(given) << "two have the turn";
         second.turn.Give(false);
         holder.join();

@@ -1,15 +1,10 @@
 // fake_time.h - clocks that tests set; the sleeper wakes when the system would wake it.
 #pragma once
 
-#include <XelbrinCore/XCTimer.h>
-
-#include <condition_variable>
-#include <memory>
-#include <mutex>
+#include "prelude.h"
 
 /// For one thread that sleeps.
-class FakeTime final : public XCTimeSourceI {
-public:
+struct FakeTime final : XCTimeSourceI {
     explicit FakeTime(std::int64_t utcMs = 0) : m_state(std::make_shared<State>()) { m_state->utc = utcMs; }
 
     std::uint64_t GetAwakeUs() noexcept override { return 1000 * Read(&State::awake); }
@@ -38,8 +33,7 @@ private:
 
         [[nodiscard]] bool HasCause() const { return woken || awake >= untilAwake || utc >= untilUtc; }
     };
-    class Sleeper final : public XCTimeWaitI {
-    public:
+    struct Sleeper final : XCTimeWaitI {
         explicit Sleeper(std::shared_ptr<State> state) : m_state(std::move(state)) {}
         void Wait(unsigned int awakeMs, std::int64_t utcMs) noexcept override
         {

@@ -6,8 +6,7 @@
 #include <atomic>
 
 /// Opened once; who passes before waits.
-class Gate {
-public:
+struct Gate {
     void Open() { m_open = true; }
     void Pass() const
     {

@@ -1,6 +1,4 @@
 // Tasks, groups, pools and serial queues: waits that nest, help, sleep or can never end; limits, stops, failures.
-#include <XelbrinCore/XCScheduler.h>
-#include <XelbrinCore/XCThreadPool.h>
 
 #include "prelude.h"
 #include "work/gate.h"
@@ -39,8 +37,7 @@ TEST(Pool, NestedWaitsEndOnOneThread)
     Pool const pool = NewPool(1, WithoutSpares());
     auto const root = pool->Submit([&] { return Fibonacci(*pool, 16); });
     EXPECT_TRUE(root->Wait().Good());
-    EXPECT_EQ(root->GetResult(), 987);
-    EXPECT_EQ(pool->GetStatistics().threads, 1u);
+    EXPECT_EQ(All(root->GetResult(), pool->GetStatistics().threads), All(987, 1u));
     EXPECT_TRUE(pool->Stop().Good());
     EXPECT_EQ(pool->GetStatistics().threads, 0u);
 }
@@ -93,30 +90,20 @@ TEST(Pool, SpareThreadStandsInForASleeper)
     XCSmartPtr<XCSerialQueue> const queue(new XCSerialQueue(pool.GetPtr()));
     auto const waits = pool->Submit([&] { return int(queue->Submit([] {})->Wait()); }); // no descendant: must sleep
     EXPECT_TRUE(waits->Wait(20000).Good());
-    EXPECT_EQ(waits->GetResult(), 0);
-    EXPECT_EQ(pool->GetStatistics().spareStarts, 1u);
+    EXPECT_EQ(All(waits->GetResult(), pool->GetStatistics().spareStarts), All(0, 1u));
 }
-
-struct CycleCase {
-    char const* fault;
-    unsigned int threads;
-    bool viaQueue;
-};
-constexpr CycleCase kCycles[] = {
-    {"two tasks wait for each other", 2, false},
-    {"all threads wait for what is queued", 1, true},
-};
 
 TEST(Pool, WaitsThatCannotEndAreNamed)
 {
-    for (CycleCase const& c : kCycles) {
-        SCOPED_TRACE(c.fault);
-        Pool const pool = NewPool(c.threads, WithoutSpares());
+    for (bool const viaQueue : {false, true})
+    { // two tasks wait for each other, or one for what no thread is left to run
+        SCOPED_TRACE(viaQueue);
+        Pool const pool = NewPool(viaQueue ? 1 : 2, WithoutSpares());
         XCSmartPtr<XCSerialQueue> const queue(new XCSerialQueue(pool.GetPtr()));
         std::vector<XCErrorID> results(2);
         XCSmartPtr<XCTask> tasks[2];
         Gate gate;
-        auto const other = [&](int i) { return c.viaQueue ? queue->Submit([] {}).GetPtr() : tasks[1 - i].GetPtr(); };
+        auto const other = [&](int i) { return viaQueue ? queue->Submit([] {}).GetPtr() : tasks[1 - i].GetPtr(); };
         for (int i : {0, 1}) {
             tasks[i] = XCMakeTask([&, i] {
                            gate.Pass();
@@ -129,7 +116,7 @@ TEST(Pool, WaitsThatCannotEndAreNamed)
         gate.Open();
         for (auto const& task : tasks) EXPECT_TRUE(task->Wait(20000).Good());
         int const refused = (results[0] == XCErrWaitCycle) + (results[1] == XCErrWaitCycle);
-        EXPECT_EQ(refused, c.viaQueue ? 2 : 1);
+        EXPECT_EQ(refused, viaQueue ? 2 : 1);
 #if defined(_WIN32)
         XCString const text = results[results[0].Bad() ? 0 : 1].AsString();
         EXPECT_NE(text.Find(L"\"first\""), XCString::npos) << text.AsUTF8();
@@ -157,20 +144,15 @@ TEST(Pool, WaitsWithALimitAndOfOneselfAreTold)
 
 TEST(Pool, FullQueues)
 {
-    struct Case {
-        char const* fault;
-        XCPoolFull whenFull;
-        int code;
-        std::uint64_t callerRan;
-    };
-    for (Case const& c : {Case{"not refused", XCPoolFull::Reject, XCErrQueueFull, 0},
-                          Case{"not run by the caller", XCPoolFull::CallerRuns, 0, 1},
-                          Case{"does not wait for room", XCPoolFull::Block, 0, 0}})
+    for (auto const& [fault, whenFull, code, callerRan] :
+         Rows<XCPoolFull, int, std::uint64_t>{{"not refused", XCPoolFull::Reject, XCErrQueueFull, 0},
+                                              {"not run by the caller", XCPoolFull::CallerRuns, 0, 1},
+                                              {"does not wait for room", XCPoolFull::Block, 0, 0}})
     {
-        SCOPED_TRACE(c.fault);
+        SCOPED_TRACE(fault);
         XCPoolOptions options;
         options.queueLimit = 2;
-        options.whenFull = c.whenFull;
+        options.whenFull = whenFull;
         Pool const pool = NewPool(1, options);
         Gate gate, begun;
         pool->Submit([&] { begun.Open(), gate.Pass(); });
@@ -182,16 +164,16 @@ TEST(Pool, FullQueues)
         XCSmartPtr<XCTask> third;
         XCThread submitter(XCMakeCallback([&] { third = pool->Submit(count).GetPtr(); }));
         (void)submitter.Start();
-        if (c.whenFull == XCPoolFull::Block) {
+        if (whenFull == XCPoolFull::Block) {
             while (pool->GetStatistics().submitted < 3) XCThread::yield();
             EXPECT_TRUE(first->Cancel()); // room comes when a queued task is taken back
         }
         submitter.Join();
-        EXPECT_EQ(int(third->GetError()), c.code);
+        EXPECT_EQ(int(third->GetError()), code);
         gate.Open();
         EXPECT_TRUE(pool->WaitIdle().Good());
-        EXPECT_EQ(runs, c.whenFull == XCPoolFull::CallerRuns ? 3 : 2);
-        EXPECT_EQ(pool->GetStatistics().callerRan, c.callerRan);
+        EXPECT_EQ(runs, whenFull == XCPoolFull::CallerRuns ? 3 : 2);
+        EXPECT_EQ(pool->GetStatistics().callerRan, callerRan);
     }
 }
 

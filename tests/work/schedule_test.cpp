@@ -1,9 +1,6 @@
 // Schedules beside a walk minute by minute, the texts of cron lines, and the scheduler over a fake clock.
-#include <XelbrinCore/XCSchedule.h>
-#include <XelbrinCore/XCScheduler.h>
 
 #include "datetime/zone_names.h"
-#include "prelude.h"
 #include "work/fake_time.h"
 
 namespace {
@@ -86,8 +83,7 @@ std::vector<Kind> Kinds(XCDateEx const& once)
 }
 
 /// Walks a zone minute by minute and asks a kind at each; nothing is known here of rules and changes but the offset.
-class Walk {
-public:
+struct Walk {
     Walk(XCTimeZone const& zone, std::int64_t from, std::int64_t to) : m_from(from)
     {
         for (std::int64_t t = from - 2 * kDay; t < to + 2 * kDay; t += kMinute)
@@ -178,12 +174,6 @@ TEST(Schedule, AgreesWithAWalk)
         Compare(XCTimeZone::FromName(name), MsOf(Utc(L"2006/12/20")), MsOf(Utc(L"2008/01/10")));
 }
 
-struct NextCase {
-    char const* fault;
-    XCSmartPtr<XCScheduleBase> schedule;
-    wchar_t const *after, *next; // UTC; empty: never
-};
-
 TEST(Schedule, SeldomNeverAndBounded)
 {
     using Ptr = XCSmartPtr<XCScheduleBase>;
@@ -195,7 +185,8 @@ TEST(Schedule, SeldomNeverAndBounded)
         schedule->SetBounds(Utc(L"2020/01/01 12:00:01"), Utc(L"2020/01/04 12:00:00"));
         return schedule;
     }();
-    NextCase const cases[] = {
+    // fault, schedule, after (UTC; empty: never), next
+    Rows<XCSmartPtr<XCScheduleBase>, wchar_t const*, wchar_t const*> const cases = {
         {"leap day not found", Ptr(new XCScheduleCron(L"0 0 29 2 *")), L"2096/03/01", L"2104/02/29"},
         {"leap day on a Sunday", Ptr(new XCScheduleMonthly(5, 0, noon, {2})), L"2088/03/01", L"2128/02/29 12:00:00"},
         {"February 30", Ptr(new XCScheduleCron(L"0 0 30 2 *")), L"2020/01/01", L""},
@@ -213,63 +204,57 @@ TEST(Schedule, SeldomNeverAndBounded)
         {"no times", Ptr(new XCScheduleDaily({})), L"2020/01/01", L""},
         {"no day", Ptr(new XCScheduleWeekly({9}, noon)), L"2020/01/01", L""},
     };
-    for (NextCase const& c : cases) {
-        SCOPED_TRACE(c.fault);
-        XCDateTimeEx const after = Utc(c.after);
+    for (auto const& [fault, schedule, rowAfter, next] : cases) {
+        SCOPED_TRACE(fault);
+        XCDateTimeEx const after = Utc(rowAfter);
         XCDateTimeEx const start(after.GetDate(XCTimeZone::UTC()),
                                  after.HasTime() ? after.GetTime(XCTimeZone::UTC()) : XCTimeEx(0, 0, 0),
                                  XCTimeZone::UTC());
-        EXPECT_EQ(MsOf(c.schedule->GetNext(start, XCTimeZone::UTC())), MsOf(Utc(c.next)));
+        EXPECT_EQ(MsOf(schedule->GetNext(start, XCTimeZone::UTC())), MsOf(Utc(next)));
     }
+    XCScheduleInterval halfHours(30 * kMinute, At(0));
+    halfHours.Exclude(XCDateEx(2026, 3, 8)); // a day of 23 hours
+    EXPECT_EQ(MsOf(halfHours.GetNext(Utc(L"2026/03/08 04:30:00"), XCTimeZone::FromName(kEastern))),
+              MsOf(Utc(L"2026/03/09 04:00:00")))
+        << "the first hour after an excluded day is lost";
 }
 
 TEST(Schedule, CronLinesThatCannotBeRead)
 {
-    struct Case {
-        wchar_t const* line;
-        long position;
-    };
-    for (Case const& c : {Case{L"", 0},
-                          {L"* * * *", 7},
-                          {L"60 * * * *", 0},
-                          {L"* 24 * * *", 2},
-                          {L"* * 0 * *", 4},
-                          {L"* * * 13 *", 6},
-                          {L"* * * * 8", 8},
-                          {L"* * * * * *", 10},
-                          {L"5-1 * * * *", 2},
-                          {L"*/0 * * * *", 2},
-                          {L"1, * * * *", 2},
-                          {L"x * * * *", 0},
-                          {L"* * * foo *", 6},
-                          {L"1x * * * *", 1},
-                          {L"@often", 0},
-                          {L"99999999999 * * * *", 0}})
+    for (auto const& [line, position] : Table<wchar_t const*, long>{{L"", 0},
+                                                                    {L"* * * *", 7},
+                                                                    {L"60 * * * *", 0},
+                                                                    {L"* 24 * * *", 2},
+                                                                    {L"* * 0 * *", 4},
+                                                                    {L"* * * 13 *", 6},
+                                                                    {L"* * * * 8", 8},
+                                                                    {L"* * * * * *", 10},
+                                                                    {L"5-1 * * * *", 2},
+                                                                    {L"*/0 * * * *", 2},
+                                                                    {L"1, * * * *", 2},
+                                                                    {L"x * * * *", 0},
+                                                                    {L"* * * foo *", 6},
+                                                                    {L"1x * * * *", 1},
+                                                                    {L"@often", 0},
+                                                                    {L"99999999999 * * * *", 0}})
     {
-        XCScheduleCron const schedule{XCString(c.line)};
+        XCScheduleCron const schedule{XCString(line)};
         EXPECT_TRUE(schedule.IsEmpty());
-        ASSERT_EQ(int(schedule.GetReadError()), XCErrScheduleText) << XCString(c.line).AsUTF8();
-        EXPECT_EQ(*static_cast<long const*>(schedule.GetReadError()->GetParameterValue(0)), c.position)
-            << XCString(c.line).AsUTF8();
+        ASSERT_EQ(int(schedule.GetReadError()), XCErrScheduleText) << XCString(line).AsUTF8();
+        EXPECT_EQ(*static_cast<long const*>(schedule.GetReadError()->GetParameterValue(0)), position)
+            << XCString(line).AsUTF8();
     }
     XCScheduleCron const weekly(L" @WEEKLY ");
     EXPECT_EQ(MsOf(weekly.GetNext(At(0), XCTimeZone::UTC())), 3 * kDay);
 }
-
-struct ClockCase {
-    char const* fault;
-    bool byRhythm; // every ten minutes; else daily at noon
-    XCMissedRuns missed;
-    std::vector<std::pair<char, std::int64_t>> steps; // p: time passes, s: sleep, c: the clock is set
-    std::uint64_t runs, missedRuns;
-};
 
 // It starts at 11:00.
 TEST(Scheduler, ClocksThatAreSetAndSleeps)
 {
     using enum XCMissedRuns;
     constexpr std::int64_t kTen = 10 * kMinute;
-    std::vector<ClockCase> const cases = {
+    // fault, byRhythm (every ten minutes; else daily at noon), missed, steps (p: time passes, s: sleep, c: the clock is set), runs, missedRuns
+    Rows<bool, XCMissedRuns, std::vector<std::pair<char, std::int64_t>>, std::uint64_t, std::uint64_t> const cases = {
         {"not run", false, RunOnce, {{'p', kHour}}, 1, 0},
         {"early", false, RunOnce, {{'p', kHour - 1}}, 0, 0},
         {"forward over noon: lost", false, RunOnce, {{'c', 2 * kHour}, {'p', 1}}, 1, 0},
@@ -283,7 +268,7 @@ TEST(Scheduler, ClocksThatAreSetAndSleeps)
         {"sleep of nine hours: made up for", false, Skip, {{'s', 9 * kHour}, {'p', kDay - 8 * kHour}}, 1, 1},
         {"sleep: each", true, All, {{'s', kHour}}, 6, 0},
         {"sleep: once", true, RunOnce, {{'s', 9 * kHour}, {'p', kTen}}, 2, 53},
-        {"rhythm silent after the clock was set back",
+        {"rhythm silent after an hour back",
          true,
          RunOnce,
          {{'p', kTen}, {'c', -kHour}, {'p', kTen}, {'p', kTen}},
@@ -291,24 +276,49 @@ TEST(Scheduler, ClocksThatAreSetAndSleeps)
          0},
         {"rhythm silent after a day back", true, RunOnce, {{'p', kTen}, {'c', -kDay}, {'p', kTen}, {'p', kTen}}, 3, 0},
     };
-    for (ClockCase const& c : cases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, byRhythm, missed, steps, runs, missedRuns] : cases) {
+        SCOPED_TRACE(fault);
         FakeTime time(MsOf(Utc(L"2020/06/01 11:00:00")));
         XCSmartPtr<XCScheduler> const scheduler(new XCScheduler({}, L"test", time));
         XCSmartPtr<XCScheduleI> schedule(new XCScheduleDaily({XCTimeEx(12, 0, 0)}));
-        if (c.byRhythm) schedule = new XCScheduleCron(L"*/10 * * * *");
+        if (byRhythm) schedule = new XCScheduleCron(L"*/10 * * * *");
         XCJobOptions options;
         options.zone = XCTimeZone::UTC();
-        options.missed = c.missed;
+        options.missed = missed;
         scheduler->Add(
             schedule, [](XCJobCall const&) {}, options);
-        for (auto const& [what, ms] : c.steps)
+        for (auto const& [what, ms] : steps)
             what == 'p' ? time.Pass(ms) : what == 's' ? time.SleepFor(ms) : time.SetClock(ms);
         XCJobInfo const job = scheduler->List().front();
-        EXPECT_EQ(job.runs, c.runs);
-        EXPECT_EQ(job.missed, c.missedRuns);
+        EXPECT_EQ(::All(job.runs, job.missed), ::All(runs, missedRuns));
         EXPECT_TRUE(scheduler->Stop().Good());
     }
+}
+
+/// A schedule of a program that asks, and at last leaves, the scheduler that asks it.
+class CuriousSchedule final : public XCScheduleInterval {
+public:
+    CuriousSchedule() : XCScheduleInterval(kMinute, At(0)) {}
+    XCDateTimeEx GetNext(XCDateTimeEx const& after, XCTimeZone const& zone) const override
+    {
+        if (!scheduler.IsNull() && scheduler->List().front().runs == 2) scheduler->Remove(scheduler->List().front().id);
+        return XCScheduleInterval::GetNext(after, zone);
+    }
+    XCSmartPtr<XCScheduler> scheduler;
+};
+
+TEST(Scheduler, SchedulesMayCallBack)
+{
+    FakeTime time(MsOf(Utc(L"2020/06/01 11:00:00")));
+    XCSmartPtr<XCScheduler> const scheduler(new XCScheduler({}, L"test", time));
+    XCSmartPtr<CuriousSchedule> const schedule(new CuriousSchedule);
+    std::atomic<int> calls = 0;
+    scheduler->Add(schedule.GetPtr(), [&](XCJobCall const&) { ++calls; });
+    schedule->scheduler = scheduler;
+    for (int minute = 0; minute < 5; ++minute) time.Pass(kMinute);
+    EXPECT_TRUE(scheduler->Stop().Good());
+    EXPECT_EQ(calls, 2);
+    schedule->scheduler.Clear();
 }
 
 TEST(Scheduler, SleepsUntilSomethingIsDue)
@@ -330,9 +340,7 @@ TEST(Scheduler, SleepsUntilSomethingIsDue)
     for (int minute = 0; minute < 59; ++minute) time.Pass(kMinute);
     EXPECT_EQ(scheduler->GetWakeUps(), before);
     time.Pass(kMinute);
-    EXPECT_EQ(scheduler->List().size(), 1u);
-    EXPECT_EQ(scheduler->List().front().runs, 2u);
-    EXPECT_EQ(missed, 0u);
+    EXPECT_EQ(All(scheduler->List().size(), scheduler->List().front().runs, missed), All(1u, 2u, 0u));
     EXPECT_FALSE(scheduler->Remove(self));
     EXPECT_TRUE(scheduler->Stop().Good());
     EXPECT_THROW(scheduler->Add(daily, {}, {}), XCException);

@@ -1,9 +1,8 @@
 // The thread server: calls with limits, its apartment and its messages.
-#include <XelbrinCore/XCThreadServer.h>
 
+#include "prelude.h"
 #include "work/gate.h"
 
-#include <gtest/gtest.h>
 #include <objbase.h>
 #include <windows.h>
 

@@ -1,13 +1,7 @@
 // Timers over a fake clock: periods, sleeps, cancelling in every position; the wheel beside a sorted list.
-#include <XelbrinCore/XCThreadPool.h>
-#include <XelbrinCore/XCTimer.h>
 
-#include "prelude.h"
 #include "work/fake_time.h"
 #include "work/gate.h"
-
-#include <chrono>
-#include <map>
 
 namespace {
 
@@ -19,20 +13,13 @@ Queue NewQueue(FakeTime& time, XCSmartPtr<XCExecutor> const& executor = {})
     return Queue(new XCTimerQueue(executor, L"test", time));
 }
 
-struct PeriodCase {
-    char const* fault;
-    XCTimerClock clock;
-    XCTimerMode mode;
-    std::vector<std::int64_t> passes; // negative: the system sleeps
-    std::uint64_t calls, missed;
-};
-
 TEST(Timer, PeriodsAndSleeps)
 {
     using enum XCTimerClock;
     using enum XCTimerMode;
     // Due after 101 ms, then every 50 ms.
-    std::vector<PeriodCase> const cases = {
+    // fault, clock, mode, passes (negative: the system sleeps), calls, missed
+    Rows<XCTimerClock, XCTimerMode, std::vector<std::int64_t>, std::uint64_t, std::uint64_t> const cases = {
         {"early", Awake, FixedRate, {100}, 0, 0},
         {"not called", Awake, FixedRate, {101, 50, 50}, 3, 0},
         {"period drifts with lateness", Awake, FixedRate, {120, 31, 50}, 3, 0},
@@ -43,16 +30,16 @@ TEST(Timer, PeriodsAndSleeps)
         {"late after a sleep", Elapsed, FixedRate, {50, -10000, 1}, 2, 198},
         {"delay counted from the due time", Awake, FixedDelay, {301, 50, 1}, 2, 0},
     };
-    for (PeriodCase const& c : cases) {
-        SCOPED_TRACE(c.fault);
+    for (auto const& [fault, clock, mode, passes, calls, rowMissed] : cases) {
+        SCOPED_TRACE(fault);
         FakeTime time;
         Queue const queue = NewQueue(time);
         std::atomic<std::uint64_t> missed{0};
-        Timer const timer(new XCTimer([&](XCTimerTick const& tick) { missed += tick.missed; }, *queue, c.clock));
-        ASSERT_TRUE(timer->Start(100, 50, c.mode).Good());
-        for (std::int64_t const ms : c.passes) ms < 0 ? time.SleepFor(-ms) : time.Pass(ms);
-        EXPECT_EQ(timer->GetCalls(), c.calls);
-        EXPECT_EQ(missed, c.missed);
+        Timer const timer(new XCTimer([&](XCTimerTick const& tick) { missed += tick.missed; }, *queue, clock));
+        ASSERT_TRUE(timer->Start(100, 50, mode).Good());
+        for (std::int64_t const ms : passes) ms < 0 ? time.SleepFor(-ms) : time.Pass(ms);
+        EXPECT_EQ(timer->GetCalls(), calls);
+        EXPECT_EQ(missed, rowMissed);
         EXPECT_TRUE(queue->Stop().Good());
     }
 }
@@ -172,8 +159,7 @@ TEST(Timer, WheelAgreesWithASortedList)
             time.Pass(static_cast<std::int64_t>(to));
             ASSERT_EQ(called, expected) << step;
         }
-        EXPECT_TRUE(wrong.empty());
-        EXPECT_TRUE(queue->Stop().Good());
+        EXPECT_TRUE(wrong.empty() && queue->Stop().Good());
     }
 }
 

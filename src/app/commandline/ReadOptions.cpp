@@ -35,9 +35,10 @@ public:
     }
 
     XCErrorID Match(std::vector<XCString> const& arguments, std::size_t from);
-    XCErrorID Match(XCCommandLine const& line);
+    XCErrorID Match(XCCommandLine const& line, std::size_t from);
     XCErrorID Match(std::function<std::optional<XCString>(XCString const&)> const& find);
-    [[nodiscard]] XCErrorID FindMissing() const;
+    /// @param anyCommand whether none of the declared commands has to be there.
+    [[nodiscard]] XCErrorID FindMissing(bool anyCommand = false) const;
     void Set() const;
 
 private:
@@ -50,7 +51,10 @@ private:
     XCErrorID MatchLong(XCString const& text, Texts const& all, std::size_t& at);
     XCErrorID MatchShort(XCString const& text, Texts const& all, std::size_t& at);
     XCErrorID MatchArgument(XCString const& text);
-    XCErrorID MatchCommand(XCString const& name, Texts const& rest, std::size_t from);
+    XCErrorID MatchOne(XCCommandLine const& line, XCCommandLineArgument const& argument);
+    Option::State* FindBare(XCString const& name, bool caseSensitive) const;
+    /// The reading of the command with this name, which the rest of the arguments is for; null: refused.
+    Reading* EnterCommand(XCString const& name, XCErrorID& refused);
     XCErrorID TakeNext(Option::State& option, XCString const& name, Texts const& all, std::size_t& at);
     XCErrorID Meet(Option::State& option, XCString const& name, XCString const& text);
     XCErrorID Unknown(XCString const& name);
@@ -83,18 +87,18 @@ XCErrorID XCOptions::Read(std::vector<XCString> const& arguments)
 XCErrorID XCOptions::ReadCommandLine(XCCommandLine const& line)
 {
     Reading reading(*this);
-    XCErrorID wrong = reading.Match(line);
+    XCErrorID wrong = reading.Match(line, 0);
     if (wrong.Good() && !WantsHelp()) wrong = reading.FindMissing();
     if (wrong.Good()) reading.Set();
     return wrong;
 }
 
-/// A source of values cannot ask for help, so that required options are looked for in any case.
+/// A source of values cannot ask for help, so that required options are looked for in any case. It names no command.
 XCErrorID XCOptions::ReadValues(std::function<std::optional<XCString>(XCString const& name)> const& find)
 {
     Reading reading(*this);
     XCErrorID wrong = reading.Match(find);
-    if (wrong.Good()) wrong = reading.FindMissing();
+    if (wrong.Good()) wrong = reading.FindMissing(true);
     if (wrong.Good()) reading.Set();
     return wrong;
 }
@@ -132,12 +136,12 @@ XCErrorID XCOptions::Reading::Match(Texts const& arguments, std::size_t from)
             onlyArguments = true;
         else if (!onlyArguments && IsOption(text))
             wrong = text[1] == L'-' ? MatchLong(text, arguments, at) : MatchShort(text, arguments, at);
-        else if (!m_state.commands.empty())
+        else if (m_state.commands.empty())
+            wrong = MatchArgument(text);
+        else if (Reading* const command = EnterCommand(text, wrong))
             // The command reads all the rest: its options follow its name, and the same name may mean something else
             // there.
-            return MatchCommand(text, arguments, at + 1);
-        else
-            wrong = MatchArgument(text);
+            return command->Match(arguments, at + 1);
         if (wrong.Bad()) return wrong;
     }
     return XCErrorID::Success;
@@ -180,7 +184,9 @@ XCErrorID XCOptions::Reading::TakeNext(Option::State& option, XCString const& na
     if (option.alone) return Meet(option, name, *option.alone);
     // A known name there is an option, and so is "--". Other texts with a dash are taken: "-5" and "-" are proper
     // values.
-    bool const missing = at + 1 == all.size() || all[at + 1] == L"--" || m_state.Find(all[at + 1].View());
+    std::wstring_view const next = at + 1 < all.size() ? all[at + 1].View() : L"--";
+    bool const isLong = next.starts_with(L"--"); // may have its own value: "--output --jobs=4"
+    bool const missing = next == L"--" || m_state.Find(isLong ? next.substr(0, next.find(L'=')) : next);
     return missing ? MakeCoreError(XCErrOptionNoValue, name) : Meet(option, name, all[++at]);
 }
 
@@ -206,7 +212,7 @@ XCErrorID XCOptions::Reading::MatchArgument(XCString const& text)
     return MakeCoreError(XCErrArgumentExtra, text);
 }
 
-XCErrorID XCOptions::Reading::MatchCommand(XCString const& name, Texts const& rest, std::size_t from)
+XCOptions::Reading* XCOptions::Reading::EnterCommand(XCString const& name, XCErrorID& refused)
 {
     Texts names;
     // The names are collected on the way: only a failed search needs them, and then needs them all.
@@ -217,11 +223,12 @@ XCErrorID XCOptions::Reading::MatchCommand(XCString const& name, Texts const& re
         m_state.command = name;
         // The reading of the command lives until Set: its targets too are set only when the whole line was accepted.
         m_command = std::make_unique<Reading>(*options);
-        return m_command->Match(rest, from);
+        return m_command.get();
     }
     XCString const nearest = NearestName(name.View(), names);
-    return nearest.IsNull() ? MakeCoreError(XCErrCommandUnknown, name)
-                            : MakeCoreError(XCErrCommandUnknownNear, name, nearest);
+    refused = nearest.IsNull() ? MakeCoreError(XCErrCommandUnknown, name)
+                               : MakeCoreError(XCErrCommandUnknownNear, name, nearest);
+    return nullptr;
 }
 
 /// A name that nobody has declared; help is known without.
@@ -245,47 +252,57 @@ XCErrorID XCOptions::Reading::Unknown(XCString const& name)
 }
 
 /// The class has cut off the sign of the option already, so names are compared without dashes, and with its own rule
-/// for case. A value never stands in the next argument here: "/jobs 4" is an option and a file.
-XCErrorID XCOptions::Reading::Match(XCCommandLine const& line)
+/// for case.
+XCOptions::Option::State* XCOptions::Reading::FindBare(XCString const& name, bool caseSensitive) const
 {
-    auto const find = [&](XCString const& name) -> Option::State* {
-        for (auto const& each : m_state.options)
-            for (XCString const& known : each->m_state->names) {
-                std::wstring_view const bare = BareName(known.View());
-                bool const same =
-                    line.IsCaseSensitive() ? bare == name.View() : xc::text::IsSameNameFolded(bare, name.View());
-                if (!each->m_state->IsArgument() && same) return each->m_state.get();
-            }
-        return nullptr;
-    };
-    for (XCCommandLineArgument const& argument : line.GetParsedArgumentVector()) {
+    for (auto const& each : m_state.options)
+        for (XCString const& known : each->m_state->names) {
+            std::wstring_view const bare = BareName(known.View());
+            bool const same = caseSensitive ? bare == name.View() : xc::text::IsSameNameFolded(bare, name.View());
+            if (!each->m_state->IsArgument() && same) return each->m_state.get();
+        }
+    return nullptr;
+}
+
+XCErrorID XCOptions::Reading::Match(XCCommandLine const& line, std::size_t from)
+{
+    auto const& arguments = line.GetParsedArgumentVector();
+    for (std::size_t at = from; at < arguments.size(); ++at) {
+        bool const isOption = arguments[at].GetArgType() != XCCommandLineArgument::ArgNonStandard;
         XCErrorID wrong;
-        XCString const& name = argument.GetArgument();
-        bool const withValue = argument.GetArgType() == XCCommandLineArgument::ArgWithValue;
-        if (argument.GetArgType() == XCCommandLineArgument::ArgNonStandard)
-            wrong = MatchArgument(name);
-        else if (argument.GetArgType() == XCCommandLineArgument::ArgAbsent)
-            continue;
-        else if (Option::State* const option = find(name); !option)
-            wrong = Unknown(name);
-        else if (withValue || option->kind == Kind::Flag)
-            wrong = Meet(*option, name, withValue ? argument.GetValueAsString() : XCString(L"yes"));
-        else
-            wrong = option->alone ? Meet(*option, name, *option->alone) : MakeCoreError(XCErrOptionNoValue, name);
+        if (isOption || m_state.commands.empty())
+            wrong = MatchOne(line, arguments[at]);
+        else if (Reading* const command = EnterCommand(arguments[at].GetArgument(), wrong))
+            return command->Match(line, at + 1);
         if (wrong.Bad()) return wrong;
     }
     return XCErrorID::Success;
 }
 
+/// A value never stands in the next argument here: "/jobs 4" is an option and a file.
+XCErrorID XCOptions::Reading::MatchOne(XCCommandLine const& line, XCCommandLineArgument const& argument)
+{
+    XCString const& name = argument.GetArgument();
+    if (argument.GetArgType() == XCCommandLineArgument::ArgNonStandard) return MatchArgument(name);
+    if (argument.GetArgType() == XCCommandLineArgument::ArgAbsent) return XCErrorID::Success;
+    Option::State* const option = FindBare(name, line.IsCaseSensitive());
+    if (!option) return Unknown(name);
+    if (argument.GetArgType() == XCCommandLineArgument::ArgWithValue)
+        return Meet(*option, name, argument.GetValueAsString());
+    if (option->kind == Kind::Flag) return Meet(*option, name, L"yes");
+    return option->alone ? Meet(*option, name, *option->alone) : MakeCoreError(XCErrOptionNoValue, name);
+}
+
 /// Runs after all matches: an option may be given anywhere. A declaration with commands requires one of them.
-XCErrorID XCOptions::Reading::FindMissing() const
+XCErrorID XCOptions::Reading::FindMissing(bool anyCommand) const
 {
     for (auto const& each : m_state.options) {
         Option::State const& option = *each->m_state;
         bool const met = std::ranges::any_of(m_met, [&](Met const& one) { return one.option == &option; });
         if (option.isRequired && !met) return MakeCoreError(XCErrOptionMissing, option.Name());
     }
-    if (!m_state.commands.empty() && !m_command) return MakeCoreError(XCErrOptionMissing, XCString(L"COMMAND"));
+    if (!m_state.commands.empty() && !m_command && !anyCommand)
+        return MakeCoreError(XCErrOptionMissing, XCString(L"COMMAND"));
     return m_command ? m_command->FindMissing() : XCErrorID::Success;
 }
 
