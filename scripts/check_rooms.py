@@ -54,6 +54,7 @@ HEADER_ROOM = {
     "XCBuffer.h": "data", "XCByteStream.h": "data", "XCBinaryWriter.h": "data", "XCBinaryReader.h": "data",
     "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCProgress.h": "sync", "XCThread.h": "sync", "XCFuture.h": "sync",
+    "XCThreadDump.h": "sync", "XCSignals.h": "debug",
     "XCPath.h": "files", "XCFileInfo.h": "files", "XCFile.h": "files", "XCFileStream.h": "files",
     "XCSaveFile.h": "files",
     "XCDirectory.h": "files", "XCDirectoryWalker.h": "files",

@@ -9,6 +9,7 @@
 #include "records.h"
 
 #include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCSignals.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -63,6 +64,7 @@ RecordHost::RecordHost(int count, wchar_t const* const* arguments)
 int RecordHost::Main()
 {
     if (m_showsHelp) return ShowHelp();
+    (void)XCSignals::Install(); // without it a fault is not recorded, and nothing else is different
     if (!GetConfigFailure().IsNull()) return kExitFault; // the library has told what is wrong with the file
     if (XCErrorID const started = m_diagnostics.Start(*this); started.Bad())
         Print(L"ERR> ***" + started.AsString() + L"\n"); // a program without its log still works

@@ -23,7 +23,7 @@
 //          log subscriber or a thread that a module has left behind, however that thread was started. Errors that the
 //          host hands out are texts of its own and outlive every module.
 // EXIT     When the process's quit flag is set the running host calls RequestExit(false), once. From then on no plug-in
-//          is started.
+//          is started. With a deadline (SetStopDeadline) the host ends whatever its modules do.
 // THREADS  As XCApplication; FindPlugIn and GetLoadedPlugIns may be called from any.
 // COST     A module costs its loading by the system, a threaded plug-in one thread; the host's own work grows with the
 //          count of plug-ins and their dependencies.
@@ -150,6 +150,22 @@ public:
     /// XCThreadedRunPlugIn::kExitPatienceMs, unless it was set.
     [[nodiscard]] unsigned int GetExitPatience() const noexcept;
 
+    /// How long a call into a module may go on after the request to exit, and the end of the host after it began, in
+    /// milliseconds. After that each late plug-in is named with its age and its call stack, in log and error log, and the
+    /// host goes on without it; Run returns kExitLate. When the host's own thread never comes back from the plug-in,
+    /// another one unloads the rest, the log is written out, and the process ends with kExitLate. In every case within
+    /// three deadlines and 10 seconds. Starts three threads; while there is none of a deadline nothing is limited. Also by
+    /// the option "stopDeadline". On the host's thread, before modules are loaded.
+    /// @param milliseconds XCInfinite: no deadline, only reports on request (AskForReport).
+    void SetStopDeadline(unsigned int milliseconds);
+    /// XCInfinite when there is none.
+    [[nodiscard]] unsigned int GetStopDeadline() const noexcept;
+    /// The exit code of a host that has ended without somebody.
+    static constexpr int kExitLate = 124;
+    /// Asks the host of a process of this session for the call stacks of all its threads, in its log and error log.
+    /// @param process 0: this one.   @return Bad when there is no such host: SetStopDeadline makes one.
+    static XCErrorID AskForReport(unsigned long process);
+
 private:
     struct Host;
     struct Waiting;
@@ -163,6 +179,8 @@ private:
     XCErrorID AddLoaded(Waiting& loaded) noexcept;
     void Refuse(Waiting& loaded) noexcept;
     bool LoadAsAsked();
+    void SetStopDeadlineAsAsked();
+    void EndPlugIns() noexcept;
     XCErrorID CheckPresent(xc::host::PlugInRef const& ref) const;
     void TakeUsage(xc::host::PlugInRef const& ref);
     XCErrorID Initialise(xc::host::PlugInRef const& ref, bool quiet);

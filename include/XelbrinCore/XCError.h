@@ -59,11 +59,13 @@ enum XCCoreError : long {
     XCErrNoDateTime = 300,      ///< a text that is no date or time in its format (parameter: the text)
     XCErrInvalidDateTime = 301, ///< a date that no calendar has
     // 400-499 threads and locks
+    XCErrThreadsUnlisted = 400, ///< the system does not list the threads of the process
     // 500-599 application
     XCErrPlugInFailed = 500,         ///< a plug-in or its module cannot be used; the error has a text of its own
     XCErrConsoleNotRedirected = 501, ///< the console cannot be sent to a file (file, system error, words)
     XCErrListCannotRead = 502,       ///< a list file of plug-ins cannot be read (file, system error, words)
     XCErrListMalformed = 503,        ///< a list file of plug-ins is no text in its encoding (file)
+    XCErrNoReport = 504,             ///< a process has no host that reports (its number, system error, words)
     XCErrOptionUnknown = 510,        ///< an option that the program does not have (the option)
     XCErrOptionUnknownNear = 511,    ///< the same, with a name that it nearly is (the option, the name)
     XCErrOptionValue = 512,          ///< a value that the option does not take (option, value)

@@ -78,6 +78,7 @@
 #include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
+#include <XelbrinCore/XCSignals.h>
 #include <XelbrinCore/XCSocket.h>
 #include <XelbrinCore/XCSocketServer.h>
 #include <XelbrinCore/XCStdFormat.h>
@@ -95,6 +96,7 @@
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCTask.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadDump.h>
 #include <XelbrinCore/XCThreadPool.h>
 #include <XelbrinCore/XCThreadServer.h>
 #include <XelbrinCore/XCTimeEx.h>

@@ -7,6 +7,10 @@
 // What it is for: when a plug-in never returns or brings the process down, the note of its call names it, its file and
 // the time it has taken. Such a report is written when nothing may be relied on any more, perhaps while the thread
 // that holds a lock is dead; so no lock may be needed to read, and none is taken to write either.
+//
+// A call that never returns may be given up: who goes on in its place marks the slot as held, and the thread that comes
+// back after all finds that when it gives the slot back, and stops. Both change the slot by one exchange, so that a
+// thread is either held or has left its call before.
 #include "errors/RunningCalls.h"
 
 #include "win32/Clock.h"
@@ -15,8 +19,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <new>
+#include <thread>
 #include <vector>
 
 namespace xc::errors {
@@ -50,10 +56,27 @@ void Get(SharedText<N> const& from, wchar_t (&to)[N]) noexcept
     to[i] = L'\0';
 }
 
+/// What a note has of a path: its end tells more than its beginning.
+std::wstring_view EndOf(std::wstring_view path) noexcept
+{
+    return path.substr(path.size() - std::min(path.size(), CallNote::kPathUnits - 1));
+}
+
+[[noreturn]] void StopForEver() noexcept
+{
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
 } // namespace
 
 struct RunningCall::Slot {
-    std::atomic<bool> used{false};
+    enum State : unsigned char {
+        Free,
+        Used,
+        Held,   ///< its thread stops when it comes back
+        Leaving ///< its thread has come back and may not be held any more
+    };
+    std::atomic<State> state{Free};
     std::atomic<std::uint32_t> version{0};
     std::atomic<std::uint64_t> order{0};
     std::atomic<std::uint64_t> sinceMs{0};
@@ -63,13 +86,15 @@ struct RunningCall::Slot {
     SharedText<CallNote::kPathUnits> path{};
 
     // The look before the exchange leaves slots that are in use unwritten, and so in the caches of their threads.
-    [[nodiscard]] bool Take() noexcept { return !used.load(kRelaxed) && !used.exchange(true); }
+    [[nodiscard]] bool Take() noexcept { return state.load(kRelaxed) == Free && Change(Free, Used); }
+    [[nodiscard]] bool Change(State from, State to) noexcept { return state.compare_exchange_strong(from, to); }
+    [[nodiscard]] bool IsOfThread(unsigned long id) const noexcept { return state == Used && thread.load(kSeen) == id; }
 
     /// False when the slot is free, or was written meanwhile.
     bool Read(CallNote& note) const noexcept
     {
         std::uint32_t const before = version.load(std::memory_order_acquire);
-        if (before % 2 != 0 || !used.load(kRelaxed)) return false;
+        if (before % 2 != 0 || state.load(kRelaxed) == Free) return false;
         note.order = order.load(kSeen);
         note.sinceMs = sinceMs.load(kSeen);
         note.thread = thread.load(kSeen);
@@ -88,17 +113,19 @@ struct RunningCall::Slot {
         thread.store(win32::ThreadId(), kShown);
         operation.store(what, kShown);
         Put(name, whose);
-        // The end of a path tells more than its beginning.
-        Put(path, where.substr(where.size() - std::min(where.size(), CallNote::kPathUnits - 1)));
+        Put(path, EndOf(where));
         version.fetch_add(1, std::memory_order_release);
     }
 
-    void GiveBack() noexcept
+    /// @return false when its thread must stop.
+    [[nodiscard]] bool GiveBack() noexcept
     {
+        if (!Change(Used, Leaving)) return false;
         // By two: the version stays even, and a reader in the middle of the slot still sees that it has changed.
         operation.store(nullptr, kRelaxed);
         version.fetch_add(2, std::memory_order_release);
-        used.store(false, std::memory_order_release);
+        state.store(Free, std::memory_order_release);
+        return true;
     }
 };
 
@@ -166,7 +193,7 @@ RunningCall::RunningCall(wchar_t const* operation, std::wstring_view name, std::
 
 RunningCall::~RunningCall()
 {
-    if (m_slot) m_slot->GiveBack();
+    if (m_slot && !m_slot->GiveBack()) StopForEver();
 }
 
 std::size_t CopyRunningCalls(CallNote* notes, std::size_t room) noexcept
@@ -182,8 +209,26 @@ void ForgetCallsOf(unsigned long thread) noexcept
 {
     ForEachSlot([&](Slot& slot) {
         // For a thread that was ended from outside: its destructors have not run, and its notes would stand for ever.
-        if (slot.used && slot.thread == thread) slot.GiveBack();
+        if (slot.IsOfThread(thread)) (void)slot.GiveBack();
     });
+}
+
+bool HoldCallsOf(unsigned long thread) noexcept
+{
+    // The innermost first: from then on the thread cannot come back into the code between two calls.
+    for (bool held = false;;) {
+        Slot* innermost = nullptr;
+        ForEachSlot([&](Slot& slot) {
+            if (slot.IsOfThread(thread) && (!innermost || slot.order > innermost->order)) innermost = &slot;
+        });
+        if (!innermost) return held;
+        held = innermost->Change(Slot::Used, Slot::Held) || held;
+    }
+}
+
+bool CallNote::IsOf(std::wstring_view plugIn, std::wstring_view module) const noexcept
+{
+    return plugIn.substr(0, kNameUnits - 1) == name && EndOf(module) == path;
 }
 
 XCString RunningCallsText(unsigned long thread)

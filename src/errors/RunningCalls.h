@@ -23,6 +23,9 @@ struct CallNote {
     wchar_t const* operation = nullptr; ///< a literal of the library, such as "Init"
     wchar_t name[kNameUnits] = {};      ///< of the plug-in, as far as it fits; empty when it is not known yet
     wchar_t path[kPathUnits] = {};      ///< of the module; the end of it when it does not fit
+
+    /// Whether it is of a plug-in of this name and path, as far as they fit.
+    [[nodiscard]] bool IsOf(std::wstring_view plugIn, std::wstring_view module) const noexcept;
 };
 
 /// Keeps the note of one call, from the construction to the end of the call.
@@ -46,6 +49,10 @@ std::size_t CopyRunningCalls(CallNote* notes, std::size_t room) noexcept;
 
 /// Removes the notes of a thread that has ended without returning from its calls.
 void ForgetCallsOf(unsigned long thread) noexcept;
+
+/// Has a thread stop for ever when it comes back from a call that is under way now: somebody else goes on in its place,
+/// and it must touch nothing any more. @return false when it is in no call.
+bool HoldCallsOf(unsigned long thread) noexcept;
 
 /// The calls of one thread as lines, the innermost first: `in Init of <Reader> (PATH), for 12 ms`. Empty without calls.
 XCString RunningCallsText(unsigned long thread);

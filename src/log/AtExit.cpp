@@ -35,7 +35,7 @@ ExitList& List()
 
 AtExit::AtExit(void (*function)(void* owner), void* owner) noexcept : m_function(function), m_owner(owner)
 {
-    win32::CallAtExit(&AtExit::Run);
+    win32::CallAtExit(&AtExit::WriteOut);
     ExitList& list = List();
     std::lock_guard const hold(list.section);
     m_next = list.first;
@@ -53,13 +53,13 @@ AtExit::~AtExit()
 
 void AtExit::BeforeFiles(void (*function)()) noexcept
 {
-    win32::CallAtExit(&AtExit::Run);
+    win32::CallAtExit(&AtExit::WriteOut);
     ExitList& list = List();
     std::lock_guard const hold(list.section);
     list.beforeFiles = function;
 }
 
-void AtExit::Run()
+void AtExit::WriteOut()
 {
     ExitList& list = List();
     // Without the section: subscribers that are served now may open and close files.

@@ -18,9 +18,10 @@ public:
     /// Has a function called before the files; one function.
     static void BeforeFiles(void (*function)()) noexcept;
 
-private:
-    static void Run();
+    /// What happens at the exit of the program, now: for a process that is ended without it.
+    static void WriteOut();
 
+private:
     void (*m_function)(void*);
     void* m_owner;
     AtExit* m_previous = nullptr;

@@ -7,9 +7,8 @@
 // Not found: a thread that is made but has not begun, and callbacks that the system has not called yet.
 #include "win32/ModuleThreads.h"
 
+#include "win32/EachThread.h"
 #include "win32/LastError.h"
-#include "win32/SystemFunction.h"
-#include "win32/UniqueHandle.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -19,11 +18,8 @@ namespace xc::win32 {
 namespace {
 
 constexpr std::size_t kMostModules = 64;
-constexpr DWORD kRights = THREAD_QUERY_INFORMATION | THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME;
+constexpr DWORD kRightsToSearch = THREAD_QUERY_INFORMATION | THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME | SYNCHRONIZE;
 constexpr int kWin32StartAddress = 9; // ThreadQuerySetWin32StartAddress
-
-using NextThread = LONG(NTAPI*)(HANDLE process, HANDLE thread, ACCESS_MASK, ULONG attributes, ULONG flags, HANDLE*);
-using QueryThread = LONG(NTAPI*)(HANDLE thread, int what, void* answer, ULONG size, ULONG* written);
 
 struct Image {
     std::uintptr_t begin = 0;
@@ -117,17 +113,10 @@ void NoteThread(HANDLE thread, QueryThread query, Search const& search) noexcept
 void FindThreadsIn(ModuleThread* modules, std::size_t count) noexcept
 {
     KeepLastError const keep;
-    static auto const next = SystemFunction<NextThread>(L"ntdll.dll", "NtGetNextThread");
-    static auto const query = SystemFunction<QueryThread>(L"ntdll.dll", "NtQueryInformationThread");
-    if (!next || count == 0) return;
+    if (count == 0) return;
+    QueryThread const query = QueryThreadFunction();
     Search const search(modules, std::min(count, kMostModules));
-    UniqueKernelObject thread;
-    for (;;) {
-        HANDLE found = nullptr;
-        if (next(::GetCurrentProcess(), thread.Get(), kRights | SYNCHRONIZE, 0, 0, &found) < 0) return;
-        thread.Reset(found);
-        NoteThread(found, query, search);
-    }
+    ForEachThread(kRightsToSearch, [&](UniqueKernelObject& thread) { NoteThread(thread.Get(), query, search); });
 }
 
 } // namespace xc::win32

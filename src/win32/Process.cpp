@@ -161,4 +161,9 @@ bool StartedAfter(unsigned long id, std::uint64_t time) noexcept
     return start > time + kTwoSeconds;
 }
 
+[[noreturn]] void EndProcessNow(unsigned int exitCode) noexcept
+{
+    for (;;) ::TerminateProcess(::GetCurrentProcess(), exitCode);
+}
+
 } // namespace xc::win32

@@ -23,6 +23,8 @@ void CallAtExit(void (*function)());
 
 /// Whether the other threads have been ended already, perhaps with locks in their hands.
 bool IsProcessEnding() noexcept;
+/// Ends the process at once: no destructor, no detaching of modules, no flush of the runtime.
+[[noreturn]] void EndProcessNow(unsigned int exitCode) noexcept;
 /// The library stays loaded until the process ends.
 bool PinLibrary() noexcept;
 

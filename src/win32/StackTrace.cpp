@@ -170,6 +170,16 @@ bool StepOut(CONTEXT& registers, StackBounds const& stack) noexcept
     return registers.Rip != 0 && registers.Rsp > from;
 }
 
+/// Registers that point into the stack point to the same place of its copy from now on, as the system needs it that
+/// reads where they point. A number that only looks like such an address is no frame register, and so does no harm.
+void MoveToCopy(CONTEXT& registers, StackCopy const& copy) noexcept
+{
+    ULONG64 const moved = reinterpret_cast<ULONG64>(copy.bytes) - copy.address;
+    ULONG64* const first = &registers.Rax;
+    for (unsigned i = 0; i < 16; ++i)
+        if (first[i] - copy.address < copy.count) first[i] += moved;
+}
+
 std::size_t Walk(CONTEXT& registers, void const** frames, std::size_t room, std::size_t skip) noexcept
 {
     StackBounds const stack = BoundsOfThisThread();
@@ -199,6 +209,21 @@ std::size_t CaptureStackOf(void const* contextRecord, void const** frames, std::
 {
     CONTEXT registers = *static_cast<CONTEXT const*>(contextRecord);
     return Walk(registers, frames, room, 0);
+}
+
+std::size_t CaptureStackOf(void const* contextRecord, StackCopy const& copy, void const** frames,
+                           std::size_t room) noexcept
+{
+    CONTEXT registers = *static_cast<CONTEXT const*>(contextRecord);
+    auto const low = reinterpret_cast<ULONG64>(copy.bytes);
+    StackBounds const bounds{low, low + copy.count};
+    std::size_t count = 0;
+    while (count < room) {
+        frames[count++] = reinterpret_cast<void const*>(registers.Rip);
+        MoveToCopy(registers, copy);
+        if (copy.count < 8 || !StepOut(registers, bounds)) break;
+    }
+    return count;
 }
 
 } // namespace xc::win32

@@ -11,6 +11,9 @@
 // that uses it itself is not disturbed, and serves one thread at a time. Its modules are loaded one by one as addresses
 // need them; a module that was replaced by another at the same place is told by its path. Cost: the first name of a
 // module reads its symbols, which may take a second; the others are searches. Everything lives until the process ends.
+//
+// A module that hangs while it is loaded holds the lock of the loader, which every question about modules needs. For
+// such a process there are names from the image alone: the memory tells where the image begins and which file it is.
 #include "win32/LastError.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
@@ -27,6 +30,7 @@
 #include <mutex>
 #include <vector>
 #include <windows.h>
+#include <winternl.h>
 
 #include <dbghelp.h>
 
@@ -216,22 +220,82 @@ NamedAddress BestName(std::uintptr_t base, std::wstring const& path, std::uintpt
     return symbol;
 }
 
+/// The base of the image that an address lies in, by the memory alone; 0 when it lies in none.
+std::uintptr_t ImageAround(void const* address) noexcept
+{
+    MEMORY_BASIC_INFORMATION part;
+    bool const known = ::VirtualQuery(address, &part, sizeof part) != 0;
+    return known && part.State == MEM_COMMIT && part.Type == MEM_IMAGE
+               ? reinterpret_cast<std::uintptr_t>(part.AllocationBase)
+               : 0;
+}
+
+/// The name of the file that an image was made from, as the memory's mapping tells it.
+std::wstring FileOfImage(std::uintptr_t base)
+{
+    constexpr int kMappedFileName = 2; // MemoryMappedFilenameInformation
+    using QueryMemory = LONG(NTAPI*)(HANDLE, void const*, int, void*, SIZE_T, SIZE_T*);
+    static auto const query = SystemFunction<QueryMemory>(L"ntdll.dll", "NtQueryVirtualMemory");
+    struct {
+        UNICODE_STRING name;
+        wchar_t text[2048];
+    } answer{};
+    auto const* const image = reinterpret_cast<void const*>(base);
+    if (!query || query(::GetCurrentProcess(), image, kMappedFileName, &answer, sizeof answer, nullptr) < 0) return {};
+    return BaseName({answer.name.Buffer, answer.name.Length / sizeof(wchar_t)});
+}
+
+std::wstring TextOf(std::wstring const& module, NamedAddress const& name, std::uintptr_t base, std::uintptr_t at)
+{
+    if (name.function.empty()) return module + L"+" + Hex(at - base);
+    std::wstring text = module + L"!" + name.function + L"+" + Hex(at - name.start);
+    if (!name.line.empty()) text += L" [" + name.line + L"]";
+    return text;
+}
+
 } // namespace
+
+bool IsLoaderFree(unsigned int patienceMs) noexcept
+{
+    using LockLoader = LONG(NTAPI*)(ULONG flags, ULONG * result, ULONG_PTR * cookie);
+    using UnlockLoader = LONG(NTAPI*)(ULONG flags, ULONG_PTR cookie);
+    static auto const lock = SystemFunction<LockLoader>(L"ntdll.dll", "LdrLockLoaderLock");
+    static auto const unlock = SystemFunction<UnlockLoader>(L"ntdll.dll", "LdrUnlockLoaderLock");
+    constexpr ULONG kTryOnly = 2, kTaken = 1;
+    if (!lock || !unlock) return true;
+    for (unsigned int waited = 0;; waited += 10) {
+        ULONG result = 0;
+        ULONG_PTR cookie = 0;
+        if (lock(kTryOnly, &result, &cookie) < 0) return true; // a system that does not offer the question
+        if (result == kTaken) {
+            unlock(0, cookie);
+            return true;
+        }
+        if (waited >= patienceMs) return false;
+        ::Sleep(10);
+    }
+}
+
+std::wstring DescribeWithoutLoader(void const* address, bool isReturn)
+{
+    KeepLastError const keep;
+    std::uintptr_t const base = ImageAround(address);
+    if (base == 0) return {};
+    auto const at = reinterpret_cast<std::uintptr_t>(address);
+    return TextOf(FileOfImage(base), NearestExport(base, isReturn ? at - 1 : at), base, at);
+}
 
 std::wstring DescribeAddress(void const* address, bool isReturn)
 {
     KeepLastError const keep;
+    if (!address) return {};                          // the system would take it for the program
     Module const module = Module::OfAddress(address); // it stays loaded while its address is named
     if (!module) return {};
     auto const base = reinterpret_cast<std::uintptr_t>(module.Get());
     std::wstring const path = ModulePath(module.Get());
     std::uintptr_t const at = reinterpret_cast<std::uintptr_t>(address);
     NamedAddress const name = BestName(base, path, isReturn ? at - 1 : at);
-    std::wstring text = BaseName(path);
-    if (name.function.empty()) return text += L"+" + Hex(at - base);
-    text += L"!" + name.function + L"+" + Hex(at - name.start);
-    if (!name.line.empty()) text += L" [" + name.line + L"]";
-    return text;
+    return TextOf(BaseName(path), name, base, at);
 }
 
 } // namespace xc::win32

@@ -130,6 +130,23 @@ def quit_in_the_middle():
     return finish(process)
 
 
+def a_module_that_hangs():
+    """Ctrl-C for a host with a deadline and a module that never looks at the request."""
+    folder = WORK / "hang"
+    shutil.copytree(BIN / "record_host", folder)
+    shutil.copy(BIN / "modules" / "hostile.osx", folder / "hostile_hang_thread.osx")
+    (folder / "osx.lst").write_text("reader.osx\nfilter.osx\nreport.osx\nhostile_hang_thread.osx\n")
+    process = start([SAMPLE, "/osxpath:@work\\hang", "/stopDeadline:500"])
+    end = time.monotonic() + PATIENCE
+    while b"last record" not in (WORK / "said").read_bytes() and time.monotonic() < end:
+        time.sleep(0.05)
+    process.send_signal(signal.CTRL_BREAK_EVENT if ON_WINDOWS else signal.SIGINT)
+    said, code = finish(process)
+    named = "ERR> ***<Hostile> has not answered: in Run (@work\\hang\\hostile_hang_thread.osx), for "
+    if code != 124 or named not in said or ">>>> Unloading <Reader>..." not in said:
+        yield f"hang: exit code {code}, output:\n{said}"
+
+
 def differences():
     def compare(name, said, code, wanted_code):
         wanted = (HERE / "expected" / f"{name}.txt").read_text(encoding="utf-8")
@@ -143,6 +160,7 @@ def differences():
             said += "\n".join(["--- log", *log_lines("sample.txt"), "--- trace", *trace_lines(), ""])
         yield from compare(name, said, code, wanted_code)
     yield from compare("quit", *quit_in_the_middle(), 0)
+    yield from a_module_that_hangs()
 
     (BIN / "record_host" / "no_filter.lst").write_text("reader.osx\nreport.osx\n")
     for options, wanted, wanted_code in FAULTS:

@@ -31,7 +31,7 @@ public:
     void Add(std::string const& role) const
     {
         std::filesystem::path file = Source() / (role + ".osx");
-        if (!exists(file)) file = Source() / "plugin.osx";
+        if (!exists(file)) file = Source() / (role.starts_with("hostile_") ? "hostile.osx" : "plugin.osx");
         copy_file(file, path / (role + ".osx"));
     }
     static std::filesystem::path Source()

@@ -6,13 +6,17 @@
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
+#include "app/host/StopDeadline.h"
 #include "app/host/Unloader.h"
 
 #include <atomic>
+#include <memory>
 #include <utility>
 
 /// The parts are plain classes; the application joins them to its virtual operations.
-struct XCApplicationWithPlugIns::Host {
+struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
+    explicit Host(XCApplicationWithPlugIns& application_) noexcept : application(application_) {}
+
     /// What is known of a plug-in that is being added: it is not asked twice. Scopes nest, as additions do.
     class Known {
     public:
@@ -47,9 +51,26 @@ struct XCApplicationWithPlugIns::Host {
     /// @return false when jobs go on.
     bool StopJobs() noexcept;
 
+    // Of its deadline, on threads of the deadline:
+    void SayLate() noexcept override;
+    void KeepLoaded(xc::errors::CallNote const& call) noexcept override;
+    void AskRest() noexcept override;
+    void EndInstead() noexcept override;
+    [[nodiscard]] unsigned long AskingThread() const noexcept override { return askingThread; }
+
+    [[nodiscard]] bool IsDeadlineOver() const noexcept { return deadline && deadline->IsOver(); }
+    /// How long a request to exit waits for the thread of a plug-in: within a deadline others are still to be asked.
+    [[nodiscard]] unsigned int AskPatienceMs() const noexcept;
+    /// Asks the plug-ins that come after a position.
+    void Ask(std::uint64_t after, bool immediately) noexcept;
+
+    XCApplicationWithPlugIns& application;
     xc::host::PlugInList list;
     std::atomic<bool> exitAsked = false; ///< RequestExit was called for the present quit request
     std::atomic<unsigned int> exitPatienceMs = XCThreadedRunPlugIn::kExitPatienceMs;
+    std::atomic<unsigned long> askingThread = 0;      ///< the one that hands on the quit request
+    std::atomic<std::uint64_t> lastAsked = 0;         ///< the position of the plug-in that is or was asked last
+    std::unique_ptr<xc::host::StopDeadline> deadline; ///< null while nobody has set one
 
     // For the thread that loads and unloads:
     xc::host::ModuleSet modules{&LeftBehindBy};

@@ -100,7 +100,7 @@ void XCThreadedRunPlugIn::RequestExit(bool immediately)
     // An event and not a flag, so that a Run that sleeps wakes at once.
     state.exitRequested.post();
     if (immediately || state.threadId == XCThread::GetCurrentThreadID()) return; // Run cannot wait for its own end
-    unsigned int const patience = state.patienceMs;
+    unsigned int const patience = state.askMs;
     // Steps are counted, not times read: a machine that sleeps meanwhile does not use up the patience.
     for (unsigned int waited = 0; state.IsRunning() && (patience == XCInfinite || waited < patience);
          waited += kExitStepMs)

@@ -153,13 +153,20 @@ void PlugInList::MarkStaying(bool all) noexcept
     Guard const guard(m_section);
     Entry* marked = nullptr;
     for (auto& [number, entry] : m_entries)
-        if (all || (entry.threaded && entry.threaded->IsRunning())) Mark(entry, nullptr, marked);
+        if (all || entry.isHeld || (entry.threaded && entry.threaded->IsRunning())) Mark(entry, nullptr, marked);
     while (marked) {
         Entry const& user = *std::exchange(marked, marked->nextMarked);
         for (PlugInIdEx const& wanted : user.dependencies)
             if (Entry* const needed = EntryOf(wanted.GetGuid())) Mark(*needed, &user, marked);
         if (Entry* const container = EntryOf(user.broughtBy)) Mark(*container, &user, marked);
     }
+}
+
+void PlugInList::Hold(errors::CallNote const& call) noexcept
+{
+    Guard const guard(m_section);
+    for (auto& [number, entry] : m_entries)
+        if (call.IsOf(entry.name.View(), entry.path.View())) entry.isHeld = true;
 }
 
 bool PlugInList::IsEmpty() const noexcept

@@ -8,6 +8,8 @@
 #include <XelbrinCore/XCPlugIn.h>
 #include <XelbrinCore/XCSync.h>
 
+#include "errors/RunningCalls.h"
+
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -48,6 +50,7 @@ struct Entry : PlugInRef {
     std::vector<PlugInIdEx> dependencies;
     XCGuid broughtBy;            ///< null unless a container has brought it
     bool stays = false;          ///< must not be unloaded: it is still running, or
+    bool isHeld = false;         ///< a thread that is in it was given up
     XCString neededBy;           ///< one that stays needs it
     Entry* nextMarked = nullptr; ///< while those that stay are found
 };
@@ -88,6 +91,8 @@ public:
     Place TakeFree(std::uint64_t& below) noexcept;
     /// Marks those whose threads still run, and those that these need. @param all all of them.
     void MarkStaying(bool all) noexcept;
+    /// Keeps a plug-in whose call was given up from being unloaded.
+    void Hold(errors::CallNote const& call) noexcept;
 
     bool IsEmpty() const noexcept;
     bool Holds(XCPlugIn const* plugIn) const noexcept;

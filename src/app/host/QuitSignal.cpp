@@ -72,8 +72,8 @@ QuitOnConsoleSignal::~QuitOnConsoleSignal()
 // A thread of its own: the waits of the system's pool go on for a moment after they were taken back, and what they call
 // here may be code of modules.
 struct QuitWatch::State {
-    explicit State(std::function<void()> onQuit_)
-        : onQuit(std::move(onQuit_)), stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr))
+    State(std::function<void()> onQuit_, std::function<bool()> givesUp_)
+        : onQuit(std::move(onQuit_)), givesUp(std::move(givesUp_)), stop(::CreateEventW(nullptr, TRUE, FALSE, nullptr))
     {
         if (!stop) throw XCWindowsLastErrorException();
     }
@@ -86,11 +86,13 @@ struct QuitWatch::State {
     }
 
     std::function<void()> onQuit;
+    std::function<bool()> givesUp;
     win32::UniqueKernelObject stop;
     win32::UniqueKernelObject thread;
 };
 
-QuitWatch::QuitWatch(std::function<void()> onQuit) : m_state(std::make_unique<State>(std::move(onQuit)))
+QuitWatch::QuitWatch(std::function<void()> onQuit, std::function<bool()> givesUp)
+    : m_state(std::make_unique<State>(std::move(onQuit), std::move(givesUp)))
 {
     m_state->thread.Reset(
         reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, State::Body, m_state.get(), 0, nullptr)));
@@ -100,7 +102,12 @@ QuitWatch::QuitWatch(std::function<void()> onQuit) : m_state(std::make_unique<St
 QuitWatch::~QuitWatch()
 {
     ::SetEvent(m_state->stop.Get());
-    ::WaitForSingleObject(m_state->thread.Get(), INFINITE);
+    DWORD const step = m_state->givesUp ? 50 : INFINITE;
+    while (::WaitForSingleObject(m_state->thread.Get(), step) == WAIT_TIMEOUT)
+        if (m_state->givesUp()) {
+            (void)m_state.release(); // the thread is in it for ever
+            return;
+        }
 }
 
 } // namespace xc::host

@@ -23,7 +23,8 @@ public:
 /// end of the watch waits for a call that is under way.
 class QuitWatch {
 public:
-    explicit QuitWatch(std::function<void()> onQuit);
+    /// @param givesUp asked while the end waits: true when the call will never end, and its thread touches nothing more.
+    explicit QuitWatch(std::function<void()> onQuit, std::function<bool()> givesUp = {});
     ~QuitWatch();
     QuitWatch(QuitWatch const&) = delete;
     QuitWatch& operator=(QuitWatch const&) = delete;

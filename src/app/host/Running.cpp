@@ -11,6 +11,7 @@
 #include "app/host/QuitSignal.h"
 #include "app/host/ThreadedState.h"
 #include "win32/Clock.h"
+#include "win32/Process.h"
 
 #include <iostream>
 
@@ -49,9 +50,8 @@ struct RunOrder {
     }
 };
 
-void StartThread(ThreadedState& state, RunOrder const& order, unsigned int patienceMs)
+void StartThread(ThreadedState& state, RunOrder const& order)
 {
-    state.patienceMs = patienceMs;
     XCErrorID const started = Sealed([&] {
         state.thread = new XCThread(XCMakeCallback([&state, order] {
             state.SetStarted();
@@ -70,7 +70,7 @@ void StartThread(ThreadedState& state, RunOrder const& order, unsigned int patie
     order.Fail(started);
 }
 
-void RunOne(PlugInRef const& ref, RunOrder const& order, unsigned int patienceMs)
+void RunOne(PlugInRef const& ref, RunOrder const& order)
 {
     bool const isReady = xc::errors::SealedValue(
         [&] { return ref.plugIn->GetStatus() == XCPlugIn::StatusReady && ref.plugIn->IsRunningPlugIn(); }, false);
@@ -79,7 +79,7 @@ void RunOne(PlugInRef const& ref, RunOrder const& order, unsigned int patienceMs
     wchar_t const* const how = ref.threaded ? L">...(threaded)\n" : L">...\n";
     SayIfPossible([&] { xc::host::Print(L"RUN> Running <" + ref.name + how); });
     if (ref.threaded)
-        StartThread(*ref.threaded, order, patienceMs);
+        StartThread(*ref.threaded, order);
     else
         order.Run();
 }
@@ -93,15 +93,23 @@ void NoteVanished(ThreadedState& state, RunOrder const& order)
     order.Fail(Sealed([] { return PlugInFailure(L"Run has ended its thread instead of returning"); }));
 }
 
-/// Waits for a threaded plug-in; once it was asked to exit no longer than its patience, then it is named.
-void WaitForEnd(ThreadedState& state, RunOrder const& order)
+/// Whether a plug-in that was asked to exit has used up its patience.
+// It begins with the request, not with the wait: several plug-ins use it up together.
+bool IsPatienceOver(ThreadedState const& state) noexcept
+{
+    std::uint64_t const askedAt = state.askedAt;
+    unsigned int const patience = state.patienceMs;
+    return askedAt != 0 && patience != XCInfinite && xc::win32::TickMs() - askedAt >= patience;
+}
+
+/// Waits for a threaded plug-in; once it was asked to exit no longer than its patience, and than the deadline of the
+/// host; then it is named.
+template <class IsOver>
+void WaitForEnd(ThreadedState& state, RunOrder const& order, IsOver isDeadlineOver)
 {
     if (state.thread.IsNull()) return;
     while (!state.WaitForEnd()) {
-        std::uint64_t const askedAt = state.askedAt;
-        unsigned int const patience = state.patienceMs;
-        // The patience begins with the request, not with the wait: several plug-ins use it up together.
-        if (askedAt == 0 || patience == XCInfinite || xc::win32::TickMs() - askedAt < patience) continue;
+        if (!IsPatienceOver(state) && !isDeadlineOver()) continue;
         SayIfPossible([&] { xc::host::PrintError(L"<" + order.name + L"> ignores the request to exit"); });
         return;
     }
@@ -129,14 +137,23 @@ int XCApplicationWithPlugIns::Run()
         ForgetExitRequest(list);
     }
     {
-        xc::host::QuitWatch const quit([this] {
+        auto const onQuit = [this] {
+            m_host->askingThread = xc::win32::ThreadId();
             if (!m_host->exitAsked) (void)Sealed([this] { RequestExit(false); });
-        });
+        };
+        xc::host::QuitWatch const quit(onQuit,
+                                       [this] { return m_host->deadline && m_host->deadline->HoldsAskingThread(); });
+        for (PlugInRef const& ref : list) {
+            if (ref.threaded) ref.threaded->patienceMs = m_host->exitPatienceMs.load();
+            if (ref.threaded) ref.threaded->askMs = m_host->AskPatienceMs();
+            RunOne(ref, {ref.runs, ref.name, ref.path, m_exitCode});
+        }
         for (PlugInRef const& ref : list)
-            RunOne(ref, {ref.runs, ref.name, ref.path, m_exitCode}, m_host->exitPatienceMs);
-        for (PlugInRef const& ref : list)
-            if (ref.threaded) WaitForEnd(*ref.threaded, {ref.runs, ref.name, ref.path, m_exitCode});
+            if (ref.threaded)
+                WaitForEnd(*ref.threaded, {ref.runs, ref.name, ref.path, m_exitCode},
+                           [this] { return m_host->IsDeadlineOver(); });
     }
+    m_host->askingThread = 0;
     if (m_runWithMenu) m_mainMenu->RunMenu(std::wcin, GetCout());
     return m_exitCode->load();
 }
@@ -149,9 +166,18 @@ void XCApplicationWithPlugIns::RequestExit(bool immediately)
     // All threads learn it at once: one that is slow to end does not delay the others.
     PlugInRef ref;
     for (std::uint64_t at = 0; m_host->list.Next(at, ref);)
-        if (ref.threaded) ref.threaded->exitRequested.post();
-    for (std::uint64_t at = 0; m_host->list.Next(at, ref);) {
-        if (ref.threaded) ref.threaded->askedAt = xc::win32::TickMs();
+        if (ref.threaded) {
+            ref.threaded->askedAt = xc::win32::TickMs();
+            ref.threaded->exitRequested.post();
+        }
+    m_host->Ask(0, immediately);
+}
+
+void XCApplicationWithPlugIns::Host::Ask(std::uint64_t after, bool immediately) noexcept
+{
+    PlugInRef ref;
+    for (std::uint64_t at = after; list.Next(at, ref);) {
+        lastAsked = at;
         XCErrorID const asked =
             CallModule(L"RequestExit", ref.name, ref.path, [&] { ref.plugIn->RequestExit(immediately); });
         if (asked.Bad()) xc::host::PrintFailure(ref.name, asked);

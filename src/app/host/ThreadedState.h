@@ -20,6 +20,7 @@ struct ThreadedState {
     mutable XCEventSemaphore exitRequested;
     std::atomic<unsigned long> threadId = 0;
     std::atomic<unsigned int> patienceMs = XCThreadedRunPlugIn::kExitPatienceMs;
+    std::atomic<unsigned int> askMs = XCThreadedRunPlugIn::kExitPatienceMs; ///< how long RequestExit waits
     std::atomic<std::uint64_t> askedAt = 0; ///< the tick at which the host has asked it to end; 0 before
     XCSmartPtr<XCThread> thread;            ///< from its start until it was joined; the host's thread only
 

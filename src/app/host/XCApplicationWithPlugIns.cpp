@@ -30,20 +30,30 @@ using xc::host::PlugInRef;
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(int argumentCount, wchar_t const* const* arguments,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(argumentCount, arguments, subscriber, handleSignals, module), m_host(std::make_unique<Host>()),
+    : XCApplication(argumentCount, arguments, subscriber, handleSignals, module), m_host(std::make_unique<Host>(*this)),
       m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
+    SetStopDeadlineAsAsked();
 }
 
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(commandLine, subscriber, handleSignals, module), m_host(std::make_unique<Host>()),
+    : XCApplication(commandLine, subscriber, handleSignals, module), m_host(std::make_unique<Host>(*this)),
       m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
+    SetStopDeadlineAsAsked();
 }
 
 XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
+{
+    if (m_host->deadline) m_host->deadline->BeginEnd();
+    EndPlugIns();
+    m_host->deadline.reset(); // its threads use the host
+}
+
+/// On the host's thread; on the deadline's when that one never comes back from a module.
+void XCApplicationWithPlugIns::EndPlugIns() noexcept
 {
     SayIfPossible([] { Print(L"Exiting application...\n"); });
     auto const all = [](XCUnitTest::Function const&) { return true; };
@@ -72,6 +82,10 @@ XCUsageInfo XCApplicationWithPlugIns::GetUsageInfo() const
         L"listed in this file will be loaded. If you want to use a different listfile name (rather than OSX.LST), you "
         L"can specify it at then end of the directory statement (ex: c:\\Harvel\\myosx.lst).",
         false);
+    usage.AddCmdLineArgDesc(L"stopDeadline:{milliseconds}",
+                            L"After a request to exit, name each plug-in that has not answered in this time and go on "
+                            L"without it. The exit code is 124 then.",
+                            false);
     return usage;
 }
 

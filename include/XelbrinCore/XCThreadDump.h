@@ -1,0 +1,40 @@
+// XCThreadDump.h - what all threads of the process are doing, as text.
+//
+// WHAT     XCDumpAllStacks gives the call stack of every thread with its name and the plug-in that it is in;
+//          XCWriteThreadInfo appends the same with times, priorities and flags to a file.
+// COST     Each thread is suspended for some tenths of a millisecond at most, while its stack is copied; 200 threads
+//          take less than 200 ms. The first call of a process that names frames of a module reads the module's symbols.
+// LIFETIME The text stays right when modules go.
+// ERRORS   XCErrThreadsUnlisted where the system does not list the threads of the process; for the file those of files.
+//          std::bad_alloc, thrown before anything is suspended or after everything goes on.
+// THREADS  Any thread, one dump at a time. A thread that is suspended may hold any lock: nothing is allocated and no
+//          lock is taken meanwhile, so that the dump ends whatever the others are doing. A thread that cannot be copied
+//          in time is resumed and named as not reachable. While a module hangs in its loading, names come from the
+//          exports of the images alone.
+#pragma once
+
+#include <XelbrinCore/XCError.h>
+#include <XelbrinCore/XCExport.h>
+#include <XelbrinCore/XCString.h>
+
+#include <cstddef>
+
+/// What a dump shows.
+struct XCDumpOptions {
+    std::size_t maxFrames = 32;    ///< calls a thread, the innermost first; at most 64
+    unsigned int patienceMs = 200; ///< how long one thread may stay suspended before it is given up
+    bool onlyRegistered = false;   ///< the threads of the library's registry alone
+};
+
+/// Replaces `text` by the stacks of all threads: those of the registry first, then the others, each by identifier.
+///
+///     thread 812 "reader"
+///         in Run of <Reader> (c:\apps\modules\reader.osx), for 6120 ms
+///         reader.osx!Reader::Run()+0x41 [reader.cpp:88]
+///
+/// The calling thread is marked, and stands with the others.
+XC_API XCErrorID XCDumpAllStacks(XCString& text, XCDumpOptions const& options = {});
+
+/// Appends the moment, then for each thread its times, priority, flags (of registered ones) and stack, to a file in UTF-8,
+/// in one write; the file is created when it is missing. @param path relative paths start at the current directory.
+XC_API XCErrorID XCWriteThreadInfo(XCString const& path);

@@ -1,0 +1,174 @@
+// Modules that hang, in every call that a host makes: who did it is told, the others finish, the host ends in time.
+#include "child_process.h"
+#include "host/host_tools.h"
+
+#include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCSignals.h>
+#include <XelbrinCore/XCThread.h>
+
+namespace {
+
+using namespace xc_test;
+
+constexpr unsigned int kDeadlineMs = 500;
+
+std::wstring Variable(wchar_t const* name)
+{
+    wchar_t text[1024] = L"";
+    ::GetEnvironmentVariableW(name, text, 1024);
+    return text;
+}
+
+/// The host of the tests below: it works for a moment, is asked to end, and its exit code is the process's.
+TEST(DISABLED_HostileChild, Runs)
+{
+    std::wstring const folder = Variable(L"XC_HOST_CHILD");
+    XCSmartPtr<XCLogSubscriberI> const log(new XCFileLogSubscriber(XCString(folder) + L"\\host.log"));
+    log->SetDesiredLevel(2);
+    int code = 0;
+    {
+        XCApplicationWithPlugIns host(L"host.exe /noconsole " + XCString(Variable(L"XC_HOST_OPTIONS")), log, false);
+        XCException::SetErrorLogPath(XCString(folder) + L"\\error.log");
+        XCSignalOptions options;
+        options.minidump = false;
+        options.logLevel = 2;
+        ASSERT_TRUE(XCSignals::Install(options).Good());
+        XCSmartPtr<XCThread> const quitter(new XCThread(XCMakeCallback([] {
+            XCThread::Sleep(400);
+            XCApplication::PostExitRequest();
+        })));
+        ASSERT_TRUE(quitter->Start().Good()); // before the modules: one that hangs in its loading keeps threads out
+        (void)host.LoadPlugInsFromDirectory(XCString(folder));
+        code = host.Run();
+    }
+    std::_Exit(code);
+}
+
+struct Ended {
+    DWORD code;
+    std::string log, errors;
+};
+
+Ended RunHostile(ModuleFolder const& folder, wchar_t const* options)
+{
+    ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
+    ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", options);
+    DWORD const code = ChildProcess(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs")).Wait();
+    return {code, ReadFile(folder.path / "host.log"), ReadFile(folder.path / "error.log")};
+}
+
+TEST(Hostile, AModuleThatHangsIsNamedAndTheHostEndsWithoutIt)
+{
+    struct HangCase {
+        char const* module;
+        char const* named;
+        bool othersUnload = true;
+    };
+    constexpr HangCase kCases[] = {
+        {"hostile_hang_main", "\\hostile_hang_main.osx has not answered: in LoadLibrary (", false},
+        {"hostile_hang_entry", "\\hostile_hang_entry.osx has not answered: in GetPlugInObject (", false},
+        {"hostile_hang_init", "<Hostile> has not answered: in Init ("},
+        {"hostile_hang_run", "<Hostile> has not answered: in Run ("},
+        {"hostile_hang_thread", "<Hostile> has not answered: in Run ("},
+        {"hostile_hang_exit", "<Hostile> has not answered: in RequestExit ("},
+        {"hostile_hang_unload", "<Hostile> has not answered: in Unload ("},
+    };
+    for (HangCase const& c : kCases) {
+        SCOPED_TRACE(c.module);
+        ModuleFolder const folder({"a_report", "filter", "reader", c.module});
+        ULONGLONG const start = ::GetTickCount64();
+        Ended const ended = RunHostile(folder, L"/stopDeadline:500");
+        EXPECT_LT(::GetTickCount64() - start, 400 + 3 * kDeadlineMs + 10000);
+        EXPECT_EQ(ended.code, 124u);
+        for (std::string const& told : {ended.log, ended.errors}) {
+            std::size_t const at = told.find(c.named);
+            EXPECT_NE(at, std::string::npos) << told;
+            std::size_t const stack = told.find("\n    ", at);
+            EXPECT_NE(told.find(c.module + std::string(".osx"), stack), std::string::npos) << told;
+        }
+        EXPECT_EQ(ended.log.find(">>>> Unloading <Report>...") != std::string::npos, c.othersUnload) << ended.log;
+        EXPECT_EQ(ended.log.find("<Report> is still running"), std::string::npos) << ended.log;
+    }
+}
+
+TEST(Hostile, AModuleThatEndsTheProcessIsNamedInItsRecord)
+{
+    struct EndCase {
+        char const* module;
+        char const* named; ///< in the error log, or as the last words of the log
+        bool hasRecord = true;
+    };
+    constexpr EndCase kCases[] = {
+        {"hostile_crash_entry", "    in GetPlugInObject ("},
+        {"hostile_crash_init", "    in Init of <Hostile> ("},
+        {"hostile_crash_run", "    in Run of <Hostile> ("},
+        {"hostile_crash_thread", "    in Run of <Hostile> ("},
+        {"hostile_crash_exit", "    in RequestExit of <Hostile> ("},
+        {"hostile_crash_unload", "    in Unload of <Hostile> ("},
+        {"hostile_abort_run", "    in Run of <Hostile> ("},
+        {"hostile_exit_run", "CALL> Run of <Hostile> (", false},
+    };
+    for (EndCase const& c : kCases) {
+        SCOPED_TRACE(c.module);
+        Ended const ended = RunHostile(ModuleFolder({"a_report", "filter", "reader", c.module}), L"");
+        EXPECT_NE(ended.code, 0u);
+        std::string const told = c.hasRecord ? ended.errors : ended.log.substr(ended.log.rfind("CALL>"));
+        EXPECT_NE(told.find(c.named), std::string::npos) << told;
+        EXPECT_NE(told.find("CALL> "), std::string::npos) << "the last records of the log\n" << told;
+    }
+}
+
+TEST(Hostile, AModuleThatAHostSurvivesIsNamedAndTheOthersFinish)
+{
+    struct SurvivedCase {
+        char const* module;
+        char const* named;
+        unsigned int code;
+    };
+    constexpr SurvivedCase kCases[] = {
+        {"hostile_crash_main", "LoadLibrary fails on ", 0},
+        {"hostile_throw_run", "ERR> ***<Hostile>: planned fault\n", 2},
+        {"hostile_throw_init", "ERR> ***<Hostile>: planned fault\n", 0},
+        {"hostile_left_init", "hostile_left_init.osx has left a thread behind and stays loaded\n", 0},
+        {"hostile_memory_run", "RUN> Running <Hostile>", 0},
+    };
+    for (SurvivedCase const& c : kCases) {
+        SCOPED_TRACE(c.module);
+        Ended const ended = RunHostile(ModuleFolder({"a_report", "filter", "reader", c.module}), L"");
+        EXPECT_EQ(ended.code, c.code);
+        EXPECT_NE(ended.log.find(c.named), std::string::npos) << ended.log;
+        EXPECT_NE(ended.log.find(">>>> Unloading <Report>..."), std::string::npos) << ended.log;
+    }
+}
+
+TEST(Hostile, AHostReportsOnRequestWhileItRuns)
+{
+    ModuleFolder const folder({"a_report", "filter", "reader", "hostile_hang_thread"});
+    ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
+    ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", L"/stopDeadline:2000");
+    ChildProcess child(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs"));
+    std::string told;
+    for (int i = 0; i < 2000 && told.find("HangsHere") == std::string::npos; ++i, ::Sleep(5)) {
+        (void)XCApplicationWithPlugIns::AskForReport(child.Id()); // Bad until its host is there
+        told = ReadFile(folder.path / "error.log");
+    }
+    std::size_t const report = told.find("] report on process ");
+    EXPECT_LT(report, told.find("in Run of <Hostile>", report)) << told;
+    EXPECT_EQ(child.Wait(), 124u);
+    EXPECT_EQ(static_cast<long>(XCApplicationWithPlugIns::AskForReport(child.Id())), XCErrNoReport);
+}
+
+TEST(Hostile, ADeadlineLeavesAHostThatEndsInTimeAlone)
+{
+    ModuleFolder const folder({"a_report", "filter", "reader"});
+    Ended const ended = RunHostile(folder, L"/stopDeadline:20000");
+    EXPECT_EQ(ended.code, 0u);
+    EXPECT_EQ(ended.errors, "-");
+    EXPECT_NE(ended.log.find(">>>> Unloading <Reader>..."), std::string::npos) << ended.log;
+    XCApplicationWithPlugIns host(L"host /noconsole /stopDeadline:soon", ListenerPtr(new Listener), false);
+    EXPECT_EQ(host.GetStopDeadline(), XCInfinite);
+    host.SetStopDeadline(700);
+    EXPECT_EQ(host.GetStopDeadline(), 700u);
+}
+
+} // namespace

@@ -1,0 +1,109 @@
+// One module that tests copy under names of the form hostile_FAULT_PLACE: what it does wrong, and in which call.
+#include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCPlugIn.h>
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <windows.h>
+
+namespace {
+
+std::wstring const& MyName()
+{
+    static std::wstring const name = [] {
+        HMODULE self = nullptr;
+        wchar_t path[1024] = L"";
+        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                             reinterpret_cast<LPCWSTR>(&MyName), &self);
+        ::GetModuleFileNameW(self, path, 1024);
+        std::wstring text = path;
+        text.erase(0, text.find(L'_', text.find_last_of(L'\\')) + 1);
+        return text.substr(0, text.find(L'.'));
+    }();
+    return name;
+}
+
+__attribute__((noinline)) void HangsHere()
+{
+    for (;;) ::Sleep(1000);
+}
+
+__attribute__((noinline)) int Overflows(int depth)
+{
+    char volatile room[4096] = {};
+    room[depth % 4096] = 1;
+    int volatile below = depth < 0 ? 0 : Overflows(depth + 1); // no loop in place of the calls
+    return room[0] + below;
+}
+
+void Misbehave(std::wstring const& fault)
+{
+    if (fault == L"hang") HangsHere();
+    if (fault == L"crash") *static_cast<int volatile*>(nullptr) = 1; // NOLINT(clang-analyzer-core.NullDereference)
+    if (fault == L"exit") ::ExitProcess(7);
+    if (fault == L"throw") throw std::runtime_error("planned fault");
+    if (fault == L"abort") std::abort();
+    if (fault == L"overflow") Overflows(0);
+    if (fault == L"memory")
+        (void)::VirtualAlloc(nullptr, std::size_t{2} << 30, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    if (fault == L"left")
+        ::CloseHandle(::CreateThread(
+            nullptr, 0,
+            [](void*) -> DWORD {
+                HangsHere();
+                return 0;
+            },
+            nullptr, 0, nullptr));
+}
+
+void At(wchar_t const* place)
+{
+    std::wstring const& name = MyName();
+    std::size_t const line = name.find(L'_');
+    if (name.substr(line + 1) == place) Misbehave(name.substr(0, line));
+}
+
+template <class Base>
+class Hostile final : public Base {
+public:
+    XCString GetPlugInName() const override { return L"Hostile"; }
+    PlugInIdEx GetPlugInIdEx() const override { return XCGuid(666, 0, 0, {}); }
+    /// One that never comes back from Init is the last: the others are there by then.
+    std::vector<PlugInIdEx> GetDependentV() const override
+    {
+        if (!MyName().ends_with(L"_init")) return {};
+        return {PlugInIdEx(XCGuid(3, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}))}; // the report
+    }
+    XCErrorID Init(XCApplicationWithPlugIns const&) override
+    {
+        At(L"init");
+        return XCErrorID::Success;
+    }
+    void Run() override
+    {
+        At(L"run");
+        At(L"thread");
+    }
+    void RequestExit(bool immediately) override
+    {
+        At(L"exit");
+        Base::RequestExit(immediately);
+    }
+    void Unload() override { At(L"unload"); }
+};
+
+} // namespace
+
+extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
+{
+    At(L"entry");
+    if (MyName().ends_with(L"_thread")) return new Hostile<XCThreadedRunPlugIn>;
+    return new Hostile<XCRunPlugIn>;
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+{
+    if (reason == DLL_PROCESS_ATTACH) At(L"main");
+    return TRUE;
+}
