@@ -18,6 +18,7 @@
 #include "errors/Sealed.h"
 #include "win32/FaultHooks.h"
 #include "win32/File.h"
+#include "win32/HelperThread.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
 #include "win32/StackTrace.h"
@@ -27,7 +28,6 @@
 
 #include <atomic>
 #include <charconv>
-#include <process.h>
 
 namespace xc::debug {
 
@@ -104,7 +104,7 @@ bool Recorder::Start(XCSignalOptions const& options)
     if (m_minidump) win32::PrepareMinidump();
     if (!m_writer) { // one writer for all installations: it never ends
         unsigned int id = 0;
-        m_writer.Reset(reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, Body, this, 0, &id)));
+        m_writer = win32::StartHelperThread(Body, this, &id);
         m_writerId = id;
     }
     if (!m_writer || !m_wake || !m_done || !m_dumped) return false;

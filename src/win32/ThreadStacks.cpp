@@ -15,6 +15,7 @@
 #include "win32/ThreadStacks.h"
 
 #include "win32/EachThread.h"
+#include "win32/HelperThread.h"
 #include "win32/LastError.h"
 #include "win32/Process.h"
 #include "win32/StackTrace.h"
@@ -23,7 +24,6 @@
 #include <atomic>
 #include <cstring>
 #include <mutex>
-#include <process.h>
 
 namespace xc::win32 {
 
@@ -86,7 +86,7 @@ private:
     {
         PinLibrary(); // its code is at work until the process ends
         unsigned int id = 0;
-        m_thread.Reset(reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, Body, this, 0, &id)));
+        m_thread = StartHelperThread(Body, this, &id);
         m_id = id;
     }
 

@@ -12,10 +12,10 @@
 
 #include <XelbrinCore/XCException.h>
 
+#include "win32/HelperThread.h"
 #include "win32/UniqueHandle.h"
 
 #include <atomic>
-#include <process.h>
 #include <windows.h>
 
 namespace xc::host {
@@ -94,9 +94,8 @@ struct QuitWatch::State {
 QuitWatch::QuitWatch(std::function<void()> onQuit, std::function<bool()> givesUp)
     : m_state(std::make_unique<State>(std::move(onQuit), std::move(givesUp)))
 {
-    m_state->thread.Reset(
-        reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, State::Body, m_state.get(), 0, nullptr)));
-    if (!m_state->thread) throw XCException(L"_beginthreadex failed in QuitWatch");
+    m_state->thread = win32::StartHelperThread(State::Body, m_state.get());
+    if (!m_state->thread) throw XCWindowsLastErrorException();
 }
 
 QuitWatch::~QuitWatch()

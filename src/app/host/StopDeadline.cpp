@@ -26,6 +26,7 @@
 #include "app/host/QuitSignal.h"
 #include "log/AtExit.h"
 #include "win32/Clock.h"
+#include "win32/HelperThread.h"
 #include "win32/Process.h"
 #include "win32/ThreadStacks.h"
 #include "win32/UniqueHandle.h"
@@ -33,7 +34,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <process.h>
 #include <set>
 
 namespace xc::host {
@@ -83,9 +83,8 @@ struct StopDeadline::State {
     static win32::UniqueKernelObject Start(std::shared_ptr<State> const& self)
     {
         auto share = std::make_unique<std::shared_ptr<State>>(self);
-        win32::UniqueKernelObject thread(
-            reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, Body<body>, share.get(), 0, nullptr)));
-        if (!thread) throw XCException(L"_beginthreadex failed in StopDeadline");
+        win32::UniqueKernelObject thread = win32::StartHelperThread(Body<body>, share.get());
+        if (!thread) throw XCWindowsLastErrorException();
         share.release(); // the thread owns it
         return thread;
     }
@@ -216,9 +215,14 @@ StopDeadline::StopDeadline(unsigned int deadlineMs, StopActions& actions)
     : m_state(std::make_shared<State>(deadlineMs, actions))
 {
     win32::PrepareThreadStacks();
-    m_state->watch = State::Start<&State::Watch>(m_state);
-    m_state->helper = State::Start<&State::Help>(m_state);
-    m_state->guard = State::Start<&State::Guard>(m_state);
+    try {
+        m_state->watch = State::Start<&State::Watch>(m_state);
+        m_state->helper = State::Start<&State::Help>(m_state);
+        m_state->guard = State::Start<&State::Guard>(m_state);
+    } catch (...) { // those that have begun end, and keep the state until then
+        ::SetEvent(m_state->stop.Get());
+        throw;
+    }
 }
 
 StopDeadline::~StopDeadline()
