@@ -14,6 +14,7 @@ COMMENT = re.compile(r"\s*///(?!<)")
 NAME = re.compile(r"\b(operator\s*(?:\(\)|[^\s(]+)|~?\w+)\s*\(|\b(?:using \w*iterator\w* |kIUID )(=)")
 DECLARATION = re.compile(r"(?!(?:#|//|/\*|template|requires|friend class|class|struct|[{}:]))\S.*[;({,)]")
 CLASS = re.compile(r"(?:class|struct) (?:XC_API )?(\w+)[^;]*\{?$")
+CONCEPTS = re.compile(r"requires (?:[\w:]+<[\w:, ]+>(?: (?:\|\||&&))? )+(?=\S.*\()")
 CLOSED = re.compile(r"[;}]\s*(//.*)?$")
 DROPPED = re.compile(r"\) *(const)? *(noexcept)? *= *(default|delete);")
 
@@ -50,7 +51,7 @@ def without_parameters(comment):
 def filtered(lines):
     comment, of, fresh, at_start, body, classes = [], None, False, True, None, set()
     for line in lines:
-        text, indent = line.strip(), len(line) - len(line.lstrip())
+        text, indent = CONCEPTS.sub("", line.strip()), len(line) - len(line.lstrip())
         if body is not None or text == "{":  # a function's body; those of classes begin on the line of the name
             body = indent if body is None else None if text.startswith("}") and indent == body else body
             fresh, at_start = False, True

@@ -44,9 +44,13 @@ public:
 private:
     static std::filesystem::path NewRoot()
     {
+        // A process of this number may have left its folders: the standard library cannot remove very long ones.
         static int count = 0;
-        std::string const name = "xc_host_" + std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++count);
-        return std::filesystem::temp_directory_path() / name;
+        std::string const start = "xc_host_" + std::to_string(::GetCurrentProcessId()) + "_";
+        std::filesystem::path root;
+        do root = std::filesystem::temp_directory_path() / (start + std::to_string(++count));
+        while (exists(root));
+        return root;
     }
 };
 
