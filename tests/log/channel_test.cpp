@@ -134,10 +134,9 @@ TEST(XCLogSubscriber, WhatOneDoesInsideOnFlushNeverHurtsTheOthers)
         RecorderPtr const first = b.Attach(), second = b.Attach();
         first->during = [&, act = misbehaves] { act(b, first, second); };
         b.out << L"x" << std::flush << L"y" << std::flush;
-        EXPECT_EQ(first->seen + L" " + second->seen + L" " + std::to_wstring(b.manager.GetFailureCount()) + L" " +
-                      std::wstring(b.manager.GetLastFailure().View()),
-                  seen)
-            << fault;
+        XCString const all = XCString().Format(L"%s %s %d %s", first->seen, second->seen, b.manager.GetFailureCount(),
+                                               b.manager.GetLastFailure());
+        EXPECT_EQ(all, seen) << fault;
         first->during = nullptr;
     }
 }
