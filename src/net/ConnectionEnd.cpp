@@ -149,11 +149,7 @@ void Connection::Watch() noexcept
 {
     std::uint64_t const due = m_dead ? 0 : NextDue();
     if (due == 0 || (!m_timer.IsNull() && m_lingerDue == 0)) return;
-    XCErrorID const failure = ErrorFrom([this, due] {
-        XCSmartPtr<Connection> const self(this);
-        if (m_timer.IsNull()) m_timer = new XCTimer([self] { self->CheckTimes(); });
-        return StartTimer(due);
-    });
+    XCErrorID const failure = ErrorFrom([this, due] { return StartTimer(due); });
     if (failure.Good()) return;
     Die(failure, true); // without a timer nothing would ever end a silent peer
     Kick();
@@ -161,6 +157,10 @@ void Connection::Watch() noexcept
 
 XCErrorID Connection::StartTimer(std::uint64_t due)
 {
+    if (m_timer.IsNull()) {
+        XCSmartPtr<Connection> const self(this);
+        m_timer = new XCTimer([self] { self->CheckTimes(); });
+    }
     std::uint64_t const now = win32::TickMs();
     return m_timer->Start(due > now ? due - now : 0);
 }

@@ -206,7 +206,8 @@ bool StackPicture::Copy(void* thread) noexcept
 {
     Parts& parts = *m_parts;
     parts.stack = {};
-    parts.registers.ContextFlags = CONTEXT_CONTROL | CONTEXT_INTEGER;
+    parts.registers.ContextFlags = CONTEXT_CONTROL;
+    parts.registers.ContextFlags |= CONTEXT_INTEGER;
     BasicInformation facts{};
     if (!::GetThreadContext(thread, &parts.registers)) return false; // waits until the thread has stopped
     QueryThread const query = QueryThreadFunction();                 // looked up when the picture was made

@@ -85,7 +85,7 @@ struct StopDeadline::State {
         auto share = std::make_unique<std::shared_ptr<State>>(self);
         win32::UniqueKernelObject thread = win32::StartHelperThread(Body<body>, share.get());
         if (!thread) throw XCWindowsLastErrorException();
-        share.release(); // the thread owns it
+        (void)share.release(); // the thread owns it
         return thread;
     }
 
