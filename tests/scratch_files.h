@@ -63,8 +63,14 @@ struct ScratchFolder {
 private:
     void Delete() const
     {
-        std::error_code ignored; // a module that stays loaded keeps its file
+        // A module that stays loaded keeps its file. On Windows the standard library then never comes back from a folder
+        // with a very long name.
+#if defined(_WIN32)
+        (void)XCDirectory::RemoveTree(XCPath(Wide(path)));
+#else
+        std::error_code ignored;
         std::filesystem::remove_all(path, ignored);
+#endif
     }
     static XCString Wide(std::filesystem::path const& path)
     {
