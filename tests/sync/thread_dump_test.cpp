@@ -68,7 +68,9 @@ TEST(ThreadDump, TellsWhoTheThreadsAreAndWhereTheyStand)
     std::size_t const waits = text.find(" \"waits\"\n");
     EXPECT_LT(waits, text.find("(which asks)")) << "registered ones come first\n" << text;
     EXPECT_LT(text.find("WaitsAtTheGate", waits), text.find("\nthread ", waits)) << "not in its own thread\n" << text;
-    EXPECT_LT(text.find("XCEventSemaphore::wait"), text.find("WaitsAtTheGate")) << "the innermost call is first";
+    // Whichever function of the library waits in the end: a build may turn the call of the last one into a jump.
+    EXPECT_LT(text.find("XelbrinCore-x64.dll!", waits), text.find("WaitsAtTheGate", waits))
+        << "not the innermost first";
     EXPECT_EQ(Count(text, " \"allocates\"\n"), 1);
     XCDumpOptions few;
     few.onlyRegistered = true;
