@@ -189,11 +189,21 @@ XCSmartPtr<ServerCore::Listener> ServerCore::NextToArm() noexcept
     return {};
 }
 
+bool ServerCore::IsStopping() const noexcept
+{
+    Hold const hold(m_lock);
+    return m_stopping;
+}
+
 /// Has as many accepts under way as there should be.
 void ServerCore::ArmAccepts() noexcept
 {
     for (XCSmartPtr<Listener> listener = NextToArm(); !listener.IsNull(); listener = NextToArm()) {
-        if (Arm(listener) == 0) continue;
+        if (Arm(listener) == 0) {
+            // Stop cancels the accepts that have begun; one that begins just then would never complete.
+            if (IsStopping()) (void)::CancelIoEx(listener->socket.Handle(), nullptr);
+            continue;
+        }
         {
             Hold const hold(m_lock);
             --listener->armed;

@@ -68,6 +68,7 @@ private:
     [[nodiscard]] bool IsEmpty() const noexcept { return m_connectionCount == 0 && m_accepts == 0; }
     void WakeThreads() noexcept;
     bool IsOwnThread() const noexcept;
+    [[nodiscard]] bool IsStopping() const noexcept;
 
     XCSocketServerOptions const m_options;
     XCSocketServer::Factory const m_factory;
