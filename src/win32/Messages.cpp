@@ -74,11 +74,21 @@ bool HasMessage(void* module, unsigned long id, unsigned long language) noexcept
            ::GetLastError() == ERROR_INSUFFICIENT_BUFFER;
 }
 
+// Read here, where the system would need its library of windows: a process that loads it no longer hears of log-off and
+// shutdown through its console.
 std::wstring LoadStringText(void* module, unsigned int id)
 {
-    wchar_t buffer[kStringUnits] = L"";
-    int const length = ::LoadStringW(static_cast<HINSTANCE>(module), id, buffer, kStringUnits);
-    return std::wstring(buffer, length > 0 ? static_cast<std::size_t>(length) : 0);
+    auto const handle = static_cast<HMODULE>(module);
+    HRSRC const place = ::FindResourceW(handle, MAKEINTRESOURCEW(((id >> 4) & 0xFFF) + 1), RT_STRING);
+    HGLOBAL const loaded = place ? ::LoadResource(handle, place) : nullptr;
+    if (!loaded) return {};
+    auto const* at = static_cast<wchar_t const*>(::LockResource(loaded));
+    wchar_t const* const end = at + ::SizeofResource(handle, place) / sizeof(wchar_t);
+    // A block holds sixteen texts, each with its length before it.
+    for (unsigned int skip = id & 15; skip > 0 && at < end; --skip) at += 1 + *at;
+    if (at >= end) return {};
+    std::size_t const length = std::min<std::size_t>(*at, static_cast<std::size_t>(end - at) - 1);
+    return std::wstring(at + 1, std::min<std::size_t>(length, kStringUnits - 1));
 }
 
 std::vector<long> ResourceLanguages(void* module, ResourceKind kind)

@@ -4,19 +4,29 @@
 #include <functional>
 #include <memory>
 
+namespace xc::win32 {
+class SessionWindow;
+}
+
 namespace xc::host {
+
+/// The exit code of a process that had to be ended before its end.
+inline constexpr unsigned int kExitTooLate = 124;
 
 void RequestQuit() noexcept;
 void ClearQuit() noexcept;
 bool IsQuitRequested() noexcept;
 
-/// Console signals (Ctrl-C, Ctrl-Break, close, shutdown) set the quit flag as long as one of these lives.
+/// Ctrl-C, Ctrl-Break, a closed console, log-off and shutdown set the quit flag as long as one of these lives.
 class QuitOnConsoleSignal {
 public:
     QuitOnConsoleSignal();
     ~QuitOnConsoleSignal();
     QuitOnConsoleSignal(QuitOnConsoleSignal const&) = delete;
     QuitOnConsoleSignal& operator=(QuitOnConsoleSignal const&) = delete;
+
+private:
+    std::unique_ptr<win32::SessionWindow> m_window; // null in a service
 };
 
 /// Calls a function once, on a thread of its own, when the quit flag is or becomes set. The function throws nothing. The
