@@ -2,6 +2,8 @@
 // beside the program is loaded from there alone: one of that name in the current folder or on PATH may be anybody's.
 #include "win32/Audience.h"
 
+#include "win32/Module.h"
+#include "win32/Process.h"
 #include "win32/SystemFunction.h"
 
 #include <windows.h>
@@ -34,10 +36,12 @@ void BreakIntoDebugger() noexcept
     ::DebugBreak();
 }
 
-void* FunctionBesideProgram(wchar_t const* library, char const* function) noexcept
+void* FunctionBesideProgram(wchar_t const* library, char const* function)
 {
-    HMODULE const module = ::LoadLibraryExW(library, nullptr, LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
-    return module ? reinterpret_cast<void*>(::GetProcAddress(module, function)) : nullptr;
+    Module module = Module::Load(SystemPath(ModulePath()).Folder().Child(library));
+    void* const found = module ? module.Find(function) : nullptr;
+    if (found) module.KeepLoaded();
+    return found;
 }
 
 } // namespace xc::win32

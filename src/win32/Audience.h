@@ -11,6 +11,6 @@ bool HasDebugger() noexcept;
 void BreakIntoDebugger() noexcept;
 
 /// A function of a library that stands beside the program; null when it is not there. The library stays loaded.
-void* FunctionBesideProgram(wchar_t const* library, char const* function) noexcept;
+void* FunctionBesideProgram(wchar_t const* library, char const* function);
 
 } // namespace xc::win32

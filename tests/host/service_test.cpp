@@ -58,8 +58,9 @@ TEST(DISABLED_SessionChild, Ends)
         reinterpret_cast<void*>(::GetProcAddress(user, "FindWindowW")));
     auto const post = reinterpret_cast<BOOL(WINAPI*)(HWND, UINT, WPARAM, LPARAM)>(
         reinterpret_cast<void*>(::GetProcAddress(user, "PostMessageW")));
-    HWND const window = find(L"XelbrinCoreSessionEnd", nullptr);
-    if (!window) ::ExitProcess(77);
+    HWND window = nullptr; // made on a thread of its own
+    for (int i = 0; i < 100 && !(window = find(L"XelbrinCoreSessionEnd", nullptr)); ++i) ::Sleep(20);
+    if (!window) ::ExitProcess(7);
     post(window, 0x16 /* WM_ENDSESSION */, 0, 0); // called off
     ::Sleep(200);
     if (XCApplication::IsExitRequested()) ::ExitProcess(6);
@@ -78,9 +79,7 @@ TEST(EndSignal, TheEndOfTheSessionReachesProgramsWithWindows)
         ScratchFolder const folder("xc_session");
         ::SetEnvironmentVariableW(L"XC_SESSION_LOG", folder.Path("error.log").AsWChar());
         ::SetEnvironmentVariableA("XC_SESSION_HANGS", hangs);
-        DWORD const code = ChildProcess(ChildProcess::OfTest(L"DISABLED_SessionChild.Ends")).Wait();
-        if (code == 77) GTEST_SKIP() << "no window can be made here";
-        EXPECT_EQ(code, exitCode) << fault;
+        EXPECT_EQ(ChildProcess(ChildProcess::OfTest(L"DISABLED_SessionChild.Ends")).Wait(), exitCode) << fault;
         EXPECT_NE(folder.Bytes("error.log").find(told), std::string::npos) << fault;
     }
 }
@@ -231,7 +230,9 @@ TEST(Service, IsInstalledStartedStoppedAndRemoved)
     EXPECT_EQ(XCService::Install({.name = L"a/b"}), XCErrServiceName);
     std::vector<XCString> const options = {L"--gtest_also_run_disabled_tests",
                                            L"--gtest_filter=DISABLED_ServiceChild.Lives"};
-    ASSERT_EQ(XCService::Install(settings, options).AsString().AsUTF8(), "SUCCESS");
+    XCErrorID const installed = XCService::Install(settings, options);
+    if (installed == XCErrServiceRights) GTEST_SKIP() << installed.AsString().AsUTF8();
+    ASSERT_EQ(installed.AsString().AsUTF8(), "SUCCESS");
     EXPECT_EQ(XCService::Install(settings), XCErrServiceExists);
     {
         ServiceHandle const handle(settings.name);

@@ -22,14 +22,18 @@
 #include "win32/SessionEnd.h"
 #include "win32/UniqueHandle.h"
 
-#include <atomic>
+#include <mutex>
+#include <new>
+#include <utility>
 #include <windows.h>
 
 namespace xc::host {
 
 namespace {
 
-std::atomic<int> g_handlers{0};
+std::mutex g_lock;
+int g_handlers = 0;                       ///< guarded by the lock
+win32::SessionWindow* g_window = nullptr; ///< as long as there are handlers; null in a service
 
 /// Manual reset, made once and never closed: signals may come at any moment, also while the process ends.
 HANDLE QuitEvent() noexcept
@@ -102,15 +106,19 @@ bool IsQuitRequested() noexcept
 QuitOnConsoleSignal::QuitOnConsoleSignal()
 {
     QuitEvent();
-    if (g_handlers.fetch_add(1) == 0) ::SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
-    // A service has no session that could end.
-    if (!win32::IsService()) m_window = std::make_unique<win32::SessionWindow>(OnSessionEnd);
+    std::lock_guard const hold(g_lock);
+    if (g_handlers++ > 0) return;
+    ::SetConsoleCtrlHandler(OnConsoleSignal, TRUE);
+    // A service has no session that could end. Without memory the console may still tell.
+    if (!win32::IsService()) g_window = new (std::nothrow) win32::SessionWindow(OnSessionEnd);
 }
 
 QuitOnConsoleSignal::~QuitOnConsoleSignal()
 {
-    m_window.reset();
-    if (g_handlers.fetch_sub(1) == 1) ::SetConsoleCtrlHandler(OnConsoleSignal, FALSE);
+    std::lock_guard const hold(g_lock);
+    if (--g_handlers > 0) return;
+    delete std::exchange(g_window, nullptr);
+    ::SetConsoleCtrlHandler(OnConsoleSignal, FALSE);
 }
 
 // A thread of its own: the waits of the system's pool go on for a moment after they were taken back, and what they call

@@ -4,10 +4,6 @@
 #include <functional>
 #include <memory>
 
-namespace xc::win32 {
-class SessionWindow;
-}
-
 namespace xc::host {
 
 /// The exit code of a process that had to be ended before its end.
@@ -24,9 +20,6 @@ public:
     ~QuitOnConsoleSignal();
     QuitOnConsoleSignal(QuitOnConsoleSignal const&) = delete;
     QuitOnConsoleSignal& operator=(QuitOnConsoleSignal const&) = delete;
-
-private:
-    std::unique_ptr<win32::SessionWindow> m_window; // null in a service
 };
 
 /// Calls a function once, on a thread of its own, when the quit flag is or becomes set. The function throws nothing. The

@@ -18,6 +18,7 @@
 #include "log/AtExit.h"
 #include "win32/Clock.h"
 #include "win32/Console.h"
+#include "win32/FileSystem.h"
 #include "win32/HelperThread.h"
 #include "win32/LastError.h"
 #include "win32/Process.h"
@@ -138,8 +139,7 @@ void RunningService::EndLate() noexcept
 
 int RunAsService(XCServiceSettings const& settings, std::vector<std::wstring> arguments, XCService::Work const& work)
 {
-    std::wstring const program = win32::ModulePath();
-    ::SetCurrentDirectoryW(program.substr(0, program.find_last_of(L'\\') + 1).c_str());
+    (void)win32::EnterFolder(win32::SystemPath(win32::ModulePath()).Folder());
     RunningService service(settings, std::move(arguments), work);
     unsigned long const error = win32::RunService(settings.name.AsWChar(), service);
     if (error == 0) return service.ExitCode();
