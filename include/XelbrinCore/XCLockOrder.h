@@ -7,6 +7,7 @@
 //
 //              XCLockOrder::Start();   // in a test run, at the beginning of main
 //
+//          An application starts it itself where the environment variable XC_LOCK_ORDER is defined.
 //          A lock that is got without waiting (TryLock, a timeout of 0) is no cause, but what is asked for while it is
 //          held may be. Turns of a baton have an order of their own: they count as one lock.
 // COST     Off: a load and a branch a lock. On: a stack walk a lock (some microseconds) and one lock of the process for

@@ -16,6 +16,7 @@
 #include "sync/LockOrder.h"
 #include "text/Visible.h"
 #include "win32/HelperThread.h"
+#include "win32/Process.h"
 #include "win32/StackTrace.h"
 #include "win32/UniqueHandle.h"
 
@@ -105,6 +106,7 @@ XCErrorID Reporter::Start(XCLockOrder::Handler handler)
 {
     std::lock_guard const hold(m_lock);
     if (m_thread) return XCErrorID::Success;
+    (void)win32::PinLibrary(); // the reporter may run to the end of the process
     m_handler = std::move(handler);
     m_count = 0;
     if (m_wake && m_stop) m_thread = win32::StartHelperThread(Body, this);

@@ -181,46 +181,29 @@ XCServiceSettings TestService()
     XCServiceSettings settings{.name = L"XelbrinCoreTest"};
     settings.displayName = L"A test";
     settings.start = XCServiceSettings::Start::OnDemand;
+    settings.stopMs = 2000;
     return settings;
 }
 
-/// The process that the manager starts: it fails with 7 when it was started with an argument.
+/// The process that the manager starts. Its arguments: none, it ends with 0; one, with 7; more, never.
 TEST(DISABLED_ServiceChild, Lives)
 {
     wchar_t const* const arguments[] = {L"test", L"/service"};
     XCService::Main(TestService(), 2, arguments, [](int count, wchar_t const* const*) {
-        while (!XCApplication::IsExitRequested()) ::Sleep(10);
+        while (count > 2 || !XCApplication::IsExitRequested()) ::Sleep(10);
         return count > 1 ? 7 : 0;
     });
 }
 
-struct ServiceHandle {
-    explicit ServiceHandle(XCString const& name)
-        : manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT)),
-          service(::OpenServiceW(manager, name.AsWChar(), SERVICE_ALL_ACCESS))
-    {
-    }
-    ~ServiceHandle()
-    {
-        ::CloseServiceHandle(service);
-        ::CloseServiceHandle(manager);
-    }
-    ServiceHandle(ServiceHandle const&) = delete;
-    ServiceHandle& operator=(ServiceHandle const&) = delete;
-
-    /// Waits until it is in this state.
-    SERVICE_STATUS Await(DWORD state) const
-    {
-        SERVICE_STATUS status{};
-        for (int i = 0; i < 3000 && ::QueryServiceStatus(service, &status) && status.dwCurrentState != state; ++i)
-            ::Sleep(10);
-        EXPECT_EQ(status.dwCurrentState, state);
-        return status;
-    }
-
-    SC_HANDLE manager;
-    SC_HANDLE service;
-};
+/// Waits until a service is in this state.
+SERVICE_STATUS Await(SC_HANDLE service, DWORD state)
+{
+    SERVICE_STATUS status{};
+    for (int i = 0; i < 3000 && ::QueryServiceStatus(service, &status) && status.dwCurrentState != state; ++i)
+        ::Sleep(10);
+    EXPECT_EQ(status.dwCurrentState, state);
+    return status;
+}
 
 TEST(Service, IsInstalledStartedStoppedAndRemoved)
 {
@@ -234,23 +217,25 @@ TEST(Service, IsInstalledStartedStoppedAndRemoved)
     if (installed == XCErrServiceRights) GTEST_SKIP() << installed.AsString().AsUTF8();
     ASSERT_EQ(installed.AsString().AsUTF8(), "SUCCESS");
     EXPECT_EQ(XCService::Install(settings), XCErrServiceExists);
+    SC_HANDLE const manager = ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
+    SC_HANDLE const service = ::OpenServiceW(manager, settings.name.AsWChar(), SERVICE_ALL_ACCESS);
+    LPCWSTR given[] = {L"one", L"more"};
+    for (auto const& [fault, count, code, specific] :
+         Rows<DWORD, DWORD, DWORD>{{"an orderly end is a failure", 0, 0, 0},
+                                   {"the exit code is lost", 1, 1066, 7},
+                                   {"a stop that hangs holds the machine", 2, 1066, 124}})
     {
-        ServiceHandle const handle(settings.name);
-        for (DWORD const exitCode : {0ul, 7ul}) {
-            wchar_t const* const given[] = {L"seven"};
-            ASSERT_TRUE(::StartServiceW(handle.service, exitCode == 0 ? 0 : 1,
-                                        exitCode == 0 ? nullptr : const_cast<LPCWSTR*>(given)))
-                << ::GetLastError();
-            EXPECT_EQ(handle.Await(SERVICE_RUNNING).dwControlsAccepted, 0x105u);
-            SERVICE_STATUS status{};
-            EXPECT_TRUE(::ControlService(handle.service, SERVICE_CONTROL_STOP, &status));
-            status = handle.Await(SERVICE_STOPPED);
-            EXPECT_EQ(All(status.dwWin32ExitCode, status.dwServiceSpecificExitCode),
-                      All(exitCode == 0 ? 0ul : 1066ul, exitCode));
-        }
-        ASSERT_TRUE(::StartServiceW(handle.service, 0, nullptr));
-        handle.Await(SERVICE_RUNNING);
+        ASSERT_TRUE(::StartServiceW(service, count, given)) << fault;
+        EXPECT_EQ(Await(service, SERVICE_RUNNING).dwControlsAccepted, 0x105u);
+        SERVICE_STATUS status{};
+        EXPECT_TRUE(::ControlService(service, SERVICE_CONTROL_STOP, &status)) << fault;
+        status = Await(service, SERVICE_STOPPED);
+        EXPECT_EQ(All(status.dwWin32ExitCode, status.dwServiceSpecificExitCode), All(code, specific)) << fault;
     }
+    ASSERT_TRUE(::StartServiceW(service, 0, nullptr));
+    Await(service, SERVICE_RUNNING);
+    ::CloseServiceHandle(service);
+    ::CloseServiceHandle(manager);
     EXPECT_EQ(XCService::Remove(settings.name).AsString().AsUTF8(), "SUCCESS"); // stopped first
     EXPECT_EQ(XCService::Remove(settings.name), XCErrServiceMissing);
     // Not started by the manager: said so, and no work done.
