@@ -103,6 +103,7 @@ XCAssertAction Decide(XCAssertFailure const& failure, bool canGoOn)
 void Fail(XCAssertFailure failure, bool canGoOn)
 {
     XCAssertAction action = XCAssertAction::Abort;
+    // The block ends before the exception leaves: whoever catches it may assert, too.
     {
         Telling const telling;
         errors::SayIfPossible([&] { failure.stack = XCStackDump().AsString(); });

@@ -119,6 +119,7 @@ void Reporter::Stop()
 {
     std::lock_guard const hold(m_lock);
     if (!m_thread) return;
+    // Off first: what the reporter itself locks would come back to it.
     sync::StopWatchingLocks();
     ::SetEvent(m_stop.Get());
     ::WaitForSingleObject(m_thread.Get(), INFINITE);

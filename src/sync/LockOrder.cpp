@@ -167,6 +167,7 @@ void Note(void const* lock, LockKind kind, bool waits) noexcept
     fresh.lock = lock;
     fresh.kind = kind;
     fresh.entries = 1;
+    // Two frames are this file's; the lock's own stays, it tells which operation it was.
     fresh.taken.count = win32::CaptureStack(fresh.taken.frames, LockPlace::kFrames, 2);
     if (waits && own->count > 0) {
         own->busy = true;

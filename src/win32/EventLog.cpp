@@ -39,6 +39,7 @@ EventWriter::~EventWriter()
 unsigned long EventWriter::Write(Event const& event) const
 {
     if (!m_handle) return m_openError;
+    // Copies: the caller's texts may go to other subscribers.
     std::vector<std::wstring> cut(event.inserts.begin(),
                                   event.inserts.begin() +
                                       static_cast<std::ptrdiff_t>(std::min(event.inserts.size(), kMostInserts)));

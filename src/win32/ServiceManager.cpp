@@ -92,6 +92,7 @@ DWORD WINAPI OnControl(DWORD control, DWORD, void*, void*) noexcept
 
 void WINAPI OnStart(DWORD count, wchar_t** arguments) noexcept
 {
+    // The first thing of all: without the handler nothing can be reported.
     SERVICE_STATUS_HANDLE const handle = ::RegisterServiceCtrlHandlerExW(g_name, OnControl, nullptr);
     if (!handle) return; // the manager sees that nobody reports
     std::vector<std::wstring> texts;
@@ -139,6 +140,7 @@ unsigned long RemoveService(wchar_t const* name, unsigned int patienceMs)
 
 unsigned long RunService(wchar_t const* name, ServiceBody& body)
 {
+    // Before the dispatcher, which calls on other threads at once.
     g_body = &body;
     g_name = name;
     g_isService = true;

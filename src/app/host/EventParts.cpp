@@ -58,6 +58,7 @@ std::vector<XCLogField> FieldsOf(XCErrorI const& error)
 
 win32::Event EventOf(int level, std::wstring_view text, std::span<XCLogField const> fields, unsigned long idBase)
 {
+    // Both, since a program's own fields may be called "code".
     XCLogField const* const code = Find(fields, L"code");
     if (!code || !Find(fields, L"severity"))
         return {TypeOf(level), XCEventLogSubscriber::kTextEvent, {WithoutLineEnd(text)}};

@@ -37,6 +37,7 @@ constexpr unsigned int kRestMs = 500; // of the manager's patience, for the last
 std::vector<wchar_t const*> PointersTo(std::vector<std::wstring> const& arguments)
 {
     std::vector<wchar_t const*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::wstring const& argument : arguments) pointers.push_back(argument.c_str());
     pointers.push_back(nullptr); // as main gets them
     return pointers;
@@ -101,10 +102,12 @@ void RunningService::Live(void* handle, std::vector<std::wstring> const& argumen
 {
     m_handle = handle;
     current = this;
-    m_session.Begin(win32::TickMs());
+    m_session.Begin(win32::TickMs()); // first: the manager counts from the start of the process
+    // Without the thread a long start or stop looks hung to the manager, and the service works all the same.
     win32::UniqueKernelObject const watch = win32::StartHelperThread(Watch, this);
     if (!m_settings.tellsRunning) m_session.SetRunning();
     DoWork(arguments);
+    // The watch must not report after the end.
     ::SetEvent(m_ended.Get());
     if (watch) ::WaitForSingleObject(watch.Get(), INFINITE);
     current = nullptr;
@@ -133,7 +136,7 @@ void RunningService::EndLate() noexcept
 {
     NameLate(L"the service is to stop", m_settings.stopMs);
     log::AtExit::WriteOut();
-    m_session.End(XCService::kExitLate);
+    m_session.End(XCService::kExitLate); // told: a process that vanishes would be an unknown failure
     win32::EndProcessNow(XCService::kExitLate);
 }
 
@@ -152,6 +155,7 @@ XCErrorID ServiceFailure(XCCoreError code, XCString const& name, unsigned long e
 {
     if (error == win32::kErrorServiceExists) return errors::MakeCoreError(XCErrServiceExists, name);
     if (error == win32::kErrorServiceMissing) return errors::MakeCoreError(XCErrServiceMissing, name);
+    // The most frequent reason has a text that says what to do.
     if (error == ERROR_ACCESS_DENIED) code = XCErrServiceRights;
     return errors::MakeCoreError(code, name, static_cast<long>(error), errors::SystemWords(error, name.View()));
 }
@@ -173,7 +177,7 @@ win32::ServiceEntry EntryOf(XCServiceSettings const& settings)
                                                    : SERVICE_DEMAND_START;
     entry.isDelayed = settings.start == Start::WithMachineDelayed;
     entry.restartAfterMs = settings.restartAfterMs;
-    entry.shutdownMs = settings.stopMs + kRestMs;
+    entry.shutdownMs = settings.stopMs + kRestMs; // so that the process ends itself before it is killed
     return entry;
 }
 
