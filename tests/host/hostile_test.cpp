@@ -33,11 +33,14 @@ TEST(DISABLED_HostileChild, Runs)
         options.minidump = false;
         options.logLevel = 2;
         ASSERT_TRUE(XCSignals::Install(options).Good());
-        XCSmartPtr<XCThread> const quitter(new XCThread(XCMakeCallback([] {
+        XCEventSemaphore begun;
+        XCSmartPtr<XCThread> const quitter(new XCThread(XCMakeCallback([&begun] {
+            begun.post();
             XCThread::Sleep(400);
             XCApplication::PostExitRequest();
         })));
-        ASSERT_TRUE(quitter->Start().Good()); // before the modules: one that hangs in its loading keeps threads out
+        ASSERT_TRUE(quitter->Start().Good());
+        begun.wait(); // before the modules: one that hangs in its loading keeps threads out
         (void)host.LoadPlugInsFromDirectory(XCString(folder));
         code = host.Run();
     }
