@@ -24,7 +24,9 @@ constexpr char kHex[] = "0123456789ABCDEF";
 
 bool IsWrittenOut(wchar_t unit) noexcept
 {
-    return unit == L'\\' || text::ShapesLines(unit);
+    // Nearly all units of a log are told by the first question.
+    if (text::ToUint(unit) - 0x20u < 0x7Fu - 0x20u) return unit == L'\\';
+    return text::ShapesLines(unit);
 }
 
 void AppendHex(std::string& to, std::uint32_t value)
@@ -151,6 +153,12 @@ XCString EscapeControls(std::wstring_view message)
             escaped.push_back(unit);
     }
     return XCString(std::wstring_view(escaped));
+}
+
+void AppendEscaped(std::string& to, std::wstring_view text)
+{
+    if (std::none_of(text.begin(), text.end(), IsWrittenOut)) return AppendText(to, text);
+    AppendText(to, EscapeControls(text).View());
 }
 
 void AppendJsonString(std::string& to, std::wstring_view text)
