@@ -129,6 +129,27 @@ TEST(XCFileLogSubscriber, OneLineLayout)
     EXPECT_EQ(file.Bytes(), "user=x\\nERR> forged\r\nno end\n");
 }
 
+TEST(XCFileLogSubscriber, OneLineLayoutFindsWhatToWriteOutAtEachPlace)
+{
+    ScratchFile const file("places.log");
+    FilePtr const log(new XCFileLogSubscriber(file.Path(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
+    std::string expected;
+    for (auto const& [unit, written] : {std::pair(L'\x1F', "\\x1F"),
+                                        {L'\x7F', "\\x7F"},
+                                        {L'\\', "\\\\"},
+                                        {L'\x9F', "\\x9F"},
+                                        {L'\x2028', "\\u2028"},
+                                        {L'~', "~"},
+                                        {L'\xE9', "\xC3\xA9"}})
+        for (std::size_t at = 0; at < 19; ++at) {
+            XCString text(L' ', 19);
+            text.Set(at, unit);
+            log->OnFlush(1, text);
+            expected += std::string(at, ' ') + written + std::string(18 - at, ' ') + "\n";
+        }
+    EXPECT_EQ(file.Bytes(), expected);
+}
+
 TEST(XCJsonLogSubscriber, OneObjectARecord)
 {
     ScratchFile const file("records.json");
