@@ -12,7 +12,10 @@
 // Invariant: a file whose buffer is not empty is due, or is being written.
 #include "log/LateWriter.h"
 
-#include "work/OwnThread.h"
+#include <XelbrinCore/XCThread.h>
+
+#include "errors/CoreError.h"
+#include "errors/ExceptionText.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -45,12 +48,12 @@ public:
             if (m_runs) return {};
             m_runs = true;
         }
-        XCErrorID failure = work::StartThread(L"log writer", XCMakeCallback([] { Get().Run(); }), 0, XCComNone);
-        if (failure.Good()) return failure;
+        XCString why;
+        if (Start(why)) return {};
         std::lock_guard const hold(m_lock);
         m_runs = false;
         Forget(records);
-        return failure;
+        return errors::MakeCoreError(XCErrNoThread, XCString(kName), why);
     }
 
     void Remove(LateRecords const& records) noexcept
@@ -73,12 +76,29 @@ public:
     }
 
 private:
+    static constexpr wchar_t kName[] = L"log writer";
     static constexpr std::uint32_t kGatherMs = 10;
 
     struct Entry {
         LateRecords* records;
         bool isDue = false;
     };
+
+    /// @param why receives why not.
+    static bool Start(XCString& why)
+    {
+        try {
+            XCSmartPtr<XCThread> const thread(new XCThread(XCMakeCallback([] { Get().Run(); })));
+            thread->SetName(kName);
+            // Nobody joins it: the thread holds its object until it ends.
+            thread->SetDeleteOnEnd(true);
+            (void)thread->Start(); // without a priority it fails by an exception alone
+            return true;
+        } catch (std::exception const&) {
+            why = errors::TextOfException();
+            return false;
+        }
+    }
 
     void Forget(LateRecords const& records) noexcept
     {
@@ -125,8 +145,8 @@ private:
     bool m_hurry = false;
 };
 
-XCErrorID LateRecords::Begin(std::size_t maxBytes, bool waits) noexcept
-try {
+XCErrorID LateRecords::Begin(std::size_t maxBytes, bool waits)
+{
     {
         std::lock_guard const hold(m_lock);
         m_maxBytes = std::max<std::size_t>(maxBytes, 1);
@@ -138,8 +158,6 @@ try {
     m_isKnown = true;
     m_active = true;
     return {};
-} catch (...) { // no memory for one more file
-    return work::FailureToStart(L"log writer");
 }
 
 void LateRecords::Stop() noexcept

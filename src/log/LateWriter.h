@@ -25,7 +25,7 @@ public:
 
     /// Records are taken from now on; a second call changes limit and rule. Bad: there is no thread.
     /// @param maxBytes one record may go over it. @param waits at the limit: for room, or not at all.
-    XCErrorID Begin(std::size_t maxBytes, bool waits) noexcept;
+    XCErrorID Begin(std::size_t maxBytes, bool waits);
     /// Records are refused from now on; those that wait stay to be taken.
     void Stop() noexcept;
     /// Stop, and the writing thread forgets this. Waits for it; with no lock that `write` takes.
