@@ -1,6 +1,5 @@
 // Modules that hang, in every call that a host makes: who did it is told, the others finish, the host ends in time.
-#include "child_process.h"
-#include "host/host_tools.h"
+#include "host/hostile_host.h"
 
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSignals.h>
@@ -42,19 +41,6 @@ TEST(DISABLED_HostileChild, Runs)
         code = host.Run();
     }
     std::_Exit(code);
-}
-
-struct Ended {
-    DWORD code;
-    std::string log, errors;
-};
-
-Ended RunHostile(ModuleFolder const& folder, wchar_t const* options)
-{
-    ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
-    ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", options);
-    DWORD const code = ChildProcess(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs")).Wait();
-    return {code, ReadFile(folder.path / "host.log"), ReadFile(folder.path / "error.log")};
 }
 
 TEST(Hostile, AModuleThatHangsIsNamedAndTheHostEndsWithoutIt)

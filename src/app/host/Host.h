@@ -6,6 +6,7 @@
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
+#include "app/host/Quarantine.h"
 #include "app/host/StopDeadline.h"
 #include "app/host/Unloader.h"
 
@@ -71,6 +72,8 @@ struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
     std::atomic<unsigned long> askingThread = 0;      ///< the one that hands on the quit request
     std::atomic<std::uint64_t> lastAsked = 0;         ///< the position of the plug-in that is or was asked last
     std::unique_ptr<xc::host::StopDeadline> deadline; ///< null while nobody has set one
+
+    std::unique_ptr<xc::host::Quarantine> quarantine; ///< null while nobody has set one
 
     // For the thread that loads and unloads:
     xc::host::ModuleSet modules{&LeftBehindBy};

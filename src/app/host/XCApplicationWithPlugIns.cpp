@@ -34,6 +34,7 @@ XCApplicationWithPlugIns::XCApplicationWithPlugIns(int argumentCount, wchar_t co
       m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
     SetStopDeadlineAsAsked();
+    SetQuarantineAsAsked();
 }
 
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
@@ -43,6 +44,7 @@ XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
       m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
     SetStopDeadlineAsAsked();
+    SetQuarantineAsAsked();
 }
 
 XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
@@ -50,6 +52,7 @@ XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
     if (m_host->deadline) m_host->deadline->BeginEnd();
     EndPlugIns();
     m_host->deadline.reset(); // its threads use the host
+    if (m_host->quarantine) m_host->quarantine->EndWell();
 }
 
 /// On the host's thread; on the deadline's when that one never comes back from a module.
@@ -85,6 +88,14 @@ XCUsageInfo XCApplicationWithPlugIns::GetUsageInfo() const
     usage.AddCmdLineArgDesc(L"stopDeadline:{milliseconds}",
                             L"After a request to exit, name each plug-in that has not answered in this time and go on "
                             L"without it. The exit code is 124 then.",
+                            false);
+    usage.AddCmdLineArgDesc(L"quarantine[:filename]",
+                            L"Skip the plug-ins that have brought earlier runs down. If no filename is specified, then "
+                            L"one in the temporary directory is used.",
+                            false);
+    usage.AddCmdLineArgDesc(L"quarantineList", L"List the plug-ins in quarantine, and end.", false);
+    usage.AddCmdLineArgDesc(L"quarantineClear[:filename]",
+                            L"Release the plug-in of this file from quarantine; all when no filename is specified.",
                             false);
     return usage;
 }

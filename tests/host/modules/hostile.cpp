@@ -47,6 +47,14 @@ void Misbehave(std::wstring const& fault)
     if (fault == L"overflow") Overflows(0);
     if (fault == L"memory")
         (void)::VirtualAlloc(nullptr, std::size_t{2} << 30, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    if (fault == L"stray")
+        ::CloseHandle(::CreateThread(
+            nullptr, 0,
+            [](void*) -> DWORD {
+                Misbehave(L"crash");
+                return 0;
+            },
+            nullptr, 0, nullptr));
     if (fault == L"left")
         ::CloseHandle(::CreateThread(
             nullptr, 0,

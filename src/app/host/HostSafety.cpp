@@ -1,0 +1,68 @@
+// The host's side of its quarantine: who sets it, and which modules it keeps out.
+//
+// The options are read in the constructor, before the program can load anything. A module is judged by its path, before
+// any of its code can run. A refusal is one line and one failure, as for a module that the system does not load.
+#include "app/host/Host.h"
+#include "app/host/HostLines.h"
+
+using xc::host::Print;
+using xc::host::PrintError;
+
+XCErrorID XCApplicationWithPlugIns::SetQuarantine(XCString const& file)
+{
+    xc::win32::SystemPath path(file.View());
+    if (file.IsNull())
+        path = xc::win32::SystemPath(GetTmpDirectory().View())
+                   .Child((GetAppName(false, false) + L"-QUARANTINE.TXT").View());
+    if (m_host->quarantine) m_host->quarantine->EndWell(); // of another file
+    m_host->quarantine.reset();
+    m_host->quarantine = std::make_unique<xc::host::Quarantine>(path);
+    XCErrorID started = m_host->quarantine->Start();
+    if (started.Bad()) PrintError(started.AsString());
+    return started;
+}
+
+std::vector<XCModuleVerdict> XCApplicationWithPlugIns::GetQuarantine() const
+{
+    return m_host->quarantine ? m_host->quarantine->List() : std::vector<XCModuleVerdict>();
+}
+
+XCErrorID XCApplicationWithPlugIns::ClearQuarantine(XCString const& module)
+{
+    return m_host->quarantine ? m_host->quarantine->Clear(module) : XCErrorID();
+}
+
+void XCApplicationWithPlugIns::SetQuarantineAsAsked()
+{
+    bool const clears = GetCmdLine().ArgPresent(L"quarantineClear");
+    if (!clears && !GetCmdLine().ArgPresent(L"quarantineList") && !GetCmdLine().ArgPresent(L"quarantine")) return;
+    // Printed there; a program whose folder cannot be written goes on.
+    (void)SetQuarantine(GetCmdLine().GetArg(L"quarantine"));
+    XCErrorID const cleared = clears ? ClearQuarantine(GetCmdLine().GetArg(L"quarantineClear")) : XCErrorID();
+    if (cleared.Bad()) PrintError(cleared.AsString());
+}
+
+/// One line a module. @return false when nobody has asked.
+bool XCApplicationWithPlugIns::ShowQuarantineIfAsked() const
+{
+    if (!GetCmdLine().ArgPresent(L"quarantineList")) return false;
+    std::vector<XCModuleVerdict> const list = GetQuarantine();
+    if (list.empty()) Print(L"The quarantine is empty.\n");
+    for (XCModuleVerdict const& verdict : list) {
+        XCString count;
+        count.Format(L"suspected (%u)", verdict.suspicions);
+        Print(verdict.path + L": " + (verdict.confirmed ? XCString(L"confirmed") : count) + L", " +
+              (verdict.skipped ? L"skipped" : L"loaded") + L"; " + verdict.when + L" " + verdict.fault + L"\n");
+    }
+    return true;
+}
+
+/// Bad, and printed, when a module must not be loaded.
+XCErrorID XCApplicationWithPlugIns::CheckAllowed(XCString const& path)
+{
+    XCString const skipped = m_host->quarantine ? m_host->quarantine->WhySkipped(path) : XCString();
+    if (skipped.IsNull()) return XCErrorID::Success;
+    XCErrorID const refused = xc::errors::PlugInFailure(path + L" " + skipped);
+    PrintError(refused.AsString());
+    return refused;
+}
