@@ -9,7 +9,7 @@
 //              }
 //
 // ORDER    As XCApplication. Destruction begins with the plug-ins in reverse order of loading, then their modules.
-// OPTIONS  Those of XCApplication, osxpath, stopDeadline, quarantine, quarantineList, quarantineClear.
+// OPTIONS  Those of XCApplication, osxpath, stopDeadline, quarantine, quarantineList, quarantineClear, probe.
 // FAILURES A module that is missing or broken is printed and the others go on. Loading returns an XCErrorID with a text.
 //          Plug-ins that depend on one another in a cycle are refused, and named as a cycle, once.
 // TOLD     At trace level 2 each call into a module is told before it begins: `CALL> Init of <Reader> (PATH)`. The calls
@@ -183,6 +183,14 @@ public:
     /// such one, or the file cannot be written.
     XCErrorID ClearQuarantine(XCString const& module = {});
 
+    /// Has each module loaded in a child process before it is loaded here: LoadLibrary, the entry point, name, identity and
+    /// dependencies of its plug-in, its release and FreeLibrary. One that crashes, hangs, ends the process, throws or takes
+    /// too much memory there is refused in one line, and never comes into this process. Init and Run are not tried. The
+    /// child is this program with its own command line: the code before the constructor of its first host runs once more,
+    /// and the constructor does not return. It finds faults; malice it does not hold back. Off unless it is asked for, here
+    /// or by the option "probe", since it costs the start of a process for each module. On the host's thread.
+    void SetProbe(XCProbeOptions const& options = {});
+
 private:
     struct Host;
     struct Waiting;
@@ -198,8 +206,9 @@ private:
     bool LoadAsAsked();
     void SetStopDeadlineAsAsked();
     void SetQuarantineAsAsked();
+    void SetProbeAsAsked();
     bool ShowQuarantineIfAsked() const;
-    XCErrorID CheckAllowed(XCString const& path);
+    XCErrorID CheckAllowed(std::wstring const& path, XCString const& shown, XCString const& entryName);
     void EndPlugIns() noexcept;
     XCErrorID CheckPresent(xc::host::PlugInRef const& ref) const;
     void TakeUsage(xc::host::PlugInRef const& ref);

@@ -6,12 +6,14 @@
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
+#include "app/host/Probe.h"
 #include "app/host/Quarantine.h"
 #include "app/host/StopDeadline.h"
 #include "app/host/Unloader.h"
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <utility>
 
 /// The parts are plain classes; the application joins them to its virtual operations.
@@ -47,6 +49,13 @@ struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
 
     /// What of a module is still registered with the log or among the threads; null when nothing is.
     static wchar_t const* LeftBehindBy(void const* module);
+    /// The value, unless this process is the child of a probe: that one ends here.
+    template <class T>
+    static T const& AfterProbe(T const& value, void* module)
+    {
+        xc::host::RunProbeIfAsked(module, &LeftBehindBy);
+        return value;
+    }
 
     XCThreadPool& JobPool();
     /// @return false when jobs go on.
@@ -74,6 +83,7 @@ struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
     std::unique_ptr<xc::host::StopDeadline> deadline; ///< null while nobody has set one
 
     std::unique_ptr<xc::host::Quarantine> quarantine; ///< null while nobody has set one
+    std::optional<XCProbeOptions> probe;
 
     // For the thread that loads and unloads:
     xc::host::ModuleSet modules{&LeftBehindBy};

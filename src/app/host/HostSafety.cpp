@@ -1,4 +1,4 @@
-// The host's side of its quarantine: who sets it, and which modules it keeps out.
+// The host's side of its quarantine and its probe: who sets them, and which modules they keep out.
 //
 // The options are read in the constructor, before the program can load anything. A module is judged by its path, before
 // any of its code can run. A refusal is one line and one failure, as for a module that the system does not load.
@@ -57,12 +57,32 @@ bool XCApplicationWithPlugIns::ShowQuarantineIfAsked() const
     return true;
 }
 
-/// Bad, and printed, when a module must not be loaded.
-XCErrorID XCApplicationWithPlugIns::CheckAllowed(XCString const& path)
+void XCApplicationWithPlugIns::SetProbe(XCProbeOptions const& options)
 {
-    XCString const skipped = m_host->quarantine ? m_host->quarantine->WhySkipped(path) : XCString();
-    if (skipped.IsNull()) return XCErrorID::Success;
-    XCErrorID const refused = xc::errors::PlugInFailure(path + L" " + skipped);
+    m_host->probe = options;
+}
+
+void XCApplicationWithPlugIns::SetProbeAsAsked()
+{
+    if (!GetCmdLine().ArgPresent(L"probe")) return;
+    XCProbeOptions options;
+    int const milliseconds = GetCmdLine().GetArg(L"probe", static_cast<int>(options.timeoutMs));
+    if (milliseconds > 0) options.timeoutMs = static_cast<unsigned int>(milliseconds);
+    SetProbe(options);
+}
+
+/// Bad, and printed, when a module must not be loaded.
+XCErrorID XCApplicationWithPlugIns::CheckAllowed(std::wstring const& path, XCString const& shown,
+                                                 XCString const& entryName)
+{
+    XCString why = m_host->quarantine ? m_host->quarantine->WhySkipped(shown) : XCString();
+    if (why.IsNull() && m_host->probe) {
+        std::unique_ptr<xc::host::ProbeSteps> const steps = xc::host::SystemProbeSteps();
+        why = xc::host::WhyRefused(xc::host::Probe(path, entryName, *m_host->probe, *steps), *m_host->probe);
+        if (!why.IsNull()) why = L"is refused by its probe: " + why;
+    }
+    if (why.IsNull()) return XCErrorID::Success;
+    XCErrorID const refused = xc::errors::PlugInFailure(shown + L" " + why);
     PrintError(refused.AsString());
     return refused;
 }

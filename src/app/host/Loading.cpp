@@ -184,7 +184,7 @@ try {
     XCString const shown = Visible(path);
     ModuleSet::Loaded& one = loaded.module.front();
     one.path = shown;
-    if (XCErrorID const allowed = CheckAllowed(shown); allowed.Bad()) return allowed;
+    if (XCErrorID const allowed = CheckAllowed(path, shown, entryName); allowed.Bad()) return allowed;
     m_host->modules.Open(path, one);
     if (!one.module) {
         // The code of the system is read before anything else is called that may set it.

@@ -257,7 +257,7 @@ void Quarantine::EndWell() noexcept
             return !v.IsSkipped() && std::ranges::find(ran, v.path) != ran.end();
         };
         // Only a look for most runs: nothing is suspected.
-        if (std::ranges::any_of(m_verdicts, isFree))
+        if (!RunJournal::Get().IsMarked() && std::ranges::any_of(m_verdicts, isFree))
             (void)Change([&](std::vector<Verdict>& verdicts) { return std::erase_if(verdicts, isFree) != 0; });
     });
     RunJournal::Get().Stop();

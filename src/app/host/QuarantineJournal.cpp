@@ -116,7 +116,7 @@ void RunJournal::Stop() noexcept
     std::lock_guard const guard(m_lock);
     if (!m_started.exchange(false)) return;
     m_file.Close();
-    (void)win32::RemoveFile(m_path);
+    if (!m_marked) (void)win32::RemoveFile(m_path);
 }
 
 std::vector<std::wstring> RunJournal::Modules() const

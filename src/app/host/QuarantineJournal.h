@@ -25,9 +25,10 @@ public:
     /// Begins the journal of a run in a new file, which nobody else may write or remove meanwhile. @return 0, or the number
     /// of the system's error.
     unsigned long Start(win32::SystemPath const& file);
-    /// Ends it, and removes the file: the run has ended well.
+    /// Ends it. A run that has ended well leaves no file; one that a fault has marked does, even when its host came to its
+    /// end while another thread was at fault.
     void Stop() noexcept;
-    [[nodiscard]] bool IsStarted() const noexcept { return m_started; }
+    [[nodiscard]] bool IsMarked() const noexcept { return m_marked; }
     /// Of this run.
     [[nodiscard]] std::vector<std::wstring> Modules() const;
 

@@ -30,21 +30,25 @@ using xc::host::PlugInRef;
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(int argumentCount, wchar_t const* const* arguments,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(argumentCount, arguments, subscriber, handleSignals, module), m_host(std::make_unique<Host>(*this)),
-      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
+    : XCApplication(Host::AfterProbe(argumentCount, module), arguments, subscriber, handleSignals, module),
+      m_host(std::make_unique<Host>(*this)), m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())),
+      m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
     SetStopDeadlineAsAsked();
     SetQuarantineAsAsked();
+    SetProbeAsAsked();
 }
 
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(commandLine, subscriber, handleSignals, module), m_host(std::make_unique<Host>(*this)),
-      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
+    : XCApplication(Host::AfterProbe(commandLine, module), subscriber, handleSignals, module),
+      m_host(std::make_unique<Host>(*this)), m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())),
+      m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
     SetStopDeadlineAsAsked();
     SetQuarantineAsAsked();
+    SetProbeAsAsked();
 }
 
 XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
@@ -96,6 +100,9 @@ XCUsageInfo XCApplicationWithPlugIns::GetUsageInfo() const
     usage.AddCmdLineArgDesc(L"quarantineList", L"List the plug-ins in quarantine, and end.", false);
     usage.AddCmdLineArgDesc(L"quarantineClear[:filename]",
                             L"Release the plug-in of this file from quarantine; all when no filename is specified.",
+                            false);
+    usage.AddCmdLineArgDesc(L"probe[:milliseconds]",
+                            L"Load each plug-in in a process of its own first, and refuse it when it fails there.",
                             false);
     return usage;
 }
