@@ -191,6 +191,17 @@ public:
     /// or by the option "probe", since it costs the start of a process for each module. On the host's thread.
     void SetProbe(XCProbeOptions const& options = {});
 
+    /// Has modules, and everything that they link to, come from given folders alone. A file is refused in one line when it
+    /// stands elsewhere, when somebody other than this user, the system and its administrators may change it or exchange
+    /// anything on the way to it, when it is reached through a link or another reparse point, or when it links to a library
+    /// that is neither there, nor loaded, nor the system's own. None of its code has run by then. What is found by name
+    /// later, as by modules themselves, is looked for in these folders and the system's, neither in the current directory,
+    /// nor along PATH, nor beside the program: that holds for the whole process from here on, and cannot be taken back. Off
+    /// unless the program asks for it. On the host's thread. Cost: some calls of the system for each part of a path and
+    /// each library.
+    /// @return Bad, and nothing is changed, when the system does not take a folder, as one that is missing.
+    XCErrorID SetLoadPolicy(XCLoadPolicy const& policy);
+
 private:
     struct Host;
     struct Waiting;

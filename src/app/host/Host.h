@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCApplicationWithPlugIns.h>
 #include <XelbrinCore/XCThreadPool.h>
 
+#include "app/host/LoadPolicy.h"
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
 #include "app/host/Probe.h"
@@ -84,6 +85,8 @@ struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
 
     std::unique_ptr<xc::host::Quarantine> quarantine; ///< null while nobody has set one
     std::optional<XCProbeOptions> probe;
+    std::unique_ptr<xc::host::TrustSteps> trust;  ///< null while nobody has set a policy
+    std::unique_ptr<xc::host::LoadPolicy> policy; ///< the same
 
     // For the thread that loads and unloads:
     xc::host::ModuleSet modules{&LeftBehindBy};

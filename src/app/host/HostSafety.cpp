@@ -1,9 +1,11 @@
-// The host's side of its quarantine and its probe: who sets them, and which modules they keep out.
+// The host's side of its quarantine, its probe and its policy: who sets them, and which modules they keep out.
 //
 // The options are read in the constructor, before the program can load anything. A module is judged by its path, before
 // any of its code can run. A refusal is one line and one failure, as for a module that the system does not load.
 #include "app/host/Host.h"
 #include "app/host/HostLines.h"
+#include "errors/SystemWords.h"
+#include "win32/Module.h"
 
 using xc::host::Print;
 using xc::host::PrintError;
@@ -71,11 +73,29 @@ void XCApplicationWithPlugIns::SetProbeAsAsked()
     SetProbe(options);
 }
 
+XCErrorID XCApplicationWithPlugIns::SetLoadPolicy(XCLoadPolicy const& policy)
+{
+    std::unique_ptr<xc::host::TrustSteps> trust = xc::host::SystemTrustSteps();
+    auto checked = std::make_unique<xc::host::LoadPolicy>(policy, *trust);
+    xc::win32::SystemPath failed;
+    if (unsigned long const error = xc::win32::RestrictSearch(checked->Folders(), failed); error != 0)
+        return xc::errors::PlugInFailure(xc::errors::SystemFailure(failed.Text(), error));
+    m_host->policy = std::move(checked);
+    m_host->trust = std::move(trust);
+    m_host->modules.RestrictSearch();
+    return XCErrorID::Success;
+}
+
 /// Bad, and printed, when a module must not be loaded.
 XCErrorID XCApplicationWithPlugIns::CheckAllowed(std::wstring const& path, XCString const& shown,
                                                  XCString const& entryName)
 {
     XCString why = m_host->quarantine ? m_host->quarantine->WhySkipped(shown) : XCString();
+    // Before the probe, which runs code of the module.
+    if (why.IsNull() && m_host->policy) {
+        why = m_host->policy->WhyRefused(xc::win32::SystemPath(path));
+        if (!why.IsNull()) why = L"is refused by the policy of the host: it " + why;
+    }
     if (why.IsNull() && m_host->probe) {
         std::unique_ptr<xc::host::ProbeSteps> const steps = xc::host::SystemProbeSteps();
         why = xc::host::WhyRefused(xc::host::Probe(path, entryName, *m_host->probe, *steps), *m_host->probe);

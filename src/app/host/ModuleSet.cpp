@@ -21,7 +21,7 @@ void ModuleSet::Open(std::wstring const& path, Loaded& one)
 {
     RunJournal::Get().Enter(one.path.View());
     ModuleCall const noted(L"LoadLibrary", {}, one.path);
-    win32::Module module = win32::Module::Load(win32::SystemPath(path));
+    win32::Module module = win32::Module::Load(win32::SystemPath(path), m_isRestricted);
     if (module) ++m_shares[module.Get()];
     if (module) RunJournal::Get().SetImage(one.path.View(), module.Get());
     one.module = std::move(module);
