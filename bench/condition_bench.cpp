@@ -1,5 +1,6 @@
 // Conditions: a million records against a filter, and the reading of its text.
 #include <XelbrinCore/XCCondition.h>
+#include <XelbrinCore/XCConditionSet.h>
 
 #include <benchmark/benchmark.h>
 #include <memory>
@@ -110,6 +111,59 @@ void ConditionMillion_CompiledByHand(benchmark::State& state)
     PerRecord(state);
 }
 BENCHMARK(ConditionMillion_CompiledByHand)->Unit(benchmark::kMillisecond);
+
+/// A thousand rules of which a record meets one or two: by a set, and one after the other.
+struct Rules {
+    Rules()
+    {
+        for (int i = 0; i < 1000; ++i) {
+            XCString text;
+            text.Format(L"Host = host%d AND Status >= %d AND Path %% \"/api/.*\"", i, 400 + i % 3 * 100);
+            XCCondition condition(text);
+            if (set.Add(condition).Bad() || condition.Bind(*schema).Bad()) return;
+            list.push_back(std::move(condition));
+        }
+    }
+    void Next(XCConditionParams& record)
+    {
+        host = (host * 5 + 3) % 1024; // every number below 1024 once; those from 1000 on have no rule
+        name.Format(L"host%d", host);
+        record.SetAt(0, name);
+        record.SetAt(1, 503);
+        record.SetAt(2, path);
+    }
+    XCSmartPtr<XCConditionSchema> const schema{new XCConditionSchema({L"Host", L"Status", L"Path"})};
+    XCConditionSet set{schema};
+    std::vector<XCCondition> list;
+    int host = 1;
+    XCString name;
+    XCString path = L"/api/v1/users/17/orders";
+};
+
+void ThousandRules_XCConditionSet(benchmark::State& state)
+{
+    Rules rules;
+    XCConditionParams record(rules.schema);
+    XCConditionMatches met;
+    for (auto _ : state) {
+        rules.Next(record);
+        rules.set.Evaluate(record, met);
+        benchmark::DoNotOptimize(met.size());
+    }
+}
+BENCHMARK(ThousandRules_XCConditionSet);
+void ThousandRules_OneAfterTheOther(benchmark::State& state)
+{
+    Rules rules;
+    XCConditionParams record(rules.schema);
+    for (auto _ : state) {
+        rules.Next(record);
+        std::size_t met = 0;
+        for (XCCondition const& condition : rules.list) met += condition.Evaluate(record) ? 1u : 0u;
+        benchmark::DoNotOptimize(met);
+    }
+}
+BENCHMARK(ThousandRules_OneAfterTheOther);
 
 void Read(benchmark::State& state, wchar_t const* text)
 {

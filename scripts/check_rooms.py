@@ -67,6 +67,7 @@ HEADER_ROOM = {
     "XCCharSet.h": "match", "XCRegEx.h": "match", "XCRegExTree.h": "match", "XCRegExParser.h": "match",
     "XCNFANodeSet.h": "match", "XCInlineArray.h": "match", "XCRegExFind.h": "match", "XCCondition.h": "match/condition", "XCConditionBuilding.h": "match/condition",
     "XCConditionParams.h": "match/condition",
+    "XCConditionSet.h": "match/condition",
     "XCCommandLine.h": "app/commandline", "XCOptions.h": "app/commandline", "XCConfig.h": "app/config",
     "XCConfigFile.h": "app/config", "XCConfigLayers.h": "app/config", "XCLogSettings.h": "app/config",
     "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",

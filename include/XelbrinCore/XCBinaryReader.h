@@ -179,8 +179,8 @@ public:
     [[nodiscard]] XCBytes Peek(std::size_t size);
     /// Passes over bytes. Those of a source are not kept, unless Begin wants them.
     bool Skip(std::uint64_t size);
-    /// Goes to a position of a block. Over a source only back to what Begin still holds. False, and no failure, for a
-    /// place that cannot be reached; after a failure false.
+    /// Goes to a position of a block; over a source forward as Skip does, and back to what Begin still holds. False, and
+    /// no failure, for a place behind a block's end or before what is held; after a failure false.
     bool Seek(std::uint64_t position);
 
     /// Marks the place to which Commit and RollBack go back.

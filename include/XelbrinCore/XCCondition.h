@@ -43,6 +43,7 @@ class XCCondition;
 
 namespace xc::condition {
 class Reader;
+class SetTests;
 /// The types of value that a condition compares.
 template <class T>
 concept Operand =
@@ -241,6 +242,8 @@ protected:
 
 private:
     friend class xc::condition::Reader;
+    friend class xc::condition::SetTests;
+    struct Tree;
     static constexpr std::uint64_t kUnbound = static_cast<std::uint64_t>(-1);
 
     template <class T>

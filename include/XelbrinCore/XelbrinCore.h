@@ -19,6 +19,7 @@
 #include <XelbrinCore/XCCondition.h>
 #include <XelbrinCore/XCConditionBuilding.h>
 #include <XelbrinCore/XCConditionParams.h>
+#include <XelbrinCore/XCConditionSet.h>
 #include <XelbrinCore/XCConfig.h>
 #include <XelbrinCore/XCConfigFile.h>
 #include <XelbrinCore/XCConfigLayers.h>

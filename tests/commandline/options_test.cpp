@@ -113,6 +113,7 @@ TEST(XCOptions, ValuesByName)
     options.Value(L"--jobs", L"threads", program.jobs);
     options.Value(L"-f,--follow", L"", program.level).Alone(L"50");
     EXPECT_TRUE(options.ReadValues(find).Good() && program.jobs == 7 && program.level == 3);
+    EXPECT_EQ(options.GetNames(), (std::vector<XCString>{L"jobs", L"f", L"follow"}));
     values[L"follow"] = L"";
     EXPECT_TRUE(options.ReadValues(find).Good() && program.level == 50);
     EXPECT_TRUE(options.Read({L"-f7", L"--follow"}).Good() && program.level == 50);

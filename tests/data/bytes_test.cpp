@@ -129,6 +129,12 @@ TEST(XCUntypedVector, SortsAndReleases)
         list.Sort(tens);
         std::stable_sort(model.begin(), model.end(), [](int a, int b) { return a / 10 < b / 10; });
         EXPECT_TRUE(XCBytes(list.Data(), 4000) == XCBytes(model.data(), 4000));
+        EXPECT_EQ(list.Find(&model[999], tens), // the first of equal ones
+                  static_cast<std::size_t>(
+                      std::find_if(model.begin(), model.end(), [&](int each) { return each / 10 == model[999] / 10; }) -
+                      model.begin()));
+        int const absent = 2000;
+        EXPECT_EQ(list.Find(&absent, tens), XCUntypedVector::npos);
         list.Sort([](void const*, void const*, void*) { return -1; }); // contradicts itself
         EXPECT_THROW(list.Sort([](void const*, void const*, void*) -> int { throw 1; }), int);
         EXPECT_EQ(g_released, 0);

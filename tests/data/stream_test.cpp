@@ -200,6 +200,35 @@ TEST(BinaryStream, WriterFailures)
     EXPECT_EQ(int(reader.GetError()), FailingStream::kCode);
 }
 
+// A block reaches every place; a source goes on, and back only to what Begin holds.
+TEST(BinaryStream, PeeksAndSeeks)
+{
+    std::string content(200'000, ' ');
+    for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i % 251);
+    TrickleSource source(XCBytes(content), 7'000);
+    XCBinaryReader block{XCBytes(content)}, pieces{source};
+    for (XCBinaryReader* const reader : {&block, &pieces}) {
+        bool const isBlock = reader == &block;
+        SCOPED_TRACE(isBlock);
+        auto const sees = [&](std::size_t size, std::size_t at) {
+            XCBytes const seen = reader->Peek(size);
+            XCBytes const wanted = XCBytes(content).Slice(at, size);
+            return seen == wanted && reader->GetPosition() == at && reader->Good();
+        };
+        EXPECT_TRUE(sees(4, 0) && sees(150'000, 0)) << "across pieces";
+        EXPECT_TRUE(reader->Seek(100'000) && sees(10, 100'000));
+        EXPECT_EQ(reader->Seek(20), isBlock);
+        EXPECT_TRUE(reader->Seek(100'000));
+        reader->Begin();
+        EXPECT_TRUE(reader->Skip(90'000) && reader->Seek(100'001) && sees(90'000, 100'001));
+        reader->RollBack();
+        EXPECT_TRUE(sees(300'000, 100'000)) << "fewer are left";
+        EXPECT_TRUE(reader->Seek(content.size()) && reader->AtEnd());
+        EXPECT_FALSE(reader->Seek(content.size() + 1));
+        EXPECT_EQ(reader->Good(), isBlock);
+    }
+}
+
 TEST(BinaryStream, ErrorsAsValues)
 {
     XCSmartPtr<XCInRAMMessageSource> const source(new XCInRAMMessageSource);

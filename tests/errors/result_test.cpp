@@ -67,6 +67,15 @@ TEST(XCErrorCode, ThereAndBack)
     std::error_code const late = XCToErrorCode(XCFail(XCErrTimedOut));
     EXPECT_TRUE(late == std::errc::timed_out && late.category() == XCCoreErrorCategory());
     EXPECT_EQ(int(XCFromErrorCode(late)), XCErrTimedOut);
+    static constexpr std::pair<XCCoreError, std::errc> kMeanings[] = {
+        {XCErrSocketReset, std::errc::connection_reset},
+        {XCErrSocketCancelled, std::errc::operation_canceled},
+        {XCErrQueueFull, std::errc::resource_unavailable_try_again},
+        {XCErrWaitCycle, std::errc::resource_deadlock_would_occur},
+        {XCErrUnmappableUnit, std::errc::illegal_byte_sequence},
+        {XCErrNumberRange, std::errc::result_out_of_range},
+    };
+    for (auto const& [code, meaning] : kMeanings) EXPECT_TRUE(XCToErrorCode(XCFail(code)) == meaning) << code;
     EXPECT_FALSE(late.message().empty());
     std::error_code const own = XCToErrorCode(XCFail(L"text")); // its own code is 0
     EXPECT_TRUE(own && own.category() == XCProgramErrorCategory());

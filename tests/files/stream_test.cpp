@@ -109,6 +109,23 @@ TEST(XCFileStream, WhatIsWrittenReadsBackWhereverTheBufferCuts)
     }
 }
 
+TEST(XCFileStream, UnitsThatTheBufferCutsStayWhole)
+{
+    // After one byte every unit of two bytes stands at an odd place; the halves of two neighbours look like a line end.
+    std::string content = "h";
+    for (int i = 0; i < 50'000; ++i) content += "\x4F\x0A\x00\x4E"sv;
+    ScratchFile const disk(content, "xc_odd.txt");
+    XCFileStream stream;
+    char header = 0;
+    std::size_t size = 0;
+    ASSERT_TRUE(stream.Open(disk.Path(), XCFileMode::ToRead(), {.encoding = XCTextEncoding::Utf16LE}).Good());
+    ASSERT_TRUE(stream.Read(&header, 1, size).Good() && size == 1);
+    XCString line;
+    bool got = false;
+    ASSERT_TRUE(stream.ReadLine(line, got).Good() && got);
+    EXPECT_EQ(line.Length(), 100'000u);
+}
+
 TEST(XCFileStream, AGrowingFileGivesWholeLines)
 {
     std::string_view const content = "\xEF\xBB\xBF"

@@ -74,7 +74,14 @@ constexpr Case<wchar_t const*, char const*> kTrees[] = {
 
 TEST(Parser, Trees)
 {
-    for (auto const& c : kTrees) EXPECT_EQ(ParseAndShow(c.given), c.expected) << c.fault;
+    for (auto const& c : kTrees) {
+        EXPECT_EQ(ParseAndShow(c.given), c.expected) << c.fault;
+        XCStringRegExParser const parser(c.given);
+        XCStringRegExParser copy(parser), assigned(L"x");
+        assigned = parser;
+        EXPECT_EQ(Show(copy.Parse().GetRoot()), c.expected) << c.fault << ", by a copy";
+        EXPECT_EQ(Show(assigned.Parse().GetRoot()), c.expected) << c.fault << ", by an assigned one";
+    }
 }
 
 constexpr wchar_t const* kRefused[] = {

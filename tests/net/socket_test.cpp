@@ -46,6 +46,15 @@ TEST(Socket, EndsOfAReadAreToldApart)
     }
 }
 
+TEST(Socket, OptionsNeedAConnection)
+{
+    Pair pair;
+    EXPECT_TRUE(pair.client->SetNoDelay(true).Good() && pair.client->SetKeepAlive(10'000, 1'000).Good());
+    pair.client->Close();
+    EXPECT_TRUE(CodeOf(pair.client->SetNoDelay(false)) == "closed" &&
+                CodeOf(pair.client->SetKeepAlive(0, 0)) == "closed");
+}
+
 TEST(Socket, NumbersOfTheSystemBecomeResults)
 {
     // Some systems show a reset as an end where it is read; the numbers of those that tell it are judged here.

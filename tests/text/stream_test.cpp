@@ -53,6 +53,7 @@ TEST(XCStringStream, Writing)
     again.Clear();
     again << 10 << 0 << 105;
     EXPECT_TRUE(kept == L"kept" && again.AsString() == L"100105") << "storage that is shared";
+    EXPECT_TRUE(again.Take() == L"100105" && again.AsString().IsNull());
     XCStringStream longest;
     longest << XCFixed(-std::numeric_limits<double>::max(), 99);
     EXPECT_EQ(longest.AsString().Length(), 361u) << "sign, 309 digits, mark, 50 decimals";

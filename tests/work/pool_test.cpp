@@ -232,7 +232,17 @@ TEST(Pool, StopCancelsOrRunsWhatIsQueued)
     EXPECT_EQ(int(below->Stop(0)), XCErrStillRunning);
     EXPECT_EQ(int(lost->Wait(20000)), XCErrExecutorStopped);
     EXPECT_EQ(int(serial->Submit([] { FAIL(); })->GetError()), XCErrExecutorStopped);
+    Pool const other = NewPool(1);
+    XCSmartPtr<XCSerialQueue> const busy(new XCSerialQueue(other.GetPtr()));
+    Gate running;
+    busy->Submit([&] {
+        EXPECT_TRUE(busy->Stop().Good()) << "a task waits for its own end";
+        running.Open(), gate.Pass();
+    });
+    running.Pass();
+    EXPECT_EQ(int(busy->Stop(1)), XCErrStillRunning);
     gate.Open();
+    EXPECT_TRUE(busy->Stop(20000).Good());
     EXPECT_TRUE(below->Stop().Good());
     Pool const own = NewPool(2); // by a task of the pool: for all but itself
     auto const stops = own->Submit([&] { return int(own->Stop()); });

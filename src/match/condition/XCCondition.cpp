@@ -1,11 +1,8 @@
 // Conditions: a comparison with a list of further conditions, each linked by AND or OR.
 //
-// The list is evaluated from left to right without precedence: the result so far is changed by a link that can change
-// it, and a sub-condition whose link cannot is not evaluated. A sub-condition has a list of its own, so that a
-// condition is a tree, and the text form makes chains of any length of it. Therefore nothing here recurses: evaluation,
-// copying, binding and release each keep a list of the places that are still open. Evaluation keeps the first 32 of
-// them on the stack of the thread, so that it allocates nothing for any condition that a person would write; a place is
-// not kept when its list has come to its end, which keeps a chain of any length at one place.
+// A sub-condition has a list of its own, so that a condition is a tree, and the text form makes chains of any length of
+// it. Therefore nothing here recurses: evaluation (EvaluateTree.h), copying, binding and release each keep a list of
+// the places that are still open.
 //
 // A value from a record is compared by its own kind with the value of the condition (Compare.cpp). The text of a text
 // value is owned by m_text and shared by copies, so that m_value, which only points to it, stays good. Patterns are
@@ -15,10 +12,10 @@
 
 #include "errors/CoreError.h"
 #include "match/condition/Compare.h"
+#include "match/condition/EvaluateTree.h"
 #include "match/condition/NumberText.h"
 
 #include <algorithm>
-#include <array>
 
 using xc::condition::CompareValues;
 
@@ -38,37 +35,6 @@ bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
     }
     return false;
 }
-
-/// A list of places that needs the heap only when it grows long.
-template <class T, std::size_t Inline>
-class PlaceStack {
-public:
-    void Push(T const& place)
-    {
-        if (m_size < Inline)
-            m_inline[m_size] = place;
-        else
-            m_more.push_back(place);
-        ++m_size;
-    }
-    /// False when there is none.
-    bool Pop(T& place) noexcept
-    {
-        if (m_size == 0) return false;
-        if (--m_size < Inline) {
-            place = m_inline[m_size];
-        } else {
-            place = m_more.back();
-            m_more.pop_back();
-        }
-        return true;
-    }
-
-private:
-    std::array<T, Inline> m_inline;
-    std::vector<T> m_more;
-    std::size_t m_size = 0;
-};
 
 } // namespace
 
@@ -292,31 +258,22 @@ bool XCCondition::AsRegExp()
 
 // Evaluation -------------------------------------------------------------------------------------------------------
 
+/// How the conditions themselves are a tree.
+struct XCCondition::Tree {
+    using Node = XCCondition;
+    [[nodiscard]] bool StartOf(Node const& node) const { return node.StartResult(params); }
+    [[nodiscard]] std::size_t CountOf(Node const& node) const noexcept { return node.m_subs.size(); }
+    [[nodiscard]] Link LinkOf(Node const& node, std::size_t i) const noexcept { return node.m_subs[i].link; }
+    [[nodiscard]] Node const* SubOf(Node const& node, std::size_t i) const noexcept
+    {
+        return node.m_subs[i].condition.GetPtr();
+    }
+    XCConditionParams const& params;
+};
+
 bool XCCondition::Evaluate(XCConditionParams const& params) const
 {
-    struct Place {
-        XCCondition const* condition;
-        std::size_t next;
-    };
-    PlaceStack<Place, 32> open; // lists that are not yet done
-    Place at{this, 0};
-    bool result = StartResult(params);
-    for (;;) {
-        LinkedCondV const& subs = at.condition->m_subs;
-        // The place is the list; `result` is what the list has given so far.
-        // AND can change true, OR can change false.
-        while (at.next < subs.size() &&
-               ((subs[at.next].link == Link::And) != result || subs[at.next].condition.IsNull()))
-            ++at.next;
-        if (at.next < subs.size()) {
-            XCCondition const* const sub = subs[at.next++].condition.GetPtr();
-            if (at.next < subs.size()) open.Push(at);
-            at = {sub, 0};
-            result = sub->StartResult(params);
-        } else if (!open.Pop(at)) {
-            return result;
-        }
-    }
+    return xc::condition::EvaluateTree(Tree{params}, this);
 }
 
 bool XCCondition::OnEvaluate(XCConditionParams const& params) const
