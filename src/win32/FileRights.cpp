@@ -44,6 +44,7 @@ std::wstring_view First(FileRights const& rights, std::vector<std::wstring> cons
 {
     if (rights.toEveryone) return L"S-1-1-0";
     auto const isOther = [&](std::wstring const& who) { return std::ranges::find(trusted, who) == trusted.end(); };
+    // The owner first: no entry has to name him for it.
     if (isOther(rights.owner)) return rights.owner;
     for (GrantedRights const& one : rights.granted)
         if ((one.mask & mask) != 0 && isOther(one.who)) return one.who;
@@ -56,8 +57,10 @@ void AddGranted(ACL* list, FileRights& rights)
         void* entry = nullptr;
         if (!::GetAce(list, i, &entry)) continue;
         auto* const allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
-        bool const counts =
-            allowed->Header.AceType == ACCESS_ALLOWED_ACE_TYPE && (allowed->Header.AceFlags & INHERIT_ONLY_ACE) == 0;
+        // Entries with conditions have the same form, and count as if the condition held.
+        bool const grants = allowed->Header.AceType == ACCESS_ALLOWED_ACE_TYPE ||
+                            allowed->Header.AceType == ACCESS_ALLOWED_CALLBACK_ACE_TYPE;
+        bool const counts = grants && (allowed->Header.AceFlags & INHERIT_ONLY_ACE) == 0;
         if (counts) rights.granted.push_back({TextOf(&allowed->SidStart), allowed->Mask});
     }
 }
@@ -68,6 +71,7 @@ unsigned long ReadRights(SystemPath const& path, FileRights& rights)
 {
     constexpr SECURITY_INFORMATION kAsked = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
     DWORD size = 0;
+    // The first call only tells the size; that it fails is its answer.
     ::GetFileSecurityW(path.ForSystem(), kAsked, nullptr, 0, &size);
     std::vector<unsigned char> bytes(size);
     if (!::GetFileSecurityW(path.ForSystem(), kAsked, bytes.data(), size, &size)) return LastError();

@@ -142,58 +142,41 @@ public:
 
 TEST(LoadPolicy, WhatCouldBeExchangedOnTheWayToAFileRefusesIt)
 {
-    using Change = std::function<void(FakeTrust&)>;
+    SystemPath const module(L"c:\\a\\mods\\sub\\m.osx");
     XCLoadPolicy policy;
     policy.folders = {L"c:\\a\\mods"};
     policy.signatures = true;
-    for (auto const& [fault, change, why] : Rows<Change, std::wstring>{
-             {"nothing", [](FakeTrust&) {}, L""},
-             {"a link as the file",
-              [](auto& t) {
-                  t.facts[L"c:\\a\\mods\\sub\\m.osx"] = {true, true, {}, {}};
-              },
-              L"is reached through the link c:\\a\\mods\\sub\\m.osx"},
-             {"a link above the folder",
-              [](auto& t) {
-                  t.facts[L"c:\\a"] = {true, true, {}, {}};
-              },
-              L"is reached through the link c:\\a"},
-             {"a folder that others write",
-              [](auto& t) {
-                  t.facts[L"c:\\a\\mods"] = {true, false, L"Users", {}};
-              },
-              L"is not safe: Users may change c:\\a\\mods"},
-             {"a root where others make folders",
-              [](auto& t) {
-                  t.facts[L"c:\\"] = {true, false, L"Users", {}};
-              },
-              L""},
-             {"a folder above that others exchange",
-              [](auto& t) {
-                  t.facts[L"c:\\a"] = {true, false, L"Users", L"Users"};
-              },
-              L"is not safe: Users may change c:\\a"},
-             {"rights that nobody tells", [](auto& t) { t.facts[L"c:\\a"] = {}; }, L"cannot be judged: c:\\a"},
-             {"no signature", [](auto& t) { t.signature = 0x800B0100; }, L"has no signature that the system trusts: "},
-             {"a library of a library that is nowhere",
-              [](auto& t) {
-                  t.facts[L"c:\\a\\mods\\one.dll"] = {true, false, {}, {}};
-                  t.imports[L"c:\\a\\mods\\sub\\m.osx"] = {L"KERNEL32.dll", L"api-ms-win-core-file-l1-1-0.dll",
-                                                           L"one.dll"};
-                  t.imports[L"c:\\a\\mods\\one.dll"] = {L"one.dll", L"two.dll"};
-              },
-              L"links to c:\\a\\mods\\one.dll, which links to two.dll, which stands in none of the folders"},
+    xc::host::TrustFacts const link{true, true, {}, {}}, written{true, false, L"Users", {}},
+        broken{true, false, {}, L"Users"};
+    auto const why = [&](FakeTrust& trust) {
+        return std::string(xc::host::LoadPolicy(policy, trust).WhyRefused(module).AsUTF8());
+    };
+    for (auto const& [fault, place, facts, told] : Rows<std::wstring, xc::host::TrustFacts, std::string>{
+             {"nothing", L"c:\\b", link, ""},
+             {"a link as the file", L"c:\\a\\mods\\sub\\m.osx", link,
+              "is reached through the link c:\\a\\mods\\sub\\m.osx"},
+             {"a link above the folder", L"c:\\a", link, "is reached through the link c:\\a"},
+             {"a folder that others write", L"c:\\a\\mods", written, "is not safe: Users may change c:\\a\\mods"},
+             {"a root where others make folders", L"c:\\", written, ""},
+             {"a folder above that others exchange", L"c:\\a", broken, "is not safe: Users may change c:\\a"},
+             {"rights that nobody tells", L"c:\\a", {}, "cannot be judged: c:\\a does not tell its rights"},
          })
     {
-        SCOPED_TRACE(fault);
         FakeTrust trust;
-        change(trust);
-        std::wstring const told(
-            xc::host::LoadPolicy(policy, trust).WhyRefused(SystemPath(L"c:\\a\\mods\\sub\\m.osx")).View());
-        EXPECT_TRUE(why.empty() ? told.empty() : told.starts_with(why)) << std::string(XCString(told).AsUTF8());
+        trust.facts[place] = facts;
+        EXPECT_EQ(why(trust), told) << fault;
     }
     FakeTrust trust;
-    EXPECT_FALSE(xc::host::LoadPolicy(policy, trust).WhyRefused(SystemPath(L"c:\\a\\mods_of_others\\m.osx")).IsNull());
+    trust.facts[L"c:\\a\\mods\\one.dll"] = {true, false, {}, {}};
+    trust.imports[module.Text()] = {L"KERNEL32.dll", L"api-ms-win-core-file-l1-1-0.dll", L"one.dll"};
+    trust.imports[L"c:\\a\\mods\\one.dll"] = {L"one.dll", L"two.dll"};
+    EXPECT_EQ(
+        why(trust),
+        "links to c:\\a\\mods\\one.dll, which links to two.dll, which stands in none of the folders of the policy");
+    trust.signature = 0x800B0100;
+    EXPECT_TRUE(why(trust).starts_with("has no signature that the system trusts: ")) << why(trust);
+    policy.folders = {L"c:\\a\\mods\\su"};
+    EXPECT_EQ(why(trust), "stands in none of the folders of the policy");
 }
 
 TEST(LoadPolicy, AFolderThatIsMissingIsToldAndChangesNothing)

@@ -30,14 +30,10 @@ TEST(Probe, AModuleThatFailsInTheChildIsRefusedInOneLine)
 }
 
 /// A system that limits jobs, or does not start them.
-class FakeSteps final : public xc::host::ProbeSteps {
-public:
-    unsigned long startError = 0;
-    std::uint64_t memory = 0;
-    bool hitLimit = false, ends = true;
-    unsigned long exitCode = 0;
+struct FakeSteps final : xc::host::ProbeSteps {
+    unsigned long startError = 0, exitCode = 0;
+    bool hitLimit = false, ends = true, killed = false;
     ProbeResult::Stage stage = ProbeResult::Stage::Passed;
-    bool killed = false;
 
     unsigned long Start(std::wstring const&, std::wstring const& variable, std::uint64_t) override
     {
@@ -50,12 +46,8 @@ public:
         ::CloseHandle(page);
         return startError;
     }
-    bool WaitForEnd(unsigned int milliseconds) override
-    {
-        ::Sleep(milliseconds);
-        return ends;
-    }
-    std::uint64_t MemoryBytes() override { return memory; }
+    bool WaitForEnd(unsigned int milliseconds) override { return ::Sleep(milliseconds), ends; }
+    std::uint64_t MemoryBytes() override { return 0; }
     bool HasHitLimit() override { return hitLimit; }
     unsigned long ExitCode() override { return exitCode; }
     void Kill() override { killed = true; }

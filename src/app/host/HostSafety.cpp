@@ -16,6 +16,7 @@ XCErrorID XCApplicationWithPlugIns::SetQuarantine(XCString const& file)
     if (file.IsNull())
         path = xc::win32::SystemPath(GetTmpDirectory().View())
                    .Child((GetAppName(false, false) + L"-QUARANTINE.TXT").View());
+    // What was loaded under the first file has not failed until now.
     if (m_host->quarantine) m_host->quarantine->EndWell(); // of another file
     m_host->quarantine.reset();
     m_host->quarantine = std::make_unique<xc::host::Quarantine>(path);
@@ -80,6 +81,7 @@ XCErrorID XCApplicationWithPlugIns::SetLoadPolicy(XCLoadPolicy const& policy)
     xc::win32::SystemPath failed;
     if (unsigned long const error = xc::win32::RestrictSearch(checked->Folders(), failed); error != 0)
         return xc::errors::PlugInFailure(xc::errors::SystemFailure(failed.Text(), error));
+    // After the system has agreed: a policy that holds by half would promise too much.
     m_host->policy = std::move(checked);
     m_host->trust = std::move(trust);
     m_host->modules.RestrictSearch();
@@ -90,6 +92,7 @@ XCErrorID XCApplicationWithPlugIns::SetLoadPolicy(XCLoadPolicy const& policy)
 XCErrorID XCApplicationWithPlugIns::CheckAllowed(std::wstring const& path, XCString const& shown,
                                                  XCString const& entryName)
 {
+    // The cheapest first, and nothing that runs code before all that does not.
     XCString why = m_host->quarantine ? m_host->quarantine->WhySkipped(shown) : XCString();
     // Before the probe, which runs code of the module.
     if (why.IsNull() && m_host->policy) {

@@ -36,6 +36,7 @@ bool StandsIn(SystemPath const& file, SystemPath const& folder)
     std::wstring_view const path = file.Text();
     std::wstring_view below = folder.Text();
     while (below.ends_with(L'\\')) below.remove_suffix(1);
+    // With the separator: "c:\\mods_of_others" does not stand in "c:\\mods".
     return path.size() > below.size() && path[below.size()] == L'\\' && IsSameText(path.substr(0, below.size()), below);
 }
 
@@ -55,6 +56,7 @@ LoadPolicy::LoadPolicy(XCLoadPolicy const& policy, TrustSteps& steps) : m_signat
 XCString LoadPolicy::WhyRefused(SystemPath const& module)
 {
     std::vector<SystemPath> files{module};
+    // The list grows while it is walked; each file is on it once, so that cycles end.
     for (std::size_t i = 0; i < files.size(); ++i) {
         SystemPath const file = files[i];
         XCString why = WhyFileRefused(file);
@@ -88,6 +90,7 @@ XCString LoadPolicy::WhyPlaceRefused(SystemPath const& place, bool isAbove)
 {
     TrustFacts const facts = m_steps.FactsOf(place);
     XCString const shown = text::Visible(place.Text());
+    // What does not tell its rights is not taken for safe.
     if (!facts.exists) return L"cannot be judged: " + shown + L" does not tell its rights";
     if (facts.isLink) return L"is reached through the link " + shown;
     XCString const& who = isAbove ? facts.folderBreaker : facts.writer;
@@ -102,6 +105,7 @@ XCString LoadPolicy::FindImport(std::wstring const& name, SystemPath const& of, 
     places.push_back(of.Folder());
     places.push_back(
         files.front().Folder()); // the loader's "own folder" is that of the module, for all that it links to
+    // Every file that the loader could take, not only the first: the order of some of its folders is not laid down.
     bool found = false;
     for (SystemPath const& place : places) {
         SystemPath const candidate = place.Child(name);

@@ -63,6 +63,7 @@ private:
     template <class T>
     [[nodiscard]] std::optional<T> Get(std::size_t at) const noexcept
     {
+        // Compared by what is left: a sum could pass the largest number and come out small.
         if (at > m_bytes.size() || m_bytes.size() - at < sizeof(T)) return std::nullopt;
         T value;
         std::memcpy(&value, m_bytes.data() + at, sizeof value);
@@ -78,6 +79,7 @@ private:
             std::optional<std::uint32_t> const size = Get<std::uint32_t>(section + 16); // in the file
             std::optional<std::uint32_t> const file = Get<std::uint32_t>(section + 20);
             if (!begin || !size || !file) return std::nullopt;
+            // What a section has in memory alone is zeros, and no table of imports.
             if (address >= *begin && address - *begin < *size) return *file + (address - *begin);
         }
         return std::nullopt;
@@ -107,6 +109,7 @@ bool ReadImports(std::string_view bytes, std::vector<std::wstring>& names)
 {
     Image image(bytes);
     if (!image.ReadHeads()) return false;
+    // Delayed ones count as well: they are loaded by name, at a time when nobody judges any more.
     return std::ranges::all_of(kForms, [&](TableForm const& form) { return image.AddNames(form, names); });
 }
 

@@ -48,6 +48,7 @@ struct Page {
 template <std::size_t N>
 void PutText(wchar_t (&to)[N], std::wstring_view text) noexcept
 {
+    // Cut, not refused: the beginning of a reason says most of it.
     std::size_t const count = std::min(text.size(), N - 1);
     std::copy_n(text.data(), count, to);
     to[count] = L'\0';
@@ -105,6 +106,7 @@ End WaitFor(ProbeSteps& steps, Page const& page, XCProbeOptions const& options)
     std::uint64_t since = win32::TickMs();
     bool began = false;
     while (!steps.WaitForEnd(kStepMs)) {
+        // In every step: a module that takes memory quickly has a few milliseconds for it.
         if (options.memoryBytes != 0 && steps.MemoryBytes() > options.memoryBytes) return End::TooMuchMemory;
         // The start of the program has a time of its own: the module is not charged with it.
         if (!began && page.stage != Stage::NotBegun) {
@@ -122,6 +124,7 @@ End WaitFor(ProbeSteps& steps, Page const& page, XCProbeOptions const& options)
 template <class F>
 void Step(SharedPage const& page, std::wstring_view call, F&& body)
 {
+    // Before the call: when it never comes back, this is what is known.
     PutText(page->call, call);
     XCErrorID const done = errors::Sealed(body);
     if (done.Good()) return;
@@ -134,6 +137,7 @@ void CarryOut(SharedPage const& page, std::wstring const& path, std::wstring con
               ModuleSet::LeftBehind leftBehind)
 {
     using EntryPoint = XCPlugIn*();
+    // The host's own set: a module that has left a thread behind is not unloaded under it, here as there.
     ModuleSet modules(leftBehind);
     ModuleSet::Loaded one;
     one.path = text::Visible(path);
@@ -167,6 +171,7 @@ ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOp
     std::wstring const name = NewPageName();
     SharedPage const page(name, true);
     ProbeResult result;
+    // No page, no order: a child without one would run the whole program.
     if (!page) {
         result.end = End::NotStarted;
         result.exitCode = page.Error();
@@ -180,6 +185,7 @@ ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOp
     if (result.end == End::NotStarted) return result;
     result.exitCode = steps.ExitCode();
     steps.Kill(); // also what it has started
+                  // Read after the child is gone: nobody writes it any more.
     Stage const stage = page->stage;
     result.stage = stage <= Stage::Refused ? stage : Stage::NotBegun;
     result.call = TextFrom(page->call);

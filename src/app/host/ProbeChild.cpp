@@ -22,6 +22,7 @@ std::wstring EnvironmentWith(std::wstring const& variable)
 {
     std::wstring block = variable;
     block += L'\0';
+    // A copy of its own: setting the variable here would show it to children of other threads.
     wchar_t* const own = ::GetEnvironmentStringsW();
     for (wchar_t const* at = own; at && *at != L'\0'; at += std::wcslen(at) + 1) block.append(at, std::wcslen(at) + 1);
     if (own) ::FreeEnvironmentStringsW(own);
@@ -46,6 +47,7 @@ public:
             return win32::LastError();
         m_process.Reset(child.hProcess);
         UniqueKernelObject const thread(child.hThread);
+        // A failure leaves the child outside the job, with the caller's limits alone.
         if (m_job) ::AssignProcessToJobObject(m_job.Get(), child.hProcess);
         ::ResumeThread(child.hThread);
         return 0;
@@ -97,6 +99,7 @@ private:
         m_port.Reset(::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1));
         if (!m_job) return;
         JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        // A fault ends the child at once; the report of the system would keep it, and show a box, for its own time.
         limits.BasicLimitInformation.LimitFlags =
             JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_DIE_ON_UNHANDLED_EXCEPTION;
         if (memoryBytes != 0) limits.BasicLimitInformation.LimitFlags |= JOB_OBJECT_LIMIT_PROCESS_MEMORY;

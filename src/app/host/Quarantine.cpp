@@ -44,6 +44,7 @@ std::string_view NameOf(win32::Fault const& fault, char (&room)[40]) noexcept
     if (fault.kind == Kind::Terminate) return "std::terminate";
     if (fault.kind == Kind::Abort) return "abort";
     if (fault.kind == Kind::PureCall) return "call of a pure virtual function";
+    // By hand: the runtime's formatting takes a lock, which the thread at fault may hold.
     char* const digits = std::copy_n("unhandled fault 0x", 18, room);
     char* const end = std::to_chars(digits, room + sizeof room, fault.code, 16).ptr;
     std::transform(digits, end, digits, [](char c) { return c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c; });
@@ -54,6 +55,7 @@ void OnFault(win32::Fault const& fault) noexcept
 {
     // A refused parameter ends nothing; and who stops a program in a debugger looks for a fault himself.
     if (fault.kind == win32::Fault::Kind::InvalidParameter || ::IsDebuggerPresent()) return;
+    // On this stack and not in static memory: two threads may be at fault at once, and both come here.
     void const* frames[kFrames];
     std::size_t const count =
         fault.context ? win32::CaptureStackOf(fault.context, frames, kFrames) : win32::CaptureStack(frames, kFrames, 1);
@@ -64,6 +66,7 @@ void OnFault(win32::Fault const& fault) noexcept
 /// The verdict of a path; null: none.
 Verdict* Find(std::vector<Verdict>& verdicts, std::wstring_view path)
 {
+    // Without regard to case, as the system compares: a path may be given in another case than it was found in.
     XCString const wanted{EndOfPath(path)};
     auto const found = std::ranges::find_if(verdicts, [&](Verdict const& v) { return wanted.IsEqual(v.path, 1); });
     return found == verdicts.end() ? nullptr : &*found;
@@ -84,6 +87,7 @@ win32::FileDetails FactsOf(std::wstring const& path) noexcept
 bool HasChanged(Verdict const& verdict)
 {
     win32::FileDetails const facts = FactsOf(verdict.path);
+    // A file that is not there now has not changed: a drive that is away must not release what stands on it.
     return facts.written != 0 && (facts.size != verdict.size || facts.written != verdict.written);
 }
 
@@ -115,6 +119,7 @@ unsigned long Lock(SystemPath const& file, win32::File& lock)
 {
     using Mode = win32::FileMode;
     for (unsigned int waited = 0;; waited += 10) {
+        // A lock file, not the file itself: that one is replaced, and a lock on the old one would guard nothing.
         unsigned long const error =
             lock.Open(file.WithSuffix(L".lock"), {Mode::Access::ReadWrite, Mode::Start::OpenOrCreate, Mode::ShareNone});
         if (error != ERROR_SHARING_VIOLATION || waited >= kLockMs) return error;
@@ -122,17 +127,22 @@ unsigned long Lock(SystemPath const& file, win32::File& lock)
     }
 }
 
-std::vector<Verdict> Read(SystemPath const& file)
+/// @return 0, or the number of the system's error.
+unsigned long Read(SystemPath const& file, std::vector<Verdict>& verdicts)
 {
     std::string bytes;
     std::size_t malformed = 0;
-    if (win32::ReadWholeFile(file, bytes) != 0) return {};
-    std::vector<Verdict> verdicts = ReadVerdicts(bytes, malformed);
-    if (malformed == 0) return verdicts;
+    unsigned long const error = win32::ReadWholeFile(file, bytes);
+    // Not there: the first run, or nothing was ever held against a module. A file that others hold is no empty one: what
+    // it says would be lost with the next change.
+    if (error == ERROR_FILE_NOT_FOUND) return 0;
+    if (error != 0) return error;
+    verdicts = ReadVerdicts(bytes, malformed);
+    if (malformed == 0) return 0;
     XCString said;
     said.Format(L"%ls: %u damaged lines are left out", file.Text().c_str(), static_cast<unsigned int>(malformed));
     PrintError(said);
-    return verdicts;
+    return 0;
 }
 
 /// The bytes of a journal whose process is gone. False for one that is in use.
@@ -142,6 +152,7 @@ bool ReadEnded(SystemPath const& path, std::string& bytes)
     win32::File file;
     if (file.Open(path, {Mode::Access::ReadWrite, Mode::Start::Existing, Mode::ShareNone}) != 0) return false;
     unsigned long error = 0;
+    // No journal of ours is that large; a file that somebody has put there must not cost all memory.
     bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(file.Size(error), 64u << 20)));
     bytes.resize(file.Read(bytes.data(), bytes.size(), 0, error));
     return true;
@@ -158,7 +169,11 @@ XCErrorID Quarantine::Change(std::function<bool(std::vector<Verdict>&)> const& c
 {
     win32::File lock;
     unsigned long error = Lock(m_file, lock);
-    m_verdicts = Read(m_file);
+    // Read even without the lock: what others have found out holds here, too.
+    std::vector<Verdict> known;
+    unsigned long const unread = Read(m_file, known);
+    if (unread == 0) m_verdicts = std::move(known);
+    if (error == 0) error = unread;
     std::vector<Verdict> changed = m_verdicts;
     if (error == 0 && !change(changed)) return XCErrorID::Success;
     if (error == 0) {
@@ -175,6 +190,7 @@ XCErrorID Quarantine::Start()
     std::vector<SystemPath> done;
     XCErrorID const taken = Change([&](std::vector<Verdict>& verdicts) { return TakeUp(verdicts, done); });
     if (taken.Bad()) return taken;
+    // One that stays, since somebody has it open, is judged again and counts once by its name.
     for (SystemPath const& journal : done) (void)win32::RemoveFile(journal);
     return Begin();
 }
@@ -199,6 +215,7 @@ bool Quarantine::TakeUp(std::vector<Verdict>& verdicts, std::vector<SystemPath>&
 
 bool Quarantine::Judge(RunEnd const& run, std::wstring const& name, std::vector<Verdict>& verdicts)
 {
+    // The calls are told because somebody may have ended the program since it hung in one of them.
     if (!run.fault) {
         for (RunEnd::Module const& module : run.modules)
             if (!module.calls.empty())
@@ -213,6 +230,7 @@ bool Quarantine::Judge(RunEnd const& run, std::wstring const& name, std::vector<
         win32::FileDetails const facts = FactsOf(path);
         verdict->path = path;
         verdict->confirmed = verdict->confirmed || run.fault->confirmed;
+        // In a row: a run that ends well removes the verdict, and so the runs before it.
         if (std::ranges::find(verdict->runs, name) == verdict->runs.end()) verdict->runs.push_back(name);
         verdict->size = facts.size;
         verdict->written = facts.written;
@@ -230,6 +248,7 @@ XCErrorID Quarantine::Begin()
     unsigned long const error = RunJournal::Get().Start(m_file.WithSuffix(ending.View()));
     if (error != 0) return errors::PlugInFailure(L"quarantine: " + errors::SystemFailure(m_file.Text(), error));
     m_started = true;
+    // After the journal is there: a mark without one would be lost.
     win32::InstallFaultHooks(win32::FaultUse::Mark, OnFault);
     return XCErrorID::Success;
 }
@@ -256,6 +275,7 @@ void Quarantine::EndWell() noexcept
         auto const isFree = [&](Verdict const& v) {
             return !v.IsSkipped() && std::ranges::find(ran, v.path) != ran.end();
         };
+        // After a mark no suspicion is taken back: the fault was on another thread while the host ended.
         // Only a look for most runs: nothing is suspected.
         if (!RunJournal::Get().IsMarked() && std::ranges::any_of(m_verdicts, isFree))
             (void)Change([&](std::vector<Verdict>& verdicts) { return std::erase_if(verdicts, isFree) != 0; });

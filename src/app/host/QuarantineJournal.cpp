@@ -36,6 +36,7 @@ bool IsSamePath(std::wstring_view a, std::wstring_view b) noexcept
 bool IsOfPath(errors::CallNote const& note, std::wstring_view path) noexcept
 {
     std::wstring_view const noted = note.path;
+    // Both are cut at the front, each to its own length.
     if (noted.size() == errors::CallNote::kPathUnits - 1 && path.size() > noted.size())
         path.remove_prefix(path.size() - noted.size());
     return IsSamePath(noted, path);
@@ -82,6 +83,7 @@ RunJournal::RunJournal() = default;
 
 RunJournal& RunJournal::Get() noexcept
 {
+    // In static storage, without memory and without an end: a fault may come before main and after it.
     alignas(RunJournal) static unsigned char storage[sizeof(RunJournal)];
     static RunJournal& journal = *new (storage) RunJournal;
     return journal;
@@ -98,6 +100,7 @@ unsigned long RunJournal::Start(win32::SystemPath const& file)
     std::lock_guard const guard(m_lock);
     if (m_started) return ERROR_BUSY;
     using Mode = win32::FileMode;
+    // Others may read it, as people do; who may write it would be taken for one that judges an ended run.
     unsigned long error = m_file.Open(file, {Mode::Access::ReadWrite, Mode::Start::CreateNew, Mode::ShareRead});
     if (error != 0) return error;
     std::string head(kModulesAt, '\0');
@@ -105,8 +108,10 @@ unsigned long RunJournal::Start(win32::SystemPath const& file)
     m_file.Write(head, 0, error);
     m_path = file;
     m_places = 0;
+    // Modules are not forgotten: threads of an earlier host may still be in them.
     for (auto const& [path, module] : m_modules) module->place = -1;
     m_marked = false;
+    // Last: whoever sees it finds a file that is whole.
     m_started = true;
     return 0;
 }
@@ -151,9 +156,11 @@ void RunJournal::Enter(std::wstring_view path) noexcept
         }
         if (module->place >= 0) return;
         std::string text(kCallsBytes, '\0');
+        // No calls yet: an empty line.
         text[0] = '\n';
         text::AppendUtf8(text, module->path);
         unsigned long error = 0;
+        // The place is used when its path stands in the file, not before: a mark names places.
         m_file.Write(text + "\n", kModulesAt + static_cast<std::size_t>(m_places) * kModuleBytes, error);
         module->place = m_places++;
     });
@@ -176,7 +183,9 @@ void RunJournal::Begin(wchar_t const* operation, std::wstring_view path) noexcep
     if (!m_started) return;
     std::lock_guard const guard(m_lock);
     Module* const module = Find(path);
-    if (!module) return; // of the program itself
+    if (!module)
+        return; // of the program itself
+                // Counted beyond what is kept, so that the ends of calls find their beginnings.
     auto const count = static_cast<std::size_t>(module->open++);
     if (count < kMostCalls) module->calls[count] = operation;
     WriteCalls(*module);
@@ -198,6 +207,7 @@ void RunJournal::End(wchar_t const* operation, std::wstring_view path) noexcept
 
 void RunJournal::WriteCalls(Module& module) noexcept
 {
+    // A call that comes back after the end of its run has nowhere to be written.
     if (!m_started || module.place < 0) return;
     char text[kCallsBytes];
     char* at = text;
@@ -217,6 +227,7 @@ int RunJournal::PlaceOfCall(unsigned long thread, wchar_t const*& operation) con
 {
     errors::CallNote note;
     note.order = UINT64_MAX;
+    // Outwards: a call into the program's own plug-in may stand within one into a module.
     while (errors::ReadInnermostCall(thread, note.order, note))
         for (Module const* module = m_first; module; module = module->next)
             if (module->place >= 0 && IsOfPath(note, module->path)) {
@@ -230,6 +241,7 @@ int RunJournal::PlaceOfCall(unsigned long thread, wchar_t const*& operation) con
 int RunJournal::PlaceOfCode(void const* const* frames, std::size_t count) const noexcept
 {
     for (std::size_t i = 0; i < count; ++i) {
+        // From the inside out: system code that a module has called is passed over, the module itself is met first.
         auto const address = reinterpret_cast<std::uintptr_t>(frames[i]);
         for (Module const* module = m_first; module; module = module->next)
             if (module->place >= 0 && module->image != 0 && address >= module->image && address < module->imageEnd)
@@ -240,6 +252,7 @@ int RunJournal::PlaceOfCode(void const* const* frames, std::size_t count) const 
 
 void RunJournal::Mark(std::string_view fault, void const* const* frames, std::size_t count) noexcept
 {
+    // The first fault only: those after it, on other threads, mostly follow from it.
     if (!m_started || m_marked.exchange(true)) return;
     wchar_t const* operation = nullptr;
     int const call = PlaceOfCall(win32::ThreadId(), operation);

@@ -39,6 +39,7 @@ std::uint32_t ChecksumOf(std::string_view bytes) noexcept
 std::wstring WideOf(std::string_view bytes)
 {
     std::wstring text(bytes.size(), L'\0');
+    // Leniently: a damaged byte costs its unit, not the line.
     text.resize(text::DecodeUtf8Leniently(text.data(), bytes));
     return text;
 }
@@ -73,6 +74,7 @@ std::optional<RunEnd::Fault> ReadMark(std::string_view bytes, std::size_t module
     std::uint32_t checksum = 0;
     if (!ReadNumber(TakePart(line, ' '), checksum, 16) || checksum != ChecksumOf(line)) return std::nullopt;
     RunEnd::Fault fault{TakePart(line, ' ') == "confirmed", {}, {}};
+    // From the back, since the fault itself holds a tab.
     std::size_t const places = line.rfind('\t');
     if (places == std::string_view::npos) return std::nullopt;
     fault.what = WideOf(line.substr(0, places));
@@ -86,6 +88,7 @@ std::optional<RunEnd::Fault> ReadMark(std::string_view bytes, std::size_t module
 
 std::optional<Verdict> ReadVerdict(std::string_view line)
 {
+    // Paths hold no tab: they were made visible.
     if (std::ranges::count(line, '\t') != kFields) return std::nullopt;
     std::string_view const kind = TakePart(line, '\t');
     if (kind != "confirmed" && kind != "suspected") return std::nullopt;
@@ -120,6 +123,7 @@ void Culprits::Add(int place) noexcept
 Culprits FindCulprits(int call, int code, int const* open, std::size_t openCount) noexcept
 {
     Culprits culprits;
+    // Code of nobody says nothing against the module that has called it: most faults are in the system's code.
     culprits.confirmed = call >= 0 && (code < 0 || code == call);
     if (call >= 0) culprits.Add(call);
     if (code >= 0) culprits.Add(code);
@@ -150,6 +154,7 @@ std::size_t FormatMark(char* to, std::string_view what, Culprits const& culprits
 RunEnd ReadJournal(std::string_view bytes)
 {
     RunEnd run;
+    // Of another version, or of somebody else: nobody is blamed by it.
     if (!bytes.starts_with(kJournalHead)) return run;
     for (std::size_t at = kModulesAt; at < bytes.size(); at += kModuleBytes) {
         std::string_view const place = bytes.substr(at, kModuleBytes);
