@@ -1,4 +1,4 @@
-# make run | test | check | check-long | evidence | bench | bench-page | coverage | docs | format | clean
+# make run | test | check | check-long | evidence | bench | bench-native | bench-page | coverage | docs | format | clean
 # Parts of check: test check-native check-ub check-clang check-split lint fuzz docs check-debugger.
 # Parts of check-long: check-heap check-ub-all check-patterns check-collation check-trees fuzz-long lint-files.
 # Every target installs what the machine lacks, configures what is not configured and builds what changed.
@@ -9,10 +9,10 @@ JOBS  ?= $(shell nproc)
 CTEST := ctest --output-on-failure --no-tests=error -j$(JOBS)
 
 # Groups of tools: setup for everything, setup-clang and setup-fuzz on top of it.
-SETUPS := setup setup-clang setup-fuzz setup-docs setup-debugger setup-coverage
+SETUPS := setup setup-clang setup-fuzz setup-docs setup-debugger setup-coverage setup-bench
 CHECKS := test check-split check-clang lint check-native check-ub fuzz docs check-debugger
 LONG_CHECKS := check-heap check-ub-all check-patterns check-collation check-trees fuzz-long lint-files
-.PHONY: $(SETUPS) $(CHECKS) $(LONG_CHECKS) check check-long run picture evidence image-list bench bench-page coverage format clean
+.PHONY: $(SETUPS) $(CHECKS) $(LONG_CHECKS) check check-long run picture evidence image-list bench bench-native bench-page coverage format clean
 .DELETE_ON_ERROR:
 
 setup:
@@ -25,6 +25,8 @@ setup-coverage:
 	@scripts/setup.sh coverage
 setup-docs:
 	@scripts/setup.sh docs
+setup-bench:
+	@scripts/setup.sh bench
 setup-debugger:
 	@scripts/setup.sh debugger
 
@@ -125,13 +127,20 @@ bench: setup
 	@$(call build,bench)
 	@scripts/bench.sh $(BUILD)/bench
 
+# The same machine without the target's system: the matcher beside libraries that compile to machine code.
+bench-native: setup-bench
+	@$(call build,bench-native)
+	@cd $(BUILD)/bench-native && bin/xc_native_bench --benchmark_filter="$${XC_BENCH_FILTER:-.}" \
+	    --benchmark_min_time="$${XC_BENCH_TIME:-0.1}" --benchmark_repetitions="$${XC_BENCH_REPETITIONS:-1}" \
+	    --benchmark_out=results.json --benchmark_out_format=json 2>/dev/null
+
 coverage: setup-coverage
 	@$(call build,coverage)
 	@scripts/coverage.sh $(BUILD)/coverage
 
 bench-page: export XC_BENCH_REPETITIONS ?= 5
-bench-page: bench
-	@python3 scripts/plot_benchmarks.py $(BUILD)/bench/results.json
+bench-page: bench bench-native
+	@python3 scripts/plot_benchmarks.py $(BUILD)/bench/results.json $(BUILD)/bench-native/results.json
 
 check-debugger: setup-debugger
 	@$(call build,native --target debugger_values)

@@ -1,5 +1,12 @@
-// Rows of networking: echo round trips over the loopback address, beside libuv. Both servers have one thread, and the
-// same client drives them: it sends one message on each connection, then reads one from each.
+// Rows of networking: echo round trips over the loopback address, beside libuv and Asio. Each server has one thread, and
+// the same client drives them: it sends one message on each connection, then reads one from each.
+#if __has_include(<boost/asio/io_context.hpp>) // before windows.h, whose sockets it does not take
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/write.hpp>
+#define XC_HAS_ASIO
+#endif
+
 #include <XelbrinCore/XCIPAddress.h>
 #include <XelbrinCore/XCSocketServer.h>
 
@@ -173,5 +180,57 @@ void EchoRoundTrips_libuv(benchmark::State& state)
     Drive(state, server.Port());
 }
 BENCHMARK(EchoRoundTrips_libuv)->Arg(1)->Arg(64)->Arg(512)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+#if defined(XC_HAS_ASIO)
+using boost::asio::ip::tcp;
+using boost::system::error_code;
+
+/// An echo session of Asio in its usual form: it lives as long as one of its calls is under way.
+class AsioSession : public std::enable_shared_from_this<AsioSession> {
+public:
+    explicit AsioSession(tcp::socket socket) : m_socket(std::move(socket)) {}
+    void Read()
+    {
+        m_socket.async_read_some(boost::asio::buffer(m_room),
+                                 [self = shared_from_this()](error_code error, std::size_t count) {
+                                     if (!error) self->Write(count);
+                                 });
+    }
+
+private:
+    void Write(std::size_t count)
+    {
+        boost::asio::async_write(m_socket, boost::asio::buffer(m_room, count),
+                                 [self = shared_from_this()](error_code error, std::size_t) {
+                                     if (!error) self->Read();
+                                 });
+    }
+
+    tcp::socket m_socket;
+    char m_room[8192];
+};
+
+void AcceptNext(tcp::acceptor& acceptor)
+{
+    acceptor.async_accept([&acceptor](error_code error, tcp::socket socket) {
+        if (error) return;
+        socket.set_option(tcp::no_delay(true), error);
+        std::make_shared<AsioSession>(std::move(socket))->Read();
+        AcceptNext(acceptor);
+    });
+}
+
+void EchoRoundTrips_asio(benchmark::State& state)
+{
+    boost::asio::io_context context(1);
+    tcp::acceptor acceptor(context, tcp::endpoint(boost::asio::ip::address_v4::loopback(), 0));
+    AcceptNext(acceptor);
+    std::thread server([&context] { context.run(); });
+    Drive(state, acceptor.local_endpoint().port());
+    context.stop();
+    server.join();
+}
+BENCHMARK(EchoRoundTrips_asio)->Arg(1)->Arg(64)->Arg(512)->UseRealTime()->Unit(benchmark::kMicrosecond);
+#endif
 
 } // namespace

@@ -36,7 +36,7 @@ make_prefix() {
     mkdir -p "$system32/drivers" "$prefix/drive_c/windows/temp" "$prefix/drive_c/windows/globalization/sorting"
     printf disable >"$prefix/.update-timestamp" # the system's own installation script never runs here
     for f in ntdll kernel32 kernelbase msvcrt ucrtbase advapi32 sechost rpcrt4 ole32 combase coml2 oleaut32 user32 \
-        gdi32 win32u version dbghelp setupapi shell32 shlwapi shcore ws2_32 iphlpapi nsi dnsapi bcrypt bcryptprimitives \
+        gdi32 win32u version dbghelp setupapi shell32 shlwapi shcore ws2_32 mswsock iphlpapi nsi dnsapi bcrypt bcryptprimitives \
         cfgmgr32 userenv psapi imm32 zlib1 tzres atl100 normaliz comctl32 cryptbase; do
         [ ! -f "$builtin/$f.dll" ] || cp "$builtin/$f.dll" "$system32/"
     done

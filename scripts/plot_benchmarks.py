@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""plot_benchmarks.py [RESULTS]: writes docs/benchmarks.md and docs/benchmarks/ratios.svg from benchmark results.
+"""plot_benchmarks.py [RESULTS...]: writes docs/benchmarks.md and docs/benchmarks/ratios.svg from benchmark results.
 
-RESULTS is the JSON file of a run; what the page needs of it is kept in docs/benchmarks/results.json. Without it page and
-plot are made anew from there, always the same from the same results.
+RESULTS are the JSON files of a run, that of the target first and that of the native suite after it; what the page needs
+of them is kept in docs/benchmarks/results.json. Without them page and plot are made anew from there, always the same
+from the same results.
 """
 import collections
 import html
@@ -35,6 +36,13 @@ PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer
     ("Binary data", r"(Write|Read)Record512_XCBinary\w+/.*", r"\1Record512_memcpy", "memcpy"),
     ("Patterns", r"Match(/.*)", r"Match_stdwregex\1", "std::wregex"),
     ("Patterns", r"Match(/.*)", r"Match_boost\1", "Boost.Regex"),
+    ("Patterns, natively", r"NativeMatch_XCRegEx(/.*)", r"NativeMatch_pcre2\1", "PCRE2 with JIT"),
+    ("Patterns, natively", r"NativeMatch_XCRegEx(/.*)", r"NativeMatch_re2\1", "RE2"),
+    ("Patterns, natively", r"NativeMatch_XCRegEx(/.*)", r"NativeMatch_hyperscan\1", "Hyperscan"),
+    ("Construction of patterns, natively", r"NativeConstruct_XCRegEx(/.*)", r"NativeConstruct_pcre2\1", "PCRE2 with JIT"),
+    ("Construction of patterns, natively", r"NativeConstruct_XCRegEx(/.*)", r"NativeConstruct_re2\1", "RE2"),
+    ("Construction of patterns, natively", r"NativeConstruct_XCRegEx(/.*)", r"NativeConstruct_hyperscan\1", "Hyperscan"),
+    ("Conditions", r"ThousandRules_XCConditionSet", r"ThousandRules_OneAfterTheOther", "one after the other"),
     ("Conditions", r"ConditionMillion_Bound", r"ConditionMillion_CompiledByHand", "compiled by hand"),
     ("Dates", r"FormatUtc_XCDateTimeEx", r"FormatUtc_wcsftime", "wcsftime"),
     ("Dates", r"FormatUtc_XCDateTimeEx", r"FormatUtc_strftime", "strftime"),
@@ -48,11 +56,30 @@ PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer
     ("Threads", r"RoundTrip_XCMutex", r"RoundTrip_rawMutex", "system mutex"),
     ("Threads", r"StartJoin_XCThread(.*)", r"StartJoin_std_thread\1", "std::thread"),
     ("Threads", r"StartJoin_XCThread(.*)", r"StartJoin_rawThread\1", "_beginthreadex"),
+    ("Tasks and timers", r"TasksPerSecond_XCThreadPool(.*)", r"TasksPerSecond_systemPool\1", "the system's pool"),
+    ("Tasks and timers", r"TasksPerSecond_XCThreadPool/(.*)", r"TasksPerSecond_asio/iterations:1/\1", "Asio"),
+    ("Tasks and timers", r"TasksPerSecond_XCThreadPool(.*)", r"TasksPerSecond_libuv\1", "libuv"),
+    ("Tasks and timers", r"SubmitToDone_XCThreadPool(.*)", r"SubmitToDone_systemPool\1", "the system's pool"),
+    ("Tasks and timers", r"SubmitToDone_XCThreadPool(.*)", r"SubmitToDone_async\1", "std::async"),
+    ("Tasks and timers", r"StartCancelPending_XCTimer(.*)", r"StartCancelPending_multimap\1", "std::multimap"),
+    ("Tasks and timers", r"StartCancelPending_XCTimer(.*)", r"StartCancelPending_libuv\1", "libuv"),
+    ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_libuv\1", "libuv"),
+    ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_asio\1", "Asio"),
+    ("Files", r"Walk_20000Files_XCDirectoryWalker/(.*)", r"Walk_20000Files_std/\1", "std::filesystem"),
+    ("Files", r"(Read|Write)64K_XCFile", r"\g<1>64K_\1File", "the raw call"),
+    ("Files", r"ReadLines20000_XCFileStream", r"ReadLines20000_wifstream", "std::wifstream"),
+    ("Files", r"WriteLines20000_XCFileStream", r"WriteLines20000_wofstream", "std::wofstream"),
+    ("Files", r"Normalise_XCPath", r"Normalise_filesystem", "std::filesystem"),
+    ("Message libraries", r"OpenMessageFile", r"ReadMessageFileByStream", "std::ifstream and std::map"),
+    ("Collation", r"CompareOtherCaseByTable", r"CompareOtherCaseByWcsicmp", "_wcsicmp"),
+    ("Collation", r"SortMillionByKeysOf(Table|Levels)", r"SortMillionByComparing\1", "by comparing"),
+    ("Collation", r"CompareOtherCaseBy(?:Table|Levels)", r"CompareOtherCaseBySystem", "CompareStringW"),
 )]
 # The subject of a row without a peer, by the source that holds it.
 SUBJECTS = {"string": "Text", "text": "Text", "match": "Patterns", "condition": "Conditions", "date": "Dates",
             "config": "Configuration", "log": "Log", "sync": "Threads", "work": "Tasks and timers", "data": "Binary data",
-            "error": "Errors", "host": "Hosts and modules", "commandline": "Command line"}
+            "error": "Errors", "host": "Hosts and modules", "commandline": "Command line", "net": "Networking",
+            "file": "Files", "files": "Files", "message": "Message libraries", "collation": "Collation"}
 UNITS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 Pair = collections.namedtuple("Pair", "family row other peer ours theirs")
 
@@ -189,7 +216,7 @@ def plot(pairs):
 def page(results, pairs, rows):
     paired = {pair.row for pair in pairs} | {pair.other for pair in pairs}
     often = results["repetitions"]
-    measured = (f"Measured on {results['date']} under Wine on a machine with {results['processors']} processors of "
+    measured = (f"Measured on {results['date']} under Wine (rows that begin with Native: without it) on a machine with {results['processors']} processors of "
                 f"{results['mhz']} MHz; {often} measurement{'s' if often > 1 else ''} of each row"
                 f"{', of which the median counts (shortest and longest in brackets)' if often > 1 else ''}. Times "
                 "depend on machine and load; ratios of one run hold better. Rows of files and threads measure Wine as "
@@ -223,8 +250,11 @@ def main():
     store = FOLDER / "results.json"
     if len(sys.argv) > 1:
         FOLDER.mkdir(exist_ok=True)
-        raw = json.loads(pathlib.Path(sys.argv[1]).read_text(encoding="utf-8", errors="replace"))
-        store.write_text(json.dumps(kept(raw), indent=1) + "\n", encoding="utf-8")
+        runs = [kept(json.loads(pathlib.Path(path).read_text(encoding="utf-8", errors="replace")))
+                for path in sys.argv[1:]]
+        for run in runs[1:]:
+            runs[0]["rows"] += run["rows"]
+        store.write_text(json.dumps(runs[0], indent=1) + "\n", encoding="utf-8")
     results = json.loads(store.read_text(encoding="utf-8"))
     times = {row["name"]: row["ns"] for row in results["rows"]}
     pairs = pairs_of(times)

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Installs the tools that this machine lacks. Quiet and quick when nothing is missing.
 set -u
-# setup.sh [clang] [fuzz] [docs] [coverage] [debugger]: the groups that a target needs beside the common tools.
+# setup.sh [clang] [fuzz] [docs] [coverage] [debugger] [bench]: the groups that a target needs beside the common tools.
 declare -A needs=(
     [x86_64-w64-mingw32-g++-posix]=g++-mingw-w64-x86-64-posix
     [/usr/lib/wine/wine64]=wine64
@@ -22,6 +22,10 @@ for group in "$@"; do
     docs) needs[doxygen]=doxygen ;;
     coverage) needs[gcovr]=gcovr ;;
     debugger) needs[gdb]=gdb ;;
+    bench)
+        needs[/usr/include/benchmark/benchmark.h]=libbenchmark-dev needs[/usr/include/pcre2.h]=libpcre2-dev
+        needs[/usr/include/re2/re2.h]=libre2-dev needs[/usr/include/hs/hs.h]=libhyperscan-dev
+        ;;
     fuzz) needs[clang++]=clang needs[/usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a]=libclang-rt-14-dev ;;
     esac
 done
