@@ -3,12 +3,9 @@
 // The options are read in the constructor, before the program can load anything. A module is judged by its path, before
 // any of its code can run. A refusal is one line and one failure, as for a module that the system does not load.
 #include "app/host/Host.h"
-#include "app/host/HostLines.h"
+#include "errors/Sealed.h"
 #include "errors/SystemWords.h"
 #include "win32/Module.h"
-
-using xc::host::Print;
-using xc::host::PrintError;
 
 XCErrorID XCApplicationWithPlugIns::SetQuarantine(XCString const& file)
 {
