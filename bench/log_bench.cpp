@@ -88,6 +88,23 @@ BENCHMARK(ToFile_Record<Shape::Pattern>)->UseRealTime();
 BENCHMARK(ToFile_Record<Shape::Fields>)->UseRealTime();
 BENCHMARK(ToFile_Record<Shape::JsonFields>)->UseRealTime();
 
+/// What the caller pays when a thread writes.
+void ToFile_Async(benchmark::State& state)
+{
+    static std::unique_ptr<XCLogManager> manager;
+    static XCLogChannel* channel = nullptr;
+    if (state.thread_index() == 0) {
+        manager = std::make_unique<XCLogManager>();
+        channel = &manager->GetOrAddChannel(L"bench");
+        XCSmartPtr<XCFileLogSubscriber> const file(new XCFileLogSubscriber(L"bench.log"));
+        if (file->SetAsync({.maxBytes = 64 * 1024 * 1024}).Bad()) state.SkipWithError("no thread");
+        manager->AddSubscriber(file);
+    }
+    for (auto _ : state) channel->Write(1, kText);
+    if (state.thread_index() == 0) manager.reset();
+}
+BENCHMARK(ToFile_Async)->Threads(1)->Threads(4)->UseRealTime();
+
 void ToFile_Stream(benchmark::State& state)
 {
     FileLog log(state.range(0) != 0);

@@ -7,6 +7,8 @@
 #include <windows.h>
 
 #include <dbghelp.h>
+#include <softpub.h>
+#include <wintrust.h>
 
 namespace xc::evidence {
 
@@ -89,6 +91,50 @@ Answer StackOverflow(Asker const& asker)
         RunProgram(L"\"" + asker.program + L"\" /role:overflow", asker.folder, asker.folder + L"\\overflow.txt", 20000);
     bool const seen = outcome.ended && outcome.exitCode == kOverflowSeen;
     return Says(seen, seen ? L"the filter is called" : L"it " + Ending(outcome));
+}
+
+// Each question has a process of its own, so that its limits stay with it.
+Answer JobRefusesMemory(Asker const& /*asker*/)
+{
+    constexpr SIZE_T kLimit = 512u << 20;
+    HANDLE const job = ::CreateJobObjectW(nullptr, nullptr);
+    HANDLE const port = ::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1);
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_PROCESS_MEMORY;
+    limits.ProcessMemoryLimit = kLimit;
+    JOBOBJECT_ASSOCIATE_COMPLETION_PORT told{nullptr, port};
+    if (!::SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits) ||
+        !::SetInformationJobObject(job, JobObjectAssociateCompletionPortInformation, &told, sizeof told) ||
+        !::AssignProcessToJobObject(job, ::GetCurrentProcess()))
+        return NotAsked(Text(L"no job: error %lu", ::GetLastError()));
+    bool const refused = !::VirtualAlloc(nullptr, 2 * kLimit, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    DWORD message = 0;
+    ULONG_PTR key = 0;
+    OVERLAPPED* data = nullptr;
+    bool isTold = false;
+    while (::GetQueuedCompletionStatus(port, &message, &key, &data, 100))
+        isTold = isTold || message == JOB_OBJECT_MSG_PROCESS_MEMORY_LIMIT;
+    return Says(refused && isTold, Text(L"%ls, %ls", refused ? L"refused" : L"given", isTold ? L"told" : L"not told"));
+}
+
+Answer UnsignedProgram(Asker const& asker)
+{
+    HMODULE const library = ::LoadLibraryExW(L"wintrust.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    auto const verify = library ? reinterpret_cast<LONG(WINAPI*)(HWND, GUID*, void*)>(
+                                      reinterpret_cast<void*>(::GetProcAddress(library, "WinVerifyTrust")))
+                                : nullptr;
+    if (!verify) return NotAsked(L"no wintrust.dll");
+    WINTRUST_FILE_INFO file{};
+    file.cbStruct = sizeof file;
+    file.pcwszFilePath = asker.program.AsWChar();
+    WINTRUST_DATA asked{};
+    asked.cbStruct = sizeof asked;
+    asked.dwUIChoice = WTD_UI_NONE;
+    asked.dwUnionChoice = WTD_CHOICE_FILE;
+    asked.pFile = &file;
+    GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
+    auto const error = static_cast<unsigned long>(verify(nullptr, &action, &asked));
+    return Says(error == 0x800B0100, Text(L"error 0x%08lX", error)); // TRUST_E_NOSIGNATURE
 }
 
 Answer ConsoleOutput(Asker const& /*asker*/)
@@ -229,6 +275,8 @@ std::vector<Question> ProcessQuestions()
     return {
         {L"processes", L"Ctrl-Break is sent to another process", L"its handler is called", &ControlBreak},
         {L"processes", L"A stack overflows", L"the filter is called", &StackOverflow},
+        {L"processes", L"A process takes more memory than its job allows", L"refused, told", &JobRefusesMemory},
+        {L"processes", L"The signature of a program without one", L"error 0x800B0100", &UnsignedProgram},
         {L"processes", L"A mutex named Global\\ is made", L"succeeds", &GlobalMutex},
         {L"processes", L"Handles that this process has", L"more than 0", &OpenHandles},
         {L"console", L"A surrogate pair and a return are written to CONOUT$", L"3 units, file type 2", &ConsoleOutput},

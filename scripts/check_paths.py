@@ -7,7 +7,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MECHANISM = {"src/win32/File.cpp", "src/win32/FileSystem.cpp", "src/win32/Module.cpp",
-             "src/win32/CopySteps.cpp", "src/win32/TreeSteps.cpp"}
+             "src/win32/CopySteps.cpp", "src/win32/TreeSteps.cpp", "src/win32/FileRights.cpp"}
 
 # Calls of the system that take a path, with the positions of their path arguments.
 CALLS = {name: (0,) for name in (

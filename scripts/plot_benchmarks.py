@@ -49,6 +49,7 @@ PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer
     ("Dates", r"ParseUtc_XCDateTimeEx", r"ParseUtc_swscanf", "swscanf"),
     ("Configuration", r"ConfigLookup_SectionOf/1000", r"ConfigLookup_unordered_map", "std::unordered_map"),
     ("Log", r"Unwanted_(?:Write|Record|LogStream)", r"Unwanted_wostream", "std::wostream"),
+    ("Log", r"ToFile_Async(/.*)", r"ToFile_fwprintf/0\1", "fwprintf"),
     ("Log", r"(ToFile|Block16)_(?:Channel|LogFile|LogArgs|Stream)((?:/.*)?)", r"\1_fwprintf\2", "fwprintf"),
     ("Threads", r"LockUnlock_XC\w+", r"LockUnlock_rawSection", "CRITICAL_SECTION"),
     ("Threads", r"LockUnlock_XC\w+", r"LockUnlock_recursive_mutex", "std::recursive_mutex"),

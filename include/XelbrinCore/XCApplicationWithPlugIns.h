@@ -9,7 +9,7 @@
 //              }
 //
 // ORDER    As XCApplication. Destruction begins with the plug-ins in reverse order of loading, then their modules.
-// OPTIONS  Those of XCApplication, and osxpath.
+// OPTIONS  Those of XCApplication, osxpath, stopDeadline, quarantine, quarantineList, quarantineClear, probe.
 // FAILURES A module that is missing or broken is printed and the others go on. Loading returns an XCErrorID with a text.
 //          Plug-ins that depend on one another in a cycle are refused, and named as a cycle, once.
 // TOLD     At trace level 2 each call into a module is told before it begins: `CALL> Init of <Reader> (PATH)`. The calls
@@ -31,6 +31,7 @@
 
 #include <XelbrinCore/XCApplicationBase.h>
 #include <XelbrinCore/XCGuid.h>
+#include <XelbrinCore/XCModuleSafety.h>
 #include <XelbrinCore/XCPlugIn.h>
 
 #include <atomic>
@@ -166,6 +167,41 @@ public:
     /// @param process 0: this one.   @return Bad when there is no such host: SetStopDeadline makes one.
     static XCErrorID AskForReport(unsigned long process);
 
+    /// Keeps a journal of the calls into modules, and skips modules that have brought earlier runs down. After a run that
+    /// ended by a fault the next start names the module that the fault was in (confirmed), or those that it may have been
+    /// of (suspected). A module that was confirmed once, or suspected in three runs in a row, is not loaded until it is
+    /// released (ClearQuarantine) or its file changes. A run that was killed, lost its power or was stopped in a debugger
+    /// is told and counts nothing, and a run that ends well takes suspicions back. Off unless it is asked for, here or by
+    /// the option "quarantine", since it decides which modules run. Several programs may share a file. One host of a
+    /// process. Before modules are loaded, on the host's thread. Cost: two short writes to a file for each call.
+    /// @param file of the verdicts; null: NAME-QUARANTINE.TXT in the temporary directory. Journals of runs stand beside it.
+    /// @return Bad, and printed, when no journal can be kept: what the file holds against modules counts all the same.
+    XCErrorID SetQuarantine(XCString const& file = {});
+    /// What is held against modules, skipped or not; empty without a quarantine. On the host's thread.
+    [[nodiscard]] std::vector<XCModuleVerdict> GetQuarantine() const;
+    /// Releases a module, named by its path or its file name, or all of them. On the host's thread. Bad when there is no
+    /// such one, or the file cannot be written.
+    XCErrorID ClearQuarantine(XCString const& module = {});
+
+    /// Has each module loaded in a child process before it is loaded here: LoadLibrary, the entry point, name, identity and
+    /// dependencies of its plug-in, its release and FreeLibrary. One that crashes, hangs, ends the process, throws or takes
+    /// too much memory there is refused in one line, and never comes into this process. Init and Run are not tried. The
+    /// child is this program with its own command line: the code before the constructor of its first host runs once more,
+    /// and the constructor does not return. It finds faults; malice it does not hold back. Off unless it is asked for, here
+    /// or by the option "probe", since it costs the start of a process for each module. On the host's thread.
+    void SetProbe(XCProbeOptions const& options = {});
+
+    /// Has modules, and everything that they link to, come from given folders alone. A file is refused in one line when it
+    /// stands elsewhere, when somebody other than this user, the system and its administrators may change it or exchange
+    /// anything on the way to it, when it is reached through a link or another reparse point, or when it links to a library
+    /// that is neither there, nor loaded, nor the system's own. None of its code has run by then. What is found by name
+    /// later, as by modules themselves, is looked for in these folders and the system's, neither in the current directory,
+    /// nor along PATH, nor beside the program: that holds for the whole process from here on, and cannot be taken back. Off
+    /// unless the program asks for it. On the host's thread. Cost: some calls of the system for each part of a path and
+    /// each library.
+    /// @return Bad, and nothing is changed, when the system does not take a folder, as one that is missing.
+    XCErrorID SetLoadPolicy(XCLoadPolicy const& policy);
+
 private:
     struct Host;
     struct Waiting;
@@ -180,6 +216,10 @@ private:
     void Refuse(Waiting& loaded) noexcept;
     bool LoadAsAsked();
     void SetStopDeadlineAsAsked();
+    void SetQuarantineAsAsked();
+    void SetProbeAsAsked();
+    bool ShowQuarantineIfAsked() const;
+    XCErrorID CheckAllowed(std::wstring const& path, XCString const& shown, XCString const& entryName);
     void EndPlugIns() noexcept;
     XCErrorID CheckPresent(xc::host::PlugInRef const& ref) const;
     void TakeUsage(xc::host::PlugInRef const& ref);

@@ -1,6 +1,7 @@
 // XCHost.h - addresses of names, and a way to end waits of the network from another thread.
 //
-// WHAT     XCHost::Resolve turns a name into addresses within a time. XCCancellation ends such a wait.
+// WHAT     XCHost::Resolve turns a name into addresses within a time, XCHost::Reverse an address into a name.
+//          XCCancellation ends such a wait.
 // NAMES    An address in text form is its own result. "localhost" and names that end in ".localhost" are the machine
 //          itself and never asked for. A name whose last part is a number ("127.1", "0x7f.1") is refused
 //          (XCErrAddressText): other programs read such names as addresses, and not all as the same.
@@ -50,6 +51,13 @@ struct XC_API XCHost {
     /// @param cancel    ends the wait; null: only the time does.
     static XCErrorID Resolve(XCString const& name, std::uint16_t port, std::vector<XCSocketAddress>& addresses,
                              unsigned int timeoutMs = XCInfinite, XCCancellation const* cancel = nullptr);
+    /// Finds the name of an address; "localhost" for those of the machine itself, which are never asked for.
+    /// @note The name is what the owner of the address says. One that decides anything must be resolved again, and the
+    ///       address be among its addresses.
+    /// @param name   receives it; empty after a failure.
+    /// @param cancel ends the wait; null: only the time does.
+    static XCErrorID Reverse(XCIPAddress const& address, XCString& name, unsigned int timeoutMs = XCInfinite,
+                             XCCancellation const* cancel = nullptr);
     /// The name of this machine; empty when the system does not say.
     [[nodiscard]] static XCString GetName();
 };

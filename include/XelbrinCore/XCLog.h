@@ -87,7 +87,7 @@ public:
         if (m_out)
             PutStreamed(text);
         else if (m_channel)
-            m_text.Append(text);
+            Put(text);
         return *this;
     }
     XCLogRecord& operator<<(wchar_t const* text)
@@ -157,6 +157,12 @@ public:
     }
 
 private:
+    /// Room for the usual record at its first piece: growing with each would copy it several times.
+    void Put(std::wstring_view text)
+    {
+        if (m_text.Capacity() == 0) m_text.Reserve(kUsualUnits);
+        m_text.Append(text);
+    }
     template <class T>
     void PutStreamed(T const& value)
     {
@@ -171,6 +177,8 @@ private:
     void PutBytes(std::string_view text);
     void PutNumber(std::uint64_t bits, bool isSigned);
     void PutDouble(double value);
+
+    static constexpr std::size_t kUsualUnits = 120;
 
     XCLogChannel* m_channel;
     int m_level;

@@ -21,6 +21,7 @@
 #include <memory>
 #include <vector>
 
+class XCErrorID;
 class XCLogPattern;
 
 namespace xc::log {
@@ -101,6 +102,18 @@ struct XCLogRotation {
     unsigned int keepFiles = 10; ///< number of files kept in addition to the one in use, at least 1
 };
 
+/// What a block does that finds too many before it on their way to the file.
+enum class XCLogWhenFull {
+    Wait, ///< until there is room
+    Drop  ///< it is lost and counts as a failure
+};
+
+/// How a file is written by the library's writing thread (XCFileLogSubscriber::SetAsync).
+struct XCLogAsync {
+    std::size_t maxBytes = 4 * 1024 * 1024;       ///< that may wait; as much again is being written
+    XCLogWhenFull whenFull = XCLogWhenFull::Wait; ///< what the next block does then
+};
+
 /// Writes to a file. Blocks of levels that it is not interested in are ignored.
 class XC_API XCFileLogSubscriber : public XCLogSubscriberI {
 public:
@@ -132,6 +145,11 @@ public:
     [[nodiscard]] bool GetAutoFlush() const noexcept;
     /// Sets whether each record is written through at once.
     void SetAutoFlush(bool autoFlush) noexcept;
+    /// From the next block on blocks are laid out by the caller and written by a thread of the library, one for all
+    /// files of the process, a hundredth of a second later at most or when half the room is used. Flush and Close write
+    /// what waits, and so do the end of the program, also one that is forced, and the destructor; what is written after
+    /// that is written at once. Auto-flush says nothing then. Bad (XCErrNoThread): all stays as it was.
+    XCErrorID SetAsync(XCLogAsync const& options = {});
     /// How often writing has failed.
     [[nodiscard]] std::uint64_t GetFailureCount() const noexcept;
     /// The text of the last failure; empty when there was none.

@@ -66,6 +66,7 @@
 #include <XelbrinCore/XCMarshal.h>
 #include <XelbrinCore/XCMessageLibrary.h>
 #include <XelbrinCore/XCMessageSource.h>
+#include <XelbrinCore/XCModuleSafety.h>
 #include <XelbrinCore/XCNFANodeSet.h>
 #include <XelbrinCore/XCOldDateTime.h>
 #include <XelbrinCore/XCOptions.h>

@@ -111,7 +111,8 @@ bool XCBinaryReader::ReadUtf8Pieces(XCString& text, std::size_t size)
         left -= count;
         std::size_t const held = carried + count;
         std::size_t used = 0;
-        written += DecodeUtf8(StringAccess::Units(fresh) + written, Chars(block, held), used);
+        written +=
+            DecodeUtf8(StringAccess::Units(fresh) + written, fresh.Capacity() - written, Chars(block, held), used);
         carried = held - used;
         if (carried > kLongestCut || (carried > 0 && left == 0)) {
             // The position of the fault is that of the sequence, not of the block's end.

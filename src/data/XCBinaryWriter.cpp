@@ -224,8 +224,9 @@ void XCBinaryWriter::WriteUtf8(XCString const& text, XCLengthForm length)
     if (units <= kShortText && length <= XCLengthForm::Bits8 &&
         (static_cast<std::size_t>(m_end - m_at) >= most || MakeRoom(most)))
     {
-        std::size_t const size = EncodeUtf8(reinterpret_cast<char*>(m_at) + 1, text);
-        if (size == units || FindUnpairedSurrogate(text) == units) {
+        std::size_t whole = 0;
+        std::size_t const size = EncodeUtf8(reinterpret_cast<char*>(m_at) + 1, text, whole);
+        if (whole == units) {
             *m_at = static_cast<std::uint8_t>(size);
             m_at += 1 + size;
             return;

@@ -87,6 +87,16 @@ constexpr std::uint32_t WeekDayOf(std::int64_t dayNumber) noexcept
     return static_cast<std::uint32_t>(static_cast<std::uint64_t>(dayNumber - kReferenceDay + kShiftDays) % 7);
 }
 
+/// The same of a date from year 1 on, by 32 bits: 365 days a year are one weekday a year.
+constexpr std::uint32_t WeekDayOf(std::uint32_t year, std::uint32_t month, std::uint32_t day) noexcept
+{
+    std::uint32_t const y = year - (month < 3 ? 1 : 0);
+    std::uint32_t const m = month < 3 ? month + 9 : month - 3;
+    std::uint32_t const century = y / 100;
+    return (y + y / 4 - century + century / 4 + (153 * m + 2) / 5 + day + 2) % 7;
+}
+static_assert(WeekDayOf(1899, 1, 1) == 0 && WeekDayOf(2000, 2, 29) == WeekDayOf(DayNumber(2000, 2, 29)));
+
 /// 1 to 366. @param month 1 to 12.
 constexpr std::uint32_t YearDayOf(std::int64_t year, std::uint32_t month, std::uint32_t day) noexcept
 {

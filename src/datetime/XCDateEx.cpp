@@ -45,7 +45,7 @@ bool XCDateEx::SetDateAndTime(XCDateAndTime const& fields) noexcept
 
 unsigned int XCDateEx::GetWeekDay() const noexcept
 {
-    return GetYear() < 1970 ? 0 : WeekDayOf(DayNumber(GetYear(), GetMonth(), GetDay()));
+    return GetYear() < 1970 ? 0 : WeekDayOf(static_cast<std::uint32_t>(GetYear()), GetMonth(), GetDay());
 }
 
 unsigned int XCDateEx::GetYearDay() const noexcept

@@ -10,7 +10,9 @@
 
 #include "datetime/Calendar.h"
 #include "datetime/DateText.h"
+#include "text/Kernels.h"
 #include "text/NumberText.h"
+#include "text/PrintFormatTerms.h"
 #include "text/Units.h"
 
 #include <algorithm>
@@ -60,13 +62,16 @@ struct Place {
     std::wstring_view specifier;
 
     [[nodiscard]] wchar_t Letter() const noexcept { return specifier.back(); }
+    /// Whether the argument stands there as it is.
+    [[nodiscard]] bool IsText() const noexcept { return Letter() == L's' || Letter() == L'd' || Letter() == L'f'; }
     // Never before the start: a place has a "%" and a letter at least.
     [[nodiscard]] bool IsLong() const noexcept { return specifier[specifier.size() - 2] == L'l'; }
     /// The number before ":", else 0.
     [[nodiscard]] std::size_t Index() const
     {
-        std::size_t const colon = specifier.find(L':');
-        if (colon == std::wstring_view::npos) return 0;
+        auto const colon =
+            static_cast<std::size_t>(std::find(specifier.begin(), specifier.end(), L':') - specifier.begin());
+        if (colon == specifier.size()) return 0;
         std::wstring_view const number = specifier.substr(1, colon - 1);
         // A place mostly has one or two plain digits, which need no text of their own.
         bool const isPlain = number.size() <= 9 && std::all_of(number.begin(), number.end(), xc::text::IsDigit);
@@ -86,9 +91,54 @@ XCString Render(Place const& place, XCString const& argument)
     case L'a': return argument.AsXCDateTime().AsString(place.IsLong() ? L"%B %d, %Y" : L"%x");
     case L't': return argument.AsXCDateTime().AsString(place.IsLong() ? L"%X" : L"%H:%M:%S");
     case L'm': return PrintAmount(argument.AsDouble());
-    default: return argument; // s, d, f
+    default: return argument;
     }
 }
+
+bool IsKind(wchar_t unit) noexcept
+{
+    constexpr std::uint64_t kLetters = xc::text::BitsOfLetters("sdfuatm");
+    return unit >= L'@' && unit < L'@' + 64 && (kLetters >> (unit - L'@') & 1) != 0;
+}
+
+/// Collects a text on the stack, and in a string from where it grows longer than that.
+// The string that comes out has the room that one filled piece by piece would have: a caller may append to it.
+class Collector {
+public:
+    void Put(std::wstring_view text)
+    {
+        if (text.empty()) return;
+        std::size_t const sum = m_length + text.size();
+        if (sum + 1 > m_room) m_room = std::max(sum + 1, m_room + m_room / 2);
+        if (sum > kOnStack) return Spill(text);
+        xc::text::CopyUnits(m_buffer + m_length, text.data(), text.size());
+        m_length = sum;
+    }
+    [[nodiscard]] XCString Take()
+    {
+        Spill({});
+        return std::move(m_text);
+    }
+
+private:
+    static constexpr std::size_t kOnStack = 256;
+
+    /// What stands on the stack, and then the text, go into the string.
+    void Spill(std::wstring_view text)
+    {
+        if (m_text.Capacity() == 0) {
+            m_text.Reserve(m_room);
+            m_text.Append(std::wstring_view(m_buffer, m_length));
+        }
+        m_text.Append(text);
+        m_length += text.size();
+    }
+
+    XCString m_text;
+    std::size_t m_length = 0;
+    std::size_t m_room = 16; ///< as the algorithm begins
+    wchar_t m_buffer[kOnStack];
+};
 
 } // namespace
 
@@ -98,24 +148,31 @@ using namespace xc::datetime;
 
 XCString XCPrintf(XCString const& pattern, std::vector<XCString> const& arguments)
 {
-    XCString result;
-    result.Reserve(16);
+    Collector result;
     std::wstring_view rest = pattern.View();
     for (;;) {
-        std::size_t const percent = rest.find(L'%');
-        result.Append(rest.substr(0, percent));
-        if (percent == std::wstring_view::npos) return result;
+        std::size_t const percent = xc::text::FindUnit(rest.data(), rest.size(), L'%');
+        result.Put(rest.substr(0, percent));
         rest.remove_prefix(percent);
+        if (rest.empty()) return result.Take();
         if (rest.size() > 1 && rest[1] == L'%') {
-            result += L'%';
+            result.Put(L"%");
             rest.remove_prefix(2);
             continue;
         }
-        std::size_t const letter = rest.find_first_of(L"sdfuatm");
-        if (letter == std::wstring_view::npos) return result.Append(rest);
-        Place const place{rest.substr(0, letter + 1)};
-        result.Append(Render(place, arguments.at(place.Index())));
-        rest.remove_prefix(letter + 1);
+        // Places are short: the letter is a few units away.
+        auto const letter = std::find_if(rest.begin(), rest.end(), IsKind);
+        if (letter == rest.end()) {
+            result.Put(rest);
+            return result.Take();
+        }
+        Place const place{{rest.begin(), letter + 1}};
+        XCString const& argument = arguments.at(place.Index());
+        if (place.IsText())
+            result.Put(argument.View());
+        else
+            result.Put(Render(place, argument).View());
+        rest.remove_prefix(place.specifier.size());
     }
 }
 

@@ -256,14 +256,15 @@ XCErrorID XCSignals::Install(XCSignalOptions const& options)
         xc::debug::g_installed = false;
         return XCSmartPtr<XCWinLastError>(new XCWinLastError);
     }
-    xc::win32::InstallFaultHooks([](xc::win32::Fault const& fault) noexcept { Recorder::Get().Record(fault); });
+    xc::win32::InstallFaultHooks(xc::win32::FaultUse::Record,
+                                 [](xc::win32::Fault const& fault) noexcept { Recorder::Get().Record(fault); });
     return XCErrorID::Success;
 }
 
 void XCSignals::Uninstall() noexcept
 {
     if (!xc::debug::g_installed.exchange(false)) return;
-    xc::win32::RemoveFaultHooks();
+    xc::win32::RemoveFaultHooks(xc::win32::FaultUse::Record);
     xc::debug::Recorder::Get().Stop();
 }
 

@@ -148,10 +148,11 @@ XCErrorID AppendAnsi(std::string& bytes, std::wstring_view text)
 XCErrorID AppendUtf8(std::string& bytes, std::wstring_view text)
 {
     // Written leniently half a pair would read back as another character; who saves must know.
-    std::size_t const unpaired = xc::text::FindUnpairedSurrogate(text);
-    if (unpaired != text.size()) return UnmappableUnit(text[unpaired], unpaired);
-    xc::text::AppendUtf8(bytes, text);
-    return XCErrorID::Success;
+    std::size_t const old = bytes.size();
+    std::size_t const whole = xc::text::AppendUtf8Strictly(bytes, text);
+    if (whole == text.size()) return XCErrorID::Success;
+    bytes.resize(old);
+    return UnmappableUnit(text[whole], whole);
 }
 
 } // namespace

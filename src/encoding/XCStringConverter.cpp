@@ -38,11 +38,10 @@ XCErrorID XCUTF8Converter::ToUnicode(XCString& result, std::string_view bytes) c
 
 XCErrorID XCUTF8Converter::FromUnicode(std::string& result, std::wstring_view text) const
 {
-    std::size_t const unpaired = xc::text::FindUnpairedSurrogate(text);
-    if (unpaired < text.size()) return UnmappableUnit(text[unpaired], unpaired);
     // Built aside: the target may be the caller's only copy.
     std::string bytes;
-    xc::text::AppendUtf8(bytes, text);
+    std::size_t const whole = xc::text::AppendUtf8Strictly(bytes, text);
+    if (whole < text.size()) return UnmappableUnit(text[whole], whole);
     result.swap(bytes);
     return XCErrorID::Success;
 }

@@ -205,6 +205,20 @@ std::size_t CopyRunningCalls(CallNote* notes, std::size_t room) noexcept
     return count;
 }
 
+bool ReadInnermostCall(unsigned long thread, std::uint64_t below, CallNote& note) noexcept
+{
+    Slot const* innermost = nullptr;
+    std::uint64_t newest = 0;
+    // By the order alone at first: a note is large, and the stack that is left may be small.
+    ForEachSlot([&](Slot const& slot) {
+        std::uint64_t const order = slot.order.load(kSeen);
+        if (!slot.IsOfThread(thread) || order >= below || order <= newest) return;
+        newest = order;
+        innermost = &slot;
+    });
+    return innermost && innermost->Read(note);
+}
+
 void ForgetCallsOf(unsigned long thread) noexcept
 {
     ForEachSlot([&](Slot& slot) {

@@ -47,6 +47,10 @@ private:
 /// Copies the notes of the moment, in no order. @return how many, at most `room`.
 std::size_t CopyRunningCalls(CallNote* notes, std::size_t room) noexcept;
 
+/// The newest call of a thread that is older than a number of CallNote::order, with neither lock nor memory. False when
+/// there is none.
+bool ReadInnermostCall(unsigned long thread, std::uint64_t below, CallNote& note) noexcept;
+
 /// Removes the notes of a thread that has ended without returning from its calls.
 void ForgetCallsOf(unsigned long thread) noexcept;
 

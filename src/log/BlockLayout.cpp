@@ -44,7 +44,7 @@ void AppendBlock(std::string& to, BlockLayout const& layout, XCString const& cha
     if (layout.layout == XCLogLayout::Json)
         return AppendJsonRecord(to, {win32::UtcNow(), level, channel.View(), win32::ProcessId(), win32::ThreadId(),
                                      parts.message, parts.fields});
-    AppendText(to, EscapeControls(parts.message).View());
+    AppendEscaped(to, parts.message);
     AppendText(to, parts.plainFields); // written out already
     // The line end of the text, if it had one, so that "\r\n" stays what it was; else one is added, since every record
     // of these layouts is a line.

@@ -17,6 +17,8 @@
 #include <XelbrinCore/XCLogLevel.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstring>
 
 namespace xc::log {
 
@@ -25,11 +27,58 @@ namespace {
 constexpr std::wstring_view kLetters = L"TULlctpmMfn";
 constexpr std::size_t kMostWidth = 99;
 
+/// The local time of a second as text. The system's conversion with the rules of the zone costs more than all else of a
+/// line; lines of one second share it, whichever file they go to.
+class StampOfSecond {
+public:
+    static constexpr std::size_t kLength = 24; // with the zero
+
+    /// False: another second is kept, or another thread is at it.
+    bool Read(std::int64_t second, char (&stamp)[kLength]) const noexcept
+    {
+        if (m_second.load(std::memory_order_acquire) != second) return false;
+        std::uint64_t words[kWords];
+        for (std::size_t i = 0; i < kWords; ++i) words[i] = m_words[i].load(std::memory_order_acquire);
+        // Nothing was written between: who writes takes the second away first.
+        if (m_second.load(std::memory_order_relaxed) != second) return false;
+        std::memcpy(stamp, words, kLength);
+        return true;
+    }
+    void Keep(std::int64_t second, char const (&stamp)[kLength]) noexcept
+    {
+        std::int64_t kept = m_second.load(std::memory_order_relaxed);
+        if (kept == kTaken || !m_second.compare_exchange_strong(kept, kTaken)) return;
+        std::uint64_t words[kWords];
+        std::memcpy(words, stamp, kLength);
+        for (std::size_t i = 0; i < kWords; ++i) m_words[i].store(words[i], std::memory_order_release);
+        m_second.store(second, std::memory_order_release);
+    }
+
+private:
+    static constexpr std::size_t kWords = kLength / sizeof(std::uint64_t);
+    static constexpr std::int64_t kTaken = -1;
+
+    std::atomic<std::int64_t> m_second{0};
+    std::atomic<std::uint64_t> m_words[kWords]{};
+};
+
+constinit StampOfSecond theStamp;
+
 void AppendLocalTime(std::string& to)
 {
-    char stamp[] = "0000-00-00 00:00:00.000";
-    PutStampDigits(stamp, win32::LocalNow());
-    to += stamp;
+    constexpr std::int64_t kSecond = 10000000;
+    std::int64_t const ticks = win32::UtcTicks();
+    std::int64_t const second = ticks / kSecond;
+    char stamp[StampOfSecond::kLength] = "0000-00-00 00:00:00.000";
+    if (theStamp.Read(second, stamp)) {
+        PutDigits(stamp + 20, static_cast<unsigned long>(ticks % kSecond / (kSecond / 1000)), 3);
+    } else {
+        win32::WallTime const now = win32::LocalNow();
+        PutStampDigits(stamp, now);
+        // Offsets of zones are whole minutes, so that the seconds tell whether both clocks were asked in the same one.
+        if (now.second == second % 60) theStamp.Keep(second, stamp);
+    }
+    to.append(stamp, sizeof stamp - 1);
 }
 
 /// Characters, not bytes: continuation bytes do not count.
@@ -56,10 +105,10 @@ struct Pattern::Line {
         case L'U': return AppendJsonTime(to, win32::UtcNow());
         case L'L': return AppendText(to, XCLogLevelName(level));
         case L'l': return AppendLevel(to, level);
-        case L'c': return AppendText(to, EscapeControls(channel).View());
+        case L'c': return AppendEscaped(to, channel);
         case L't': return AppendNumber(to, win32::ThreadId());
         case L'p': return AppendNumber(to, win32::ProcessId());
-        case L'm': return AppendText(to, EscapeControls(parts.message).View());
+        case L'm': return AppendEscaped(to, parts.message);
         case L'M': return AppendText(to, parts.message);
         case L'f': return AppendText(to, parts.plainFields);
         case L'n': return to.push_back('\n');

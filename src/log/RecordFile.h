@@ -47,6 +47,8 @@ public:
 
     std::string& BeginRecord() noexcept;
     void EndRecord(bool writeNow) noexcept;
+    /// Counts a record that never came here. Any thread.
+    void NoteLost(wchar_t const* why) noexcept { m_failures.NoteFile(why, m_path.Text(), 0); }
     /// Takes back what was appended since BeginRecord.
     void DropRecord(wchar_t const* why) noexcept;
 

@@ -15,6 +15,7 @@
 #include "text/Utf8.h"
 
 #include <algorithm>
+#include <emmintrin.h>
 
 namespace xc::log {
 
@@ -24,7 +25,26 @@ constexpr char kHex[] = "0123456789ABCDEF";
 
 bool IsWrittenOut(wchar_t unit) noexcept
 {
-    return unit == L'\\' || text::ShapesLines(unit);
+    // Nearly all units of a log are told by the first question.
+    if (text::ToUint(unit) - 0x20u < 0x7Fu - 0x20u) return unit == L'\\';
+    return text::ShapesLines(unit);
+}
+
+/// Whether any unit of the text is to be written out. Eight at a time while they are plain ASCII, which nearly all are.
+bool HasWrittenOut(std::wstring_view text) noexcept
+{
+    constexpr std::size_t kStep = 8;
+    auto const splat = [](int unit) { return _mm_set1_epi16(static_cast<short>(unit)); };
+    while (text.size() >= kStep) {
+        __m128i const units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(text.data()));
+        // As unsigned numbers: what is below the blank becomes large.
+        __m128i const beyond = _mm_subs_epu16(_mm_sub_epi16(units, splat(0x20)), splat(0x7E - 0x20));
+        __m128i const plain =
+            _mm_andnot_si128(_mm_cmpeq_epi16(units, splat(L'\\')), _mm_cmpeq_epi16(beyond, _mm_setzero_si128()));
+        if (_mm_movemask_epi8(plain) != 0xFFFF && std::ranges::any_of(text.substr(0, kStep), IsWrittenOut)) return true;
+        text.remove_prefix(kStep);
+    }
+    return std::ranges::any_of(text, IsWrittenOut);
 }
 
 void AppendHex(std::string& to, std::uint32_t value)
@@ -141,7 +161,7 @@ std::wstring_view WithoutLineEnd(std::wstring_view block) noexcept
 XCString EscapeControls(std::wstring_view message)
 {
     // The usual message has nothing to escape, and shares its block.
-    if (std::none_of(message.begin(), message.end(), IsWrittenOut)) return XCString(message);
+    if (!HasWrittenOut(message)) return XCString(message);
     std::wstring escaped;
     escaped.reserve(message.size() + 16);
     for (wchar_t const unit : message) {
@@ -151,6 +171,12 @@ XCString EscapeControls(std::wstring_view message)
             escaped.push_back(unit);
     }
     return XCString(std::wstring_view(escaped));
+}
+
+void AppendEscaped(std::string& to, std::wstring_view text)
+{
+    if (!HasWrittenOut(text)) return AppendText(to, text);
+    AppendText(to, EscapeControls(text).View());
 }
 
 void AppendJsonString(std::string& to, std::wstring_view text)

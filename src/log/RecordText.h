@@ -35,6 +35,9 @@ std::wstring_view WithoutLineEnd(std::wstring_view block) noexcept;
 /// returned as it is.
 XCString EscapeControls(std::wstring_view text);
 
+/// Appends what EscapeControls gives; a text with nothing to write out is not copied first.
+void AppendEscaped(std::string& to, std::wstring_view text);
+
 /// What a JSON record tells.
 struct JsonRecord {
     win32::WallTime utc;

@@ -121,9 +121,11 @@ bool SubscriberList::Remove(XCLogSubscriberI const* subscriber)
                                         [&](Entry const& e) { return subscriber && e.subscriber == subscriber; });
         if (entry != m_entries.end()) {
             // The entry stays until no delivery walks over it; it is empty from now on.
+            KeepWhileBusy(*entry);
             released = std::exchange(entry->subscriber, {});
             continue;
         }
+        m_hasGaps = true;
         if (!m_delivering) Compact();
         RefreshInterest();
         return found;
@@ -160,7 +162,11 @@ void SubscriberList::Unregister(XCLogStreamBuf& buffer) noexcept
     std::erase(m_buffers, &buffer);
     for (Entry& entry : m_entries)
         // The address may be used again for another stream, which must not inherit the subscribers of this one.
-        if (entry.only == &buffer) entry = {{}, nullptr, nullptr};
+        if (entry.only == &buffer) {
+            KeepWhileBusy(entry);
+            entry = {{}, nullptr, nullptr};
+            m_hasGaps = true;
+        }
     if (!m_delivering) Compact();
 }
 
@@ -215,15 +221,22 @@ void SubscriberList::SetChannelLevels(std::vector<XCLogChannelLevel> levels)
     }
 }
 
+/// A subscriber that is detached while it is served lives until it returns.
+void SubscriberList::KeepWhileBusy(Entry const& entry) noexcept
+{
+    if (m_busy && entry.subscriber == m_busy) m_leaving = entry.subscriber;
+}
+
 void SubscriberList::Compact() noexcept
 {
+    if (!std::exchange(m_hasGaps, false)) return;
     std::erase_if(m_entries, [](Entry const& entry) { return entry.subscriber.IsNull(); });
 }
 
 /// Everybody gets the fields as plain text; who can do better asks for them (RecordFields.h).
 void SubscriberList::Record::Set(std::wstring_view content, std::span<XCLogField const> given)
 {
-    fields.assign(given.begin(), given.end());
+    if (!fields.empty() || !given.empty()) fields.assign(given.begin(), given.end());
     if (given.empty()) {
         text.Assign(content);
         return;
@@ -295,12 +308,14 @@ void SubscriberList::ServeEach() noexcept
     std::size_t const count = m_entries.size();
     for (std::size_t i = 0; i < count; ++i) {
         if (m_entries[i].only && m_entries[i].only != m_record.from) continue;
-        XCSmartPtr<XCLogSubscriberI> const subscriber = m_entries[i].subscriber; // it may detach itself
-        if (subscriber.IsNull() || IsAuthor(subscriber)) continue;
-        m_busy = subscriber;
-        Guarded([&] { subscriber->OnChannelFlush(m_record.from->GetChannelName(), m_record.level, m_record.text); });
+        // No reference is taken, which would be two interlocked counts a record: who detaches it now keeps one.
+        m_busy = m_entries[i].subscriber.GetPtr();
+        if (!m_busy || IsAuthor(m_busy)) continue;
+        Guarded([&] { m_busy->OnChannelFlush(m_record.from->GetChannelName(), m_record.level, m_record.text); });
         m_busy = nullptr;
+        if (!m_leaving.IsNull()) m_leaving = {};
     }
+    m_busy = nullptr;
     m_delivering = false;
 }
 

@@ -81,6 +81,7 @@ private:
     [[nodiscard]] bool IsAuthor(XCLogSubscriberI const* subscriber) const noexcept;
     void Refresh(XCLogStreamBuf& buffer) noexcept;
     void Compact() noexcept;
+    void KeepWhileBusy(Entry const& entry) noexcept;
     void Queue(XCLogStreamBuf const& from, int level, std::wstring_view text, std::span<XCLogField const> fields);
     [[nodiscard]] int LimitOf(std::wstring_view channel) const noexcept;
 
@@ -91,7 +92,9 @@ private:
     std::deque<Record> m_queue;
     Record m_record; ///< the one being served; keeps its storage for the next
     bool m_delivering = false;
-    XCLogSubscriberI const* m_busy = nullptr; ///< the subscriber being served
+    bool m_hasGaps = false;                 ///< entries without a subscriber
+    XCLogSubscriberI* m_busy = nullptr;     ///< the subscriber being served
+    XCSmartPtr<XCLogSubscriberI> m_leaving; ///< the same, when it was detached meanwhile
     Failures m_failures;
 };
 

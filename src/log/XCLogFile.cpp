@@ -96,7 +96,7 @@ struct XCLogFile::Data {
     {
         if (!escape.load(std::memory_order_relaxed)) return xc::log::AppendOnOneLine(bytes, message);
         std::wstring_view const body = xc::log::WithoutLineEnd(message);
-        xc::log::AppendOnOneLine(bytes, xc::log::EscapeControls(body).View());
+        xc::log::AppendEscaped(bytes, body); // on one line, as no line feed is left
         xc::log::AppendOnOneLine(bytes, message.substr(body.size()));
     }
 };

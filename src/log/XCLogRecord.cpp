@@ -51,9 +51,9 @@ void XCLogRecord::PutBytes(std::string_view text)
 void XCLogRecord::PutNumber(std::uint64_t bits, bool isSigned)
 {
     bool const negative = isSigned && static_cast<std::int64_t>(bits) < 0;
-    if (negative) m_text += L'-';
+    if (negative) Put(L"-");
     // The magnitude is made by wrapping around, which is right for the smallest number too.
-    m_text.Append(xc::log::Digits(negative ? 0 - bits : bits).View());
+    Put(xc::log::Digits(negative ? 0 - bits : bits).View());
 }
 
 void XCLogRecord::PutDouble(double value)
@@ -62,7 +62,7 @@ void XCLogRecord::PutDouble(double value)
     wchar_t digits[32];
     xc::text::FormatValue const values[] = {xc::text::FormatValue::Double(value)};
     xc::text::ValueListSource source(values);
-    m_text.Append(std::wstring_view(digits, xc::text::FormatInto(digits, std::size(digits), L"%g", source)));
+    Put(std::wstring_view(digits, xc::text::FormatInto(digits, std::size(digits), L"%g", source)));
 }
 
 /// As a field of the same pointer has it.
@@ -92,7 +92,7 @@ void XCLogRecord::TakeStreamed()
 {
     std::wostringstream& out = *m_extras->out;
     // At once, so that text written straight into the record later stands after it.
-    m_text.Append(out.view());
+    Put(out.view());
     out.str({});
     out.clear(); // a value that could not be written spoils no other
 }

@@ -9,11 +9,13 @@
 // The first text of a block after the lock decides its place in the file: channels, threads and lists may race up to
 // there, and from there on the order is the order of the section. A rotating file and a JSON file are the file
 // subscriber with a rotation or a layout set, not classes with bodies of their own.
+#include <XelbrinCore/XCErrorID.h>
 #include <XelbrinCore/XCLogPattern.h>
 #include <XelbrinCore/XCLogSubscriber.h>
 
 #include "log/AtExit.h"
 #include "log/BlockLayout.h"
+#include "log/LateWriter.h"
 #include "log/RecordFile.h"
 #include "log/SubscriberList.h"
 #include "text/Utf8.h"
@@ -144,13 +146,55 @@ struct XCFileLogSubscriber::Data {
     xc::log::RecordFile file;
     xc::log::BlockLayout layout;
     std::atomic<bool> autoFlush;
+    xc::log::LateRecords late{[](void* owner) noexcept { static_cast<Data*>(owner)->WriteLate(); }, this};
+    std::string lateBytes; ///< those that the writing thread has taken
+    std::vector<std::size_t> lateEnds;
     // Last member: it is destroyed first, so the end of the process never meets a subscriber that is half gone.
     xc::log::AtExit atExit{[](void* owner) { static_cast<Data*>(owner)->CloseForExit(); }, this};
 
     void CloseForExit() noexcept
     {
         std::lock_guard const hold(section);
+        late.Stop();
+        PutLate();
         file.CloseForExit();
+    }
+
+    /// Records that were left go before any that is written at once. With the section.
+    void PutLate() noexcept
+    {
+        late.Take(lateBytes, lateEnds);
+        std::size_t begin = 0;
+        for (std::size_t const end : lateEnds) {
+            file.OpenWhenDue();
+            std::string& bytes = file.BeginRecord();
+            try {
+                bytes.append(lateBytes, begin, end - begin);
+                file.EndRecord(end == lateEnds.back());
+            } catch (std::exception const&) {
+                file.DropRecord(L"No memory for a record for");
+            }
+            begin = end;
+        }
+        lateBytes.clear();
+        lateEnds.clear();
+    }
+
+    void WriteLate() noexcept
+    {
+        std::lock_guard const hold(section);
+        PutLate();
+    }
+
+    /// False: the caller writes the block itself.
+    bool LeaveLate(XCString const& channel, int level, XCString const& text) noexcept
+    {
+        using Outcome = xc::log::LateRecords::Outcome;
+        Outcome const outcome =
+            late.Add([&](std::string& bytes) { xc::log::AppendBlock(bytes, layout, channel, level, text); });
+        if (outcome == Outcome::Full) file.NoteLost(L"No room for a record for");
+        if (outcome == Outcome::NoMemory) file.NoteLost(L"No memory for a record for");
+        return outcome != Outcome::Refused;
     }
 };
 
@@ -165,12 +209,22 @@ XCFileLogSubscriber::XCFileLogSubscriber(XCString const& fileName, XCLogOpen ope
     m_data->autoFlush = autoFlush;
 }
 
-XCFileLogSubscriber::~XCFileLogSubscriber() = default;
+XCFileLogSubscriber::~XCFileLogSubscriber()
+{
+    // Not under the section, which the writing thread may be waiting for.
+    m_data->late.Detach();
+    m_data->WriteLate();
+}
+
+XCErrorID XCFileLogSubscriber::SetAsync(XCLogAsync const& options)
+{
+    return m_data->late.Begin(options.maxBytes, options.whenFull == XCLogWhenFull::Wait);
+}
 
 void XCFileLogSubscriber::SetPattern(XCLogPattern const& pattern)
 {
     std::lock_guard const hold(m_data->section);
-    m_data->layout.pattern = pattern.GetCompiled();
+    m_data->late.WithLock([&] { m_data->layout.pattern = pattern.GetCompiled(); });
 }
 
 /// For the constructors of derived classes, before another thread can have the object.
@@ -187,7 +241,7 @@ void XCFileLogSubscriber::OnFlush(int level, XCString const& text)
 
 void XCFileLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCString const& text)
 {
-    if (!IsInterested(level)) return;
+    if (!IsInterested(level) || m_data->LeaveLate(channel, level, text)) return;
     std::lock_guard const hold(m_data->section);
     m_data->file.OpenWhenDue(); // with the first block, also when that is held back
     std::string& bytes = m_data->file.BeginRecord();
@@ -203,12 +257,14 @@ void XCFileLogSubscriber::OnChannelFlush(XCString const& channel, int level, XCS
 void XCFileLogSubscriber::Flush()
 {
     std::lock_guard const hold(m_data->section);
+    m_data->PutLate();
     m_data->file.Flush();
 }
 
 void XCFileLogSubscriber::Close()
 {
     std::lock_guard const hold(m_data->section);
+    m_data->PutLate();
     m_data->file.Close();
 }
 

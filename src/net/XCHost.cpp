@@ -1,4 +1,5 @@
-// Questions to the system's resolver, which can be given up.
+// Questions to the system's resolver, which can be given up. Those for a name end in a completion; those for the name of
+// an address have no such form: a thread of the system's pool asks and waits in the caller's place.
 //
 // The system writes the answer when it likes, perhaps long after its caller has lost interest; not every resolver ends a
 // question that is taken back. So question and answer stand in a block of their own with two references: the caller's
@@ -12,6 +13,7 @@
 #include "net/HostName.h"
 #include "net/NetErrors.h"
 #include "net/SystemAddress.h"
+#include "win32/LastError.h"
 #include "win32/Process.h"
 #include "win32/SystemFunction.h"
 #include "win32/UniqueHandle.h"
@@ -23,11 +25,17 @@ namespace {
 
 using namespace xc::net;
 
-/// A question on its way. The system's structure comes first: the completion finds the rest by it.
+/// A question on its way, whichever form it has.
 struct Question : XCRefCount {
+    xc::win32::UniqueKernelObject done{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    unsigned long error = 0;
+};
+
+/// For the addresses of a name. The system's structure comes first in its slot: the completion finds the rest by it.
+struct AddressQuestion : Question {
     struct Slot {
         OVERLAPPED overlapped{};
-        Question* owner = nullptr;
+        AddressQuestion* owner = nullptr;
     };
 
     Slot slot;
@@ -35,25 +43,43 @@ struct Question : XCRefCount {
     ADDRINFOEXW hints{};
     PADDRINFOEXW answer = nullptr;
     HANDLE handle = nullptr;
-    xc::win32::UniqueKernelObject done{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    unsigned long error = 0;
 
-    ~Question() override
+    ~AddressQuestion() override
     {
         if (answer) ::FreeAddrInfoExW(answer);
     }
 };
 
+/// For the name of an address.
+struct NameQuestion : Question {
+    SystemAddress address;
+    wchar_t name[NI_MAXHOST] = L"";
+};
+
+void End(Question& question, unsigned long error) noexcept
+{
+    question.error = error;
+    ::SetEvent(question.done.Get());
+    question.Release(); // the reference of whoever asks
+}
+
 void CALLBACK OnAnswer(DWORD error, DWORD, OVERLAPPED* overlapped)
 {
-    Question* const question = reinterpret_cast<Question::Slot*>(overlapped)->owner;
-    question->error = error;
-    ::SetEvent(question->done.Get());
-    question->Release();
+    End(*reinterpret_cast<AddressQuestion::Slot*>(overlapped)->owner, error);
+}
+
+DWORD CALLBACK AskForName(void* context) noexcept
+{
+    NameQuestion& question = *static_cast<NameQuestion*>(context);
+    // Only names: an address as text would look like an answer.
+    int const result = ::GetNameInfoW(question.address.Get(), question.address.length, question.name, NI_MAXHOST,
+                                      nullptr, 0, NI_NAMEREQD);
+    End(question, static_cast<unsigned long>(result));
+    return 0;
 }
 
 /// @return the system's error; WSA_IO_PENDING while the answer is on its way.
-int Ask(Question& question)
+int Ask(AddressQuestion& question)
 {
     question.slot.owner = &question;
     question.hints.ai_family = AF_UNSPEC;
@@ -70,7 +96,7 @@ int Ask(Question& question)
 }
 
 /// The answer then comes at once, or when it likes.
-void TakeBack(Question& question) noexcept
+void TakeBack(AddressQuestion& question) noexcept
 {
     using Cancel = INT(WSAAPI*)(LPHANDLE);
     static auto const cancel = xc::win32::SystemFunction<Cancel>(L"ws2_32.dll", "GetAddrInfoExCancel");
@@ -82,7 +108,6 @@ XCErrorID WaitForAnswer(Question& question, XCString const& name, unsigned int t
     HANDLE const objects[] = {question.done.Get(), cancel ? static_cast<HANDLE>(cancel->GetHandle()) : nullptr};
     DWORD const woken = ::WaitForMultipleObjects(cancel ? 2 : 1, objects, FALSE, timeoutMs);
     if (woken == WAIT_OBJECT_0) return XCErrorID::Success;
-    TakeBack(question);
     if (woken == WAIT_OBJECT_0 + 1) return xc::errors::MakeCoreError(XCErrSocketCancelled, name);
     return TimedOut();
 }
@@ -93,17 +118,26 @@ XCErrorID NotFound(XCString const& name, unsigned long error)
                                      xc::errors::SystemWords(error, name));
 }
 
+/// For questions that end on a thread of the system, which then calls into this library: perhaps after its last user
+/// has gone.
+unsigned long PrepareToAsk() noexcept
+{
+    if (unsigned long const error = xc::win32::StartSockets()) return error;
+    return xc::win32::PinLibrary() ? 0ul : static_cast<unsigned long>(ERROR_MOD_NOT_FOUND);
+}
+
 XCErrorID AskSystem(XCString const& name, std::uint16_t port, std::vector<XCSocketAddress>& addresses,
                     unsigned int timeoutMs, XCCancellation const* cancel)
 {
-    if (unsigned long const error = xc::win32::StartSockets()) return NotFound(name, error);
-    // A completion on a thread of the system calls into this library, perhaps after its last user has gone.
-    if (!xc::win32::PinLibrary()) return NotFound(name, ERROR_MOD_NOT_FOUND);
-    XCSmartPtr<Question> const question(new Question);
+    if (unsigned long const error = PrepareToAsk()) return NotFound(name, error);
+    XCSmartPtr<AddressQuestion> const question(new AddressQuestion);
     question->name = name.View();
     int result = Ask(*question);
     if (result == WSA_IO_PENDING) {
-        if (XCErrorID const fault = WaitForAnswer(*question, name, timeoutMs, cancel); fault.Bad()) return fault;
+        if (XCErrorID const fault = WaitForAnswer(*question, name, timeoutMs, cancel); fault.Bad()) {
+            TakeBack(*question);
+            return fault;
+        }
         result = static_cast<int>(question->error);
     }
     if (result != 0) return NotFound(name, static_cast<unsigned long>(result));
@@ -163,6 +197,30 @@ XCErrorID XCHost::Resolve(XCString const& name, std::uint16_t port, std::vector<
         return XCErrorID::Success;
     }
     return AskSystem(name, port, addresses, timeoutMs, cancel);
+}
+
+XCErrorID XCHost::Reverse(XCIPAddress const& address, XCString& name, unsigned int timeoutMs,
+                          XCCancellation const* cancel)
+{
+    name.Clear();
+    if (address.IsLoopback()) {
+        name = L"localhost";
+        return XCErrorID::Success;
+    }
+    XCString const text = address.AsString();
+    if (unsigned long const error = PrepareToAsk()) return NotFound(text, error);
+    XCSmartPtr<NameQuestion> const question(new NameQuestion);
+    question->address = SystemAddress(XCSocketAddress(address, 0));
+    question->AddRef(); // that of the thread
+    if (!::QueueUserWorkItem(AskForName, question.GetPtr(), WT_EXECUTELONGFUNCTION)) {
+        unsigned long const error = xc::win32::LastError();
+        question->Release();
+        return NotFound(text, error);
+    }
+    if (XCErrorID const fault = WaitForAnswer(*question, text, timeoutMs, cancel); fault.Bad()) return fault;
+    if (question->error != 0) return NotFound(text, question->error);
+    name = question->name;
+    return XCErrorID::Success;
 }
 
 XCString XCHost::GetName()

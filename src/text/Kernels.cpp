@@ -103,6 +103,28 @@ XC_TARGET_AVX2 std::size_t SkipEqualAvx2(wchar_t const* a, wchar_t const* b, std
     return i;
 }
 
+XC_INLINE_AVX2 bool IsSameBlockAvx2(wchar_t const* a, wchar_t const* b) noexcept
+{
+    __m256i const x = _mm256_cmpeq_epi16(Load16(a), Load16(b));
+    __m256i const y = _mm256_cmpeq_epi16(Load16(a + kAvxUnits), Load16(b + kAvxUnits));
+    __m256i const z = _mm256_cmpeq_epi16(Load16(a + 2 * kAvxUnits), Load16(b + 2 * kAvxUnits));
+    __m256i const w = _mm256_cmpeq_epi16(Load16(a + 3 * kAvxUnits), Load16(b + 3 * kAvxUnits));
+    return _mm256_movemask_epi8(_mm256_and_si256(_mm256_and_si256(x, y), _mm256_and_si256(z, w))) == -1;
+}
+
+/// Whether at least one block of 64 units is the same. The last block overlaps the one before.
+XC_TARGET_AVX2 bool IsSameAvx2(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
+{
+    std::size_t const last = n - 4 * kAvxUnits;
+    // The texts of strings stand twelve bytes after what the heap has aligned: from the second block on no load of `a`,
+    // and as a rule none of `b`, crosses a line of the cache.
+    if (!IsSameBlockAvx2(a, b)) return false;
+    for (std::size_t i = (64 - reinterpret_cast<std::uintptr_t>(a) % 64) / sizeof(wchar_t); i < last;
+         i += 4 * kAvxUnits)
+        if (!IsSameBlockAvx2(a + i, b + i)) return false;
+    return IsSameBlockAvx2(a + last, b + last);
+}
+
 /// Equal units that are not 0.
 XC_TARGET_AVX2 std::size_t SkipEqualTextAvx2(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 {
@@ -210,6 +232,11 @@ std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
     }
     while (i < n && a[i] == b[i]) ++i;
     return i;
+}
+
+bool IsKnownSame(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
+{
+    return n >= kAvxWorth && HasAvx2() && IsSameAvx2(a, b, n);
 }
 
 XC_READS_WHOLE_BLOCKS std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b) noexcept

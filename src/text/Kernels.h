@@ -28,7 +28,10 @@ std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept
 /// The index of the first place where the units differ or `a` is U+0000, or n.
 std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept;
 
-/// The same for two NUL-terminated texts: the index of the first place where they differ or both end.
+/// Whether n units are the same, where that can be told faster than by looking for a difference: false says nothing.
+bool IsKnownSame(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept;
+
+/// The same as MismatchOrEnd for two NUL-terminated texts: the index of the first place where they differ or both end.
 std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b) noexcept;
 
 /// h = h * 613 + unit over n units, wrapping at 32 bits.

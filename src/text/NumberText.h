@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace xc::text {
 
@@ -31,15 +32,6 @@ std::string_view PutInteger(char (&digits)[size], Integer value, int base) noexc
     static_assert(size >= 65);
     char const* const end = std::to_chars(digits, digits + size, value, base).ptr;
     return {digits, static_cast<std::size_t>(end - digits)};
-}
-
-/// Decimal digits of an integer; the shortest text that reads back as the same floating-point number.
-template <class Number>
-XCString NumberText(Number value)
-{
-    char digits[32];
-    std::to_chars_result const end = std::to_chars(digits, digits + sizeof digits, value);
-    return AsciiText({digits, static_cast<std::size_t>(end.ptr - digits)});
 }
 
 /// A floating-point number with exactly so many decimals, at most 50.
@@ -87,6 +79,32 @@ inline wchar_t* PutDecimal(wchar_t* end, std::uint64_t value) noexcept
     else
         *--end = static_cast<wchar_t>(L'0' + value);
     return end;
+}
+
+/// The digits of an integer as a string, written where they stay.
+/// @param bits the value as 64 bits
+inline XCString IntegerText(bool negative, std::uint64_t bits)
+{
+    std::uint64_t const magnitude = negative ? 0 - bits : bits;
+    std::size_t const length = CountDigits(magnitude) + (negative ? 1 : 0);
+    XCString text;
+    wchar_t* const units = StringAccess::Extend(text, length);
+    PutDecimal(units + length, magnitude);
+    if (negative) units[0] = L'-';
+    return text;
+}
+
+/// Decimal digits of an integer; the shortest text that reads back as the same floating-point number.
+template <class Number>
+XCString NumberText(Number value)
+{
+    if constexpr (std::is_integral_v<Number>) {
+        return IntegerText(value < 0, static_cast<std::uint64_t>(value));
+    } else {
+        char digits[32];
+        std::to_chars_result const end = std::to_chars(digits, digits + sizeof digits, value);
+        return AsciiText({digits, static_cast<std::size_t>(end.ptr - digits)});
+    }
 }
 
 /// The decimal digits of a number, in memory of its own: for places that must not allocate.

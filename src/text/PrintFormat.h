@@ -159,6 +159,10 @@ private:
 void FormatInto(XCString& result, wchar_t const* format, FormatSource& source,
                 std::uint32_t fieldLimit = kFormatNoLimit);
 
+/// The same for the formats of most calls: texts and whole numbers without width, flags or precision. False, and nothing
+/// changed, where the engine is needed, among others for a result of some hundred units.
+bool FormatSimply(XCString& result, wchar_t const* format, XCFormatArgs const& arguments);
+
 /// Writes into a buffer of `capacity` units (at least 1), cut where it ends (never inside a surrogate pair) and always
 /// terminated; returns the length.
 std::size_t FormatInto(wchar_t* buffer, std::size_t capacity, wchar_t const* format, FormatSource& source,

@@ -27,6 +27,8 @@ namespace {
 /// Ordinal, up to the first terminator of either text. One follows @p a; the end of @p b counts as one.
 int CompareOrdinal(std::wstring_view a, std::wstring_view b) noexcept
 {
+    // Texts that are the same throughout are so up to a terminator, too. Long texts of one length mostly are.
+    if (a.size() == b.size() && xc::text::IsKnownSame(a.data(), b.data(), a.size())) return 0;
     std::size_t const common = std::min(a.size(), b.size());
     std::size_t const at = xc::text::MismatchOrEnd(a.data(), b.data(), common);
     std::uint32_t const left = ToUint(a.data()[at]);

@@ -143,8 +143,13 @@ XCString& XCString::Lower()
 XCString& XCString::RemoveFront(std::size_t count)
 {
     std::size_t const left = m_data->length - count;
-    ResizeCapacity(m_data->length);
-    std::memmove(m_data->Text(), m_data->Text() + count, left * sizeof(wchar_t));
+    if (IsShared()) { // what goes is not copied first
+        DataDef* const fresh = Alloc(m_data->capacity);
+        CopyUnits(fresh->Text(), m_data->Text() + count, left);
+        Unshare(std::exchange(m_data, fresh));
+    } else {
+        std::memmove(m_data->Text(), m_data->Text() + count, left * sizeof(wchar_t));
+    }
     SetLength(left);
     return *this;
 }
@@ -160,6 +165,43 @@ XCString& XCString::CutTo(std::size_t length)
     return *this;
 }
 
+namespace {
+
+/// Trimming ends after a unit or two as a rule, and a set costs more to set up than that many looks at its list. Only a
+/// run that goes on, or a long list, is worth one.
+constexpr std::size_t kWorthASet = 8;
+
+bool IsListed(std::wstring_view list, wchar_t unit) noexcept
+{
+    for (wchar_t const member : list)
+        if (member == unit) return true;
+    return false;
+}
+
+/// As FindFirstNotOf.
+std::size_t FirstUnlisted(XCString const& text, std::wstring_view list, std::size_t pos) noexcept
+{
+    if (list.size() > kWorthASet) return text.FindFirstNotOf(list, pos);
+    for (std::size_t const stop = pos < text.Length() ? std::min(text.Length() - pos, kWorthASet) + pos : pos;
+         pos < stop; ++pos)
+        if (!IsListed(list, text.AsWChar()[pos])) return pos;
+    return text.FindFirstNotOf(list, pos);
+}
+
+/// As FindLastNotOf, for a text that is not empty.
+std::size_t LastUnlisted(XCString const& text, std::wstring_view list, std::size_t pos) noexcept
+{
+    if (list.size() > kWorthASet) return text.FindLastNotOf(list, pos);
+    pos = std::min(pos, text.Length() - 1);
+    for (std::size_t looks = 0; looks < kWorthASet; ++looks, --pos) {
+        if (!IsListed(list, text.AsWChar()[pos])) return pos;
+        if (pos == 0) return XCString::npos;
+    }
+    return text.FindLastNotOf(list, pos);
+}
+
+} // namespace
+
 XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
 {
     std::size_t const length = m_data->length;
@@ -173,7 +215,7 @@ XCString& XCString::LTrim(wchar_t unit, std::size_t pos)
 XCString& XCString::TrimLeft(std::wstring_view set, std::size_t pos)
 {
     if (set.empty()) return *this;
-    std::size_t const first = FindFirstNotOf(set, pos);
+    std::size_t const first = FirstUnlisted(*this, set, pos);
     if (first == npos) {
         Clear();
         return *this;
@@ -196,6 +238,6 @@ XCString& XCString::RTrim(wchar_t unit, std::size_t pos)
 XCString& XCString::TrimRight(std::wstring_view set, std::size_t pos)
 {
     if (IsNull() || set.empty()) return *this;
-    std::size_t const last = FindLastNotOf(set, pos);
+    std::size_t const last = LastUnlisted(*this, set, pos);
     return CutTo(last == npos ? 0 : last + 1);
 }

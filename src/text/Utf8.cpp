@@ -1,17 +1,20 @@
 // UTF-8 to UTF-16 and back.
 //
-// Most text is ASCII: runs of it are packed or widened 16 at a time. What follows a run is read one character at a time:
-// sequences of two and three bytes by one look at four bytes, all others by the table of well-formed sequences of the
-// Unicode standard (chapter 3, table 3-7). That table refuses overlong forms, surrogates and codes above U+10FFFF, so
-// each code has exactly one spelling. Sizes are counted before, so that a conversion allocates once.
+// Most text is ASCII: runs of it are packed or widened 16 at a time. What follows a run goes by blocks where the
+// processor allows it (Utf8Kernels), and what these leave, one character at a time: sequences of two and three bytes by
+// one look at four bytes, all others by the table of well-formed sequences of the Unicode standard (chapter 3, table
+// 3-7). That table refuses overlong forms, surrogates and codes above U+10FFFF, so each code has exactly one spelling.
+// Sizes are counted before where the text is none of ASCII, so that a conversion allocates once.
 //
 // Invariant: at every return of DecodeUtf8 the bytes before `used` are whole, well-formed characters, and `out` holds
 // exactly their units. The lenient form relies on it: it steps over one byte and goes on. No kernel writes more units
 // than there are bytes.
 #include "text/Utf8.h"
 
+#include "text/Kernels.h"
 #include "text/StringAccess.h"
 #include "text/Units.h"
+#include "text/Utf8Kernels.h"
 
 #include <algorithm>
 #include <cstring>
@@ -31,38 +34,6 @@ unsigned char ByteAt(std::string_view bytes, std::size_t i) noexcept
 __m128i LoadBlock(void const* from) noexcept
 {
     return _mm_loadu_si128(static_cast<__m128i const*>(from));
-}
-
-/// Copies ASCII units while they come in whole blocks; returns how many.
-std::size_t NarrowAsciiRun(char* out, wchar_t const* units, std::size_t n) noexcept
-{
-    std::size_t i = 0;
-    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
-    for (; n - i >= kBlock; i += kBlock) {
-        __m128i const a = LoadBlock(units + i);
-        __m128i const b = LoadBlock(units + i + kBlock / 2);
-        __m128i const rest = _mm_and_si128(_mm_or_si128(a, b), high);
-        if (_mm_movemask_epi8(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(a, b));
-    }
-    // The rest of the run by single units: the caller must meet the first unit that is none of ASCII.
-    for (; i < n && ToUint(units[i]) < 0x80; ++i) out[i] = static_cast<char>(units[i]);
-    return i;
-}
-
-/// Widens ASCII bytes while they come in whole blocks; returns how many.
-std::size_t WidenAsciiRun(wchar_t* out, char const* bytes, std::size_t n) noexcept
-{
-    std::size_t i = 0;
-    __m128i const zero = _mm_setzero_si128();
-    for (; n - i >= kBlock; i += kBlock) {
-        __m128i const block = LoadBlock(bytes + i);
-        if (_mm_movemask_epi8(block) != 0) break;
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_unpacklo_epi8(block, zero));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i + kBlock / 2), _mm_unpackhi_epi8(block, zero));
-    }
-    for (; i < n && static_cast<unsigned char>(bytes[i]) < 0x80; ++i) out[i] = static_cast<wchar_t>(bytes[i]);
-    return i;
 }
 
 /// The shortest form of a code is its only legal one.
@@ -154,8 +125,12 @@ wchar_t* PutCodePoint(wchar_t* out, std::uint32_t code) noexcept
 
 } // namespace
 
+/// Units that are read singly before blocks are tried again: a character that stopped them is over by then, and a text
+/// that stops each block loses little by the tries.
+constexpr std::size_t kSingly = 16;
+
 /// Room is the caller's part: CountUtf8Bytes tells it, and three bytes for each unit are always enough.
-std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
+std::size_t EncodeUtf8(char* out, std::wstring_view text, std::size_t& used) noexcept
 {
     char* at = out;
     std::size_t i = 0;
@@ -164,9 +139,11 @@ std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
         std::size_t const run = NarrowAsciiRun(at, text.data() + i, n - i);
         at += run;
         i += run;
+        i += EncodeBlocks(at, text.data() + i, n - i);
+        std::size_t const stop = std::min(n, i + kSingly);
         // Stays here until ASCII comes back: texts of one script would otherwise try the vector loop for each
         // character.
-        for (std::uint32_t unit = 0; i < n && (unit = ToUint(text[i])) >= 0x80;) {
+        for (std::uint32_t unit = 0; i < stop && (unit = ToUint(text[i])) >= 0x80;) {
             if (unit < 0x800) {
                 at[0] = static_cast<char>(0xC0 | unit >> 6);
                 at[1] = static_cast<char>(0x80 | (unit & 0x3F));
@@ -179,11 +156,29 @@ std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
                 at += 3;
                 ++i;
             } else {
-                at = PutSequence(at, TakeSurrogates(text, i));
+                std::size_t next = i;
+                std::uint32_t const code = TakeSurrogates(text, next);
+                if (code < 0x10000) { // half a pair
+                    used = i;
+                    return static_cast<std::size_t>(at - out);
+                }
+                at = PutSequence(at, code);
+                i = next;
             }
         }
     }
+    used = n;
     return static_cast<std::size_t>(at - out);
+}
+
+std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept
+{
+    std::size_t bytes = 0;
+    for (std::size_t used = 0;; text.remove_prefix(used + 1)) {
+        bytes += EncodeUtf8(out + bytes, text, used);
+        if (used == text.size()) return bytes;
+        bytes = static_cast<std::size_t>(PutSequence(out + bytes, 0xFFFD) - out);
+    }
 }
 
 namespace {
@@ -217,6 +212,7 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
 {
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < text.size();) {
+        i += CountEncodedBlocks(bytes, text.data() + i, text.size() - i);
         // Three bytes a unit, but one less where 07FF is enough and again where 007F is.
         __m128i saved = _mm_setzero_si128();
         std::size_t const begin = i;
@@ -241,16 +237,64 @@ std::size_t CountUtf8Bytes(std::wstring_view text) noexcept
     return bytes;
 }
 
-void AppendUtf8(std::string& out, std::wstring_view text)
+namespace {
+
+/// Units that are encoded on the stack before they are appended.
+constexpr std::size_t kChunk = 1024;
+
+/// The next units to encode at once: not half a pair that the text goes on with.
+std::wstring_view ChunkOf(std::wstring_view text) noexcept
+{
+    bool const cutsPair = text.size() > kChunk && IsHighSurrogate(text[kChunk - 1]);
+    return text.substr(0, cutsPair ? kChunk - 1 : kChunk);
+}
+
+/// All ASCII at the start, when that is all or at least much of the text. The text is widened with zeros first, which
+/// costs less than a copy by way of the stack.
+std::size_t AppendAsciiRun(std::string& out, std::wstring_view text)
+{
+    char bytes[kChunk];
+    std::wstring_view const first = text.substr(0, kChunk);
+    std::size_t const begun = NarrowAsciiRun(bytes, first.data(), first.size());
+    if (begun < first.size() || begun == text.size()) {
+        out.append(bytes, begun);
+        return begun;
+    }
+    std::size_t const old = out.size();
+    out.resize(old + text.size()); // right when all is ASCII
+    std::size_t const run = NarrowAsciiRun(out.data() + old, text.data(), text.size());
+    out.resize(old + run);
+    return run;
+}
+
+} // namespace
+
+std::size_t AppendUtf8Strictly(std::string& out, std::wstring_view text)
 {
     // The usual text is ASCII and is converted while it is looked at; only others are counted first.
-    std::size_t const old = out.size();
-    out.resize(old + text.size()); // right when all is ASCII, which the first run tells
-    std::size_t const run = NarrowAsciiRun(out.data() + old, text.data(), text.size());
-    if (run == text.size()) return;
-    text.remove_prefix(run);
-    out.resize(old + run + CountUtf8Bytes(text));
-    EncodeUtf8(out.data() + old + run, text);
+    std::size_t done = AppendAsciiRun(out, text);
+    if (done == text.size()) return done;
+    out.reserve(out.size() + CountUtf8Bytes(text.substr(done)));
+    // By way of the stack: a string could only be made longer by zeros that are then written over.
+    char bytes[MaxUtf8Bytes(kChunk)];
+    while (done < text.size()) {
+        std::wstring_view const chunk = ChunkOf(text.substr(done));
+        std::size_t used = 0;
+        out.append(bytes, EncodeUtf8(bytes, chunk, used));
+        done += used;
+        if (used < chunk.size()) break;
+    }
+    return done;
+}
+
+void AppendUtf8(std::string& out, std::wstring_view text)
+{
+    for (;;) {
+        std::size_t const whole = AppendUtf8Strictly(out, text);
+        if (whole == text.size()) return;
+        out += "\xEF\xBF\xBD"; // half a pair
+        text.remove_prefix(whole + 1);
+    }
 }
 
 std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
@@ -271,7 +315,8 @@ std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept
 std::size_t CountUtf16Units(std::string_view bytes) noexcept
 {
     // Every byte but the tails starts a character; those of four bytes need two units.
-    std::size_t i = 0;
+    std::size_t counted = 0;
+    std::size_t i = CountDecodedBlocks(counted, bytes.data(), bytes.size());
     __m128i sums = _mm_setzero_si128();
     __m128i const lastTail = _mm_set1_epi8(static_cast<char>(0xBF));
     __m128i const lastLead3 = _mm_set1_epi8(static_cast<char>(0xEF));
@@ -285,7 +330,8 @@ std::size_t CountUtf16Units(std::string_view bytes) noexcept
         __m128i const counts = _mm_sub_epi8(_mm_setzero_si128(), _mm_add_epi8(starts, four));
         sums = _mm_add_epi64(sums, _mm_sad_epu8(counts, _mm_setzero_si128()));
     }
-    auto units = static_cast<std::size_t>(_mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
+    auto units =
+        counted + static_cast<std::size_t>(_mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums))));
     for (; i < bytes.size(); ++i) {
         unsigned char const byte = ByteAt(bytes, i);
         units += (IsTail(byte) ? 0u : 1u) + (byte >= 0xF0 ? 1u : 0u);
@@ -293,18 +339,21 @@ std::size_t CountUtf16Units(std::string_view bytes) noexcept
     return units;
 }
 
-std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) noexcept
+std::size_t DecodeUtf8(wchar_t* out, std::size_t room, std::string_view bytes, std::size_t& used) noexcept
 {
     wchar_t* at = out;
+    wchar_t const* const end = out + room;
     std::size_t i = 0;
     std::size_t const n = bytes.size();
     while (i < n) {
         std::size_t const run = WidenAsciiRun(at, bytes.data() + i, n - i);
         at += run;
         i += run;
+        i += DecodeBlocks(at, static_cast<std::size_t>(end - at), bytes.data() + i, n - i);
+        std::size_t const stop = std::min(n, i + kSingly);
         // Not 0, which would mean a bad byte: a run of ASCII up to the end is no fault.
         std::size_t length = 1;
-        for (std::uint32_t code = 0; i < n && ByteAt(bytes, i) >= 0x80; i += length) {
+        for (std::uint32_t code = 0; i < stop && ByteAt(bytes, i) >= 0x80; i += length) {
             length = n - i >= 4 ? ReadShortSequence(bytes.data() + i, code) : 0;
             if (length != 0) {
                 *at++ = static_cast<wchar_t>(code);
@@ -320,14 +369,44 @@ std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) 
     return static_cast<std::size_t>(at - out);
 }
 
+std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) noexcept
+{
+    return DecodeUtf8(out, bytes.size(), bytes, used);
+}
+
+namespace {
+
+/// Decodes the ASCII bytes at the start into a string that has room for as many units as there are bytes; returns how
+/// many. Does nothing (0) where they do not begin like a text of ASCII, which is the only one that this serves.
+std::size_t DecodeAscii(XCString& text, std::string_view bytes)
+{
+    constexpr std::size_t kLook = 256;
+    std::string_view const start = bytes.substr(0, kLook);
+    if (bytes.empty() || CountUtf16Units(start) != start.size()) return 0;
+    text.Reserve(bytes.size() + 1);
+    return WidenAsciiRun(StringAccess::Units(text), bytes.data(), bytes.size());
+}
+
+} // namespace
+
 bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt)
 {
     XCString fresh;
-    // The count is right for well-formed text and no less than needed for the well-formed start of any other, since the
-    // decoder stops at the first bad byte. Malformed bytes may count double, and no text has more units than bytes.
-    if (!bytes.empty()) fresh.Reserve(std::min(CountUtf16Units(bytes), bytes.size()) + 1);
-    std::size_t used = 0;
-    std::size_t const units = bytes.empty() ? 0 : DecodeUtf8(StringAccess::Units(fresh), bytes, used);
+    std::size_t units = DecodeAscii(fresh, bytes);
+    std::size_t used = units;
+    if (used != bytes.size()) {
+        // The count is right for well-formed text and no less than needed for the well-formed start of any other, since
+        // the decoder stops at the first bad byte. Malformed bytes may count double, and no text has more units than
+        // bytes.
+        std::string_view const rest = bytes.substr(used);
+        XCString whole;
+        whole.Reserve(units + std::min(CountUtf16Units(rest), rest.size()) + 1);
+        CopyUnits(StringAccess::Units(whole), fresh.AsWChar(), units);
+        std::size_t more = 0;
+        units += DecodeUtf8(StringAccess::Units(whole) + units, whole.Capacity() - units, rest, more);
+        used += more;
+        fresh.Swap(whole);
+    }
     if (used != bytes.size()) {
         if (errorAt) *errorAt = used;
         StringAccess::SetLength(fresh, 0);

@@ -19,9 +19,13 @@ constexpr std::size_t MaxUtf8Bytes(std::size_t units) noexcept
 
 /// Appends the text. Cost: one pass to write; from the first unit beyond ASCII on, one more to count.
 void AppendUtf8(std::string& out, std::wstring_view text);
-/// Writes into a buffer of at least MaxUtf8Bytes(text.size()) bytes; returns the count of bytes written.
+/// The same up to the first unpaired surrogate; returns its index, or the length of the text when there is none.
+std::size_t AppendUtf8Strictly(std::string& out, std::wstring_view text);
+/// Writes into a buffer of at least CountUtf8Bytes(text) bytes (MaxUtf8Bytes always suffices); returns the count of bytes.
 std::size_t EncodeUtf8(char* out, std::wstring_view text) noexcept;
-/// The exact count of bytes that the two above write.
+/// The same up to the first unpaired surrogate, whose index (or the length) `used` receives.
+std::size_t EncodeUtf8(char* out, std::wstring_view text, std::size_t& used) noexcept;
+/// The exact count of bytes that the lenient forms write, and room enough for all.
 std::size_t CountUtf8Bytes(std::wstring_view text) noexcept;
 /// The index of the first unpaired surrogate, or the length: texts with none convert without loss.
 std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept;
@@ -31,9 +35,11 @@ std::size_t FindUnpairedSurrogate(std::wstring_view text) noexcept;
 /// Replaces `result`. False when the bytes are malformed: `result` stays as it was and `errorAt` (when not null)
 /// receives the index of the first byte of the first malformed sequence.
 bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt = nullptr);
-/// Decodes into a buffer of at least CountUtf16Units(bytes) units (bytes.size() always suffices) up to the first
-/// malformed sequence. Returns the count of units; `used` receives the bytes read, all of them when nothing is wrong.
+/// Decodes into a buffer of at least bytes.size() units up to the first malformed sequence. Returns the count of units;
+/// `used` receives the bytes read, all of them when nothing is wrong.
 std::size_t DecodeUtf8(wchar_t* out, std::string_view bytes, std::size_t& used) noexcept;
+/// The same into a buffer of `room` units, at least CountUtf16Units(bytes).
+std::size_t DecodeUtf8(wchar_t* out, std::size_t room, std::string_view bytes, std::size_t& used) noexcept;
 /// The count of units that well-formed bytes decode to; malformed ones never decode to more, and may count as up to
 /// two units a byte.
 std::size_t CountUtf16Units(std::string_view bytes) noexcept;

@@ -346,6 +346,7 @@ XCString& XCString::FormatArguments(wchar_t const* format, va_list arguments)
 
 XCString& XCString::FormatArguments(wchar_t const* format, XCFormatArgs const& arguments)
 {
+    if (xc::text::FormatSimply(*this, format, arguments)) return *this;
     xc::text::TypedSource source(arguments);
     xc::text::FormatInto(*this, format, source);
     return *this;

@@ -15,7 +15,7 @@ namespace xc::win32 {
 
 namespace {
 
-constexpr std::size_t kMostUnits = 31839;
+constexpr std::size_t kMostInsertUnits = 31839;
 constexpr std::size_t kMostInserts = 256;
 constexpr DWORD kTypes = EVENTLOG_ERROR_TYPE | EVENTLOG_WARNING_TYPE | EVENTLOG_INFORMATION_TYPE;
 
@@ -45,7 +45,7 @@ unsigned long EventWriter::Write(Event const& event) const
                                       static_cast<std::ptrdiff_t>(std::min(event.inserts.size(), kMostInserts)));
     std::vector<wchar_t const*> texts;
     for (std::wstring& insert : cut) {
-        if (insert.size() > kMostUnits) insert.resize(kMostUnits);
+        if (insert.size() > kMostInsertUnits) insert.resize(kMostInsertUnits);
         texts.push_back(insert.c_str());
     }
     bool const isWritten = ::ReportEventW(m_handle, static_cast<WORD>(event.type), 0, event.id, nullptr,

@@ -1,4 +1,4 @@
-// Five places, one function.
+// Five places, one function for each use.
 //
 // The system calls one filter for a fault that nobody handles, on whatever thread; the runtimes have a handler each for
 // the other endings. Every handler calls the function of the installation and then who stood there before, so that a
@@ -35,12 +35,14 @@ struct Before {
 };
 
 Before g_before;
-std::atomic<void (*)(Fault const&) noexcept> g_onFault{nullptr};
+using OnFault = void (*)(Fault const&) noexcept;
+std::atomic<OnFault> g_onFault[2]{};         // by use
 std::atomic<unsigned long> g_terminating{0}; // the thread that was told in OnTerminate
 
 void Tell(Fault const& fault) noexcept
 {
-    if (auto const onFault = g_onFault.load()) onFault(fault);
+    for (std::atomic<OnFault> const& use : g_onFault)
+        if (OnFault const onFault = use.load()) onFault(fault);
 }
 
 LONG WINAPI OnUnhandled(EXCEPTION_POINTERS* pointers) noexcept
@@ -104,10 +106,15 @@ decltype(&::MiniDumpWriteDump) MinidumpFunction() noexcept
 
 } // namespace
 
-void InstallFaultHooks(void (*function)(Fault const&) noexcept) noexcept
+namespace {
+
+bool IsAnyoneTold() noexcept
 {
-    // The function last: a handler that is called before its installation is whole would pass on to nobody.
-    if (g_onFault.load()) return;
+    return g_onFault[0].load() || g_onFault[1].load();
+}
+
+void TakePlaces() noexcept
+{
     PinLibrary(); // a handler may be called by others for ever
     auto const filter = ::SetUnhandledExceptionFilter(OnUnhandled);
     // One that still stands there from an installation before keeps whom it passes on to.
@@ -120,12 +127,10 @@ void InstallFaultHooks(void (*function)(Fault const&) noexcept) noexcept
         g_before.parameter = parameter;
     if (auto const pureCall = Replace<PureCallHandler>("_set_purecall_handler", OnPureCall); pureCall != OnPureCall)
         g_before.pureCall = pureCall;
-    g_onFault = function;
 }
 
-void RemoveFaultHooks() noexcept
+void GivePlacesBack() noexcept
 {
-    if (!g_onFault.exchange(nullptr)) return;
     // Where somebody else stands by now, he stays, and calls a handler that only passes on.
     if (auto const filter = ::SetUnhandledExceptionFilter(g_before.filter); filter != OnUnhandled)
         ::SetUnhandledExceptionFilter(filter);
@@ -137,6 +142,22 @@ void RemoveFaultHooks() noexcept
     if (auto const pureCall = Replace<PureCallHandler>("_set_purecall_handler", g_before.pureCall);
         pureCall != OnPureCall)
         Replace<PureCallHandler>("_set_purecall_handler", pureCall);
+}
+
+} // namespace
+
+void InstallFaultHooks(FaultUse use, void (*function)(Fault const&) noexcept) noexcept
+{
+    std::atomic<OnFault>& mine = g_onFault[static_cast<int>(use)];
+    if (mine.load()) return;
+    // The function last: a handler that is called before its installation is whole would pass on to nobody.
+    if (!IsAnyoneTold()) TakePlaces();
+    mine = function;
+}
+
+void RemoveFaultHooks(FaultUse use) noexcept
+{
+    if (g_onFault[static_cast<int>(use)].exchange(nullptr) && !IsAnyoneTold()) GivePlacesBack();
 }
 
 void PrepareMinidump() noexcept

@@ -19,10 +19,12 @@ struct Fault {
     bool isWrite = false;
 };
 
-/// Has a function called for every fault, then who stood there before. One function; a second call has no effect. One
-/// thread at a time installs and removes.
-void InstallFaultHooks(void (*function)(Fault const&) noexcept) noexcept;
-void RemoveFaultHooks() noexcept;
+/// Who is told, in this order: a mark costs microseconds, a record may take a minute.
+enum class FaultUse { Mark, Record };
+/// Has a function called for every fault, then who stood there before. One function a use; a second call has no effect.
+/// One thread at a time installs and removes.
+void InstallFaultHooks(FaultUse use, void (*function)(Fault const&) noexcept) noexcept;
+void RemoveFaultHooks(FaultUse use) noexcept;
 
 /// A minidump of the process with the stacks of its threads, for a debugger. @param pointers of the fault; null: none.
 /// @return 0, or the number of the system's error.

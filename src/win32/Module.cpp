@@ -17,12 +17,30 @@ void* ModuleAt(void const* address) noexcept
     return ::GetModuleHandleExW(kFlags, static_cast<LPCWSTR>(address), &handle) ? handle : nullptr;
 }
 
-Module Module::Load(SystemPath const& path)
+unsigned long RestrictSearch(std::vector<SystemPath> const& folders, SystemPath& failed)
 {
+    std::vector<DLL_DIRECTORY_COOKIE> added;
+    for (SystemPath const& folder : folders) {
+        added.push_back(::AddDllDirectory(folder.ForSystem()));
+        if (added.back()) continue;
+        unsigned long const error = LastError();
+        failed = folder;
+        added.pop_back();
+        for (DLL_DIRECTORY_COOKIE const cookie : added) ::RemoveDllDirectory(cookie);
+        return error;
+    }
+    return ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_USER_DIRS | LOAD_LIBRARY_SEARCH_SYSTEM32) ? 0 : LastError();
+}
+
+Module Module::Load(SystemPath const& path, bool restricted)
+{
+    constexpr DWORD kRestricted =
+        LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_USER_DIRS | LOAD_LIBRARY_SEARCH_SYSTEM32;
     // A failing load must return, not show a box that nobody sees on a server.
     DWORD before = 0;
     ::SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
-    HMODULE const handle = ::LoadLibraryExW(path.ForSystem(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    HMODULE const handle =
+        ::LoadLibraryExW(path.ForSystem(), nullptr, restricted ? kRestricted : LOAD_WITH_ALTERED_SEARCH_PATH);
     KeepLastError const keep;
     ::SetThreadErrorMode(before, nullptr);
     return Module(handle);

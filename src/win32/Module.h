@@ -4,12 +4,17 @@
 #include "win32/SystemPath.h"
 
 #include <utility>
+#include <vector>
 
 namespace xc::win32 {
 
 /// The loaded module whose image an address lies in; null when there is none. Takes no reference: the answer names the
 /// module, nobody may call into it by that.
 [[nodiscard]] void* ModuleAt(void const* address) noexcept;
+
+/// From here on the process looks for libraries by name in these folders and the system's own alone. Cannot be taken back.
+/// @return 0, or the number of the system's error and the folder that it does not take: nothing is restricted then.
+unsigned long RestrictSearch(std::vector<SystemPath> const& folders, SystemPath& failed);
 
 /// Owns one reference of the system to a loaded module.
 class Module {
@@ -28,7 +33,8 @@ public:
 
     /// Loads the module of this path, or takes one more reference when it is loaded already. What it links to
     /// is looked for in its own directory first. Empty on failure, with the thread's last error.
-    static Module Load(SystemPath const& path);
+    /// @param restricted there, in the folders of RestrictSearch and in the system's alone.
+    static Module Load(SystemPath const& path, bool restricted = false);
     /// One more reference to the loaded module that an address lies in; empty when it lies in none.
     static Module OfAddress(void const* address) noexcept;
     /// Whether an address lies in the image of this module.

@@ -1,6 +1,5 @@
 // Modules that hang, in every call that a host makes: who did it is told, the others finish, the host ends in time.
-#include "child_process.h"
-#include "host/host_tools.h"
+#include "host/hostile_host.h"
 
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCSignals.h>
@@ -11,6 +10,18 @@ namespace {
 using namespace xc_test;
 
 constexpr unsigned int kDeadlineMs = 500;
+constexpr unsigned int kLoadingMs = 2000, kProbingMs = 12000; // after which a host is asked to end while it loads
+constexpr char kRefused[] = " is refused by its probe: ";
+
+/// Modules that are refused by their probe are never seen by the host; all others pass it.
+void ExpectRefused(Ended const& ended, char const* module, char const* why)
+{
+    EXPECT_EQ(ended.code, 0u);
+    std::string const line = std::string(module) + ".osx" + kRefused + why;
+    EXPECT_NE(ended.log.find(line), std::string::npos) << line << " in\n" << ended.log;
+    EXPECT_EQ(ended.log.find("CALL> LoadLibrary of " + std::string(module)), std::string::npos);
+    EXPECT_NE(ended.log.find(">>>> Unloading <Report>..."), std::string::npos) << ended.log;
+}
 
 std::wstring Variable(wchar_t const* name)
 {
@@ -33,31 +44,22 @@ TEST(DISABLED_HostileChild, Runs)
         options.minidump = false;
         options.logLevel = 2;
         ASSERT_TRUE(XCSignals::Install(options).Good());
-        XCEventSemaphore begun;
-        XCSmartPtr<XCThread> const quitter(new XCThread(XCMakeCallback([&begun] {
-            begun.post();
+        HANDLE const begun = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        HANDLE const loaded = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        DWORD const patience = host.GetCmdLine().ArgPresent(L"probe") ? kProbingMs : kLoadingMs;
+        XCSmartPtr<XCThread> const quitter(new XCThread(XCMakeCallback([=] {
+            ::SetEvent(begun);
+            ::WaitForSingleObject(loaded, patience); // it may never be
             XCThread::Sleep(400);
             XCApplication::PostExitRequest();
         })));
-        ASSERT_TRUE(quitter->Start().Good());
-        begun.wait(); // before the modules: one that hangs in its loading keeps threads out
+        ASSERT_TRUE(quitter->Start().Good()); // before the modules: one that hangs in its loading keeps threads out
+        ::WaitForSingleObject(begun, INFINITE);
         (void)host.LoadPlugInsFromDirectory(XCString(folder));
+        ::SetEvent(loaded);
         code = host.Run();
     }
     std::_Exit(code);
-}
-
-struct Ended {
-    DWORD code;
-    std::string log, errors;
-};
-
-Ended RunHostile(ModuleFolder const& folder, wchar_t const* options)
-{
-    ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
-    ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", options);
-    DWORD const code = ChildProcess(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs")).Wait();
-    return {code, ReadFile(folder.path / "host.log"), ReadFile(folder.path / "error.log")};
 }
 
 TEST(Hostile, AModuleThatHangsIsNamedAndTheHostEndsWithoutIt)
@@ -66,32 +68,40 @@ TEST(Hostile, AModuleThatHangsIsNamedAndTheHostEndsWithoutIt)
         char const* module;
         char const* named;
         bool othersUnload = true;
+        char const* probed = nullptr; ///< null: passes
     };
     constexpr HangCase kCases[] = {
-        {"hostile_hang_main", "\\hostile_hang_main.osx has not answered: in LoadLibrary (", false},
-        {"hostile_hang_entry", "\\hostile_hang_entry.osx has not answered: in GetPlugInObject (", false},
+        {"hostile_hang_main", "\\hostile_hang_main.osx has not answered: in LoadLibrary (", false,
+         "does not return within 6000 ms, in LoadLibrary\n"},
+        {"hostile_hang_entry", "\\hostile_hang_entry.osx has not answered: in GetPlugInObject (", false,
+         "does not return within 6000 ms, in GetPlugInObject\n"},
         {"hostile_hang_init", "<Hostile> has not answered: in Init ("},
         {"hostile_hang_run", "<Hostile> has not answered: in Run ("},
         {"hostile_hang_thread", "<Hostile> has not answered: in Run ("},
         {"hostile_hang_exit", "<Hostile> has not answered: in RequestExit ("},
         {"hostile_hang_unload", "<Hostile> has not answered: in Unload ("},
     };
-    for (HangCase const& c : kCases) {
-        SCOPED_TRACE(c.module);
-        ModuleFolder const folder({"a_report", "filter", "reader", c.module});
-        ULONGLONG const start = ::GetTickCount64();
-        Ended const ended = RunHostile(folder, L"/stopDeadline:500");
-        EXPECT_LT(::GetTickCount64() - start, 400 + 3 * kDeadlineMs + 10000);
-        EXPECT_EQ(ended.code, 124u);
-        for (std::string const& told : {ended.log, ended.errors}) {
-            std::size_t const at = told.find(c.named);
-            EXPECT_NE(at, std::string::npos) << told;
-            std::size_t const stack = told.find("\n    ", at);
-            EXPECT_NE(told.find(c.module + std::string(".osx"), stack), std::string::npos) << told;
+    for (HangCase const& c : kCases)
+        for (bool const probes : {false, true}) {
+            SCOPED_TRACE(c.module + std::string(probes ? ", probed" : ""));
+            ModuleFolder const folder({"a_report", "filter", "reader", c.module});
+            ULONGLONG const start = ::GetTickCount64();
+            Ended const ended = RunHostile(folder, probes ? L"/stopDeadline:500 /probe:6000" : L"/stopDeadline:500");
+            if (probes && c.probed) {
+                ExpectRefused(ended, c.module, c.probed);
+                continue;
+            }
+            EXPECT_LT(::GetTickCount64() - start, (probes ? kProbingMs : kLoadingMs) + 400 + 3 * kDeadlineMs + 10000);
+            EXPECT_EQ(ended.code, 124u);
+            for (std::string const& told : {ended.log, ended.errors}) {
+                std::size_t const at = told.find(c.named);
+                EXPECT_NE(at, std::string::npos) << told;
+                std::size_t const stack = told.find("\n    ", at);
+                EXPECT_NE(told.find(c.module + std::string(".osx"), stack), std::string::npos) << told;
+            }
+            EXPECT_EQ(ended.log.find(">>>> Unloading <Report>...") != std::string::npos, c.othersUnload) << ended.log;
+            EXPECT_EQ(ended.log.find("<Report> is still running"), std::string::npos) << ended.log;
         }
-        EXPECT_EQ(ended.log.find(">>>> Unloading <Report>...") != std::string::npos, c.othersUnload) << ended.log;
-        EXPECT_EQ(ended.log.find("<Report> is still running"), std::string::npos) << ended.log;
-    }
 }
 
 TEST(Hostile, AModuleThatEndsTheProcessIsNamedInItsRecord)
@@ -100,9 +110,11 @@ TEST(Hostile, AModuleThatEndsTheProcessIsNamedInItsRecord)
         char const* module;
         char const* named; ///< in the error log, or as the last words of the log
         bool hasRecord = true;
+        char const* probed = nullptr; ///< null: passes
     };
     constexpr EndCase kCases[] = {
-        {"hostile_crash_entry", "    in GetPlugInObject ("},
+        {"hostile_crash_entry", "    in GetPlugInObject (", true,
+         "ends the process by the fault 0xC0000005, in GetPlugInObject\n"},
         {"hostile_crash_init", "    in Init of <Hostile> ("},
         {"hostile_crash_run", "    in Run of <Hostile> ("},
         {"hostile_crash_thread", "    in Run of <Hostile> ("},
@@ -111,14 +123,20 @@ TEST(Hostile, AModuleThatEndsTheProcessIsNamedInItsRecord)
         {"hostile_abort_run", "    in Run of <Hostile> ("},
         {"hostile_exit_run", "CALL> Run of <Hostile> (", false},
     };
-    for (EndCase const& c : kCases) {
-        SCOPED_TRACE(c.module);
-        Ended const ended = RunHostile(ModuleFolder({"a_report", "filter", "reader", c.module}), L"");
-        EXPECT_NE(ended.code, 0u);
-        std::string const told = c.hasRecord ? ended.errors : ended.log.substr(ended.log.rfind("CALL>"));
-        EXPECT_NE(told.find(c.named), std::string::npos) << told;
-        EXPECT_NE(told.find("CALL> "), std::string::npos) << "the last records of the log\n" << told;
-    }
+    for (EndCase const& c : kCases)
+        for (bool const probes : {false, true}) {
+            SCOPED_TRACE(c.module + std::string(probes ? ", probed" : ""));
+            Ended const ended =
+                RunHostile(ModuleFolder({"a_report", "filter", "reader", c.module}), probes ? L"/probe:6000" : L"");
+            if (probes && c.probed) {
+                ExpectRefused(ended, c.module, c.probed);
+                continue;
+            }
+            EXPECT_NE(ended.code, 0u);
+            std::string const told = c.hasRecord ? ended.errors : ended.log.substr(ended.log.rfind("CALL>"));
+            EXPECT_NE(told.find(c.named), std::string::npos) << told;
+            EXPECT_NE(told.find("CALL> "), std::string::npos) << "the last records of the log\n" << told;
+        }
 }
 
 TEST(Hostile, AModuleThatAHostSurvivesIsNamedAndTheOthersFinish)
@@ -127,21 +145,28 @@ TEST(Hostile, AModuleThatAHostSurvivesIsNamedAndTheOthersFinish)
         char const* module;
         char const* named;
         unsigned int code;
+        char const* probed = nullptr; ///< null: passes
     };
     constexpr SurvivedCase kCases[] = {
-        {"hostile_crash_main", "LoadLibrary fails on ", 0},
+        {"hostile_crash_main", "LoadLibrary fails on ", 0, ", in LoadLibrary\n"},
         {"hostile_throw_run", "ERR> ***<Hostile>: planned fault\n", 2},
         {"hostile_throw_init", "ERR> ***<Hostile>: planned fault\n", 0},
         {"hostile_left_init", "hostile_left_init.osx has left a thread behind and stays loaded\n", 0},
         {"hostile_memory_run", "RUN> Running <Hostile>", 0},
     };
-    for (SurvivedCase const& c : kCases) {
-        SCOPED_TRACE(c.module);
-        Ended const ended = RunHostile(ModuleFolder({"a_report", "filter", "reader", c.module}), L"");
-        EXPECT_EQ(ended.code, c.code);
-        EXPECT_NE(ended.log.find(c.named), std::string::npos) << ended.log;
-        EXPECT_NE(ended.log.find(">>>> Unloading <Report>..."), std::string::npos) << ended.log;
-    }
+    for (SurvivedCase const& c : kCases)
+        for (bool const probes : {false, true}) {
+            SCOPED_TRACE(c.module + std::string(probes ? ", probed" : ""));
+            Ended const ended =
+                RunHostile(ModuleFolder({"a_report", "filter", "reader", c.module}), probes ? L"/probe:6000" : L"");
+            if (probes && c.probed) {
+                EXPECT_NE(ended.log.find(c.probed, ended.log.find(kRefused)), std::string::npos) << ended.log;
+                continue;
+            }
+            EXPECT_EQ(ended.code, c.code);
+            EXPECT_NE(ended.log.find(c.named), std::string::npos) << ended.log;
+            EXPECT_NE(ended.log.find(">>>> Unloading <Report>..."), std::string::npos) << ended.log;
+        }
 }
 
 TEST(Hostile, AHostReportsOnRequestWhileItRuns)

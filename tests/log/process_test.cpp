@@ -93,6 +93,24 @@ TEST(Processes, NothingIsLostAtTheEndOfAProgram)
     EXPECT_EQ(file.Bytes(), "pendingfrom a static destructor\n");
 }
 
+TEST(Child, DISABLED_EndsWithLateRecords)
+{
+    static LogsInItsDestructor const last;
+    XCLogManager& manager = XCLogManager::Get();
+    XCSmartPtr<XCFileLogSubscriber> const file(new XCFileLogSubscriber(L"exit.log"));
+    ASSERT_TRUE(file->SetAsync().Good());
+    manager.AddSubscriber(file);
+    manager.GetOrAddChannel(L"exit").Write(1, L"late\n");
+    manager.GetOrAddChannel(L"exit").GetStream() << L"pending ";
+}
+
+TEST(Processes, LateRecordsArriveAtTheEndOfAProgram)
+{
+    log_test::ScratchFile const file("exit.log");
+    Child(L"EndsWithLateRecords", {});
+    EXPECT_EQ(file.Bytes(), "late\npending from a static destructor\n");
+}
+
 TEST(Child, DISABLED_TracesByTheEnvironment)
 {
     XCTrace::Msg(1, XCTrace::TraceConfig, L"o", L"error");

@@ -29,6 +29,66 @@ TEST(XCFileLogSubscriber, OpensLateAndWritesAsItStands)
     EXPECT_EQ(file.Bytes(), "new");
 }
 
+struct AsyncRow {
+    char const* fault;
+    XCLogAsync options;
+    int threads;
+    bool flushes;
+};
+
+TEST(XCFileLogSubscriber, AsyncKeepsEachThreadsOrderAndLosesOnlyWhatItCounts)
+{
+    AsyncRow const rows[] = {
+        {"lost at a flush", {}, 1, true},
+        {"lost at the destructor", {}, 4, false},
+        {"over the limit, or never woken at it", {100, XCLogWhenFull::Wait}, 4, false},
+        {"dropped without being counted", {64, XCLogWhenFull::Drop}, 2, true},
+        {"a limit of nothing never has room", {0, XCLogWhenFull::Wait}, 2, true},
+    };
+    constexpr int kEach = 200;
+    for (AsyncRow const& row : rows) {
+        ScratchFile const file("async.log");
+        FilePtr log(new XCFileLogSubscriber(file.Path()));
+        log->OnFlush(1, L"first\n");
+        ASSERT_TRUE(log->SetAsync(row.options).Good()) << row.fault;
+        std::vector<std::thread> threads;
+        for (int t = 0; t < row.threads; ++t)
+            threads.emplace_back([&, t] {
+                for (int i = 0; i < kEach; ++i) log->OnFlush(1, XCString().Format(L"%d %d\n", t, i));
+            });
+        for (std::thread& thread : threads) thread.join();
+        if (row.flushes) log->Flush();
+        auto const lost = static_cast<std::size_t>(log->GetFailureCount());
+        if (!row.flushes) log.Clear();
+        std::vector<std::string> const lines = log_test::Lines(file.Bytes());
+        ASSERT_EQ(lines.size() + lost, 1u + static_cast<std::size_t>(row.threads * kEach)) << row.fault;
+        EXPECT_TRUE(row.options.whenFull == XCLogWhenFull::Drop || lost == 0) << row.fault;
+        EXPECT_EQ(lines[0], "first") << row.fault;
+        std::vector<int> next(4, 0);
+        for (std::size_t i = 1; i < lines.size(); ++i) {
+            int thread = 0, number = 0;
+            ASSERT_EQ(std::sscanf(lines[i].c_str(), "%d %d", &thread, &number), 2) << row.fault << ": " << lines[i];
+            EXPECT_GE(number, next[static_cast<std::size_t>(thread)]) << row.fault;
+            next[static_cast<std::size_t>(thread)] = number + 1;
+        }
+    }
+}
+
+TEST(XCFileLogSubscriber, AsyncBlocksArriveOnTheirOwn)
+{
+    ScratchFile const file("async.log");
+    FilePtr const log(new XCFileLogSubscriber(file.Path()));
+    ASSERT_TRUE(log->SetAsync().Good());
+    for (char const* const text : {"a\n", "a\nb\n"}) { // the second one after the thread has slept
+        log->OnFlush(1, text[2] ? L"b\n" : L"a\n");
+        while (file.Bytes() != text) std::this_thread::yield(); // the time limit of the test is the fault
+    }
+    log->Close();
+    log->OnFlush(1, L"c\n");
+    log->Flush();
+    EXPECT_EQ(file.Bytes(), "a\nb\nc\n");
+}
+
 TEST(XCFileLogSubscriber, MissingFolderIsSeenAndTriedAgain)
 {
     ScratchFile const folder("missing_folder");
@@ -67,6 +127,27 @@ TEST(XCFileLogSubscriber, OneLineLayout)
     log->OnFlush(1, L"user=x\nERR> forged\r\n");
     log->OnFlush(1, L"no end");
     EXPECT_EQ(file.Bytes(), "user=x\\nERR> forged\r\nno end\n");
+}
+
+TEST(XCFileLogSubscriber, OneLineLayoutFindsWhatToWriteOutAtEachPlace)
+{
+    ScratchFile const file("places.log");
+    FilePtr const log(new XCFileLogSubscriber(file.Path(), XCLogOpen::Truncate, true, XCLogLayout::OneLine));
+    std::string expected;
+    for (auto const& [unit, written] : {std::pair(L'\x1F', "\\x1F"),
+                                        {L'\x7F', "\\x7F"},
+                                        {L'\\', "\\\\"},
+                                        {L'\x9F', "\\x9F"},
+                                        {L'\x2028', "\\u2028"},
+                                        {L'~', "~"},
+                                        {L'\xE9', "\xC3\xA9"}})
+        for (std::size_t at = 0; at < 19; ++at) {
+            XCString text(L' ', 19);
+            text.Set(at, unit);
+            log->OnFlush(1, text);
+            expected += std::string(at, ' ') + written + std::string(18 - at, ' ') + "\n";
+        }
+    EXPECT_EQ(file.Bytes(), expected);
 }
 
 TEST(XCJsonLogSubscriber, OneObjectARecord)

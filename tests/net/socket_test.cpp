@@ -208,7 +208,13 @@ TEST(Socket, NamesAreResolvedWithoutSurprises)
     EXPECT_TRUE(XCHost::Resolve(L"::1", 80, addresses).Good() && addresses.size() == 1);
     XCErrorID const own = XCHost::Resolve(XCHost::GetName(), 80, addresses, kLongMs); // asks the system
     EXPECT_TRUE(own.Good()) << CodeOf(own);
+    XCString name = L"old";
+    EXPECT_TRUE(XCHost::Reverse(XCIPAddress::Loopback(XCIPVersion::V6), name).Good() && name == L"localhost");
     XCSmartPtr<XCCancellation> const cancel(new XCCancellation);
+    if (!addresses.empty()) { // the same question back
+        XCErrorID const reverse = XCHost::Reverse(addresses[0].GetAddress(), name, kLongMs);
+        EXPECT_TRUE(reverse.Good() ? !name.IsNull() : reverse == XCErrHostNotFound && name.IsNull()) << CodeOf(reverse);
+    }
     cancel->Cancel();
     XCErrorID const cancelled = XCHost::Resolve(XCHost::GetName(), 80, addresses, kLongMs, cancel);
     EXPECT_TRUE(cancelled.Good() || cancelled == XCErrSocketCancelled) << CodeOf(cancelled);

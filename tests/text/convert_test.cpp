@@ -1,5 +1,7 @@
 #include "prelude.h"
 
+#include "text/Utf8.h"
+
 namespace {
 
 template <class Converter, class... Arguments>
@@ -96,6 +98,87 @@ TEST_F(Converters, RefuseWhatTheEncodingCannotHold)
         EXPECT_EQ(*static_cast<long const*>(error->GetParameterValue(error->GetParameterCount() - 1)), row.position);
         EXPECT_EQ(bytes, row.bytes) << row.fault;
     }
+}
+
+// The block-wise conversions against the definition, with a character of another length at each place of a text.
+
+std::string Spelled(std::vector<char32_t> const& codes)
+{
+    std::string bytes;
+    for (char32_t const c : codes) {
+        int const tails = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+        unsigned char const marks[] = {0, 0xC0, 0xE0, 0xF0};
+        bytes += static_cast<char>(marks[tails] | c >> (6 * tails));
+        for (int i = tails; i-- > 0;) bytes += static_cast<char>(0x80 | (c >> (6 * i) & 0x3F));
+    }
+    return bytes;
+}
+
+std::wstring InUnits(std::vector<char32_t> const& codes)
+{
+    std::wstring units;
+    for (char32_t const c : codes) {
+        if (c >= 0x10000) units += static_cast<wchar_t>(0xD7C0 + (c >> 10));
+        units += static_cast<wchar_t>(c < 0x10000 ? c : 0xDC00 + (c & 0x3FF));
+    }
+    return units;
+}
+
+constexpr char32_t kFills[] = {U'a', 0x416, 0x3042, 0x1F600};
+constexpr char32_t kOdd[] = {0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF, 0x10000, 0x10FFFF};
+
+TEST(Utf8Blocks, ACharacterOfAnotherLengthAtEachPlace)
+{
+    constexpr char kGuard = '#';
+    for (char32_t const fill : kFills)
+        for (char32_t const odd : kOdd)
+            for (std::size_t at = 0; at < 70; ++at) {
+                std::vector<char32_t> codes(at % 3 == 0 ? 70 : 41, fill);
+                codes[at % codes.size()] = codes[at * 7 % codes.size()] = odd;
+                std::wstring const units = InUnits(codes);
+                std::string const bytes = Spelled(codes);
+                std::string encoded(bytes.size() + 32, kGuard); // room for exactly the text, then the guard
+                std::size_t used = 0;
+                ASSERT_EQ(xc::text::EncodeUtf8(encoded.data(), units, used), bytes.size()) << at;
+                ASSERT_EQ(used, units.size());
+                ASSERT_TRUE(encoded == bytes + std::string(32, kGuard))
+                    << std::uint32_t{fill} << ' ' << std::uint32_t{odd} << ' ' << at;
+                std::wstring decoded(units.size() + 32, kGuard);
+                ASSERT_EQ(xc::text::DecodeUtf8(decoded.data(), units.size(), bytes, used), units.size());
+                ASSERT_TRUE(used == bytes.size() && decoded == units + std::wstring(32, kGuard)) << at;
+                ASSERT_EQ(xc::text::CountUtf8Bytes(units), bytes.size());
+                ASSERT_EQ(xc::text::CountUtf16Units(bytes), units.size());
+            }
+}
+
+TEST(Utf8Blocks, AFaultAtEachPlaceIsNamedWhereItStands)
+{
+    char const* const faults[] = {
+        "\x80",         "\xC0\x80",         "\xC1\xBF",         "\xC3", "\xE2\x82", "\xE0\x9F\xBF",
+        "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80", "\xFF", "\xE3\x81"};
+    for (char32_t const fill : kFills)
+        for (char const* const fault : faults)
+            for (std::size_t at = 0; at < 40; ++at) {
+                std::string const before = Spelled(std::vector<char32_t>(at, fill));
+                XCString text(L"before");
+                std::size_t errorAt = 0;
+                ASSERT_FALSE(
+                    xc::text::DecodeUtf8(text, before + fault + Spelled(std::vector<char32_t>(40, fill)), &errorAt));
+                ASSERT_EQ(All(errorAt, text), All(before.size(), XCString(L"before")))
+                    << std::uint32_t{fill} << ' ' << at;
+            }
+    for (char32_t const fill : kFills)
+        for (wchar_t const half : {L'\xD800', L'\xDFFF'})
+            for (std::size_t const at : {0u, 1u, 7u, 8u, 15u, 16u, 31u, 33u, 63u, 1022u, 1023u, 1024u, 1025u, 2048u}) {
+                std::wstring const before = InUnits(std::vector<char32_t>(at, fill));
+                std::string bytes("x");
+                std::wstring const units = before + half + L"abc";
+                ASSERT_EQ(xc::text::AppendUtf8Strictly(bytes, units), before.size());
+                bytes = "x";
+                xc::text::AppendUtf8(bytes, units);
+                ASSERT_EQ(bytes, "x" + Spelled(std::vector<char32_t>(at, fill)) + "\xEF\xBF\xBD" + "abc") << at;
+                ASSERT_EQ(bytes.size(), xc::text::CountUtf8Bytes(units) + 1);
+            }
 }
 
 TEST(XCStringConverter, MembersOfTheString)

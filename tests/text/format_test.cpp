@@ -160,6 +160,25 @@ TEST(XCStringFormat, ReplacesInPlaceAndReadsItself)
     EXPECT_TRUE(text.IsNull());
 }
 
+TEST(XCStringFormat, ShortWayAndLongWayAgree)
+{
+    // A flag that says nothing here leads the same values through the engine.
+    XCString text, same;
+    for (std::size_t length : {0u, 1u, 200u, 234u, 235u, 236u, 255u, 256u, 257u, 300u})
+        for (std::int64_t number : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN, INT64_MAX}) {
+            XCString const part(L'x', length);
+            text.Format(L"%d|%s%%", number, part);
+            same.Format(L"%-d|%-s%%", number, part);
+            ASSERT_EQ(text, same) << length;
+            ASSERT_EQ(XCString().Format(L"%s%u", part, std::uint64_t(number)).Capacity(),
+                      XCString().Format(L"%-s%-u", part, std::uint64_t(number)).Capacity());
+        }
+    EXPECT_EQ(text.Format(L"%u %d %s", -1, L"text", 5), XCString(L"4294967295 text 5"));
+    EXPECT_EQ(text.Format(L"%lld %lu %ls %l", 1, 2u, L"x"), XCString().Format(L"%-lld %-lu %-ls %l", 1, 2u, L"x"));
+    EXPECT_EQ(text.Format(L"%s%d", static_cast<wchar_t const*>(nullptr), 1), XCString(L"(null)1"));
+    EXPECT_EQ(text.Format(L"%s %d"), XCString(L"%s %d"));
+}
+
 TEST(PrintFormat, BuffersAreCutAndTerminated)
 {
     FormatValue const values[] = {FormatValue::Wide(L"ab\xD83D\xDE00z"), FormatValue::Narrow("narrow"),

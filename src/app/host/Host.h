@@ -4,13 +4,17 @@
 #include <XelbrinCore/XCApplicationWithPlugIns.h>
 #include <XelbrinCore/XCThreadPool.h>
 
+#include "app/host/LoadPolicy.h"
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
+#include "app/host/Probe.h"
+#include "app/host/Quarantine.h"
 #include "app/host/StopDeadline.h"
 #include "app/host/Unloader.h"
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <utility>
 
 /// The parts are plain classes; the application joins them to its virtual operations.
@@ -46,6 +50,13 @@ struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
 
     /// What of a module is still registered with the log or among the threads; null when nothing is.
     static wchar_t const* LeftBehindBy(void const* module);
+    /// The value, unless this process is the child of a probe: that one ends here.
+    template <class T>
+    static T const& AfterProbe(T const& value, void* module)
+    {
+        xc::host::RunProbeIfAsked(module, &LeftBehindBy);
+        return value;
+    }
 
     XCThreadPool& JobPool();
     /// @return false when jobs go on.
@@ -71,6 +82,11 @@ struct XCApplicationWithPlugIns::Host final : xc::host::StopActions {
     std::atomic<unsigned long> askingThread = 0;      ///< the one that hands on the quit request
     std::atomic<std::uint64_t> lastAsked = 0;         ///< the position of the plug-in that is or was asked last
     std::unique_ptr<xc::host::StopDeadline> deadline; ///< null while nobody has set one
+
+    std::unique_ptr<xc::host::Quarantine> quarantine; ///< null while nobody has set one
+    std::optional<XCProbeOptions> probe;
+    std::unique_ptr<xc::host::TrustSteps> trust;  ///< null while nobody has set a policy
+    std::unique_ptr<xc::host::LoadPolicy> policy; ///< the same
 
     // For the thread that loads and unloads:
     xc::host::ModuleSet modules{&LeftBehindBy};

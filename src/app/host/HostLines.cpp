@@ -45,7 +45,7 @@ void PrintFailure(XCString const& name, XCErrorID const& failure) noexcept
 }
 
 ModuleCall::ModuleCall(wchar_t const* operation, XCString const& name, XCString const& path) noexcept
-    : m_note(operation, name, path)
+    : m_journal(operation, path.View()), m_note(operation, name, path)
 {
     errors::SayIfPossible([&] { TellCall(operation, name, path); });
 }

@@ -4,6 +4,7 @@
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCString.h>
 
+#include "app/host/QuarantineJournal.h"
 #include "errors/RunningCalls.h"
 #include "errors/Sealed.h"
 
@@ -22,13 +23,15 @@ void PrintError(std::wstring_view text);
 void PrintFailure(XCString const& name, XCErrorID const& failure) noexcept;
 
 /// A call into a module: told at level 2 before it begins, and noted while it lasts, so that the one that never comes
-/// back has a name: `CALL> Init of <Reader> (PATH)`.
+/// back has a name: `CALL> Init of <Reader> (PATH)`. Kept in the journal of the run where there is one. The texts live
+/// until the call has ended.
 class ModuleCall {
 public:
     /// @param operation a literal.   @param name of the plug-in, visible; empty when it is not known yet.
     ModuleCall(wchar_t const* operation, XCString const& name, XCString const& path) noexcept;
 
 private:
+    JournaledCall m_journal; // outermost: the entry of a call that was given up stays open
     errors::RunningCall m_note;
 };
 

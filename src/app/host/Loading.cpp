@@ -184,6 +184,7 @@ try {
     XCString const shown = Visible(path);
     ModuleSet::Loaded& one = loaded.module.front();
     one.path = shown;
+    if (XCErrorID const allowed = CheckAllowed(path, shown, entryName); allowed.Bad()) return allowed;
     m_host->modules.Open(path, one);
     if (!one.module) {
         // The code of the system is read before anything else is called that may set it.
@@ -312,6 +313,7 @@ bool XCApplicationWithPlugIns::LoadAsAsked()
 
 int XCApplicationWithPlugIns::LoadAndRun()
 {
+    if (ShowQuarantineIfAsked()) return 0;
     bool loaded = LoadAsAsked();
     if (!loaded && m_host->list.IsEmpty()) loaded = LoadPlugInsFromDirectory(L".").Good();
     if (!loaded && m_host->list.IsEmpty()) {

@@ -19,9 +19,11 @@ constexpr std::size_t kModulesAtATime = 64;
 
 void ModuleSet::Open(std::wstring const& path, Loaded& one)
 {
+    RunJournal::Get().Enter(one.path.View());
     ModuleCall const noted(L"LoadLibrary", {}, one.path);
-    win32::Module module = win32::Module::Load(win32::SystemPath(path));
+    win32::Module module = win32::Module::Load(win32::SystemPath(path), m_isRestricted);
     if (module) ++m_shares[module.Get()];
+    if (module) RunJournal::Get().SetImage(one.path.View(), module.Get());
     one.module = std::move(module);
 }
 
@@ -44,13 +46,18 @@ void ModuleSet::Free(Loaded& one, unsigned long thread) noexcept
     auto const shares = m_shares.find(one.module.Get());
     if (shares == m_shares.end()) return;
     wchar_t const* left = nullptr;
-    if (--shares->second == 0) {
+    bool const isLast = --shares->second == 0;
+    if (isLast) {
         m_shares.erase(shares);
         left = thread != 0 ? L"a thread" : m_leftBehind(one.module.Get());
     }
     if (!left) {
-        ModuleCall const noted(L"FreeLibrary", {}, one.path);
-        return one.module.Free();
+        {
+            ModuleCall const noted(L"FreeLibrary", {}, one.path);
+            one.module.Free();
+        }
+        if (isLast) RunJournal::Get().SetImage(one.path.View(), nullptr);
+        return;
     }
     errors::SayIfPossible([&] { PrintError(one.path + L" has left " + left + L" behind and stays loaded"); });
     one.module.KeepLoaded();

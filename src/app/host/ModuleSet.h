@@ -35,6 +35,8 @@ public:
 
     /// Loads the module of an absolute path into `one`. Empty on failure, with the thread's last error.
     void Open(std::wstring const& path, Loaded& one);
+    /// From here on what modules link to is looked for as win32::RestrictSearch says.
+    void RestrictSearch() noexcept { m_isRestricted = true; }
     /// Whether `one` holds the only reference of this set to its module.
     [[nodiscard]] bool IsLast(Loaded const& one) const noexcept;
     /// Gives one reference back. A module that something in the process still needs stays loaded until the process ends,
@@ -49,6 +51,7 @@ private:
     void Free(Loaded& one, unsigned long thread) noexcept;
 
     LeftBehind m_leftBehind;
+    bool m_isRestricted = false;
     std::map<void*, std::size_t> m_shares; ///< references of this set, by the system's handle
     List m_kept;
 };

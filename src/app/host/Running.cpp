@@ -90,6 +90,7 @@ void NoteVanished(ThreadedState& state, RunOrder const& order)
 {
     state.SetEnded();
     xc::errors::ForgetCallsOf(state.threadId);
+    xc::host::RunJournal::Get().End(L"Run", order.path.View());
     PlugInAccess::SetStatus(*order.plugIn, XCPlugIn::StatusFinished);
     order.Fail(Sealed([] { return PlugInFailure(L"Run has ended its thread instead of returning"); }));
 }

@@ -30,19 +30,25 @@ using xc::host::PlugInRef;
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(int argumentCount, wchar_t const* const* arguments,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(argumentCount, arguments, subscriber, handleSignals, module), m_host(std::make_unique<Host>(*this)),
-      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
+    : XCApplication(Host::AfterProbe(argumentCount, module), arguments, subscriber, handleSignals, module),
+      m_host(std::make_unique<Host>(*this)), m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())),
+      m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
     SetStopDeadlineAsAsked();
+    SetQuarantineAsAsked();
+    SetProbeAsAsked();
 }
 
 XCApplicationWithPlugIns::XCApplicationWithPlugIns(XCString const& commandLine,
                                                    XCSmartPtr<XCLogSubscriberI> const& subscriber, bool handleSignals,
                                                    void* module)
-    : XCApplication(commandLine, subscriber, handleSignals, module), m_host(std::make_unique<Host>(*this)),
-      m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())), m_exitCode(std::make_shared<std::atomic<int>>(0))
+    : XCApplication(Host::AfterProbe(commandLine, module), subscriber, handleSignals, module),
+      m_host(std::make_unique<Host>(*this)), m_mainMenu(std::make_unique<XCUnitTest>(GetAppName())),
+      m_exitCode(std::make_shared<std::atomic<int>>(0))
 {
     SetStopDeadlineAsAsked();
+    SetQuarantineAsAsked();
+    SetProbeAsAsked();
 }
 
 XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
@@ -50,6 +56,7 @@ XCApplicationWithPlugIns::~XCApplicationWithPlugIns()
     if (m_host->deadline) m_host->deadline->BeginEnd();
     EndPlugIns();
     m_host->deadline.reset(); // its threads use the host
+    if (m_host->quarantine) m_host->quarantine->EndWell();
 }
 
 /// On the host's thread; on the deadline's when that one never comes back from a module.
@@ -85,6 +92,17 @@ XCUsageInfo XCApplicationWithPlugIns::GetUsageInfo() const
     usage.AddCmdLineArgDesc(L"stopDeadline:{milliseconds}",
                             L"After a request to exit, name each plug-in that has not answered in this time and go on "
                             L"without it. The exit code is 124 then.",
+                            false);
+    usage.AddCmdLineArgDesc(L"quarantine[:filename]",
+                            L"Skip the plug-ins that have brought earlier runs down. If no filename is specified, then "
+                            L"one in the temporary directory is used.",
+                            false);
+    usage.AddCmdLineArgDesc(L"quarantineList", L"List the plug-ins in quarantine, and end.", false);
+    usage.AddCmdLineArgDesc(L"quarantineClear[:filename]",
+                            L"Release the plug-in of this file from quarantine; all when no filename is specified.",
+                            false);
+    usage.AddCmdLineArgDesc(L"probe[:milliseconds]",
+                            L"Load each plug-in in a process of its own first, and refuse it when it fails there.",
                             false);
     return usage;
 }

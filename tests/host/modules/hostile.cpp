@@ -3,6 +3,7 @@
 #include <XelbrinCore/XCPlugIn.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <windows.h>
@@ -47,6 +48,18 @@ void Misbehave(std::wstring const& fault)
     if (fault == L"overflow") Overflows(0);
     if (fault == L"memory")
         (void)::VirtualAlloc(nullptr, std::size_t{2} << 30, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    if (fault == L"grow")
+        for (std::size_t mib = 0; mib < 2048; mib += 4, ::Sleep(1)) // as a leak does: a piece at a time, and used
+            if (void* const piece = ::VirtualAlloc(nullptr, 4u << 20, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE))
+                std::memset(piece, 1, 4u << 20);
+    if (fault == L"stray")
+        ::CloseHandle(::CreateThread(
+            nullptr, 0,
+            [](void*) -> DWORD {
+                Misbehave(L"crash");
+                return 0;
+            },
+            nullptr, 0, nullptr));
     if (fault == L"left")
         ::CloseHandle(::CreateThread(
             nullptr, 0,
@@ -84,6 +97,7 @@ public:
     {
         At(L"run");
         At(L"thread");
+        if (MyName() == L"stray_init") HangsHere(); // until its own thread has ended the process
     }
     void RequestExit(bool immediately) override
     {
