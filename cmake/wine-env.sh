@@ -86,6 +86,9 @@ up)
     [ -f "$prefix/.ready" ] || rm -rf "$prefix"
     choose_start
     [ -f "$prefix/.ready" ] || make_prefix
+    # Windows that nobody sees can be made without a screen; the desktop asks for its driver when it starts.
+    grep -qs '"Graphics"="null"' "$prefix/user.reg" ||
+        printf '\n[Software\\\\Wine\\\\Drivers]\n"Graphics"="null"\n' >>"$prefix/user.reg"
     # The first Windows process must not inherit the pipe of a test runner: services would keep it open for ever.
     wineserver -p >/dev/null 2>&1 || :
     $wine 'C:\windows\system32\wineboot.exe' </dev/null >/dev/null 2>&1

@@ -24,7 +24,8 @@ fi
 for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
     grep -q "$flag" <<<"$dump" || fail "not linked with $flag"
 done
-own='^(KERNEL32|msvcrt|ADVAPI32|USER32|ole32|OLEAUT32|bcrypt|DBGHELP|dbghelp|SHELL32|VERSION|WS2_32|libstdc\+\+-6|libgcc_s_seh-1|libwinpthread-1)\.dll$'
+# Not the library of windows: a process that has it hears no log-off and no shutdown at its console.
+own='^(KERNEL32|msvcrt|ADVAPI32|ole32|OLEAUT32|bcrypt|DBGHELP|dbghelp|SHELL32|VERSION|WS2_32|libstdc\+\+-6|libgcc_s_seh-1|libwinpthread-1)\.dll$'
 foreign=$(awk '/DLL Name:/ {print $3}' <<<"$dump" | grep -vE "$own")
 [ -z "$foreign" ] || fail "needs $foreign"
 x86_64-w64-mingw32-objdump -h "$1" | grep -q '\.rsrc' || fail "no resources"

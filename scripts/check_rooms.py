@@ -55,6 +55,7 @@ HEADER_ROOM = {
     "XCBlob.h": "data", "XCMarshal.h": "data", "XCUntypedVector.h": "data",
     "XCSync.h": "sync", "XCStopWatch.h": "sync", "XCProgress.h": "sync", "XCThread.h": "sync", "XCFuture.h": "sync",
     "XCThreadDump.h": "sync", "XCSignals.h": "debug",
+    "XCAssert.h": "debug", "XCLockOrder.h": "debug",
     "XCPath.h": "files", "XCFileInfo.h": "files", "XCFile.h": "files", "XCFileStream.h": "files",
     "XCSaveFile.h": "files",
     "XCDirectory.h": "files", "XCDirectoryWalker.h": "files",
@@ -73,7 +74,8 @@ HEADER_ROOM = {
     "XCConfigParts.h": "app/config", "XCCommaSeparatedValues.h": "app/config",
     "XCPlugIn.h": "app/host", "XCAppTimer.h": "app/host",
     "XCApplication.h": "app/host", "XCApplicationBase.h": "app/host", "XCApplicationWithPlugIns.h": "app/host",
-    "XCConsoleInfo.h": "app/host", "XCModuleSafety.h": "app/host", "XCUnitTest.h": "unittest",
+    "XCConsoleInfo.h": "app/host", "XCModuleSafety.h": "app/host", "XCService.h": "app/host",
+    "XCEventLog.h": "app/host", "XCUnitTest.h": "unittest",
 }
 # Files above all rooms: the umbrella, and the constants of all exported classes.
 ABOVE_ALL = {"include/XelbrinCore/XelbrinCore.h", "src/ExportedConstants.cpp"}

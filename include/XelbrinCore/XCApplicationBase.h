@@ -11,7 +11,8 @@
 //          on one line, and have control characters written out: no text from a file or a module can forge a line.
 // FAILURES A file or directory that is missing or broken is printed and the program goes on: construction throws only
 //          when memory or objects of the system run out, and leaves nothing behind.
-// EXIT     A console signal (Ctrl-C, Ctrl-Break, close, shutdown) or PostExitRequest sets the process's quit flag.
+// EXIT     A console signal (Ctrl-C, Ctrl-Break, close), log-off, shutdown or PostExitRequest sets the process's quit
+//          flag. Where the system kills the process after it, the logs are written out before, and the exit code is 124.
 // THREADS  Build, use and destroy applications on one thread; RequestExit, PostExitRequest, GetApp, the streams and the
 //          readers may be called from any while the application lives.
 // COST     Construction and end: a few hundred microseconds, most of it for the system's answers (files, registry).
@@ -49,7 +50,7 @@ class XC_API XCApplication {
 public:
     /// @param arguments     stays the caller's and must live as long as the application; entry 0 is the program name.
     /// @param subscriber    receives the application channel; null: a console subscriber, unless "noconsole" is given.
-    /// @param handleSignals whether console signals set the quit flag of the process.
+    /// @param handleSignals whether console signals and the end of the session set the quit flag of the process.
     XCApplication(int argumentCount, wchar_t const* const* arguments,
                   XCSmartPtr<XCLogSubscriberI> const& subscriber = {}, bool handleSignals = true);
     /// From one command line, program name first: GetCommandLineW() of the system.

@@ -80,6 +80,14 @@ enum XCCoreError : long {
     XCErrOptionYesOrNo = 521,        ///< neither yes nor no (option, value)
     XCErrOptionOneOf = 522,          ///< none of the words that are possible (option, value, the words)
     XCErrOptionChecked = 523,        ///< refused by a check of the program (option, value, what it expects)
+    XCErrServiceNotInstalled = 530,  ///< a service is not entered (name, system error, its words)
+    XCErrServiceNotRemoved = 531,    ///< a service is not taken out (name, system error, its words)
+    XCErrServiceRights = 532,        ///< the account may not change services (name, system error, its words)
+    XCErrServiceExists = 533,        ///< a service of this name is there (name)
+    XCErrServiceMissing = 534,       ///< there is no such service (name)
+    XCErrServiceNotStopped = 535,    ///< a service that was to be removed goes on (name, seconds)
+    XCErrServiceNoManager = 536,     ///< not started by the service manager (name, system error, its words)
+    XCErrServiceName = 537,          ///< a text that is no name of a service (the text)
     // 600-699 configuration
     XCErrConfigCannotRead = 600,       ///< a file is missing or cannot be read (file, system error, its words)
     XCErrConfigCannotWrite = 601,      ///< not written; the old one is untouched (file, system error, its words)
@@ -90,6 +98,9 @@ enum XCCoreError : long {
     XCErrLogCannotOpen = 700, ///< a log file cannot be opened (file, system error, words)
     XCErrLogPattern = 701,    ///< a layout pattern is wrong at a position (pattern, position from 1)
     XCErrLogLevel = 702,      ///< the level of a channel is no level (channel, text)
+    XCErrEventSource = 710,   ///< a source of the event log is not entered or taken out (name, system error, words)
+    XCErrEventRights = 711,   ///< the account may not enter sources of the event log (name, system error, words)
+    XCErrEventWrite = 712,    ///< an event was not written (source, system error, words)
     // 800-899 patterns
     // 900-999 conditions; the first parameter is the position in the text, the second what was found there
     XCErrConditionOperator = 900,    ///< an operator was expected

@@ -5,6 +5,7 @@
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCApplicationBase.h>
 #include <XelbrinCore/XCApplicationWithPlugIns.h>
+#include <XelbrinCore/XCAssert.h>
 #include <XelbrinCore/XCBinaryReader.h>
 #include <XelbrinCore/XCBinaryWriter.h>
 #include <XelbrinCore/XCBlob.h>
@@ -36,6 +37,7 @@
 #include <XelbrinCore/XCError.h>
 #include <XelbrinCore/XCErrorCode.h>
 #include <XelbrinCore/XCErrorID.h>
+#include <XelbrinCore/XCEventLog.h>
 #include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCExport.h>
 #include <XelbrinCore/XCFile.h>
@@ -52,6 +54,7 @@
 #include <XelbrinCore/XCLineFault.h>
 #include <XelbrinCore/XCLocale.h>
 #include <XelbrinCore/XCLocaleCollator.h>
+#include <XelbrinCore/XCLockOrder.h>
 #include <XelbrinCore/XCLog.h>
 #include <XelbrinCore/XCLogChannel.h>
 #include <XelbrinCore/XCLogField.h>
@@ -80,6 +83,7 @@
 #include <XelbrinCore/XCSaveFile.h>
 #include <XelbrinCore/XCSchedule.h>
 #include <XelbrinCore/XCScheduler.h>
+#include <XelbrinCore/XCService.h>
 #include <XelbrinCore/XCSignals.h>
 #include <XelbrinCore/XCSocket.h>
 #include <XelbrinCore/XCSocketServer.h>

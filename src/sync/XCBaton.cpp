@@ -12,6 +12,7 @@
 #include <XelbrinCore/XCSync.h>
 
 #include "sync/KernelLock.h"
+#include "sync/LockOrder.h"
 #include "win32/UniqueHandle.h"
 
 namespace {
@@ -33,6 +34,7 @@ XCBaton::XCBaton() : m_mutex(nullptr), m_event(nullptr)
 
 XCBaton::~XCBaton()
 {
+    if (xc::sync::WatchesLocks()) xc::sync::ForgetLock(this);
     // A holder that is about to leave is still inside its call; its handles are closed only after it.
     ::WaitForSingleObject(m_mutex, INFINITE);
     xc::sync::Close(m_event);
@@ -45,9 +47,11 @@ bool XCBaton::Lock(unsigned int turn)
     // Without the mutex: a turn that is over never comes back, so an old value can only let the call go on and look
     // properly.
     if (turn <= m_turn) return false;
+    xc::sync::LockNote note(this, xc::sync::LockKind::Baton);
     xc::sync::TakeMutex(m_mutex);
     while (m_turn < turn - 1) AwaitPulse();
     m_turn = turn; // back, for a second holder of this turn that comes after later ones
+    note.Keep();
     return true;
 }
 
@@ -65,6 +69,7 @@ void XCBaton::AwaitPulse() const
 
 void XCBaton::Unlock() noexcept
 {
+    if (xc::sync::WatchesLocks()) xc::sync::NoteUnlock(this);
     ::PulseEvent(m_event);
     ::ReleaseMutex(m_mutex);
 }

@@ -8,6 +8,7 @@
 #include <XelbrinCore/XCSync.h>
 
 #include "sync/KernelLock.h"
+#include "sync/LockOrder.h"
 
 #include <windows.h>
 
@@ -24,17 +25,25 @@ XCString const& NameOf(XCString const& name)
 
 } // namespace
 
-XCMutex::XCMutex(XCString const& name, bool owned) : m_handle(xc::sync::NewMutex(NameOf(name), owned)) {}
+XCMutex::XCMutex(XCString const& name, bool owned) : m_handle(xc::sync::NewMutex(NameOf(name), owned))
+{
+    // One with a name may belong to others already.
+    if (owned && NameOf(name).IsNull() && xc::sync::WatchesLocks())
+        xc::sync::NoteTaken(this, xc::sync::LockKind::Mutex);
+}
 
 XCMutex::~XCMutex()
 {
+    if (xc::sync::WatchesLocks()) xc::sync::ForgetLock(this);
     xc::sync::Close(m_handle);
 }
 
 bool XCMutex::lock(unsigned int timeout)
 {
+    xc::sync::LockNote note(this, xc::sync::LockKind::Mutex, timeout != 0);
     unsigned int const result = xc::sync::WaitFor(m_handle, timeout);
-    if (result == WAIT_ABANDONED) unlock(); // the wait did take it
+    if (result == WAIT_ABANDONED) xc::sync::GiveMutex(m_handle); // the wait did take it
+    if (result == WAIT_OBJECT_0) note.Keep();
     return result == WAIT_OBJECT_0;
 }
 
@@ -46,6 +55,7 @@ void XCMutex::lock()
 void XCMutex::unlock()
 {
     xc::sync::GiveMutex(m_handle);
+    if (xc::sync::WatchesLocks()) xc::sync::NoteUnlock(this);
 }
 
 unsigned int xc::sync::Take(XCMutex& mutex)

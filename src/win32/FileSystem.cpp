@@ -116,6 +116,11 @@ unsigned long RenameOver(SystemPath const& from, SystemPath const& to, Patience&
     }
 }
 
+unsigned long EnterFolder(SystemPath const& path) noexcept
+{
+    return ::SetCurrentDirectoryW(path.ForSystem()) ? 0 : ::GetLastError();
+}
+
 unsigned long RemoveFile(SystemPath const& path) noexcept
 {
     if (::DeleteFileW(path.ForSystem())) return 0;

@@ -48,6 +48,8 @@ inline unsigned long RenameOver(SystemPath const& from, SystemPath const& to) no
     Patience once;
     return RenameOver(from, to, once);
 }
+/// Makes a folder the current one of the process.
+unsigned long EnterFolder(SystemPath const& path) noexcept;
 /// Deletes a file, one that is read-only too.
 unsigned long RemoveFile(SystemPath const& path) noexcept;
 /// Creates a folder and the folders above it. 0 also when it is there already.

@@ -68,6 +68,22 @@ void ReportLate(errors::CallNote const& note) noexcept
     });
 }
 
+void NameLate(wchar_t const* cause, unsigned int milliseconds) noexcept
+{
+    errors::SayIfPossible([&] {
+        XCString title, calls;
+        title.Format(L"%ls, and the program has not ended within %u ms", cause, milliseconds);
+        PrintError(title);
+        std::vector<errors::CallNote> room(64);
+        for (errors::CallNote const& note : LateCalls(room, 0)) {
+            XCString const who = WhoIsLate(note);
+            PrintError(who);
+            calls += (calls.IsNull() ? XCString() : XCString(L"\n")) + who;
+        }
+        errors::AppendToErrorLog(title, calls);
+    });
+}
+
 void ReportAll() noexcept
 {
     errors::SayIfPossible([] {

@@ -16,6 +16,10 @@ std::vector<errors::CallNote> LateCalls(std::vector<errors::CallNote>& room, std
 /// record of the error log. Without memory it is dropped.
 void ReportLate(errors::CallNote const& note) noexcept;
 
+/// An error line that the process is ended from outside after a time, and one for each call into a module that is under
+/// way; one record of the error log. No stacks: there is no time for them. Without memory it is dropped.
+void NameLate(wchar_t const* cause, unsigned int milliseconds) noexcept;
+
 /// All threads, to the log and as one record to the error log. Without memory it is dropped.
 void ReportAll() noexcept;
 

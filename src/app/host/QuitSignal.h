@@ -6,11 +6,14 @@
 
 namespace xc::host {
 
+/// The exit code of a process that had to be ended before its end.
+inline constexpr unsigned int kExitTooLate = 124;
+
 void RequestQuit() noexcept;
 void ClearQuit() noexcept;
 bool IsQuitRequested() noexcept;
 
-/// Console signals (Ctrl-C, Ctrl-Break, close, shutdown) set the quit flag as long as one of these lives.
+/// Ctrl-C, Ctrl-Break, a closed console, log-off and shutdown set the quit flag as long as one of these lives.
 class QuitOnConsoleSignal {
 public:
     QuitOnConsoleSignal();

@@ -4,6 +4,7 @@
 // thread is looked at every 200 ms at the latest: it has ended when Run has returned, or when the thread itself is gone,
 // because Run may have ended it. From the first start on nothing here fails for want of memory: messages are dropped.
 // What runs on a plug-in's thread uses nothing of the host, since a plug-in that ignores the request outlives it.
+#include <XelbrinCore/XCService.h>
 #include <XelbrinCore/XCUnitTest.h>
 
 #include "app/host/Host.h"
@@ -133,6 +134,7 @@ void ForgetExitRequest(std::vector<PlugInRef> const& list)
 int XCApplicationWithPlugIns::Run()
 {
     std::vector<PlugInRef> const list = m_host->list.InOrderOfDependency();
+    XCService::SetRunning(); // what was to be loaded is there
     if (!IsExitRequested()) {
         m_host->exitAsked = false;
         ForgetExitRequest(list);

@@ -9,6 +9,7 @@
 // application that was constructed last among those alive; no foreign code runs under the section.
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCException.h>
+#include <XelbrinCore/XCLockOrder.h>
 
 #include "app/host/ApplicationMembers.h"
 #include "app/host/HostLines.h"
@@ -90,6 +91,8 @@ void XCApplication::Construct(XCSmartPtr<XCLogSubscriberI> const& subscriber, bo
     xc::log::SetApplicationTraceLevel(m_traceLevel);
     try {
         SetUpLog(subscriber);
+        // For a program that hangs where no debugger may go: to the end of the process.
+        if (xc::win32::ReadEnvironment(L"XC_LOCK_ORDER")) (void)XCLockOrder::Start();
         Register();
         // After the registration: a signal that comes at once finds the application that it is to end.
         if (handleSignals) m_members->signals.emplace();
