@@ -2,7 +2,7 @@
 """check_docs.py [apply]: the pages tell what the sources say; `apply` rewrites what a page takes from them.
 
 - The code block after a line "<!-- quoted: FILE -->" is that file, to the letter.
-- docs/error-codes.md lists the library's own errors as XCError.h and core.mc have them.
+- docs/error-codes.md lists the library's own errors as XCCoreError.h and core.mc have them.
 - XelbrinCore.h includes every public header.
 - A link of a page to a file leads to one.
 - The table of rooms in docs/architecture.md is the one that check_rooms.py judges by, and the picture of the includes
@@ -23,7 +23,7 @@ LINK = re.compile(r"\]\((?!https?:|#)([^)#]+)")
 
 ERROR_PAGE = """# Error codes
 
-The library's own errors. `XCErrorID` converts to the code; the names are those of `XCCoreError` in `XCError.h`. A code
+The library's own errors. `XCErrorID` converts to the code; the names are those of `XCCoreError` in `XCCoreError.h`. A code
 never changes its meaning. The texts stand in the message table of the DLL, in English and French; `{1}`, `{2}` are the
 error's parameters in their order. Errors of the operating system (`XCWinLastError`) carry the system's code and text.
 
@@ -36,7 +36,7 @@ A dash for the text means that the error brings its own, made where it happened.
 
 def error_names():
     """(code, name, meaning) of each enumerator of XCCoreError."""
-    text = (HEADERS / "XCError.h").read_text(encoding="utf-8")
+    text = (HEADERS / "XCCoreError.h").read_text(encoding="utf-8")
     body = re.search(r"enum XCCoreError : long \{(.*?)\n\};", text, re.S).group(1)
     found = re.findall(r"(XCErr\w+) = (\d+),(?:[ \t]*///< (.*))?", body)
     return [(int(code), name, meaning) for name, code, meaning in found]
@@ -69,7 +69,7 @@ def error_page(faults):
     names, texts, used = error_names(), english_texts(), severities()
     codes = [code for code, _, _ in names]
     faults += [f"core.mc: message {code} belongs to no name of XCCoreError" for code in texts if code not in codes]
-    faults += [f"XCError.h: {name} has no meaning beside it" for _, name, meaning in names if not meaning]
+    faults += [f"XCCoreError.h: {name} has no meaning beside it" for _, name, meaning in names if not meaning]
     faults += [f"core.mc: {name} has no text" for code, name, _ in names if code not in texts]
     rows = [f"| {code} | `{name}` | {', '.join(sorted(used.get(name, {'Error'})))} | {meaning} "
             f"| {numbered(texts[code]) if code in texts else '–'} |" for code, name, meaning in names]

@@ -47,7 +47,7 @@ HEADER_ROOM = {
     "XCLocale.h": "encoding", "XCStringStream.h": "encoding",
     "XCTimeZone.h": "errors",
     "XCFormatContext.h": "errors", "XCDouble.h": "errors", "XCErrorID.h": "errors",
-    "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors", "XCResult.h": "errors",
+    "XCCoreError.h": "errors", "XCError.h": "errors", "XCException.h": "errors", "XCMessageSource.h": "errors", "XCResult.h": "errors",
     "XCErrorCode.h": "errors",
     "XCDateTime.h": "datetime", "XCChrono.h": "datetime", "XCOldDateTime.h": "datetime", "XCDateAndTime.h": "datetime",
     "XCDateEx.h": "datetime", "XCTimeEx.h": "datetime", "XCDateTimeEx.h": "datetime", "XCDurationEx.h": "datetime",
