@@ -26,6 +26,7 @@
 #include <XelbrinCore/XCConfigLayers.h>
 #include <XelbrinCore/XCConfigParts.h>
 #include <XelbrinCore/XCConsoleInfo.h>
+#include <XelbrinCore/XCCoreError.h>
 #include <XelbrinCore/XCDateAndTime.h>
 #include <XelbrinCore/XCDateEx.h>
 #include <XelbrinCore/XCDateTime.h>
