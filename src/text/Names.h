@@ -116,22 +116,17 @@ std::uint32_t HashLanes(wchar_t const* units, std::size_t n, std::uint64_t seed,
     return HashLanes(units, n, seed, FoldLanes);
 }
 
-[[gnu::noinline]] inline std::uint32_t HashUnitsFolded(wchar_t const* units, std::size_t n, std::uint64_t seed)
-{
-    // Taken for ASCII in the same way.
-    std::uint64_t all = 0;
-    std::uint32_t const hash = HashLanes(units, n, seed, [&all](std::uint64_t lanes) {
-        all |= lanes;
-        return FoldAsciiLanes(lanes);
-    });
-    return (all & kNotAscii) == 0 ? hash : HashByTable(units, n, seed);
-}
-
 /// Equal for names that are the same when both are in upper case. Names that collide cannot be made up without the
 /// seed.
 inline std::uint32_t HashFolded(std::wstring_view const& name, std::uint64_t seed)
 {
-    return HashUnitsFolded(name.data(), name.size(), seed);
+    // Taken for ASCII in the same way.
+    std::uint64_t all = 0;
+    std::uint32_t const hash = HashLanes(name.data(), name.size(), seed, [&all](std::uint64_t lanes) {
+        all |= lanes;
+        return FoldAsciiLanes(lanes);
+    });
+    return (all & kNotAscii) == 0 ? hash : HashByTable(name.data(), name.size(), seed);
 }
 
 /// Differs from one process to the next, so that no file can be written to make lookups slow.
