@@ -30,7 +30,7 @@ public:
     }
 
     /// The first entry of that name, or the list's end.
-    [[nodiscard]] Iterator Find(std::wstring_view name) const
+    [[nodiscard]] Iterator Find(std::wstring_view const& name) const
     {
         Slot const& slot = m_slots[Place(HashFolded(name, m_seed), name)];
         return slot.state == State::Free ? m_end : slot.entry;
@@ -79,7 +79,7 @@ private:
     [[nodiscard]] std::size_t Home(std::uint32_t hash) const noexcept { return hash & (m_slots.size() - 1); }
 
     /// The slot of that name, or the free one where it would stand.
-    [[nodiscard]] std::size_t Place(std::uint32_t hash, std::wstring_view name) const
+    [[nodiscard]] std::size_t Place(std::uint32_t hash, std::wstring_view const& name) const
     {
         std::size_t place = Home(hash);
         for (; m_slots[place].state != State::Free; place = Next(place))

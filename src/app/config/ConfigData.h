@@ -160,20 +160,27 @@ inline std::wstring_view NameOf(XCConfigSection const& section) noexcept
 /// A line at the end of the section, not yet in its index.
 XCConfigLine& AppendLine(XCConfigSection& section);
 /// The first line with the key, or the end of the list.
-Lines::iterator FindLine(XCConfigSection& section, std::wstring_view key);
+Lines::iterator FindLine(XCConfigSection& section, std::wstring_view const& key);
 /// The first section of the name, or the end of the list.
-Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name);
+Sections::iterator FindSection(XCConfigFile& file, std::wstring_view const& name);
 /// The line that lookups find, or null. Under the lock of the file.
-XCConfigLine const* FindLine(XCConfigFile const& file, std::wstring_view section, std::wstring_view key);
+XCConfigLine const* FindLine(XCConfigFile const& file, std::wstring_view const& section, std::wstring_view const& key);
 /// Loads a file; a malformed one is an error that tells its line. Bad: `file` stays as it was.
 XCErrorID LoadFile(XCString const& fileName, XCSmartPtr<XCConfigFile>& file);
 /// The next lookup makes a new index.
 void ForgetIndex(XCConfigSection* section) noexcept;
 void ForgetIndex(XCConfigFile* file) noexcept;
 
+/// The same view, read the way in which its maker has written it: half by half. A parameter would be copied whole, by a
+/// vector, and that copy waits until both halves have reached the cache, which takes longer than a lookup's hash.
+inline std::wstring_view ByHalves(std::wstring_view const& view) noexcept
+{
+    return {view.data(), view.size()};
+}
+
 /// The first of a list of few entries with the name.
 template <class Iterator, class NameOf>
-Iterator FindAmongFew(Iterator begin, Iterator end, std::wstring_view name, NameOf const& nameOf)
+Iterator FindAmongFew(Iterator begin, Iterator end, std::wstring_view const& name, NameOf const& nameOf)
 {
     for (; begin != end; ++begin)
         if (text::IsSameNameFolded(nameOf(*begin), name)) break;

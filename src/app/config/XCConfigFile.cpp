@@ -15,6 +15,7 @@
 #include <cstring>
 
 using xc::config::Access;
+using xc::config::ByHalves;
 using xc::config::FileData;
 using xc::config::LazyComments;
 using xc::config::LazyText;
@@ -50,7 +51,7 @@ FileData::FileData(XCString name)
 }
 FileData::~FileData() = default;
 
-Sections::iterator FindSection(XCConfigFile& file, std::wstring_view name)
+Sections::iterator FindSection(XCConfigFile& file, std::wstring_view const& name)
 {
     FileData& data = Access::Of(file);
     Sections& sections = data.sections;
@@ -260,7 +261,8 @@ void XCConfigFile::SetEncoding(Encoding encoding)
 
 // Lookups and values --------------------------------------------------------------------------------------------
 
-XCConfigLine const* xc::config::FindLine(XCConfigFile const& file, std::wstring_view section, std::wstring_view key)
+XCConfigLine const* xc::config::FindLine(XCConfigFile const& file, std::wstring_view const& section,
+                                         std::wstring_view const& key)
 {
     auto& self = const_cast<XCConfigFile&>(file); // the indices change under the lock only
     auto const found = FindSection(self, section);
@@ -272,14 +274,14 @@ XCConfigLine const* xc::config::FindLine(XCConfigFile const& file, std::wstring_
 XCString XCConfigFile::GetString(std::wstring_view section, std::wstring_view key, std::wstring_view defaultValue) const
 {
     XCConfigLock const lock(*this);
-    XCConfigLine const* const line = xc::config::FindLine(*this, section, key);
-    return line ? Access::Of(*line).value.AsString() : XCString(defaultValue);
+    XCConfigLine const* const line = xc::config::FindLine(*this, ByHalves(section), ByHalves(key));
+    return line ? Access::Of(*line).value.AsString() : XCString(ByHalves(defaultValue));
 }
 
 long XCConfigFile::GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const
 {
     XCConfigLock const lock(*this);
-    XCConfigLine const* const line = xc::config::FindLine(*this, section, key);
+    XCConfigLine const* const line = xc::config::FindLine(*this, ByHalves(section), ByHalves(key));
     return line ? Access::Of(*line).value.AsString().AsLong() : defaultValue;
 }
 

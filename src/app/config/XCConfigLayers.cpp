@@ -21,6 +21,7 @@
 #include <string>
 
 using xc::config::Access;
+using xc::config::ByHalves;
 
 struct XCConfigLayers::Data {
     struct Layer {
@@ -34,7 +35,7 @@ struct XCConfigLayers::Data {
 
     /// Calls `read` with the line of the first layer that has the key, under its lock. False: no layer has it.
     template <class Read>
-    bool Find(std::wstring_view section, std::wstring_view key, Read const& read) const
+    bool Find(std::wstring_view const& section, std::wstring_view const& key, Read const& read) const
     {
         for (Layer const& layer : layers) {
             // The line is used under the lock alone: its file may be edited at any time.
@@ -193,20 +194,20 @@ XCString XCConfigLayers::GetString(std::wstring_view section, std::wstring_view 
                                    std::wstring_view defaultValue) const
 {
     XCString value;
-    bool const found = m_data->Find(section, key, [&value](XCString const& text) { value = text; });
+    bool const found = m_data->Find(ByHalves(section), ByHalves(key), [&value](XCString const& text) { value = text; });
     return found ? value : XCString(defaultValue);
 }
 
 long XCConfigLayers::GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const
 {
     long value = defaultValue;
-    m_data->Find(section, key, [&value](XCString const& text) { value = text.AsLong(); });
+    m_data->Find(ByHalves(section), ByHalves(key), [&value](XCString const& text) { value = text.AsLong(); });
     return value;
 }
 
 bool XCConfigLayers::Has(std::wstring_view section, std::wstring_view key) const
 {
-    return m_data->Find(section, key, [](XCString const&) {});
+    return m_data->Find(ByHalves(section), ByHalves(key), [](XCString const&) {});
 }
 
 // Origins -------------------------------------------------------------------------------------------------------

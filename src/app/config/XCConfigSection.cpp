@@ -38,7 +38,7 @@ XCConfigLine& AppendLine(XCConfigSection& section)
 
 // A lookup counts as reading, yet it may make the index: all callers hold the lock of the file, readers as well. The
 // first of several lines with one key is the one that counts, in the index as in the walk.
-Lines::iterator FindLine(XCConfigSection& section, std::wstring_view key)
+Lines::iterator FindLine(XCConfigSection& section, std::wstring_view const& key)
 {
     SectionData& data = Access::Of(section);
     Lines& lines = data.lines;

@@ -26,22 +26,20 @@ XCString WordsOfExit(unsigned long code)
 
 XCString WhyRefused(ProbeResult const& result, XCProbeOptions const& options)
 {
-    using End = ProbeResult::End;
-    using Stage = ProbeResult::Stage;
-    if (result.end == End::NotStarted)
+    if (result.end == ProbeResult::End::NotStarted)
         return L"no process can be started for it: " + errors::SystemWords(result.exitCode, {});
     XCString words;
-    if (result.end == End::TimedOut)
+    if (result.end == ProbeResult::End::TimedOut)
         words.Format(L"does not return within %u ms", options.timeoutMs);
-    else if (result.end == End::TooMuchMemory)
+    else if (result.end == ProbeResult::End::TooMuchMemory)
         words.Format(L"takes more than %llu MB", static_cast<unsigned long long>(options.memoryBytes >> 20));
-    else if (result.stage == Stage::Passed)
+    else if (result.stage == ProbeResult::Stage::Passed)
         return {};
-    else if (result.stage == Stage::Refused)
+    else if (result.stage == ProbeResult::Stage::Refused)
         words = result.text;
     else
         words = WordsOfExit(result.exitCode);
-    if (result.stage == Stage::NotBegun) return words + L", before a host was there to load it";
+    if (result.stage == ProbeResult::Stage::NotBegun) return words + L", before a host was there to load it";
     return words + L", in " + result.call;
 }
 
