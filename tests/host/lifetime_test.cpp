@@ -11,21 +11,25 @@ namespace {
 
 using namespace xc_test;
 
-/// Posts the quit request after some milliseconds, from a thread of its own.
+/// Posts the quit request after some milliseconds, from a thread of its own. It has begun before modules are loaded: one
+/// that comes up among them keeps words of theirs on its stack, and counts as theirs.
 struct QuitAfter {
     explicit QuitAfter(unsigned int ms)
-        : thread(new XCThread(XCMakeCallback([ms] {
+        : thread(new XCThread(XCMakeCallback([this, ms] {
+              begun = true;
               XCThread::Sleep(ms);
               XCApplication::PostExitRequest();
           })))
     {
         EXPECT_TRUE(thread->Start().Good());
+        while (!begun) XCThread::Sleep(0);
     }
     ~QuitAfter()
     {
         thread->Join();
         XCApplication::ClearExitRequest();
     }
+    std::atomic<bool> begun{false};
     XCSmartPtr<XCThread> thread;
 };
 
