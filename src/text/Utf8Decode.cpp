@@ -176,13 +176,13 @@ bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt)
         // the decoder stops at the first bad byte. Malformed bytes may count double, and no text has more units than
         // bytes.
         std::string_view const rest = bytes.substr(used);
-        XCString whole;
-        whole.Reserve(units + std::min(CountUtf16Units(rest), rest.size()) + 1);
-        CopyUnits(StringAccess::Units(whole), fresh.AsWChar(), units);
+        // The block for ASCII goes first: both at once would be twice the memory that the text takes.
+        fresh = XCString();
+        fresh.Reserve(units + std::min(CountUtf16Units(rest), rest.size()) + 1);
+        WidenBytes(StringAccess::Units(fresh), bytes.substr(0, units));
         std::size_t more = 0;
-        units += DecodeUtf8(StringAccess::Units(whole) + units, whole.Capacity() - units, rest, more);
+        units += DecodeUtf8(StringAccess::Units(fresh) + units, fresh.Capacity() - units, rest, more);
         used += more;
-        fresh.Swap(whole);
     }
     if (used != bytes.size()) {
         if (errorAt) *errorAt = used;
