@@ -179,7 +179,7 @@ bool DecodeUtf8(XCString& result, std::string_view bytes, std::size_t* errorAt)
         // The block for ASCII goes first: both at once would be twice the memory that the text takes.
         fresh = XCString();
         fresh.Reserve(units + std::min(CountUtf16Units(rest), rest.size()) + 1);
-        WidenBytes(StringAccess::Units(fresh), bytes.substr(0, units));
+        WidenAsciiRun(StringAccess::Units(fresh), bytes.data(), units);
         std::size_t more = 0;
         units += DecodeUtf8(StringAccess::Units(fresh) + units, fresh.Capacity() - units, rest, more);
         used += more;
