@@ -23,22 +23,16 @@ void ExpectRefused(Ended const& ended, char const* module, char const* why)
     EXPECT_NE(ended.log.find(">>>> Unloading <Report>..."), std::string::npos) << ended.log;
 }
 
-std::wstring Variable(wchar_t const* name)
-{
-    wchar_t text[1024] = L"";
-    ::GetEnvironmentVariableW(name, text, 1024);
-    return text;
-}
-
 /// The host of the tests below: it works for a moment, is asked to end, and its exit code is the process's.
 TEST(DISABLED_HostileChild, Runs)
 {
-    std::wstring const folder = Variable(L"XC_HOST_CHILD");
+    std::wstring const folder = EnvironmentValue(L"XC_HOST_CHILD");
     XCSmartPtr<XCLogSubscriberI> const log(new XCFileLogSubscriber(XCString(folder) + L"\\host.log"));
     log->SetDesiredLevel(2);
     int code = 0;
     {
-        XCApplicationWithPlugIns host(L"host.exe /noconsole " + XCString(Variable(L"XC_HOST_OPTIONS")), log, false);
+        XCApplicationWithPlugIns host(L"host.exe /noconsole " + XCString(EnvironmentValue(L"XC_HOST_OPTIONS")), log,
+                                      false);
         XCException::SetErrorLogPath(XCString(folder) + L"\\error.log");
         XCSignalOptions options;
         options.minidump = false;

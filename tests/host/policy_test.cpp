@@ -26,13 +26,6 @@ std::filesystem::path ProgramFolder()
     return ModuleFolder::Source().parent_path();
 }
 
-std::wstring EnvironmentValue(wchar_t const* name)
-{
-    wchar_t text[2048] = L"";
-    ::GetEnvironmentVariableW(name, text, 2048);
-    return text;
-}
-
 /// Loads what XC_PLANT_LOAD names, under a policy of one folder unless that is empty. Exit code 7: a planted library ran.
 TEST(DISABLED_PlantChild, Loads)
 {
