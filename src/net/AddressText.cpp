@@ -33,7 +33,7 @@ wchar_t UnitAt(std::wstring_view text, std::size_t at) noexcept
     return at < text.size() ? text[at] : L'\0';
 }
 
-/// The groups read so far.
+/// The groups read so far. Those after the gap follow the others directly until all are known.
 struct Groups {
     std::array<std::uint16_t, kGroups> value{};
     std::size_t count = 0;
@@ -48,6 +48,7 @@ bool HasDot(std::wstring_view text, std::size_t at) noexcept
     return text.substr(at, text.find(L':', at) - at).find(L'.') != std::wstring_view::npos;
 }
 
+/// A tail of version 4 fills the place of two groups and ends the address.
 AddressFault ReadTail(std::wstring_view text, std::size_t& at, Groups& groups) noexcept
 {
     std::array<std::uint8_t, 4> tail{};
@@ -60,6 +61,7 @@ AddressFault ReadTail(std::wstring_view text, std::size_t& at, Groups& groups) n
     return {};
 }
 
+/// One to four digits. A fifth is read as well, so that the fault stands where the group should have ended.
 AddressFault ReadGroup(std::wstring_view text, std::size_t& at, Groups& groups) noexcept
 {
     std::size_t const start = at;
@@ -128,6 +130,7 @@ ZeroRun LongestZeros(std::array<std::uint16_t, kGroups> const& groups) noexcept
     return best;
 }
 
+/// Without zeros before it; zero itself has one digit.
 void AppendHex(std::wstring& out, unsigned int value)
 {
     bool begun = false;
@@ -177,6 +180,7 @@ AddressFault ReadV6(std::wstring_view text, std::uint8_t* bytes, std::uint32_t& 
     scope = 0;
     if (percent < text.size() && (!ReadDecimal(text, at, UINT32_MAX, scope) || at < text.size() || scope == 0))
         return {percent + 1, L"the number of a scope"};
+    // The groups after the gap move to the end; what they leave is zero, since nothing else was written there.
     std::size_t const after = groups.HasGap() ? groups.count - groups.gap : 0;
     std::rotate(groups.value.begin() + static_cast<std::ptrdiff_t>(groups.count - after),
                 groups.value.begin() + static_cast<std::ptrdiff_t>(groups.count), groups.value.end());

@@ -1,5 +1,9 @@
-// Addresses between the library's form and the system's. Structures are copied, never cast in place: the system's
-// addresses may stand at any alignment inside what a call has filled.
+// Addresses between the library's form and the system's.
+//
+// Structures are copied, never cast in place: the system's addresses may stand at any alignment inside what a call has
+// filled, and reading one through a pointer of another type is undefined. Ports change their order of bytes here and
+// nowhere else. An address of a family that the library does not know becomes an empty one: a name may have such
+// addresses besides those that can be used.
 #include "net/SystemAddress.h"
 
 #include <cstring>
@@ -45,6 +49,7 @@ XCSocketAddress FromSystem(sockaddr const* address) noexcept
 
 XCSocketAddress LocalAddress(SOCKET socket) noexcept
 {
+    // Known once the socket is bound; a listener that asked for port 0 learns here which one it got.
     SystemAddress address;
     return ::getsockname(socket, address.Get(), &address.length) == 0 ? FromSystem(address.Get()) : XCSocketAddress();
 }

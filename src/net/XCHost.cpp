@@ -50,7 +50,7 @@ struct AddressQuestion : Question {
     }
 };
 
-/// For the name of an address.
+/// For the name of an address. The thread that asks writes into the block, never into the caller's memory.
 struct NameQuestion : Question {
     SystemAddress address;
     wchar_t name[NI_MAXHOST] = L"";
@@ -58,6 +58,7 @@ struct NameQuestion : Question {
 
 void End(Question& question, unsigned long error) noexcept
 {
+    // Before the event: whoever has seen it reads the error without a lock.
     question.error = error;
     ::SetEvent(question.done.Get());
     question.Release(); // the reference of whoever asks
@@ -82,6 +83,7 @@ DWORD CALLBACK AskForName(void* context) noexcept
 int Ask(AddressQuestion& question)
 {
     question.slot.owner = &question;
+    // Both versions: which of them leads to the peer only a connection can tell, and Connect tries them in turns.
     question.hints.ai_family = AF_UNSPEC;
     question.hints.ai_socktype = SOCK_STREAM;
     question.hints.ai_protocol = IPPROTO_TCP;
@@ -105,6 +107,7 @@ void TakeBack(AddressQuestion& question) noexcept
 
 XCErrorID WaitForAnswer(Question& question, XCString const& name, unsigned int timeoutMs, XCCancellation const* cancel)
 {
+    // The answer comes first: where it and the cancellation are there together, it is not thrown away.
     HANDLE const objects[] = {question.done.Get(), cancel ? static_cast<HANDLE>(cancel->GetHandle()) : nullptr};
     DWORD const woken = ::WaitForMultipleObjects(cancel ? 2 : 1, objects, FALSE, timeoutMs);
     if (woken == WAIT_OBJECT_0) return XCErrorID::Success;
@@ -153,6 +156,8 @@ XCErrorID AskSystem(XCString const& name, std::uint16_t port, std::vector<XCSock
 
 } // namespace
 
+// Public side --------------------------------------------------------------------------------------------------------
+
 XCCancellation::XCCancellation() : m_event(::CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     if (!m_event) throw XCWindowsLastErrorException();
@@ -182,6 +187,7 @@ XCErrorID XCHost::Resolve(XCString const& name, std::uint16_t port, std::vector<
                           unsigned int timeoutMs, XCCancellation const* cancel)
 {
     addresses.clear();
+    // No resolver is asked for an address as text: some take forms with several meanings, and it needs no network.
     XCIPAddress literal;
     XCErrorID const notLiteral = XCIPAddress::FromString(name, literal);
     if (notLiteral.Good()) {
@@ -191,6 +197,7 @@ XCErrorID XCHost::Resolve(XCString const& name, std::uint16_t port, std::vector<
     // A colon never stands in a name: the fault of the address says more than "not found".
     if (name.IsNull() || LooksLikeAddress(name) || name.View().find(L':') != std::wstring_view::npos) return notLiteral;
     if (name.View().find(L'\0') != std::wstring_view::npos) return NotFound(name, WSAHOST_NOT_FOUND);
+    // Answered here, as RFC 6761 asks: a resolver in the network could send the caller's secrets elsewhere.
     if (IsLocalName(name)) {
         addresses.emplace_back(XCIPAddress::Loopback(XCIPVersion::V6), port);
         addresses.emplace_back(XCIPAddress::Loopback(XCIPVersion::V4), port);
@@ -211,6 +218,8 @@ XCErrorID XCHost::Reverse(XCIPAddress const& address, XCString& name, unsigned i
     if (unsigned long const error = PrepareToAsk()) return NotFound(text, error);
     XCSmartPtr<NameQuestion> const question(new NameQuestion);
     question->address = SystemAddress(XCSocketAddress(address, 0));
+    // The system's pool in place of a thread of ours: a question may last longer than its caller, the library's last
+    // user and the patience of whoever ends the process.
     question->AddRef(); // that of the thread
     if (!::QueueUserWorkItem(AskForName, question.GetPtr(), WT_EXECUTELONGFUNCTION)) {
         unsigned long const error = xc::win32::LastError();

@@ -1,5 +1,12 @@
-// Addresses as values. An address of version 4 inside one of version 6 is judged as the address of version 4 that it
-// stands for: a filter that asks for loopback must not be passed by "::ffff:127.0.0.1".
+// Addresses as values.
+//
+// An address of version 4 inside one of version 6 is judged as the address of version 4 that it stands for: a filter that
+// asks for loopback must not be passed by "::ffff:127.0.0.1". A socket that serves both versions shows all its peers of
+// version 4 in that form, so the questions would otherwise have two answers for one peer. Comparison and IsIn do not do
+// so: there the two forms are two addresses, and a caller who means both says Unmapped.
+//
+// The bytes stand in the order of the network, as every protocol and the system's calls have them; a prefix is then a
+// comparison of leading bits, whatever the machine's own order.
 #include <XelbrinCore/XCIPAddress.h>
 
 #include "errors/CoreError.h"
@@ -18,7 +25,7 @@ XCErrorID TextError(XCString const& text, AddressFault const& fault)
     return xc::errors::MakeCoreError(XCErrAddressText, text, static_cast<long>(fault.at + 1), XCString(fault.expected));
 }
 
-/// A prefix of an address of version 4.
+/// A prefix of an address of version 4: the leading bits of the networks that the registries have set apart.
 struct Prefix {
     std::uint8_t bytes[4];
     unsigned int bits;
@@ -39,6 +46,8 @@ bool HasPrefix(XCIPAddress const& address, std::initializer_list<Prefix> v4, std
 
 } // namespace
 
+// Made from bytes and texts ------------------------------------------------------------------------------------------
+
 XCIPAddress XCIPAddress::V4(std::uint8_t a, std::uint8_t b, std::uint8_t c, std::uint8_t d) noexcept
 {
     XCIPAddress address;
@@ -52,6 +61,7 @@ bool XCIPAddress::FromBytes(XCBytes bytes, XCIPAddress& address, std::uint32_t s
     XCIPAddress made;
     made.m_version = bytes.Size() == 4 ? XCIPVersion::V4 : XCIPVersion::V6;
     std::copy(bytes.begin(), bytes.end(), made.m_bytes.begin());
+    // Addresses of version 4 have no scope: one given all the same would make two equal addresses differ.
     if (made.m_version == XCIPVersion::V6) made.m_scope = scope;
     address = made;
     return true;
@@ -89,6 +99,8 @@ XCString XCIPAddress::AsString() const
     return m_version == XCIPVersion::V4 ? WriteV4(m_bytes.data()) : WriteV6(m_bytes.data(), m_scope);
 }
 
+// Kinds of addresses, each judged by what a mapped one stands for ----------------------------------------------------
+
 bool XCIPAddress::IsAny() const noexcept
 {
     XCIPAddress const plain = Unmapped();
@@ -104,11 +116,13 @@ bool XCIPAddress::IsLoopback() const noexcept
 
 bool XCIPAddress::IsPrivate() const noexcept
 {
+    // RFC 1918, and for version 6 the unique local addresses of RFC 4193.
     return HasPrefix(*this, {{{10, 0, 0, 0}, 8}, {{172, 16, 0, 0}, 12}, {{192, 168, 0, 0}, 16}}, 0xFC, 0, 7);
 }
 
 bool XCIPAddress::IsLinkLocal() const noexcept
 {
+    // RFC 3927 and RFC 4291: valid on one wire alone, where each machine may have given itself one.
     return HasPrefix(*this, {{{169, 254, 0, 0}, 16}}, 0xFE, 0x80, 10);
 }
 
@@ -154,6 +168,7 @@ XCErrorID XCSocketAddress::FromString(XCString const& text, XCSocketAddress& add
     std::uint32_t scope = 0, port = 0;
     AddressFault fault = bracketed ? ReadV6(all.substr(1, end - 1), bytes, scope) : ReadV4(all.substr(0, end), bytes);
     if (fault.expected) return TextError(text, {fault.at + (bracketed ? 1 : 0), fault.expected});
+    // The position in the error is that of the whole text, of which the address was a part.
     if (at >= all.size() || all[at] != L':') return TextError(text, {at, L"a colon and a port"});
     std::size_t const start = ++at;
     if (!ReadDecimal(all, at, 65535, port) || at < all.size())

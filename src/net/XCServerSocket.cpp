@@ -47,6 +47,7 @@ XCErrorID XCServerSocket::Listen(XCSocketAddress const& address, XCBindMode mode
     xc::win32::Socket socket;
     unsigned long const error = OpenListener(address, mode == XCBindMode::Exclusive, backlog, socket);
     if (error != 0) return SocketFailure(XCErrSocketCannotListen, address.AsString(), error);
+    // Errors name the port that was bound, which for 0 is the system's choice.
     XCString const name = LocalAddress(socket.Get()).AsString();
     m_core->Take(std::move(socket), name);
     return XCErrorID::Success;
@@ -64,6 +65,7 @@ XCErrorID XCServerSocket::Accept(XCSmartPtr<XCStreamSocket>& socket, unsigned in
             if (IsShortage(result.error)) Rest(m_core->Cancellation(), deadline);
             return m_core->Failure(XCErrSocketFailed, result.error);
         }
+        // As for connections that were begun here; a failure costs time, not meaning.
         (void)place.socket.Set(IPPROTO_TCP, TCP_NODELAY, 1);
         XCSmartPtr<XCStreamSocket> const accepted(new XCStreamSocket);
         XCString const name = place.Peer().AsString();

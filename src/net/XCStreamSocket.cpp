@@ -3,6 +3,11 @@
 //
 // Large writes go in pieces: the system locks the memory of a whole call, and a call that is given up can tell the bytes
 // of finished pieces exactly.
+//
+// A time is that of a whole public call, however many of the system's it makes: each gets what is left. The four ends of
+// a call stay four results: the peer's orderly end is success with no bytes (of ReadFully an error, since bytes are
+// missing), a reset is the peer's failure, a time that is over and a cancellation leave the connection as it is, and the
+// caller may go on with it.
 #include <XelbrinCore/XCHost.h>
 #include <XelbrinCore/XCSocket.h>
 
@@ -46,6 +51,7 @@ XCErrorID XCStreamSocket::Connect(std::vector<XCSocketAddress> const& addresses,
     if (addresses.empty()) return SocketFailure(XCErrSocketCannotConnect, {}, WSAEADDRNOTAVAIL);
     if (unsigned long const error = xc::win32::StartSockets())
         return SocketFailure(XCErrSocketCannotConnect, addresses.front().AsString(), error);
+    // The core is touched only when there is a winner: until then an older connection of this object stays usable.
     ConnectRace race(addresses, kHeadStartMs);
     xc::win32::Socket winner;
     XCSocketAddress address;
@@ -61,6 +67,7 @@ XCErrorID XCStreamSocket::Connect(XCString const& host, std::uint16_t port, unsi
 {
     Deadline const deadline(timeoutMs);
     std::vector<XCSocketAddress> addresses;
+    // One time and one cancellation for both parts: the caller cannot know which of them takes long.
     XCErrorID const found = XCHost::Resolve(host, port, addresses, timeoutMs, &m_core->Cancellation());
     return found.Bad() ? found : Connect(InTurns(addresses), deadline.Left());
 }
@@ -92,7 +99,7 @@ XCErrorID XCStreamSocket::ReadFully(void* to, std::size_t size, std::size_t& got
         std::size_t piece = 0;
         XCErrorID const result = Read(static_cast<char*>(to) + got, size - got, piece, deadline.Left());
         if (result.Bad()) return result;
-        if (piece == 0)
+        if (piece == 0) // the peer has ended in the middle of what was announced
             return xc::errors::MakeCoreError(XCErrSocketEnded, m_core->Name(), xc::data::NumberParameter(got));
         got += piece;
     }
@@ -113,6 +120,7 @@ XCErrorID XCStreamSocket::Write(void const* from, std::size_t size, unsigned int
         written += result.bytes;
         error = result.error;
     }
+    // Told after a failure as well: the caller may go on after these bytes, or knows what the peer can have seen.
     if (done) *done = written;
     return written == size ? XCErrorID() : m_core->Failure(XCErrSocketFailed, error);
 }
