@@ -37,6 +37,8 @@
 #include <unordered_map>
 #include <vector>
 
+class XCCondition;
+
 /// The comparison of a condition; the numbers are those of the native text form.
 enum class ConditionOperator : std::uint32_t {
     None = 0, ///< no comparison: the condition is its list of sub-conditions
@@ -215,6 +217,8 @@ public:
     [[nodiscard]] std::uint64_t GetSchemaSerial() const noexcept { return m_schemaSerial; }
 
 private:
+    friend class XCCondition; // reads m_values where it knows the class
+
     void GrowAndSet(std::size_t index, XCConditionValue value);
 
     XCSmartPtr<XCConditionSchema> m_schema;

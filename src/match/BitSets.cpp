@@ -24,10 +24,10 @@ namespace {
 constexpr std::size_t kMaxMaskBytes = 1u << 18; ///< of all classes together
 
 template <std::size_t kWords>
-class BitSets : public Program {
+class BitSets : public SetProgram {
 public:
     explicit BitSets(std::unique_ptr<StateSets const> sets);
-    [[nodiscard]] bool Match(wchar_t const* text) const override;
+    [[nodiscard]] Outcome Run(wchar_t const* text, std::size_t most) const override;
 
 private:
     using Bits = std::array<std::uint64_t, kWords>;
@@ -140,22 +140,27 @@ void BitSets<kWords>::FillFollow(std::vector<Bits> const& next)
 }
 
 template <std::size_t kWords>
-bool BitSets<kWords>::Match(wchar_t const* text) const
+auto BitSets<kWords>::Run(wchar_t const* text, std::size_t most) const -> Outcome
 {
-    if (m_start.accepts && m_start.absorbs) return true;
-    if (*text == 0) return m_start.accepts;
+    constexpr std::size_t kCall = 16;
+    if (m_start.accepts && m_start.absorbs) return {true, kCall};
+    if (*text == 0) return {m_start.accepts, kCall};
+    wchar_t const* const subject = text;
+    auto const work = [&] { return kCall + static_cast<std::size_t>(text - subject); };
     Bits at{};
     Bits next = m_start.next;
-    for (bool atStart = true; *text != 0; ++text, atStart = false) {
+    for (; *text != 0; ++text) {
+        bool const atStart = text == subject;
+        if (static_cast<std::size_t>(text - subject) > most) return {{}, work()};
         std::uint32_t const c = m_sets->map[*text];
-        if (m_sets->classes.LeastUnit(c) >= StateSets::kUncommon && Stops(at, atStart)) return true;
+        if (m_sets->classes.LeastUnit(c) >= StateSets::kUncommon && Stops(at, atStart)) return {true, work()};
         for (std::size_t w = 0; w < kWords; ++w) at[w] = next[w] & m_members[c][w];
         // No position is left, so none can come back: the subject is refused without its rest.
-        if (at == Bits{}) return false;
-        if (Meets(at, m_absorbing) && Meets(at, m_accepting)) return true;
+        if (at == Bits{}) return {false, work()};
+        if (Meets(at, m_absorbing) && Meets(at, m_accepting)) return {true, work()};
         next = Follow(at);
     }
-    return Meets(at, m_accepting);
+    return {Meets(at, m_accepting), work()};
 }
 
 template <std::size_t kWords>
@@ -171,7 +176,7 @@ bool BitSets<kWords>::Stops(Bits const& at, bool atStart) const
 
 } // namespace
 
-std::unique_ptr<Program const> MakeBitSets(std::unique_ptr<StateSets const>& sets)
+std::unique_ptr<SetProgram const> MakeBitSets(std::unique_ptr<StateSets const>& sets)
 {
     std::size_t const positions = CountPositions(sets->nfa);
     std::size_t const words = positions <= 64 ? 1 : positions <= 128 ? 2 : 4;

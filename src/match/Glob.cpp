@@ -13,6 +13,7 @@
 #include "match/TreeShape.h"
 #include "text/FindText.h"
 #include "text/Kernels.h"
+#include "text/Units.h"
 
 #include <algorithm>
 #include <bit>
@@ -170,10 +171,18 @@ Glob::Glob(XCRegExSyntaxNode const& root, std::size_t units, std::size_t gaps)
     m_prefix = {m_text.data(), end};
     std::reverse(m_needles.begin(), m_needles.end());
     m_openEnd = m_hasGap && m_suffix.empty();
+    for (wchar_t const unit : m_prefix.substr(0, UnitPlaces::kMax)) m_lead.Add(text::ToUint(unit), text::ToUint(unit));
+    bool const endsHere = !m_hasGap && m_prefix.size() < UnitPlaces::kMax;
+    if (endsHere) m_lead.Add(0, 0);
+    m_isLeadAll = endsHere || (m_openEnd && m_needles.empty() && m_prefix.size() <= UnitPlaces::kMax);
 }
 
 bool Glob::Match(wchar_t const* text) const
 {
+    if (m_lead.Length() != 0 && text::MayReadVector(text)) {
+        if (!m_lead.Fits(text)) return false;
+        if (m_isLeadAll) return true;
+    }
     if (!m_hasGap) return text::UnitCount(text, m_prefix.size() + 1) == m_prefix.size() && StartsWith(text, m_prefix);
     return m_openEnd ? MatchOpen(text) : MatchClosed(text);
 }

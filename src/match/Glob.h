@@ -33,6 +33,8 @@ private:
     std::wstring_view m_prefix;               ///< before the first gap
     std::vector<std::wstring_view> m_needles; ///< each after a gap
     std::wstring_view m_suffix;               ///< after the last gap, when the end is not open
+    UnitPlaces m_lead;                        ///< as much of the prefix as is compared at once
+    bool m_isLeadAll = false;                 ///< and the answer when nothing else is asked
     bool m_hasGap = false;
     bool m_openEnd = false;
 };

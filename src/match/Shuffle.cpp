@@ -154,7 +154,11 @@ Shuffle::Shuffle(Blueprint const& plan)
             m_columns[kLatin + column].next[row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
     for (std::uint32_t row = 0; row < kMaxRows; ++row) m_columns[0].next[row] = static_cast<std::uint8_t>(row);
     std::uint16_t const* const places = m_map.FirstPage();
-    for (std::uint32_t unit = 1; unit < kLatin; ++unit) m_columns[unit] = m_columns[places[unit] / kBytesPerColumn];
+    for (std::uint32_t unit = 1; unit < kLatin;) { // stretches of units with one column
+        ColumnBytes const column = m_columns[places[unit] / kBytesPerColumn];
+        std::uint16_t const place = places[unit];
+        for (; unit < kLatin && places[unit] == place; ++unit) m_columns[unit] = column;
+    }
 }
 
 bool Shuffle::Match(wchar_t const* text) const

@@ -16,6 +16,7 @@
 #include "match/condition/NumberText.h"
 
 #include <algorithm>
+#include <typeinfo>
 
 using xc::condition::CompareValues;
 
@@ -258,10 +259,22 @@ bool XCCondition::AsRegExp()
 
 // Evaluation -------------------------------------------------------------------------------------------------------
 
-/// How the conditions themselves are a tree.
+/// How the conditions themselves are a tree. Most are of this very class, bound, and asked of a record that keeps its
+/// values: those are read where they stand, without a virtual call.
 struct XCCondition::Tree {
     using Node = XCCondition;
-    [[nodiscard]] bool StartOf(Node const& node) const { return node.StartResult(params); }
+    explicit Tree(XCConditionParams const& record) noexcept
+        : params(record), serial(&typeid(record) == &typeid(XCConditionParams) ? record.GetSchemaSerial() : 0)
+    {
+    }
+    [[nodiscard]] bool StartOf(Node const& node) const
+    {
+        // No schema has the serial number 0, so nothing is bound to it.
+        if (node.m_boundSerial != serial || &typeid(node) != &typeid(XCCondition) ||
+            node.m_operator == ConditionOperator::None || node.m_fieldIndex >= params.m_values.size())
+            return node.StartResult(params);
+        return node.CompareWith(params.m_values[node.m_fieldIndex]);
+    }
     [[nodiscard]] std::size_t CountOf(Node const& node) const noexcept { return node.m_subs.size(); }
     [[nodiscard]] Link LinkOf(Node const& node, std::size_t i) const noexcept { return node.m_subs[i].link; }
     [[nodiscard]] Node const* SubOf(Node const& node, std::size_t i) const noexcept
@@ -269,11 +282,12 @@ struct XCCondition::Tree {
         return node.m_subs[i].condition.GetPtr();
     }
     XCConditionParams const& params;
+    std::uint64_t serial; ///< of the schema by whose positions values may be read; 0 for none
 };
 
 bool XCCondition::Evaluate(XCConditionParams const& params) const
 {
-    return xc::condition::EvaluateTree(Tree{params}, this);
+    return xc::condition::EvaluateTree(Tree(params), this);
 }
 
 bool XCCondition::OnEvaluate(XCConditionParams const& params) const
