@@ -131,6 +131,7 @@ private:
     std::uint32_t m_start, m_firstAccepting, m_stopRow, m_lastSettled;
     /// The next state by the state; aligned, because a column is loaded as one vector.
     struct alignas(kBytesPerColumn) ColumnBytes {
+        ColumnBytes() noexcept {} // all are written once; clearing them first would take as long
         std::array<std::uint8_t, kBytesPerColumn> next;
     };
     List<ColumnBytes> m_columns;
@@ -149,6 +150,7 @@ Shuffle::Shuffle(Blueprint const& plan)
       m_lastSettled(plan.dfa.LastSettled()), m_columns(std::size_t{kLatin} + plan.dfa.columnCount, Arrays())
 {
     ReducedDfa const& dfa = plan.dfa;
+    for (std::uint32_t column = 0; column < dfa.columnCount; ++column) m_columns[kLatin + column].next.fill(0);
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row)
         for (std::uint32_t column = 0; column < dfa.columnCount; ++column)
             m_columns[kLatin + column].next[row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);

@@ -259,6 +259,14 @@ bool XCCondition::AsRegExp()
 
 // Evaluation -------------------------------------------------------------------------------------------------------
 
+bool XCCondition::CompareWith(XCConditionValue const& fieldValue) const
+{
+    // By far the most frequent pair, without the look at all the kinds.
+    if (fieldValue.IsInteger() && m_value.IsInteger())
+        return Holds(m_operator, fieldValue.AsInt64() <=> m_value.AsInt64());
+    return CompareOther(fieldValue);
+}
+
 /// How the conditions themselves are a tree. Most are of this very class, bound, and asked of a record that keeps its
 /// values: those are read where they stand, without a virtual call.
 struct XCCondition::Tree {
@@ -287,7 +295,15 @@ struct XCCondition::Tree {
 
 bool XCCondition::Evaluate(XCConditionParams const& params) const
 {
-    return xc::condition::EvaluateTree(Tree(params), this);
+    Tree const tree(params);
+    // What a text makes of "a AND b AND c" is a chain, in which nothing is left to be done after the rest of it.
+    XCCondition const* at = this;
+    for (; at->m_subs.size() <= 1; at = at->m_subs[0].condition.GetPtr()) {
+        bool const result = tree.StartOf(*at);
+        if (at->m_subs.empty() || (at->m_subs[0].link == Link::And) != result || at->m_subs[0].condition.IsNull())
+            return result;
+    }
+    return xc::condition::EvaluateTree(tree, at);
 }
 
 bool XCCondition::OnEvaluate(XCConditionParams const& params) const
@@ -295,11 +311,8 @@ bool XCCondition::OnEvaluate(XCConditionParams const& params) const
     return CompareWith(GetFieldValue(params));
 }
 
-bool XCCondition::CompareWith(XCConditionValue const& fieldValue) const
+bool XCCondition::CompareOther(XCConditionValue const& fieldValue) const
 {
-    // By far the most frequent pair, without the look at all the kinds.
-    if (fieldValue.IsInteger() && m_value.IsInteger())
-        return Holds(m_operator, fieldValue.AsInt64() <=> m_value.AsInt64());
     // A missing field equals NULL alone; it is not different from anything, since nothing is known of it.
     if (fieldValue.IsNull()) return IsNull() && m_operator == ConditionOperator::Equal;
     if (IsNull()) return m_operator == ConditionOperator::NotEqual;
