@@ -190,12 +190,18 @@ private:
     std::uint32_t m_state = 0;
 };
 
+/// About what the copies take.
+std::size_t BytesOf(Nfa const& nodes, UnitClasses const& unitClasses) noexcept
+{
+    return 4096 + nodes.NodeCount() * 64 + unitClasses.Atoms().size() * 32;
+}
+
 } // namespace
 
 StateSets::StateSets(XCParsedRegEx const& parsed, Nfa const& nodes, NodeFacts const& nodeFacts,
                      UnitClasses const& unitClasses)
-    : nfa(nullptr, std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
-      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(UnitMap::OfClasses(unitClasses, parsed))
+    : SetProgram(BytesOf(nodes, unitClasses)), nfa(nullptr, Arrays()), facts(nfa, Arrays()),
+      classes(nfa.Sets(), Arrays()), map(UnitMap::OfClasses(unitClasses, parsed, Arrays()))
 {
     // Assigned, because a copy of a list would stand wherever the process has its lists by default.
     nfa = nodes;

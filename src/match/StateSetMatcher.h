@@ -13,6 +13,7 @@ namespace xc::match {
 /// A program that follows sets, and can be told to stop.
 class SetProgram : public Program {
 public:
+    using Program::Program;
     struct Outcome {
         std::optional<bool> matches; ///< nothing when the work did not suffice
         std::size_t work = 0;        ///< about the time: one for a unit of the fastest program by sets
@@ -25,7 +26,7 @@ public:
 };
 
 struct StateSets : SetProgram {
-    /// Copies what was built already, onto the heap.
+    /// Copies what was built already.
     StateSets(XCParsedRegEx const& parsed, Nfa const& nodes, NodeFacts const& nodeFacts,
               UnitClasses const& unitClasses);
     /// The first unit that a stopping state need not lead to itself on.
