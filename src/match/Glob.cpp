@@ -180,8 +180,8 @@ Glob::Glob(XCRegExSyntaxNode const& root, std::size_t units, std::size_t gaps)
 bool Glob::Match(wchar_t const* text) const
 {
     if (m_lead.Length() != 0 && text::MayReadVector(text)) {
-        if (!m_lead.Fits(text)) return false;
-        if (m_isLeadAll) return true;
+        bool const fits = m_lead.Fits(text);
+        if (m_isLeadAll || !fits) return fits;
     }
     if (!m_hasGap) return text::UnitCount(text, m_prefix.size() + 1) == m_prefix.size() && StartsWith(text, m_prefix);
     return m_openEnd ? MatchOpen(text) : MatchClosed(text);
