@@ -64,7 +64,10 @@ void Expression::MakeAutomaton()
     std::pmr::monotonic_buffer_resource arena(start.data(), start.size());
     Nfa const nfa(m_parsed.GetRoot(), &arena);
     m_tooLarge = nfa.IsTooLarge();
-    XCRegEx::Limits const first{std::min(m_limits.states, kFirstStates), std::min(m_limits.bytes, kFirstBytes)};
+    // More nodes than the first limits let it visit: the attempt would be in vain.
+    bool const isLarge = nfa.NodeCount() > kFirstBytes / 24;
+    XCRegEx::Limits const first{isLarge ? 0 : std::min(m_limits.states, kFirstStates),
+                                isLarge ? 0 : std::min(m_limits.bytes, kFirstBytes)};
     Automaton const automaton(nfa, first, &arena);
     if (automaton.dfa.complete) {
         m_program = MakeDense(m_parsed, automaton, &arena);
@@ -80,7 +83,7 @@ void Expression::MakeAutomaton()
         m_program = std::move(sets);
         return;
     }
-    auto growing = std::make_unique<Growing const>(std::move(sets), m_parsed, m_limits);
+    auto growing = std::make_unique<Growing const>(std::move(sets), m_parsed, m_limits, nfa.NodeCount());
     m_growing = growing.get();
     m_program = std::move(growing);
 }

@@ -24,7 +24,8 @@ namespace {
 
 constexpr std::uint64_t kFirstWork = 4096;
 constexpr std::uint64_t kMoreWork = 4;
-// What a state, and a byte of the limits, cost to build, in units of work.
+// What a node, a state and a byte of the limits cost to build, in units of work.
+constexpr std::uint64_t kWorkOfNode = 32;
 constexpr std::uint64_t kWorkOfState = 64;
 constexpr std::uint64_t kBytesOfWork = 16;
 
@@ -45,8 +46,9 @@ std::unique_ptr<Program const> MakeDense(XCParsedRegEx const& parsed, Automaton 
     return (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)({reduced, automaton.classes, parsed, literals});
 }
 
-Growing::Growing(std::unique_ptr<SetProgram const> sets, XCParsedRegEx const& parsed, XCRegEx::Limits const& limits)
-    : m_sets(std::move(sets)), m_parsed(parsed), m_limits(limits), m_next(kFirstWork)
+Growing::Growing(std::unique_ptr<SetProgram const> sets, XCParsedRegEx const& parsed, XCRegEx::Limits const& limits,
+                 std::uint32_t nodeCount)
+    : m_sets(std::move(sets)), m_parsed(parsed), m_limits(limits), m_next(std::max(kFirstWork, kWorkOfNode * nodeCount))
 {
 }
 

@@ -25,7 +25,9 @@ std::unique_ptr<Program const> MakeDense(XCParsedRegEx const& parsed, Automaton 
 /// Follows sets first, and changes to the automaton once they have cost as much as building it.
 class Growing : public Program {
 public:
-    Growing(std::unique_ptr<SetProgram const> sets, XCParsedRegEx const& parsed, XCRegEx::Limits const& limits);
+    /// @param nodeCount of the intermediate automaton, which is built again for the other.
+    Growing(std::unique_ptr<SetProgram const> sets, XCParsedRegEx const& parsed, XCRegEx::Limits const& limits,
+            std::uint32_t nodeCount);
 
     [[nodiscard]] bool Match(wchar_t const* text) const override;
     /// Whether the automaton goes beyond the limits: builds it as far as they let it grow.
