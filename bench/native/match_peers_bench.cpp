@@ -140,6 +140,16 @@ void Build(benchmark::State& state, std::wstring const& pattern)
     }
 }
 
+template <class Library>
+void BuildAndMatch(benchmark::State& state, std::wstring const& pattern, std::wstring const& text)
+{
+    for (auto _ : state) {
+        Library library(pattern);
+        library.SetSubject(text);
+        benchmark::DoNotOptimize(library.Match());
+    }
+}
+
 template <class... Libraries>
 void RegisterMatch(std::string const& name, std::wstring const& pattern, std::wstring const& text)
 {
@@ -149,10 +159,13 @@ void RegisterMatch(std::string const& name, std::wstring const& pattern, std::ws
 }
 
 template <class... Libraries>
-void RegisterConstruct(std::string const& name, std::wstring const& pattern)
+void RegisterConstruct(std::string const& name, std::wstring const& pattern, std::wstring const& text)
 {
     (benchmark::RegisterBenchmark((std::string("NativeConstruct_") + Libraries::kName + "/" + name).c_str(),
                                   Build<Libraries>, pattern),
+     ...);
+    (benchmark::RegisterBenchmark((std::string("NativeOnce_") + Libraries::kName + "/" + name).c_str(),
+                                  BuildAndMatch<Libraries>, pattern, text),
      ...);
 }
 
@@ -167,9 +180,9 @@ void RegisterShape(Shape const& shape, std::size_t n)
         RegisterMatch<Ours, Pcre2>(name, shape.pattern, text);
     if (n == 65536) return;
     if (isAscii)
-        RegisterConstruct<Ours, Pcre2, Re2, Hyperscan>(shape.name, shape.pattern);
+        RegisterConstruct<Ours, Pcre2, Re2, Hyperscan>(shape.name, shape.pattern, text);
     else
-        RegisterConstruct<Ours, Pcre2>(shape.name, shape.pattern);
+        RegisterConstruct<Ours, Pcre2>(shape.name, shape.pattern, text);
 }
 
 bool const g_registered = [] {

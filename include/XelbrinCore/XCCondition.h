@@ -264,6 +264,7 @@ private:
         m_operator = op;
         return *this;
     }
+    [[nodiscard]] bool CompareOther(XCConditionValue const& fieldValue) const;
     XCCondition& Join(Link link, XCCondition const& other);
     [[nodiscard]] bool HasLink(Link link) const noexcept;
     [[nodiscard]] bool StartResult(XCConditionParams const& params) const

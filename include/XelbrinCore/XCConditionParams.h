@@ -37,6 +37,8 @@
 #include <unordered_map>
 #include <vector>
 
+class XCCondition;
+
 /// The comparison of a condition; the numbers are those of the native text form.
 enum class ConditionOperator : std::uint32_t {
     None = 0, ///< no comparison: the condition is its list of sub-conditions
@@ -71,24 +73,24 @@ public:
     template <xc::condition::Integer T>
     constexpr XCConditionValue(T value) noexcept
         : m_integer(static_cast<std::int64_t>(value)),
-          m_kind(sizeof(T) < 4 || (sizeof(T) == 4 && std::is_signed_v<T>) ? Kind::Int : Kind::Int64)
+          m_facts(FactsOf(sizeof(T) < 4 || (sizeof(T) == 4 && std::is_signed_v<T>) ? Kind::Int : Kind::Int64))
     {
         if constexpr (std::is_unsigned_v<T> && sizeof(T) == 8)
             if (m_integer < 0) *this = XCConditionValue(static_cast<double>(value));
     }
     /// Not a number: Null.
-    constexpr XCConditionValue(double value) noexcept : m_double(value), m_kind(Kind::Double), m_decimals(kPlain)
+    constexpr XCConditionValue(double value) noexcept
+        : m_double(value), m_facts(FactsOf(value != value ? Kind::Null : Kind::Double, 0, kPlain))
     {
-        if (value != value) m_kind = Kind::Null;
     }
     /// A number that keeps its decimals.
     XCConditionValue(XCDouble value) noexcept : XCConditionValue(value.AsDouble())
     {
-        m_decimals = static_cast<std::uint8_t>(value.GetDecimals());
+        m_facts = FactsOf(GetKind(), 0, static_cast<std::uint8_t>(value.GetDecimals()));
     }
     /// A null date: Null.
     XCConditionValue(XCDateTime value) noexcept
-        : m_integer(value.AsTime()), m_kind(value.IsNull() ? Kind::Null : Kind::DateTime)
+        : m_integer(value.AsTime()), m_facts(FactsOf(value.IsNull() ? Kind::Null : Kind::DateTime))
     {
     }
     /// A text, which must live as long as the value.
@@ -102,47 +104,58 @@ public:
     }
     /// @param text of `length` units and a terminator after them; at most XCString::kMaxLength units.
     constexpr XCConditionValue(wchar_t const* text, std::size_t length) noexcept
-        : m_text(text), m_length(static_cast<std::uint32_t>(length)), m_kind(text ? Kind::Text : Kind::Null)
+        : m_text(text), m_facts(FactsOf(text ? Kind::Text : Kind::Null, static_cast<std::uint32_t>(length)))
     {
     }
 
     /// The type of the value.
-    [[nodiscard]] constexpr Kind GetKind() const noexcept { return m_kind; }
+    [[nodiscard]] constexpr Kind GetKind() const noexcept { return static_cast<Kind>(m_facts & 0xFF); }
     /// Whether there is no value.
-    [[nodiscard]] constexpr bool IsNull() const noexcept { return m_kind == Kind::Null; }
+    [[nodiscard]] constexpr bool IsNull() const noexcept { return GetKind() == Kind::Null; }
     /// Whether the value is a whole number of either kind.
-    [[nodiscard]] constexpr bool IsInteger() const noexcept { return m_kind == Kind::Int || m_kind == Kind::Int64; }
+    [[nodiscard]] constexpr bool IsInteger() const noexcept
+    {
+        return GetKind() == Kind::Int || GetKind() == Kind::Int64;
+    }
     // Each reads its own kind; any other gives 0, 0.0, "" and the null date.
     /// The whole number; 0 for any other kind.
     [[nodiscard]] constexpr std::int64_t AsInt64() const noexcept { return IsInteger() ? m_integer : 0; }
     /// The number; 0.0 for any other kind.
-    [[nodiscard]] constexpr double AsDouble() const noexcept { return m_kind == Kind::Double ? m_double : 0.0; }
+    [[nodiscard]] constexpr double AsDouble() const noexcept { return GetKind() == Kind::Double ? m_double : 0.0; }
     /// The text, valid as long as its owner; empty for any other kind.
     [[nodiscard]] constexpr std::wstring_view AsText() const noexcept
     {
-        return m_kind == Kind::Text ? std::wstring_view(m_text, m_length) : std::wstring_view(L"");
+        return GetKind() == Kind::Text ? std::wstring_view(m_text, m_facts >> 32) : std::wstring_view(L"");
     }
     /// The date and time; null for any other kind.
     [[nodiscard]] constexpr XCDateTime AsDateTime() const noexcept
     {
-        return m_kind == Kind::DateTime ? XCDateTime(m_integer) : XCDateTime();
+        return GetKind() == Kind::DateTime ? XCDateTime(m_integer) : XCDateTime();
     }
     /// The decimals of an XCDouble; a plain double has none.
-    [[nodiscard]] constexpr bool HasDecimals() const noexcept { return m_kind == Kind::Double && m_decimals != kPlain; }
+    [[nodiscard]] constexpr bool HasDecimals() const noexcept
+    {
+        return GetKind() == Kind::Double && Decimals() != kPlain;
+    }
     /// How many decimals an XCDouble has; 0 for any other value.
-    [[nodiscard]] constexpr unsigned int GetDecimals() const noexcept { return HasDecimals() ? m_decimals : 0u; }
+    [[nodiscard]] constexpr unsigned int GetDecimals() const noexcept { return HasDecimals() ? Decimals() : 0u; }
 
 private:
     static constexpr std::uint8_t kPlain = 0xFF;
+
+    static constexpr std::uint64_t FactsOf(Kind kind, std::uint32_t length = 0, std::uint8_t decimals = 0) noexcept
+    {
+        return std::uint64_t{length} << 32 | std::uint64_t{decimals} << 8 | static_cast<std::uint8_t>(kind);
+    }
+    [[nodiscard]] constexpr std::uint8_t Decimals() const noexcept { return static_cast<std::uint8_t>(m_facts >> 8); }
 
     union {
         std::int64_t m_integer = 0; ///< also the seconds of a date
         double m_double;
         wchar_t const* m_text;
     };
-    std::uint32_t m_length = 0;
-    Kind m_kind = Kind::Null;
-    std::uint8_t m_decimals = 0;
+    // One word: a value is copied in two registers, and never written in parts and read as a whole, which waits.
+    std::uint64_t m_facts = FactsOf(Kind::Null); ///< length of a text, decimals, kind
 };
 static_assert(sizeof(XCConditionValue) == 16 && std::is_trivially_copyable_v<XCConditionValue>);
 
@@ -215,6 +228,8 @@ public:
     [[nodiscard]] std::uint64_t GetSchemaSerial() const noexcept { return m_schemaSerial; }
 
 private:
+    friend class XCCondition; // reads m_values where it knows the class
+
     void GrowAndSet(std::size_t index, XCConditionValue value);
 
     XCSmartPtr<XCConditionSchema> m_schema;

@@ -11,7 +11,8 @@
 //          (but a rest that can no longer change the answer is not read, whatever it holds). A subject of
 //          Match ends at its first U+0000.
 // COST     Match is one pass and never slower than linear; it allocates nothing unless UsesStateSets(). All work is
-//          done at construction, which is bounded whatever the pattern. Copying an XCRegEx is one atomic increment.
+//          done at construction, which is bounded whatever the pattern; only an automaton of more states than nodes is
+//          built by a later call, when matching has cost as much. Copying an XCRegEx is one atomic increment.
 // LIMITS   Groups nest up to XCRegExParserBase::kMaxNesting; deeper patterns are invalid. Counted repetition is
 //          unfolded: an expression of more than XCRegEx::kMaxNodes nodes is too large and matches nothing
 //          (IsTooLarge). An expression with more deterministic states than its limits allow is matched by sets of

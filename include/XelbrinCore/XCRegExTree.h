@@ -52,6 +52,8 @@ public:
     /// For a constructor that throws.
     static void operator delete(void* node, xc::match::NodePool& pool) noexcept;
 
+    /// Gives a reference back. The last holder changes no count: nobody else can reach the node any more.
+    unsigned long Release() const override;
     /// What the node stands for.
     [[nodiscard]] NodeType GetType() const noexcept { return m_type; }
     /// How many pairs of parentheses stand directly around the node; 0 mostly.
@@ -80,7 +82,8 @@ private:
     XCSmartPtr<XCRegExSyntaxNode> m_right;
     NodeType m_type;
     std::uint16_t m_firstGroup = 0;
-    std::uint16_t m_groupCount = 0;
+    std::uint8_t m_groupCount = 0; ///< parentheses nest less deep than it counts
+    bool m_isPooled = false;       ///< stands in a block of its parser
 };
 
 /// Matches one unit of the set; an empty set matches nothing.

@@ -12,6 +12,7 @@
 // INVARIANT A bit beyond the last position is never set.
 #include "match/BitSets.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <utility>
@@ -24,10 +25,10 @@ namespace {
 constexpr std::size_t kMaxMaskBytes = 1u << 18; ///< of all classes together
 
 template <std::size_t kWords>
-class BitSets : public Program {
+class BitSets : public SetProgram {
 public:
-    explicit BitSets(std::unique_ptr<StateSets const> sets);
-    [[nodiscard]] bool Match(wchar_t const* text) const override;
+    BitSets(std::unique_ptr<StateSets const> sets, std::size_t positions);
+    [[nodiscard]] Outcome Run(wchar_t const* text, std::size_t most) const override;
 
 private:
     using Bits = std::array<std::uint64_t, kWords>;
@@ -64,11 +65,11 @@ private:
     [[nodiscard]] bool Stops(Bits const& at, bool atStart) const;
 
     std::unique_ptr<StateSets const> m_sets;
-    std::vector<std::uint32_t> m_targets;   ///< by position
-    std::vector<std::size_t> m_firstOfNode; ///< the first position of each node's transitions
-    std::vector<Bits> m_follow;             ///< by block of eight positions and their combination
-    std::vector<Bits> m_members;            ///< by class
     std::size_t m_blocks;
+    List<std::uint32_t> m_targets;   ///< by position
+    List<std::size_t> m_firstOfNode; ///< the first position of each node's transitions
+    List<Bits> m_follow;             ///< by block of eight positions and their combination
+    List<Bits> m_members;            ///< by class
     Bits m_accepting{}, m_absorbing{};
     Facts m_start;
 };
@@ -82,11 +83,16 @@ std::size_t CountPositions(Nfa const& nfa)
 }
 
 template <std::size_t kWords>
-BitSets<kWords>::BitSets(std::unique_ptr<StateSets const> sets) : m_sets(std::move(sets))
+BitSets<kWords>::BitSets(std::unique_ptr<StateSets const> sets, std::size_t positions)
+    : SetProgram((positions + 7) / 8 * 256 * sizeof(Bits) + sets->classes.Count() * sizeof(Bits) +
+                 12 * (positions + sets->nfa.NodeCount()) + 64),
+      m_sets(std::move(sets)), m_blocks((positions + 7) / 8), m_targets(Arrays()), m_firstOfNode(Arrays()),
+      m_follow(m_blocks * 256, Arrays()), m_members(m_sets->classes.Count(), Arrays())
 {
     Nfa const& nfa = m_sets->nfa;
     UnitClasses const& classes = m_sets->classes;
-    m_members.resize(classes.Count());
+    m_targets.reserve(positions);
+    m_firstOfNode.reserve(nfa.NodeCount() + 1);
     for (std::uint32_t node = 0; node < nfa.NodeCount(); ++node) {
         m_firstOfNode.push_back(m_targets.size());
         for (NfaEdge const& edge : nfa.Edges(node)) {
@@ -97,11 +103,11 @@ BitSets<kWords>::BitSets(std::unique_ptr<StateSets const> sets) : m_sets(std::mo
         }
     }
     m_firstOfNode.push_back(m_targets.size());
-    m_blocks = (m_targets.size() + 7) / 8;
     Closure closure(nfa, m_sets->facts, std::pmr::new_delete_resource());
     m_start = FactsOf(closure, Nfa::kStart);
     std::vector<Bits> next;
-    for (std::size_t position = 0; position < m_targets.size(); ++position) {
+    next.reserve(positions);
+    for (std::size_t position = 0; position < positions; ++position) {
         Facts const facts = FactsOf(closure, m_targets[position]);
         next.push_back(facts.next);
         if (facts.accepts) Set(m_accepting, position);
@@ -124,38 +130,42 @@ auto BitSets<kWords>::FactsOf(Closure& closure, std::uint32_t node) const -> Fac
     return facts;
 }
 
-/// Each combination is the one without its lowest bit, and that bit's positions.
+/// Each combination is the one without its lowest bit, and that bit's positions. The last block may have fewer.
 template <std::size_t kWords>
 void BitSets<kWords>::FillFollow(std::vector<Bits> const& next)
 {
-    m_follow.resize(m_blocks * 256);
     for (std::size_t block = 0; block < m_blocks; ++block) {
         Bits* const table = &m_follow[block * 256];
-        for (std::uint32_t bits = 1; bits < 256; ++bits) {
+        std::uint32_t const end = 1u << std::min<std::size_t>(next.size() - block * 8, 8);
+        for (std::uint32_t bits = 1; bits < end; ++bits) {
             table[bits] = table[bits & (bits - 1)];
-            std::size_t const position = block * 8 + static_cast<std::size_t>(std::countr_zero(bits));
-            if (position < next.size()) Add(table[bits], next[position]);
+            Add(table[bits], next[block * 8 + static_cast<std::size_t>(std::countr_zero(bits))]);
         }
     }
 }
 
 template <std::size_t kWords>
-bool BitSets<kWords>::Match(wchar_t const* text) const
+auto BitSets<kWords>::Run(wchar_t const* text, std::size_t most) const -> Outcome
 {
-    if (m_start.accepts && m_start.absorbs) return true;
-    if (*text == 0) return m_start.accepts;
+    constexpr std::size_t kCall = 16;
+    if (m_start.accepts && m_start.absorbs) return {true, kCall};
+    if (*text == 0) return {m_start.accepts, kCall};
+    wchar_t const* const subject = text;
+    auto const work = [&] { return kCall + static_cast<std::size_t>(text - subject); };
     Bits at{};
     Bits next = m_start.next;
-    for (bool atStart = true; *text != 0; ++text, atStart = false) {
+    for (; *text != 0; ++text) {
+        bool const atStart = text == subject;
+        if (static_cast<std::size_t>(text - subject) > most) return {{}, work()};
         std::uint32_t const c = m_sets->map[*text];
-        if (m_sets->classes.LeastUnit(c) >= StateSets::kUncommon && Stops(at, atStart)) return true;
+        if (m_sets->classes.LeastUnit(c) >= StateSets::kUncommon && Stops(at, atStart)) return {true, work()};
         for (std::size_t w = 0; w < kWords; ++w) at[w] = next[w] & m_members[c][w];
         // No position is left, so none can come back: the subject is refused without its rest.
-        if (at == Bits{}) return false;
-        if (Meets(at, m_absorbing) && Meets(at, m_accepting)) return true;
+        if (at == Bits{}) return {false, work()};
+        if (Meets(at, m_absorbing) && Meets(at, m_accepting)) return {true, work()};
         next = Follow(at);
     }
-    return Meets(at, m_accepting);
+    return {Meets(at, m_accepting), work()};
 }
 
 template <std::size_t kWords>
@@ -171,15 +181,15 @@ bool BitSets<kWords>::Stops(Bits const& at, bool atStart) const
 
 } // namespace
 
-std::unique_ptr<Program const> MakeBitSets(std::unique_ptr<StateSets const>& sets)
+std::unique_ptr<SetProgram const> MakeBitSets(std::unique_ptr<StateSets const>& sets)
 {
     std::size_t const positions = CountPositions(sets->nfa);
     std::size_t const words = positions <= 64 ? 1 : positions <= 128 ? 2 : 4;
     // The sets stay with the caller then, who makes the next program of them.
     if (positions > 256 || sets->classes.Count() * words * sizeof(std::uint64_t) > kMaxMaskBytes) return {};
-    if (words == 1) return std::make_unique<BitSets<1>>(std::move(sets));
-    if (words == 2) return std::make_unique<BitSets<2>>(std::move(sets));
-    return std::make_unique<BitSets<4>>(std::move(sets));
+    if (words == 1) return std::make_unique<BitSets<1>>(std::move(sets), positions);
+    if (words == 2) return std::make_unique<BitSets<2>>(std::move(sets), positions);
+    return std::make_unique<BitSets<4>>(std::move(sets), positions);
 }
 
 } // namespace xc::match

@@ -8,6 +8,6 @@
 namespace xc::match {
 
 /// Takes the sets over. Null, and the sets as they were, when the expression has too many positions or classes.
-std::unique_ptr<Program const> MakeBitSets(std::unique_ptr<StateSets const>& sets);
+std::unique_ptr<SetProgram const> MakeBitSets(std::unique_ptr<StateSets const>& sets);
 
 } // namespace xc::match

@@ -29,7 +29,7 @@ public:
     DfaBuilder(Nfa const& nfa, NodeFacts const& facts, UnitClasses const& classes, XCRegEx::Limits const& limits,
                Memory memory)
         : m_nfa(nfa), m_classes(classes), m_limits(limits), m_sets(nfa, facts, memory),
-          m_reached(classes.Count(), memory), m_touched(memory), m_dfa(memory)
+          m_reached(classes.Count(), memory), m_touched(classes.Count(), memory), m_dfa(memory)
     {
         m_dfa.classCount = classes.Count();
         for (std::uint32_t unitClass = 0; unitClass < classes.Count(); ++unitClass)
@@ -64,11 +64,12 @@ private:
     bool Expand(std::uint32_t state)
     {
         if (!CollectReached(state)) return false;
-        std::sort(m_touched.begin(), m_touched.end());
+        std::span<std::uint32_t> const touched(m_touched.data(), m_touchedCount);
+        if (!std::is_sorted(touched.begin(), touched.end())) std::sort(touched.begin(), touched.end());
         typename Sets::Reached const* before = nullptr;
         std::uint32_t target = Dfa::kNoState;
         std::uint32_t loops = 0; // common classes that lead back
-        for (std::uint32_t const unitClass : m_touched) {
+        for (std::uint32_t const unitClass : touched) {
             typename Sets::Reached const& reached = m_reached[unitClass];
             if (!before || *before != reached) target = TargetOf(m_sets.Close(reached));
             if (target != Dfa::kNoState) m_dfa.steps.push_back({unitClass, target});
@@ -76,8 +77,8 @@ private:
             before = &reached;
         }
         m_dfa.ends.push_back(m_dfa.steps.size());
-        for (std::uint32_t const unitClass : m_touched) m_reached[unitClass].clear();
-        m_touched.clear();
+        for (std::uint32_t const unitClass : touched) m_reached[unitClass].clear();
+        m_touchedCount = 0;
         m_dfa.stop[state] = m_dfa.accepting[state] && loops == m_commonClasses;
         return true;
     }
@@ -94,7 +95,7 @@ private:
                 for (std::uint32_t const unitClass : classes) {
                     bool const isFirst = m_reached[unitClass].empty();
                     m_sets.Add(edge.to, m_reached[unitClass]);
-                    if (isFirst && !m_reached[unitClass].empty()) m_touched.push_back(unitClass);
+                    if (isFirst && !m_reached[unitClass].empty()) m_touched[m_touchedCount++] = unitClass;
                 }
             }
         });
@@ -122,7 +123,8 @@ private:
     XCRegEx::Limits m_limits;
     Sets m_sets;
     List<typename Sets::Reached> m_reached; ///< by class
-    List<std::uint32_t> m_touched;
+    List<std::uint32_t> m_touched;          ///< the classes that have some, the first m_touchedCount
+    std::size_t m_touchedCount = 0;
     std::size_t m_collected = 0;
     std::uint32_t m_commonClasses = 0;
     Dfa m_dfa;

@@ -1,9 +1,10 @@
 // Chooses the program that matches an expression.
 //
-// Literals and ".*" alone are searched for (Glob), lists of literals are looked up (Words). For others the automata are built: up to sixteen states run as byte
-// shuffles where the processor has AVX2, more as a table, and an automaton beyond the limits is followed by sets: as bits
-// for up to 256 positions, as lists of nodes for more. All programs give the same answers; the choice is made by size alone, so it is the same in every run on one
-// machine.
+// Literals and ".*" alone are searched for (Glob), lists of literals are looked up (Words), units at fixed places and one
+// class repeated are compared (Runs). For others the automata are built: up to sixteen states run as byte shuffles where
+// the processor has AVX2, more as a table. An automaton with more states than nodes is followed by sets first, and built
+// when the calls pay for it (Growing); one beyond the limits is always followed by sets: as bits for up to 256 positions,
+// as lists of nodes for more. All programs give the same answers.
 //
 // All that the construction needs and matching does not stands in one arena, whose first part is on the stack. Dumps,
 // states and the constant start are built again from the tree when they are first asked for, and then kept.
@@ -14,11 +15,10 @@
 #include "match/BitSets.h"
 #include "match/Dump.h"
 #include "match/Glob.h"
-#include "match/Shuffle.h"
-#include "match/StateSetMatcher.h"
-#include "match/Table.h"
+#include "match/Runs.h"
 #include "match/Words.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>
@@ -32,45 +32,60 @@ bool Translates(XCParsedRegEx const& parsed) noexcept
     return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
 }
 
-} // namespace
+// How far an automaton may grow with the expression; one that grows further is built when the calls pay for it.
+constexpr std::uint32_t kFirstStates = 8; ///< in addition to one for every node
+constexpr std::uint32_t kFirstBytes = 1u << 20;
 
-Expression::Automaton::Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, Memory memory)
-    : classes(nfa.Sets(), memory), facts(nfa, memory), dfa(memory)
-{
-    if (classes.IsFolded()) dfa = BuildDfa(nfa, facts, classes, limits, memory);
-}
+} // namespace
 
 Expression::Expression(XCParsedRegEx const& parsed, bool debug, XCRegEx::Limits const& limits)
     : m_parsed(parsed), m_limits(limits)
 {
     if (debug) WriteWideOut(XCRegEx::DumpNodes(parsed).View());
-    if (!Translates(parsed)) m_program = Glob::From(parsed.GetRoot().GetPtr());
-    if (!m_program && !Translates(parsed)) m_program = Words::From(parsed.GetRoot().GetPtr());
-    if (!m_program) MakeProgram(parsed);
+    if (!Translates(parsed)) MakeSimpleProgram();
+    if (!m_program) MakeAutomaton();
     if (debug) WriteWideOut(DumpStates().View());
 }
 
-void Expression::MakeProgram(XCParsedRegEx const& parsed)
+/// Forms that are read off the tree.
+void Expression::MakeSimpleProgram()
+{
+    XCSmartPtr<XCRegExSyntaxNode> const root = m_parsed.GetRoot();
+    m_program = Glob::From(root.GetPtr());
+    // Callers who leave no room for any automaton want to see the program that needs none.
+    constexpr std::uint32_t kRoom = 1u << 16;
+    if (!m_program && m_limits.bytes >= kRoom) m_program = MakeRun(root.GetPtr());
+    if (!m_program) m_program = Words::From(root.GetPtr());
+}
+
+void Expression::MakeAutomaton()
 {
     alignas(std::max_align_t) std::array<std::byte, 24576> start;
     std::pmr::monotonic_buffer_resource arena(start.data(), start.size());
-    Nfa const nfa(parsed.GetRoot(), &arena);
+    Nfa const nfa(m_parsed.GetRoot(), &arena);
     m_tooLarge = nfa.IsTooLarge();
-    Automaton const automaton(nfa, m_limits, &arena);
-    if (automaton.dfa.complete) return MakeTableProgram(parsed, automaton, &arena);
-    m_usesSets = true;
-    std::unique_ptr<StateSets const> sets =
-        std::make_unique<StateSets>(parsed, nfa, automaton.facts, automaton.classes);
-    m_program = MakeBitSets(sets);
-    if (!m_program) m_program = std::move(sets);
-}
-
-void Expression::MakeTableProgram(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory)
-{
-    ReducedDfa const reduced = Reduce(automaton.dfa, memory);
-    bool const literal = parsed.IsValid() && !Translates(parsed);
-    Literals const literals = literal ? FindLiterals(*parsed.GetRoot(), memory) : Literals(memory);
-    m_program = (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)({reduced, automaton.classes, parsed, literals});
+    // More nodes than the first limits let it visit: the attempt would be in vain.
+    bool const isLarge = nfa.NodeCount() > kFirstBytes / 24;
+    XCRegEx::Limits const first{isLarge ? 0 : std::min(m_limits.states, kFirstStates),
+                                isLarge ? 0 : std::min(m_limits.bytes, kFirstBytes)};
+    Automaton const automaton(nfa, first, &arena);
+    if (automaton.dfa.complete) {
+        m_program = MakeDense(m_parsed, automaton, &arena);
+        return;
+    }
+    auto lists = std::make_unique<StateSets const>(m_parsed, nfa, automaton.facts, automaton.classes);
+    bool const mayGrow =
+        automaton.classes.IsFolded() && (first.states < m_limits.states || first.bytes < m_limits.bytes);
+    std::unique_ptr<SetProgram const> sets = MakeBitSets(lists);
+    if (!sets) sets = std::move(lists);
+    m_usesSets = !mayGrow;
+    if (!mayGrow) {
+        m_program = std::move(sets);
+        return;
+    }
+    auto growing = std::make_unique<Growing const>(std::move(sets), m_parsed, m_limits, nfa.NodeCount());
+    m_growing = growing.get();
+    m_program = std::move(growing);
 }
 
 auto Expression::Look() const -> Sight const&

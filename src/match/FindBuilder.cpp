@@ -148,7 +148,7 @@ SetList const& FindProgram::LayOut(XCRegExSyntaxNode const* root)
 
 FindProgram::FindProgram(XCParsedRegEx const& parsed)
     : m_sets(std::pmr::new_delete_resource()), m_classes(LayOut(parsed.GetRoot()), std::pmr::new_delete_resource()),
-      m_map(UnitMap::OfClasses(m_classes, parsed))
+      m_map(UnitMap::OfClasses(m_classes, parsed, std::pmr::new_delete_resource()))
 {
     // Where a collating table folds several units into one class, membership is a bit for each set and class; without
     // one, the range of a unit tells.

@@ -13,6 +13,7 @@
 #include "match/TreeShape.h"
 #include "text/FindText.h"
 #include "text/Kernels.h"
+#include "text/Units.h"
 
 #include <algorithm>
 #include <bit>
@@ -43,12 +44,15 @@ public:
         m_at = literal.size();
         return true;
     }
-    /// Goes on after the next place of the needle; false when there is none.
-    bool Find(std::wstring_view needle)
+    /// Goes on after the next place of the needle; false when there is none. Any place will do for the last needle, and
+    /// the end of the subject is where one comparison may tell.
+    bool Find(std::wstring_view needle, bool isLast)
     {
         text::TextFinder finder(needle);
         for (;;) {
             std::size_t const span = m_known - m_at;
+            if (isLast && m_isWhole && span >= needle.size() && StartsWith(m_text + m_known - needle.size(), needle))
+                return true;
             std::size_t const found = finder.Find(m_text + m_at, span);
             if (found < span) {
                 m_at += found + needle.size();
@@ -64,14 +68,17 @@ private:
     bool Extend(std::size_t needle)
     {
         constexpr std::size_t kStretch = 4096;
-        std::size_t const n = text::DotCount(m_text + m_known, std::max(kStretch, 4 * needle));
+        std::size_t const most = std::max(kStretch, 4 * needle);
+        std::size_t const n = text::DotCount(m_text + m_known, most);
         m_known += n;
+        m_isWhole = n < most;
         return n > 0;
     }
 
     wchar_t const* m_text;
     std::size_t m_known = 0;
     std::size_t m_at = 0;
+    bool m_isWhole = false; ///< all that "." may match is known
 };
 
 /// A subject of at most 16 units, kept in two vectors: each bit of a mask stands for one place.
@@ -170,10 +177,18 @@ Glob::Glob(XCRegExSyntaxNode const& root, std::size_t units, std::size_t gaps)
     m_prefix = {m_text.data(), end};
     std::reverse(m_needles.begin(), m_needles.end());
     m_openEnd = m_hasGap && m_suffix.empty();
+    for (wchar_t const unit : m_prefix.substr(0, UnitPlaces::kMax)) m_lead.Add(text::ToUint(unit), text::ToUint(unit));
+    bool const endsHere = !m_hasGap && m_prefix.size() < UnitPlaces::kMax;
+    if (endsHere) m_lead.Add(0, 0);
+    m_isLeadAll = endsHere || (m_openEnd && m_needles.empty() && m_prefix.size() <= UnitPlaces::kMax);
 }
 
 bool Glob::Match(wchar_t const* text) const
 {
+    if (m_lead.Length() != 0 && text::MayReadVector(text)) {
+        bool const fits = m_lead.Fits(text);
+        if (m_isLeadAll || !fits) return fits;
+    }
     if (!m_hasGap) return text::UnitCount(text, m_prefix.size() + 1) == m_prefix.size() && StartsWith(text, m_prefix);
     return m_openEnd ? MatchOpen(text) : MatchClosed(text);
 }
@@ -186,8 +201,9 @@ bool Glob::MatchOpen(wchar_t const* text) const
     }
     NeedleSearch search(text);
     if (!search.Take(m_prefix)) return false;
-    return std::all_of(m_needles.begin(), m_needles.end(),
-                       [&](std::wstring_view needle) { return search.Find(needle); });
+    return std::all_of(m_needles.begin(), m_needles.end(), [&](std::wstring_view const& needle) {
+        return search.Find(needle, &needle == &m_needles.back());
+    });
 }
 
 /// The whole subject must be known: its end is looked at first.

@@ -26,13 +26,16 @@ public:
     [[nodiscard]] std::wstring_view LiteralStart() const noexcept override { return m_prefix; }
 
 private:
-    [[nodiscard]] bool MatchOpen(wchar_t const* text) const;
-    [[nodiscard]] bool MatchClosed(wchar_t const* text) const;
+    // Calls of their own: Match answers most of them before.
+    [[nodiscard, gnu::noinline]] bool MatchOpen(wchar_t const* text) const;
+    [[nodiscard, gnu::noinline]] bool MatchClosed(wchar_t const* text) const;
 
     std::wstring m_text;                      ///< all literals one after the other; the others are parts of it
     std::wstring_view m_prefix;               ///< before the first gap
     std::vector<std::wstring_view> m_needles; ///< each after a gap
     std::wstring_view m_suffix;               ///< after the last gap, when the end is not open
+    UnitPlaces m_lead;                        ///< as much of the prefix as is compared at once
+    bool m_isLeadAll = false;                 ///< and the answer when nothing else is asked
     bool m_hasGap = false;
     bool m_openEnd = false;
 };

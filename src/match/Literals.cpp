@@ -57,26 +57,34 @@ private:
     {
         for (Literal& text : m_texts) text.open = false;
     }
+    static void Append(Literal& text, std::uint32_t unit) noexcept
+    {
+        text.units[text.length++] = static_cast<wchar_t>(unit);
+        text.open = text.length < Literal::kMax;
+    }
     void ExtendBySet(XCUWCharSet const& set)
     {
         std::uint64_t const count = set.GetCount();
         if (count == 0 || count > kMaxUnits || set.IsInSet(L'\0') || count * m_texts.size() > Literals::kMax)
             return Close();
+        if (count == 1) {
+            for (Literal& text : m_texts)
+                if (text.open) Append(text, set.begin()->begin);
+            return;
+        }
         List<Literal> extended(m_memory);
         for (Literal const& text : m_texts) {
             if (!text.open) extended.push_back(text);
             for (auto range = set.begin(); text.open && range != set.end(); ++range)
-                for (std::uint32_t unit = range->begin; unit < range->end; ++unit) {
-                    Literal& next = extended.emplace_back(text);
-                    next.units[next.length++] = static_cast<wchar_t>(unit);
-                    next.open = next.length < Literal::kMax;
-                }
+                for (std::uint32_t unit = range->begin; unit < range->end; ++unit)
+                    Append(extended.emplace_back(text), unit);
         }
         m_texts = std::move(extended);
     }
     /// Each branch extends the texts so far by itself. @param optional the texts may stay as they are, too.
     void ExtendByParts(List<Node const*> const& branches, bool optional, int depth)
     {
+        if (branches.size() > Literals::kMax) return Close(); // each makes one text at least
         List<Literal> const before(m_texts, m_memory);
         List<Literal> all(m_memory);
         for (Literal const& text : before)
@@ -112,6 +120,20 @@ private:
     List<Literal> m_texts;
 };
 
+/// False when the node begins with a wide class or may be passed over by a loop: no text begins there. Most places of a
+/// pattern are of this kind, and nothing is made for them.
+bool MayBeginText(Node const* node) noexcept
+{
+    for (;; node = node->GetLeftChildP()) {
+        if (node->GetType() == Node::NodeType::AlternativeNode) return true;
+        if (node->GetType() == Node::NodeType::CharSetNode)
+            return static_cast<Node::CharSetNode const*>(node)->GetCharSet().GetCount() <= kMaxUnits;
+        if (node->GetType() == Node::NodeType::SequenceNode) continue;
+        auto const& repeat = *static_cast<Node::RepeatNode const*>(node);
+        if (repeat.GetMinimum() == 0) return repeat.GetMaximum() <= 1;
+    }
+}
+
 /// How much the search for these texts tells: 0 for nothing.
 std::uint32_t Worth(List<Literal> const& texts) noexcept
 {
@@ -124,20 +146,23 @@ std::uint32_t Worth(List<Literal> const& texts) noexcept
         least = std::min(least, rarity);
     }
     constexpr std::uint32_t kLeast = 3; // a single common letter stands everywhere
-    // The packed comparison has eight buckets; with more texts nearly every place looks like one of them.
-    constexpr std::size_t kMost = 16;
-    return least < kLeast || texts.empty() || texts.size() > kMost
-               ? 0
-               : 32 * least - static_cast<std::uint32_t>(texts.size());
+    return least < kLeast || texts.empty() ? 0 : 32 * least - static_cast<std::uint32_t>(texts.size());
 }
 
 } // namespace
 
 std::uint32_t Rarity(wchar_t unit) noexcept
 {
-    static constexpr std::wstring_view kCommon = L" etaoinsrhldu0123456789";
-    if (kCommon.find(unit) != std::wstring_view::npos) return 1;
-    return unit >= L'a' && unit <= L'z' ? 2 : 4;
+    static constexpr std::array<std::uint8_t, 128> kRarities = [] {
+        std::array<std::uint8_t, 128> rarities{};
+        rarities.fill(4);
+        for (std::size_t letter = 'a'; letter <= 'z'; ++letter) rarities[letter] = 2;
+        for (char const common : std::string_view(" etaoinsrhldu0123456789"))
+            rarities[static_cast<std::size_t>(common)] = 1;
+        return rarities;
+    }();
+    std::size_t const at = static_cast<std::uint16_t>(unit);
+    return at < kRarities.size() ? kRarities[at] : 4u;
 }
 
 Literals FindLiterals(XCRegExSyntaxNode const& root, Memory memory)
@@ -146,6 +171,7 @@ Literals FindLiterals(XCRegExSyntaxNode const& root, Memory memory)
     std::uint32_t bestWorth = 0;
     List<Node const*> const parts = PartsOf(root, Node::NodeType::SequenceNode, memory);
     for (std::size_t place = 0; place < std::min(parts.size(), kMaxPlaces); ++place) {
+        if (!MayBeginText(parts[place])) continue;
         Beginnings beginnings(memory);
         for (std::size_t i = place; i < parts.size() && beginnings.IsOpen(); ++i) beginnings.Extend(*parts[i], 0);
         std::uint32_t const worth = Worth(beginnings.Texts());

@@ -22,7 +22,8 @@ struct Literal {
 
 /// One of these stands in every match. Empty when the pattern tells nothing of use.
 struct Literals {
-    static constexpr std::size_t kMax = 128;
+    /// The packed comparison has eight buckets; with more texts nearly every place looks like one of them.
+    static constexpr std::size_t kMax = 16;
 
     explicit Literals(Memory memory) : texts(memory) {}
 

@@ -15,6 +15,7 @@
 #include "match/Numbering.h"
 
 #include <algorithm>
+#include <array>
 #include <memory_resource>
 #include <unordered_map>
 #include <utility>
@@ -29,6 +30,7 @@ public:
     NfaBuilder(Nfa& nfa, Memory memory)
         : m_nfa(nfa), m_work(memory), m_parts(memory), m_wayNumbers(memory), m_ways(memory), m_leafIndices(memory)
     {
+        m_unitSets.fill(kEpsilon);
         m_nfa.m_edges.reserve(128);
     }
     void Build(Node const& root)
@@ -100,7 +102,7 @@ private:
             if (set.IsEmpty()) return;
             // Equal sets have equal numbers, so that two branches share a node exactly when they come the same way to
             // it.
-            std::uint64_t const way = std::uint64_t{from} << 32 | m_nfa.m_sets.IndexOf(set);
+            std::uint64_t const way = std::uint64_t{from} << 32 | NumberOf(set);
             std::uint32_t const known = m_wayNumbers.NumberOf(
                 way * 0x9E3779B97F4A7C15u, [&](std::uint32_t number) { return m_ways[number].key == way; });
             if (known == m_ways.size()) {
@@ -110,6 +112,16 @@ private:
             from = m_ways[known].to;
         }
         Chain(left, from, to);
+    }
+    /// The number of a set. Most are one letter, which is looked up by itself.
+    std::uint32_t NumberOf(XCUWCharSet const& set)
+    {
+        if (set.GetRangeCount() != 1 || set.begin()->begin >= m_unitSets.size() ||
+            set.begin()->end != set.begin()->begin + 1)
+            return m_nfa.m_sets.IndexOf(set);
+        std::uint32_t& known = m_unitSets[set.begin()->begin];
+        if (known == kEpsilon) known = m_nfa.m_sets.IndexOf(set);
+        return known;
     }
     static bool IsSmallLeaf(Node const* node)
     {
@@ -192,7 +204,7 @@ private:
     }
     void AddSet(std::uint32_t from, std::uint32_t to, XCUWCharSet const& set)
     {
-        if (!set.IsEmpty()) m_nfa.m_edges.push_back({from, to, m_nfa.m_sets.IndexOf(set)});
+        if (!set.IsEmpty()) m_nfa.m_edges.push_back({from, to, NumberOf(set)});
     }
     /// A leaf in a repetition comes many times: the index of a large set is remembered.
     void AddLeaf(Item const& item)
@@ -209,6 +221,7 @@ private:
     Numbering m_wayNumbers;
     List<Way> m_ways;
     std::pmr::unordered_map<Node const*, std::uint32_t> m_leafIndices;
+    std::array<std::uint32_t, 128> m_unitSets; ///< by unit: the number of the set of it alone, or kEpsilon
     std::uint32_t m_steps = 0;
 };
 

@@ -36,7 +36,9 @@ public:
     template <class T, class... Arguments>
     NodePtr Make(Arguments&&... arguments)
     {
-        return NodePtr(new (m_pool) T(std::forward<Arguments>(arguments)...));
+        XCRegExSyntaxNode* const node = new (m_pool) T(std::forward<Arguments>(arguments)...);
+        node->m_isPooled = true;
+        return NodePtr(node);
     }
 
     /// Notes that a node stands in parentheses. A shared leaf is replaced by one of its own.

@@ -25,8 +25,29 @@ private:
     struct Block {
         std::atomic<std::uint32_t> held; ///< kOpen while nodes are added, less what was given back
     };
+
+public:
+    /// Gives nodes that end one after the other back together: their block is told once.
+    class Returns {
+    public:
+        Returns() noexcept = default;
+        Returns(Returns const&) = delete;
+        Returns& operator=(Returns const&) = delete;
+        ~Returns() { Flush(); }
+        /// What Take gave comes back to Give next, before this object ends.
+        void Expect(void* memory) noexcept;
+
+    private:
+        friend class NodePool;
+        void Flush() noexcept;
+
+        Block* m_block = nullptr;
+        std::uint32_t m_count = 0;
+    };
+
+private:
     static constexpr std::uint32_t kOpen = 0x80000000;
-    static constexpr std::size_t kHeader = 8; ///< before the memory: the address of its block, null when it is alone
+    static constexpr std::size_t kHeader = 8; ///< before the memory: the address of its block, 0 when it is alone
     static constexpr std::size_t kFirstBlock = 1024;
     static constexpr std::size_t kLargestBlock = 32768;
 

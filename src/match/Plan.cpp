@@ -37,8 +37,7 @@ Opening::Opening(Blueprint const& plan) : m_row(plan.dfa.start)
 {
     ReducedDfa const& dfa = plan.dfa;
     UnitClasses const* const classes = plan.Translates() ? nullptr : &plan.classes;
-    m_span.fill(0xFFFF);
-    while (classes && m_length < kMax && m_row > dfa.LastSettled() && !dfa.IsAccepting(m_row)) {
+    while (classes && m_places.Length() < UnitPlaces::kMax && m_row > dfa.LastSettled() && !dfa.IsAccepting(m_row)) {
         std::uint32_t first = 0; // one range from here to `last` leads on, and only it
         std::uint32_t last = 0;
         std::uint32_t target = 0;
@@ -53,8 +52,7 @@ Opening::Opening(Blueprint const& plan) : m_row(plan.dfa.start)
             target = next;
         }
         if (last == 0) return;
-        m_first[m_length] = static_cast<std::uint16_t>(first);
-        m_span[m_length++] = static_cast<std::uint16_t>(last - first);
+        m_places.Add(first, last);
         m_row = target;
     }
 }

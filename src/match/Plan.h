@@ -55,23 +55,31 @@ struct Blueprint {
     [[nodiscard]] UnitMap MapOfColumns(std::uint32_t offset, std::uint32_t factor, Memory memory) const;
 };
 
-/// What matches begin with as long as there is one way through the automaton: one range of units for each place. All
-/// places are compared at once, and most subjects that do not match go no further.
-class Opening {
+/// One range of units for each of up to sixteen places, compared with a text at once.
+class UnitPlaces {
 public:
     static constexpr std::size_t kMax = 16;
 
-    /// Empty when the units of the subject are translated: nothing is known of them then.
-    explicit Opening(Blueprint const& plan);
-
+    UnitPlaces() noexcept { m_span.fill(0xFFFF); }
+    /// Both ends included. Only while Length is below kMax.
+    void Add(std::uint32_t first, std::uint32_t last) noexcept
+    {
+        m_first[m_length] = static_cast<std::uint16_t>(first);
+        m_span[m_length++] = static_cast<std::uint16_t>(last - first);
+    }
     [[nodiscard]] std::size_t Length() const noexcept { return m_length; }
-    /// The row that the opening leads to.
-    [[nodiscard]] std::uint32_t Row() const noexcept { return m_row; }
-    /// Whether a subject begins so. Reads kMax units: MayReadVector(text). The terminator fits no place.
+    /// Whether a text begins so. Reads kMax units: MayReadVector(text).
     [[nodiscard]] bool Fits(wchar_t const* text) const noexcept
     {
         return _mm_movemask_epi8(
                    _mm_cmpeq_epi16(_mm_or_si128(Excess(text, 0), Excess(text, 8)), _mm_setzero_si128())) == 0xFFFF;
+    }
+    /// The same one unit after the other, up to the first that does not fit.
+    [[nodiscard]] bool FitsInTurn(wchar_t const* text) const noexcept
+    {
+        std::size_t i = 0;
+        while (i < m_length && static_cast<std::uint16_t>(text[i] - m_first[i]) <= m_span[i]) ++i;
+        return i == m_length;
     }
 
 private:
@@ -85,8 +93,25 @@ private:
     }
 
     std::array<std::uint16_t, kMax> m_first{};
-    std::array<std::uint16_t, kMax> m_span; ///< last minus first; 0xFFFF after the opening
+    std::array<std::uint16_t, kMax> m_span; ///< last minus first; 0xFFFF after the last place
     std::size_t m_length = 0;
+};
+
+/// What matches begin with as long as there is one way through the automaton: one range of units for each place. All
+/// places are compared at once, and most subjects that do not match go no further. The terminator fits no place.
+class Opening {
+public:
+    /// Empty when the units of the subject are translated: nothing is known of them then.
+    explicit Opening(Blueprint const& plan);
+
+    [[nodiscard]] std::size_t Length() const noexcept { return m_places.Length(); }
+    /// The row that the opening leads to.
+    [[nodiscard]] std::uint32_t Row() const noexcept { return m_row; }
+    /// Whether a subject begins so: MayReadVector(text).
+    [[nodiscard]] bool Fits(wchar_t const* text) const noexcept { return m_places.Fits(text); }
+
+private:
+    UnitPlaces m_places;
     std::uint32_t m_row;
 };
 

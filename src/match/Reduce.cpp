@@ -49,7 +49,7 @@ class StateMerger {
 public:
     StateMerger(Dfa const& dfa, Memory memory)
         : m_dfa(dfa), m_dead(dfa.StateCount()), m_stop(dfa.StateCount() + 1), m_same(dfa.StateCount() + 2, memory),
-          m_index(dfa.StateCount(), memory)
+          m_index(dfa.StateCount(), memory), m_passed(memory)
     {
         std::iota(m_same.begin(), m_same.end(), 0u);
         for (std::uint32_t state = 0; state < m_dead; ++state)
@@ -70,16 +70,19 @@ public:
 private:
     static constexpr std::uint32_t kSelf = 0xFFFFFFFE;
 
+    /// Whether another round may find more: a state was compared while one before it, which it leads to, had yet to be
+    /// merged. All others were compared by what they lead to in the end.
     bool MergeOnce()
     {
-        bool changed = false;
         m_index.Clear();
+        m_passed.clear();
         for (std::uint32_t state = m_dead; state-- > 0;) {
             if (m_same[state] != state) continue;
             std::uint64_t hash = m_dfa.accepting[state];
             bool leadsOn = hash != 0;
             for (Dfa::Step const& step : m_dfa.Steps(state)) {
                 std::uint32_t const seen = Seen(state, step.target);
+                if (seen < state) m_passed.push_back(seen);
                 if (seen == m_dead) continue;
                 hash = Mix(hash, std::uint64_t{step.unitClass} << 32 | seen);
                 leadsOn = leadsOn || seen != kSelf;
@@ -87,9 +90,9 @@ private:
             m_same[state] =
                 !leadsOn ? m_dead
                          : m_index.FindOrAdd(hash, state, [&](std::uint32_t other) { return AreEqual(state, other); });
-            changed = changed || m_same[state] != state;
         }
-        return changed;
+        return std::any_of(m_passed.begin(), m_passed.end(),
+                           [this](std::uint32_t passed) { return m_same[passed] != passed; });
     }
     [[nodiscard]] std::uint32_t Seen(std::uint32_t from, std::uint32_t target) const noexcept
     {
@@ -113,6 +116,7 @@ private:
     std::uint32_t m_dead, m_stop;
     List<std::uint32_t> m_same;
     HashIndex m_index;
+    List<std::uint32_t> m_passed; ///< what states of a round lead back to
 };
 
 /// The states that are left, in the order of the rows after the fixed ones.

@@ -131,6 +131,7 @@ private:
     std::uint32_t m_start, m_firstAccepting, m_stopRow, m_lastSettled;
     /// The next state by the state; aligned, because a column is loaded as one vector.
     struct alignas(kBytesPerColumn) ColumnBytes {
+        ColumnBytes() noexcept {} // all are written once; clearing them first would take as long
         std::array<std::uint8_t, kBytesPerColumn> next;
     };
     List<ColumnBytes> m_columns;
@@ -149,12 +150,17 @@ Shuffle::Shuffle(Blueprint const& plan)
       m_lastSettled(plan.dfa.LastSettled()), m_columns(std::size_t{kLatin} + plan.dfa.columnCount, Arrays())
 {
     ReducedDfa const& dfa = plan.dfa;
+    for (std::uint32_t column = 0; column < dfa.columnCount; ++column) m_columns[kLatin + column].next.fill(0);
     for (std::uint32_t row = 0; row < dfa.rowCount; ++row)
         for (std::uint32_t column = 0; column < dfa.columnCount; ++column)
             m_columns[kLatin + column].next[row] = static_cast<std::uint8_t>(dfa.Row(row)[column]);
     for (std::uint32_t row = 0; row < kMaxRows; ++row) m_columns[0].next[row] = static_cast<std::uint8_t>(row);
     std::uint16_t const* const places = m_map.FirstPage();
-    for (std::uint32_t unit = 1; unit < kLatin; ++unit) m_columns[unit] = m_columns[places[unit] / kBytesPerColumn];
+    for (std::uint32_t unit = 1; unit < kLatin;) { // stretches of units with one column
+        ColumnBytes const column = m_columns[places[unit] / kBytesPerColumn];
+        std::uint16_t const place = places[unit];
+        for (; unit < kLatin && places[unit] == place; ++unit) m_columns[unit] = column;
+    }
 }
 
 bool Shuffle::Match(wchar_t const* text) const

@@ -38,9 +38,11 @@ public:
         m_state = Intern(m_set);
         return m_states[m_state].universal || Stops();
     }
-    bool Run(wchar_t const* text)
+    /// Nothing when the answer is not known after `most` units.
+    std::optional<bool> Run(wchar_t const* text, std::size_t most)
     {
-        for (; *text != 0; ++text) {
+        for (; *text != 0; ++text, --most) {
+            if (most == 0) return {};
             if (m_states[m_state].dead) return false;
             // A set that holds every node reaches acceptance on any rest, so the rest need not be read.
             if (m_states[m_state].universal) return true;
@@ -188,12 +190,18 @@ private:
     std::uint32_t m_state = 0;
 };
 
+/// About what the copies take.
+std::size_t BytesOf(Nfa const& nodes, UnitClasses const& unitClasses) noexcept
+{
+    return 4096 + nodes.NodeCount() * 64 + unitClasses.Atoms().size() * 32;
+}
+
 } // namespace
 
 StateSets::StateSets(XCParsedRegEx const& parsed, Nfa const& nodes, NodeFacts const& nodeFacts,
                      UnitClasses const& unitClasses)
-    : nfa(nullptr, std::pmr::new_delete_resource()), facts(nfa, std::pmr::new_delete_resource()),
-      classes(nfa.Sets(), std::pmr::new_delete_resource()), map(UnitMap::OfClasses(unitClasses, parsed))
+    : SetProgram(BytesOf(nodes, unitClasses)), nfa(nullptr, Arrays()), facts(nfa, Arrays()),
+      classes(nfa.Sets(), Arrays()), map(UnitMap::OfClasses(unitClasses, parsed, Arrays()))
 {
     // Assigned, because a copy of a list would stand wherever the process has its lists by default.
     nfa = nodes;
@@ -201,9 +209,14 @@ StateSets::StateSets(XCParsedRegEx const& parsed, Nfa const& nodes, NodeFacts co
     classes = unitClasses;
 }
 
-bool StateSets::Match(wchar_t const* text) const
+auto StateSets::Run(wchar_t const* text, std::size_t most) const -> Outcome
 {
-    return SetRun(*this).Run(text);
+    // The memory of a call takes as long as some thousand units, and a unit that is looked up as long as some.
+    constexpr std::size_t kCall = 4096;
+    constexpr std::size_t kUnit = 8;
+    std::size_t const units = std::max<std::size_t>(most / kUnit, 1);
+    std::optional<bool> const matches = SetRun(*this).Run(text, units);
+    return {matches, kCall + kUnit * text::UnitCount(text, std::min<std::size_t>(units, kCall))};
 }
 
 bool StateSets::StopsAt(NodeSetView nodes) const

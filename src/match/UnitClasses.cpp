@@ -193,11 +193,11 @@ UnitMap::UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valu
     }
 }
 
-UnitMap UnitMap::OfClasses(UnitClasses const& classes, XCParsedRegEx const& parsed)
+UnitMap UnitMap::OfClasses(UnitClasses const& classes, XCParsedRegEx const& parsed, Memory memory)
 {
     std::vector<std::uint16_t> numbers(classes.Count());
     std::iota(numbers.begin(), numbers.end(), std::uint16_t{0});
-    return UnitMap(classes, numbers, parsed, std::pmr::new_delete_resource());
+    return UnitMap(classes, numbers, parsed, memory);
 }
 
 std::uint16_t* UnitMap::NewPage()

@@ -62,8 +62,8 @@ public:
     /// @param valueOfClass what a unit of each class maps to. @param parsed has the collating tables, or none.
     UnitMap(UnitClasses const& classes, std::span<std::uint16_t const> valueOfClass, XCParsedRegEx const& parsed,
             Memory memory);
-    /// From units to the numbers of their classes, on the heap.
-    [[nodiscard]] static UnitMap OfClasses(UnitClasses const& classes, XCParsedRegEx const& parsed);
+    /// From units to the numbers of their classes.
+    [[nodiscard]] static UnitMap OfClasses(UnitClasses const& classes, XCParsedRegEx const& parsed, Memory memory);
 
     [[nodiscard]] std::uint16_t operator[](wchar_t unit) const noexcept
     {

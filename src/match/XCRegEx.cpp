@@ -10,6 +10,8 @@
 #include "match/Dump.h"
 #include "match/Expression.h"
 
+#include <new>
+
 XCRegEx::XCRegEx(XCParsedRegEx const& parsed, bool debug) : XCRegEx(parsed, debug, Limits{}) {}
 XCRegEx::XCRegEx(XCParsedRegEx const& parsed, bool debug, Limits const& limits)
     : m_expression(std::make_shared<xc::match::Expression>(parsed, debug, limits)),
@@ -43,7 +45,11 @@ bool XCRegEx::IsTooLarge() const noexcept
 
 bool XCRegEx::UsesStateSets() const noexcept
 {
-    return m_expression->UsesStateSets();
+    try {
+        return m_expression->UsesStateSets();
+    } catch (std::bad_alloc const&) {
+        return true; // sets are what it goes on with
+    }
 }
 
 std::vector<XCRegEx::DfaState> XCRegEx::GetStates() const

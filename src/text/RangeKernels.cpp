@@ -114,6 +114,37 @@ std::size_t Scan(wchar_t const* text, std::size_t n, UnitRanges const& ranges) n
     return ScanCounted<Inside>(text, n, ranges, std::make_integer_sequence<unsigned, UnitRanges::kMax>{});
 }
 
+/// Aligned vectors, and aligned pairs of them, lie in one page with a unit of the text. The units before it are shifted
+/// out of the first one: each bit of the mask stands for a byte.
+template <unsigned Count>
+[[maybe_unused]] XC_TARGET_AVX2 std::size_t LeadAvx2(wchar_t const* text, std::size_t limit,
+                                                     UnitRanges const& ranges) noexcept
+{
+    __m256i first[Count];
+    __m256i span[Count];
+    for (unsigned i = 0; i < Count; ++i) {
+        first[i] = _mm256_set1_epi16(static_cast<short>(ranges.First(i)));
+        span[i] = _mm256_set1_epi16(static_cast<short>(ranges.Span(i)));
+    }
+    auto const skipped = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(text) & 31);
+    std::uint32_t mask = HitsAvx2<Count, false>(text - skipped / 2, first, span) >> skipped;
+    std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
+    while (mask == 0 && n < limit) {
+        mask = HitsAvx2<Count, false>(text + n, first, span);
+        n += mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : 16;
+    }
+    return n;
+}
+
+template <unsigned... Counts>
+[[maybe_unused]] std::size_t LeadCounted(wchar_t const* text, std::size_t limit, UnitRanges const& ranges,
+                                         std::integer_sequence<unsigned, Counts...>) noexcept
+{
+    using LeadFunction = std::size_t (*)(wchar_t const*, std::size_t, UnitRanges const&) noexcept;
+    static constexpr LeadFunction kLeads[] = {&LeadAvx2<Counts + 1>...};
+    return kLeads[ranges.Count() - 1](text, limit, ranges);
+}
+
 /// Whether a unit ends the count; U+FFFF does when Dots.
 template <bool Dots>
 constexpr bool IsEnd(wchar_t unit) noexcept
@@ -186,6 +217,22 @@ std::size_t FindInside(wchar_t const* text, std::size_t n, UnitRanges const& ran
 std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept
 {
     return Scan<false>(text, n, ranges);
+}
+
+std::size_t LeadInside(wchar_t const* text, std::size_t limit, UnitRanges const& ranges) noexcept
+{
+    if (ranges.Count() == 0) return 0;
+#if !defined(XC_NO_OVERREAD)
+    if ((reinterpret_cast<std::uintptr_t>(text) & 1) == 0 && HasAvx2())
+        return LeadCounted(text, limit, ranges, std::make_integer_sequence<unsigned, UnitRanges::kMax>{});
+#endif
+    constexpr std::size_t kStretch = 256;
+    for (std::size_t n = 0;;) {
+        std::size_t const known = UnitCount(text + n, kStretch);
+        std::size_t const inside = FindOutside(text + n, known, ranges);
+        n += inside;
+        if (inside < kStretch || n >= limit) return n;
+    }
 }
 
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept

@@ -62,6 +62,9 @@ inline bool MayReadVector(wchar_t const* text) noexcept
 /// The index of the first unit that lies in, lies outside every range, or n.
 std::size_t FindInside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept;
 std::size_t FindOutside(wchar_t const* text, std::size_t n, UnitRanges const& ranges) noexcept;
+/// The units before the first that lies outside every range; the ranges must not hold U+0000, so that a text ends there
+/// at the latest. From `limit` units on the count may stop anywhere.
+std::size_t LeadInside(wchar_t const* text, std::size_t limit, UnitRanges const& ranges) noexcept;
 
 /// The units before the terminator, at most `limit`.
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept;

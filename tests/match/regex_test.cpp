@@ -49,6 +49,12 @@ constexpr MatchCase kMatches[] = {
     {"fixed beginning, no match", L"[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}", L"2024-06-07 1a:34", false},
     {"beginning longer than a vector", L"[0-9]{9}[a-f]{9}(x|yz)+", L"123456789abcdefabcxyz", true},
     {"beginning longer than a vector", L"[0-9]{9}[a-f]{9}(x|yz)+", L"123456789abcdefabgxyz", false},
+    {"fixed places, one unit more", L"[0-9]{2}-.[a-f]", L"12-xab", false},
+    {"fixed places, the last one missing", L"[0-9]{2}-.[^a]", L"12-x", false},
+    {"places that nothing stands at", L"x{0}", L"", true},
+    {"a loop over one class stops too", L"[^\xFFFE]+", L"a\xFFFF", true},
+    {"a loop over one class stops too early", L"[^a]+", L"b\xFFFF", false},
+    {"a loop over one class takes the terminator", L"[^a]+", L"", false},
     {"beginning longer than the subject", L"[0-9]{9}[a-f]{9}(x|yz)+", L"123456789abc", false},
 };
 
@@ -236,6 +242,8 @@ constexpr LongCase kLongCases[] = {
     {"long loops among short ones", L"(a+b[^c]*c)+",
      L"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab---------------------c"},
     {"loop to the end", L"x[a-z]*", L"abcdefgh"},
+    {"one class alone", L"[a-df-z\x3042]+", L"abcdabcdfg"},
+    {"all but one unit", L"[^\x3042]*", L"abcdabcdfg"},
 };
 
 /// Many stretches, the lanes among them; a unit changed somewhere must be seen wherever it stands.
@@ -282,15 +290,16 @@ TEST(Match, WideTable)
 /// Subjects that end right before memory that must not be read, at every length and alignment.
 TEST(Match, ReadsNothingBehindTheTerminator)
 {
-    XCRegEx const expressions[] = {Compile(L"[a-z0-9_]+"), Compile(L".*b.*"), Compile(L"(a|b)*a(a|b){4}"),
-                                   Compile(L"(ab?)*"),     Compile(L"a*"),    Compile(L".*aaa")};
+    XCRegEx const expressions[] = {Compile(L"[a-z0-9_]+"), Compile(L".*b.*"),     Compile(L"(a|b)*a(a|b){4}"),
+                                   Compile(L"(ab?)*"),     Compile(L"a*"),        Compile(L".*aaa"),
+                                   Compile(L"[ab]{3}"),    Compile(L"a[ab]{2}.*")};
     for (std::size_t n = 0; n < 600; n += n < 80 ? 1 : 37) {
         std::vector<wchar_t> text(n, L'a'); // exactly as long as the string form may read
         XCString const whole(std::wstring(text.begin(), text.end()));
         std::unique_ptr<wchar_t[]> const exact(new wchar_t[n + 1]);
         std::copy(text.begin(), text.end(), exact.get());
         exact[n] = 0;
-        bool const expected[] = {n > 0, false, n >= 5, true, true, n >= 3};
+        bool const expected[] = {n > 0, false, n >= 5, true, true, n >= 3, n == 3, n >= 3};
         for (std::size_t i = 0; i < std::size(expressions); ++i) {
             EXPECT_EQ(expressions[i].Match(exact.get()), expected[i]) << n << " " << i;
             EXPECT_EQ(expressions[i].Match(whole), expected[i]) << n << " " << i;

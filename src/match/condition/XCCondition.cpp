@@ -16,24 +16,36 @@
 #include "match/condition/NumberText.h"
 
 #include <algorithm>
+#include <limits>
+#include <typeinfo>
 
 using xc::condition::CompareValues;
 
 namespace {
 
-/// Whether values in this order meet the operator. Unordered values are different, and that is all.
-bool Holds(ConditionOperator op, std::partial_ordering order) noexcept
+/// Without a branch on the values: which way they compare is as good as random from record to record.
+template <class T>
+[[gnu::always_inline]] inline bool Holds(ConditionOperator op, T a, T b) noexcept
 {
     switch (op) {
-    case ConditionOperator::Less: return order < 0;
-    case ConditionOperator::LessOrEqual: return order <= 0;
-    case ConditionOperator::Equal: return order == 0;
-    case ConditionOperator::NotEqual: return order != 0;
-    case ConditionOperator::GreaterOrEqual: return order >= 0;
-    case ConditionOperator::Greater: return order > 0;
+    case ConditionOperator::Less: return a < b;
+    case ConditionOperator::LessOrEqual: return a <= b;
+    case ConditionOperator::Equal: return a == b;
+    case ConditionOperator::NotEqual: return a != b;
+    case ConditionOperator::GreaterOrEqual: return a >= b;
+    case ConditionOperator::Greater: return a > b;
     case ConditionOperator::None: break;
     }
     return false;
+}
+
+/// Whether values in this order meet the operator. Unordered values are different, and that is all: like a number that
+/// is none.
+bool HoldsFor(ConditionOperator op, std::partial_ordering order) noexcept
+{
+    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+    double const number = order < 0 ? -1.0 : order == 0 ? 0.0 : order > 0 ? 1.0 : kNone;
+    return Holds(op, number, 0.0);
 }
 
 } // namespace
@@ -258,10 +270,29 @@ bool XCCondition::AsRegExp()
 
 // Evaluation -------------------------------------------------------------------------------------------------------
 
-/// How the conditions themselves are a tree.
+/// How the conditions themselves are a tree. Most are of this very class, bound, and asked of a record that keeps its
+/// values: those are read where they stand, without a virtual call.
 struct XCCondition::Tree {
     using Node = XCCondition;
-    [[nodiscard]] bool StartOf(Node const& node) const { return node.StartResult(params); }
+    explicit Tree(XCConditionParams const& record) noexcept
+        : params(record), serial(&typeid(record) == &typeid(XCConditionParams) ? record.GetSchemaSerial() : 0)
+    {
+    }
+    [[nodiscard]] bool StartOf(Node const& node) const
+    {
+        // No schema has the serial number 0, so nothing is bound to it.
+        if (node.m_boundSerial != serial || &typeid(node) != &typeid(XCCondition) ||
+            node.m_operator == ConditionOperator::None || node.m_fieldIndex >= params.m_values.size())
+            return node.StartResult(params);
+        return Compare(node, params.m_values[node.m_fieldIndex]);
+    }
+    [[gnu::always_inline]] static bool Compare(Node const& node, XCConditionValue const& fieldValue)
+    {
+        // By far the most frequent pair, without the look at all the kinds.
+        if (fieldValue.IsInteger() && node.m_value.IsInteger())
+            return Holds(node.m_operator, fieldValue.AsInt64(), node.m_value.AsInt64());
+        return node.CompareOther(fieldValue);
+    }
     [[nodiscard]] std::size_t CountOf(Node const& node) const noexcept { return node.m_subs.size(); }
     [[nodiscard]] Link LinkOf(Node const& node, std::size_t i) const noexcept { return node.m_subs[i].link; }
     [[nodiscard]] Node const* SubOf(Node const& node, std::size_t i) const noexcept
@@ -269,11 +300,20 @@ struct XCCondition::Tree {
         return node.m_subs[i].condition.GetPtr();
     }
     XCConditionParams const& params;
+    std::uint64_t serial; ///< of the schema by whose positions values may be read; 0 for none
 };
 
 bool XCCondition::Evaluate(XCConditionParams const& params) const
 {
-    return xc::condition::EvaluateTree(Tree{params}, this);
+    Tree const tree(params);
+    // What a text makes of "a AND b AND c" is a chain, in which nothing is left to be done after the rest of it.
+    XCCondition const* at = this;
+    for (; at->m_subs.size() <= 1; at = at->m_subs[0].condition.GetPtr()) {
+        bool const result = tree.StartOf(*at);
+        if (at->m_subs.empty() || (at->m_subs[0].link == Link::And) != result || at->m_subs[0].condition.IsNull())
+            return result;
+    }
+    return xc::condition::EvaluateTree(tree, at);
 }
 
 bool XCCondition::OnEvaluate(XCConditionParams const& params) const
@@ -283,17 +323,20 @@ bool XCCondition::OnEvaluate(XCConditionParams const& params) const
 
 bool XCCondition::CompareWith(XCConditionValue const& fieldValue) const
 {
-    // By far the most frequent pair, without the look at all the kinds.
-    if (fieldValue.IsInteger() && m_value.IsInteger())
-        return Holds(m_operator, fieldValue.AsInt64() <=> m_value.AsInt64());
+    return Tree::Compare(*this, fieldValue);
+}
+
+bool XCCondition::CompareOther(XCConditionValue const& fieldValue) const
+{
     // A missing field equals NULL alone; it is not different from anything, since nothing is known of it.
     if (fieldValue.IsNull()) return IsNull() && m_operator == ConditionOperator::Equal;
     if (IsNull()) return m_operator == ConditionOperator::NotEqual;
-    if (!m_regEx) return Holds(m_operator, CompareValues(fieldValue, m_value));
+    if (!m_regEx) return HoldsFor(m_operator, CompareValues(fieldValue, m_value));
     bool const matches = fieldValue.GetKind() == XCConditionValue::Kind::Text
                              ? m_regEx->Match(fieldValue.AsText().data())
                              : m_regEx->Match(xc::condition::SubjectOf(fieldValue));
-    return Holds(m_operator, matches ? std::partial_ordering::equivalent : std::partial_ordering::unordered);
+    // A text that matches is equal to the pattern, any other one is different from it.
+    return m_operator == ConditionOperator::NotEqual ? !matches : matches && Holds(m_operator, 0, 0);
 }
 
 XCErrorID XCCondition::Bind(XCConditionSchema const& schema)
