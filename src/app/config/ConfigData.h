@@ -152,17 +152,19 @@ public:
     [[nodiscard]] inline std::wstring_view CommentPart() const noexcept;
     /// Key, what stands between, and value; for IsPart.
     [[nodiscard]] inline std::wstring_view KeyToValue() const noexcept;
-    [[nodiscard]] std::size_t GapUnits() const noexcept { return m_part.gap; }
+    [[nodiscard]] std::size_t GapUnits() const noexcept { return m_part.gap & kMostGap; }
     [[nodiscard]] inline std::wstring_view Key() const noexcept;
     [[nodiscard]] inline std::wstring_view Value() const noexcept;
     /// Null: all are empty. For lines that are no part.
     [[nodiscard]] LineTexts const* OwnTexts() const noexcept { return m_texts; }
     /// The texts in their own block, which is made when there is none.
     [[nodiscard]] LineTexts& Texts() { return !IsPart() && m_texts ? *m_texts : MakeTexts(); }
-    /// One of them as a string of its own.
-    [[nodiscard]] XCString const& String(LazyText LineTexts::*text)
+    /// Key or value as a string. The block is made when one is asked for again: a program that reads every line once needs
+    /// the strings for a moment, one that keeps asking shares them.
+    [[nodiscard]] XCString String(LazyText LineTexts::*text)
     {
-        return HasTexts() ? (Texts().*text).AsString() : NoText();
+        if (!HasTexts() || IsFirstAsk(text)) return XCString(text == &LineTexts::key ? Key() : Value());
+        return (Texts().*text).AsString();
     }
     /// Takes the texts over; both lines go on knowing where they were read. @throws std::bad_alloc with no change.
     void TakeTexts(LineData& other);
@@ -175,12 +177,20 @@ public:
 
 private:
     static constexpr std::uint32_t kOwn = 0xFFFFFFFF;
+    // Marks beside the units of the gap.
+    static constexpr std::uint16_t kMostGap = 0x3FFF, kKeyAsked = 0x4000, kValueAsked = 0x8000;
 
+    [[nodiscard]] bool IsFirstAsk(LazyText LineTexts::*text) noexcept
+    {
+        std::uint16_t const mark = text == &LineTexts::key ? kKeyAsked : kValueAsked;
+        if (!IsPart() || (m_part.gap & mark) != 0) return false;
+        m_part.gap = static_cast<std::uint16_t>(m_part.gap | mark);
+        return true;
+    }
     [[nodiscard]] bool HasTexts() const noexcept { return IsPart() || m_texts; }
     [[nodiscard]] LineTexts& MakeTexts();
     void FreeTexts() noexcept;
     [[nodiscard]] std::pmr::memory_resource* Memory() const noexcept;
-    [[nodiscard]] static XCString const& NoText();
 
     std::uint32_t m_at = kOwn; ///< of the key in the text of the file
     XCConfigSection* m_section = nullptr;
@@ -264,7 +274,7 @@ inline std::wstring_view LineData::CommentPart() const noexcept
 }
 inline std::wstring_view LineData::KeyToValue() const noexcept
 {
-    return {Access::Of(*m_section).text + m_at, std::size_t{m_part.key} + m_part.gap + m_part.value};
+    return {Access::Of(*m_section).text + m_at, std::size_t{m_part.key} + GapUnits() + m_part.value};
 }
 inline std::wstring_view LineData::Key() const noexcept
 {
@@ -273,7 +283,7 @@ inline std::wstring_view LineData::Key() const noexcept
 }
 inline std::wstring_view LineData::Value() const noexcept
 {
-    if (IsPart()) return {Access::Of(*m_section).text + m_at + m_part.key + m_part.gap, m_part.value};
+    if (IsPart()) return {Access::Of(*m_section).text + m_at + m_part.key + GapUnits(), m_part.value};
     return m_texts ? m_texts->value.View() : std::wstring_view();
 }
 
@@ -286,11 +296,11 @@ inline std::wstring_view NameOf(XCConfigSection const& section) noexcept
     return Access::Of(section).name.View();
 }
 
-inline XCString const& KeyString(XCConfigLine const& line)
+inline XCString KeyString(XCConfigLine const& line)
 {
     return Access::Of(const_cast<XCConfigLine&>(line)).String(&LineTexts::key);
 }
-inline XCString const& ValueString(XCConfigLine const& line)
+inline XCString ValueString(XCConfigLine const& line)
 {
     return Access::Of(const_cast<XCConfigLine&>(line)).String(&LineTexts::value);
 }

@@ -109,7 +109,7 @@ bool xc::config::LineData::SetPart(std::wstring_view text, std::wstring_view com
     // Blanks between the comments and the key count as comments: who reads these passes over them in any case.
     std::size_t const before = comments.empty() ? 0 : static_cast<std::size_t>(key.data() - comments.data());
     auto const gap = static_cast<std::size_t>(value.data() - key.data()) - key.size();
-    if (at >= kOwn || std::max({before, key.size(), gap, value.size()}) > kMost) return false;
+    if (at >= kOwn || gap > kMostGap || std::max({before, key.size(), value.size()}) > kMost) return false;
     m_at = static_cast<std::uint32_t>(at);
     m_part = {static_cast<std::uint16_t>(before), static_cast<std::uint16_t>(key.size()),
               static_cast<std::uint16_t>(gap), static_cast<std::uint16_t>(value.size())};
@@ -141,12 +141,6 @@ void xc::config::LineData::FreeTexts() noexcept
 {
     std::destroy_at(m_texts);
     Memory()->deallocate(m_texts, sizeof(LineTexts), alignof(LineTexts));
-}
-
-XCString const& xc::config::LineData::NoText()
-{
-    static XCString const none;
-    return none;
 }
 
 // Parts of a file's text become strings first, and the block is made, which is all that may fail: either line keeps
