@@ -15,7 +15,7 @@ void ShortLock::LockTaken() noexcept
 {
     constexpr int kLooks = 200, kYields = 1000;
     for (int look = 0;; ++look) {
-        if (!m_taken.load(std::memory_order_relaxed) && !m_taken.exchange(true, std::memory_order_acquire)) return;
+        if (!m_taken.test(std::memory_order_relaxed) && !m_taken.test_and_set(std::memory_order_acquire)) return;
         if (look < kLooks)
             Pause();
         else if (IsProcessEnding())

@@ -14,14 +14,14 @@ public:
     ShortLock& operator=(ShortLock const&) = delete;
     void lock() noexcept
     {
-        if (m_taken.exchange(true, std::memory_order_acquire)) LockTaken();
+        if (m_taken.test_and_set(std::memory_order_acquire)) LockTaken();
     }
-    void unlock() noexcept { m_taken.store(false, std::memory_order_release); }
+    void unlock() noexcept { m_taken.clear(std::memory_order_release); }
 
 private:
     void LockTaken() noexcept;
 
-    std::atomic<bool> m_taken{false};
+    std::atomic_flag m_taken;
 };
 
 } // namespace xc::win32
