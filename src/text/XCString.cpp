@@ -152,7 +152,7 @@ XCString& XCString::Assign(wchar_t const* text, std::size_t count, std::size_t r
         return *this;
     }
     if (capacity <= m_data->capacity && !IsShared()) { // in place; the text may lie in this very block
-        if (count != 0) std::memmove(m_data->Text(), text, count * sizeof(wchar_t));
+        CopyUnits(m_data->Text(), text, count);
         SetLength(count);
         return *this;
     }
