@@ -4,9 +4,12 @@
 #include <XelbrinCore/XCStringConverter.h>
 
 #include <benchmark/benchmark.h>
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <windows.h>
+
+#include <psapi.h>
 
 namespace {
 
@@ -92,6 +95,27 @@ void ConfigRead_LoadAndRelease(benchmark::State& state)
     PerLine(state);
 }
 BENCHMARK(ConfigRead_LoadAndRelease);
+
+/// A file of so many short lines: bytes of memory a line, and whether they stay the same.
+void ConfigRead_Memory(benchmark::State& state)
+{
+    std::string bytes = "[Main]\r\n";
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        bytes += "key" + std::to_string(i) + "=value " + std::to_string(i) + "\r\n";
+    auto const used = [] {
+        PROCESS_MEMORY_COUNTERS counters{};
+        ::K32GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters);
+        return static_cast<double>(counters.WorkingSetSize);
+    };
+    double grown = 0;
+    for (auto _ : state) {
+        double const before = used();
+        XCSmartPtr<XCConfigFile> const file = XCConfigFile::FromBytes(bytes);
+        grown = used() - before;
+    }
+    state.counters["bytes/line"] = grown / static_cast<double>(state.range(0));
+}
+BENCHMARK(ConfigRead_Memory)->Arg(100000)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 /// The work that no safe writer can avoid: convert, write beside, flush, replace.
 void ConfigSave_Utf16ToBytes(benchmark::State& state)

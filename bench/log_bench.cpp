@@ -3,6 +3,7 @@
 #include <XelbrinCore/XCTrace.h>
 
 #include <benchmark/benchmark.h>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -104,6 +105,19 @@ void ToFile_Async(benchmark::State& state)
     if (state.thread_index() == 0) manager.reset();
 }
 BENCHMARK(ToFile_Async)->Threads(1)->Threads(4)->UseRealTime();
+
+/// A whole log, opened, written and closed: the time a line must not depend on how many there are.
+void ToFile_Lines(benchmark::State& state)
+{
+    for (auto _ : state) {
+        FileLog log(false);
+        for (std::int64_t i = 0; i < state.range(0); ++i) log.channel.Write(1, kText);
+    }
+    state.counters["line"] =
+        benchmark::Counter(static_cast<double>(state.range(0)),
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(ToFile_Lines)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void ToFile_Stream(benchmark::State& state)
 {

@@ -93,6 +93,26 @@ void AppendSixteen(benchmark::State& state)
 BENCHMARK_TEMPLATE(AppendSixteen, XCString);
 BENCHMARK_TEMPLATE(AppendSixteen, std::wstring);
 
+/// A text of 32 MiB and one of 1 GiB: the time a unit must not depend on the length.
+template <class Text>
+void AppendUpTo(benchmark::State& state)
+{
+    wchar_t const part[] = L"0123456789abcdef";
+    auto const units = static_cast<std::size_t>(state.range(0));
+    for (auto _ : state) {
+        Text text;
+        for (std::size_t i = 0; i < units; i += 16) Append16(text, part);
+        benchmark::DoNotOptimize(text);
+    }
+    PerUnit(state, units);
+}
+BENCHMARK_TEMPLATE(AppendUpTo, XCString)->Arg(16 << 20)->Arg(512 << 20)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(AppendUpTo, std::wstring)
+    ->Arg(16 << 20)
+    ->Arg(512 << 20)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
 std::size_t FindIn(XCString const& text, wchar_t const* wanted)
 {
     return text.Find(wanted);

@@ -153,7 +153,7 @@ public:
 
 private:
     friend struct xc::config::Access;
-    alignas(void*) std::byte m_data[11 * sizeof(void*)]; // comments, key and value, in a form that may change
+    alignas(4) std::byte m_data[4 + 2 * sizeof(void*)]; // comments, key and value, in a form that may change
 };
 
 /// A section: comments, name and lines in order. A value type; a copy belongs to no file.

@@ -100,7 +100,16 @@ XCTimeEx XCDateTimeEx::GetTime(XCTimeZone const& zone) const noexcept
 
 unsigned int XCDateTimeEx::GetWeekDay(XCTimeZone const& zone) const noexcept
 {
-    return GetDate(zone).GetWeekDay();
+    ZoneRecord const* const record = RecordUnlessUTC(zone);
+    if (!record || m_time.IsNull() || !m_date.IsValid()) return m_date.GetWeekDay();
+    // In the last years a zone could lead out of the range.
+    constexpr int kLastYears = 9999;
+    if (m_date.GetYear() >= kLastYears) return GetDate(zone).GetWeekDay();
+    // The count of days tells the day of the week: no date has to be made of it.
+    std::int64_t const utcMs = ToEpochMs(m_date, m_time);
+    std::int64_t const wallMs = utcMs + record->OffsetAt(utcMs, m_date.GetYear()).Ms();
+    constexpr std::uint64_t kFirstDay = 4; // 1970 began on a Thursday
+    return wallMs < 0 ? 0 : static_cast<unsigned int>((static_cast<std::uint64_t>(wallMs / kDayMs) + kFirstDay) % 7);
 }
 
 unsigned int XCDateTimeEx::GetYearDay(XCTimeZone const& zone) const noexcept

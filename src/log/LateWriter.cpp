@@ -6,8 +6,8 @@
 // waits kGatherMs for more, since a write, and a wake, cost as much as a hundred records; a buffer that is half full
 // ends that wait. Cost for the caller: the layout and one short lock.
 //
-// Locks: a file's own lock may be held while the thread's is taken, never the other way round, and neither while a file
-// is written. The thread starts with the first file and ends with the last. While the process exits the files are
+// Locks: a file's own lock may be held while that of its room is taken, never the other way round, and neither while a
+// file is written or the thread's lock is taken. The file's is taken by every record and held for some ten nanoseconds. The thread starts with the first file and ends with the last. While the process exits the files are
 // written by who ends it (AtExit), and later records by their callers.
 // Invariant: a file whose buffer is not empty is due, or is being written.
 #include "log/LateWriter.h"
@@ -151,7 +151,7 @@ XCErrorID LateRecords::Begin(std::size_t maxBytes, bool waits)
         std::lock_guard const hold(m_lock);
         m_maxBytes = std::max<std::size_t>(maxBytes, 1);
         m_waits = waits;
-        m_room.WakeAll(); // the new limit may be higher
+        TellRoom(); // the new limit may be higher
     }
     if (!m_isKnown)
         if (XCErrorID failure = LateWriter::Get().Add(*this); failure.Bad()) return failure;
@@ -164,7 +164,7 @@ void LateRecords::Stop() noexcept
 {
     std::lock_guard const hold(m_lock);
     m_active = false;
-    m_room.WakeAll();
+    TellRoom();
 }
 
 void LateRecords::Detach() noexcept
@@ -178,21 +178,35 @@ void LateRecords::Take(std::string& bytes, std::vector<std::size_t>& ends) noexc
     std::lock_guard const hold(m_lock);
     m_bytes.swap(bytes);
     m_ends.swap(ends);
+    TellRoom();
+}
+
+/// Without the lock meanwhile. False: the process ends, and nobody makes room.
+bool LateRecords::WaitForRoom() noexcept
+{
+    std::uint64_t const round = m_rounds;
+    m_lock.unlock();
+    LateWriter::Get().Wake(*this, true); // the wait for more records to come makes no sense now
+    bool goesOn = true;
+    {
+        std::lock_guard const hold(m_roomLock);
+        while (goesOn && m_rounds == round) goesOn = m_room.Wait(m_roomLock, kForEver);
+    }
+    m_lock.lock();
+    return goesOn;
+}
+
+/// With the lock.
+void LateRecords::TellRoom() noexcept
+{
+    std::lock_guard const hold(m_roomLock);
+    ++m_rounds;
     m_room.WakeAll();
 }
 
-void LateRecords::WaitForRoom() noexcept
+void LateRecords::Announce(bool hurry) noexcept
 {
-    LateWriter::Get().Wake(*this, true); // the wait for more records to come makes no sense now
-    while (m_active && m_bytes.size() >= m_maxBytes)
-        if (!m_room.Wait(m_lock, kForEver)) return; // the process ends: the record goes over the limit
-}
-
-void LateRecords::Announce(std::size_t before) noexcept
-{
-    std::size_t const half = m_maxBytes / 2;
-    bool const hurry = before < half && m_bytes.size() >= half;
-    if (before == 0 || hurry) LateWriter::Get().Wake(*this, hurry);
+    LateWriter::Get().Wake(*this, hurry);
 }
 
 } // namespace xc::log

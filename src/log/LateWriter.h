@@ -3,10 +3,12 @@
 
 #include <XelbrinCore/XCErrorID.h>
 
+#include "win32/ShortLock.h"
 #include "win32/SlimLock.h"
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <string>
@@ -37,13 +39,13 @@ public:
     Outcome Add(Build const& build) noexcept
     {
         if (!m_active.load(std::memory_order_relaxed)) return Outcome::Refused;
-        std::lock_guard const hold(m_lock);
-        if (m_bytes.size() >= m_maxBytes) {
+        std::unique_lock hold(m_lock);
+        while (m_bytes.size() >= m_maxBytes && m_active.load(std::memory_order_relaxed)) {
             if (!m_waits) return Outcome::Full;
-            WaitForRoom();
+            if (!WaitForRoom()) break; // the process ends: the record goes over the limit
         }
         if (!m_active.load(std::memory_order_relaxed)) return Outcome::Refused;
-        std::size_t const before = m_bytes.size();
+        std::size_t const before = m_bytes.size(), half = m_maxBytes / 2;
         try {
             build(m_bytes);
             m_ends.push_back(m_bytes.size());
@@ -51,7 +53,9 @@ public:
             m_bytes.resize(before);
             return Outcome::NoMemory;
         }
-        Announce(before);
+        bool const hurry = before < half && m_bytes.size() >= half;
+        hold.unlock(); // waking is a call of the system
+        if (before == 0 || hurry) Announce(hurry);
         return Outcome::Taken;
     }
     /// For what `build` reads: no record is added meanwhile.
@@ -66,15 +70,18 @@ public:
 
 private:
     friend class LateWriter;
-    void WaitForRoom() noexcept;
-    void Announce(std::size_t before) noexcept;
+    bool WaitForRoom() noexcept;
+    void TellRoom() noexcept;
+    void Announce(bool hurry) noexcept;
 
     void (*m_write)(void*) noexcept;
     void* m_owner;
     std::atomic<bool> m_active{false};
-    bool m_isKnown = false; ///< to the writing thread; by Begin and Detach
-    win32::SlimLock m_lock; ///< guards the rest
+    bool m_isKnown = false;     ///< to the writing thread; by Begin and Detach
+    win32::SlimLock m_roomLock; ///< guards the wait for room
     win32::SlimSignal m_room;
+    std::uint64_t m_rounds = 0; ///< how often there was room; changed under both locks
+    win32::ShortLock m_lock;    ///< guards the rest; taken by every record
     std::size_t m_maxBytes = 0;
     bool m_waits = true;
     std::string m_bytes;

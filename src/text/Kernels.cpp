@@ -280,9 +280,14 @@ std::size_t MismatchOrEnd(wchar_t const* a, wchar_t const* b, std::size_t n) noe
 
 namespace {
 
+// Two units make one product and sum: a machine instruction multiplies pairs of signed 16-bit numbers and adds the two
+// results. Units are shifted down by 0x8000 for it, and what that takes from a pair is the same for all of them.
 constexpr std::uint32_t kFactor = 613;
-/// Eight vectors of eight lanes: enough products under way to hide the time that one multiplication takes.
+constexpr int kPairFactors = 1 << 16 | static_cast<int>(kFactor); // for the first of a pair and the second
+constexpr int kPairShift = 0x8000 * (static_cast<int>(kFactor) + 1);
+/// Four vectors of eight lanes, a pair of units each: products enough under way to hide the time that one takes.
 constexpr std::size_t kHashBlock = 64;
+constexpr std::size_t kVectors = 4;
 
 /// kFactor to the powers 0 to 64.
 constexpr std::array<std::uint32_t, kHashBlock + 1> kPowers = [] {
@@ -292,41 +297,59 @@ constexpr std::array<std::uint32_t, kHashBlock + 1> kPowers = [] {
     return powers;
 }();
 
-/// The factors of the 64 units of a block: 613^63 for the first, 1 for the last.
-constexpr std::array<std::uint32_t, kHashBlock> kWeights = [] {
-    std::array<std::uint32_t, kHashBlock> weights{};
-    for (std::size_t i = 0; i < kHashBlock; ++i) weights[i] = kPowers[kHashBlock - 1 - i];
+/// The factors of the 32 pairs of a block: 613^62 for the first, 1 for the last.
+constexpr std::array<std::uint32_t, kHashBlock / 2> kWeights = [] {
+    std::array<std::uint32_t, kHashBlock / 2> weights{};
+    for (std::size_t i = 0; i < weights.size(); ++i) weights[i] = kPowers[kHashBlock - 2 - 2 * i];
     return weights;
 }();
 
-XC_TARGET_AVX2 inline __m256i Widen8(wchar_t const* at) noexcept
+XC_TARGET_AVX2 inline __m256i Pairs16(wchar_t const* at) noexcept
 {
-    return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<__m128i const*>(at)));
+    __m256i const units = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(at));
+    __m256i const shifted = _mm256_xor_si256(units, _mm256_set1_epi16(static_cast<short>(0x8000)));
+    return _mm256_add_epi32(_mm256_madd_epi16(shifted, _mm256_set1_epi32(kPairFactors)), _mm256_set1_epi32(kPairShift));
 }
 
 /// Whole blocks: each lane evaluates its own polynomial in 613^64; their weighted sum is the polynomial in 613.
 XC_TARGET_AVX2 std::uint32_t HashBlocksAvx2(std::uint32_t h, wchar_t const* text, std::size_t blocks) noexcept
 {
-    __m256i lanes[8];
-    for (std::size_t v = 0; v < 8; ++v) lanes[v] = Widen8(text + 8 * v);
+    __m256i lanes[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) lanes[v] = Pairs16(text + 16 * v);
     // What was hashed before stands in front of the block as one more, higher term.
     h *= kPowers[kHashBlock];
     __m256i const factor = _mm256_set1_epi32(static_cast<int>(kPowers[kHashBlock]));
     for (std::size_t block = 1; block < blocks; ++block) {
         text += kHashBlock;
         h *= kPowers[kHashBlock];
-        for (std::size_t v = 0; v < 8; ++v)
-            lanes[v] = _mm256_add_epi32(_mm256_mullo_epi32(lanes[v], factor), Widen8(text + 8 * v));
+        for (std::size_t v = 0; v < kVectors; ++v)
+            lanes[v] = _mm256_add_epi32(_mm256_mullo_epi32(lanes[v], factor), Pairs16(text + 16 * v));
     }
     __m256i sum = _mm256_setzero_si256();
-    for (std::size_t v = 0; v < 8; ++v) {
+    for (std::size_t v = 0; v < kVectors; ++v) {
         __m256i const weights = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(kWeights.data() + 8 * v));
         sum = _mm256_add_epi32(sum, _mm256_mullo_epi32(lanes[v], weights));
     }
-    alignas(32) std::uint32_t parts[8];
-    _mm256_store_si256(reinterpret_cast<__m256i*>(parts), sum);
-    for (std::uint32_t const part : parts) h += part;
-    return h;
+    __m128i parts = _mm_add_epi32(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1));
+    parts = _mm_add_epi32(parts, _mm_unpackhi_epi64(parts, parts));
+    parts = _mm_add_epi32(parts, _mm_srli_epi64(parts, 32));
+    return h + static_cast<std::uint32_t>(_mm_cvtsi128_si32(parts));
+}
+
+/// The polynomial of eight units.
+inline std::uint32_t Hash8(wchar_t const* text) noexcept
+{
+    __m128i const shifted = _mm_xor_si128(Load8(text), _mm_set1_epi16(static_cast<short>(0x8000)));
+    __m128i const pairs =
+        _mm_add_epi32(_mm_madd_epi16(shifted, _mm_set1_epi32(kPairFactors)), _mm_set1_epi32(kPairShift));
+    // Products of even lanes and of odd ones; the low halves of the sums are what counts.
+    auto const weights = [](std::uint32_t first, std::uint32_t second) {
+        return _mm_set_epi64x(static_cast<long long>(second), static_cast<long long>(first));
+    };
+    __m128i const even = _mm_mul_epu32(pairs, weights(kPowers[6], kPowers[2]));
+    __m128i const odd = _mm_mul_epu32(_mm_srli_epi64(pairs, 32), weights(kPowers[4], kPowers[0]));
+    __m128i const sum = _mm_add_epi32(even, odd);
+    return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_add_epi32(sum, _mm_unpackhi_epi64(sum, sum))));
 }
 
 } // namespace
@@ -340,14 +363,8 @@ std::uint32_t Hash613(std::uint32_t h, wchar_t const* text, std::size_t n) noexc
         text += blocks * kHashBlock;
         n -= blocks * kHashBlock;
     }
-    // Eight units at a time: their products do not wait for each other.
-    for (; n >= 8; n -= 8, text += 8) {
-        std::uint32_t const high = ToUint(text[0]) * kPowers[3] + ToUint(text[1]) * kPowers[2] +
-                                   ToUint(text[2]) * kPowers[1] + ToUint(text[3]);
-        std::uint32_t const low = ToUint(text[4]) * kPowers[3] + ToUint(text[5]) * kPowers[2] +
-                                  ToUint(text[6]) * kPowers[1] + ToUint(text[7]);
-        h = h * kPowers[8] + high * kPowers[4] + low;
-    }
+    // Eight units at a time: nothing but the last sum waits for those before.
+    for (; n >= 8; n -= 8, text += 8) h = h * kPowers[8] + Hash8(text);
     for (; n > 0; --n, ++text) h = h * kFactor + ToUint(*text);
     return h;
 }

@@ -91,13 +91,16 @@ inline bool IsSameNameFolded(std::wstring_view const& a, std::wstring_view const
 /// The hash of a name whose lanes `fold` puts in upper case.
 // Both halves of the product count, so that no difference of two names cancels out for every seed. A multiplication
 // takes eight units, four in each factor: multiplications wait for each other, so half as many take half the time. The
-// seed is in both factors, so that nobody without it can make one of them zero.
+// seed is in both factors, so that nobody without it can make one of them zero, and so is the length: names of different
+// lengths that have the same units in the places that are looked at would collide for some seeds.
 template <class Fold>
 std::uint32_t HashLanes(wchar_t const* units, std::size_t n, std::uint64_t seed, Fold const& fold)
 {
     __extension__ typedef unsigned __int128 Product;
     std::uint64_t hash = seed ^ n;
-    auto const mix = [&hash, &fold, factor = std::rotl(seed, 32) | 1](std::uint64_t first, std::uint64_t second) {
+    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15u;
+    std::uint64_t const factor = (std::rotl(seed, 32) ^ n * kSpread) | 1;
+    auto const mix = [&hash, &fold, factor](std::uint64_t first, std::uint64_t second) {
         Product const product = static_cast<Product>(hash ^ fold(first)) * (factor ^ fold(second));
         hash = static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
     };

@@ -148,7 +148,7 @@ XCString& XCString::RemoveFront(std::size_t count)
         CopyUnits(fresh->Text(), m_data->Text() + count, left);
         Unshare(std::exchange(m_data, fresh));
     } else {
-        std::memmove(m_data->Text(), m_data->Text() + count, left * sizeof(wchar_t));
+        CopyUnits(m_data->Text(), m_data->Text() + count, left);
     }
     SetLength(left);
     return *this;

@@ -10,6 +10,7 @@
 
 #include "text/Kernels.h"
 #include "text/PrintFormat.h"
+#include "win32/GrowBlock.h"
 
 #include <algorithm>
 #include <cassert>
@@ -34,6 +35,14 @@ static_assert(offsetof(XCString::EmptyDataDef, terminator) == sizeof(XCString::D
 
 namespace {
 
+/// From here on copying a block costs more than asking the heap in vain whether it can grow where it stands.
+constexpr std::size_t kWorthGrowing = 512;
+
+constexpr std::size_t BlockSize(std::size_t capacity) noexcept
+{
+    return sizeof(XCString::DataDef) + (capacity + 1) * sizeof(wchar_t);
+}
+
 /// The sum of lengths; too much for one string throws before anything has changed.
 std::size_t SumOfLengths(std::size_t a, std::size_t b)
 {
@@ -48,7 +57,7 @@ std::size_t SumOfLengths(std::size_t a, std::size_t b)
 XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
 {
     std::size_t const capacity = std::max<std::size_t>(n, 1);
-    void* const memory = ::operator new(sizeof(DataDef) + (capacity + 1) * sizeof(wchar_t));
+    void* const memory = ::operator new(BlockSize(capacity));
     auto* const data = ::new (memory) DataDef{static_cast<std::uint32_t>(capacity), 0, 0};
     // A block is a valid empty text from its first moment.
     data->Text()[0] = L'\0';
@@ -87,6 +96,10 @@ void XCString::ResizeCapacity(std::size_t n)
     if (n <= capacity && !IsShared()) return;
     std::size_t wanted = capacity;
     if (capacity < n) wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
+    if (capacity >= kWorthGrowing && !IsShared() && xc::win32::GrowInPlace(m_data, BlockSize(wanted))) {
+        m_data->capacity = static_cast<std::uint32_t>(wanted);
+        return;
+    }
     // A shared block stays as it is for its other owners. This string gives up its share at the end, when nothing can
     // fail.
     DataDef* const fresh = Alloc(wanted);
@@ -139,7 +152,7 @@ XCString& XCString::Assign(wchar_t const* text, std::size_t count, std::size_t r
         return *this;
     }
     if (capacity <= m_data->capacity && !IsShared()) { // in place; the text may lie in this very block
-        if (count != 0) std::memmove(m_data->Text(), text, count * sizeof(wchar_t));
+        CopyUnits(m_data->Text(), text, count);
         SetLength(count);
         return *this;
     }

@@ -1,19 +1,21 @@
 // The names of addresses: module, function, offset and, where debug data tell it, the line.
 //
-// Two sources are asked. The table of exports of a module is read in memory: it is always there, but knows only what a
-// module exports, so that a private function gets the name of the export before it. Debug symbols are read through the
-// system's debugging-help library, which knows every function of a module with debug data. The symbol wins; where both
-// mean the same function the export's name is taken, because it is mangled and tells class and parameters. A return
-// address points after its call, which may be another function when the call never returns: names are looked up one
-// byte before it.
+// Three sources are asked. The table of exports of a module is read in memory: it is always there, but knows only what a
+// module exports, so that a private function gets the name of the export before it. The file of the module tells its
+// private functions and their lines where its linker has left them in (FileSymbols.h). Symbols that are kept elsewhere
+// are read through the system's debugging-help library. The symbol wins; where both mean the same function the export's
+// name is taken, because it is mangled and tells class and parameters. A return address points after its call, which
+// may be another function when the call never returns: names are looked up one byte before it.
 //
-// The debugging-help library is loaded when a name is first asked for, works in a session of our own, so that a program
-// that uses it itself is not disturbed, and serves one thread at a time. Its modules are loaded one by one as addresses
-// need them; a module that was replaced by another at the same place is told by its path. Cost: the first name of a
-// module reads its symbols, which may take a second; the others are searches. Everything lives until the process ends.
+// The debugging-help library is loaded when a module with symbols elsewhere is first asked for, works in a session of
+// our own, so that a program that uses it itself is not disturbed, and serves one thread at a time. It reads all of a
+// module's symbols to name one address, which takes up to a second and 100 MB: that is why files are asked first. Its
+// modules are loaded one by one as addresses need them; a module that was replaced by another at the same place is told
+// by its path. Everything lives until the process ends.
 //
 // A module that hangs while it is loaded holds the lock of the loader, which every question about modules needs. For
 // such a process there are names from the image alone: the memory tells where the image begins and which file it is.
+#include "win32/FileSymbols.h"
 #include "win32/LastError.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
@@ -23,11 +25,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstdlib>
-#include <cxxabi.h>
 #include <iterator>
-#include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 #include <windows.h>
 #include <winternl.h>
@@ -38,37 +38,11 @@ namespace xc::win32 {
 
 namespace {
 
-struct NamedAddress {
-    std::wstring function; // empty: no name
-    std::uintptr_t start = 0;
-    std::wstring line;
-};
-
-std::wstring BaseName(std::wstring const& path)
-{
-    return path.substr(path.find_last_of(L"\\/") + 1);
-}
-
-std::wstring Widen(std::string_view text)
-{
-    return std::wstring(text.begin(), text.end());
-}
-
 std::wstring Hex(std::uintptr_t value)
 {
     char digits[16];
     char const* const end = std::to_chars(std::begin(digits), std::end(digits), value, 16).ptr;
     return L"0x" + Widen({digits, static_cast<std::size_t>(end - digits)});
-}
-
-std::wstring Demangled(char const* name)
-{
-    struct Freer {
-        void operator()(char* text) const noexcept { std::free(text); }
-    };
-    int status = 0;
-    std::unique_ptr<char, Freer> const plain(abi::__cxa_demangle(name, nullptr, nullptr, &status));
-    return Widen(plain ? plain.get() : name);
 }
 
 // Exports ------------------------------------------------------------------------------------------------------------
@@ -101,7 +75,7 @@ NamedAddress NearestExport(std::uintptr_t base, std::uintptr_t address)
         bestName = reinterpret_cast<char const*>(base + names[i]);
     }
     if (!bestName) return {};
-    return {Demangled(bestName), base + best, {}};
+    return {Widen(Demangled(bestName)), base + best, {}};
 }
 
 // Debug symbols ------------------------------------------------------------------------------------------------------
@@ -212,9 +186,12 @@ NamedAddress NearestSymbol(std::uintptr_t base, std::wstring const& path, std::u
 
 NamedAddress BestName(std::uintptr_t base, std::wstring const& path, std::uintptr_t address)
 {
-    NamedAddress symbol = NearestSymbol(base, path, address);
+    FileAnswer answer = NameByFile(base, path, address);
+    NamedAddress symbol = answer.isElsewhere ? NearestSymbol(base, path, address) : std::move(answer.name);
     NamedAddress exported = NearestExport(base, address);
     if (symbol.function.empty()) return exported;
+    // Code that was written in assembly may be known as an export alone: the symbol is that of the function before it.
+    if (exported.start > symbol.start) return {std::move(exported.function), exported.start, std::move(symbol.line)};
     // Of two names of one function the exported one tells the class and the parameters.
     if (exported.start == symbol.start) symbol.function = std::move(exported.function);
     return symbol;

@@ -199,6 +199,11 @@ TEST(XCConfigNames, NamesMadeToCollideDoNot)
             hashes.insert(xc::text::HashFolded(name, seed));
         }
         EXPECT_GT(hashes.size(), kNames - 10);
+        // Names that differ in their lengths alone: the units that are looked at last are the same.
+        hashes.clear();
+        for (std::size_t length = 5; length < 5 + kNames; ++length)
+            hashes.insert(xc::text::HashFolded(std::wstring(length, L'a'), seed));
+        EXPECT_GT(hashes.size(), kNames - 4);
     }
 }
 #endif

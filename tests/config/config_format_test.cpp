@@ -56,6 +56,7 @@ TEST(XCConfigFormat, KeepsWhatItReads)
         {"NUL units", BytesOf("[s]\nk\0l=v\0w\n; \0\n"), {}},
         {"last comment without line break", "[s]\n;c", "[s]\n;c\n"},
         {"indentation of a comment", "  ;c\n \t\n[s]\n", ";c\n\n[s]\n"},
+        {"a blank taken for a return", "[s]\r\n ;c\nk=v\r\n;d\r\nl= w\r\n", "[s]\r\n;c\r\nk=v\r\n;d\r\nl=w\r\n"},
         {"comment without text", "[s]\n;\nk=v\n", "[s]\n\nk=v\n"},
         {"returns before a line feed", "[s]\r\r\n;c\r\r\nk=v\r\r\n", "[s]\r\n;c\r\nk=v\r\n"},
     };

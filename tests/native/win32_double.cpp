@@ -3,6 +3,7 @@
 
 #include "win32/CaseTable.h"
 #include "win32/Clock.h"
+#include "win32/GrowBlock.h"
 #include "win32/LastError.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
@@ -32,6 +33,11 @@ char32_t BaseLetter(char32_t unit)
 }
 
 } // namespace
+
+bool GrowInPlace(void*, std::size_t) noexcept
+{
+    return false; // the heap here cannot
+}
 
 void* ModuleAt(void const*) noexcept
 {

@@ -2,8 +2,10 @@
 //
 // A file is read into one block of text. Names, keys, values and comments stay views into that block; a string of its
 // own is made when a caller asks for one or sets another. Reading a file therefore makes no strings, and saving an
-// unchanged line copies its units once. The public classes hold these structures in storage of fixed size (lines,
-// sections) or by pointer (files), so that a release may change them without a change to the headers.
+// unchanged line copies its units once. Files have many lines, of which few are asked for: a line as it was read is
+// four lengths and a place, 56 bytes with its list node, and gets a block for its texts when one of them is wanted. The
+// public classes hold these structures in storage of fixed size (lines, sections) or by pointer (files), so that a
+// release may change them without a change to the headers.
 // Invariant: a view lies in FileData::text of the file that owns the part; copies are strings of their own.
 #pragma once
 
@@ -13,6 +15,7 @@
 #include <XelbrinCore/XCConfigFile.h>
 #include <XelbrinCore/XCSync.h>
 
+#include <cstdint>
 #include <memory>
 #include <memory_resource>
 #include <new>
@@ -26,25 +29,53 @@ namespace xc::config {
 /// makes no strings. Used under the lock of the file. A copy is always a string of its own.
 class LazyText {
 public:
-    LazyText() noexcept = default;
+    LazyText() noexcept : m_text() {}
     explicit LazyText(XCString text) noexcept : m_text(std::move(text)) {}
     /// @param part lies in the text of the file.
-    explicit LazyText(std::wstring_view part) noexcept : m_part(part) {}
-    LazyText(LazyText&&) noexcept = default;
+    explicit LazyText(std::wstring_view part) noexcept : m_part(part.data()), m_units(part.size()) {}
+    LazyText(LazyText&& other) noexcept : m_units(other.m_units) { Take(other); }
     LazyText(LazyText const& other) : m_text(other.AsString()) {}
-    LazyText& operator=(LazyText&&) noexcept = default;
-    ~LazyText() = default;
+    LazyText& operator=(LazyText&& other) noexcept
+    {
+        if (this == &other) return *this;
+        Drop();
+        m_units = other.m_units;
+        Take(other);
+        return *this;
+    }
+    ~LazyText() { Drop(); }
 
-    [[nodiscard]] std::wstring_view View() const noexcept { return IsPart() ? m_part : m_text.View(); }
+    [[nodiscard]] std::wstring_view View() const noexcept
+    {
+        return IsPart() ? std::wstring_view(m_part, m_units) : m_text.View();
+    }
     [[nodiscard]] XCString const& AsString() const;
     /// The text is a string of its own from now on: moving it away then throws nothing.
     void MakeOwn() const { (void)AsString(); }
     /// Whether the text is as the file had it.
-    [[nodiscard]] bool IsPart() const noexcept { return m_part.data() != nullptr; }
+    [[nodiscard]] bool IsPart() const noexcept { return m_units != kString; }
 
 private:
-    mutable std::wstring_view m_part;
-    mutable XCString m_text;
+    static constexpr std::size_t kString = static_cast<std::size_t>(-1);
+
+    void Drop() noexcept
+    {
+        if (!IsPart()) std::destroy_at(&m_text);
+    }
+    /// Into an object without a value whose m_units is that of the other.
+    void Take(LazyText& other) noexcept
+    {
+        if (IsPart())
+            m_part = other.m_part;
+        else
+            ::new (static_cast<void*>(&m_text)) XCString(std::move(other.m_text));
+    }
+
+    union {
+        mutable wchar_t const* m_part;
+        mutable XCString m_text;
+    };
+    mutable std::size_t m_units = kString; ///< of the part
 };
 
 /// The same for comments.
@@ -62,6 +93,7 @@ public:
     [[nodiscard]] XCConfigComments const& AsList() const;
     /// The comments as the file had them; empty when there are none or they are a list.
     [[nodiscard]] std::wstring_view Part() const noexcept { return m_part; }
+    [[nodiscard]] bool IsNone() const noexcept { return m_part.empty() && !m_list; }
     /// As for LazyText.
     void MakeOwn() const { (void)AsList(); }
 
@@ -75,13 +107,99 @@ private:
 /// The place of a line that was not read from a file.
 inline constexpr std::size_t kNotRead = static_cast<std::size_t>(-1);
 
-struct LineData {
-    XCConfigSection* section = nullptr; ///< whose index knows the key
+/// The texts of a line of which one was asked for or set, or which does not fit LinePart.
+struct LineTexts {
     LazyComments comments;
     LazyText key;
     LazyText value;
     std::size_t position = kNotRead; ///< of the key in the text of the file
 };
+
+/// The lengths in a line as it was read: comments and blanks before the key, key, what stands between, value.
+struct LinePart {
+    std::uint16_t comments;
+    std::uint16_t key;
+    std::uint16_t gap;
+    std::uint16_t value;
+};
+
+// Four bytes of the public class are left before the first word of eight, and the place of the key takes them.
+#pragma pack(push, 4)
+/// A line: in a section that was read, four parts of its file's text; else texts of its own. Used under the lock of the
+/// file. Invariant: the block of texts of a line in a section lies in the memory of the section's lines, else on the heap.
+class LineData {
+public:
+    /// Empty texts.
+    LineData() noexcept = default;
+    LineData(LineData const&) = delete;
+    LineData& operator=(LineData const&) = delete;
+    ~LineData()
+    {
+        if (!IsPart() && m_texts) FreeTexts();
+    }
+
+    /// The section whose index knows the key, or null.
+    [[nodiscard]] XCConfigSection* Section() const noexcept { return m_section; }
+    /// Of a line without texts, or whose texts lie in the same memory as those of the section's lines.
+    void SetSection(XCConfigSection* section) noexcept { m_section = section; }
+
+    /// Of an empty line: the parts of the text of its file. False when they do not fit.
+    bool SetPart(std::wstring_view text, std::wstring_view comments, std::wstring_view key,
+                 std::wstring_view value) noexcept;
+    /// Whether all texts are as the file had them.
+    [[nodiscard]] bool IsPart() const noexcept { return m_at != kOwn; }
+    /// Comments and blanks before the key; for IsPart.
+    [[nodiscard]] inline std::wstring_view CommentPart() const noexcept;
+    /// Key, what stands between, and value; for IsPart.
+    [[nodiscard]] inline std::wstring_view KeyToValue() const noexcept;
+    [[nodiscard]] std::size_t GapUnits() const noexcept { return m_part.gap & kMostGap; }
+    [[nodiscard]] inline std::wstring_view Key() const noexcept;
+    [[nodiscard]] inline std::wstring_view Value() const noexcept;
+    /// Null: all are empty. For lines that are no part.
+    [[nodiscard]] LineTexts const* OwnTexts() const noexcept { return m_texts; }
+    /// The texts in their own block, which is made when there is none.
+    [[nodiscard]] LineTexts& Texts() { return !IsPart() && m_texts ? *m_texts : MakeTexts(); }
+    /// Key or value as a string. The block is made when one is asked for again: a program that reads every line once needs
+    /// the strings for a moment, one that keeps asking shares them.
+    [[nodiscard]] XCString String(LazyText LineTexts::*text)
+    {
+        if (!HasTexts() || IsFirstAsk(text)) return XCString(text == &LineTexts::key ? Key() : Value());
+        return (Texts().*text).AsString();
+    }
+    /// Takes the texts over; both lines go on knowing where they were read. @throws std::bad_alloc with no change.
+    void TakeTexts(LineData& other);
+    /// Copies of the texts.
+    [[nodiscard]] LineTexts CopyTexts() const;
+    /// The texts of a line that was not read.
+    void SetTexts(LineTexts texts);
+    /// The place of the key in the text of the file, or kNotRead.
+    [[nodiscard]] std::size_t Position() const noexcept;
+
+private:
+    static constexpr std::uint32_t kOwn = 0xFFFFFFFF;
+    // Marks beside the units of the gap.
+    static constexpr std::uint16_t kMostGap = 0x3FFF, kKeyAsked = 0x4000, kValueAsked = 0x8000;
+
+    [[nodiscard]] bool IsFirstAsk(LazyText LineTexts::*text) noexcept
+    {
+        std::uint16_t const mark = text == &LineTexts::key ? kKeyAsked : kValueAsked;
+        if (!IsPart() || (m_part.gap & mark) != 0) return false;
+        m_part.gap = static_cast<std::uint16_t>(m_part.gap | mark);
+        return true;
+    }
+    [[nodiscard]] bool HasTexts() const noexcept { return IsPart() || m_texts; }
+    [[nodiscard]] LineTexts& MakeTexts();
+    void FreeTexts() noexcept;
+    [[nodiscard]] std::pmr::memory_resource* Memory() const noexcept;
+
+    std::uint32_t m_at = kOwn; ///< of the key in the text of the file
+    XCConfigSection* m_section = nullptr;
+    union {
+        LineTexts* m_texts = nullptr;
+        LinePart m_part;
+    };
+};
+#pragma pack(pop)
 
 using Lines = std::pmr::list<XCConfigLine>;
 using Sections = std::pmr::list<XCConfigSection>;
@@ -104,6 +222,7 @@ struct SectionData {
     XCConfigFile* file = nullptr; ///< whose index knows the name
     LazyComments comments;
     LazyText name;
+    wchar_t const* text = nullptr; ///< of the file, when the section was read
     Lines lines;
     std::unique_ptr<LineIndex> index; ///< made by the first lookup in a long section
 };
@@ -148,13 +267,42 @@ struct Access {
     static_assert(sizeof(SectionData) == sizeof(XCConfigSection::m_data));
 };
 
+inline std::wstring_view LineData::CommentPart() const noexcept
+{
+    std::size_t const count = m_part.comments;
+    return {Access::Of(*m_section).text + m_at - count, count};
+}
+inline std::wstring_view LineData::KeyToValue() const noexcept
+{
+    return {Access::Of(*m_section).text + m_at, std::size_t{m_part.key} + GapUnits() + m_part.value};
+}
+inline std::wstring_view LineData::Key() const noexcept
+{
+    if (IsPart()) return {Access::Of(*m_section).text + m_at, m_part.key};
+    return m_texts ? m_texts->key.View() : std::wstring_view();
+}
+inline std::wstring_view LineData::Value() const noexcept
+{
+    if (IsPart()) return {Access::Of(*m_section).text + m_at + m_part.key + GapUnits(), m_part.value};
+    return m_texts ? m_texts->value.View() : std::wstring_view();
+}
+
 inline std::wstring_view KeyOf(XCConfigLine const& line) noexcept
 {
-    return Access::Of(line).key.View();
+    return Access::Of(line).Key();
 }
 inline std::wstring_view NameOf(XCConfigSection const& section) noexcept
 {
     return Access::Of(section).name.View();
+}
+
+inline XCString KeyString(XCConfigLine const& line)
+{
+    return Access::Of(const_cast<XCConfigLine&>(line)).String(&LineTexts::key);
+}
+inline XCString ValueString(XCConfigLine const& line)
+{
+    return Access::Of(const_cast<XCConfigLine&>(line)).String(&LineTexts::value);
 }
 
 /// A line at the end of the section, not yet in its index.

@@ -7,10 +7,13 @@
 #include "app/config/ConfigReader.h"
 #include "text/NumberText.h"
 
+#include <algorithm>
+
 using xc::config::Access;
 using xc::config::LazyComments;
 using xc::config::LazyText;
 using xc::config::LineData;
+using xc::config::LineTexts;
 
 // Locking -------------------------------------------------------------------------------------------------------
 
@@ -57,8 +60,9 @@ void XCConfigLockable::RemoveAllLocks() const
 XCString const& xc::config::LazyText::AsString() const
 {
     if (IsPart()) {
-        m_text.Assign(m_part);
-        m_part = {};
+        XCString text(View());
+        ::new (static_cast<void*>(&m_text)) XCString(std::move(text));
+        m_units = kString;
     }
     return m_text;
 }
@@ -97,11 +101,92 @@ XCConfigComments const& xc::config::LazyComments::AsList() const
 
 // Lines ---------------------------------------------------------------------------------------------------------
 
+bool xc::config::LineData::SetPart(std::wstring_view text, std::wstring_view comments, std::wstring_view key,
+                                   std::wstring_view value) noexcept
+{
+    constexpr std::size_t kMost = 0xFFFF;
+    auto const at = static_cast<std::size_t>(key.data() - text.data());
+    // Blanks between the comments and the key count as comments: who reads these passes over them in any case.
+    std::size_t const before = comments.empty() ? 0 : static_cast<std::size_t>(key.data() - comments.data());
+    auto const gap = static_cast<std::size_t>(value.data() - key.data()) - key.size();
+    if (at >= kOwn || gap > kMostGap || std::max({before, key.size(), value.size()}) > kMost) return false;
+    m_at = static_cast<std::uint32_t>(at);
+    m_part = {static_cast<std::uint16_t>(before), static_cast<std::uint16_t>(key.size()),
+              static_cast<std::uint16_t>(gap), static_cast<std::uint16_t>(value.size())};
+    return true;
+}
+
+// A file's lines have their blocks beside their nodes: of a file whose every value is asked for they are a million.
+std::pmr::memory_resource* xc::config::LineData::Memory() const noexcept
+{
+    return m_section ? Access::Of(*m_section).lines.get_allocator().resource() : std::pmr::new_delete_resource();
+}
+
+// All four move to the block together, as views: which of them becomes a string is decided one by one.
+LineTexts& xc::config::LineData::MakeTexts()
+{
+    auto* const texts = ::new (Memory()->allocate(sizeof(LineTexts), alignof(LineTexts))) LineTexts;
+    if (IsPart()) {
+        texts->comments = LazyComments(CommentPart());
+        texts->key = LazyText(Key());
+        texts->value = LazyText(Value());
+        texts->position = m_at;
+        m_at = kOwn;
+    }
+    m_texts = texts;
+    return *texts;
+}
+
+void xc::config::LineData::FreeTexts() noexcept
+{
+    std::destroy_at(m_texts);
+    Memory()->deallocate(m_texts, sizeof(LineTexts), alignof(LineTexts));
+}
+
+// Parts of a file's text become strings first, and the block is made, which is all that may fail: either line keeps
+// everything or nothing.
+void xc::config::LineData::TakeTexts(LineData& other)
+{
+    if (!HasTexts() && !other.HasTexts()) return;
+    LineTexts none;
+    LineTexts& from = other.HasTexts() ? other.Texts() : none;
+    from.comments.MakeOwn();
+    from.key.MakeOwn();
+    from.value.MakeOwn();
+    LineTexts& to = Texts();
+    to.comments = std::move(from.comments);
+    to.key = std::move(from.key);
+    to.value = std::move(from.value);
+}
+
+LineTexts xc::config::LineData::CopyTexts() const
+{
+    if (!HasTexts()) return {};
+    if (!IsPart()) // the strings share their blocks
+        return {LazyComments(m_texts->comments), LazyText(m_texts->key), LazyText(m_texts->value), kNotRead};
+    LazyComments const comments(CommentPart());
+    return {LazyComments(comments), LazyText(XCString(Key())), LazyText(XCString(Value())), kNotRead};
+}
+
+void xc::config::LineData::SetTexts(LineTexts texts)
+{
+    // A line without texts gets no block: each line that is read begins as one.
+    if (texts.key.View().empty() && texts.value.View().empty() && texts.comments.IsNone()) return;
+    Texts() = std::move(texts);
+}
+
+std::size_t xc::config::LineData::Position() const noexcept
+{
+    if (IsPart()) return m_at;
+    return m_texts ? m_texts->position : kNotRead;
+}
+
 // The data stand in a buffer inside the object: the public header shows neither the lazy texts nor their size, and a
-// line still costs one allocation, its list node.
+// line that was read costs one allocation, its list node.
 XCConfigLine::XCConfigLine(XCString key, XCString value)
 {
-    ::new (static_cast<void*>(m_data)) LineData{nullptr, {}, LazyText(std::move(key)), LazyText(std::move(value))};
+    auto* const data = ::new (static_cast<void*>(m_data)) LineData;
+    data->SetTexts({{}, LazyText(std::move(key)), LazyText(std::move(value)), xc::config::kNotRead});
 }
 
 // A copy belongs to no section and has no owner until it is added to one; its lazy texts are made strings, because the
@@ -109,22 +194,17 @@ XCConfigLine::XCConfigLine(XCString key, XCString value)
 XCConfigLine::XCConfigLine(XCConfigLine const& other) : XCConfigLockable()
 {
     XCConfigLock const lock(other);
-    LineData const& from = Access::Of(other);
-    ::new (static_cast<void*>(m_data))
-        LineData{nullptr, LazyComments(from.comments), LazyText(from.key), LazyText(from.value)};
+    auto* const data = ::new (static_cast<void*>(m_data)) LineData;
+    data->SetTexts(Access::Of(other).CopyTexts());
 }
 
-// Parts of a file's text become strings first, which is all that may fail: the other line keeps everything or nothing.
 XCConfigLine::XCConfigLine(XCConfigLine&& other) : XCConfigLockable() // NOLINT(performance-noexcept-move-constructor)
 {
     XCConfigLock const lock(other);
     LineData& from = Access::Of(other);
-    from.comments.MakeOwn();
-    from.key.MakeOwn();
-    from.value.MakeOwn();
-    ::new (static_cast<void*>(m_data))
-        LineData{nullptr, std::move(from.comments), std::move(from.key), std::move(from.value)};
-    xc::config::ForgetIndex(from.section);
+    auto* const data = ::new (static_cast<void*>(m_data)) LineData;
+    data->TakeTexts(from);
+    xc::config::ForgetIndex(from.Section());
 }
 
 XCConfigLine& XCConfigLine::operator=(XCConfigLine const& other)
@@ -137,12 +217,9 @@ XCConfigLine& XCConfigLine::operator=(XCConfigLine&& other) // NOLINT(performanc
 {
     XCConfigLine taken(std::move(other));
     XCConfigLock const lock(*this);
-    LineData& to = Access::Of(*this);
-    LineData& from = Access::Of(taken);
-    to.comments = std::move(from.comments);
-    to.key = std::move(from.key);
-    to.value = std::move(from.value);
-    xc::config::ForgetIndex(to.section);
+    LineData& data = Access::Of(*this);
+    data.TakeTexts(Access::Of(taken));
+    xc::config::ForgetIndex(data.Section());
     return *this;
 }
 
@@ -154,27 +231,27 @@ XCConfigLine::~XCConfigLine()
 XCString XCConfigLine::GetKey() const
 {
     XCConfigLock const lock(*this);
-    return Access::Of(*this).key.AsString();
+    return xc::config::KeyString(*this);
 }
 
 void XCConfigLine::SetKey(XCString const& key)
 {
     XCConfigLock const lock(*this);
     // The index holds a view of the old key.
-    Access::Of(*this).key = LazyText(key);
-    xc::config::ForgetIndex(Access::Of(*this).section);
+    Access::Of(*this).Texts().key = LazyText(key);
+    xc::config::ForgetIndex(Access::Of(*this).Section());
 }
 
 XCString XCConfigLine::GetValue() const
 {
     XCConfigLock const lock(*this);
-    return Access::Of(*this).value.AsString();
+    return xc::config::ValueString(*this);
 }
 
 void XCConfigLine::SetValue(XCString const& value)
 {
     XCConfigLock const lock(*this);
-    Access::Of(*this).value = LazyText(value);
+    Access::Of(*this).Texts().value = LazyText(value);
 }
 
 void XCConfigLine::SetValue(long value)
@@ -200,24 +277,28 @@ double XCConfigLine::GetValueAsDouble() const
 XCConfigComments& XCConfigLine::GetComments()
 {
     XCConfigLock const lock(*this);
-    return Access::Of(*this).comments.Edit();
+    return Access::Of(*this).Texts().comments.Edit();
 }
 
+// A line without texts of its own gets none for being looked at: most have no comments.
 XCConfigComments const& XCConfigLine::GetComments() const
 {
+    static XCConfigComments const none;
     XCConfigLock const lock(*this);
-    return Access::Of(*this).comments.AsList();
+    LineData& data = Access::Of(const_cast<XCConfigLine&>(*this));
+    if (data.IsPart() ? data.CommentPart().empty() : !data.OwnTexts()) return none;
+    return data.Texts().comments.AsList();
 }
 
 std::size_t XCConfigLine::GetFileLine() const
 {
     XCConfigLock const lock(*this);
     LineData const& data = Access::Of(*this);
-    XCConfigFile const* const file = data.section ? Access::Of(*data.section).file : nullptr;
-    if (!file || data.position == xc::config::kNotRead) return 0;
+    XCConfigFile const* const file = data.Section() ? Access::Of(*data.Section()).file : nullptr;
+    if (!file || data.Position() == xc::config::kNotRead) return 0;
     // Lines are counted now rather than while reading, which would make every file pay for what few ask.
     xc::config::FileData const& whole = Access::Of(*file);
-    return xc::config::Locate({whole.text.get(), whole.textLength}, data.position).line;
+    return xc::config::Locate({whole.text.get(), whole.textLength}, data.Position()).line;
 }
 
 void XCConfigLine::Clear()

@@ -22,7 +22,7 @@ namespace xc::config {
 class NodePool final : public std::pmr::memory_resource {
 private:
     static constexpr std::size_t kBlockSize = 64 * 1024;
-    static constexpr std::size_t kUnit = 16;
+    static constexpr std::size_t kUnit = alignof(void*);
     static constexpr std::size_t kLargest = 512; // larger requests go to the heap
 
     struct FreeNode {

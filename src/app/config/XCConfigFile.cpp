@@ -90,24 +90,32 @@ void Empty(XCConfigFile& file) noexcept
     data.textLength = 0;
 }
 
+void ReadLine(LineData& line, ConfigReader const& reader, std::wstring_view text)
+{
+    if (reader.ValueIsPart() && line.SetPart(text, reader.Comments(), reader.Name(), reader.Value())) return;
+    LineTexts& texts = line.Texts();
+    texts.comments = LazyComments(reader.Comments());
+    texts.key = LazyText(reader.Name());
+    texts.position = static_cast<std::size_t>(reader.Name().data() - text.data());
+    // A value from which carriage returns were removed stands in the reader, not in the text: it is copied.
+    texts.value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
+}
+
 /// Makes the sections and lines of the text, which lives as long as they do.
 void ReadParts(XCConfigFile& file, ConfigReader& reader)
 {
     using Part = ConfigReader::Part;
     FileData& data = Access::Of(file);
+    std::wstring_view const text(data.text.get(), data.textLength);
     XCConfigSection* section = nullptr;
     for (Part part = reader.Next(); part != Part::End; part = reader.Next()) {
         if (part == Part::Section) {
             section = &AppendSection(file);
             Access::Of(*section).comments = LazyComments(reader.Comments());
             Access::Of(*section).name = LazyText(reader.Name());
+            Access::Of(*section).text = text.data();
         } else {
-            LineData& line = Access::Of(AppendLine(*section));
-            line.comments = LazyComments(reader.Comments());
-            line.key = LazyText(reader.Name());
-            line.position = static_cast<std::size_t>(reader.Name().data() - data.text.get());
-            // A value from which carriage returns were removed stands in the reader, not in the text: it is copied.
-            line.value = reader.ValueIsPart() ? LazyText(reader.Value()) : LazyText(XCString(reader.Value()));
+            ReadLine(Access::Of(AppendLine(*section)), reader, text);
         }
     }
     data.endComments = LazyComments(reader.Comments());
@@ -275,14 +283,14 @@ XCString XCConfigFile::GetString(std::wstring_view section, std::wstring_view ke
 {
     XCConfigLock const lock(*this);
     XCConfigLine const* const line = xc::config::FindLine(*this, ByHalves(section), ByHalves(key));
-    return line ? Access::Of(*line).value.AsString() : XCString(ByHalves(defaultValue));
+    return line ? xc::config::ValueString(*line) : XCString(ByHalves(defaultValue));
 }
 
 long XCConfigFile::GetLong(std::wstring_view section, std::wstring_view key, long defaultValue) const
 {
     XCConfigLock const lock(*this);
     XCConfigLine const* const line = xc::config::FindLine(*this, ByHalves(section), ByHalves(key));
-    return line ? Access::Of(*line).value.AsString().AsLong() : defaultValue;
+    return line ? xc::config::ValueString(*line).AsLong() : defaultValue;
 }
 
 void XCConfigFile::SetString(std::wstring_view section, std::wstring_view key, XCString const& value)
@@ -295,7 +303,7 @@ void XCConfigFile::SetString(std::wstring_view section, std::wstring_view key, X
     if (line == target.GetLinesEnd())
         target.AddLine(XCString(key), value);
     else
-        Access::Of(*line).value = LazyText(value);
+        Access::Of(*line).Texts().value = LazyText(value);
 }
 
 void XCConfigFile::SetLong(std::wstring_view section, std::wstring_view key, long value)

@@ -42,7 +42,7 @@ struct XCConfigLayers::Data {
             XCConfigLock const lock(*layer.file);
             XCConfigLine const* const line = xc::config::FindLine(*layer.file, section, key);
             if (!line) continue;
-            read(Access::Of(*line).value.AsString());
+            read(xc::config::ValueString(*line));
             return true;
         }
         return false;

@@ -10,7 +10,6 @@
 using xc::config::Access;
 using xc::config::LazyComments;
 using xc::config::LazyText;
-using xc::config::LineData;
 using xc::config::SectionData;
 
 namespace xc::config {
@@ -32,7 +31,7 @@ XCConfigLine& AppendLine(XCConfigSection& section)
 {
     XCConfigLine& line = Access::Of(section).lines.emplace_back();
     line.SetOwner(&section);
-    Access::Of(line).section = &section;
+    Access::Of(line).SetSection(&section);
     return line;
 }
 
@@ -84,7 +83,7 @@ void Adopt(XCConfigSection& section, xc::config::Lines& lines)
     SectionData& to = Access::Of(section);
     for (XCConfigLine& line : lines) {
         line.SetOwner(&section);
-        Access::Of(line).section = &section;
+        Access::Of(line).SetSection(&section);
     }
     to.lines.splice(to.lines.end(), lines);
 }
@@ -197,11 +196,12 @@ XCConfigLine& XCConfigSection::AddLine(XCConfigLine&& line)
     SectionData& data = Access::Of(*this);
     auto index = std::move(data.index); // lost when adding fails: the next lookup makes a new one
     XCConfigLine& added = xc::config::AppendLine(*this);
-    LineData& to = Access::Of(added);
-    LineData& from = Access::Of(copy);
-    to.comments = std::move(from.comments);
-    to.key = std::move(from.key);
-    to.value = std::move(from.value);
+    try {
+        Access::Of(added).TakeTexts(Access::Of(copy));
+    } catch (...) {
+        data.lines.pop_back();
+        throw;
+    }
     if (index) index->table.Add(std::prev(data.lines.end()));
     data.index = std::move(index);
     return added;
