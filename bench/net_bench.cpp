@@ -1,4 +1,4 @@
-// Rows of networking: echo round trips over the loopback address, beside libuv and Asio. Each server has one thread, and
+// Rows of networking: echo round trips over the loopback address, beside libuv, Asio and the bare calls. Each server has one thread, and
 // the same client drives them: it sends one message on each connection, then reads one from each.
 #if __has_include(<boost/asio/io_context.hpp>) // before windows.h, whose sockets it does not take
 #include <boost/asio/io_context.hpp>
@@ -87,6 +87,105 @@ void EchoRoundTrips_XCSocketServer(benchmark::State& state)
     (void)server->Stop(5000);
 }
 BENCHMARK(EchoRoundTrips_XCSocketServer)->Arg(1)->Arg(64)->Arg(512)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+/// What the system itself takes: a completion port and its calls, nothing counted, limited or timed.
+class BareEcho {
+public:
+    BareEcho() : m_listener(::WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED))
+    {
+        sockaddr_in where{};
+        where.sin_family = AF_INET;
+        where.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+        int length = sizeof where;
+        (void)::bind(m_listener, reinterpret_cast<sockaddr*>(&where), length);
+        (void)::listen(m_listener, SOMAXCONN);
+        (void)::getsockname(m_listener, reinterpret_cast<sockaddr*>(&where), &length);
+        m_port = ::ntohs(where.sin_port);
+        m_accepts = std::thread([this] { Accept(); });
+        m_serves = std::thread([this] { Serve(); });
+    }
+    ~BareEcho()
+    {
+        (void)::closesocket(m_listener);
+        m_accepts.join();
+        (void)::PostQueuedCompletionStatus(m_completions, 0, 0, nullptr);
+        m_serves.join();
+        (void)::CloseHandle(m_completions);
+    }
+    BareEcho(BareEcho const&) = delete;
+    BareEcho& operator=(BareEcho const&) = delete;
+    [[nodiscard]] std::uint16_t Port() const { return m_port; }
+
+private:
+    struct Peer {
+        SOCKET socket;
+        OVERLAPPED reads{}, writes{};
+        DWORD bytes = 0;
+        char room[8192];
+    };
+
+    void Accept()
+    {
+        int const on = 1;
+        for (SOCKET socket; (socket = ::accept(m_listener, nullptr, nullptr)) != INVALID_SOCKET;) {
+            (void)::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char const*>(&on), sizeof on);
+            m_peers.push_back(std::make_unique<Peer>(socket));
+            HANDLE const handle = reinterpret_cast<HANDLE>(socket);
+            (void)::CreateIoCompletionPort(handle, m_completions, reinterpret_cast<ULONG_PTR>(m_peers.back().get()), 0);
+            (void)::SetFileCompletionNotificationModes(handle, FILE_SKIP_COMPLETION_PORT_ON_SUCCESS);
+            GoOn(*m_peers.back());
+        }
+    }
+    void Serve()
+    {
+        for (DWORD bytes = 0;;) {
+            ULONG_PTR key = 0;
+            OVERLAPPED* done = nullptr;
+            BOOL const good = ::GetQueuedCompletionStatus(m_completions, &bytes, &key, &done, INFINITE);
+            if (!done) return;
+            auto& peer = *reinterpret_cast<Peer*>(key);
+            if (!good || (done == &peer.reads && bytes == 0)) {
+                (void)::closesocket(peer.socket);
+            } else if (done == &peer.reads ? Write(peer, bytes) : true)
+                GoOn(peer);
+        }
+    }
+    /// @return whether it has ended at once.
+    static bool Write(Peer& peer, DWORD bytes)
+    {
+        WSABUF block{bytes, peer.room};
+        peer.writes = {};
+        return ::WSASend(peer.socket, &block, 1, &bytes, 0, &peer.writes, nullptr) == 0;
+    }
+    static void GoOn(Peer& peer)
+    {
+        for (bool atOnce = true; atOnce;) {
+            WSABUF block{sizeof peer.room, peer.room};
+            DWORD flags = 0;
+            peer.reads = {};
+            atOnce = ::WSARecv(peer.socket, &block, 1, &peer.bytes, &flags, &peer.reads, nullptr) == 0 &&
+                     peer.bytes > 0 && Write(peer, peer.bytes);
+        }
+    }
+
+    HANDLE m_completions = ::CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 1);
+    SOCKET m_listener;
+    std::uint16_t m_port = 0;
+    std::vector<std::unique_ptr<Peer>> m_peers;
+    std::thread m_accepts, m_serves;
+};
+
+void EchoRoundTrips_bare(benchmark::State& state)
+{
+    WSADATA data;
+    (void)::WSAStartup(MAKEWORD(2, 2), &data);
+    {
+        BareEcho const server;
+        Drive(state, server.Port());
+    }
+    (void)::WSACleanup();
+}
+BENCHMARK(EchoRoundTrips_bare)->Arg(1)->Arg(64)->Arg(512)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 /// An echo server of libuv in its usual form: reads into a block, writes a copy, frees it when it is written.
 class UvEcho {

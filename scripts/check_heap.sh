@@ -10,7 +10,10 @@ options='HKLM\Software\Microsoft\Windows NT\CurrentVersion\Image File Execution 
 failed=0 ran=0
 for program in "$build"/bin/test_*.exe; do
     name=$(basename "$program")
-    "$wine" run "$prefix" "$build/bin/set_heap_flags.exe" "$name" || { echo "heap: cannot set the flags of $name" >&2; exit 1; }
+    # Programs whose threads allocate at once: a look at the whole heap would find blocks in the middle of a change.
+    threads=()
+    case $name in test_net.exe | test_work.exe | test_sync.exe | test_log.exe) threads=(threads) ;; esac
+    "$wine" run "$prefix" "$build/bin/set_heap_flags.exe" "$name" "${threads[@]}" || { echo "heap: cannot set the flags of $name" >&2; exit 1; }
     log=$build/heap-$name.log
     # Naming a stack reads all symbols, which takes minutes there; test_errors names some of its own.
     stack=()

@@ -53,6 +53,11 @@ private:
     mutable XCSafeCounter m_count;
 };
 
+namespace xc {
+/// Of no object: its name is what a compiler says to `delete pointer` of a smart pointer.
+struct SmartPointersReleaseTheirObject;
+} // namespace xc
+
 /// Holds one counted object of type T (T may be const). The shared body of XCSmartPtr and XCSmartPtrToConst.
 ///
 /// Assignment takes the new reference before it releases the old one and touches nothing of itself after the release,
@@ -66,6 +71,12 @@ public:
     T* operator->() const noexcept { return m_object; }
     /// The object, still counted by this pointer; null when there is none.
     operator T*() const noexcept { return m_object; }
+    /// Refuses `delete pointer`, which would destroy an object that others count: a second conversion to a pointer leaves
+    /// the compiler nothing to delete. It fits no other use. Compilers that look only at conversions without a
+    /// template parameter accept the line.
+    template <class Object>
+    requires std::is_same_v<Object, xc::SmartPointersReleaseTheirObject>
+    operator Object*() const = delete;
     /// Whether it points to nothing.
     [[nodiscard]] bool IsNull() const noexcept { return m_object == nullptr; }
     /// Releases the object.

@@ -8,7 +8,8 @@
 //          sleep) are counted and told by the next call, never made up for. FixedDelay: the period begins when the
 //          callback has returned. One timer is never called by two threads at once.
 // CANCEL   When Cancel (or Stop of the queue) has returned, no callback of the timer runs or will run: it waits for one
-//          that runs on another thread. Called inside the callback it does not wait for itself.
+//          that runs on another thread. Called inside the callback it does not wait for itself. Nothing of the queue
+//          holds the timer then: its last pointer destroys the callback, and a module may go with the callback's code.
 // CALLS    Run on the queue's thread, or on an executor of the queue, and never under a lock of the library. They
 //          should be short on the queue's thread: others wait. What a callback throws is counted, kept as text and
 //          written to the error log. A callback may destroy its timer.
@@ -30,6 +31,7 @@ class XCTimer;
 namespace xc::work {
 class TimerCore;
 struct TimerAccess;
+struct TimerCall;
 
 /// A timer's place in a wheel; for the library alone.
 struct TimerLink {
@@ -135,7 +137,7 @@ public:
     /// Arms the timer, in place of what was pending. @param periodMs 0: one call.
     /// @return XCErrExecutorStopped, XCErrNoThread.
     XCErrorID Start(std::uint64_t delayMs, std::uint64_t periodMs = 0, XCTimerMode mode = XCTimerMode::FixedRate);
-    /// Disarms it (CANCEL above). @return whether a call was pending.
+    /// Disarms it (CANCEL above). @return whether a call was pending, handed out to an executor or not.
     bool Cancel() noexcept;
     /// Whether a call is pending.
     [[nodiscard]] bool IsPending() const;
@@ -155,12 +157,11 @@ private:
 
     struct State { // guarded by the queue's lock
         xc::work::TimerLink link;
+        xc::work::TimerCall* flight = nullptr; // handed out, and not yet ended
         std::uint64_t due = 0, period = 0, missed = 0, calls = 0, failures = 0, generation = 0;
         XCTimerMode mode = XCTimerMode::FixedRate;
-        bool inFlight = false; // handed out, and not yet ended
-        bool again = false;    // became due meanwhile
+        bool again = false; // became due meanwhile
         bool running = false;
-        unsigned long threadId = 0; // that runs the callback
         XCErrorID failure;
     };
 

@@ -7,7 +7,8 @@
 //
 // The end: listeners close, which completes their accepts; connections close or break, which completes their operations;
 // the last completion finds the server empty and wakes the threads with packets of their own. So the threads go after
-// everything that could still call a handler.
+// everything that could still call a handler. The last one destroys the factory before it is counted as gone: the code of
+// the factory may be a module's, which is unloaded as soon as Stop has returned, while that thread still holds the core.
 //
 // Locks: a connection may hold its own lock and ask for the server's; the server never asks for a connection's below its
 // own.
@@ -124,7 +125,20 @@ void ServerCore::Loop() noexcept
         Hold const hold(m_lock);
         goesOn = !(m_stopping && IsEmpty());
     }
-    Hold const hold(m_lock);
+    LeaveLoop();
+}
+
+/// The server is empty and stops: no thread comes after the last one, and no handler is made any more.
+void ServerCore::LeaveLoop() noexcept
+{
+    XCSocketServer::Factory factory;
+    Hold hold(m_lock);
+    if (m_threads == 1) {
+        factory.swap(m_factory);
+        hold.unlock();
+        factory = nullptr; // code of the program, and so without the lock
+        hold.lock();
+    }
     std::erase(m_threadIds, win32::ThreadId());
     --m_threads;
     WakeThreads(); // a packet that was for another thread may have been among those fetched here

@@ -55,6 +55,7 @@ private:
 
     XCErrorID StartThreads();
     void Loop() noexcept;
+    void LeaveLoop() noexcept;
     void Dispatch(OVERLAPPED_ENTRY const& entry) noexcept;
     void ArmAccepts() noexcept;
     unsigned long Arm(XCSmartPtr<Listener> const& listener) noexcept;
@@ -71,7 +72,7 @@ private:
     [[nodiscard]] bool IsStopping() const noexcept;
 
     XCSocketServerOptions const m_options;
-    XCSocketServer::Factory const m_factory;
+    XCSocketServer::Factory m_factory; // goes with the last thread, before Stop returns
     win32::UniqueKernelObject m_port;
     std::atomic<std::size_t> m_readBuffers{0};
 

@@ -64,6 +64,7 @@ private:
     void NoteDropped(Run const& run) noexcept;
     bool Begin(Job& job) noexcept;
     void End(Job& job, XCErrorID const& failure) noexcept;
+    void Retire(Job& job) noexcept;
     [[nodiscard]] std::int64_t NextOf(Job const& job, std::int64_t after) const noexcept;
     [[nodiscard]] bool IsOver(unsigned long self) const noexcept;
 

@@ -2,14 +2,18 @@
 //
 // It sleeps until the next tick at which a wheel has something to do, hands out what is due, and sleeps again; a timer
 // that becomes the earliest wakes it. A call is handed out under the lock and runs without it. Between the two a timer
-// may be cancelled or started anew: each Start and Cancel gives it a new generation, and a call of an old generation
-// ends without a callback. So Cancel waits only for a callback that runs at that moment.
+// may be cancelled or started anew: the call loses its timer then and ends without a callback. So Cancel waits only for a
+// callback that runs at that moment. Each Start and Cancel gives the timer a new generation, by which a call that has
+// begun knows at its end that it is no longer asked for the next due time.
 //
 // Spans of the clock that counts sleep end with the sleep: beside the span the thread sleeps until the instant of the
 // wall clock at which it would have passed. Whichever comes first, it looks at the clock again.
 //
-// REFERENCES A linked timer is held by the queue, a call by itself. References that may be the last are given back
-// without the lock: the end of a timer destroys its callback, which is code of the program.
+// REFERENCES A linked timer is held by the queue, one whose call is handed out by the call. References that may be the
+// last are given back without the lock: the end of a timer destroys its callback, which is code of the program. It may
+// be code of a module, which unloads once Cancel or Stop has returned. So both take back the references of calls that
+// have not begun, wherever the calls stand, and wait for those that have: these are counted as active until their
+// reference is gone.
 //
 // INVARIANTS A timer is in flight once at most, from Due until its call has ended or was dropped; so one timer is never
 // called by two threads. A due time that comes meanwhile is counted as missed and told by the next call. m_sleepsUntil
@@ -88,12 +92,14 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
     XCTimerClock const clock = TimerAccess::Clock(timer);
     bool wasLinked = false, wake = false;
     XCErrorID failure;
+    XCSmartPtr<XCTimer> taken;
     {
         std::unique_lock hold(m_lock);
         if (m_stopping) return errors::MakeCoreError(XCErrExecutorStopped, m_name);
         TimerAccess::State& state = TimerAccess::Of(timer);
-        // Started anew: the place in the wheel changes, and calls on their way belong to the old generation.
+        // Started anew: the place in the wheel changes, and a call on its way is none any more.
         wasLinked = Unlink(timer);
+        taken = TakeBack(timer);
         ++state.generation;
         bool const cheap = delayMs >= kLongSpanMs && clock == XCTimerClock::Awake;
         std::uint64_t const now = cheap ? m_clocks.GetAwakeUsAtMost() / kTickUs : Now(clock);
@@ -118,19 +124,21 @@ XCErrorID TimerCore::Start(XCTimer& timer, std::uint64_t delayMs, std::uint64_t 
 bool TimerCore::Cancel(XCTimer& timer) noexcept
 {
     bool wasLinked = false;
+    XCSmartPtr<XCTimer> taken;
     {
         std::lock_guard const hold(m_lock);
         TimerAccess::State& state = TimerAccess::Of(timer);
         wasLinked = Unlink(timer);
+        taken = TakeBack(timer);
         ++state.generation;
         state.period = 0;
         state.again = false;
         // A callback may cancel its own timer, and cannot wait for its own end.
-        auto const isOver = [&state] { return !state.running || state.threadId == win32::ThreadId(); };
-        if (state.running) (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
+        auto const isOver = [this, &timer] { return !IsCalledElsewhere(timer); };
+        if (!isOver()) (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
     }
     if (wasLinked) timer.Release();
-    return wasLinked;
+    return wasLinked || !taken.IsNull();
 }
 
 /// What the thread of the queue does.
@@ -149,7 +157,7 @@ void TimerCore::Loop() noexcept
             continue;
         }
         hold.unlock();
-        for (Call& call : calls) HandOut(std::move(call));
+        for (CallRef const& call : calls) HandOut(call);
         // Without the lock: each call may hold the last reference to its timer.
         calls.clear();
         hold.lock();
@@ -185,21 +193,23 @@ void TimerCore::Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept
 /// With the lock.
 void TimerCore::CollectDue(Calls& calls)
 {
+    CallRef spare;
     for (XCTimerClock const clock : {XCTimerClock::Awake, XCTimerClock::Elapsed}) {
         std::uint64_t const now = Now(clock);
         TimerWheel& wheel = Wheel(clock);
         for (;;) {
             // Room first: a timer that has left the wheel must find its place. Doubled, for thousands may be due at once.
             if (calls.size() == calls.capacity()) calls.reserve(std::max<std::size_t>(16, calls.size() * 2));
+            if (spare.IsNull()) spare = CallRef(new TimerCall);
             TimerLink* const link = wheel.Advance(now);
             if (!link) break;
-            Due(*link->timer, now, calls);
+            Due(*link->timer, now, spare, calls);
         }
     }
 }
 
 /// With the lock. A timer that has left the wheel with the reference that the queue held.
-void TimerCore::Due(XCTimer& timer, std::uint64_t now, Calls& calls)
+void TimerCore::Due(XCTimer& timer, std::uint64_t now, CallRef& spare, Calls& calls)
 {
     TimerAccess::State& state = TimerAccess::Of(timer);
     std::uint64_t const late = now - state.due;
@@ -212,89 +222,130 @@ void TimerCore::Due(XCTimer& timer, std::uint64_t now, Calls& calls)
         // Linked before the call runs: a slow callback misses the next due times, but never shifts them.
         Link(timer);
     }
-    if (state.inFlight) { // the last call has not ended: told by the next one
+    if (state.flight) { // the last call has not ended: told by the next one
         state.missed += missed + 1;
         // A fixed rate is linked already. The others would be lost with this due time: their call is made up for once.
         state.again = state.period == 0 || state.mode == XCTimerMode::FixedDelay;
-        calls.push_back({XCSmartPtr<XCTimer>(&timer), {}, UINT64_MAX}); // gives the reference back without the lock
     } else {
-        state.inFlight = true;
-        calls.push_back({XCSmartPtr<XCTimer>(&timer),
-                         {std::exchange(state.missed, 0) + missed, late / kTicksPerMs},
-                         state.generation});
+        state.flight = spare;
+        spare->timer = &timer;
+        spare->tick = {std::exchange(state.missed, 0) + missed, late / kTicksPerMs};
+        spare->generation = state.generation;
+        spare->next = m_flights;
+        if (m_flights) m_flights->previous = spare;
+        m_flights = spare;
+        calls.push_back(std::move(spare));
     }
-    timer.Release(); // the call holds one
+    timer.Release(); // not the last one: the call holds one
 }
 
-void TimerCore::HandOut(Call call) noexcept
+/// With the lock: the call is none any more. @return its reference, to be given back without the lock.
+XCSmartPtr<XCTimer> TimerCore::RemoveFlight(TimerCall& call) noexcept
 {
-    if (call.generation == UINT64_MAX) return;
-    if (m_executor.IsNull()) {
-        Invoke(std::move(call));
-        return;
+    (call.previous ? call.previous->next : m_flights) = call.next;
+    if (call.next) call.next->previous = call.previous;
+    TimerAccess::Of(*call.timer).flight = nullptr;
+    return std::move(call.timer);
+}
+
+/// With the lock: a call that has not begun.
+XCSmartPtr<XCTimer> TimerCore::TakeBack(XCTimer& timer) noexcept
+{
+    TimerAccess::State const& state = TimerAccess::Of(timer);
+    if (!state.flight || state.running) return {};
+    return RemoveFlight(*state.flight);
+}
+
+/// With the lock.
+TimerCall* TimerCore::FirstToTakeBack() noexcept
+{
+    TimerCall* call = m_flights;
+    while (call && TimerAccess::Of(*call->timer).running) call = call->next;
+    return call;
+}
+
+/// The executor may run and destroy the task before Submit returns, and a full one keeps this thread waiting. So the
+/// queue's thread holds the call meanwhile, never its timer.
+void TimerCore::HandOut(CallRef const& call) noexcept
+{
+    if (m_executor.IsNull()) return Invoke(call);
+    {
+        std::lock_guard const hold(m_lock);
+        if (call->timer.IsNull()) return;
+        call->handing = true;
     }
-    // The call moves into the executor, which may run and destroy it before Submit returns.
-    XCSmartPtr<XCTimer> const timer = call.timer;
     XCErrorID refused;
     try {
-        refused = m_executor->Submit(HandedOut(*this, std::move(call)))->GetError();
+        refused = m_executor->Submit(HandedOut(*this, call))->GetError();
     } catch (...) {
         refused = FailureOfTask();
     }
-    if (refused.Good()) return;
-    std::lock_guard const hold(m_lock);
-    TimerAccess::State& state = TimerAccess::Of(*timer);
-    // NoteDropped has already counted the due time and ended the flight, when HandedOut was destroyed.
-    ++state.failures;
-    state.failure = refused;
+    bool dropped = false;
+    {
+        std::lock_guard const hold(m_lock);
+        call->handing = false;
+        dropped = call->dropped;
+    }
+    if (dropped) EndDropped(*call, refused);
 }
 
-/// The executor has refused or cancelled the call: its due times are missed.
-void TimerCore::NoteDropped(Call const& call) noexcept
+/// The executor has refused or cancelled the call. While it is handed over the reason comes with Submit's return.
+void TimerCore::NoteDropped(CallRef const& call) noexcept
 {
     {
         std::lock_guard const hold(m_lock);
-        TimerAccess::Of(*call.timer).missed += call.tick.missed + 1;
+        call->dropped = true;
+        if (call->handing) return;
     }
-    End(call, true, XCErrorID());
+    EndDropped(*call, XCErrorID());
 }
 
-void TimerCore::Invoke(Call call) noexcept
+/// Its due times are missed.
+void TimerCore::EndDropped(TimerCall& call, XCErrorID const& failure) noexcept
+{
+    {
+        std::lock_guard const hold(m_lock);
+        if (!call.timer.IsNull()) TimerAccess::Of(*call.timer).missed += call.tick.missed + 1;
+    }
+    End(call, true, failure);
+}
+
+void TimerCore::Invoke(CallRef const& call) noexcept
 {
     Active active{win32::ThreadId()};
-    if (!Begin(call, active)) return;
+    if (!Begin(*call, active)) return;
     XCErrorID failure;
     bool wanted = false;
     try {
         // Asked without the lock, just before the call: the owner of the callback may have gone since it was handed
-        // out.
-        wanted = TimerAccess::IsWanted(*call.timer);
-        if (wanted) TimerAccess::Call(*call.timer, call.tick);
+        // out. A call that has begun keeps its timer.
+        wanted = TimerAccess::IsWanted(*call->timer);
+        if (wanted) TimerAccess::Call(*call->timer, call->tick);
     } catch (...) {
         failure = FailureOfTask();
         // Nobody waits for a callback, so that its exception has no other place to go.
         NoteFailure(m_name, failure);
     }
-    End(call, wanted || failure.Bad(), failure);
-    call.timer.Clear(); // what its callback holds goes before Stop returns
-    // Last: Stop waits for this, and the program may then unload the code of the callback.
+    End(*call, wanted || failure.Bad(), failure); // what the callback holds goes here, if nobody else holds the timer
+    // Last: Cancel and Stop wait for this, and the program may then unload the code of the callback.
     Leave(active);
 }
 
-bool TimerCore::Begin(Call const& call, Active& active) noexcept
+bool TimerCore::Begin(TimerCall& call, Active& active) noexcept
 {
+    XCSmartPtr<XCTimer> dropped;
     std::lock_guard const hold(m_lock);
-    TimerAccess::State& state = TimerAccess::Of(*call.timer);
-    if (state.generation != call.generation || m_stopping) { // cancelled or started anew since
-        state.inFlight = false;
-        if (std::exchange(state.again, false)) Rearm(*call.timer, 0);
+    if (call.timer.IsNull()) return false; // cancelled or started anew since
+    if (m_stopping) {
+        dropped = RemoveFlight(call);
         return false;
     }
+    TimerAccess::State& state = TimerAccess::Of(*call.timer);
+    active.timer = call.timer;
     active.next = m_active;
     if (m_active) m_active->previous = &active;
     m_active = &active;
     state.running = true;
-    state.threadId = active.threadId;
     ++state.calls;
     return true;
 }
@@ -308,30 +359,41 @@ void TimerCore::Leave(Active const& active) noexcept
 }
 
 /// A call has ended or could not be handed out.
-void TimerCore::End(Call const& call, bool wanted, XCErrorID const& failure) noexcept
+void TimerCore::End(TimerCall& call, bool wanted, XCErrorID const& failure) noexcept
 {
+    XCSmartPtr<XCTimer> timer; // what it held: goes without the lock
     bool wasLinked = false;
     {
         std::lock_guard const hold(m_lock);
-        XCTimer& timer = *call.timer;
-        TimerAccess::State& state = TimerAccess::Of(timer);
+        if (call.timer.IsNull()) return; // taken back
+        timer = RemoveFlight(call);
+        TimerAccess::State& state = TimerAccess::Of(*timer);
         if (failure.Bad()) {
             ++state.failures;
             state.failure = failure;
         }
-        state.running = state.inFlight = false;
+        state.running = false;
         // Its owner has gone: no later call can succeed.
         if (!wanted) {
-            wasLinked = Unlink(timer);
+            wasLinked = Unlink(*timer);
             ++state.generation;
         } else if (std::exchange(state.again, false))
-            Rearm(timer, 0);
+            Rearm(*timer, 0);
         else if (state.generation == call.generation && state.period > 0 && state.mode == XCTimerMode::FixedDelay)
             // One tick more: part of the present one has passed, and a call must not be early.
-            Rearm(timer, state.period + 1);
+            Rearm(*timer, state.period + 1);
         m_change.WakeAll();
     }
-    if (wasLinked) call.timer->Release();
+    if (wasLinked) timer->Release();
+}
+
+/// With the lock.
+bool TimerCore::IsCalledElsewhere(XCTimer const& timer) const noexcept
+{
+    unsigned long const self = win32::ThreadId();
+    for (Active const* active = m_active; active; active = active->next)
+        if (active->timer == &timer && active->threadId != self) return true;
+    return false;
 }
 
 /// With the lock.
@@ -369,6 +431,12 @@ XCErrorID TimerCore::Stop(std::uint32_t timeoutMs)
             link->timer->Release(); // may be the last reference
             hold.lock();
         }
+    while (TimerCall* const call = FirstToTakeBack()) {
+        XCSmartPtr<XCTimer> taken = RemoveFlight(*call);
+        hold.unlock();
+        taken.Clear();
+        hold.lock();
+    }
     m_wait->Wake();
     unsigned long const self = win32::ThreadId();
     if (WaitUntil(m_change, m_lock, deadline, [this, self] { return IsOver(self); })) return XCErrorID::Success;

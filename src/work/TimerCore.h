@@ -21,6 +21,17 @@ struct TimerAccess {
     static bool IsWanted(XCTimer const& timer) { return timer.IsWanted(); }
 };
 
+/// A call of a timer that is due; shared by the queue and by the task that makes the call. Guarded by the queue's lock.
+struct TimerCall : XCRefCount {
+    XCSmartPtr<XCTimer> timer; // null: taken back, or over
+    XCTimerTick tick;
+    std::uint64_t generation = 0;
+    bool handing = false; // the queue's thread is giving it to the executor
+    bool dropped = false; // meanwhile by the executor
+    TimerCall* next = nullptr;
+    TimerCall* previous = nullptr;
+};
+
 /// Kept alive by its queue, its timers and its thread.
 class TimerCore final : public XCRefCount {
 public:
@@ -36,30 +47,32 @@ public:
     [[nodiscard]] win32::SlimLock& Lock() noexcept { return m_lock; }
 
 private:
-    struct Call { // handed out; holds the timer
-        XCSmartPtr<XCTimer> timer;
-        XCTimerTick tick;
-        std::uint64_t generation = 0;
-    };
-    friend class HandedOut<TimerCore, Call>;
-    using Calls = std::vector<Call>;
+    using CallRef = XCSmartPtr<TimerCall>;
+    friend class HandedOut<TimerCore, CallRef>;
+    using Calls = std::vector<CallRef>;
     struct Active { // a thread in a callback
         unsigned long threadId;
+        XCTimer const* timer = nullptr; // for comparisons alone
         Active* next = nullptr;
         Active* previous = nullptr;
     };
 
     void Loop() noexcept;
     void CollectDue(Calls& calls);
-    void Due(XCTimer& timer, std::uint64_t now, Calls& calls);
+    void Due(XCTimer& timer, std::uint64_t now, CallRef& spare, Calls& calls);
     void Link(XCTimer& timer) noexcept;
     bool Unlink(XCTimer& timer) noexcept;
-    void HandOut(Call call) noexcept;
-    void Invoke(Call call) noexcept;
-    void NoteDropped(Call const& call) noexcept;
-    bool Begin(Call const& call, Active& active) noexcept;
+    [[nodiscard]] XCSmartPtr<XCTimer> RemoveFlight(TimerCall& call) noexcept;
+    [[nodiscard]] XCSmartPtr<XCTimer> TakeBack(XCTimer& timer) noexcept;
+    [[nodiscard]] TimerCall* FirstToTakeBack() noexcept;
+    void HandOut(CallRef const& call) noexcept;
+    void Invoke(CallRef const& call) noexcept;
+    void NoteDropped(CallRef const& call) noexcept;
+    void EndDropped(TimerCall& call, XCErrorID const& failure) noexcept;
+    bool Begin(TimerCall& call, Active& active) noexcept;
     void Leave(Active const& active) noexcept;
-    void End(Call const& call, bool wanted, XCErrorID const& failure) noexcept;
+    void End(TimerCall& call, bool wanted, XCErrorID const& failure) noexcept;
+    [[nodiscard]] bool IsCalledElsewhere(XCTimer const& timer) const noexcept;
     void Rearm(XCTimer& timer, std::uint64_t ticks) noexcept;
     [[nodiscard]] bool IsOver(unsigned long self) const noexcept;
     void Sleep(std::unique_lock<win32::SlimLock>& hold) noexcept;
@@ -78,6 +91,7 @@ private:
     std::uint64_t m_sleepsUntil[2] = {0, 0}; // the ticks that the thread will look at next; 0: it looks at once
     std::uint64_t m_wakeUps = 0;
     Active* m_active = nullptr;
+    TimerCall* m_flights = nullptr;
     OwnThread m_thread;
     bool m_stopping = false;
 };

@@ -274,19 +274,35 @@ void SchedulerCore::End(Job& job, XCErrorID const& failure) noexcept
 bool SchedulerCore::Remove(std::uint64_t id) noexcept
 {
     JobRef job; // may be the last reference: it goes without the lock
-    std::lock_guard const hold(m_lock);
-    auto const found = m_jobs.find(id);
-    if (found == m_jobs.end()) return false;
-    job = std::move(found->second);
-    m_jobs.erase(found);
-    job->removed = true;
-    // A job may remove itself, by its callback or by its schedule, and cannot wait for its own end.
-    unsigned long const self = win32::ThreadId();
-    auto const isOver = [&] {
-        return (!job->running || job->threadId == self) && (!job->asked || m_thread.IsOver(self));
-    };
-    (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
+    {
+        std::lock_guard const hold(m_lock);
+        auto const found = m_jobs.find(id);
+        if (found == m_jobs.end()) return false;
+        job = std::move(found->second);
+        m_jobs.erase(found);
+        job->removed = true;
+        // A job may remove itself, by its callback or by its schedule, and cannot wait for its own end.
+        unsigned long const self = win32::ThreadId();
+        auto const isOver = [&] {
+            return (!job->running || job->threadId == self) && (!job->asked || m_thread.IsOver(self));
+        };
+        (void)WaitUntil(m_change, m_lock, Deadline(XCInfinite), isOver);
+    }
+    Retire(*job);
     return true;
+}
+
+/// Destroys the code of the program that a removed job refers to. A run that waits in an executor holds the job for
+/// longer than its owner knows, and the code may be a module's that is unloaded now. One that is running goes later, with
+/// the caller's own call.
+void SchedulerCore::Retire(Job& job) noexcept
+{
+    Callback callback;
+    XCSmartPtr<XCScheduleI> schedule;
+    std::lock_guard const hold(m_lock);
+    if (job.running || job.asked) return;
+    callback.swap(job.callback);
+    schedule = std::move(job.schedule);
 }
 
 std::vector<XCJobInfo> SchedulerCore::List()
@@ -312,6 +328,7 @@ XCErrorID SchedulerCore::Stop(std::uint32_t timeoutMs)
     Deadline const deadline(timeoutMs);
     std::map<std::uint64_t, JobRef> jobs; // go without the lock
     XCString names;
+    bool over = false;
     {
         std::lock_guard const hold(m_lock);
         m_stopping = true;
@@ -320,10 +337,11 @@ XCErrorID SchedulerCore::Stop(std::uint32_t timeoutMs)
         for (auto const& [id, job] : jobs) job->removed = true;
         m_wait->Wake();
         unsigned long const self = win32::ThreadId();
-        if (WaitUntil(m_change, m_lock, deadline, [this, self] { return IsOver(self); })) return XCErrorID::Success;
+        over = WaitUntil(m_change, m_lock, deadline, [this, self] { return IsOver(self); });
         for (JobRef const& job : m_active) names += names.IsNull() ? job->options.name : L", " + job->options.name;
     }
-    return errors::MakeCoreError(XCErrStillRunning, m_name, names);
+    for (auto const& [id, job] : jobs) Retire(*job);
+    return over ? XCErrorID() : errors::MakeCoreError(XCErrStillRunning, m_name, names);
 }
 
 std::uint64_t SchedulerCore::WakeUps() noexcept

@@ -38,12 +38,13 @@ struct Server {
     Handler all;
     XCSmartPtr<XCSocketServer> server;
     XCSocketAddress address;
+    std::shared_ptr<int> code = std::make_shared<int>(); // of a module, say: the factory refers to it
 
     explicit Server(std::function<void(Handler&)> const& set, XCSocketServerOptions const& options = {})
     {
         set(all);
         server = new XCSocketServer(
-            [this](XCConnection&) {
+            [this, code = code](XCConnection&) {
                 XCSmartPtr<Handler> const handler(new Handler);
                 handler->open = all.open;
                 handler->drained = all.drained;
@@ -55,7 +56,11 @@ struct Server {
             options);
         EXPECT_TRUE(server->Listen(kAnyPort, &address).Good());
     }
-    ~Server() { EXPECT_TRUE(server->Stop(kLongMs).Good()); }
+    ~Server()
+    {
+        EXPECT_TRUE(server->Stop(kLongMs).Good());
+        EXPECT_EQ(code.use_count(), 1);
+    }
     Server(Server const&) = delete;
     Server& operator=(Server const&) = delete;
 

@@ -27,6 +27,17 @@ void Texts(XCString& text)
     text = 5 + text; // refused: use of deleted function
 }
 
+void Pointers(XCSmartPtr<XCThread>& thread, XCSmartPtrToConst<XCThread> const& other)
+{
+    bool const started =
+        thread && !(thread == nullptr) && thread != other && (*thread).GetName() == thread[0].GetName();
+    void const* const address = thread;
+    XCRefCountI* const object = started ? thread : nullptr;
+    (void)address, (void)object;
+    delete thread; // refused: SmartPointersReleaseTheirObject
+    delete other;  // refused: SmartPointersReleaseTheirObject
+}
+
 void Results()
 {
     (void)Fallible();

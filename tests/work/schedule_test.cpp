@@ -2,6 +2,7 @@
 
 #include "datetime/zone_names.h"
 #include "work/fake_time.h"
+#include "work/gate.h"
 
 namespace {
 
@@ -344,6 +345,36 @@ TEST(Scheduler, SleepsUntilSomethingIsDue)
     EXPECT_FALSE(scheduler->Remove(self));
     EXPECT_TRUE(scheduler->Stop().Good());
     EXPECT_THROW(scheduler->Add(daily, {}, {}), XCException);
+}
+
+// A call that waits in an executor after its timer or job has gone: nothing of it may be destroyed later, since its code
+// may be a module's that is unloaded then.
+TEST(Scheduler, WaitingCallsHoldNothingAfterTheEnd)
+{
+    for (bool const stops : {false, true}) {
+        FakeTime timerTime, jobTime(MsOf(Utc(L"2020/06/01 11:00:00")));
+        XCSmartPtr<XCThreadPool> const pool(new XCThreadPool(1, 1));
+        XCSmartPtr<XCTimerQueue> const queue(new XCTimerQueue(pool.GetPtr(), L"test", timerTime));
+        XCSmartPtr<XCScheduler> const scheduler(new XCScheduler(pool.GetPtr(), L"test", jobTime));
+        auto const code = std::make_shared<int>();
+        XCSmartPtr<XCTimer> timer(new XCTimer([code] { FAIL(); }, *queue));
+        XCSmartPtr<XCScheduleI> const everyMinute(new XCScheduleInterval(kMinute, At(0)));
+        std::uint64_t const job = scheduler->Add(everyMinute, [code](XCJobCall const&) { FAIL(); });
+        Gate begun, gate;
+        (void)pool->Submit([&] { begun.Open(), gate.Pass(); });
+        begun.Pass();
+        (void)timer->Start(1);
+        timerTime.Pass(2), jobTime.Pass(kMinute);
+        ASSERT_EQ(pool->GetStatistics().queued, 2u);
+        if (stops)
+            EXPECT_TRUE(queue->Stop().Good() && scheduler->Stop().Good());
+        else
+            EXPECT_TRUE(timer->Cancel() && scheduler->Remove(job));
+        timer.Clear();
+        EXPECT_EQ(code.use_count(), 1);
+        gate.Open();
+        EXPECT_TRUE(pool->WaitIdle().Good() && pool->Stop().Good());
+    }
 }
 
 } // namespace
