@@ -102,6 +102,15 @@ Answer StackOverflow(Asker const& asker)
     return Says(seen, seen ? L"the filter is called" : L"it " + Ending(outcome));
 }
 
+Answer RuntimeHandlers(Asker const& /*asker*/)
+{
+    HMODULE const universal = ::GetModuleHandleW(L"ucrtbase");
+    HMODULE const runtime = universal ? universal : ::GetModuleHandleW(L"msvcrt");
+    bool const both = ::GetProcAddress(runtime, "_set_invalid_parameter_handler") &&
+                      ::GetProcAddress(runtime, "_set_purecall_handler");
+    return Says(both, both ? L"there" : L"missing");
+}
+
 Answer HeapDamage(Asker const& asker)
 {
     constexpr unsigned long kDamagedHeap = 0xC0000374;
@@ -294,6 +303,7 @@ std::vector<Question> ProcessQuestions()
         {L"processes", L"Ctrl-Break is sent to another process", L"its handler is called", &ControlBreak},
         {L"processes", L"A stack overflows", L"the filter is called", &StackOverflow},
         {L"processes", L"A block of the heap is damaged", L"it crashed (0xC0000374), no filter called", &HeapDamage},
+        {L"processes", L"Handlers of the C runtime for refused parameters and pure calls", L"there", &RuntimeHandlers},
         {L"processes", L"A process takes more memory than its job allows", L"refused, told", &JobRefusesMemory},
         {L"processes", L"The signature of a program without one", L"error 0x800B0100", &UnsignedProgram},
         {L"processes", L"A mutex named Global\\ is made", L"succeeds", &GlobalMutex},

@@ -3,7 +3,7 @@
 // WHAT     XCDumpAllStacks gives the call stack of every thread with its name and the plug-in that it is in;
 //          XCWriteThreadInfo appends the same with times, priorities and flags to a file.
 // COST     Threads are suspended in batches while their stacks are copied, and must be given a processor for that: 200
-//          threads, half of them busy, took 0.3 s on two loaded processors, five sixths of it in the bare calls of the
+//          threads, half of them busy, took 0.3 s on two loaded processors, most of it in the bare calls of the
 //          system. The first call that names frames reads a module's symbols.
 // LIFETIME The text stays right when modules go.
 // ERRORS   XCErrThreadsUnlisted where the system does not list the threads of the process; for the file those of files.
