@@ -57,6 +57,15 @@ int OverflowStack()
     return Deeper(&start);
 }
 
+int DamageHeap()
+{
+    ::SetUnhandledExceptionFilter(&EndByFilter);
+    auto* const block = static_cast<unsigned char volatile*>(::HeapAlloc(::GetProcessHeap(), 0, 2000));
+    for (int i = 1; i <= 16; ++i) block[-i] = 0x5A; // the system's own words before the block
+    ::HeapFree(::GetProcessHeap(), 0, const_cast<unsigned char*>(block));
+    return 6; // not noticed
+}
+
 // Questions ---------------------------------------------------------------------------------------------------------
 
 Answer ControlBreak(Asker const& asker)
@@ -91,6 +100,23 @@ Answer StackOverflow(Asker const& asker)
         RunProgram(L"\"" + asker.program + L"\" /role:overflow", asker.folder, asker.folder + L"\\overflow.txt", 20000);
     bool const seen = outcome.ended && outcome.exitCode == kOverflowSeen;
     return Says(seen, seen ? L"the filter is called" : L"it " + Ending(outcome));
+}
+
+Answer RuntimeHandlers(Asker const& /*asker*/)
+{
+    HMODULE const universal = ::GetModuleHandleW(L"ucrtbase");
+    HMODULE const runtime = universal ? universal : ::GetModuleHandleW(L"msvcrt");
+    bool const both = ::GetProcAddress(runtime, "_set_invalid_parameter_handler") &&
+                      ::GetProcAddress(runtime, "_set_purecall_handler");
+    return Says(both, both ? L"there" : L"missing");
+}
+
+Answer HeapDamage(Asker const& asker)
+{
+    constexpr unsigned long kDamagedHeap = 0xC0000374;
+    Outcome const outcome =
+        RunProgram(L"\"" + asker.program + L"\" /role:damage", asker.folder, asker.folder + L"\\damage.txt", 20000);
+    return Says(outcome.ended && outcome.exitCode == kDamagedHeap, L"it " + Ending(outcome));
 }
 
 // Each question has a process of its own, so that its limits stay with it.
@@ -267,6 +293,7 @@ int PlayRole(XCString const& role)
 {
     if (role == XCString(L"control")) return WaitForControl();
     if (role == XCString(L"overflow")) return OverflowStack();
+    if (role == XCString(L"damage")) return DamageHeap();
     return -1;
 }
 
@@ -275,6 +302,8 @@ std::vector<Question> ProcessQuestions()
     return {
         {L"processes", L"Ctrl-Break is sent to another process", L"its handler is called", &ControlBreak},
         {L"processes", L"A stack overflows", L"the filter is called", &StackOverflow},
+        {L"processes", L"A block of the heap is damaged", L"it crashed (0xC0000374), no filter called", &HeapDamage},
+        {L"processes", L"Handlers of the C runtime for refused parameters and pure calls", L"there", &RuntimeHandlers},
         {L"processes", L"A process takes more memory than its job allows", L"refused, told", &JobRefusesMemory},
         {L"processes", L"The signature of a program without one", L"error 0x800B0100", &UnsignedProgram},
         {L"processes", L"A mutex named Global\\ is made", L"succeeds", &GlobalMutex},

@@ -8,13 +8,15 @@
 //              application.AddLogSubscriber(XCSmartPtr<XCLogSubscriberI>(new XCEventLogSubscriber(source)));
 //              XCLogFailure(channel, error);
 //
-// EVENT    what was logged       identifier               inserts
-//          an error              idBase + its code        its parameters in order, then its whole text
-//          a text                kTextEvent               the text
+// EVENT    what was logged           identifier                  inserts
+//          an error of the library   kLibraryErrors + its code   its parameters in order, then its whole text
+//          another error             idBase + its code           the same
+//          a text                    kTextEvent                  the text
 //
-//          Viewers take the words of an event from the message file of its source (a program's own, made with
-//          xc_message_table, in which %1 is the first insert); the library's has the words of kTextEvent. Where a file has
-//          none for an identifier they show the inserts: the last one is the whole text.
+//          Viewers take the words of an event from the message files of its source: the library has those of its own
+//          errors and of texts, in English and French; a program adds a file for its own errors, made with
+//          xc_message_table, in which %1 is the first insert. Where no file has words for an identifier they show the
+//          inserts: the last one is the whole text.
 // OPTIONS  registerEvents enters the source, unregisterEvents takes it out: see RegisterAsAsked. Both need the rights of
 //          an administrator, and are done once a machine. Without them events are written all the same.
 // COST     An event is a call to a service of the system: tens of microseconds. Meant for errors and warnings.
@@ -37,12 +39,13 @@
 /// Who writes events, as the event log knows it.
 struct XCEventSource {
     XCString name;                 ///< of the source, without a backslash; mostly the program's
-    XCString messageFile = {};     ///< absolute path of the module with the words; empty: the library
-    unsigned long idBase = 0;      ///< added to the codes of errors: facility and severity bits of the message file
+    XCString messageFile = {};     ///< absolute path of the module with words of the program's own, if there is one
+    unsigned long idBase = 0;      ///< added to the codes of its errors: facility and severity bits of that file
     XCString log = L"Application"; ///< the log that it is entered in
 };
 
-/// Logs an error with its parts as fields: code, severity, and arg1, arg2, ... Success is not logged.
+/// Logs an error with its parts as fields: code, severity, source (XelbrinCore) where it is one of the library, and arg1,
+/// arg2, ... Success is not logged.
 /// @param level by default that of its severity: fatal and error, warning, information.
 XC_API void XCLogFailure(XCLogChannel& channel, XCErrorID const& error, std::optional<int> level = {});
 
@@ -51,6 +54,8 @@ class XC_API XCEventLogSubscriber : public XCLogSubscriberI {
 public:
     /// The identifier of events that are texts.
     static constexpr unsigned long kTextEvent = 0x00E50001;
+    /// Added to the code of an error of the library.
+    static constexpr unsigned long kLibraryErrors = 0x00E50000;
 
     /// @param desiredLevel by default warnings and what is worse.
     explicit XCEventLogSubscriber(XCEventSource const& source, int desiredLevel = 0);

@@ -2,15 +2,16 @@
 //
 // WHAT     XCDumpAllStacks gives the call stack of every thread with its name and the plug-in that it is in;
 //          XCWriteThreadInfo appends the same with times, priorities and flags to a file.
-// COST     Each thread is suspended while its stack is copied, and must be given a processor for that: 200 threads, half
-//          of them busy, took 1.5 to 5 s on two processors. The first call that names frames reads a module's symbols.
+// COST     Threads are suspended in batches while their stacks are copied, and must be given a processor for that: 200
+//          threads, half of them busy, took 0.3 s on two loaded processors, most of it in the bare calls of the
+//          system. The first call that names frames reads a module's symbols.
 // LIFETIME The text stays right when modules go.
 // ERRORS   XCErrThreadsUnlisted where the system does not list the threads of the process; for the file those of files.
 //          std::bad_alloc, thrown before anything is suspended or after everything goes on.
 // THREADS  Any thread, one dump at a time. A thread that is suspended may hold any lock: nothing is allocated and no
-//          lock is taken meanwhile, so that the dump ends whatever the others are doing. A thread that cannot be copied
-//          in time is resumed and named as not reachable. While a module hangs in its loading, names come from the
-//          exports of the images alone.
+//          lock is taken meanwhile, so that the dump ends whatever the others are doing. Up to 64 stand at the same
+//          time. A thread that cannot be copied in time is resumed and named as not reachable. While a module hangs in
+//          its loading, names come from the exports of the images alone.
 #pragma once
 
 #include <XelbrinCore/XCError.h>
@@ -22,7 +23,7 @@
 /// What a dump shows.
 struct XCDumpOptions {
     std::size_t maxFrames = 32;    ///< calls a thread, the innermost first; at most 64
-    unsigned int patienceMs = 200; ///< how long one thread may stay suspended before it is given up
+    unsigned int patienceMs = 200; ///< how long threads may stay suspended before they are resumed and one is given up
     bool onlyRegistered = false;   ///< the threads of the library's registry alone
 };
 

@@ -16,8 +16,9 @@
 #include "errors/ExceptionText.h"
 #include "errors/RunningCalls.h"
 #include "errors/Sealed.h"
+#include "text/Utf8.h"
+#include "win32/BareFile.h"
 #include "win32/FaultHooks.h"
-#include "win32/File.h"
 #include "win32/HelperThread.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
@@ -38,6 +39,7 @@ using win32::Fault;
 constexpr DWORD kWriterMs = 10000;
 constexpr DWORD kMinidumpMs = 60000; // some systems read the symbols of every module for it
 constexpr std::size_t kFrames = 48;
+constexpr std::size_t kBareCalls = 4;
 
 wchar_t const* WordsOf(unsigned long code) noexcept
 {
@@ -80,7 +82,7 @@ private:
     void WriteBare() noexcept;
 
     bool m_minidump = true;
-    win32::SystemPath m_bareLog; ///< where the error log was at the installation
+    win32::BareFile m_bareLog; ///< where the error log was at the installation
     XCSmartPtr<LastRecords> m_last;
     win32::UniqueKernelObject m_wake{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     win32::UniqueKernelObject m_done{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
@@ -100,7 +102,7 @@ bool Recorder::Start(XCSignalOptions const& options)
 {
     m_minidump = options.minidump;
     // All that needs the loader or the heap happens now: at the fault either may be what is broken.
-    m_bareLog = win32::SystemPath(errors::ErrorLogPath().View());
+    m_bareLog.Prepare(win32::SystemPath(errors::ErrorLogPath().View()));
     if (m_minidump) win32::PrepareMinidump();
     if (!m_writer) { // one writer for all installations: it never ends
         unsigned int id = 0;
@@ -221,25 +223,30 @@ void Recorder::Dump() noexcept
     });
 }
 
-/// Addresses, as base of the module and offset: no memory, no lock, no names.
+/// The calls into modules, and addresses as base of the module and offset: no memory, no lock, no names of functions.
 void Recorder::WriteBare() noexcept
 {
     // Static: the stack that is left may be small.
-    static char text[kFrames * 48 + 200];
+    static errors::CallNote note;
+    static char text[kFrames * 48 + kBareCalls * text::MaxUtf8Bytes(sizeof note / sizeof(wchar_t)) + 200];
     char* at = text;
     auto const word = [&at](std::string_view part) { at = std::copy(part.begin(), part.end(), at); };
     auto const hex = [&at](std::uintptr_t value) { at = std::to_chars(at, at + 20, value, 16).ptr; };
+    auto const wide = [&at](std::wstring_view part) { at += text::EncodeUtf8(at, part); };
     word("fault 0x"), hex(m_fault.code), word(" on thread 0x"), hex(m_owner), word(", without names:\r\n");
+    std::uint64_t order = UINT64_MAX;
+    for (std::size_t i = 0; i < kBareCalls && errors::ReadInnermostCall(m_owner, order, note); ++i) {
+        order = note.order;
+        word("    in "), wide(note.operation), word(" of <"), wide(note.name), word("> ("), wide(note.path);
+        word(")\r\n");
+    }
     for (std::size_t i = 0; i < m_count; ++i) {
         MEMORY_BASIC_INFORMATION part{};
         ::VirtualQuery(m_frames[i], &part, sizeof part);
         auto const base = reinterpret_cast<std::uintptr_t>(part.AllocationBase);
         word("    0x"), hex(base), word("+0x"), hex(reinterpret_cast<std::uintptr_t>(m_frames[i]) - base), word("\r\n");
     }
-    win32::File log;
-    unsigned long error = 0;
-    if (log.Open(m_bareLog, {win32::FileMode::Access::Append, win32::FileMode::Start::OpenOrCreate}) == 0)
-        (void)log.Append({text, static_cast<std::size_t>(at - text)}, error);
+    m_bareLog.Append({text, static_cast<std::size_t>(at - text)});
 }
 
 std::atomic<bool> g_installed{false};

@@ -33,22 +33,21 @@ struct Registered {
     unsigned long id;
     XCString name;
     unsigned long flags;
-    SharedHandle handle;
 };
 
 std::vector<Registered> RegisteredThreads()
 {
     std::vector<Registered> known;
     RegistryAccess const registry;
-    for (auto const& [id, entry] : registry.Threads())
-        known.push_back({id, entry.thread->GetName(), entry.flags, entry.handle});
+    for (auto const& [id, entry] : registry.Threads()) known.push_back({id, entry.thread->GetName(), entry.flags});
     return known;
 }
 
+/// @param known ordered by identifier, as the registry has them.
 Registered const* Find(std::vector<Registered> const& known, unsigned long id)
 {
-    auto const found = std::ranges::find(known, id, &Registered::id);
-    return found == known.end() ? nullptr : &*found;
+    auto const found = std::ranges::lower_bound(known, id, {}, &Registered::id);
+    return found == known.end() || found->id != id ? nullptr : &*found;
 }
 
 /// The registered ones first, each group by identifier.
@@ -63,7 +62,9 @@ XCString HeadOf(win32::ThreadStack const& stack, Registered const* known)
 {
     XCString head;
     head.Format(L"thread %lu", stack.id);
-    XCString const name = known && !known->name.IsNull() ? known->name : XCString(stack.name);
+    // The system's name is asked for only where the library has none: a question for each of many threads takes time.
+    bool const isNamed = known && !known->name.IsNull();
+    XCString const name = isNamed ? known->name : XCString(win32::NameOfThread(stack.thread.get()));
     if (!name.IsNull()) head += L" \"" + text::Visible(name) + L"\"";
     if (stack.isCaller) head += L" (which asks)";
     return head + L"\n";
@@ -92,17 +93,9 @@ try {
 
 XCString FactsOf(win32::ThreadStack const& stack, Registered const* known)
 {
-    if (known) {
-        XCString flags;
-        flags.Format(L"    flags 0x%lX\n", known->flags);
-        return FactsText(known->handle->value, stack.id) + flags;
-    }
-    // By number: the thread may have ended since, and another may even have its number; then its times are told.
-    HANDLE const handle = ::OpenThread(THREAD_QUERY_INFORMATION | SYNCHRONIZE, FALSE, stack.id);
-    if (!handle) return {};
-    XCString const text = FactsText(handle, stack.id);
-    ::CloseHandle(handle);
-    return text;
+    XCString flags;
+    if (known) flags.Format(L"    flags 0x%lX\n", known->flags);
+    return FactsText(stack.thread.get(), stack.id) + flags;
 }
 
 /// @return Bad where the system does not list threads.
@@ -148,7 +141,7 @@ XCString FramesText(win32::ThreadStack const& stack, std::size_t maxFrames, Fram
     for (std::size_t i = 0; i < std::min(stack.count, maxFrames); ++i) {
         // The first address of another thread is its next instruction, all others follow calls.
         std::wstring const& name = names.Of(stack.frames[i], i > 0 || stack.isCaller);
-        if (!name.empty()) text += L"    " + name + L"\n";
+        if (!name.empty()) text.append(4, L' ').append(name).append(1, L'\n');
     }
     return XCString(text);
 }

@@ -53,16 +53,16 @@ unsigned long EventWriter::Write(Event const& event) const
     return isWritten ? 0 : ::GetLastError();
 }
 
-unsigned long EnterEventSource(std::wstring const& log, std::wstring const& source, std::wstring const& messageFile)
+unsigned long EnterEventSource(std::wstring const& log, std::wstring const& source, std::wstring const& messageFiles)
 {
     std::wstring const path = KeyOf(log, source);
     HKEY key = nullptr;
     LSTATUS status =
         ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr);
     if (status != ERROR_SUCCESS) return static_cast<unsigned long>(status);
-    status =
-        ::RegSetValueExW(key, L"EventMessageFile", 0, REG_EXPAND_SZ, reinterpret_cast<BYTE const*>(messageFile.c_str()),
-                         static_cast<DWORD>((messageFile.size() + 1) * sizeof(wchar_t)));
+    status = ::RegSetValueExW(key, L"EventMessageFile", 0, REG_EXPAND_SZ,
+                              reinterpret_cast<BYTE const*>(messageFiles.c_str()),
+                              static_cast<DWORD>((messageFiles.size() + 1) * sizeof(wchar_t)));
     if (status == ERROR_SUCCESS)
         status = ::RegSetValueExW(key, L"TypesSupported", 0, REG_DWORD, reinterpret_cast<BYTE const*>(&kTypes),
                                   sizeof kTypes);

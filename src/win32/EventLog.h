@@ -34,7 +34,8 @@ private:
 };
 
 /// Where a source is entered: under "SYSTEM\CurrentControlSet\Services\EventLog".
-unsigned long EnterEventSource(std::wstring const& log, std::wstring const& source, std::wstring const& messageFile);
+/// @param messageFiles one path, or several with semicolons between them.
+unsigned long EnterEventSource(std::wstring const& log, std::wstring const& source, std::wstring const& messageFiles);
 unsigned long TakeOutEventSource(std::wstring const& log, std::wstring const& source) noexcept;
 
 /// The path of the library itself.

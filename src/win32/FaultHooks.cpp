@@ -25,6 +25,13 @@ namespace {
 using PureCallHandler = void(__cdecl*)();
 using ParameterHandler = void(__cdecl*)(wchar_t const*, wchar_t const*, wchar_t const*, unsigned int, std::uintptr_t);
 
+// Of the compiler's environment. Another runtime in the process has handlers of its own, and so have its modules.
+#if defined(_UCRT)
+constexpr wchar_t kRuntime[] = L"ucrtbase.dll";
+#else
+constexpr wchar_t kRuntime[] = L"msvcrt.dll";
+#endif
+
 /// Who stood there before.
 struct Before {
     LPTOP_LEVEL_EXCEPTION_FILTER filter = nullptr;
@@ -93,7 +100,7 @@ void __cdecl OnPureCall() noexcept
 template <class Handler>
 Handler Replace(char const* function, Handler handler) noexcept
 {
-    auto const set = SystemFunction<Handler(__cdecl*)(Handler)>(L"msvcrt.dll", function);
+    auto const set = SystemFunction<Handler(__cdecl*)(Handler)>(kRuntime, function);
     return set ? set(handler) : nullptr;
 }
 

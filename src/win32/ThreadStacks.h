@@ -1,7 +1,7 @@
 // ThreadStacks.h - what every thread of the process is doing at a moment.
 //
-// A thread is suspended only while its registers and its stack are copied; nothing is allocated and no lock is taken
-// meanwhile. The walk over the copy and all names come after the thread goes on.
+// Threads are suspended in batches, and only while the registers and stacks of a batch are copied; nothing is allocated
+// and no lock is taken meanwhile. The walk over the copies and all names come after the threads go on.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +11,10 @@
 #include <vector>
 
 namespace xc::win32 {
+
+struct CloseThread {
+    void operator()(void* thread) const noexcept;
+};
 
 /// The calls of one thread.
 struct ThreadStack {
@@ -25,11 +29,11 @@ struct ThreadStack {
     State state = State::Ended;
     bool isCaller = false;
     std::size_t count = 0;
-    void const* frames[kMostFrames] = {}; ///< the innermost first: an instruction, then return addresses
-    std::wstring name;                    ///< as the system has it; empty without one
+    void const* frames[kMostFrames] = {};      ///< the innermost first: an instruction, then return addresses
+    std::unique_ptr<void, CloseThread> thread; ///< its handle, with the right to query it
 };
 
-/// A thread's stack and registers, in memory that was there before. One thread uses an object.
+/// A thread's stack and registers, in memory that was there before.
 class StackPicture {
 public:
     StackPicture();
@@ -37,6 +41,9 @@ public:
     StackPicture(StackPicture const&) = delete;
     StackPicture& operator=(StackPicture const&) = delete;
 
+    /// For the thread that is copied next. @param threadBlock where the system keeps the bounds of its stack.
+    /// @param room for the copy of its stack.
+    void Prepare(void const* threadBlock, unsigned char* room) noexcept;
     /// Copies those of a suspended thread. @return false when the system refuses.
     bool Copy(void* thread) noexcept;
     /// The return addresses of the copy.
@@ -60,8 +67,11 @@ public:
 /// thread started any more. @throws std::bad_alloc.
 void PrepareThreadStacks();
 
+/// The name that the system has of a thread; empty without one. @param thread a handle with the right to query it.
+std::wstring NameOfThread(void* thread);
+
 /// The stacks of these threads of the process, of all when there is no number; the caller's own is walked as it is. One
-/// capture at a time. A thread that stays suspended for longer than `patienceMs` is resumed by a watchdog.
+/// capture at a time. Threads that stay suspended for longer than `patienceMs` are resumed by a watchdog.
 /// Cost: some 0.1 to 0.4 ms a thread. @throws std::bad_alloc before anything was suspended.
 std::vector<ThreadStack> CaptureThreads(std::vector<unsigned long> const& ids, unsigned int patienceMs,
                                         SuspendSteps& steps);

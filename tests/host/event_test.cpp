@@ -46,6 +46,9 @@ TEST(EventLog, AnErrorGivesIdentifierAndInserts)
              {"a warning is an error", withArguments(SeverityWarning), "2 12345" + inserts},
              {"an information is a warning", withArguments(SeverityInformation), "4 12345" + inserts},
              {"no inserts, no text", XCErrorID(XCSmartPtr<XCError>(new XCError(source, 7))), "1 10007|nothing left"},
+             {"an error of the library in the place of the program's",
+              XCErrorID(XCSmartPtr<XCError>(new XCError(glbXCOREMsgSourceP, 103))),
+              "1 e50067|No string converter was given."},
              {"success is an event", XCErrorID(), ""}})
     {
         events->said.clear();
@@ -56,9 +59,37 @@ TEST(EventLog, AnErrorGivesIdentifierAndInserts)
     EXPECT_EQ(events->said, "2 e50001|a text code=5") << "the fields of somebody else";
 }
 
+/// The viewer's way to the words of an event.
+std::wstring WordsOf(HMODULE file, unsigned long event, wchar_t* const* inserts)
+{
+    wchar_t text[512] = L"";
+    ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, file, event, 0x409, text, 512,
+                     reinterpret_cast<va_list*>(const_cast<wchar_t**>(inserts)));
+    return text;
+}
+
+/// The words of each error of the library are its text.
+void ExpectWordsOfErrors(HMODULE file)
+{
+    wchar_t first[] = L"a [1]", second[] = L"100 %", third[] = L"c", fourth[] = L"d";
+    wchar_t* const inserts[] = {first, second, third, fourth};
+    int codes = 0;
+    testing::internal::CaptureStdout(); // where a text is missing the source says so
+    for (long code = 15; code < 2000; ++code) {
+        XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(glbXCOREMsgSourceP, code));
+        for (wchar_t const* const insert : inserts) error->AddParam(XCString(insert));
+        XCString text;
+        if (error->AsString(text, XCFormatContext(L"enu", L"enu")).Bad()) continue;
+        ++codes;
+        EXPECT_EQ(XCString(WordsOf(file, 0x00E50000 + static_cast<unsigned long>(code), inserts)), text) << code;
+    }
+    (void)testing::internal::GetCapturedStdout();
+    EXPECT_GT(codes, 100);
+}
+
 TEST(EventLog, TheSourceIsEnteredAndWrittenTo)
 {
-    XCEventSource const source{.name = L"XelbrinCoreTest"};
+    XCEventSource const source{.name = L"XelbrinCoreTest", .messageFile = L"c:\\own words.dll"};
     constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\XelbrinCoreTest";
     wchar_t const* const arguments[] = {L"a", L"/registerEvents"};
     XCErrorID const registered = XCEventLogSubscriber::Register(source);
@@ -67,14 +98,13 @@ TEST(EventLog, TheSourceIsEnteredAndWrittenTo)
     wchar_t file[1024] = L"";
     DWORD bytes = sizeof file;
     EXPECT_EQ(::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"EventMessageFile", RRF_RT_ANY, nullptr, file, &bytes), 0);
-    // The viewer's way to the words of a text.
-    HMODULE const words = ::LoadLibraryExW(file, nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    wchar_t text[64] = L"";
+    wchar_t* const library = std::wcschr(file, L';') + 1;
+    EXPECT_EQ(std::wstring(file, library), L"c:\\own words.dll;");
+    HMODULE const words = ::LoadLibraryExW(library, nullptr, LOAD_LIBRARY_AS_DATAFILE);
     wchar_t insert[] = L"the text";
-    void* inserts[] = {insert};
-    ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, words,
-                     XCEventLogSubscriber::kTextEvent, 0x409, text, 64, reinterpret_cast<va_list*>(inserts));
-    EXPECT_EQ(std::wstring(text), L"the text");
+    wchar_t* const inserts[] = {insert};
+    EXPECT_EQ(WordsOf(words, XCEventLogSubscriber::kTextEvent, inserts), L"the text");
+    ExpectWordsOfErrors(words);
     ::FreeLibrary(words);
     XCSmartPtr<XCEventLogSubscriber> const subscriber(new XCEventLogSubscriber(source));
     subscriber->OnFlush(XCLogError, XCString(L'x', 40000)); // cut: the system takes no longer one

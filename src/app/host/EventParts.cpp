@@ -3,6 +3,8 @@
 // with the fields in plain form, which an event has as inserts already: it is cut off there.
 #include "app/host/EventParts.h"
 
+#include <XelbrinCore/XCMessageSource.h>
+
 #include "log/RecordFields.h"
 
 #include <algorithm>
@@ -12,6 +14,7 @@ namespace xc::host {
 namespace {
 
 constexpr unsigned long kCodeBits = 0xFFFF; // the part of an identifier that the code is
+constexpr std::wstring_view kLibrary = L"XelbrinCore";
 constexpr std::wstring_view kSeverities[] = {L"information", L"error", L"warning", L"fatal"};
 
 XCLogField const* Find(std::span<XCLogField const> fields, std::wstring_view name)
@@ -19,6 +22,12 @@ XCLogField const* Find(std::span<XCLogField const> fields, std::wstring_view nam
     auto const found =
         std::ranges::find_if(fields, [name](XCLogField const& field) { return field.GetName().View() == name; });
     return found == fields.end() ? nullptr : &*found;
+}
+
+/// Codes of the library mean what its own message source says, whatever the program's codes mean.
+bool IsOfLibrary(XCErrorI const& error)
+{
+    return error.IsKindOf(XCError::kIUID) && static_cast<XCError const&>(error).GetFormatter() == glbXCOREMsgSourceP;
 }
 
 win32::EventType TypeOf(int level) noexcept
@@ -48,6 +57,7 @@ std::vector<XCLogField> FieldsOf(XCErrorI const& error)
     std::vector<XCLogField> fields;
     fields.emplace_back(L"code", error.GetCode());
     fields.emplace_back(L"severity", kSeverities[error.GetSeverity()]);
+    if (IsOfLibrary(error)) fields.emplace_back(L"source", kLibrary);
     for (std::size_t i = 0; i < error.GetParameterCount(); ++i) {
         XCString name;
         name.Format(L"arg%zu", i + 1);
@@ -63,7 +73,10 @@ win32::Event EventOf(int level, std::wstring_view text, std::span<XCLogField con
     if (!code || !Find(fields, L"severity"))
         return {TypeOf(level), XCEventLogSubscriber::kTextEvent, {WithoutLineEnd(text)}};
     auto const number = static_cast<unsigned long>(code->GetValue().AsInt());
-    win32::Event event{TypeOf(level), idBase + (number & kCodeBits), {}};
+    XCLogField const* const source = Find(fields, L"source");
+    bool const isOfLibrary = source && source->GetValue().View() == kLibrary;
+    unsigned long const base = isOfLibrary ? XCEventLogSubscriber::kLibraryErrors : idBase;
+    win32::Event event{TypeOf(level), base + (number & kCodeBits), {}};
     for (XCLogField const& field : fields)
         if (field.GetName().View().starts_with(L"arg")) event.inserts.emplace_back(field.GetValue().View());
     event.inserts.push_back(WithoutFields(text, fields));

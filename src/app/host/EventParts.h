@@ -9,7 +9,7 @@
 
 namespace xc::host {
 
-/// The parts of an error as fields of a record: "code", "severity", then "arg1" and so on.
+/// The parts of an error as fields of a record: "code", "severity", "source" of the library's own, then "arg1" and so on.
 std::vector<XCLogField> FieldsOf(XCErrorI const& error);
 
 /// The event for a record. @param fields of FieldsOf, or any others, which make no difference.

@@ -94,11 +94,13 @@ XCErrorID XCEventLogSubscriber::GetLastFailure() const
 
 XCErrorID XCEventLogSubscriber::Register(XCEventSource const& source)
 {
-    std::wstring const file =
-        source.messageFile.IsNull() ? xc::win32::LibraryPath() : std::wstring(source.messageFile.View());
+    // A list: a program that has words of its own logs texts and errors of the library as well.
+    std::wstring files(source.messageFile.View());
+    if (!files.empty()) files += L";";
+    files += xc::win32::LibraryPath();
     return EventFailure(
         XCErrEventSource, source.name,
-        xc::win32::EnterEventSource(std::wstring(source.log.View()), std::wstring(source.name.View()), file));
+        xc::win32::EnterEventSource(std::wstring(source.log.View()), std::wstring(source.name.View()), files));
 }
 
 XCErrorID XCEventLogSubscriber::Unregister(XCEventSource const& source)

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <windows.h>
@@ -38,6 +39,16 @@ __attribute__((noinline)) int Overflows(int depth)
     return room[0] + below;
 }
 
+/// Writes over blocks that were given back, where a heap keeps its own lists, and then uses the heap.
+__attribute__((noinline)) void DamagesTheHeap()
+{
+    void* blocks[64];
+    for (void*& block : blocks) block = ::HeapAlloc(::GetProcessHeap(), 0, 2000);
+    for (std::size_t i = 0; i < std::size(blocks); i += 2) ::HeapFree(::GetProcessHeap(), 0, blocks[i]);
+    for (void* const block : blocks) std::memset(static_cast<char*>(block) - 16, 0x5A, 2000);
+    for (std::size_t size = 16;; size += 16) (void)::HeapAlloc(::GetProcessHeap(), 0, size); // until it is noticed
+}
+
 void Misbehave(std::wstring const& fault)
 {
     if (fault == L"hang") HangsHere();
@@ -46,6 +57,11 @@ void Misbehave(std::wstring const& fault)
     if (fault == L"throw") throw std::runtime_error("planned fault");
     if (fault == L"abort") std::abort();
     if (fault == L"overflow") Overflows(0);
+    if (fault == L"damage") DamagesTheHeap();
+    if (fault == L"held") { // the record must not need the heap
+        ::HeapLock(::GetProcessHeap());
+        Misbehave(L"crash");
+    }
     if (fault == L"memory")
         (void)::VirtualAlloc(nullptr, std::size_t{2} << 30, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
     if (fault == L"grow")

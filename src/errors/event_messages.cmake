@@ -1,0 +1,37 @@
+# cmake -DMESSAGES=core.mc -DOUTPUT=file.mc -P event_messages.cmake
+# Writes the messages and, after them, each once more as words of the event log: with the facility of events, and with the
+# numbered places %1, %2, ... that its viewer fills, where an error's text has printf conversions.
+file(READ ${MESSAGES} text)
+set(events "${text}")
+string(REGEX REPLACE "^.*(MessageId=15\n)" "\\1" events "${events}") # without the heads of the file
+string(REGEX REPLACE "\n;//[^\n]*" "" events "${events}")
+string(REGEX REPLACE "MessageId=0x1\n.*" "" events "${events}") # the words of a text are there already
+string(REPLACE "Facility=Core" "Facility=Event" events "${events}")
+string(REPLACE "SymbolicName=XC_MSG_" "SymbolicName=XC_MSG_EVENT_" events "${events}")
+# Signs that mean something in lists of CMake stand aside meanwhile.
+string(REPLACE "[" "<open>" events "${events}")
+string(REPLACE "]" "<close>" events "${events}")
+string(REPLACE ";" "<semicolon>" events "${events}")
+string(REPLACE "\n" ";" events "${events}")
+set(lines "")
+foreach(rest IN LISTS events)
+  if(rest MATCHES "^Language=")
+    set(number 0)
+  endif()
+  set(line "")
+  while(rest MATCHES "^([^%]*)%(%|0|l*[a-z])(.*)$")
+    set(before "${CMAKE_MATCH_1}")
+    set(place "${CMAKE_MATCH_2}")
+    set(rest "${CMAKE_MATCH_3}")
+    if(NOT place MATCHES "^[%0]$")
+      math(EXPR number "${number} + 1")
+      set(place ${number})
+    endif()
+    string(APPEND line "${before}%${place}")
+  endwhile()
+  string(APPEND lines "${line}${rest}\n")
+endforeach()
+string(REPLACE "<open>" "[" lines "${lines}")
+string(REPLACE "<close>" "]" lines "${lines}")
+string(REPLACE "<semicolon>" ";" lines "${lines}")
+file(WRITE ${OUTPUT} "${text}\n${lines}")
