@@ -74,7 +74,7 @@ bool Growing::Grow() const noexcept
     if (!lock) return false;
     std::uint64_t const next = m_next.load(std::memory_order_relaxed);
     if (next == kNever || m_work.load(std::memory_order_relaxed) < next) return true; // done in the meantime
-    auto const within = [next](std::uint64_t most, std::uint32_t limit) {
+    auto const within = [](std::uint64_t most, std::uint32_t limit) {
         return static_cast<std::uint32_t>(std::min<std::uint64_t>(most, limit));
     };
     try {
