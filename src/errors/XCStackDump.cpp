@@ -1,8 +1,8 @@
 // The call stack as addresses first, as text on demand.
 //
 // An exception may be thrown thousands of times a second and never be read: capture therefore only walks the frames by the
-// unwind tables of the image, about a tenth of a microsecond a frame, and allocates nothing. Names cost milliseconds, need
-// the symbol files and the lock of the system's debugging library; they are looked up when the text is asked for.
+// unwind tables of the image, about a tenth of a microsecond a frame, and allocates nothing. Names are read from the files
+// of the modules, under a lock, the first ones for milliseconds; they are looked up when the text is asked for.
 //
 // A return address points after its call, possibly into the next line or function, so frames are named by the address
 // before it; the first frame of a structured exception is the faulting instruction itself and is named as it is.

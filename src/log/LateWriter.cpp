@@ -7,8 +7,9 @@
 // ends that wait. Cost for the caller: the layout and one short lock.
 //
 // Locks: a file's own lock may be held while that of its room is taken, never the other way round, and neither while a
-// file is written or the thread's lock is taken. The file's is taken by every record and held for some ten nanoseconds. The thread starts with the first file and ends with the last. While the process exits the files are
-// written by who ends it (AtExit), and later records by their callers.
+// file is written or the thread's lock is taken. The file's own is taken by every record, for some ten nanoseconds. The
+// thread starts with the first file and ends with the last. While the process exits the files are written by who ends
+// it (AtExit), and later records by their callers.
 // Invariant: a file whose buffer is not empty is due, or is being written.
 #include "log/LateWriter.h"
 
