@@ -336,12 +336,18 @@ XC_TARGET_AVX2 std::uint32_t HashBlocksAvx2(std::uint32_t h, wchar_t const* text
     return h + static_cast<std::uint32_t>(_mm_cvtsi128_si32(parts));
 }
 
-/// The polynomial of eight units.
+/// What the shift of eight units takes from their polynomial.
+constexpr std::uint32_t kShift8 = [] {
+    std::uint32_t sum = 0;
+    for (std::size_t i = 0; i < 8; ++i) sum += kPowers[i] * 0x8000u;
+    return sum;
+}();
+
+/// The polynomial of eight shifted units: few enough vectors that none has to be saved for the caller.
 inline std::uint32_t Hash8(wchar_t const* text) noexcept
 {
     __m128i const shifted = _mm_xor_si128(Load8(text), _mm_set1_epi16(static_cast<short>(0x8000)));
-    __m128i const pairs =
-        _mm_add_epi32(_mm_madd_epi16(shifted, _mm_set1_epi32(kPairFactors)), _mm_set1_epi32(kPairShift));
+    __m128i const pairs = _mm_madd_epi16(shifted, _mm_set1_epi32(kPairFactors));
     // Products of even lanes and of odd ones; the low halves of the sums are what counts.
     auto const weights = [](std::uint32_t first, std::uint32_t second) {
         return _mm_set_epi64x(static_cast<long long>(second), static_cast<long long>(first));
@@ -364,7 +370,7 @@ std::uint32_t Hash613(std::uint32_t h, wchar_t const* text, std::size_t n) noexc
         n -= blocks * kHashBlock;
     }
     // Eight units at a time: nothing but the last sum waits for those before.
-    for (; n >= 8; n -= 8, text += 8) h = h * kPowers[8] + Hash8(text);
+    for (; n >= 8; n -= 8, text += 8) h = h * kPowers[8] + kShift8 + Hash8(text);
     for (; n > 0; --n, ++text) h = h * kFactor + ToUint(*text);
     return h;
 }
