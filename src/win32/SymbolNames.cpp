@@ -16,6 +16,7 @@
 // A module that hangs while it is loaded holds the lock of the loader, which every question about modules needs. For
 // such a process there are names from the image alone: the memory tells where the image begins and which file it is.
 #include "win32/FileSymbols.h"
+#include "win32/FunctionName.h"
 #include "win32/LastError.h"
 #include "win32/Module.h"
 #include "win32/Process.h"
