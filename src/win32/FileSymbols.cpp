@@ -64,7 +64,10 @@ private:
             return {};
         CoffImage const image({static_cast<char const*>(view.Bytes()), view.Size()});
         if (image.GetIdentity() != m_identity) return {};
-        if (!image.HasSymbols()) return {{}, image.NamesOtherSymbols()};
+        // Functions without lines are half an answer where another file has both.
+        bool const isWhole = image.HasSymbols() && !image.Section(".debug_line").empty();
+        if (!isWhole && image.NamesOtherSymbols()) return {{}, true};
+        if (!image.HasSymbols()) return {};
         return {ReadName(image, base, static_cast<std::uint32_t>(address - base)), false};
     }
 

@@ -4,6 +4,8 @@
 // of a module counts. Words that merely look like an address make the answer too careful, never too bold; unwinding the
 // stack would be exact, but asks for locks that the suspended thread may hold. While a thread is suspended nothing is
 // allocated and nothing is locked here. The images are read before, so that one pass serves them all.
+// A thread that ends passes through every module, since the system tells each of them of it; that takes no module's
+// code for long. Who was found is therefore looked for again after a pause, and counts when every look finds somebody.
 // Not found: a thread that is made but has not begun, and callbacks that the system has not called yet.
 #include "win32/ModuleThreads.h"
 
@@ -18,6 +20,7 @@ namespace xc::win32 {
 namespace {
 
 constexpr std::size_t kMostModules = 64;
+constexpr DWORD kPausesMs[] = {1, 4, 16, 64};
 constexpr DWORD kRightsToSearch = THREAD_QUERY_INFORMATION | THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME | SYNCHRONIZE;
 constexpr int kWin32StartAddress = 9; // ThreadQuerySetWin32StartAddress
 
@@ -108,15 +111,40 @@ void NoteThread(HANDLE thread, QueryThread query, Search const& search) noexcept
     NoteStack(thread, id, search);
 }
 
+/// One look.
+void Look(ModuleThread* modules, std::size_t count) noexcept
+{
+    QueryThread const query = QueryThreadFunction();
+    Search const search(modules, count);
+    ForEachThread(kRightsToSearch, [&](UniqueKernelObject& thread) { NoteThread(thread.Get(), query, search); });
+}
+
+/// Looks again for those that were found.
+void LookAgain(ModuleThread* modules, std::size_t count) noexcept
+{
+    ModuleThread found[kMostModules];
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        if (modules[i].thread != 0) found[n++] = {modules[i].module};
+    Look(found, n);
+    for (std::size_t i = count; i-- > 0;)
+        if (modules[i].thread != 0) modules[i].thread = found[--n].thread;
+}
+
 } // namespace
 
 void FindThreadsIn(ModuleThread* modules, std::size_t count) noexcept
 {
     KeepLastError const keep;
     if (count == 0) return;
-    QueryThread const query = QueryThreadFunction();
-    Search const search(modules, std::min(count, kMostModules));
-    ForEachThread(kRightsToSearch, [&](UniqueKernelObject& thread) { NoteThread(thread.Get(), query, search); });
+    std::size_t const most = std::min(count, kMostModules);
+    Look(modules, most);
+    for (DWORD const pause : kPausesMs) {
+        bool const isFound = std::any_of(modules, modules + most, [](auto const& one) { return one.thread != 0; });
+        if (!isFound) return;
+        ::Sleep(pause);
+        LookAgain(modules, most);
+    }
 }
 
 } // namespace xc::win32

@@ -121,17 +121,19 @@ XCConfigSection& XCConfigSection::operator=(XCConfigSection&& other) // NOLINT(p
     XCConfigLock const lock(*this);
     SectionData& to = Access::Of(*this);
     SectionData& from = Access::Of(taken);
+    // Into a file the lines get nodes in its memory; their texts are moved in any case. Everything that may throw comes
+    // first: this section changes whole or stays as it was.
+    XCConfigSection fresh(xc::config::FileMemory{to.lines.get_allocator().resource()});
+    bool const isMovable = from.lines.get_allocator() == to.lines.get_allocator();
+    if (!isMovable)
+        for (XCConfigLine& line : from.lines) fresh.AddLine(std::move(line));
     to.comments = std::move(from.comments);
     SetName(from.name.AsString());
     // The old lines go only after this function has returned; the list keeps its memory resource, which the assignment
     // of a list would not promise.
     xc::config::Lines const old = std::exchange(to.lines, xc::config::Lines(to.lines.get_allocator()));
     xc::config::ForgetIndex(this);
-    // Into a file the lines get nodes in its memory; their texts are moved in any case.
-    if (from.lines.get_allocator() == to.lines.get_allocator())
-        Adopt(*this, from.lines);
-    else
-        for (XCConfigLine& line : from.lines) AddLine(std::move(line));
+    Adopt(*this, isMovable ? from.lines : Access::Of(fresh).lines);
     return *this;
 }
 
