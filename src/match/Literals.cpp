@@ -158,7 +158,7 @@ std::uint32_t Rarity(wchar_t unit) noexcept
         rarities.fill(4);
         for (std::size_t letter = 'a'; letter <= 'z'; ++letter) rarities[letter] = 2;
         for (char const common : std::string_view(" etaoinsrhldu0123456789"))
-            rarities[static_cast<std::size_t>(common)] = 1;
+            rarities[static_cast<unsigned char>(common)] = 1;
         return rarities;
     }();
     std::size_t const at = static_cast<std::uint16_t>(unit);
