@@ -68,6 +68,7 @@ PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer
     ("Tasks and timers", r"StartCancelPending_XCTimer(.*)", r"StartCancelPending_multimap\1", "std::multimap"),
     ("Tasks and timers", r"StartCancelPending_XCTimer(.*)", r"StartCancelPending_libuv\1", "libuv"),
     ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_libuv\1", "libuv"),
+    ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_bare\1", "the bare calls"),
     ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_asio\1", "Asio"),
     ("Files", r"Walk_20000Files_XCDirectoryWalker/(.*)", r"Walk_20000Files_std/\1", "std::filesystem"),
     ("Files", r"(Read|Write)64K_XCFile", r"\g<1>64K_\1File", "the raw call"),
