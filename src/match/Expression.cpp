@@ -27,11 +27,6 @@ namespace xc::match {
 
 namespace {
 
-bool Translates(XCParsedRegEx const& parsed) noexcept
-{
-    return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
-}
-
 // How far an automaton may grow with the expression; one that grows further is built when the calls pay for it.
 constexpr std::uint32_t kFirstStates = 8; ///< in addition to one for every node
 constexpr std::uint32_t kFirstBytes = 1u << 20;

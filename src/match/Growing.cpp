@@ -40,9 +40,9 @@ Automaton::Automaton(Nfa const& nfa, XCRegEx::Limits const& limits, Memory memor
 std::unique_ptr<Program const> MakeDense(XCParsedRegEx const& parsed, Automaton const& automaton, Memory memory)
 {
     ReducedDfa const reduced = Reduce(automaton.dfa, memory);
-    bool const translates = parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
     XCSmartPtr<XCRegExSyntaxNode> const root = parsed.GetRoot();
-    Literals const literals = root.IsNull() || translates ? Literals(memory) : FindLiterals(*root.GetPtr(), memory);
+    Literals const literals =
+        root.IsNull() || Translates(parsed) ? Literals(memory) : FindLiterals(*root.GetPtr(), memory);
     return (SuitsShuffle(reduced) ? MakeShuffle : MakeTable)({reduced, automaton.classes, parsed, literals});
 }
 

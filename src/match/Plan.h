@@ -38,6 +38,12 @@ private:
     std::pmr::monotonic_buffer_resource m_memory;
 };
 
+/// Whether collating tables translate the units of a subject.
+inline bool Translates(XCParsedRegEx const& parsed) noexcept
+{
+    return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
+}
+
 /// What an engine over a reduced automaton is built from.
 struct Blueprint {
     ReducedDfa const& dfa;
@@ -45,10 +51,7 @@ struct Blueprint {
     XCParsedRegEx const& parsed; ///< its collating tables translate the subject
     Literals const& literals;    ///< none when the units of the subject are translated
 
-    [[nodiscard]] bool Translates() const noexcept
-    {
-        return parsed.GetCollatingTableP() || parsed.GetWCollatingTableP();
-    }
+    [[nodiscard]] bool Translates() const noexcept { return match::Translates(parsed); }
     /// Those to look for in a whole subject: none where the walk itself searches for them.
     [[nodiscard]] Literals NeededLiterals() const;
     /// A map from units to numbers of columns times a factor, after an offset.
