@@ -96,6 +96,30 @@ void ConfigRead_LoadAndRelease(benchmark::State& state)
 }
 BENCHMARK(ConfigRead_LoadAndRelease);
 
+/// All values of a file that was just read, asked for so many times: the time of one.
+void ConfigRead_Walks(benchmark::State& state)
+{
+    std::size_t values = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        XCSmartPtr<XCConfigFile> file = XCConfigFile::FromBytes(FileBytes());
+        state.ResumeTiming();
+        values = 0;
+        for (std::int64_t walk = 0; walk < state.range(0); ++walk)
+            for (XCConfigSection& section : *file)
+                for (XCConfigLine const& line : section) {
+                    benchmark::DoNotOptimize(line.GetValue());
+                    ++values;
+                }
+        state.PauseTiming();
+        file.Clear();
+        state.ResumeTiming();
+    }
+    state.counters["value"] = benchmark::Counter(
+        static_cast<double>(values), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(ConfigRead_Walks)->Arg(1)->Arg(2)->Arg(8)->Arg(32);
+
 /// A file of so many short lines: bytes of memory a line, and whether they stay the same.
 void ConfigRead_Memory(benchmark::State& state)
 {

@@ -3,12 +3,14 @@
 #include <XelbrinCore/XCRefCount.h>
 #include <XelbrinCore/XCSync.h>
 #include <XelbrinCore/XCThread.h>
+#include <XelbrinCore/XCThreadDump.h>
 
 #include <atomic>
 #include <benchmark/benchmark.h>
 #include <mutex>
 #include <process.h>
 #include <thread>
+#include <vector>
 #include <windows.h>
 
 namespace {
@@ -147,5 +149,50 @@ void Step_XCProgress(benchmark::State& state)
     for (auto _ : state) progress->Step();
 }
 BENCHMARK(Step_XCProgress);
+
+/// Threads that wait, so that a report has something to tell.
+class WaitingThreads {
+public:
+    explicit WaitingThreads(std::int64_t count)
+    {
+        for (std::int64_t i = 0; i < count; ++i) {
+            m_threads.emplace_back(new XCThread(XCMakeCallback([this] { (void)m_gate.wait(XCInfinite); })));
+            (void)m_threads.back()->Start();
+        }
+    }
+    ~WaitingThreads()
+    {
+        m_gate.post();
+        for (auto const& thread : m_threads) thread->Join();
+    }
+    WaitingThreads(WaitingThreads const&) = delete;
+    WaitingThreads& operator=(WaitingThreads const&) = delete;
+
+private:
+    XCEventSemaphore m_gate;
+    std::vector<XCSmartPtr<XCThread>> m_threads;
+};
+
+void Threads_XCDumpAllStacks(benchmark::State& state)
+{
+    WaitingThreads const threads(state.range(0));
+    XCString text;
+    (void)XCDumpAllStacks(text); // reads the symbols
+    for (auto _ : state)
+        if (XCDumpAllStacks(text).Bad()) state.SkipWithError("no dump");
+}
+BENCHMARK(Threads_XCDumpAllStacks)->Arg(8)->Arg(64)->UseRealTime();
+
+/// The same with times, priority and flags of each thread, and a write to a file that grows.
+void Threads_XCWriteThreadInfo(benchmark::State& state)
+{
+    WaitingThreads const threads(state.range(0));
+    constexpr wchar_t kFile[] = L"xc_bench_threads.txt";
+    (void)XCWriteThreadInfo(kFile);
+    for (auto _ : state)
+        if (XCWriteThreadInfo(kFile).Bad()) state.SkipWithError("no file");
+    ::DeleteFileW(kFile);
+}
+BENCHMARK(Threads_XCWriteThreadInfo)->Arg(8)->Arg(64)->UseRealTime();
 
 } // namespace

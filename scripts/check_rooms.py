@@ -15,7 +15,7 @@ ROOMS = [
      None),
     ("encoding", "converters, encoded files, message libraries, locales, text streams: what reports errors about texts", None),
     ("datetime", "calendar, value classes, formats, zones; members of lower classes that read or hold dates", None),
-    ("data", "buffers, binary streams, blobs, marshalling", ["text", "errors", "encoding", "datetime"]),
+    ("data", "buffers, binary streams, blobs, marshalling", ["win32", "text", "errors", "encoding", "datetime"]),
     ("sync", "locks, semaphores, the baton, stopwatches, threads", None),
     ("work", "pool, thread server, timers, schedules", None),
     ("files", "paths, files, directories, streams, change server", None),

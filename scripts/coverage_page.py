@@ -58,8 +58,8 @@ def main():
     listed = [f"| {gap.size} | `{gap.file}` | {gap.first}–{gap.last} | "
               f"`{source[gap.file][gap.first - 1].strip()[:80].replace('|', chr(92) + '|')}` |" for gap in largest]
     about = (f"What the tests of the Windows build reach, measured on {datetime.date.today()} by `make coverage` (some "
-             "minutes). Branches that only exceptions take are not counted, and neither is what a test reaches in a "
-             "process that it ends by force.")
+             "minutes). Branches that only exceptions take are not counted, and neither is what a process reaches "
+             "that another one ends by force, or that holds the heap at its end.")
     page = ["# Coverage", "", textwrap.fill(about, 120), "",
             "| room | lines reached | | branches reached | |", "|---|---|---|---|---|", *table, "",
             "## The largest stretches that no test reaches", "",

@@ -25,6 +25,8 @@ for group in "$@"; do
     bench)
         needs[/usr/include/benchmark/benchmark.h]=libbenchmark-dev needs[/usr/include/pcre2.h]=libpcre2-dev
         needs[/usr/include/re2/re2.h]=libre2-dev needs[/usr/include/hs/hs.h]=libhyperscan-dev
+        needs[/usr/include/fmt/format.h]=libfmt-dev needs[/usr/include/spdlog/spdlog.h]=libspdlog-dev
+        needs[/usr/include/unicode/ustring.h]=libicu-dev
         ;;
     fuzz) needs[clang++]=clang needs[/usr/lib/clang/14/lib/linux/libclang_rt.fuzzer-x86_64.a]=libclang-rt-14-dev ;;
     esac

@@ -7,6 +7,14 @@
 
 namespace xc_test {
 
+/// Empty when there is no such variable.
+inline std::wstring EnvironmentValue(wchar_t const* name)
+{
+    wchar_t text[2048] = L"";
+    ::GetEnvironmentVariableW(name, text, 2048);
+    return text;
+}
+
 struct ChildProcess {
     static constexpr DWORD kHangs = 0xDEAD;
 

@@ -189,6 +189,10 @@ bool const g_registered = [] {
     for (Shape const& shape : match_bench::kShapes) RegisterShape(shape, 1024);
     for (Shape const& shape : match_bench::kCalls) RegisterShape(shape, 40);
     for (Shape const& shape : match_bench::kSearches) RegisterShape(shape, 65536);
+    for (std::size_t const count : {std::size_t{30}, std::size_t{100}})
+        RegisterMatch<Ours, Re2, Hyperscan>(std::to_string(count) + "_words_in/65536",
+                                            L".*(" + match_bench::MadeWords(count) + L").*",
+                                            match_bench::LogText(65536));
     std::wstring const words = match_bench::MadeWords(10000);
     RegisterMatch<Ours, Re2>("one_of_10000_words", words, words.substr(0, words.find(L'|')));
     RegisterMatch<Ours, Re2>("10000_words_in/65536", L".*(" + words + L").*", match_bench::LogText(65536));

@@ -144,6 +144,8 @@ public:
     [[nodiscard]] double GetValueAsDouble() const;
     /// The comments before the line, to be read or changed; they live as long as the line.
     [[nodiscard]] XCConfigComments& GetComments();
+    /// To be read alone. Without a comment it is one empty list that all parts share: it stays empty when this line gets
+    /// comments later, so ask again then.
     [[nodiscard]] XCConfigComments const& GetComments() const;
     /// The line of the file in which the key stood when it was read, from 1; 0 for a line that was made or copied.
     /// Linear in the file.
@@ -181,6 +183,8 @@ public:
     void SetName(XCString const& name);
     /// The comments before the section, to be read or changed; they live as long as the section.
     [[nodiscard]] XCConfigComments& GetComments();
+    /// To be read alone. Without a comment it is one empty list that all parts share: it stays empty when this section gets
+    /// comments later, so ask again then.
     [[nodiscard]] XCConfigComments const& GetComments() const;
 
     /// The first line with this key, or null.

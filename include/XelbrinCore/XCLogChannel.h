@@ -55,6 +55,8 @@ public:
     void OnDeletedSubscriber();
     /// Hands a text to the subscribers as a block of its own.
     void Deliver(int level, std::wstring_view text) noexcept;
+    /// @param text null counts as empty.
+    void Deliver(int level, wchar_t const* text) noexcept;
     /// The same with fields, which stand after the text and are kept apart for layouts that write them otherwise.
     void Deliver(int level, std::wstring_view text, std::span<XCLogField const> fields) noexcept;
     /// Delivers the pending text of all threads. Text that subscribers write meanwhile, unflushed, may stay pending.
@@ -170,7 +172,7 @@ public:
     /// @param text null counts as empty; its length is found only when somebody listens.
     void Write(int level, wchar_t const* text)
     {
-        if (IsInterested(level)) m_stream.GetBuffer().Deliver(level, text ? text : L"");
+        if (IsInterested(level)) m_stream.GetBuffer().Deliver(level, text);
     }
     /// The same with fields (XCLogField.h).
     void Write(int level, std::wstring_view text, std::span<XCLogField const> fields)

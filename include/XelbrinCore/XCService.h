@@ -76,7 +76,9 @@ public:
 
     /// Enters this program. @param options of its starts, each one argument.
     static XCErrorID Install(XCServiceSettings const& settings, std::vector<XCString> const& options = {});
-    /// Stops a service and takes it out. @param patienceMs for its end; one that goes on stays.
+    /// Stops a service, waits until its process has ended, and takes it out: the file of the program can be replaced
+    /// then, and the service installed again. @param patienceMs for its end; one that goes on stays. Where somebody else
+    /// has the service open, its name stays taken until he closes it.
     static XCErrorID Remove(XCString const& name, unsigned int patienceMs = 30000);
     /// The service is ready. Without effect in a program that is none.
     static void SetRunning() noexcept;

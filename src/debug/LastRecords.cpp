@@ -1,5 +1,9 @@
 // A ring of fixed places: a record of a log costs one copy of its first units and no memory. The lock is held for that
 // copy alone; a fault may still happen in it, so that who reads for the record of a fault waits only for a while.
+//
+// A lock and not atomic places: writers of several threads would otherwise overtake each other within one place, and a
+// torn record in the account of a fault leads its reader astray. The count of all records only grows; its remainder is
+// the place, so that order and fill need no further state.
 #include "debug/LastRecords.h"
 
 #include <algorithm>

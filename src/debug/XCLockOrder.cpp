@@ -4,6 +4,11 @@
 // could need. So it only sets an event; the reporter, which holds nothing, takes the cycle, names the frames, and writes
 // error log and log. Locks that it takes on its way are watched, too, and told in the same way. Each step of a cycle is
 // a paragraph: the thread, the lock that it held with the place where it was taken, and the lock that it asked for.
+//
+// The finding itself is elsewhere (sync/LockOrder.h): locks need it, and know no log. One reporter serves the process,
+// started with the detector and joined at its stop; what was found until then is told before Stop returns. Cost: nothing
+// but a waiting thread until something is found; a report takes milliseconds, for the names of its frames. Invariant: a
+// cycle is taken from the list once, so that each is told once and counted once, also when its telling fails.
 #include <XelbrinCore/XCLockOrder.h>
 
 #include <XelbrinCore/XCException.h>
@@ -42,6 +47,7 @@ XCString NameOf(HeldLock const& lock)
     return name;
 }
 
+/// Names are looked up here, not where the lock was taken: a lock must not wait for symbols.
 XCString FramesOf(sync::LockPlace const& place)
 {
     XCString text;
@@ -96,6 +102,7 @@ private:
 
     std::mutex m_lock; ///< of Start and Stop
     XCLockOrder::Handler m_handler;
+    // Wakes once, however many cycles were found meanwhile: the reporter takes all that are there.
     win32::UniqueKernelObject m_wake{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     win32::UniqueKernelObject m_stop{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
     win32::UniqueKernelObject m_thread;
@@ -105,12 +112,13 @@ private:
 XCErrorID Reporter::Start(XCLockOrder::Handler handler)
 {
     std::lock_guard const hold(m_lock);
-    if (m_thread) return XCErrorID::Success;
-    (void)win32::PinLibrary(); // the reporter may run to the end of the process
+    if (m_thread) return XCErrorID::Success; // the first handler stays: its owner relies on it
+    (void)win32::PinLibrary();               // the reporter may run to the end of the process
     m_handler = std::move(handler);
     m_count = 0;
     if (m_wake && m_stop) m_thread = win32::StartHelperThread(Body, this);
     if (!m_thread) return XCSmartPtr<XCWinLastError>(new XCWinLastError);
+    // Last: a start that has failed watches nothing.
     sync::WatchLocks(Wake);
     return XCErrorID::Success;
 }

@@ -8,6 +8,10 @@
 //
 // Cost: nothing until the fault, but one copy for each log record. Invariants: one fault is recorded at a time; a
 // thread's second fault while its first is recorded passes through, so that no fault waits for itself.
+//
+// A thread in the process, and not another program that looks in from outside: nothing has to be installed or started,
+// and a service without rights over other processes can do it. The price is that a process whose writer cannot run at all
+// gets the bare record alone.
 #include <XelbrinCore/XCSignals.h>
 
 #include "debug/LastRecords.h"
@@ -37,9 +41,9 @@ namespace {
 using win32::Fault;
 
 constexpr DWORD kWriterMs = 10000;
-constexpr DWORD kMinidumpMs = 60000; // some systems read the symbols of every module for it
-constexpr std::size_t kFrames = 48;
-constexpr std::size_t kBareCalls = 4;
+constexpr DWORD kMinidumpMs = 60000;  // some systems read the symbols of every module for it
+constexpr std::size_t kFrames = 48;   // deep recursion shows its beginning, and still fits into the static text
+constexpr std::size_t kBareCalls = 4; // calls of modules within calls of modules are rarely deeper
 
 wchar_t const* WordsOf(unsigned long code) noexcept
 {
@@ -110,6 +114,7 @@ bool Recorder::Start(XCSignalOptions const& options)
         m_writerId = id;
     }
     if (!m_writer || !m_wake || !m_done || !m_dumped) return false;
+    // Only now: a subscriber that was added for an installation that failed would copy records for nobody.
     m_last->SetDesiredLevel(options.logLevel);
     XCLogManager::Get().AddSubscriber(XCSmartPtr<XCLogSubscriberI>(m_last.GetPtr()));
     return true;
@@ -121,7 +126,7 @@ unsigned int __stdcall Recorder::Body(void* self)
     for (;;) {
         ::WaitForSingleObject(recorder.m_wake.Get(), INFINITE);
         recorder.Write();
-        ::SetEvent(recorder.m_done.Get());
+        ::SetEvent(recorder.m_done.Get()); // two events: a dump that hangs must not make the text count as missing
         recorder.Dump();
         ::SetEvent(recorder.m_dumped.Get());
     }

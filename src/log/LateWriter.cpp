@@ -3,8 +3,8 @@
 // A record is laid out by the thread that logs, with its time and number, and left as bytes: what remains to be done
 // late is the write alone. Each file has two buffers that change places, so that callers fill one while the other is
 // written, and in the long run nobody allocates. One thread serves all files of the process. After the first record it
-// waits kGatherMs for more, since a write, and a wake, cost as much as a hundred records; a buffer that is half full
-// ends that wait. Cost for the caller: the layout and one short lock.
+// waits kGatherMs for more, since a write, and a wake, cost as much as a hundred records; a buffer that is half full, or
+// holds some thousand records, ends that wait. Cost for the caller: the layout and one short lock.
 //
 // Locks: a file's own lock may be held while that of its room is taken, never the other way round, and neither while a
 // file is written or the thread's lock is taken. The file's own is taken by every record, for some ten nanoseconds. The

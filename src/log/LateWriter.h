@@ -6,6 +6,7 @@
 #include "win32/ShortLock.h"
 #include "win32/SlimLock.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -45,7 +46,7 @@ public:
             if (!WaitForRoom()) break; // the process ends: the record goes over the limit
         }
         if (!m_active.load(std::memory_order_relaxed)) return Outcome::Refused;
-        std::size_t const before = m_bytes.size(), half = m_maxBytes / 2;
+        std::size_t const before = m_bytes.size(), enough = std::min(m_maxBytes / 2, kEnough);
         try {
             build(m_bytes);
             m_ends.push_back(m_bytes.size());
@@ -53,7 +54,7 @@ public:
             m_bytes.resize(before);
             return Outcome::NoMemory;
         }
-        bool const hurry = before < half && m_bytes.size() >= half;
+        bool const hurry = before < enough && m_bytes.size() >= enough;
         hold.unlock(); // waking is a call of the system
         if (before == 0 || hurry) Announce(hurry);
         return Outcome::Taken;
@@ -70,6 +71,9 @@ public:
 
 private:
     friend class LateWriter;
+    /// Bytes worth a write at once: more of them would only leave the processor's caches, and grow the buffers.
+    static constexpr std::size_t kEnough = 256 * 1024;
+
     bool WaitForRoom() noexcept;
     void TellRoom() noexcept;
     void Announce(bool hurry) noexcept;

@@ -13,6 +13,7 @@
 #include "text/LineText.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
+#include "text/Utf8Kernels.h"
 
 #include <algorithm>
 #include <emmintrin.h>
@@ -135,7 +136,8 @@ void AppendText(std::string& to, std::wstring_view text)
     if (text.size() > kShort) return text::AppendUtf8(to, text); // counts first, reserves no more than needed
     // Encoded on the stack and appended once: most records are short, and counting them first would read them twice.
     char bytes[text::MaxUtf8Bytes(kShort)];
-    to.append(bytes, text::EncodeUtf8(bytes, text));
+    std::size_t const run = text::NarrowAsciiRun(bytes, text.data(), text.size()); // nearly always all of it
+    to.append(bytes, run == text.size() ? run : run + text::EncodeUtf8(bytes + run, text.substr(run)));
 }
 
 void AppendOnOneLine(std::string& to, std::wstring_view text)

@@ -234,11 +234,11 @@ void SubscriberList::Compact() noexcept
 }
 
 /// Everybody gets the fields as plain text; who can do better asks for them (RecordFields.h).
-void SubscriberList::Record::Set(std::wstring_view content, std::span<XCLogField const> given)
+void SubscriberList::Record::Set(std::wstring_view const& content, std::span<XCLogField const> const& given)
 {
     if (!fields.empty() || !given.empty()) fields.assign(given.begin(), given.end());
     if (given.empty()) {
-        text.Assign(content);
+        text.Assign(content.data(), content.size());
         return;
     }
     std::wstring_view const body = WithoutLineEnd(content);
@@ -258,8 +258,8 @@ ServedText SubscriberList::Record::Parts() const noexcept
     return {whole.substr(0, messageUnits), whole.substr(messageUnits, end - messageUnits), whole.substr(end), fields};
 }
 
-void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text,
-                             std::span<XCLogField const> fields)
+void SubscriberList::Deliver(XCLogStreamBuf const& from, int level, std::wstring_view const& text,
+                             std::span<XCLogField const> const& fields)
 {
     std::lock_guard const hold(m_section);
     // The section is recursive: the same thread comes here again from within a subscriber.

@@ -46,7 +46,9 @@ public:
     /// The highest levels of channels, by name; the first of two equal entries counts.
     void SetChannelLevels(std::vector<XCLogChannelLevel> levels);
 
-    void Deliver(XCLogStreamBuf const& from, int level, std::wstring_view text, std::span<XCLogField const> fields);
+    /// By reference: a view that was just written in halves and is copied whole waits for the cache, in every record.
+    void Deliver(XCLogStreamBuf const& from, int level, std::wstring_view const& text,
+                 std::span<XCLogField const> const& fields);
     /// Asks each subscriber to write out what it holds.
     void FlushSubscribers() noexcept;
 
@@ -67,7 +69,7 @@ private:
         std::size_t messageUnits = 0; ///< of the text without fields and line end; of a record with fields
         std::size_t endUnits = 0;     ///< of the line end
 
-        void Set(std::wstring_view content, std::span<XCLogField const> given);
+        void Set(std::wstring_view const& content, std::span<XCLogField const> const& given);
         [[nodiscard]] ServedText Parts() const noexcept;
     };
 

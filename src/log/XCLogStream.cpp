@@ -9,9 +9,12 @@
 
 #include "log/PendingTexts.h"
 #include "log/SubscriberList.h"
+#include "text/Kernels.h"
 #include "win32/ThreadEnd.h"
 
 #include <exception>
+#include <span>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -92,16 +95,36 @@ void XCLogStreamBuf::FlushThread(std::uint64_t thread) noexcept
     m_pending->Recycle(taken.text);
 }
 
+namespace {
+
+using NoFields = std::span<XCLogField const>;
+
+/// What finds no memory is noted; who logs goes on.
+template <class... Record>
+void DeliverTo(xc::log::SubscriberList& list, Record const&... record) noexcept
+try {
+    list.Deliver(record...);
+} catch (std::exception const&) {
+    list.GetFailures().Note(XCString());
+}
+
+} // namespace
+
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text) noexcept
 {
-    Deliver(level, text, {});
+    DeliverTo(*m_subscribers, *m_main, level, text, NoFields());
+}
+
+// Its length is found here, by vectors: the runtime library reads unit by unit, which takes longer than the record.
+void XCLogStreamBuf::Deliver(int level, wchar_t const* text) noexcept
+{
+    std::wstring_view const whole(text ? text : L"", xc::text::TextLength(text));
+    DeliverTo(*m_subscribers, *m_main, level, whole, NoFields());
 }
 
 void XCLogStreamBuf::Deliver(int level, std::wstring_view text, std::span<XCLogField const> fields) noexcept
-try {
-    m_subscribers->Deliver(*m_main, level, text, fields);
-} catch (std::exception const&) {
-    m_subscribers->GetFailures().Note(XCString());
+{
+    DeliverTo(*m_subscribers, *m_main, level, text, fields);
 }
 
 void XCLogStreamBuf::FlushAll() noexcept

@@ -6,6 +6,9 @@
 // that of packed literal matching as published for network scanners (Wang and others, Hyperscan, NSDI 2019), over the low
 // bytes of 16-bit units: what lies above them is seen by the comparison. The two units are those met most seldom.
 //
+// Where the texts have one of three units at one of their places, a scan for these goes ahead: it needs no end of the
+// subject, and reads a text that has none of them once in all.
+//
 // COST      A cycle for five units where nothing is found. A place that only looks like a text costs a comparison with its
 //           bucket; when such places become frequent the search gives up, and the automaton does the work.
 // INVARIANT No text begins before the place that is returned. Entries are ordered by bucket.
@@ -17,7 +20,6 @@
 #include <algorithm>
 #include <bit>
 #include <immintrin.h>
-#include <numeric>
 
 namespace xc::match {
 
@@ -33,14 +35,28 @@ XC_INLINE_AVX2 __m256i Load(std::array<std::uint8_t, 16> const& table) noexcept
     return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<__m128i const*>(table.data())));
 }
 
-/// The buckets that the low bytes of 32 units belong to, in the order of packing.
-XC_INLINE_AVX2 __m256i BucketsOf(__m256i const& a, __m256i const& b, __m256i const& low, __m256i const& high) noexcept
+/// The buckets that 32 bytes belong to. A byte above 0x7F belongs to none when `Ascii`.
+template <bool Ascii>
+XC_INLINE_AVX2 __m256i BucketsOf(__m256i const& bytes, __m256i const& low, __m256i const& high) noexcept
 {
     __m256i const half = _mm256_set1_epi8(0x0F);
-    __m256i const byte = _mm256_set1_epi16(0xFF);
-    __m256i const bytes = _mm256_packus_epi16(_mm256_and_si256(a, byte), _mm256_and_si256(b, byte));
-    return _mm256_and_si256(_mm256_shuffle_epi8(low, _mm256_and_si256(bytes, half)),
+    __m256i const lowHalf =
+        Ascii ? bytes : _mm256_and_si256(bytes, half); // a shuffle reads the high bit and these four
+    return _mm256_and_si256(_mm256_shuffle_epi8(low, lowHalf),
                             _mm256_shuffle_epi8(high, _mm256_and_si256(_mm256_srli_epi16(bytes, 4), half)));
+}
+
+/// The low bytes of 32 units, in the order of packing.
+XC_INLINE_AVX2 __m256i LowBytes(wchar_t const* at) noexcept
+{
+    __m256i const byte = _mm256_set1_epi16(0xFF);
+    return _mm256_packus_epi16(_mm256_and_si256(Load(at), byte), _mm256_and_si256(Load(at + 16), byte));
+}
+
+/// The same where each is below 0x80; units from 0x8000 on give 0, all others bytes above 0x7F.
+XC_INLINE_AVX2 __m256i AsciiBytes(wchar_t const* at) noexcept
+{
+    return _mm256_packus_epi16(Load(at), Load(at + 16));
 }
 
 /// From the order of packing to that of the text.
@@ -60,6 +76,7 @@ LiteralFinder::LiteralFinder(Literals const& literals, Memory memory) : m_entrie
         return;
     }
     ChooseUnits(literals);
+    if (literals.followGap) ChooseSigns(literals);
     AddEntries(literals);
 }
 
@@ -72,12 +89,40 @@ void LiteralFinder::ChooseUnits(Literals const& literals)
         shortest = std::min(shortest, text.length);
         for (std::size_t i = 0; i < text.length; ++i) rarity[i] += Rarity(text.units[i]);
     }
-    std::array<std::size_t, Literal::kMax> order;
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(shortest),
-                     [&](std::size_t a, std::size_t b) { return rarity[a] > rarity[b]; });
-    m_first.offset = order[0];
-    m_second.offset = order[1];
+    std::size_t& first = m_first.offset;
+    std::size_t& second = m_second.offset;
+    first = 0;
+    for (std::size_t i = 1; i < shortest; ++i)
+        if (rarity[i] > rarity[first]) first = i;
+    second = first == 0 ? 1 : 0;
+    for (std::size_t i = 0; i < shortest; ++i)
+        if (i != first && rarity[i] > rarity[second]) second = i;
+}
+
+/// The place of the texts that has the fewest and rarest units, U+FFFF put to them.
+void LiteralFinder::ChooseSigns(Literals const& literals)
+{
+    std::size_t shortest = Literal::kMax;
+    for (Literal const& text : literals.texts) shortest = std::min(shortest, text.length);
+    std::uint32_t leastCost = 0xFFFFFFFF;
+    for (std::size_t offset = 0; offset < shortest; ++offset) {
+        std::array<wchar_t, text::kMostEnds> signs{static_cast<wchar_t>(0xFFFF)};
+        std::size_t count = 1;
+        std::uint32_t cost = 0;
+        for (Literal const& text : literals.texts) {
+            wchar_t const unit = text.units[offset];
+            auto const end = signs.begin() + static_cast<std::ptrdiff_t>(std::min(count, signs.size()));
+            if (std::find(signs.begin(), end, unit) != end) continue;
+            if (count < signs.size()) signs[count] = unit;
+            ++count;
+            cost += 8 - Rarity(unit);
+        }
+        if (count > signs.size() || cost >= leastCost) continue;
+        leastCost = cost;
+        m_signs = signs;
+        m_signCount = count;
+        m_signOffset = offset;
+    }
 }
 
 /// Texts with equal units share a bucket, so that the buckets of a place are few.
@@ -93,7 +138,9 @@ void LiteralFinder::AddEntries(Literals const& literals)
         std::size_t const bucket = i * kBuckets / texts.size();
         auto const bit = static_cast<std::uint8_t>(1u << bucket);
         for (Filter* const filter : {&m_first, &m_second}) {
-            auto const byte = static_cast<std::uint8_t>(texts[i].units[filter->offset]);
+            auto const unit = static_cast<std::uint16_t>(texts[i].units[filter->offset]);
+            m_isAscii = m_isAscii && unit < 0x80;
+            auto const byte = static_cast<std::uint8_t>(unit);
             filter->low[byte & 0x0F] |= bit;
             filter->high[byte >> 4] |= bit;
         }
@@ -106,6 +153,22 @@ void LiteralFinder::AddEntries(Literals const& literals)
     }
     for (std::size_t bucket = 1; bucket <= kBuckets; ++bucket)
         m_bounds[bucket] = std::max(m_bounds[bucket], m_bounds[bucket - 1]);
+}
+
+bool LiteralFinder::IsUnitAbsent(wchar_t const* subject, wchar_t const* text, std::size_t most) const noexcept
+{
+    if (m_longest != 1) return false;
+    std::size_t const n = text::CountUpTo(text, most, {&m_unit, 1});
+    auto const read = static_cast<std::size_t>(text - subject);
+    return n < most && text[n] == 0 && text::FindUnit(subject, read, m_unit) == read;
+}
+
+std::size_t LiteralFinder::PassOver(wchar_t const* text) const noexcept
+{
+    if (m_signCount == 0) return 0;
+    constexpr std::size_t kMost = 1u << 20;
+    std::size_t const n = text::CountUpTo(text, kMost, {m_signs.data(), m_signCount});
+    return n - std::min(n, m_signOffset);
 }
 
 std::size_t LiteralFinder::Find(wchar_t const* text, std::size_t n) const noexcept
@@ -132,7 +195,13 @@ std::size_t LiteralFinder::Find(wchar_t const* text, std::size_t n) const noexce
 }
 
 /// The first block from i on where something may stand, or the first that does not lie wholly in the text.
-XC_TARGET_AVX2 std::size_t LiteralFinder::SkipBlocks(wchar_t const* text, std::size_t i, std::size_t n) const noexcept
+std::size_t LiteralFinder::SkipBlocks(wchar_t const* text, std::size_t i, std::size_t n) const noexcept
+{
+    return m_isAscii ? SkipBlocksOf<true>(text, i, n) : SkipBlocksOf<false>(text, i, n);
+}
+
+template <bool Ascii>
+XC_TARGET_AVX2 std::size_t LiteralFinder::SkipBlocksOf(wchar_t const* text, std::size_t i, std::size_t n) const noexcept
 {
     __m256i const low1 = Load(m_first.low);
     __m256i const high1 = Load(m_first.high);
@@ -142,8 +211,10 @@ XC_TARGET_AVX2 std::size_t LiteralFinder::SkipBlocks(wchar_t const* text, std::s
     for (; i + kReach <= n; i += kBlock) {
         wchar_t const* const first = text + i + m_first.offset;
         wchar_t const* const second = text + i + m_second.offset;
-        __m256i const candidates = _mm256_and_si256(BucketsOf(Load(first), Load(first + 16), low1, high1),
-                                                    BucketsOf(Load(second), Load(second + 16), low2, high2));
+        __m256i const bytes1 = Ascii ? AsciiBytes(first) : LowBytes(first);
+        __m256i const bytes2 = Ascii ? AsciiBytes(second) : LowBytes(second);
+        __m256i const candidates =
+            _mm256_and_si256(BucketsOf<Ascii>(bytes1, low1, high1), BucketsOf<Ascii>(bytes2, low2, high2));
         // U+FFFF is the greatest unit.
         __m256i const greatest = _mm256_max_epu16(Load(text + i), Load(text + i + 16));
         __m256i const any = _mm256_or_si256(candidates, _mm256_cmpeq_epi16(greatest, odd));
@@ -157,8 +228,8 @@ XC_TARGET_AVX2 auto LiteralFinder::Look(wchar_t const* text) const noexcept -> B
     wchar_t const* const first = text + m_first.offset;
     wchar_t const* const second = text + m_second.offset;
     __m256i const candidates =
-        Ordered(_mm256_and_si256(BucketsOf(Load(first), Load(first + 16), Load(m_first.low), Load(m_first.high)),
-                                 BucketsOf(Load(second), Load(second + 16), Load(m_second.low), Load(m_second.high))));
+        Ordered(_mm256_and_si256(BucketsOf<false>(LowBytes(first), Load(m_first.low), Load(m_first.high)),
+                                 BucketsOf<false>(LowBytes(second), Load(m_second.low), Load(m_second.high))));
     __m256i const odd = _mm256_set1_epi16(-1);
     __m256i const odds =
         Ordered(_mm256_packs_epi16(_mm256_cmpeq_epi16(Load(text), odd), _mm256_cmpeq_epi16(Load(text + 16), odd)));

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "match/Literals.h"
+#include "text/Cpu.h"
+#include "text/RangeKernels.h"
 
 #include <string_view>
 
@@ -18,11 +20,17 @@ public:
 
     [[nodiscard]] bool IsEmpty() const noexcept { return m_longest == 0; }
     [[nodiscard]] std::size_t Longest() const noexcept { return m_longest; }
-    /// Whether there is something to look for and none of it stands in the text.
+    /// Whether there are texts to look for, longer than one unit, and none of them stands here.
     [[nodiscard]] bool IsAbsent(wchar_t const* text, std::size_t n) const noexcept
     {
-        return !IsEmpty() && Find(text, n) == kNone;
+        return m_longest > 1 && Find(text, n) == kNone;
     }
+    /// Whether a single unit is looked for and does not stand in the subject, which was read up to `text` and is not known
+    /// to end within `most` further units.
+    [[nodiscard]] bool IsUnitAbsent(wchar_t const* subject, wchar_t const* text, std::size_t most) const noexcept;
+    /// How many units of a text whose end is not known can be passed over: before the place that they lead to no text
+    /// begins, and no U+FFFF stands.
+    [[nodiscard]] std::size_t PassOver(wchar_t const* text) const noexcept;
     /// The first place where a text begins, or U+FFFF stands, or where the search gave up because too many places look
     /// like a text: none begins before it. kNone when there is no such place. At a single unit U+FFFF is passed over.
     [[nodiscard]] std::size_t Find(wchar_t const* text, std::size_t n) const noexcept;
@@ -49,14 +57,23 @@ private:
     };
 
     void ChooseUnits(Literals const& literals);
+    void ChooseSigns(Literals const& literals);
     void AddEntries(Literals const& literals);
     [[nodiscard]] std::size_t SkipBlocks(wchar_t const* text, std::size_t i, std::size_t n) const noexcept;
+    template <bool Ascii>
+    [[nodiscard]] XC_TARGET_AVX2 std::size_t SkipBlocksOf(wchar_t const* text, std::size_t i,
+                                                          std::size_t n) const noexcept;
     [[nodiscard]] Block Look(wchar_t const* text) const noexcept;
     [[nodiscard]] bool IsAt(wchar_t const* text, std::uint32_t buckets) const noexcept;
     /// The place found in a block; kBlock when there is none.
     [[nodiscard]] std::size_t FindInBlock(wchar_t const* text, std::size_t& credit) const noexcept;
 
     wchar_t m_unit = 0; ///< when there is one text of one unit
+    /// Units of which each text has one at m_signOffset, and U+FFFF; none when there are too many.
+    std::array<wchar_t, text::kMostEnds> m_signs{};
+    std::size_t m_signCount = 0;
+    std::size_t m_signOffset = 0;
+    bool m_isAscii = true; ///< the units at the two places that are filtered
     std::size_t m_longest = 0;
     Filter m_first, m_second;
     std::array<std::uint32_t, kBuckets + 1> m_bounds{}; ///< of each bucket's entries

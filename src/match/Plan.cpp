@@ -102,15 +102,15 @@ std::size_t LoopScans::SkipBySearch(wchar_t const* text, std::size_t n) const no
     return plain >= kFar ? plain : std::max(plain, SkipToLiteral(text, n));
 }
 
-/// Up to the place of the next literal the pattern can only loop, but parts of literals may be on their way in the
-/// states that the units before it would have led to. They are all over after as many units as the longest literal has:
-/// the walk goes on so far before the place, and comes to it in the very state that a full walk has there.
+/// The units before the next literal may have led to other states than the loop's, but only on ways that end before a
+/// match: each match holds a literal where it leaves the loop, and none begins there. Such ways change no answer, so the
+/// walk goes on from the loop at the literal itself. A long literal that the text's end cuts off is not found, though:
+/// near the end the walk begins as many units earlier as one may have.
 std::size_t LoopScans::SkipToLiteral(wchar_t const* text, std::size_t n) const noexcept
 {
-    std::size_t const lead = m_finder.Longest() - 1;
-    std::size_t place = m_finder.Find(text, n);
-    if (place == LiteralFinder::kNone) place = n - std::min(n, lead); // one may begin before the end and end after it
-    return place - std::min(place, lead);
+    std::size_t const longest = m_finder.Longest();
+    std::size_t const place = std::min(m_finder.Find(text, n), n);
+    return place + longest <= n ? place : place - std::min(place, longest - 1);
 }
 
 } // namespace xc::match

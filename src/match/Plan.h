@@ -143,6 +143,9 @@ public:
         return chosen.forInside ? text::FindInside(text, n, chosen.ranges) : text::FindOutside(text, n, chosen.ranges);
     }
 
+    /// How many units of a text whose end is not known keep the search row, as far as matches are concerned.
+    [[nodiscard]] std::size_t PassOver(wchar_t const* text) const noexcept { return m_finder.PassOver(text); }
+
 private:
     static constexpr std::uint32_t kSearch = kMax;
 
@@ -179,24 +182,32 @@ private:
 
 /// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided
 /// early is not read to its end. A subject that goes on after the first stretch is looked at as a whole before it is read,
-/// if it is not too long for the caches: its last unit and the literals that it must hold may refuse it.
-/// Engine: IsSettled(state), IsAccepting(state), Run(state, text, n), MayRefuse(), Refuses(subject, n).
+/// if it is not too long for the caches: its last unit and the literals that it must hold may refuse it. Where literals
+/// are searched for, stretches are short enough to stay in the nearest cache until the search has read them, too.
+/// Engine: IsSettled(state), IsAccepting(state), Run(state, text, n); SearchScans(state), the scans when it searches from
+/// that state, else null; MayRefuse(), Refuses(subject, n), Needed().
 /// @param text where the walk goes on in the subject.
 template <class Engine>
 bool WalkSubject(Engine const& engine, std::uint32_t state, wchar_t const* text, wchar_t const* subject)
 {
     constexpr std::size_t kFirstStretch = 1024;
+    constexpr std::size_t kSearched = 8192;
     constexpr std::size_t kStretch = 32768;
     constexpr std::size_t kWhole = 524288;
     std::size_t stretch = kFirstStretch;
     while (!engine.IsSettled(state)) {
+        if (LoopScans const* const scans = engine.SearchScans(state)) text += scans->PassOver(text);
+        bool const isWhole = stretch == kWhole;
+        if (isWhole && engine.Needed().IsUnitAbsent(subject, text, stretch)) return false;
         std::size_t const n = text::UnitCount(text, stretch);
         std::size_t const known = static_cast<std::size_t>(text - subject) + n;
-        if (stretch == kWhole && n < stretch && engine.Refuses(subject, known)) return false;
+        if (isWhole && n < stretch && engine.Refuses(subject, known)) return false;
         state = engine.Run(state, text, n);
         if (n < stretch) break;
         text += n;
-        stretch = stretch == kFirstStretch && engine.MayRefuse() ? kWhole : kStretch;
+        stretch = stretch == kFirstStretch && engine.MayRefuse() ? kWhole
+                  : engine.SearchScans(state)                    ? kSearched
+                                                                 : kStretch;
     }
     return engine.IsAccepting(state);
 }

@@ -41,6 +41,11 @@ public:
     {
         return state >= m_firstAccepting || state == m_stopRow;
     }
+    [[nodiscard]] LoopScans const* SearchScans(std::uint32_t state) const noexcept
+    {
+        return state == m_searchState ? &m_scans : nullptr;
+    }
+    [[nodiscard]] LiteralFinder const& Needed() const noexcept { return m_needed; }
     /// Whether a look at the whole subject may tell that it does not match.
     [[nodiscard]] bool MayRefuse() const noexcept { return m_stopRow == kNoRow || !m_needed.IsEmpty(); }
     /// @param n all units of the subject, at least one.

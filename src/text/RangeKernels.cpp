@@ -11,8 +11,10 @@
 
 #include "text/Cpu.h"
 
+#include <algorithm>
 #include <bit>
 #include <immintrin.h>
+#include <iterator>
 #include <utility>
 
 namespace xc::text {
@@ -145,65 +147,78 @@ template <unsigned... Counts>
     return kLeads[ranges.Count() - 1](text, limit, ranges);
 }
 
-/// Whether a unit ends the count; U+FFFF does when Dots.
-template <bool Dots>
-constexpr bool IsEnd(wchar_t unit) noexcept
-{
-    return unit == 0 || (Dots && unit == static_cast<wchar_t>(0xFFFF));
-}
-
-template <bool Dots>
-XC_TARGET_AVX2 inline std::uint32_t EndsAvx2(__m256i const* at) noexcept
+/// For each unit 0 where it ends the count: the unit itself at the terminator, its difference from another end there.
+template <unsigned Others, std::size_t Size>
+XC_INLINE_AVX2 __m256i ToEndAvx2(__m256i const* at, __m256i const (&others)[Size]) noexcept
 {
     __m256i const units = _mm256_load_si256(at);
-    __m256i ends = _mm256_cmpeq_epi16(units, _mm256_setzero_si256());
-    if (Dots) ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(units, _mm256_set1_epi16(-1)));
-    return static_cast<std::uint32_t>(_mm256_movemask_epi8(ends));
+    __m256i least = units;
+#pragma GCC unroll 4
+    for (unsigned i = 0; i < Others; ++i) least = _mm256_min_epu16(least, _mm256_xor_si256(units, others[i]));
+    return least;
 }
 
-/// Whether two vectors hold no end: U+0000 is the least unit and U+FFFF the greatest.
-template <bool Dots>
-XC_TARGET_AVX2 inline bool HasNoEndAvx2(__m256i const* at) noexcept
+/// Whether none of the units of two vectors may end the count, told by their bytes after packing, in which U+0000 and
+/// what lies above U+7FFF is 0: half as many comparisons. @param packed the others, packed in the same way.
+template <unsigned Others, std::size_t Size>
+XC_INLINE_AVX2 bool LacksEndsAvx2(__m256i const* at, __m256i const (&packed)[Size]) noexcept
 {
-    __m256i const a = _mm256_load_si256(at);
-    __m256i const b = _mm256_load_si256(at + 1);
-    __m256i ends = _mm256_cmpeq_epi16(_mm256_min_epu16(a, b), _mm256_setzero_si256());
-    if (Dots) ends = _mm256_or_si256(ends, _mm256_cmpeq_epi16(_mm256_max_epu16(a, b), _mm256_set1_epi16(-1)));
-    return _mm256_testz_si256(ends, ends) != 0;
+    __m256i const units = _mm256_packus_epi16(_mm256_load_si256(at), _mm256_load_si256(at + 1));
+    __m256i least = units;
+#pragma GCC unroll 4
+    for (unsigned i = 0; i < Others; ++i) least = _mm256_min_epu8(least, _mm256_xor_si256(units, packed[i]));
+    return _mm256_movemask_epi8(_mm256_cmpeq_epi8(least, _mm256_setzero_si256())) == 0;
+}
+
+/// Two bits for each unit that is 0.
+XC_INLINE_AVX2 std::uint32_t ZerosAvx2(__m256i const& units) noexcept
+{
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi16(units, _mm256_setzero_si256())));
 }
 
 /// Aligned vectors, and aligned pairs of them, lie in one page with the unit they are read for.
-template <bool Dots>
-[[maybe_unused]] XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit) noexcept
+template <unsigned Others>
+[[maybe_unused]] XC_TARGET_AVX2 std::size_t CountAvx2(wchar_t const* text, std::size_t limit,
+                                                      wchar_t const* others) noexcept
 {
+    __m256i ends[Others == 0 ? 1 : Others];
+    __m256i packed[Others == 0 ? 1 : Others];
+#pragma GCC unroll 4
+    for (unsigned i = 0; i < Others; ++i) {
+        ends[i] = _mm256_set1_epi16(static_cast<short>(others[i]));
+        packed[i] = _mm256_packus_epi16(ends[i], ends[i]);
+    }
     auto const address = reinterpret_cast<std::uintptr_t>(text);
     auto const skipped = static_cast<unsigned>(address & 31);
     auto const* at = reinterpret_cast<__m256i const*>(address - skipped);
     // Units of the vector before the text are shifted out: each bit of the mask stands for a byte.
-    std::uint32_t mask = EndsAvx2<Dots>(at) >> skipped;
+    std::uint32_t mask = ZerosAvx2(ToEndAvx2<Others>(at, ends)) >> skipped;
     std::size_t n = mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : (32 - skipped) / 2;
     while (mask == 0 && n < limit) {
         if ((reinterpret_cast<std::uintptr_t>(++at) & 63) == 0)
             // Pairs begin at multiples of 64 bytes, so the second vector lies in the page of the first.
-            for (; n + 32 <= limit && HasNoEndAvx2<Dots>(at); at += 2) n += 32;
+            for (; n + 32 <= limit; at += 2, n += 32)
+                if (!(Others > 0 && LacksEndsAvx2<Others>(at, packed)) &&
+                    ZerosAvx2(_mm256_min_epu16(ToEndAvx2<Others>(at, ends), ToEndAvx2<Others>(at + 1, ends))) != 0)
+                    break;
         if (n == limit) break;
-        mask = EndsAvx2<Dots>(at);
+        mask = ZerosAvx2(ToEndAvx2<Others>(at, ends));
         n += mask != 0 ? static_cast<std::size_t>(std::countr_zero(mask)) / 2 : 16;
     }
     // The last vector may reach past the limit.
     return n < limit ? n : limit;
 }
 
-template <bool Dots>
-std::size_t Count(wchar_t const* text, std::size_t limit) noexcept
+template <unsigned Others>
+std::size_t Count(wchar_t const* text, std::size_t limit, wchar_t const* others) noexcept
 {
 #if !defined(XC_NO_OVERREAD)
     // At an odd address units straddle the lanes of aligned vectors.
     bool const aligned = (reinterpret_cast<std::uintptr_t>(text) & 1) == 0;
-    if (limit != 0 && aligned && HasAvx2()) return CountAvx2<Dots>(text, limit);
+    if (limit != 0 && aligned && HasAvx2()) return CountAvx2<Others>(text, limit, others);
 #endif
     std::size_t n = 0;
-    while (n < limit && !IsEnd<Dots>(text[n])) ++n;
+    while (n < limit && text[n] != 0 && std::find(others, others + Others, text[n]) == others + Others) ++n;
     return n;
 }
 
@@ -237,12 +252,21 @@ std::size_t LeadInside(wchar_t const* text, std::size_t limit, UnitRanges const&
 
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept
 {
-    return Count<false>(text, limit);
+    return Count<0>(text, limit, nullptr);
 }
 
 std::size_t DotCount(wchar_t const* text, std::size_t limit) noexcept
 {
-    return Count<true>(text, limit);
+    constexpr wchar_t kNoDot = 0xFFFF;
+    return Count<1>(text, limit, &kNoDot);
+}
+
+std::size_t CountUpTo(wchar_t const* text, std::size_t limit, std::span<wchar_t const> ends) noexcept
+{
+    using CountFunction = std::size_t (*)(wchar_t const*, std::size_t, wchar_t const*) noexcept;
+    static constexpr CountFunction kCounts[] = {&Count<0>, &Count<1>, &Count<2>, &Count<3>};
+    static_assert(std::size(kCounts) == kMostEnds + 1);
+    return kCounts[ends.size()](text, limit, ends.data());
 }
 
 } // namespace xc::text

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace xc::text {
 
@@ -70,5 +71,9 @@ std::size_t LeadInside(wchar_t const* text, std::size_t limit, UnitRanges const&
 std::size_t UnitCount(wchar_t const* text, std::size_t limit) noexcept;
 /// The units before the terminator or U+FFFF, at most `limit`.
 std::size_t DotCount(wchar_t const* text, std::size_t limit) noexcept;
+/// At most so many units end a count beside the terminator.
+constexpr std::size_t kMostEnds = 3;
+/// The units before the terminator or the first of these units, at most `limit`.
+std::size_t CountUpTo(wchar_t const* text, std::size_t limit, std::span<wchar_t const> ends) noexcept;
 
 } // namespace xc::text

@@ -63,6 +63,7 @@ std::size_t EncodeUtf8(char* out, std::wstring_view text, std::size_t& used) noe
         std::size_t const run = NarrowAsciiRun(at, text.data() + i, n - i);
         at += run;
         i += run;
+        if (i == n) break;
         i += EncodeBlocks(at, text.data() + i, n - i);
         std::size_t const stop = std::min(n, i + kSingly);
         // Stays here until ASCII comes back: texts of one script would otherwise try the vector loop for each

@@ -16,6 +16,7 @@
 #include "text/Utf8Blocks.h"
 #include "text/Utf8Shuffles.h"
 
+#include <algorithm>
 #include <bit>
 #include <immintrin.h>
 
@@ -51,17 +52,39 @@ XC_TARGET_AVX2 std::size_t NarrowAsciiAvx2(char* out, wchar_t const* units, std:
 
 } // namespace
 
+namespace {
+
+/// Whether every unit of the block is one of ASCII.
+bool IsAscii(__m128i block) noexcept
+{
+    return MaskOfBytes(_mm_cmpeq_epi8(_mm_and_si128(block, Units8(0xFF80)), _mm_setzero_si128())) == 0xFFFF;
+}
+
+/// Steps of eight units, the last one over units already written; stops before the first step that is not all ASCII.
+std::size_t NarrowAsciiRest(char* out, wchar_t const* units, std::size_t i, std::size_t n) noexcept
+{
+    while (i < n && n >= kHalf) {
+        std::size_t const at = std::min(i, n - kHalf);
+        __m128i const block = Load(units + at);
+        if (!IsAscii(block)) break;
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + at), _mm_packus_epi16(block, block));
+        i = at + kHalf;
+    }
+    return i;
+}
+
+} // namespace
+
 std::size_t NarrowAsciiRun(char* out, wchar_t const* units, std::size_t n) noexcept
 {
     std::size_t i = n >= kWorth && HasAvx2() ? NarrowAsciiAvx2(out, units, n) : 0;
-    __m128i const high = Units8(0xFF80);
     for (; n - i >= kStep; i += kStep) {
         __m128i const a = Load(units + i);
         __m128i const b = Load(units + i + kHalf);
-        __m128i const rest = _mm_and_si128(_mm_or_si128(a, b), high);
-        if (MaskOfBytes(_mm_cmpeq_epi8(rest, _mm_setzero_si128())) != 0xFFFF) break;
+        if (!IsAscii(_mm_or_si128(a, b))) break;
         Store(out + i, _mm_packus_epi16(a, b));
     }
+    i = NarrowAsciiRest(out, units, i, n);
     // The rest of the run by single units: the caller must meet the first unit that is none of ASCII.
     for (; i < n && ToUint(units[i]) < 0x80; ++i) out[i] = static_cast<char>(units[i]);
     return i;

@@ -4,11 +4,14 @@
 // holds no more than the pages of the tables that were looked at. Between questions stay the ranges of lines, some tens
 // of kilobytes a module, and the answers, since the same few places of a program throw again and again. A module is
 // known by what its image in memory says of its build, and a file of another build is not used: its names would be
-// wrong. Cost of the first address of a module: its programs of lines are run once, some milliseconds a megabyte.
+// wrong. A module that was stripped names the file with its debug data, beside it or in the folder .debug there; that
+// file is read once, in small blocks, to hold it against its checksum, and used like the module's own from then on.
+// Cost of the first address of a module: its programs of lines are run once, some milliseconds a megabyte.
 // Invariant: what is kept of a module belongs to the image that is loaded at its base now.
 #include "win32/FileSymbols.h"
 
 #include "win32/CoffImage.h"
+#include "win32/DebugLink.h"
 #include "win32/File.h"
 #include "win32/FileView.h"
 #include "win32/FunctionName.h"
@@ -31,6 +34,60 @@ CoffImage::Identity IdentityInMemory(std::uintptr_t base) noexcept
 {
     constexpr std::size_t kHeaders = 4096; // a page, which every image has there
     return CoffImage({reinterpret_cast<char const*>(base), kHeaders}).GetIdentity();
+}
+
+/// The bytes of a file, for one question; none when it cannot be had.
+class MappedFile {
+public:
+    explicit MappedFile(std::wstring const& path)
+    {
+        unsigned long error = path.empty() ? ERROR_FILE_NOT_FOUND : m_file.Open(SystemPath(path), {});
+        std::uint64_t const size = error == 0 ? m_file.Size(error) : 0;
+        if (error == 0 && size != 0 &&
+            m_view.Map(m_file.Handle(), false, false, 0, static_cast<std::size_t>(size)) == 0)
+            m_bytes = {static_cast<char const*>(m_view.Bytes()), m_view.Size()};
+    }
+    [[nodiscard]] std::string_view Bytes() const noexcept { return m_bytes; }
+
+private:
+    File m_file;
+    FileView m_view;
+    std::string_view m_bytes;
+};
+
+/// Not by a view: every page of it would count as memory of the process.
+bool HasChecksum(std::wstring const& path, std::uint32_t wanted)
+{
+    File file;
+    unsigned long error = file.Open(SystemPath(path), {});
+    std::vector<char> block(64 * 1024);
+    std::uint32_t checksum = 0;
+    std::uint64_t at = 0;
+    for (std::size_t count = block.size(); error == 0 && count == block.size(); at += count) {
+        count = file.Read(block.data(), block.size(), at, error);
+        checksum = DebugChecksum(checksum, {block.data(), count});
+    }
+    return error == 0 && checksum == wanted;
+}
+
+/// The file with the debug data of a module.
+struct DebugFile {
+    std::wstring path; ///< empty: none
+    CoffImage::Identity identity;
+};
+
+DebugFile FindDebugFile(CoffImage const& module, std::wstring const& modulePath)
+{
+    DebugLink const link = ReadDebugLink(module.Section(".gnu_debuglink"));
+    if (link.file.empty()) return {};
+    std::wstring const folder = modulePath.substr(0, modulePath.size() - BaseName(modulePath).size());
+    for (wchar_t const* const below : {L"", L".debug\\"}) {
+        std::wstring path = folder + below + Widen(link.file);
+        if (!HasChecksum(path, link.checksum)) continue;
+        CoffImage::Identity const identity = CoffImage(MappedFile(path).Bytes()).GetIdentity();
+        return {std::move(path), identity};
+    }
+    return {};
 }
 
 /// What is known of a module.
@@ -56,19 +113,22 @@ public:
 private:
     FileAnswer Read(std::uintptr_t base, std::uintptr_t address)
     {
-        File file;
-        FileView view;
-        unsigned long error = file.Open(SystemPath(m_path), {});
-        std::uint64_t const size = error == 0 ? file.Size(error) : 0;
-        if (error != 0 || size == 0 || view.Map(file.Handle(), false, false, 0, static_cast<std::size_t>(size)) != 0)
-            return {};
-        CoffImage const image({static_cast<char const*>(view.Bytes()), view.Size()});
-        if (image.GetIdentity() != m_identity) return {};
+        MappedFile const own(m_path);
+        CoffImage const image(own.Bytes());
+        if (own.Bytes().empty() || image.GetIdentity() != m_identity) return {};
+        auto const offset = static_cast<std::uint32_t>(address - base);
         // Functions without lines are half an answer where another file has both.
-        bool const isWhole = image.HasSymbols() && !image.Section(".debug_line").empty();
-        if (!isWhole && image.NamesOtherSymbols()) return {{}, true};
+        if (!image.HasSymbols() || image.Section(".debug_line").empty()) {
+            if (!m_debugFile) m_debugFile = FindDebugFile(image, m_path);
+            MappedFile const other(m_debugFile->path);
+            CoffImage const debug(other.Bytes());
+            // By its headers: reading all of it again for each question would take longer than the answer.
+            if (debug.HasSymbols() && debug.GetIdentity() == m_debugFile->identity)
+                return {ReadName(debug, base, offset), false};
+            if (image.NamesOtherSymbols()) return {{}, true};
+        }
         if (!image.HasSymbols()) return {};
-        return {ReadName(image, base, static_cast<std::uint32_t>(address - base)), false};
+        return {ReadName(image, base, offset), false};
     }
 
     NamedAddress ReadName(CoffImage const& image, std::uintptr_t base, std::uint32_t address)
@@ -95,7 +155,8 @@ private:
 
     std::wstring m_path;
     CoffImage::Identity m_identity;
-    std::optional<std::vector<LineRange>> m_ranges;
+    std::optional<DebugFile> m_debugFile;
+    std::optional<std::vector<LineRange>> m_ranges;           ///< of the file that names are read from
     std::unordered_map<std::uintptr_t, FileAnswer> m_answers; ///< by address
 };
 

@@ -4,6 +4,8 @@
 
 #include "win32/LastError.h"
 
+#include <atomic>
+#include <memory>
 #include <windows.h>
 
 namespace xc::win32 {
@@ -19,17 +21,31 @@ void* ModuleAt(void const* address) noexcept
 
 unsigned long RestrictSearch(std::vector<SystemPath> const& folders, SystemPath& failed)
 {
-    std::vector<DLL_DIRECTORY_COOKIE> added;
+    using Cookies = std::vector<DLL_DIRECTORY_COOKIE>;
+    static std::atomic<Cookies*> current; // kept at the end: modules are loaded until then
+    auto const takeOut = [](Cookies const& cookies) {
+        KeepLastError const keep;
+        for (DLL_DIRECTORY_COOKIE const cookie : cookies) ::RemoveDllDirectory(cookie);
+    };
+    auto added = std::make_unique<Cookies>();
+    added->reserve(folders.size());
     for (SystemPath const& folder : folders) {
-        added.push_back(::AddDllDirectory(folder.ForSystem()));
-        if (added.back()) continue;
+        if (DLL_DIRECTORY_COOKIE const cookie = ::AddDllDirectory(folder.ForSystem())) {
+            added->push_back(cookie);
+            continue;
+        }
         unsigned long const error = LastError();
+        takeOut(*added);
         failed = folder;
-        added.pop_back();
-        for (DLL_DIRECTORY_COOKIE const cookie : added) ::RemoveDllDirectory(cookie);
         return error;
     }
-    return ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_USER_DIRS | LOAD_LIBRARY_SEARCH_SYSTEM32) ? 0 : LastError();
+    if (!::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_USER_DIRS | LOAD_LIBRARY_SEARCH_SYSTEM32)) {
+        takeOut(*added);
+        return LastError();
+    }
+    std::unique_ptr<Cookies> const earlier(current.exchange(added.release()));
+    if (earlier) takeOut(*earlier);
+    return 0;
 }
 
 Module Module::Load(SystemPath const& path, bool restricted)

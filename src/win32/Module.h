@@ -12,7 +12,8 @@ namespace xc::win32 {
 /// module, nobody may call into it by that.
 [[nodiscard]] void* ModuleAt(void const* address) noexcept;
 
-/// From here on the process looks for libraries by name in these folders and the system's own alone. Cannot be taken back.
+/// From here on the process looks for libraries by name in these folders and the system's own alone. Cannot be taken
+/// back; a later call names other folders instead.
 /// @return 0, or the number of the system's error and the folder that it does not take: nothing is restricted then.
 unsigned long RestrictSearch(std::vector<SystemPath> const& folders, SystemPath& failed);
 

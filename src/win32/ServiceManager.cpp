@@ -2,12 +2,15 @@
 //
 // An entry is made in steps; when one after the first is refused, the service is taken out again, so that no half of it
 // stays. What only some releases know (a delayed start, the time before a shutdown) is asked for and may be refused.
-// Removal stops the service first: an entry whose process runs on would only be marked, and keep its name taken.
+// Removal stops the service first, waits for the end of its process, and then until the name is free: an entry whose
+// process runs on or that somebody holds open is only marked, and whoever installs the service anew would be refused.
 #include "win32/ServiceManager.h"
 
 #include "win32/Clock.h"
 #include "win32/LastError.h"
+#include "win32/UniqueHandle.h"
 
+#include <algorithm>
 #include <atomic>
 #include <windows.h>
 
@@ -67,18 +70,66 @@ void SetExtras(SC_HANDLE service, ServiceEntry const& entry) noexcept
     if (entry.shutdownMs != 0) ::ChangeServiceConfig2W(service, SERVICE_CONFIG_PRESHUTDOWN_INFO, &shutdown);
 }
 
-/// @return 0 when it is stopped.
-unsigned long StopAndWait(SC_HANDLE service, unsigned int patienceMs) noexcept
+/// The process of a service that has one for itself. Null where it does not run, or may not be looked at.
+UniqueKernelObject ProcessOf(SC_HANDLE service) noexcept
 {
+    SERVICE_STATUS_PROCESS status{};
+    DWORD size = 0;
+    if (!::QueryServiceStatusEx(service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE*>(&status), sizeof status,
+                                &size))
+        return {};
+    bool const isOwn = (status.dwServiceType & SERVICE_WIN32_OWN_PROCESS) != 0;
+    return UniqueKernelObject(isOwn && status.dwProcessId ? ::OpenProcess(SYNCHRONIZE, FALSE, status.dwProcessId)
+                                                          : nullptr);
+}
+
+/// How long somebody is waited for, in all that is done for him.
+class WaitBudget {
+public:
+    explicit WaitBudget(unsigned int forMs) noexcept : m_forMs(forMs) {}
+    DWORD LeftMs() const noexcept
+    {
+        std::uint64_t const passed = TickMs() - m_began;
+        return passed < m_forMs ? static_cast<DWORD>(m_forMs - passed) : 0;
+    }
+
+private:
+    std::uint64_t const m_began = TickMs();
+    unsigned int const m_forMs;
+};
+
+/// @return 0 when it is stopped.
+unsigned long StopAndWait(SC_HANDLE service, WaitBudget const& budget) noexcept
+{
+    UniqueKernelObject const process = ProcessOf(service);
     SERVICE_STATUS status{};
-    std::uint64_t const began = TickMs();
     // Asked again and again: a service that starts takes no stop, and another one may have asked it already.
     for (;; ::Sleep(50)) {
         if (!::QueryServiceStatus(service, &status)) return ::GetLastError();
-        if (status.dwCurrentState == SERVICE_STOPPED) return 0;
-        if (TickMs() - began >= patienceMs) return WAIT_TIMEOUT;
+        if (status.dwCurrentState == SERVICE_STOPPED) break;
+        if (budget.LeftMs() == 0) return WAIT_TIMEOUT;
         if (status.dwControlsAccepted & SERVICE_ACCEPT_STOP) ::ControlService(service, SERVICE_CONTROL_STOP, &status);
     }
+    // Its process lives on for a while: it holds the file of the program, and with some managers the name.
+    if (process) ::WaitForSingleObject(process.Get(), budget.LeftMs());
+    return 0;
+}
+
+/// Waits until an entry that was taken out is gone: whoever has it open keeps its name taken.
+void AwaitFreeName(SC_HANDLE manager, wchar_t const* name, WaitBudget const& budget) noexcept
+{
+    while (budget.LeftMs() != 0) {
+        if (!ManagerHandle(::OpenServiceW(manager, name, SERVICE_QUERY_STATUS)).value) return;
+        ::Sleep(20);
+    }
+}
+
+unsigned long StopAndDelete(SC_HANDLE manager, wchar_t const* name, WaitBudget const& budget) noexcept
+{
+    ManagerHandle const service(::OpenServiceW(manager, name, SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE));
+    if (!service.value) return ::GetLastError();
+    if (unsigned long const running = StopAndWait(service.value, budget)) return running;
+    return ::DeleteService(service.value) ? 0 : ::GetLastError();
 }
 
 std::atomic<bool> g_isService{false};
@@ -132,10 +183,11 @@ unsigned long RemoveService(wchar_t const* name, unsigned int patienceMs)
 {
     ManagerHandle const manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!manager.value) return ::GetLastError();
-    ManagerHandle const service(::OpenServiceW(manager.value, name, SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE));
-    if (!service.value) return ::GetLastError();
-    if (unsigned long const running = StopAndWait(service.value, patienceMs)) return running;
-    return ::DeleteService(service.value) ? 0 : ::GetLastError();
+    WaitBudget const budget(patienceMs);
+    unsigned long const error = StopAndDelete(manager.value, name, budget);
+    // In vain it is at most a second: another's open handle may stay for hours.
+    if (error == 0) AwaitFreeName(manager.value, name, WaitBudget(std::min<DWORD>(budget.LeftMs(), 1000)));
+    return error;
 }
 
 unsigned long RunService(wchar_t const* name, ServiceBody& body)

@@ -28,7 +28,8 @@ struct ServiceEntry {
 
 /// Enters a service. Bad, and nothing entered, when one of the facts is refused.
 unsigned long InstallService(ServiceEntry const& entry);
-/// Stops a service and takes it out. @param patienceMs for its end. WAIT_TIMEOUT (258): it goes on, and stays.
+/// Stops a service, waits for its process and takes it out. @param patienceMs for all of it. WAIT_TIMEOUT (258): the
+/// service goes on, and stays.
 unsigned long RemoveService(wchar_t const* name, unsigned int patienceMs);
 
 /// The state of a service as its manager is told it.

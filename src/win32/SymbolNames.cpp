@@ -1,11 +1,12 @@
 // The names of addresses: module, function, offset and, where debug data tell it, the line.
 //
-// Three sources are asked. The table of exports of a module is read in memory: it is always there, but knows only what a
-// module exports, so that a private function gets the name of the export before it. The file of the module tells its
-// private functions and their lines where its linker has left them in (FileSymbols.h). Symbols that are kept elsewhere
-// are read through the system's debugging-help library. The symbol wins; where both mean the same function the export's
-// name is taken, because it is mangled and tells class and parameters. A return address points after its call, which
-// may be another function when the call never returns: names are looked up one byte before it.
+// Three sources are asked. The table of exports of a module is read in memory: it is always there, but knows only what
+// a module exports, so that a private function gets the name of the export before it. The file of the module tells its
+// private functions and their lines where its linker has left them in, or the file that they were moved to
+// (FileSymbols.h). Symbols that are kept elsewhere are read through the system's debugging-help library. The symbol
+// wins; where both mean the same function the export's name is taken, because it is mangled and tells class and
+// parameters. A return address points after its call, which may be another function when the call never returns: names
+// are looked up one byte before it.
 //
 // The debugging-help library is loaded when a module with symbols elsewhere is first asked for, works in a session of
 // our own, so that a program that uses it itself is not disturbed, and serves one thread at a time. It reads all of a

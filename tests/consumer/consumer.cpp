@@ -23,7 +23,10 @@ void ShowStack()
     try {
         (void)(XCDurationEx(1, XCDurationEx::Second) / 0);
     } catch (XCException const& e) {
-        std::puts(e.Stack().Find(L"XCDurationEx.cpp") == XCString::npos ? "no source file" : "source file");
+        // The library throws: the first frame is its own.
+        XCString const stack = e.Stack();
+        std::size_t const line = stack.Find(L".cpp:");
+        std::puts(line == XCString::npos || line > stack.Find(L'\n') ? "no source file" : "source file");
     }
 }
 

@@ -12,7 +12,13 @@ namespace {
 
 using namespace xc_test;
 
-constexpr unsigned int kBefore = 77; ///< the exit code of the handlers that stood there before
+constexpr unsigned int kBefore = 77;
+/// The handlers that stood there before.
+[[noreturn]] void EndsAsBefore()
+{
+    ::TerminateProcess(::GetCurrentProcess(), kBefore);
+    std::abort();
+}
 
 __attribute__((noinline)) void ReadsNothing()
 {
@@ -54,16 +60,10 @@ void Fault(std::string const& fault)
 TEST(DISABLED_FaultChild, Faults)
 {
     ::SetErrorMode(SEM_NOGPFAULTERRORBOX | SEM_FAILCRITICALERRORS);
-    auto const end = [] { ::TerminateProcess(::GetCurrentProcess(), kBefore); };
-    ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG {
-        ::TerminateProcess(::GetCurrentProcess(), kBefore);
-        return 0;
-    });
-    std::set_terminate(end);
-    std::signal(SIGABRT, [](int) { ::TerminateProcess(::GetCurrentProcess(), kBefore); });
-    wchar_t log[1024] = L"";
-    ::GetEnvironmentVariableW(L"XC_FAULT_LOG", log, 1024);
-    XCException::SetErrorLogPath(XCString(log));
+    ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG { EndsAsBefore(); });
+    std::set_terminate(EndsAsBefore);
+    std::signal(SIGABRT, [](int) { EndsAsBefore(); });
+    XCException::SetErrorLogPath(XCString(EnvironmentValue(L"XC_FAULT_LOG")));
     XCSignalOptions options;
     options.minidump = std::getenv("XC_FAULT") == std::string("null"); // it takes long on Wine
     ASSERT_TRUE(XCSignals::Install(options).Good());
@@ -78,41 +78,33 @@ TEST(DISABLED_FaultChild, Faults)
 
 TEST(Signals, EachEndingLeavesARecordAndIsPassedOn)
 {
-    struct FaultCase {
-        char const* fault;
-        char const* title; ///< null: nothing is recorded
-        bool complete = true;
-    };
-    constexpr FaultCase kCases[] = {
-        {"null", "] unhandled fault 0xC0000005 (access violation, reading 0x0) on thread "},
-        {"other thread", "] unhandled fault 0xC0000005 (access violation, reading 0x0) on thread "},
-        {"abort", "] abort on thread "},
-        {"noexcept", "] std::terminate: planned fault on thread "},
-        {"terminate", "] std::terminate: no exception on thread "},
-        {"divide", "] unhandled fault 0xC0000094 (division by zero) on thread "},
-        {"heap held", "fault 0xc0000005 on thread 0x", false},
-        {"removed", nullptr, false},
-    };
-    for (FaultCase const& c : kCases) {
-        SCOPED_TRACE(c.fault);
+    enum Record { Whole, Bare, None };
+    for (auto const& [fault, title, kind] : Rows<std::string, Record>{
+             {"null", "] unhandled fault 0xC0000005 (access violation, reading 0x0) on thread ", Whole},
+             {"other thread", "] unhandled fault 0xC0000005 (access violation, reading 0x0) on thread ", Whole},
+             {"abort", "] abort on thread ", Whole},
+             {"noexcept", "] std::terminate: planned fault on thread ", Whole},
+             {"terminate", "] std::terminate: no exception on thread ", Whole},
+             {"divide", "] unhandled fault 0xC0000094 (division by zero) on thread ", Whole},
+             {"heap held", "fault 0xc0000005 on thread 0x", Bare},
+             {"removed", "", None}})
+    {
+        SCOPED_TRACE(fault);
         ScratchFolder const folder("xc_faults");
         ::SetEnvironmentVariableW(L"XC_FAULT_LOG", folder.Path("error.log").AsWChar());
-        ::SetEnvironmentVariableA("XC_FAULT", c.fault);
+        ::SetEnvironmentVariableA("XC_FAULT", fault);
         ChildProcess child(ChildProcess::OfTest(L"DISABLED_FaultChild.Faults"));
         EXPECT_EQ(child.Wait(120000), kBefore);
         std::string const record = folder.Bytes("error.log");
-        if (!c.title) {
-            EXPECT_EQ(record, "");
-            continue;
-        }
-        EXPECT_NE(record.find(c.title), std::string::npos) << record;
-        EXPECT_NE(record.find(c.complete ? "test_debug.exe!" : "    0x"), std::string::npos) << record;
-        if (!c.complete) continue;
+        EXPECT_EQ(record.empty(), kind == None) << record;
+        EXPECT_NE(record.find(title), std::string::npos) << record;
+        EXPECT_NE(record.find(kind == Whole ? "test_debug.exe!" : kind == Bare ? "    0x" : ""), std::string::npos);
+        if (kind != Whole) continue;
         EXPECT_NE(record.find("        record 6.\r\n"), std::string::npos) << record;
         EXPECT_NE(record.find("        record 69."), std::string::npos) << record;
         EXPECT_EQ(record.find("record 5."), std::string::npos) << "more than the last 64";
         EXPECT_EQ(record.find("[process", record.find("[process") + 1), std::string::npos) << "told twice\n" << record;
-        if (c.fault != std::string("null")) continue;
+        if (fault != std::string("null")) continue;
         std::string const dump = "error.log." + std::to_string(child.Id()) + ".dmp";
         EXPECT_EQ(folder.Bytes(dump.c_str()).substr(0, 4), "MDMP");
     }

@@ -119,6 +119,12 @@ void* operator new(std::size_t size, std::align_val_t alignment)
 {
     return Take(size, static_cast<std::size_t>(alignment));
 }
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept // of the buffers of stable sorts
+try {
+    return Take(size);
+} catch (std::bad_alloc const&) {
+    return nullptr;
+}
 void operator delete(void* block) noexcept
 {
     Give(block);

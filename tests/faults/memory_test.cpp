@@ -262,8 +262,10 @@ Scenario ParamsScenario()
     return AllOrNothing(
         "condition parameters", [] { return XCConditionParams().Set(L"a", XCConditionValue(1)); },
         [](XCConditionParams& params) { params.Set(L"b", XCString(L"a text that is kept")); },
-        [](XCConditionParams const& params) {
-            return XCString(L"b=") + XCString(params.GetValue(L"b").AsText()) +
+        [](XCConditionParams params) {
+            static int later = 0; // each time another name, which must not come to the position of "b"
+            params.Set(XCString().Format(L"%d", ++later), XCConditionValue(2));
+            return XCString(params.GetValue(L"b").IsNull() ? L"-" : L"b=") + XCString(params.GetValue(L"b").AsText()) +
                    XCString(params.GetValue(L"a").IsNull() ? L"-" : L"a");
         });
 }
@@ -378,6 +380,21 @@ void Trace()
     EXPECT_TRUE(bytes.ends_with("a record of some length: second\n")) << bytes;
 }
 
+/// A call that would build the automaton by the way answers without it, and a later one builds it.
+void GrowingPattern()
+{
+    XCRegEx const expression(XCStringRegExParser(L"(a|b)*a(a|b){9}").Parse(), false);
+    std::wstring subject(70000, L'b');
+    subject[subject.size() - 10] = L'a';
+    bool matches = true;
+    EXPECT_TRUE(Attempt([&] {
+        for (int call = 0; call < 5; ++call) matches = matches && expression.Match(subject.c_str());
+    }));
+    EXPECT_TRUE(matches && expression.Match(subject.c_str()) && !expression.UsesStateSets());
+    subject.back() = L'c';
+    EXPECT_FALSE(expression.Match(subject.c_str()));
+}
+
 std::vector<Scenario> Scenarios()
 {
     std::vector<Scenario> all;
@@ -386,6 +403,7 @@ std::vector<Scenario> Scenarios()
     for (auto const& [name, change] : kConfigEdits) all.push_back(ConfigScenario(name, change));
     all.insert(all.end(), {ConditionScenario(),
                            ParamsScenario(),
+                           {"pattern that grows", GrowingPattern},
                            {"config load", faults::LoadConfig},
                            {"config reload", ReloadConfig},
                            {"config save", faults::SaveConfig},

@@ -1,6 +1,7 @@
 // The file of a module as a call stack reads it: functions by its symbols, lines by its debug data.
 #include "input.h"
 #include "win32/CoffImage.h"
+#include "win32/DebugLink.h"
 #include "win32/FunctionName.h"
 #include "win32/LineTable.h"
 
@@ -28,6 +29,7 @@ void Fuzz(std::uint8_t const* bytes, std::size_t size)
     }
     (void)image.NamesOtherSymbols();
     RequireInside(image.Section(".debug_line"), all);
+    RequireInside(ReadDebugLink(all).file, all);
     // The same bytes as sections: the first one says where the texts begin.
     std::size_t const cut = size > 0 ? std::min<std::size_t>(size, 1 + bytes[0]) : 0;
     LineSections const sections{all.substr(std::min<std::size_t>(size, 1)), all.substr(cut), all.substr(cut)};

@@ -24,21 +24,16 @@ TEST(Application, TheLastOneIsFoundInWhateverOrderTheyEnd)
 
 TEST(Application, NamesWithAndWithoutFolderAndExtension)
 {
-    struct Case {
-        wchar_t const* commandLine;
-        char const* plain;
-        char const* full;
-    };
-    constexpr Case kCases[] = {
-        {L"\"c:\\two words\\my.tool.exe\" /x", "my.tool", "c:\\two words\\my.tool.exe"},
-        {L"tool", "tool", "tool"},
-        {L"c:\\dir.d\\tool -x", "tool", "c:\\dir.d\\tool"},
-        {L"c:/dir/tool.exe", "tool", "c:/dir/tool.exe"},
-    };
-    for (Case const& c : kCases) {
-        XCApplication const application(c.commandLine, ListenerPtr(new Listener), false);
-        EXPECT_EQ(application.GetAppName().AsUTF8(), c.plain);
-        EXPECT_EQ(application.GetAppName(true, true).AsUTF8(), c.full);
+    for (auto const& [commandLine, plain, full] : Table<wchar_t const*, char const*, char const*>{
+             {L"\"c:\\two words\\my.tool.exe\" /x", "my.tool", "c:\\two words\\my.tool.exe"},
+             {L"tool", "tool", "tool"},
+             {L"c:\\dir.d\\tool -x", "tool", "c:\\dir.d\\tool"},
+             {L"c:/dir/tool.exe", "tool", "c:/dir/tool.exe"},
+         })
+    {
+        XCApplication const application(commandLine, ListenerPtr(new Listener), false);
+        EXPECT_EQ(application.GetAppName().AsUTF8(), plain);
+        EXPECT_EQ(application.GetAppName(true, true).AsUTF8(), full);
     }
     // Without a name in the command line the file's is taken.
     XCApplication const nameless(XCString(L"-x"), ListenerPtr(new Listener), false);
@@ -80,19 +75,15 @@ TEST(Application, TheTemporaryDirectoryComesFromTheRegistryOrTheEnvironment)
 {
     std::optional<XCString> const tmp = XCGetEnv(L"TMP");
     std::wstring const present = std::filesystem::temp_directory_path().wstring();
-    struct Case {
-        wchar_t const* tmp;
-        wchar_t const* tmpDir;
-        std::wstring expected;
-    };
-    Case const cases[] = {{present.c_str(), nullptr, present},
-                          {L"c:\\absent", present.c_str(), present},
-                          {L"c:\\absent", L"c:\\absent", L"."},
-                          {nullptr, nullptr, L"."}};
-    for (Case const& c : cases) {
-        ::SetEnvironmentVariableW(L"TMP", c.tmp);
-        ::SetEnvironmentVariableW(L"TMPDIR", c.tmpDir);
-        EXPECT_EQ(TmpDirectoryNow(), XCString(c.expected));
+    for (auto const& [tmpNow, tmpDir, expected] :
+         Table<wchar_t const*, wchar_t const*, std::wstring>{{present.c_str(), nullptr, present},
+                                                             {L"c:\\absent", present.c_str(), present},
+                                                             {L"c:\\absent", L"c:\\absent", L"."},
+                                                             {nullptr, nullptr, L"."}})
+    {
+        ::SetEnvironmentVariableW(L"TMP", tmpNow);
+        ::SetEnvironmentVariableW(L"TMPDIR", tmpDir);
+        EXPECT_EQ(TmpDirectoryNow(), XCString(expected));
     }
     ::SetEnvironmentVariableW(L"TMPDIR", nullptr);
     ::SetEnvironmentVariableW(L"TMP", tmp ? tmp->AsWChar() : nullptr);

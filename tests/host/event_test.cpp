@@ -92,6 +92,7 @@ TEST(EventLog, TheSourceIsEnteredAndWrittenTo)
     XCEventSource const source{.name = L"XelbrinCoreTest", .messageFile = L"c:\\own words.dll"};
     constexpr wchar_t kKey[] = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\XelbrinCoreTest";
     wchar_t const* const arguments[] = {L"a", L"/registerEvents"};
+    wchar_t const* const leaving[] = {L"a", L"/unregisterEvents"};
     XCErrorID const registered = XCEventLogSubscriber::Register(source);
     if (registered == XCErrEventRights) GTEST_SKIP() << registered.AsString().AsUTF8();
     EXPECT_EQ(XCEventLogSubscriber::RegisterAsAsked(XCCommandLine(2, arguments), source), 0);
@@ -110,7 +111,7 @@ TEST(EventLog, TheSourceIsEnteredAndWrittenTo)
     subscriber->OnFlush(XCLogError, XCString(L'x', 40000)); // cut: the system takes no longer one
     subscriber->OnFlush(XCLogInfo, L"not wanted");
     EXPECT_EQ(subscriber->GetFailureCount(), 0u) << subscriber->GetLastFailure().AsString().AsUTF8();
-    EXPECT_TRUE(XCEventLogSubscriber::Unregister(source).Good());
+    EXPECT_EQ(XCEventLogSubscriber::RegisterAsAsked(XCCommandLine(2, leaving), source), 0);
     EXPECT_TRUE(XCEventLogSubscriber::Unregister(source).Good());
     EXPECT_NE(::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"EventMessageFile", RRF_RT_ANY, nullptr, file, &bytes), 0);
 }

@@ -1,9 +1,7 @@
 // What hosts do with modules of every sort: messages, order, containers, menu.
-#include "child_process.h"
 #include "host/host_tools.h"
 
 #include <XelbrinCore/XCException.h>
-#include <XelbrinCore/XCLogSubscriber.h>
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCUnitTest.h>
 
@@ -15,39 +13,36 @@ using namespace xc_test;
 
 TEST(Host, AModuleWithEachFaultIsReportedAndTheRestRuns)
 {
-    struct Case {
-        char const* module;
-        wchar_t const* reported;
-        int exitCode;
-    };
-    constexpr Case kCases[] = {
-        {"no_entry", L"LoadPlugIn failed on @\\no_entry.osx: Cannot locate \"GetPlugInObject\" entry point\n", 0},
-        {"null_entry",
-         L"ERR> ***@\\null_entry.osx: GetPlugInObject has returned no plug-in\n"
-         L"LoaPlugIn failed on @\\null_entry.osx: AddPlugIn failed\n",
-         0},
-        {"forger", L"ERR> ***<Forger>...\\n>>>> Faked\\x1B[2J\\x9B\\u202E>: no licence to run\n", 0},
-        {"ends_thread", L"ERR> ***<EndsThread>: Run has ended its thread instead of returning\n", 2},
-        {"left_raw_thread", L"ERR> ***@\\left_raw_thread.osx has left a thread behind and stays loaded\n", 0},
-        {"throws_name", L"ERR> ***planned fault\nLoaPlugIn failed on @\\throws_name.osx: AddPlugIn failed\n", 0},
-        {"throws_init", L">>>> Initializing <ThrowsInit>...Failed.\nERR> ***<ThrowsInit>: planned fault\n", 0},
-        {"throws_what", L">>>> Initializing <ThrowsWhat>...Failed.\nERR> ***<ThrowsWhat>: ", 0},
-        {"throws_run", L"ERR> ***<ThrowsRun>: planned fault\n", 2},
-        {"throws_thread", L"ERR> ***<ThrowsThread>: planned fault\n", 2},
-        {"throws_unload", L"ERR> ***<ThrowsUnload>: planned fault\n", 0},
-        {"orphan", L"ERR> ***<Orphan> depends on {00000063-0001-0002-0102-030405060708}, which is not loaded\n", 0},
-        {"twin", L"ERR> ***<Twin> is already loaded\n", 0},
-        {"container_throws", L"ERR> ***<ContainerThrows>: planned fault\n", 0},
-        {"left_subscriber", L"ERR> ***@\\left_subscriber.osx has left a log subscriber behind and stays loaded\n", 0},
-        {"left_thread", L"ERR> ***@\\left_thread.osx has left a thread behind and stays loaded\n", 0},
-    };
     XCMutex door(L"xc_host_test_raw_door", true);
-    for (Case const& c : kCases) {
-        SCOPED_TRACE(c.module);
-        Session const session(ModuleFolder({"reader", "filter", c.module}));
-        ExpectSaid(session, c.reported);
+    for (auto const& [module, reported, exitCode] : Table<char const*, wchar_t const*, int>{
+             {"no_entry", L"LoadPlugIn failed on @\\no_entry.osx: Cannot locate \"GetPlugInObject\" entry point\n", 0},
+             {"null_entry",
+              L"ERR> ***@\\null_entry.osx: GetPlugInObject has returned no plug-in\n"
+              L"LoaPlugIn failed on @\\null_entry.osx: AddPlugIn failed\n",
+              0},
+             {"forger", L"ERR> ***<Forger>...\\n>>>> Faked\\x1B[2J\\x9B\\u202E>: no licence to run\n", 0},
+             {"ends_thread", L"ERR> ***<EndsThread>: Run has ended its thread instead of returning\n", 2},
+             {"left_raw_thread", L"ERR> ***@\\left_raw_thread.osx has left a thread behind and stays loaded\n", 0},
+             {"throws_name", L"ERR> ***planned fault\nLoaPlugIn failed on @\\throws_name.osx: AddPlugIn failed\n", 0},
+             {"throws_init", L">>>> Initializing <ThrowsInit>...Failed.\nERR> ***<ThrowsInit>: planned fault\n", 0},
+             {"throws_what", L">>>> Initializing <ThrowsWhat>...Failed.\nERR> ***<ThrowsWhat>: ", 0},
+             {"throws_run", L"ERR> ***<ThrowsRun>: planned fault\n", 2},
+             {"throws_thread", L"ERR> ***<ThrowsThread>: planned fault\n", 2},
+             {"throws_unload", L"ERR> ***<ThrowsUnload>: planned fault\n", 0},
+             {"orphan", L"ERR> ***<Orphan> depends on {00000063-0001-0002-0102-030405060708}, which is not loaded\n",
+              0},
+             {"twin", L"ERR> ***<Twin> is already loaded\n", 0},
+             {"container_throws", L"ERR> ***<ContainerThrows>: planned fault\n", 0},
+             {"left_subscriber", L"ERR> ***@\\left_subscriber.osx has left a log subscriber behind and stays loaded\n",
+              0},
+             {"left_thread", L"ERR> ***@\\left_thread.osx has left a thread behind and stays loaded\n", 0},
+         })
+    {
+        SCOPED_TRACE(module);
+        Session const session(ModuleFolder({"reader", "filter", module}));
+        ExpectSaid(session, reported);
         ExpectSaid(session, L"Filter at work\n");
-        EXPECT_EQ(session.exitCode, c.exitCode);
+        EXPECT_EQ(session.exitCode, exitCode);
     }
     // What was left behind still has its code.
     door.unlock();
@@ -94,35 +89,6 @@ TEST(Host, TheCallThatIsUnderWayIsToldBeforeItAndNotedInTheErrorLog)
     }
     std::string const noted = folder.Bytes("error.log");
     EXPECT_NE(noted.find("    in Init of <LogsError> ("), std::string::npos) << noted;
-}
-
-/// The process of which the next test sees only the log.
-TEST(DISABLED_HostChild, Dies)
-{
-    wchar_t folder[1024] = L"";
-    ::GetEnvironmentVariableW(L"XC_HOST_CHILD", folder, 1024);
-    XCApplicationWithPlugIns host(L"host.exe /noconsole /trace:2", {}, false);
-    XCSmartPtr<XCLogSubscriberI> const log(new XCFileLogSubscriber(XCString(folder) + L"\\host.log"));
-    log->SetDesiredLevel(2);
-    XCApplication::GetLogManager().AddSubscriber(log);
-    (void)host.LoadPlugInsFromDirectory(folder);
-}
-
-TEST(Host, AModuleThatTakesTheProcessDownIsTheLastThatTheLogNames)
-{
-    struct Case {
-        char const* module;
-        char const* call;
-    };
-    for (Case const& c : {Case{"dies_main", "LoadLibrary"}, Case{"dies_entry", "GetPlugInObject"}}) {
-        ModuleFolder const folder({"a_report", c.module, "reader"});
-        ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
-        EXPECT_EQ(ChildProcess(ChildProcess::OfTest(L"DISABLED_HostChild.Dies")).Wait(), 66u);
-        std::string const log = ReadFile(folder.path / "host.log");
-        std::string const last =
-            "CALL> " + std::string(c.call) + " of " + std::string(folder.Path().AsUTF8()) + "\\" + c.module + ".osx\n";
-        EXPECT_TRUE(log.ends_with(last)) << log;
-    }
 }
 
 TEST(Host, AContainerBringsItsChildrenAndTakesThemAlongWhenItFails)

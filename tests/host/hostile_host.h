@@ -6,13 +6,6 @@
 
 namespace xc_test {
 
-inline std::wstring EnvironmentValue(wchar_t const* name)
-{
-    wchar_t text[2048] = L"";
-    ::GetEnvironmentVariableW(name, text, 2048);
-    return text;
-}
-
 /// How it ended, its log at level 2, and its error log.
 struct Ended {
     DWORD code;

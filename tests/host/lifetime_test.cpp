@@ -33,6 +33,13 @@ struct QuitAfter {
     XCSmartPtr<XCThread> thread;
 };
 
+/// Whether all threads of the registry have ended in time.
+bool HaveThreadsEnded()
+{
+    for (int i = 0; i < 5000 && !XCThread::GetAllThreadsInfo().empty(); ++i) XCThread::Sleep(1);
+    return XCThread::GetAllThreadsInfo().empty();
+}
+
 TEST(HostLife, AThousandHostsAreAskedToEndAtAnyMoment)
 {
     ModuleFolder const folder({"quick", "reader"});
@@ -88,8 +95,7 @@ TEST(HostLife, APlugInThatIgnoresTheRequestIsNamedAndKeepsWhatItNeeds)
         << said;
     EXPECT_EQ(::GetModuleHandleW(L"a_report.osx"), nullptr);
     door.unlock(); // it ends now, without its host, and fails
-    for (int i = 0; i < 5000 && !XCThread::GetAllThreadsInfo().empty(); ++i) XCThread::Sleep(1);
-    EXPECT_TRUE(XCThread::GetAllThreadsInfo().empty());
+    EXPECT_TRUE(HaveThreadsEnded());
 }
 
 TEST(HostLife, ARequestIsHandedOnOnceAlsoFromAPlugInsOwnThread)
@@ -147,7 +153,7 @@ TEST(HostLife, JobsEndBeforePlugInsLeaveOrKeepThemLoaded)
         EXPECT_EQ(listener->heard.Find(L"stays loaded") != XCString::npos, blocks) << listener->heard.AsUTF8();
         EXPECT_TRUE(!blocks || !XCThread::GetAllThreadsInfo().empty());
         door = true;
-        for (int i = 0; i < 5000 && !XCThread::GetAllThreadsInfo().empty(); ++i) XCThread::Sleep(1);
+        EXPECT_TRUE(HaveThreadsEnded());
         EXPECT_EQ(ended, begun); // the others were cancelled
     }
 }
@@ -172,9 +178,8 @@ TEST(HostLife, AnErrorFromAModuleIsATextOfTheHost)
     {
         XCApplicationWithPlugIns host(L"host /noconsole", ListenerPtr(new Listener), false);
         refused = host.LoadPlugIn(folder.Path() + L"\\refuses.osx", XCApplicationWithPlugIns::kEntryName);
-        EXPECT_EQ(host.LoadPlugIn(folder.Path() + L"\\refuses.osx", L"Elsewhere").AsString().Find(L"Elsewhere") ==
-                      XCString::npos,
-                  false);
+        XCErrorID const missing = host.LoadPlugIn(folder.Path() + L"\\refuses.osx", L"Elsewhere");
+        EXPECT_NE(missing.AsString().Find(L"Elsewhere"), XCString::npos);
     }
     EXPECT_EQ(::GetModuleHandleW(L"refuses.osx"), nullptr);
     EXPECT_EQ(static_cast<int>(refused), 77);

@@ -9,36 +9,32 @@ namespace {
 
 TEST(ListFile, LinesNamesAndWhatIsRefused)
 {
-    struct Case {
-        char const* fault;
-        std::wstring_view text;
-        char const* names; ///< with "|" behind each
-        char const* refused;
-    };
-    constexpr Case kCases[] = {
-        {"line ends", L"a.osx\r\nb.osx\nc.osx\rd.osx", "a.osx|b.osx|c.osx|d.osx|", ""},
-        {"comments and blanks", L"\n ; no\n;a.osx\n\t a b.osx \t\n\n", "a b.osx|", ""},
-        {"a comment is a whole line", L"a;b.osx", "a;b.osx|", ""},
-        {"the order is kept, also of twins", L"z\na\nz", "z|a|z|", ""},
-        {"folders", L"sub\\a.osx\n./a.osx\na..b\\c", "sub\\a.osx|./a.osx|a..b\\c|", ""},
-        {"ways out", L"..\\a\ns/../../a\n\\a\n/a\n.. \\a\n...\\a\n..", "", "..\\a|s/../../a|\\a|/a|.. \\a|...\\a|..|"},
-        {"drives and streams", L"c:a.osx\nc:\\a\na.osx:b", "", "c:a.osx|c:\\a|a.osx:b|"},
-        {"devices of the system", L"CON\nnul.osx\nsub\\aux .x.osx\ncom1\nLPT9.txt\nCOM\u00B2\nconin$\nCLOCK$/x\nprn. .",
-         "", "CON|nul.osx|sub\\aux .x.osx|com1|LPT9.txt|COM\u00B2|conin$|CLOCK$/x|prn. .|"},
-        {"names that begin like a device", L"console.osx\nCOM10\nlpt\nnull\na.con", "console.osx|COM10|lpt|null|a.con|",
-         ""},
-        {"a NUL ends a name early", {L"..\0x\na\0", 7}, "", "..|a|"}, // shown up to it
-        {"nothing", L"", "", ""},
-    };
-    auto const joined = [](std::vector<XCString> const& names) {
+    auto const joined = [](std::vector<XCString> const& names) { // with "|" behind each
         std::string text;
         for (XCString const& name : names) text += std::string(XCString(name.AsWChar()).AsUTF8()) + "|";
         return text;
     };
-    for (Case const& c : kCases) {
-        xc::host::ModuleList const list = xc::host::ReadModuleList(c.text);
-        EXPECT_EQ(joined(list.names), c.names) << c.fault;
-        EXPECT_EQ(joined(list.refused), c.refused) << c.fault;
+    for (auto const& [fault, text, names, refused] : Rows<std::wstring_view, char const*, char const*>{
+             {"line ends", L"a.osx\r\nb.osx\nc.osx\rd.osx", "a.osx|b.osx|c.osx|d.osx|", ""},
+             {"comments and blanks", L"\n ; no\n;a.osx\n\t a b.osx \t\n\n", "a b.osx|", ""},
+             {"a comment is a whole line", L"a;b.osx", "a;b.osx|", ""},
+             {"the order is kept, also of twins", L"z\na\nz", "z|a|z|", ""},
+             {"folders", L"sub\\a.osx\n./a.osx\na..b\\c", "sub\\a.osx|./a.osx|a..b\\c|", ""},
+             {"ways out", L"..\\a\ns/../../a\n\\a\n/a\n.. \\a\n...\\a\n..", "",
+              "..\\a|s/../../a|\\a|/a|.. \\a|...\\a|..|"},
+             {"drives and streams", L"c:a.osx\nc:\\a\na.osx:b", "", "c:a.osx|c:\\a|a.osx:b|"},
+             {"devices of the system",
+              L"CON\nnul.osx\nsub\\aux .x.osx\ncom1\nLPT9.txt\nCOM\u00B2\nconin$\nCLOCK$/x\nprn. .", "",
+              "CON|nul.osx|sub\\aux .x.osx|com1|LPT9.txt|COM\u00B2|conin$|CLOCK$/x|prn. .|"},
+             {"names that begin like a device", L"console.osx\nCOM10\nlpt\nnull\na.con",
+              "console.osx|COM10|lpt|null|a.con|", ""},
+             {"a NUL ends a name early", {L"..\0x\na\0", 7}, "", "..|a|"}, // shown up to it
+             {"nothing", L"", "", ""},
+         })
+    {
+        xc::host::ModuleList const list = xc::host::ReadModuleList(text);
+        EXPECT_EQ(joined(list.names), names) << fault;
+        EXPECT_EQ(joined(list.refused), refused) << fault;
     }
 }
 
@@ -46,26 +42,22 @@ using Graph = std::vector<std::vector<std::size_t>>;
 
 TEST(PlugInOrder, OrdersAndFindsCycles)
 {
-    struct {
-        char const* fault;
-        Graph dependsOn;
-        std::vector<std::size_t> order; // what can never be ready stands at the end
-        Graph cycles;
-    } const rows[] = {
-        {"nothing", {}, {}, {}},
-        {"given order changed without need", {{}, {}, {0}}, {0, 1, 2}, {}},
-        {"chain from the end", {{1}, {2}, {3}, {}}, {3, 2, 1, 0}, {}},
-        {"first that is ready goes first", {{2}, {}, {}, {0}}, {1, 2, 0, 3}, {}},
-        {"two ways to one, and one named twice", {{}, {0, 0}, {0}, {1, 2}}, {0, 1, 2, 3}, {}},
-        {"depends on itself", {{0}, {}}, {1, 0}, {{0}}},
-        {"follower of a cycle counted in", {{1}, {0}, {1}, {}}, {3, 0, 1, 2}, {{0, 1}}},
-        {"two cycles joined to one", {{2}, {3}, {0, 1}, {1}}, {0, 1, 2, 3}, {{0, 2}, {1, 3}}},
-        {"cycles that share an item", {{1}, {2, 0}, {1}}, {0, 1, 2}, {{0, 1, 2}}},
-        {"long way around", {{4}, {0}, {1}, {2}, {3}}, {0, 1, 2, 3, 4}, {{0, 1, 2, 3, 4}}},
-    };
-    for (auto const& row : rows) {
-        EXPECT_EQ(xc::host::OrderByDependency(row.dependsOn), row.order) << row.fault;
-        EXPECT_EQ(xc::host::FindCycles(row.dependsOn), row.cycles) << row.fault;
+    // What can never be ready stands at the end.
+    for (auto const& [fault, dependsOn, order, cycles] : Rows<Graph, std::vector<std::size_t>, Graph>{
+             {"nothing", {}, {}, {}},
+             {"given order changed without need", {{}, {}, {0}}, {0, 1, 2}, {}},
+             {"chain from the end", {{1}, {2}, {3}, {}}, {3, 2, 1, 0}, {}},
+             {"first that is ready goes first", {{2}, {}, {}, {0}}, {1, 2, 0, 3}, {}},
+             {"two ways to one, and one named twice", {{}, {0, 0}, {0}, {1, 2}}, {0, 1, 2, 3}, {}},
+             {"depends on itself", {{0}, {}}, {1, 0}, {{0}}},
+             {"follower of a cycle counted in", {{1}, {0}, {1}, {}}, {3, 0, 1, 2}, {{0, 1}}},
+             {"two cycles joined to one", {{2}, {3}, {0, 1}, {1}}, {0, 1, 2, 3}, {{0, 2}, {1, 3}}},
+             {"cycles that share an item", {{1}, {2, 0}, {1}}, {0, 1, 2}, {{0, 1, 2}}},
+             {"long way around", {{4}, {0}, {1}, {2}, {3}}, {0, 1, 2, 3, 4}, {{0, 1, 2, 3, 4}}},
+         })
+    {
+        EXPECT_EQ(xc::host::OrderByDependency(dependsOn), order) << fault;
+        EXPECT_EQ(xc::host::FindCycles(dependsOn), cycles) << fault;
     }
 }
 

@@ -68,23 +68,18 @@ TEST(ModulePaths, ListsAreFollowedInTheirOrderAndNeverOutOfTheirFolder)
 
 TEST(ModulePaths, ListsInEveryEncodingAndOneThatAnotherProgramHolds)
 {
-    struct Case {
-        char const* encoding;
-        std::string_view bytes;
-        wchar_t const* said;
-    };
-    Case const cases[] = {
-        {"UTF-16", {"\xFF\xFEr\0e\0a\0d\0e\0r\0.\0o\0s\0x\0", 22}, kReaderDone},
-        {"the ANSI code page", "; \xE9\nreader.osx", kReaderDone},
-        {"half a unit",
-         {"\xFF\xFEr\0e", 5},
-         L"ERR> ***The plug-ins list file @\\osx.lst is no text in its encoding.\n"},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.encoding);
+    for (auto const& [encoding, bytes, said] : Rows<std::string_view, wchar_t const*>{
+             {"UTF-16", {"\xFF\xFEr\0e\0a\0d\0e\0r\0.\0o\0s\0x\0", 22}, kReaderDone},
+             {"the ANSI code page", "; \xE9\nreader.osx", kReaderDone},
+             {"half a unit",
+              {"\xFF\xFEr\0e", 5},
+              L"ERR> ***The plug-ins list file @\\osx.lst is no text in its encoding.\n"},
+         })
+    {
+        SCOPED_TRACE(encoding);
         ModuleFolder const folder({"reader"});
-        folder.Write("osx.lst", c.bytes);
-        ExpectSaid(Session(folder), c.said);
+        folder.Write("osx.lst", bytes);
+        ExpectSaid(Session(folder), said);
     }
     ModuleFolder const folder({"reader"});
     folder.Write("osx.lst", "reader.osx");

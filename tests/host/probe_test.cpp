@@ -1,5 +1,7 @@
-// Probes: what a child does to itself, and what the system answers where this one has nothing to say.
-#include "host/hostile_host.h"
+// Probes: what the system answers where this one has nothing to say. What modules do to a child is seen in hostile_test.
+#include "prelude.h"
+
+#include <windows.h>
 
 #include "app/host/Probe.h"
 
@@ -7,27 +9,6 @@ namespace {
 
 using namespace xc_test;
 using xc::host::ProbeResult;
-
-TEST(Probe, AModuleThatFailsInTheChildIsRefusedInOneLine)
-{
-    for (auto const& [module, why] : Table<char const*, std::string>{
-             {"hostile_exit_main", "ends the process with exit code 7, in LoadLibrary\n"},
-             {"hostile_throw_entry", "planned fault, in GetPlugInObject\n"},
-             {"hostile_abort_entry", "ends the process with exit code 3, in GetPlugInObject\n"},
-             {"hostile_grow_entry", "takes more than 512 MB, in GetPlugInObject\n"},
-             {"hostile_overflow_entry", ", in GetPlugInObject\n"},
-             {"no_entry", "no entry point GetPlugInObject, in LoadLibrary\n"},
-             {"null_entry", "no plug-in, in GetPlugInObject\n"},
-         })
-    {
-        SCOPED_TRACE(module);
-        Ended const ended = RunHostile(ModuleFolder({"reader", module}), L"/probe:6000");
-        EXPECT_EQ(ended.code, 0u);
-        std::size_t const at = ended.log.find(std::string(module) + ".osx is refused by its probe: ");
-        EXPECT_NE(ended.log.substr(at, ended.log.find('\n', at) + 1 - at).find(why), std::string::npos) << ended.log;
-        EXPECT_NE(ended.log.find(">>>> Unloading <Reader>..."), std::string::npos) << ended.log;
-    }
-}
 
 /// A system that limits jobs, or does not start them.
 struct FakeSteps final : xc::host::ProbeSteps {

@@ -92,6 +92,13 @@ TEST_F(QuarantineRun, AGoodRunTakesSuspicionsBackAndNothingWrittenIsNoHindrance)
     std::string const path = (folder.path / "reader.osx").string();
     file.Write("q.txt",
                "XelbrinCore quarantine 1\nsuspected\ta,b\t1\t1\t2026-11-22 04:12:09\tabort\t" + path + "\nrubbish\n");
+    ListenerPtr const listener(new Listener);
+    {
+        XCApplicationWithPlugIns asked(L"host.exe /noconsole /quarantineList", listener, false);
+        EXPECT_TRUE(asked.SetQuarantine(file.Path("q.txt")).Good());
+        EXPECT_EQ(asked.LoadAndRun(), 0);
+    }
+    EXPECT_NE(listener->heard.Find(L"reader.osx: suspected (2), loaded; 2026-11-22 04:12:09 abort\n"), XCString::npos);
     Session const good(folder, {}, [&](auto& host) {
         EXPECT_TRUE(host.SetQuarantine(file.Path("q.txt")).Good());
         ASSERT_EQ(host.GetQuarantine().size(), 1u);

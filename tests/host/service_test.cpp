@@ -8,6 +8,7 @@
 #include "app/host/EndSignal.h"
 #include "app/host/ServiceCommand.h"
 #include "app/host/ServiceSession.h"
+#include "win32/SystemFunction.h"
 
 namespace {
 
@@ -49,15 +50,12 @@ TEST(EndSignal, EveryCauseIsTheSameRequest)
 /// A program with windows whose session ends: it ends in time with 5, or never.
 TEST(DISABLED_SessionChild, Ends)
 {
-    wchar_t log[1024] = L"";
-    ::GetEnvironmentVariableW(L"XC_SESSION_LOG", log, 1024);
     HMODULE const user = ::LoadLibraryW(L"user32.dll");
     XCApplication const application(XCString(L"child"), ListenerPtr(new Listener));
-    XCException::SetErrorLogPath(XCString(log));
-    auto const find = reinterpret_cast<HWND(WINAPI*)(LPCWSTR, LPCWSTR)>(
-        reinterpret_cast<void*>(::GetProcAddress(user, "FindWindowW")));
-    auto const post = reinterpret_cast<BOOL(WINAPI*)(HWND, UINT, WPARAM, LPARAM)>(
-        reinterpret_cast<void*>(::GetProcAddress(user, "PostMessageW")));
+    XCException::SetErrorLogPath(XCString(EnvironmentValue(L"XC_SESSION_LOG")));
+    using xc::win32::SystemFunction;
+    auto const find = SystemFunction<HWND(WINAPI*)(LPCWSTR, LPCWSTR)>(user, "FindWindowW");
+    auto const post = SystemFunction<BOOL(WINAPI*)(HWND, UINT, WPARAM, LPARAM)>(user, "PostMessageW");
     HWND window = nullptr; // made on a thread of its own
     for (int i = 0; i < 100 && !(window = find(L"XelbrinCoreSessionEnd", nullptr)); ++i) ::Sleep(20);
     if (!window) ::ExitProcess(7);

@@ -1,6 +1,7 @@
 // Names and lines from the tables of a module's file.
 #include "prelude.h"
 #include "win32/CoffImage.h"
+#include "win32/DebugLink.h"
 #include "win32/FunctionName.h"
 #include "win32/LineTable.h"
 
@@ -75,6 +76,22 @@ TEST(LineTable, FindsLinesOfEveryVersionAndSurvivesCuts)
             EXPECT_LE(FindLineRanges(cut).size(), 1u);
             EXPECT_FALSE(CoffImage(cut).HasSymbols());
         }
+    }
+}
+
+TEST(DebugLink, NamesAFileInTheModulesFolder)
+{
+    Rows<std::string, std::string> const rows = {
+        {"zeros before the checksum", std::string("a.debug\0\x26\x39\xF4\xCB", 12), "a.debug"},
+        {"up to a multiple of four", std::string("a.dbg\0\0\0\x26\x39\xF4\xCB", 12), "a.dbg"},
+        {"another folder", std::string("..\\a.d\0\x26\x39\xF4\xCB", 12), ""},
+        {"cut", std::string("a.debug\0\x26\x39\xF4", 11), ""},
+        {"without an end", "a.debug", ""},
+    };
+    for (auto const& [fault, section, file] : rows) {
+        DebugLink const link = ReadDebugLink(section);
+        EXPECT_EQ(link.file, file) << fault;
+        EXPECT_TRUE(file.empty() || link.checksum == DebugChecksum(DebugChecksum(0, "1"), "23456789")) << fault;
     }
 }
 

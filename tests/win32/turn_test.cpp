@@ -1,8 +1,11 @@
 // Turns at one file: a slow holder is waited for, a dead one is succeeded.
 #include "prelude.h"
 #include "win32/AppendTurn.h"
+#include "win32/BareFile.h"
 #include "win32/File.h"
 
+#include <fstream>
+#include <sstream>
 #include <windows.h>
 
 namespace {
@@ -20,6 +23,21 @@ struct Turn {
     File file;
     AppendTurn turn;
 };
+
+TEST(BareFile, AppendsWithoutTheHeap)
+{
+    BareFile file;
+    file.Append("nowhere yet");
+    file.Prepare(SystemPath(L"bare.txt"));
+    ASSERT_TRUE(::HeapLock(::GetProcessHeap()));
+    file.Append("one\n");
+    file.Append("two\n");
+    ::HeapUnlock(::GetProcessHeap());
+    std::ostringstream text;
+    text << std::ifstream("bare.txt", std::ios::binary).rdbuf();
+    EXPECT_EQ(text.str(), "one\ntwo\n");
+    EXPECT_EQ(std::remove("bare.txt"), 0);
+}
 
 TEST(AppendTurn, OnlyADeadHolderIsSucceeded)
 {

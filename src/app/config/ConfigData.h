@@ -159,11 +159,11 @@ public:
     [[nodiscard]] LineTexts const* OwnTexts() const noexcept { return m_texts; }
     /// The texts in their own block, which is made when there is none.
     [[nodiscard]] LineTexts& Texts() { return !IsPart() && m_texts ? *m_texts : MakeTexts(); }
-    /// Key or value as a string. The block is made when one is asked for again: a program that reads every line once needs
-    /// the strings for a moment, one that keeps asking shares them.
+    /// Key or value as a string. The block is made when one is asked for often: a string costs a quarter of what the block
+    /// does with its own, so that whoever walks over all values a few times pays for none, and nobody pays twice the least.
     [[nodiscard]] XCString String(LazyText LineTexts::*text)
     {
-        if (!HasTexts() || IsFirstAsk(text)) return XCString(text == &LineTexts::key ? Key() : Value());
+        if (!HasTexts() || IsSeldomAsked(text)) return XCString(text == &LineTexts::key ? Key() : Value());
         return (Texts().*text).AsString();
     }
     /// Takes the texts over; both lines go on knowing where they were read. @throws std::bad_alloc with no change.
@@ -177,14 +177,15 @@ public:
 
 private:
     static constexpr std::uint32_t kOwn = 0xFFFFFFFF;
-    // Marks beside the units of the gap.
-    static constexpr std::uint16_t kMostGap = 0x3FFF, kKeyAsked = 0x4000, kValueAsked = 0x8000;
+    // How often each was asked for, up to 3 times, beside the units of the gap.
+    static constexpr std::uint16_t kMostGap = 0x0FFF, kKeyAsk = 0x1000, kValueAsk = 0x4000, kMostAsks = 3;
 
-    [[nodiscard]] bool IsFirstAsk(LazyText LineTexts::*text) noexcept
+    [[nodiscard]] bool IsSeldomAsked(LazyText LineTexts::*text) noexcept
     {
-        std::uint16_t const mark = text == &LineTexts::key ? kKeyAsked : kValueAsked;
-        if (!IsPart() || (m_part.gap & mark) != 0) return false;
-        m_part.gap = static_cast<std::uint16_t>(m_part.gap | mark);
+        std::uint16_t const ask = text == &LineTexts::key ? kKeyAsk : kValueAsk;
+        std::uint16_t const most = ask * kMostAsks;
+        if (!IsPart() || (m_part.gap & most) == most) return false;
+        m_part.gap = static_cast<std::uint16_t>(m_part.gap + ask);
         return true;
     }
     [[nodiscard]] bool HasTexts() const noexcept { return IsPart() || m_texts; }

@@ -83,6 +83,17 @@ void xc::config::LazyComments::MakeList() const
     m_part = {};
 }
 
+namespace {
+
+/// Never destroyed: destructors of static objects read configurations.
+XCConfigComments const& NoComments()
+{
+    static XCConfigComments const& none = *new XCConfigComments;
+    return none;
+}
+
+} // namespace
+
 // Edit makes a list even where there was no comment, since the caller may add one. AsList must not: looking at the
 // comments of every line would then cost an allocation each, so all empty ones share one list.
 XCConfigComments& xc::config::LazyComments::Edit()
@@ -93,8 +104,7 @@ XCConfigComments& xc::config::LazyComments::Edit()
 
 XCConfigComments const& xc::config::LazyComments::AsList() const
 {
-    static XCConfigComments const none;
-    if (!m_list && m_part.empty()) return none;
+    if (!m_list && m_part.empty()) return NoComments();
     MakeList();
     return *m_list;
 }
@@ -283,10 +293,9 @@ XCConfigComments& XCConfigLine::GetComments()
 // A line without texts of its own gets none for being looked at: most have no comments.
 XCConfigComments const& XCConfigLine::GetComments() const
 {
-    static XCConfigComments const none;
     XCConfigLock const lock(*this);
     LineData& data = Access::Of(const_cast<XCConfigLine&>(*this));
-    if (data.IsPart() ? data.CommentPart().empty() : !data.OwnTexts()) return none;
+    if (data.IsPart() ? data.CommentPart().empty() : !data.OwnTexts()) return NoComments();
     return data.Texts().comments.AsList();
 }
 

@@ -68,6 +68,9 @@ void XCApplicationWithPlugIns::SetProbeAsAsked()
     XCProbeOptions options;
     int const milliseconds = GetCmdLine().GetArg(L"probe", static_cast<int>(options.timeoutMs));
     if (milliseconds > 0) options.timeoutMs = static_cast<unsigned int>(milliseconds);
+    // On all the same: who asks for a probe wants its protection more than this number.
+    else if (!GetCmdLine().GetArg(L"probe").IsNull())
+        PrintError(L"/probe names no number of milliseconds");
     SetProbe(options);
 }
 
@@ -98,7 +101,9 @@ XCErrorID XCApplicationWithPlugIns::CheckAllowed(std::wstring const& path, XCStr
     }
     if (why.IsNull() && m_host->probe) {
         std::unique_ptr<xc::host::ProbeSteps> const steps = xc::host::SystemProbeSteps();
-        why = xc::host::WhyRefused(xc::host::Probe(path, entryName, *m_host->probe, *steps), *m_host->probe);
+        std::vector<xc::win32::SystemPath> folders;
+        if (m_host->policy) folders = m_host->policy->Folders();
+        why = xc::host::WhyRefused(xc::host::Probe(path, entryName, *m_host->probe, *steps, folders), *m_host->probe);
         if (!why.IsNull()) why = L"is refused by its probe: " + why;
     }
     if (why.IsNull()) return XCErrorID::Success;

@@ -3,7 +3,8 @@
 // The child is this very program with its own command line: what it is made of, its configuration and its search path
 // are those that the module will meet. The order comes in a variable of its environment; the constructor of the host
 // finds it, carries it out before anything else of the host, and ends the process. A host is there meanwhile, since a
-// module may ask for it in its constructors.
+// module may ask for it in its constructors. The policy of the parent's host is not set there yet, so the order names its
+// folders: a library that the parent has loaded is not judged, and the child must not find another one of its name.
 //
 // What the child has come to stands in a page of memory that both share, so that it is known whatever ends the child:
 // a pipe would lose what its writer had not written yet. The page has a name of the session, and nothing is inherited.
@@ -11,6 +12,7 @@
 #include "app/host/Probe.h"
 
 #include <XelbrinCore/XCApplication.h>
+#include <XelbrinCore/XCStringParts.h>
 
 #include "app/host/PlugInList.h"
 #include "errors/Sealed.h"
@@ -19,6 +21,7 @@
 #include "text/Visible.h"
 #include "win32/Clock.h"
 #include "win32/LastError.h"
+#include "win32/Module.h"
 #include "win32/Process.h"
 #include "win32/UniqueHandle.h"
 
@@ -120,6 +123,11 @@ End WaitFor(ProbeSteps& steps, Page const& page, XCProbeOptions const& options)
 
 // In the child -----------------------------------------------------------------------------------------------------
 
+struct Order {
+    std::wstring path, entryName;
+    std::vector<win32::SystemPath> folders; ///< none: the search is wide
+};
+
 /// One call of the order. Ends the process when it fails.
 template <class F>
 void Step(SharedPage const& page, std::wstring_view call, F&& body)
@@ -133,26 +141,36 @@ void Step(SharedPage const& page, std::wstring_view call, F&& body)
     win32::EndProcessNow(1);
 }
 
-void CarryOut(SharedPage const& page, std::wstring const& path, std::wstring const& entryName,
-              ModuleSet::LeftBehind leftBehind)
+XCErrorID NarrowSearch(std::vector<win32::SystemPath> const& folders, ModuleSet& modules)
+{
+    if (folders.empty()) return {};
+    win32::SystemPath failed;
+    if (unsigned long const error = win32::RestrictSearch(folders, failed); error != 0)
+        return errors::PlugInFailure(errors::SystemFailure(failed.Text(), error));
+    modules.RestrictSearch();
+    return {};
+}
+
+void CarryOut(SharedPage const& page, Order const& order, ModuleSet::LeftBehind leftBehind)
 {
     using EntryPoint = XCPlugIn*();
     // The host's own set: a module that has left a thread behind is not unloaded under it, here as there.
     ModuleSet modules(leftBehind);
     ModuleSet::Loaded one;
-    one.path = text::Visible(path);
+    one.path = text::Visible(order.path);
     XCSmartPtr<XCPlugIn> plugIn;
     EntryPoint* entry = nullptr;
     page->stage = Stage::Working;
+    Step(page, L"SetLoadPolicy", [&] { return NarrowSearch(order.folders, modules); });
     Step(page, L"LoadLibrary", [&]() -> XCErrorID {
-        modules.Open(path, one);
+        modules.Open(order.path, one);
         if (!one.module) return errors::PlugInFailure(errors::SystemWords(win32::LastError(), one.path.View()));
         std::string narrow;
-        text::AppendUtf8(narrow, entryName);
+        text::AppendUtf8(narrow, order.entryName);
         entry = reinterpret_cast<EntryPoint*>(one.module.Find(narrow.c_str()));
-        return entry ? XCErrorID() : errors::PlugInFailure(L"no entry point " + XCString(entryName));
+        return entry ? XCErrorID() : errors::PlugInFailure(L"no entry point " + XCString(order.entryName));
     });
-    Step(page, entryName, [&]() -> XCErrorID {
+    Step(page, order.entryName, [&]() -> XCErrorID {
         plugIn = entry();
         return plugIn.IsNull() ? errors::PlugInFailure(L"no plug-in") : XCErrorID();
     });
@@ -166,7 +184,8 @@ void CarryOut(SharedPage const& page, std::wstring const& path, std::wstring con
 
 } // namespace
 
-ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOptions const& options, ProbeSteps& steps)
+ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOptions const& options, ProbeSteps& steps,
+                  std::vector<win32::SystemPath> const& folders)
 {
     std::wstring const name = NewPageName();
     SharedPage const page(name, true);
@@ -178,7 +197,8 @@ ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOp
         return result;
     }
     // "|" is in no name of a file.
-    std::wstring const order = std::wstring(kOrder) + L"=" + name + L"|" + path + L"|" + std::wstring(entryName.View());
+    std::wstring order = std::wstring(kOrder) + L"=" + name + L"|" + path + L"|" + std::wstring(entryName.View());
+    for (win32::SystemPath const& folder : folders) order += L"|" + folder.Text();
     std::wstring const command = options.commandLine.IsNull() ? ::GetCommandLineW() : options.commandLine.AsWChar();
     result.exitCode = steps.Start(command, order, options.memoryBytes);
     result.end = result.exitCode != 0 ? End::NotStarted : WaitFor(steps, *page.operator->(), options);
@@ -195,20 +215,21 @@ ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOp
 
 void RunProbeIfAsked(void* module, ModuleSet::LeftBehind leftBehind)
 {
-    std::optional<std::wstring> const order = win32::ReadEnvironment(kOrder);
-    if (!order) return;
+    std::optional<std::wstring> const given = win32::ReadEnvironment(kOrder);
+    if (!given) return;
     // Taken away first: neither the host below nor programs that the module starts are asked.
     ::SetEnvironmentVariableW(kOrder, nullptr);
-    std::size_t const path = order->find(L'|');
-    std::size_t const entry = order->rfind(L'|');
-    if (entry == path) return;
-    SharedPage const page(order->substr(0, path), false);
+    std::vector<std::wstring_view> const parts = XCSplitViews(*given, L"|");
+    if (parts.size() < 3) return;
+    SharedPage const page{std::wstring(parts[0]), false};
     if (!page) return; // of a parent that is gone
     // A fault ends the process, and shows no box that nobody would close.
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     {
         XCApplicationWithPlugIns const host(XCString(L"probe /noconsole"), {}, false, module);
-        CarryOut(page, order->substr(path + 1, entry - path - 1), order->substr(entry + 1), leftBehind);
+        Order order{std::wstring(parts[1]), std::wstring(parts[2]), {}};
+        for (std::size_t i = 3; i < parts.size(); ++i) order.folders.emplace_back(parts[i]);
+        CarryOut(page, order, leftBehind);
     }
     win32::EndProcessNow(0);
 }

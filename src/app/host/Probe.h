@@ -5,10 +5,12 @@
 #include <XelbrinCore/XCString.h>
 
 #include "app/host/ModuleSet.h"
+#include "win32/SystemPath.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace xc::host {
 
@@ -52,9 +54,9 @@ public:
 std::unique_ptr<ProbeSteps> SystemProbeSteps();
 
 /// Loads a module in a child, asks for its plug-in and the facts of that, and unloads it. Returns within twice the time
-/// limit, whatever the module does.
-ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOptions const& options,
-                  ProbeSteps& steps);
+/// limit, whatever the module does. @param folders to which the child narrows its search for libraries; none: it is wide.
+ProbeResult Probe(std::wstring const& path, XCString const& entryName, XCProbeOptions const& options, ProbeSteps& steps,
+                  std::vector<win32::SystemPath> const& folders = {});
 
 /// In a child: carries the order out and ends the process. Elsewhere nothing. @param module as of the application.
 void RunProbeIfAsked(void* module, ModuleSet::LeftBehind leftBehind);

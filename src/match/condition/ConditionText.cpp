@@ -87,6 +87,7 @@ bool XCCondition::AssignOperatorFromStr(bool& isRegex, XCString const& text)
 bool XCCondition::AssignSuppliedValueFromStr(bool isRegex, XCString const& text)
 {
     bool const quoted = IsQuoted(text);
+    // What stands in quotes is text whatever it spells, and a pattern is text without them, too.
     if (isRegex || quoted) {
         AssignXCString(quoted ? Unquoted(text) : text);
         return !isRegex || AsRegExp();
@@ -108,6 +109,7 @@ bool XCCondition::AssignDateFromStr(XCString const& text)
     std::wstring_view inside = text;
     if (!sysDate) inside.remove_prefix(kToDateOpen.size());
     std::size_t const close = inside.find(L')');
+    // Nothing may follow the parenthesis: half a date would be taken for a whole one.
     bool const closed = sysDate || (close != std::wstring_view::npos && close + 1 == inside.size());
     XCDateTime date;
     if (!closed || !date.FromString(XCString(inside.substr(0, close)), L"%Y/%m/%d %H:%M:%S")) {
@@ -128,6 +130,7 @@ bool XCCondition::PostAssignSuppliedValue()
 void XCCondition::GetFieldName(XCString& text) const
 {
     std::wstring_view const name = m_fieldName;
+    // Only what the reader would take for something else is quoted: people read and edit these texts.
     bool const plain = !name.empty() && name.find_first_of(L" \t()\"") == std::wstring_view::npos &&
                        !xc::condition::IsLinkWord(name) && !name.starts_with(L"@@");
     text = plain ? m_fieldName : Quoted(name);

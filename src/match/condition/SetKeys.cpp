@@ -74,6 +74,7 @@ void FieldKeys::Add(XCConditionValue const& value, std::uint32_t number)
 
 void FieldKeys::Candidates(XCConditionValue const& value, Numbers& numbers) const
 {
+    // All that could equal the value, and some that do not: the evaluation decides.
     if (value.IsNull()) return; // a missing field equals NULL alone, which is no key
     if (!m_integers.empty())
         if (std::optional<std::int64_t> const integer = IntegerOf(value)) AppendOf(m_integers, *integer, numbers);
@@ -87,6 +88,7 @@ XCCondition const* DemandOf(XCCondition const& root)
 {
     for (XCCondition const* node = &root; node && !node->HasOr();) {
         if (IsKey(*node)) return node;
+        // Any of the list would do; the first found is taken, since nothing tells which value is the rarest.
         XCCondition const* last = nullptr;
         for (XCCondition::LinkedCond const& sub : node->GetSubConditionV()) {
             last = sub.condition.GetPtr();

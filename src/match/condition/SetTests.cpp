@@ -1,6 +1,13 @@
-// Shared comparisons: see the header. Two comparisons are one when field, operator and value are spelled alike in the
-// native form, which keeps every value exactly. Those of derived classes may compare in any way: each stays alone and
-// is asked by its OnEvaluate.
+// The comparisons of a set of conditions, each made at most once for a record.
+//
+// Rules are written by people, so that a thousand of them hold a few dozen different comparisons. Two comparisons are one
+// when field, operator and value are spelled alike in the native form, which keeps every value exactly. Those of derived
+// classes may compare in any way: each stays alone and is asked by its OnEvaluate.
+//
+// What was found out about a record must be forgotten for the next one. Wiping it would cost as much as the set is large,
+// while a record touches a few comparisons: so each answer carries the number of the turn in which it was found, and only
+// answers of the present turn count. Cost: a comparison of two numbers for each answer that is known; adding hashes the
+// spelled comparison. Invariant: no turn in memory is above the present one; when the numbers run out, all is wiped once.
 #include "match/condition/SetTests.h"
 
 #include <algorithm>
@@ -33,6 +40,7 @@ std::uint32_t SetTests::FieldOf(XCCondition const& comparison)
     XCString const& name = comparison.GetFieldName();
     auto const next = static_cast<std::uint32_t>(m_fields.size());
     if (auto const found = m_fieldsByName.find(name); found != m_fieldsByName.end()) return found->second;
+    // Bound already: all comparisons of a set belong to its schema.
     m_fields.push_back({name, comparison.m_fieldIndex, {}});
     m_fieldsByName.emplace(name, next);
     return next;
@@ -66,6 +74,7 @@ void SetTests::AddKey(XCCondition const& demand, std::uint32_t number)
 
 XCConditionValue const& SetTests::Value(std::uint32_t field, XCConditionParams const& record, SetMemory& memory) const
 {
+    // A source may have to work for a field, and may answer otherwise the next time: it is asked once a record.
     SetMemory::Field& known = memory.fields[field];
     if (known.turn == memory.turn) return known.value;
     Field const& asked = m_fields[field];

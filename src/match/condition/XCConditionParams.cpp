@@ -30,9 +30,16 @@ XCConditionSchema::~XCConditionSchema() = default;
 
 std::size_t XCConditionSchema::Add(XCString const& name)
 {
-    auto const [place, isNew] = m_positions.try_emplace(name, m_names.size());
-    if (isNew) m_names.push_back(name);
-    return place->second;
+    if (std::size_t const known = Find(name); known != npos) return known;
+    // A name without a position can be taken back. A position without a name would be given to the next name as well.
+    m_names.push_back(name);
+    try {
+        m_positions.emplace(name, m_names.size() - 1);
+    } catch (...) {
+        m_names.pop_back();
+        throw;
+    }
+    return m_names.size() - 1;
 }
 
 std::size_t XCConditionSchema::Find(XCString const& name) const noexcept

@@ -122,10 +122,12 @@ void XCConditionSet::Inside::FlattenList(XCCondition const& condition, std::uint
 void XCConditionSet::Inside::Run(XCConditionParams const& record, SetMemory& memory, Numbers& met, bool onlyFirst) const
 {
     met.clear();
+    // From here on nothing of the record before counts, and nothing of another set that used this memory.
     tests.Begin(memory);
     Numbers& candidates = memory.candidates;
     tests.Candidates(record, memory);
     candidates.insert(candidates.end(), always.begin(), always.end());
+    // In the order of adding: it is the order of the answer, and the priority where only the first one is wanted.
     std::sort(candidates.begin(), candidates.end());
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     FlatTree const tree{tests, nodes.data(), subs.data(), record, memory};

@@ -49,11 +49,17 @@ __attribute__((noinline)) void DamagesTheHeap()
     for (std::size_t size = 16;; size += 16) (void)::HeapAlloc(::GetProcessHeap(), 0, size); // until it is noticed
 }
 
+void OnOwnThread(LPTHREAD_START_ROUTINE body)
+{
+    ::CloseHandle(::CreateThread(nullptr, 0, body, nullptr, 0, nullptr));
+}
+
 void Misbehave(std::wstring const& fault)
 {
     if (fault == L"hang") HangsHere();
     if (fault == L"crash") *static_cast<int volatile*>(nullptr) = 1; // NOLINT(clang-analyzer-core.NullDereference)
     if (fault == L"exit") ::ExitProcess(7);
+    if (fault == L"kill") ::TerminateProcess(::GetCurrentProcess(), 66); // nothing is written out after this
     if (fault == L"throw") throw std::runtime_error("planned fault");
     if (fault == L"abort") std::abort();
     if (fault == L"overflow") Overflows(0);
@@ -68,22 +74,8 @@ void Misbehave(std::wstring const& fault)
         for (std::size_t mib = 0; mib < 2048; mib += 4, ::Sleep(1)) // as a leak does: a piece at a time, and used
             if (void* const piece = ::VirtualAlloc(nullptr, 4u << 20, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE))
                 std::memset(piece, 1, 4u << 20);
-    if (fault == L"stray")
-        ::CloseHandle(::CreateThread(
-            nullptr, 0,
-            [](void*) -> DWORD {
-                Misbehave(L"crash");
-                return 0;
-            },
-            nullptr, 0, nullptr));
-    if (fault == L"left")
-        ::CloseHandle(::CreateThread(
-            nullptr, 0,
-            [](void*) -> DWORD {
-                HangsHere();
-                return 0;
-            },
-            nullptr, 0, nullptr));
+    if (fault == L"stray") OnOwnThread([](void*) -> DWORD { return Misbehave(L"crash"), 0; });
+    if (fault == L"left") OnOwnThread([](void*) -> DWORD { return HangsHere(), 0; });
 }
 
 void At(wchar_t const* place)

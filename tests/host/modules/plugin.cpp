@@ -30,7 +30,6 @@ constexpr Role kRoles[] = {
     {L"cycle_a", L"CycleA", 6, 7, Plain},
     {L"cycle_b", L"CycleB", 7, 6, Plain},
     {L"null_entry", L"Null", 8, 0, Plain, "null entry"},
-    {L"throws_entry", L"ThrowsEntry", 9, 0, Plain, "entry"},
     {L"throws_name", L"ThrowsName", 10, 0, Plain, "name"},
     {L"throws_init", L"ThrowsInit", 11, 0, Plain, "init"},
     {L"throws_run", L"ThrowsRun", 12, 0, Runs, "run"},
@@ -45,8 +44,6 @@ constexpr Role kRoles[] = {
     {L"ends_thread", L"EndsThread", 26, 0, Threaded, "ends thread"},
     {L"forger", L"Forger>...\n>>>> Faked\x1B[2J\x9B\u202E", 27, 0, Plain, "refuses"},
     {L"logs_error", L"LogsError", 28, 0, Plain, "logs error"},
-    {L"dies_main", L"DiesMain", 29, 0, Plain, "dies in main"},
-    {L"dies_entry", L"DiesEntry", 30, 0, Plain, "dies in entry"},
     {L"stubborn", L"Stubborn", 20, 2, Threaded, "ignores exit"},
     {L"quick", L"Quick", 21, 1, Threaded, "at once"},
     {L"container", L"Container", 22, 0, Container},
@@ -83,18 +80,6 @@ constexpr XCGuid IdOf(unsigned int number)
 void ThrowIf(std::string_view fault)
 {
     if (fault == Me().fault) throw std::runtime_error("planned fault");
-}
-
-/// By an access to address 0, where the system would ask a debugger at length; or without further words.
-void DieIf(std::string_view fault)
-{
-    if (fault != Me().fault) return;
-    ::SetErrorMode(SEM_NOGPFAULTERRORBOX);
-    ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG {
-        ::TerminateProcess(::GetCurrentProcess(), 66);
-        return 0;
-    });
-    *static_cast<int volatile*>(nullptr) = 1; // NOLINT(clang-analyzer-core.NullDereference)
 }
 
 void Say(XCString const& text)
@@ -248,8 +233,6 @@ public:
 
 extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 {
-    ThrowIf("entry");
-    DieIf("dies in entry");
     if (Me().fault == "null entry") return nullptr;
     switch (Me().kind) {
     case Runs: return new RunningPlugIn;
@@ -257,10 +240,4 @@ extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
     case Container: return new ContainerPlugIn;
     default: return new TestPlugIn<XCPlugIn>;
     }
-}
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
-{
-    if (reason == DLL_PROCESS_ATTACH && Me().fault == "dies in main") ::TerminateProcess(::GetCurrentProcess(), 66);
-    return TRUE;
 }
