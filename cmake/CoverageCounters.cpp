@@ -3,8 +3,9 @@
 // Counters are written when a process ends in order. A host that ends in spite of a module that hangs, and a process that
 // its own fault handlers end, do it by TerminateProcess: what they reached until then would not count. So the beginning
 // of that function is replaced by a jump to one that writes them first, on a thread that is waited for a short while: the
-// process may hold the heap or the loader, and its end must not hang. Each writes to a folder of its own, with a file
-// "whole" at the end: a process that is killed meanwhile would leave half a file, and nothing more could be added to it.
+// process may hold the heap or the loader, and its end must not hang. On a heap that a module has damaged nothing is
+// written. Each writes to a folder of its own, with a file "whole" at the end: a process that is killed meanwhile would
+// leave half a file, and nothing more could be added to it.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,7 @@ char g_folders[1024]; // read at the beginning: at the end the heap may be damag
 
 DWORD WINAPI WriteCounters(void*)
 {
+    if (!::HeapValidate(::GetProcessHeap(), 0, nullptr)) return 1;
     // With the time: numbers of processes come again.
     std::string const folder =
         g_folders + ("/" + std::to_string(::GetCurrentProcessId())) + "-" + std::to_string(::GetTickCount64());

@@ -37,13 +37,14 @@ make_prefix() {
     printf disable >"$prefix/.update-timestamp" # the system's own installation script never runs here
     for f in ntdll kernel32 kernelbase msvcrt ucrtbase advapi32 sechost rpcrt4 ole32 combase coml2 oleaut32 user32 \
         gdi32 win32u version dbghelp setupapi shell32 shlwapi shcore ws2_32 mswsock iphlpapi nsi dnsapi bcrypt bcryptprimitives \
-        cfgmgr32 userenv psapi imm32 zlib1 tzres atl100 normaliz comctl32 cryptbase; do
+        cfgmgr32 userenv psapi imm32 zlib1 tzres atl100 normaliz comctl32 cryptbase wintrust crypt32 imagehlp; do
         [ ! -f "$builtin/$f.dll" ] || cp "$builtin/$f.dll" "$system32/"
     done
     for f in rundll32 conhost cmd services explorer wineboot start winedbg winedevice svchost plugplay rpcss; do
         [ ! -f "$builtin/$f.exe" ] || cp "$builtin/$f.exe" "$system32/"
     done
-    # kernelbase.dll carries the registry script with all time zones (it needs atl100).
+    # kernelbase.dll carries the registry script with all time zones (it needs atl100); wintrust.dll judges signatures
+    # only when it is registered.
     cat >"$prefix/mini.inf" <<'INF'
 [version]
 signature="$CHICAGO$"
@@ -51,8 +52,11 @@ signature="$CHICAGO$"
 WineFakeDlls=Fake
 CopyFiles=Nls,Sort
 AddReg=Reg
+RegisterDlls=Trust
 [Fake]
 11,,kernelbase.dll
+[Trust]
+11,,wintrust.dll,1
 [Reg]
 HKLM,System\CurrentControlSet\Control\Session Manager\Environment,"PATH",0x00020002,"%SystemRoot%\system32;%SystemRoot%"
 HKLM,System\CurrentControlSet\Control\Session Manager\Environment,"ComSpec",0x00020000,"%SystemRoot%\system32\cmd.exe"

@@ -59,7 +59,7 @@ def main():
               f"`{source[gap.file][gap.first - 1].strip()[:80].replace('|', chr(92) + '|')}` |" for gap in largest]
     about = (f"What the tests of the Windows build reach, measured on {datetime.date.today()} by `make coverage` (some "
              "minutes). Branches that only exceptions take are not counted, and neither is what a process reaches "
-             "that another one ends by force, or that holds the heap at its end.")
+             "that another one ends by force, or whose heap is held or damaged at its end.")
     page = ["# Coverage", "", textwrap.fill(about, 120), "",
             "| room | lines reached | | branches reached | |", "|---|---|---|---|---|", *table, "",
             "## The largest stretches that no test reaches", "",

@@ -7,6 +7,7 @@
 #include "errors/Plain.h"
 #include "errors/TestModule.h"
 #include "prelude.h"
+#include "scratch_files.h"
 
 namespace {
 
@@ -39,6 +40,25 @@ TEST(XCException, StackNamesHostAndModule)
     EXPECT_EQ(module.find("errors_module.osx!"), 0u) << module;
     EXPECT_NE(module.find("ThrowInModule+0x"), std::string::npos) << module;
     EXPECT_NE(module.find("test_errors.exe!"), std::string::npos) << module;
+}
+
+// Wine cannot read what this linker puts into its database; what the module exports is then left.
+TEST(XCException, StackNamesAModuleWhoseSymbolsAreElsewhere)
+{
+    // The system's reader keeps the last one open.
+    ScratchFolder const folder(std::filesystem::temp_directory_path() / "xc_elsewhere");
+    std::string bytes = ReadFile(std::filesystem::path(TestModuleFolder()) / "errors_elsewhere.osx");
+    // The linker marks a module without debug data of its own as stripped of all, also of its database.
+    bytes[static_cast<unsigned char>(bytes.at(0x3C)) + 23u] &= ~(IMAGE_FILE_DEBUG_STRIPPED >> 8);
+    for (char const* const file : {"first.osx", "second.osx"}) { // at the same place, one after the other
+        folder.Write(file, bytes);
+        HMODULE const module = ::LoadLibraryW(folder.Path(file).AsWChar());
+        std::string const stack = StackOf(
+            reinterpret_cast<void (*)(ThrownKind)>(reinterpret_cast<void*>(::GetProcAddress(module, "ThrowInModule"))));
+        EXPECT_EQ(stack.find(file), 0u) << stack;
+        EXPECT_NE(stack.find(file + std::string("!ThrowInModule+0x")), std::string::npos) << stack;
+        ::FreeLibrary(module);
+    }
 }
 
 /// The library refuses the name: it throws, in its own code, for the caller.

@@ -3,6 +3,7 @@
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
+#include "errors/RunningCalls.h"
 
 #include <XelbrinCore/XCException.h>
 
@@ -69,6 +70,16 @@ TEST(ModuleSet, FreesAModuleWithItsLastReferenceUnlessSomethingIsLeft)
         EXPECT_EQ(::GetModuleHandleW(L"only_here.osx") != nullptr, left);
     }
     ::FreeLibrary(::GetModuleHandleW(L"only_here.osx"));
+}
+
+TEST(RunningCalls, MoreThanTheFirstBlockHoldsAreFound)
+{
+    std::list<xc::errors::RunningCall> calls;
+    for (int i = 0; i < 40; ++i) calls.emplace_back(L"Init", std::to_wstring(i), L"c:\\m.osx");
+    xc::errors::CallNote notes[50], innermost;
+    EXPECT_EQ(xc::errors::CopyRunningCalls(notes, 50), 40u);
+    EXPECT_TRUE(xc::errors::ReadInnermostCall(::GetCurrentThreadId(), UINT64_MAX, innermost));
+    EXPECT_STREQ(innermost.name, L"39");
 }
 
 } // namespace
