@@ -13,9 +13,11 @@ namespace {
 using namespace xc_test;
 
 constexpr unsigned int kBefore = 77;
-/// The handlers that stood there before.
+bool g_holdsHeap = false;
+/// The handlers that stood there before. They may use the heap; the record may not.
 [[noreturn]] void EndsAsBefore()
 {
+    if (g_holdsHeap) ::HeapUnlock(::GetProcessHeap());
     ::TerminateProcess(::GetCurrentProcess(), kBefore);
     std::abort();
 }
@@ -42,13 +44,14 @@ void Fault(std::string const& fault)
     if (fault == "abort") std::abort();
     if (fault == "noexcept") []() noexcept { Throws(); }();
     if (fault == "terminate") std::terminate();
+    if (fault == "trap") __builtin_trap();
     if (fault == "divide") {
         int volatile zero = 0;
         int volatile seven = 7; // not 1: the compiler divides that without dividing
         zero = seven / zero;
     }
     if (fault == "heap held") {
-        ::HeapLock(::GetProcessHeap());
+        g_holdsHeap = ::HeapLock(::GetProcessHeap());
         ReadsNothing();
     }
     if (fault == "removed") {
@@ -86,6 +89,7 @@ TEST(Signals, EachEndingLeavesARecordAndIsPassedOn)
              {"noexcept", "] std::terminate: planned fault on thread ", Whole},
              {"terminate", "] std::terminate: no exception on thread ", Whole},
              {"divide", "] unhandled fault 0xC0000094 (division by zero) on thread ", Whole},
+             {"trap", "] unhandled fault 0xC000001D (illegal instruction) on thread ", Whole},
              {"heap held", "fault 0xc0000005 on thread 0x", Bare},
              {"removed", "", None}})
     {

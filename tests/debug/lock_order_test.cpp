@@ -1,6 +1,8 @@
 // Locks in opposite orders are found though the threads never meet, and nothing else is.
 #include "prelude.h"
+#include "scratch_files.h"
 
+#include <XelbrinCore/XCException.h>
 #include <XelbrinCore/XCLockOrder.h>
 
 namespace {
@@ -85,6 +87,20 @@ TEST(LockOrder, NamesBothOrders)
     std::size_t places = 0; // each lock of each order
     for (std::size_t at = 0; (at = report.find("PlaysThread", at)) != std::string::npos; ++at) ++places;
     EXPECT_EQ(places, 4u) << report;
+}
+
+TEST(LockOrder, WithoutAHandlerErrorLogAndLogAreTold)
+{
+    ScratchFile const log("xc_lock_order.log");
+    XCString const before = XCException::GetErrorLogPath();
+    XCException::SetErrorLogPath(XCString(std::filesystem::absolute(log.Path()).wstring()));
+    Locks locks;
+    EXPECT_TRUE(XCLockOrder::Start({}).Good());
+    for (char const* const steps : {"abBA", "baAB"}) std::thread([&] { PlaysThread(locks, steps); }).join();
+    XCLockOrder::Stop();
+    XCException::SetErrorLogPath(before);
+    std::size_t const title = log.Bytes().find("] locks are taken in opposite orders: ");
+    EXPECT_NE(log.Bytes().find(" holds the critical section ", title), std::string::npos) << log.Bytes();
 }
 
 TEST(LockOrder, ALockThatEndedIsNoOther)

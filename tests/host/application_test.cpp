@@ -47,23 +47,6 @@ TEST(Application, NamesWithAndWithoutFolderAndExtension)
     EXPECT_TRUE(XCException::GetErrorLogPath().View().ends_with(L"\\XelbrinCore-x64-ERROR.LOG"));
 }
 
-/// Takes its values away at the end.
-class MachineSettings {
-public:
-    static constexpr wchar_t kKey[] = L"Software\\Harvel\\Corvane\\XelbrinCore";
-    static void Set(std::wstring const& below, wchar_t const* name, std::wstring const& value)
-    {
-        EXPECT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kKey + below).c_str(), name, REG_SZ, value.c_str(),
-                                    static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))),
-                  ERROR_SUCCESS);
-    }
-    ~MachineSettings()
-    {
-        ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kKey + std::wstring(L"\\XCORE")).c_str());
-        ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kKey);
-    }
-};
-
 XCString TmpDirectoryNow()
 {
     XCApplication const application(XCString(L"x"), ListenerPtr(new Listener), false);
@@ -88,16 +71,22 @@ TEST(Application, TheTemporaryDirectoryComesFromTheRegistryOrTheEnvironment)
     ::SetEnvironmentVariableW(L"TMPDIR", nullptr);
     ::SetEnvironmentVariableW(L"TMP", tmp ? tmp->AsWChar() : nullptr);
 
-    MachineSettings const settings;
-    settings.Set(L"", L"Customer", L"North");
-    settings.Set(L"", L"Code", L"17");
+    constexpr wchar_t kKey[] = L"Software\\Harvel\\Corvane\\XelbrinCore";
+    constexpr wchar_t kBelow[] = L"Software\\Harvel\\Corvane\\XelbrinCore\\XCORE";
+    auto const set = [](wchar_t const* key, wchar_t const* name, std::wstring const& value) {
+        auto const bytes = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
+        EXPECT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, name, REG_SZ, value.c_str(), bytes), ERROR_SUCCESS);
+    };
+    set(kKey, L"Customer", L"North");
+    set(kKey, L"Code", L"17");
     EXPECT_EQ(TmpDirectoryNow().AsUTF8(), "."); // the key alone takes the environment's place
-    settings.Set(L"\\XCORE", L"DebugPath", L"c:\\anything at all");
+    set(kBelow, L"DebugPath", L"c:\\anything at all");
     EXPECT_EQ(TmpDirectoryNow().AsUTF8(), "c:\\anything at all");
     EXPECT_FALSE(XCException(L"lost", true).LogInErrorFile()); // no such folder: told, and nothing more
     XCApplication const application(XCString(L"x"), ListenerPtr(new Listener), false);
     EXPECT_EQ(application.GetCustomer().AsUTF8(), "North");
     EXPECT_EQ(application.GetCustomerCode().AsUTF8(), "17");
+    for (wchar_t const* const key : {kBelow, kKey}) ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key);
 }
 
 TEST(Application, ASubscriberOfTwoIsServedOnceUntilTheLastEnds)

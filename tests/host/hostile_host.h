@@ -12,11 +12,16 @@ struct Ended {
     std::string log, errors;
 };
 
-inline Ended RunHostile(ModuleFolder const& folder, wchar_t const* options)
+inline ChildProcess StartHostile(ModuleFolder const& folder, std::wstring const& options)
 {
     ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
-    ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", options);
-    DWORD const code = ChildProcess(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs")).Wait();
+    ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", options.c_str());
+    return ChildProcess(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs"));
+}
+
+inline Ended RunHostile(ModuleFolder const& folder, std::wstring const& options)
+{
+    DWORD const code = StartHostile(folder, options).Wait();
     return {code, ReadFile(folder.path / "host.log"), ReadFile(folder.path / "error.log")};
 }
 

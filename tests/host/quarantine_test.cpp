@@ -9,7 +9,7 @@ struct QuarantineRun : testing::Test {
     Ended Run(ModuleFolder const& folder, std::wstring const& more = {}) const
     {
         std::filesystem::remove(folder.path / "host.log");
-        return RunHostile(folder, (L"/quarantine:" + file.Path() + L"\\q.txt " + more).c_str());
+        return RunHostile(folder, L"/quarantine:" + file.Path() + L"\\q.txt " + more);
     }
     ScratchFolder const file{std::filesystem::temp_directory_path() / "xc_quarantine"};
 };
@@ -66,9 +66,7 @@ TEST_F(QuarantineRun, AKillCountsNothingAndOthersMeanwhileDoNotJudgeIt)
     ModuleFolder const folder({"reader", "hostile_hang_thread"});
     for (int run = 0; run < 4; ++run) {
         std::filesystem::remove(folder.path / "host.log");
-        ::SetEnvironmentVariableW(L"XC_HOST_CHILD", folder.Path().AsWChar());
-        ::SetEnvironmentVariableW(L"XC_HOST_OPTIONS", (L"/quarantine:" + file.Path() + L"\\q.txt").AsWChar());
-        ChildProcess child(ChildProcess::OfTest(L"DISABLED_HostileChild.Runs"));
+        ChildProcess child = StartHostile(folder, L"/quarantine:" + file.Path() + L"\\q.txt");
         for (int i = 0;
              i < 3000 && ReadFile(folder.path / "host.log").find("CALL> RequestExit of <Hostile>") == std::string::npos;
              ++i)

@@ -2,29 +2,14 @@
 #include <XelbrinCore/XCApplication.h>
 #include <XelbrinCore/XCPlugIn.h>
 
+#include "own_file.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <stdexcept>
-#include <string>
-#include <windows.h>
 
 namespace {
-
-std::wstring const& MyName()
-{
-    static std::wstring const name = [] {
-        HMODULE self = nullptr;
-        wchar_t path[1024] = L"";
-        ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                             reinterpret_cast<LPCWSTR>(&MyName), &self);
-        ::GetModuleFileNameW(self, path, 1024);
-        std::wstring text = path;
-        text.erase(0, text.find(L'_', text.find_last_of(L'\\')) + 1);
-        return text.substr(0, text.find(L'.'));
-    }();
-    return name;
-}
 
 __attribute__((noinline)) void HangsHere()
 {
@@ -80,7 +65,7 @@ void Misbehave(std::wstring const& fault)
 
 void At(wchar_t const* place)
 {
-    std::wstring const& name = MyName();
+    std::wstring const name = OwnFile().substr(sizeof "hostile");
     std::size_t const line = name.find(L'_');
     if (name.substr(line + 1) == place) Misbehave(name.substr(0, line));
 }
@@ -93,7 +78,7 @@ public:
     /// One that never comes back from Init is the last: the others are there by then.
     std::vector<PlugInIdEx> GetDependentV() const override
     {
-        if (!MyName().ends_with(L"_init")) return {};
+        if (!OwnFile().ends_with(L"_init")) return {};
         return {PlugInIdEx(XCGuid(3, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}))}; // the report
     }
     XCErrorID Init(XCApplicationWithPlugIns const&) override
@@ -105,7 +90,7 @@ public:
     {
         At(L"run");
         At(L"thread");
-        if (MyName() == L"stray_init") HangsHere(); // until its own thread has ended the process
+        if (OwnFile() == L"hostile_stray_init") HangsHere(); // until its own thread has ended the process
     }
     void RequestExit(bool immediately) override
     {
@@ -120,7 +105,7 @@ public:
 extern "C" __declspec(dllexport) XCPlugIn* GetPlugInObject()
 {
     At(L"entry");
-    if (MyName().ends_with(L"_thread")) return new Hostile<XCThreadedRunPlugIn>;
+    if (OwnFile().ends_with(L"_thread")) return new Hostile<XCThreadedRunPlugIn>;
     return new Hostile<XCRunPlugIn>;
 }
 

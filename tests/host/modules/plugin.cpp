@@ -4,10 +4,11 @@
 #include <XelbrinCore/XCThread.h>
 #include <XelbrinCore/XCUnitTest.h>
 
+#include "own_file.h"
+
 #include <stdexcept>
 #include <string_view>
 #include <thread>
-#include <windows.h>
 
 namespace {
 
@@ -51,24 +52,13 @@ constexpr Role kRoles[] = {
     {L"container_throws", L"ContainerThrows", 24, 0, Container, "list"},
 };
 
-Role const& FindRole()
-{
-    HMODULE self = nullptr;
-    wchar_t path[1024] = L"";
-    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                         reinterpret_cast<LPCWSTR>(&kRoles), &self);
-    ::GetModuleFileNameW(self, path, 1024);
-    std::wstring_view name = path;
-    name.remove_prefix(name.find_last_of(L'\\') + 1);
-    name = name.substr(0, name.find(L'.'));
-    for (Role const& role : kRoles)
-        if (name == role.file) return role;
-    return kRoles[0];
-}
-
 Role const& Me()
 {
-    static Role const& role = FindRole();
+    static Role const& role = []() -> Role const& {
+        for (Role const& one : kRoles)
+            if (OwnFile() == one.file) return one;
+        return kRoles[0];
+    }();
     return role;
 }
 
