@@ -65,6 +65,7 @@ void RemoveTree(std::wstring const& folder)
         bool const isLink = found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT;
         if (name == L"." || name == L"..") continue;
         if (isFolder && !isLink) RemoveTree(path);
+        if (!isFolder) ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL); // one of them is read-only
         if (!isFolder) ::DeleteFileW(path.c_str());
         if (isFolder && isLink) ::RemoveDirectoryW(path.c_str());
     } while (::FindNextFileW(search, &found));

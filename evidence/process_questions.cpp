@@ -104,8 +104,12 @@ Answer StackOverflow(Asker const& asker)
 
 Answer RuntimeHandlers(Asker const& /*asker*/)
 {
-    HMODULE const universal = ::GetModuleHandleW(L"ucrtbase");
-    HMODULE const runtime = universal ? universal : ::GetModuleHandleW(L"msvcrt");
+    // That of the compiler's environment: the system's own libraries bring the other one into most processes.
+#if defined(_UCRT)
+    HMODULE const runtime = ::GetModuleHandleW(L"ucrtbase");
+#else
+    HMODULE const runtime = ::GetModuleHandleW(L"msvcrt");
+#endif
     bool const both = ::GetProcAddress(runtime, "_set_invalid_parameter_handler") &&
                       ::GetProcAddress(runtime, "_set_purecall_handler");
     return Says(both, both ? L"there" : L"missing");

@@ -72,27 +72,22 @@ TEST(HostLife, APlugInThatIgnoresTheRequestIsNamedAndKeepsWhatItNeeds)
 {
     XCMutex door(L"xc_host_test_door", true);
     ModuleFolder const folder({"stubborn", "filter", "reader", "a_report"});
-    ListenerPtr const listener(new Listener);
-    {
-        XCApplicationWithPlugIns host(L"host /noconsole \"/osxpath:" + folder.Path() + L"\"", listener, false);
+    Session const session(folder, {}, [](XCApplicationWithPlugIns& host) {
         EXPECT_EQ(host.GetExitPatience(), 10000u);
         host.SetExitPatience(300);
         (void)host.LoadPlugIn(NewQuitter(3)); // Report is the last that starts
-        EXPECT_EQ(host.LoadAndRun(), 0);
-    }
+    });
+    EXPECT_EQ(session.exitCode, 0);
     XCApplication::ClearExitRequest();
-    std::string const said(listener->heard.AsUTF8());
-    EXPECT_NE(said.find("ERR> ***<Stubborn> ignores the request to exit\n"
-                        "Exiting application...\n"
-                        ">>>> Unloading <Report>...\n"
-                        ">>>> Unloading <Stubborn>...\n"
-                        "ERR> ***<Stubborn> is still running and stays loaded\n"
-                        ">>>> Unloading <Filter>...\n"
-                        "ERR> ***<Filter> is needed by <Stubborn> and stays loaded\n"
-                        ">>>> Unloading <Reader>...\n"
-                        "ERR> ***<Reader> is needed by <Filter> and stays loaded\n"),
-              std::string::npos)
-        << said;
+    ExpectSaid(session, L"ERR> ***<Stubborn> ignores the request to exit\n"
+                        L"Exiting application...\n"
+                        L">>>> Unloading <Report>...\n"
+                        L">>>> Unloading <Stubborn>...\n"
+                        L"ERR> ***<Stubborn> is still running and stays loaded\n"
+                        L">>>> Unloading <Filter>...\n"
+                        L"ERR> ***<Filter> is needed by <Stubborn> and stays loaded\n"
+                        L">>>> Unloading <Reader>...\n"
+                        L"ERR> ***<Reader> is needed by <Filter> and stays loaded\n");
     EXPECT_EQ(::GetModuleHandleW(L"a_report.osx"), nullptr);
     door.unlock(); // it ends now, without its host, and fails
     EXPECT_TRUE(HaveThreadsEnded());
@@ -119,14 +114,13 @@ TEST(HostLife, APlugInThatSomebodyHoldsKeepsItsCode)
 {
     ModuleFolder const folder({"reader", "filter"});
     XCSmartPtr<XCPlugIn> held;
-    ListenerPtr const listener(new Listener);
-    {
-        XCApplicationWithPlugIns host(L"host /noconsole", listener, false);
-        EXPECT_TRUE(host.LoadPlugInsFromDirectory(folder.Path()).Good());
-        held = host.FindPlugIn(XCGuid(1, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}));
-    }
-    EXPECT_NE(listener->heard.Find(L"ERR> ***<Reader> is still in use and stays loaded\n"), XCString::npos);
-    EXPECT_EQ(listener->heard.Find(L"<Filter> is still"), XCString::npos);
+    Session const session(folder, {}, [&](XCApplicationWithPlugIns& host) {
+        (void)host.LoadPlugIn(new OwnRunner<XCRunPlugIn>(72, [&](auto&) {
+            held = host.FindPlugIn(XCGuid(1, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}));
+        }));
+    });
+    ExpectSaid(session, L"ERR> ***<Reader> is still in use and stays loaded\n");
+    EXPECT_EQ(session.Count(L"<Filter> is still"), 0);
     EXPECT_EQ(held->GetPlugInName().AsUTF8(), "Reader");
     held.Clear();
 }
