@@ -112,6 +112,7 @@ TEST(EventLog, TheSourceIsEnteredAndWrittenTo)
     subscriber->OnFlush(XCLogInfo, L"not wanted");
     EXPECT_EQ(subscriber->GetFailureCount(), 0u) << subscriber->GetLastFailure().AsString().AsUTF8();
     EXPECT_EQ(XCEventLogSubscriber::RegisterAsAsked(XCCommandLine(2, leaving), source), 0);
+    EXPECT_FALSE(XCEventLogSubscriber::RegisterAsAsked(XCCommandLine(1, leaving), source)); // nobody has asked
     EXPECT_TRUE(XCEventLogSubscriber::Unregister(source).Good());
     EXPECT_NE(::RegGetValueW(HKEY_LOCAL_MACHINE, kKey, L"EventMessageFile", RRF_RT_ANY, nullptr, file, &bytes), 0);
 }

@@ -236,10 +236,21 @@ TEST(Service, IsInstalledStartedStoppedAndRemoved)
     ::CloseServiceHandle(manager);
     EXPECT_EQ(XCService::Remove(settings.name).AsString().AsUTF8(), "SUCCESS"); // stopped first
     EXPECT_EQ(XCService::Remove(settings.name), XCErrServiceMissing);
-    // Not started by the manager: said so, and no work done.
-    wchar_t const* const arguments[] = {L"test", L"/service"};
-    EXPECT_EQ(XCService::Main(settings, 2, arguments, [](int, wchar_t const* const*) { return 5; }), 1);
     EXPECT_FALSE(XCService::IsService());
+}
+
+TEST(Service, ItsOptionsAreNoWork)
+{
+    for (auto const& [fault, name, option, exitCode] : Rows<wchar_t const*, wchar_t const*, int>{
+             {"work that nobody has started as a service", L"XelbrinCoreTest", L"/service", 1},
+             {"a name that the manager refuses", L"a/b", L"/installService", 1},
+             {"the removal of what is not there", L"XelbrinCoreTest", L"/removeService", 1},
+             {"no service, no work", L"XelbrinCoreTest", L"option", 5}})
+    {
+        wchar_t const* const arguments[] = {L"test", option};
+        auto const work = [](int count, wchar_t const* const*) { return count + 3; };
+        EXPECT_EQ(XCService::Main({.name = name}, 2, arguments, work), exitCode) << fault;
+    }
 }
 
 } // namespace
