@@ -51,6 +51,30 @@ TEST(PlugInList, KeepsTheOrderOfLoadingAndKnowsThatOfDependency)
     EXPECT_TRUE(list.IsEmpty());
 }
 
+struct OwnContainer final : OwnPlugIn<XCPlugInContainer> {
+    using OwnPlugIn::OwnPlugIn;
+    XCSmartPtrVector<XCPlugIn> GetPlugInList() const override { return {}; }
+};
+
+TEST(PlugIn, KnowsItsKinds)
+{
+    constexpr int kKinds[] = {XCPlugIn::kIUID, XCRunPlugIn::kIUID, XCThreadedRunPlugIn::kIUID,
+                              XCPlugInContainer::kIUID};
+    for (auto const& [fault, plugIn, own, kinds] : Rows<XCSmartPtr<XCPlugIn>, int, std::string>{
+             {"a plain one runs", new OwnPlugIn<XCPlugIn>(1), 0, "+---"},
+             {"one that runs is none", new OwnRunner<XCRunPlugIn>(2, {}), 1, "++--"},
+             {"a thread of its own does not run", new OwnRunner<XCThreadedRunPlugIn>(3, {}), 2, "+++-"},
+             {"a container runs", new OwnContainer(4), 3, "+--+"}})
+    {
+        std::string is;
+        for (int const kind : kKinds) is += plugIn->IsKindOf(kind) ? '+' : '-';
+        EXPECT_EQ(is, kinds) << fault;
+        EXPECT_EQ(All(plugIn->GetIUID(), plugIn->IsRunningPlugIn(), plugIn->IsContainerPlugIn()),
+                  All(kKinds[own], is[1] == '+', is[3] == '+'))
+            << fault;
+    }
+}
+
 TEST(ModuleSet, FreesAModuleWithItsLastReferenceUnlessSomethingIsLeft)
 {
     ModuleFolder const folder({"only_here"});
