@@ -72,8 +72,11 @@ std::uintptr_t EndOfImage(void const* module) noexcept
     return reinterpret_cast<std::uintptr_t>(bytes) + headers->OptionalHeader.SizeOfImage;
 }
 
-/// A module that ends the process does it in the last code of ours that runs: the detaching of the library.
+/// A module that ends the process does it in the last code of ours that runs: the detaching of the library. The journal
+/// is there since the loading: its first use takes the runtime's lock of static objects, and at the detaching that lock
+/// may belong for ever to a thread that the system has ended.
 struct AtDetach {
+    AtDetach() noexcept { (void)RunJournal::Get(); }
     ~AtDetach() { RunJournal::Get().MarkExit(); }
 } const g_atDetach;
 
