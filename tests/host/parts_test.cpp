@@ -3,6 +3,7 @@
 
 #include "app/host/ModuleSet.h"
 #include "app/host/PlugInList.h"
+#include "errors/RunningCalls.h"
 
 #include <XelbrinCore/XCException.h>
 
@@ -27,6 +28,25 @@ std::uint32_t IdOf(XCPlugIn const& plugIn)
     std::uint32_t id = 1;
     while (plugIn.GetPlugInIdEx().GetGuid() != XCGuid(id, 0, 0, {})) ++id;
     return id;
+}
+
+// More calls than the register has room for at the beginning.
+TEST(RunningCalls, AreAllThere)
+{
+    unsigned long const thread = ::GetCurrentThreadId();
+    xc::errors::CallNote note;
+    {
+        std::deque<xc::errors::RunningCall> calls;
+        for (int i = 0; i < 70; ++i) calls.emplace_back(L"Init", std::to_wstring(i), L"path");
+        std::vector<xc::errors::CallNote> notes(100);
+        EXPECT_EQ(xc::errors::CopyRunningCalls(notes.data(), notes.size()), 70u);
+        std::uint64_t below = UINT64_MAX;
+        for (int i = 70; i-- > 0; below = note.order) {
+            ASSERT_TRUE(xc::errors::ReadInnermostCall(thread, below, note)) << i;
+            EXPECT_TRUE(note.IsOf(std::to_wstring(i), L"path")) << i;
+        }
+    }
+    EXPECT_FALSE(xc::errors::ReadInnermostCall(thread, UINT64_MAX, note));
 }
 
 TEST(PlugInList, KeepsTheOrderOfLoadingAndKnowsThatOfDependency)

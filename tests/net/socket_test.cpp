@@ -210,6 +210,8 @@ TEST(Socket, NamesAreResolvedWithoutSurprises)
     EXPECT_TRUE(own.Good()) << CodeOf(own);
     XCString name = L"old";
     EXPECT_TRUE(XCHost::Reverse(XCIPAddress::Loopback(XCIPVersion::V6), name).Good() && name == L"localhost");
+    EXPECT_TRUE(XCHost::Reverse(XCIPAddress::V4(192, 0, 2, 1), name, 50).Bad() && name.IsNull())
+        << "for documents only";
     XCSmartPtr<XCCancellation> const cancel(new XCCancellation);
     if (!addresses.empty()) { // the same question back
         XCErrorID const reverse = XCHost::Reverse(addresses[0].GetAddress(), name, kLongMs);
