@@ -9,12 +9,13 @@
 #include <XelbrinCore/XCBuffer.h>
 
 #include "data/DataErrors.h"
+#include "text/HexText.h"
+#include "text/StringAccess.h"
 
 #include <array>
 
 namespace {
 
-constexpr wchar_t kHexDigits[] = L"0123456789abcdef";
 constexpr std::uint32_t kNoDigit = 64;
 
 wchar_t Digit64(std::uint32_t value, XCBase64 alphabet) noexcept
@@ -66,11 +67,9 @@ std::size_t CountDigits(XCString const& text, XCBase64 alphabet) noexcept
 XCString XCBytes::AsHex() const
 {
     XCString text;
-    text.Reserve(2 * m_size + 2);
-    for (std::uint8_t const byte : *this) {
-        text += kHexDigits[byte >> 4];
-        text += kHexDigits[byte & 15];
-    }
+    if (m_size == 0) return text;
+    wchar_t* to = xc::text::StringAccess::Extend(text, 2 * m_size);
+    for (std::uint8_t const byte : *this) to = xc::text::PutHex(to, byte, 2, xc::text::kLowerHex);
     return text;
 }
 

@@ -9,6 +9,7 @@
 #include "log/RecordText.h"
 
 #include "log/Digits.h"
+#include "text/HexText.h"
 #include "text/Kernels.h"
 #include "text/LineText.h"
 #include "text/Units.h"
@@ -21,8 +22,6 @@
 namespace xc::log {
 
 namespace {
-
-constexpr char kHex[] = "0123456789ABCDEF";
 
 bool IsWrittenOut(wchar_t unit) noexcept
 {
@@ -48,11 +47,6 @@ bool HasWrittenOut(std::wstring_view text) noexcept
     return std::ranges::any_of(text, IsWrittenOut);
 }
 
-void AppendHex(std::string& to, std::uint32_t value)
-{
-    for (int shift = 12; shift >= 0; shift -= 4) to.push_back(kHex[(value >> shift) & 15]);
-}
-
 /// What a JSON record does not hold as it stands: what could shape the line that shows it, quote, backslash, and halves of
 /// surrogate pairs, which the caller has found to be unpaired.
 bool JsonEscapes(wchar_t unit) noexcept
@@ -73,7 +67,7 @@ void AppendJsonEscape(std::string& to, wchar_t unit)
     default: break;
     }
     to.push_back('u');
-    AppendHex(to, text::ToUint(unit));
+    text::AppendHex(to, text::ToUint(unit), 4);
 }
 
 /// How many units from `at` on JSON takes as they stand.

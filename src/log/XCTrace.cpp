@@ -15,6 +15,7 @@
 #include "log/RecordFile.h"
 #include "log/Tell.h"
 #include "log/TraceSettings.h"
+#include "text/HexText.h"
 #include "text/LineText.h"
 #include "text/PrintFormat.h"
 #include "text/Utf8.h"
@@ -296,7 +297,6 @@ namespace {
 /// "(nrbytes=3): text", then rows of "  0000:" and the bytes in hexadecimal digits.
 void AppendHexDump(std::string& to, wchar_t const* text, unsigned char const* bytes, std::size_t count)
 {
-    constexpr char kDigits[] = "0123456789ABCDEF";
     to += "(nrbytes=";
     AppendNumber(to, count);
     to += "): ";
@@ -313,8 +313,7 @@ void AppendHexDump(std::string& to, wchar_t const* text, unsigned char const* by
             AppendNumber(to, i);
             to.push_back(':');
         }
-        to.push_back(kDigits[bytes[i] >> 4]);
-        to.push_back(kDigits[bytes[i] & 15]);
+        text::AppendHex(to, bytes[i], 2);
     }
 }
 

@@ -7,10 +7,12 @@
 // COST      O(nodes + transitions) with direct transitions; O(nodes^2) for closures of up to kMaxClosuresShown nodes.
 #include "match/Dump.h"
 
+#include "text/HexText.h"
 #include "text/NumberText.h"
 
 namespace xc::match {
 
+using text::AppendHex;
 using text::AppendNumber;
 
 namespace {
@@ -26,7 +28,7 @@ void AppendUnit(std::wstring& text, std::uint32_t unit)
         return;
     }
     text += L"\\x";
-    for (int shift = 12; shift >= 0; shift -= 4) text += L"0123456789ABCDEF"[unit >> shift & 0xF];
+    AppendHex(text, unit, 4);
 }
 
 void AppendRange(std::wstring& text, std::uint32_t first, std::uint32_t end)

@@ -12,8 +12,11 @@
 #include "net/AddressText.h"
 
 #include "net/AddressBits.h"
+#include "text/HexText.h"
+#include "text/NumberText.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace xc::net {
 
@@ -130,17 +133,6 @@ ZeroRun LongestZeros(std::array<std::uint16_t, kGroups> const& groups) noexcept
     return best;
 }
 
-/// Without zeros before it; zero itself has one digit.
-void AppendHex(std::wstring& out, unsigned int value)
-{
-    bool begun = false;
-    for (int shift = 12; shift >= 0; shift -= 4) {
-        unsigned int const digit = value >> shift & 15u;
-        begun = begun || digit != 0 || shift == 0;
-        if (begun) out += L"0123456789abcdef"[digit];
-    }
-}
-
 } // namespace
 
 bool ReadDecimal(std::wstring_view text, std::size_t& at, std::uint32_t most, std::uint32_t& value) noexcept
@@ -194,10 +186,7 @@ AddressFault ReadV6(std::wstring_view text, std::uint8_t* bytes, std::uint32_t& 
 /// The standard's function asks the C library, whose wide units have four bytes where this core is tested natively.
 std::wstring WriteDecimal(std::uint32_t value)
 {
-    std::wstring digits;
-    do digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + value % 10));
-    while ((value /= 10) != 0);
-    return digits;
+    return std::wstring(text::Digits(value).View());
 }
 
 std::wstring WriteV4(std::uint8_t const* bytes)
@@ -219,7 +208,9 @@ std::wstring WriteV6(std::uint8_t const* bytes, std::uint32_t scope)
         if (i == zeros.start) out += L"::";
         if (i >= zeros.start && i < zeros.start + zeros.length) continue;
         if (!out.empty() && out.back() != L':') out += L':';
-        AppendHex(out, groups[i]);
+        // Without zeros before it; zero itself has one digit.
+        int const digits = (static_cast<int>(std::bit_width(groups[i] | 1u)) + 3) / 4;
+        text::AppendHex(out, groups[i], digits, text::kLowerHex);
     }
     if (mapped) out += L':' + WriteV4(bytes + 12);
     if (scope != 0) out += L'%' + WriteDecimal(scope);

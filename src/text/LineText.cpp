@@ -9,6 +9,7 @@
 // where a reader must be able to undo the escapes.
 #include "text/LineText.h"
 
+#include "text/HexText.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
 
@@ -17,11 +18,6 @@
 namespace xc::text {
 
 namespace {
-
-void AppendHex(std::wstring& to, std::uint32_t value, int digits)
-{
-    for (int shift = digits * 4 - 4; shift >= 0; shift -= 4) to.push_back(L"0123456789ABCDEF"[(value >> shift) & 15]);
-}
 
 template <class Escapes>
 void AppendWith(std::string& to, std::wstring_view text, Escapes escapes)

@@ -8,6 +8,7 @@
 // the digits. Texts know no zero flag: they are padded with blanks.
 //
 // Invariant: no call writes outside the buffer; what does not fit is cut where the buffer ends.
+#include "text/HexText.h"
 #include "text/Kernels.h"
 #include "text/PrintFormatTerms.h"
 #include "text/Utf8.h"
@@ -364,10 +365,9 @@ private:
     /// Sixteen digits, as the runtime library of the platform writes addresses.
     void PutPointer(Piece const& piece) noexcept
     {
-        constexpr std::size_t kDigits = 16;
+        constexpr int kDigits = 16;
         char buffer[kDigits];
-        auto const bits = piece.value.asUnsigned;
-        for (std::size_t i = 0; i < kDigits; ++i) buffer[i] = "0123456789ABCDEF"[(bits >> (60 - 4 * i)) & 15];
+        PutHex(buffer, piece.value.asUnsigned, kDigits);
         NumberField field;
         field.digits = {buffer, kDigits};
         PutNumber(field, piece);

@@ -6,6 +6,7 @@
 // The digits count the bytes: where a minus must stand is asked of the pattern, so one loop reads and one writes.
 #include <XelbrinCore/XCGuid.h>
 
+#include "text/HexText.h"
 #include "text/Units.h"
 
 namespace {
@@ -79,7 +80,7 @@ XCString XCGuid::AsString() const
             continue;
         }
         unsigned int const value = digits % 2 == 0 ? bytes[digits / 2] >> 4 : bytes[digits / 2] & 0xFu;
-        text += L"0123456789ABCDEF"[value];
+        text += static_cast<wchar_t>(xc::text::kUpperHex[value]);
         ++digits;
     }
     return text += L'}';

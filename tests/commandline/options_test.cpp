@@ -27,8 +27,10 @@ struct Program {
         options.Value(L"--level", L"how much", level);
         options.Choice(L"--mode", L"how to copy", mode, {{L"fast", Mode::Fast}, {L"careful", Mode::Careful}});
         options.Value(L"--span", L"how old", span);
-        options.List(L"-e,--exclude", L"names to leave out; may be given again, and its description needs two lines",
-                     excludes);
+        options
+            .List(L"-e,--exclude", L"names to leave out; may be given again, and its description needs two lines",
+                  excludes)
+            .Check([](XCString const& given) { return given != L"all"; }, L"the name of some files");
         options.Argument(L"SOURCE", L"the folder to read", source).Required();
         options.Arguments(L"NUMBER", L"more", numbers);
     }
@@ -68,6 +70,7 @@ TEST(XCOptions, ReadsAndRefuses)
              {{L"in", L"--verbose=perhaps"}, "--verbose: \"perhaps\" is neither yes nor no."},
              {{L"in", L"--mode=slow"}, "--mode: \"slow\" is none of fast, careful."},
              {{L"in", L"--span=later"}, "--span cannot be \"later\"."},
+             {{L"in", L"-e", L"all"}, "-e: \"all\" is not the name of some files."},
              {{L"in", L"five"}, "NUMBER: \"five\" is not a whole number from -2147483648 to 2147483647."},
              {{L"in", L"--jobs"}, "--jobs wants a value."},
              {{L"in", L"-e", L"--verbose"}, "-e wants a value."},

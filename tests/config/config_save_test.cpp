@@ -156,6 +156,11 @@ TEST(XCConfigSave, WhatIsReportedAsSavedReadsBackEqual)
 {
     std::mt19937 random(15);
     ScratchFile const disk("", "xc_config_property.ini");
+    XCSmartPtr<XCConfigFile> const longLines = XCConfigFile::Load(disk.Path());
+    for (wchar_t const* key : {L"a", L"b"}) longLines->SetString(L"s", key, XCString(L'x', 40000) + key);
+    EXPECT_TRUE(longLines->Save().Good());
+    EXPECT_EQ(Content(*XCConfigFile::Load(disk.Path())), Content(*longLines));
+    disk.Write("");
     int saved = 0, refused = 0;
     for (int i = 0, n = Times(2000); i < n; ++i) {
         XCSmartPtr<XCConfigFile> const file = XCConfigFile::Load(disk.Path());

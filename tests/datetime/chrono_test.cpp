@@ -19,6 +19,8 @@ TEST(XCChrono, Instants)
     EXPECT_TRUE(XCFromUnixTime(3600).AsString(L"%Y %H", utc) == L"1970 01" && XCDateTimeEx().AsString(L"%Y").IsNull());
     EXPECT_TRUE(XCFromUnixTime(INT64_MAX).IsNull() && XCFromUnixMs(INT64_MIN).IsNull());
     EXPECT_THROW((void)XCToUnixMs(XCDateTimeEx()), XCDateExceptionEx);
+    EXPECT_EQ(XCDateException(XCDateTime()).What(), L"No valid date");
+    EXPECT_EQ(XCDateException(XCDateTime(951782399)).What(), L"No valid date: 2000/02/28 23:59:59");
     EXPECT_TRUE(XCFromChrono(XCToChrono(XCDateEx(2024, 2, 29))) == XCDateEx(2024, 2, 29));
     EXPECT_FALSE(XCToChrono(XCDateEx(2023, 2, 29)).ok());
     EXPECT_EQ(XCToChrono(XCTimeEx(1, 0, 0, 5)), 1h + 5ms);

@@ -2,6 +2,7 @@
 
 #include "datetime/zone_names.h"
 #include "prelude.h"
+#include "sync/import_patch.h"
 
 #include <windows.h>
 
@@ -102,6 +103,35 @@ TEST(SystemTimes, Zones)
         XCTimeZone const zone = XCTimeZone::FromName(name, &found);
         EXPECT_TRUE(found && zone.GetName() == name);
     }
+}
+
+DWORD WINAPI AnswerNothing(DYNAMIC_TIME_ZONE_INFORMATION*)
+{
+    return TIME_ZONE_ID_INVALID;
+}
+
+/// One that the system does not list, with clocks that an administrator does not let go forward.
+DWORD WINAPI AnswerOwnZone(DYNAMIC_TIME_ZONE_INFORMATION* zone)
+{
+    *zone = {};
+    zone->Bias = -90;
+    std::wcscpy(zone->StandardName, L"Ship");
+    zone->DynamicDaylightTimeDisabled = TRUE;
+    return TIME_ZONE_ID_UNKNOWN;
+}
+
+TEST(LocalZone, ThatTheSystemDoesNotList)
+{
+    for (auto const& [answer, name, offset] : Table<DWORD(WINAPI*)(DYNAMIC_TIME_ZONE_INFORMATION*), XCString, int>{
+             {AnswerNothing, L"", 0}, {AnswerOwnZone, L"Ship", 90}})
+    {
+        sync_test::ImportPatch const patch("GetDynamicTimeZoneInformation", answer);
+        XCTimeZone::RefreshLocal();
+        EXPECT_EQ(XCTimeZone::Local().GetStandardName(), name);
+        EXPECT_EQ(XCTimeZone::Local().GetOffset(XCFromUnixTime(0)), offset);
+        EXPECT_EQ(XCTimeZone::Local().IsUTC(), offset == 0);
+    }
+    XCTimeZone::RefreshLocal();
 }
 
 // What the system itself shows for this process's zone. (Its data start with 2000; for the years before them this

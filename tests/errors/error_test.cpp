@@ -98,8 +98,23 @@ TEST(XCErrorWithArgs, AnyDateHasAText)
     }
 }
 
+/// The least that a program's own error is.
+struct OwnError final : XCErrorI {
+    OwnError() noexcept : XCErrorI(5, SeverityWarning) {}
+    int GetIUID() const override { return kIUID; }
+    XCErrorID AsString(XCString& text, XCFormatContext const&) const override
+    {
+        text = L"own";
+        return {};
+    }
+};
+
 TEST(XCError, KindsFollowTheClasses)
 {
+    XCErrorID const own(XCSmartPtr<XCErrorI>(new OwnError));
+    EXPECT_TRUE(own.Bad() && own.AsString() == L"own" && own->IsKindOf(XCErrorI::kIUID));
+    EXPECT_TRUE(own->GetParameterCount() == 0 && own->GetParameterType(0) == XCErrorI::ParamNone &&
+                !own->GetParameterValue(0) && own->GetParameterValueAsString(0, XCExecContext()).IsNull());
     XCSmartPtr<XCErrorWithArgs> const error(new XCErrorWithArgs(nullptr, 7));
     for (int const kind : {XCErrorI::kIUID, XCError::kIUID, XCErrorWithArgs::kIUID}) EXPECT_TRUE(error->IsKindOf(kind));
     EXPECT_FALSE(error->IsKindOf(XCErrorString::kIUID));

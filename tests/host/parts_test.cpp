@@ -30,6 +30,25 @@ std::uint32_t IdOf(XCPlugIn const& plugIn)
     return id;
 }
 
+// More calls than the register has room for at the beginning.
+TEST(RunningCalls, AreAllThere)
+{
+    unsigned long const thread = ::GetCurrentThreadId();
+    xc::errors::CallNote note;
+    {
+        std::deque<xc::errors::RunningCall> calls;
+        for (int i = 0; i < 70; ++i) calls.emplace_back(L"Init", std::to_wstring(i), L"path");
+        std::vector<xc::errors::CallNote> notes(100);
+        EXPECT_EQ(xc::errors::CopyRunningCalls(notes.data(), notes.size()), 70u);
+        std::uint64_t below = UINT64_MAX;
+        for (int i = 70; i-- > 0; below = note.order) {
+            ASSERT_TRUE(xc::errors::ReadInnermostCall(thread, below, note)) << i;
+            EXPECT_TRUE(note.IsOf(std::to_wstring(i), L"path")) << i;
+        }
+    }
+    EXPECT_FALSE(xc::errors::ReadInnermostCall(thread, UINT64_MAX, note));
+}
+
 TEST(PlugInList, KeepsTheOrderOfLoadingAndKnowsThatOfDependency)
 {
     PlugInList list;
@@ -94,16 +113,6 @@ TEST(ModuleSet, FreesAModuleWithItsLastReferenceUnlessSomethingIsLeft)
         EXPECT_EQ(::GetModuleHandleW(L"only_here.osx") != nullptr, left);
     }
     ::FreeLibrary(::GetModuleHandleW(L"only_here.osx"));
-}
-
-TEST(RunningCalls, MoreThanTheFirstBlockHoldsAreFound)
-{
-    std::list<xc::errors::RunningCall> calls;
-    for (int i = 0; i < 40; ++i) calls.emplace_back(L"Init", std::to_wstring(i), L"c:\\m.osx");
-    xc::errors::CallNote notes[50], innermost;
-    EXPECT_EQ(xc::errors::CopyRunningCalls(notes, 50), 40u);
-    EXPECT_TRUE(xc::errors::ReadInnermostCall(::GetCurrentThreadId(), UINT64_MAX, innermost));
-    EXPECT_STREQ(innermost.name, L"39");
 }
 
 } // namespace

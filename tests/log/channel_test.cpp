@@ -99,6 +99,9 @@ TEST(XCLogManager, ChannelsByNameAndIndex)
     EXPECT_EQ(manager.GetChannel(L"A"), manager.GetChannel(1)) << "case ignored";
     EXPECT_EQ(All(manager.GetChannel(L"b"), manager.GetChannel(3), manager.GetAvailableChannels().size()),
               All(nullptr, nullptr, 3u));
+    XCString names;
+    for (auto at = manager.GetFirstChannelItr(); at != manager.GetLastChannelItr(); ++at) names += (*at)->name();
+    EXPECT_EQ(names, L"aAa");
 }
 
 TEST(XCLogSubscriber, WhatOneDoesInsideOnFlushNeverHurtsTheOthers)

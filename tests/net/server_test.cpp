@@ -1,6 +1,7 @@
 // The server of many connections: nothing lost or doubled whatever is closed from where, and bounds that hold against
 // peers that read slowly, say nothing or never end.
 #include "net/net_tools.h"
+#include "sync/import_patch.h"
 
 #include <XelbrinCore/XCSocketServer.h>
 
@@ -220,6 +221,38 @@ TEST(SocketServer, AcceptsNoMoreThanItsLimit)
         client->Close();
     }
     EXPECT_EQ(most, 3);
+}
+
+using SocketCall = std::uintptr_t(int family, int type, int protocol, void* info, unsigned int group, DWORD flags);
+SocketCall* g_socket = nullptr;
+std::atomic<int> g_refusals = 0; ///< of sockets for the server
+std::thread::id g_clientsThread;
+
+std::uintptr_t RefuseSocket(int family, int type, int protocol, void* info, unsigned int group, DWORD flags)
+{
+    if (std::this_thread::get_id() == g_clientsThread || g_refusals-- <= 0)
+        return g_socket(family, type, protocol, info, group, flags);
+    ::SetLastError(10024); // too many open sockets
+    return UINTPTR_MAX;
+}
+
+// One place for a connection, and no socket for the next: those who come meanwhile wait, and are served.
+TEST(SocketServer, GoesOnWhenTheSystemHasSocketsAgain)
+{
+    g_clientsThread = std::this_thread::get_id();
+    g_refusals = 3;
+    XCSocketServerOptions options;
+    options.accepts = 1;
+    Server const server(Echo, options);
+    sync_test::ImportPatch const patch("WSASocketW", &RefuseSocket);
+    g_socket = reinterpret_cast<SocketCall*>(patch.Original());
+    for (int i = 0; i < 4; ++i) {
+        char byte = 0;
+        std::size_t got = 0;
+        XCSmartPtr<XCStreamSocket> const client = server.NewClient();
+        EXPECT_TRUE(client->Write("z", 1).Good() && client->Read(&byte, 1, got, kLongMs).Good() && byte == 'z');
+    }
+    EXPECT_EQ(server.server->GetStatistics().acceptPauses, 3u);
 }
 
 TEST(SocketServer, StopSendsAndThenNothingRuns)

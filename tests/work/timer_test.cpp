@@ -122,6 +122,27 @@ TEST(Timer, CallbacksCancelRestartDestroyAndFail)
     EXPECT_EQ(int(stops->Start(1)), XCErrExecutorStopped);
 }
 
+// The call that waits is given up with its executor; the next ones are refused.
+TEST(Timer, AnExecutorThatHasStoppedIsTold)
+{
+    FakeTime time;
+    XCSmartPtr<XCThreadPool> const pool(new XCThreadPool(1, 1));
+    Queue const queue = NewQueue(time, pool.GetPtr());
+    Gate begun, gate;
+    (void)pool->Submit([&] { begun.Open(), gate.Pass(); });
+    begun.Pass();
+    Timer const timer(new XCTimer([] { FAIL(); }, *queue));
+    (void)timer->Start(1, 10);
+    time.Pass(2);
+    EXPECT_EQ(int(pool->Stop(0)), XCErrStillRunning);
+    EXPECT_TRUE(timer->GetFailure().Good() && timer->IsPending());
+    time.Pass(10);
+    EXPECT_EQ(int(timer->GetFailure()), XCErrExecutorStopped);
+    EXPECT_EQ(timer->GetCalls(), 0u);
+    gate.Open();
+    EXPECT_TRUE(queue->Stop().Good() && pool->Stop().Good());
+}
+
 // Random starts, cancels and steps: each timer is called at its due time, beside a sorted list.
 TEST(Timer, WheelAgreesWithASortedList)
 {

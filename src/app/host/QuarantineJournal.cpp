@@ -12,6 +12,7 @@
 
 #include "errors/RunningCalls.h"
 #include "errors/Sealed.h"
+#include "text/NumberText.h"
 #include "text/Utf8.h"
 #include "win32/Clock.h"
 #include "win32/FileSystem.h"
@@ -42,11 +43,11 @@ bool IsOfPath(errors::CallNote const& note, std::wstring_view path) noexcept
     return IsSamePath(noted, path);
 }
 
-char* PutNumber(char* at, unsigned int value, std::size_t width, char after) noexcept
+char* PutNumber(char* at, unsigned int value, int width, char after) noexcept
 {
-    for (std::size_t i = width; i-- > 0; value /= 10) at[i] = static_cast<char>('0' + value % 10);
-    at[width] = after;
-    return at + width + 1;
+    at = text::PutDigits(at, value, width);
+    *at = after;
+    return at + 1;
 }
 
 /// "2026-11-22 04:12:09": 19 bytes.
@@ -72,8 +73,11 @@ std::uintptr_t EndOfImage(void const* module) noexcept
     return reinterpret_cast<std::uintptr_t>(bytes) + headers->OptionalHeader.SizeOfImage;
 }
 
-/// A module that ends the process does it in the last code of ours that runs: the detaching of the library.
+/// A module that ends the process does it in the last code of ours that runs: the detaching of the library. The journal
+/// is there since the loading: its first use takes the runtime's lock of static objects, and at the detaching that lock
+/// may belong for ever to a thread that the system has ended.
 struct AtDetach {
+    AtDetach() noexcept { (void)RunJournal::Get(); }
     ~AtDetach() { RunJournal::Get().MarkExit(); }
 } const g_atDetach;
 

@@ -13,6 +13,7 @@
 #include <XelbrinCore/XCString.h>
 #include <XelbrinCore/XCStringParts.h>
 
+#include "text/HexText.h"
 #include "text/Units.h"
 #include "text/Utf8.h"
 
@@ -145,7 +146,7 @@ std::size_t FormatMark(char* to, std::string_view what, Culprits const& culprits
         at = std::to_chars(at, at + 12, culprits.places[i]).ptr;
     }
     std::uint32_t const sum = ChecksumOf({to + kSum, static_cast<std::size_t>(at - to) - kSum});
-    for (int digit = 0; digit < 8; ++digit) to[digit] = "0123456789abcdef"[sum >> (28 - 4 * digit) & 15];
+    text::PutHex(to, sum, 8, text::kLowerHex);
     to[kSum - 1] = ' ';
     *at++ = '\n';
     return static_cast<std::size_t>(at - to);
