@@ -109,6 +109,10 @@ void RegisterShape(Shape const& shape, std::size_t n)
 #endif
 }
 
+constexpr wchar_t const* kListAndDigit = L".*(alpha|bravo|charlie|delta|echo|foxtrot|golf|hotel|india|juliett|kilo|"
+                                         L"lima|mike|november|oscar|papa|quebec|romeo|"
+                                         L"sierra|tango)[0-9].*";
+
 /// Patterns and subjects made to be slow: nested and ambiguous repetition, needles that nearly match everywhere, loops
 /// left as soon as they are entered, guesses that are wrong, sets of states that never come again.
 Shape const kAttacks[] = {
@@ -150,14 +154,58 @@ Shape const kAttacks[] = {
     {"beginning_almost", L"(a{9}){9}b.*", [](std::size_t n) { return std::wstring(n, L'a'); }},
     {"ends_almost", L".*(a|b){9}c", [](std::size_t n) { return Scattered(n); }},
     {"gap_in_a_gap", L".*a[^c]*b[^a]*c.*d", [](std::size_t n) { return Repeat(L"abc", n); }},
+    // Lists that are searched for by packed comparison, in texts full of places that look like their words.
+    {"list_one_short", kListAndDigit,
+     [](std::size_t n) { return Repeat(L"alphbravcharlideltechfoxtrogolhoteindi", n); }},
+    {"list_in_a_row", kListAndDigit, [](std::size_t n) { return Repeat(L"alphabravocharliedeltaechofoxtrotgolf", n); }},
+    {"list_common_beginnings", kListAndDigit, [](std::size_t n) { return Repeat(L"alphxbravxcharxnovexsierx", n); }},
+    {"list_low_halves_alike", kListAndDigit, [](std::size_t n) { return Repeat(L"q|`xqrbqfssxqb|y", n); }},
+    {"list_now_and_then", kListAndDigit,
+     [](std::size_t n) { return Repeat(L"tango" + std::wstring(75, L'.') + L"papa", n); }},
+    {"list_of_one_beginning",
+     L".*(needaz|needbz|needcz|needdz|needez|needfz|needgz|needhz|needi|needjz|needkz|needlz|needmz|neednz|needoz|"
+     L"needpz|"
+     L"needqz|needrz)[0-9].*",
+     [](std::size_t n) { return Repeat(L"needaneedb", n); }},
+    {"list_of_two_letters", L".*(ab|bc|cd|de|ef|fg|gh|hi|ij|jk|kl|lm|mn|no|op|pq|qr|rs|st|tu)[0-9].*",
+     [](std::size_t n) { return Repeat(L"abcdefghijklmnopqrstu", n); }},
+    {"list_low_bytes_alike",
+     L".*(\x0461lpha|bravo|charlie|delta|echo|foxtrot|golf|hotel|india|juliett|kilo|lima|mike|november|oscar|papa|"
+     L"quebec)"
+     L"[0-9].*",
+     [](std::size_t n) { return Repeat(L"\x0561\x056C\x0570\x0568\x0561\x0562\x0572\x0561\x0576\x056F", n); }},
 };
 
-void RegisterAttack(Shape const& shape, char const* form, XCRegEx::Limits const& limits)
+/// Texts in which attempts to find fail late and from everywhere, and groups that may be divided in many ways.
+Shape const kFindAttacks[] = {
+    {"fails_late_everywhere", L"a*b", [](std::size_t n) { return std::wstring(n, L'a'); }},
+    {"near_literal", L"needle[0-9]", [](std::size_t n) { return Repeat(L"needleneedl", n); }},
+};
+Shape const kGroupAttacks[] = {
+    {"divided_at_will", L"((a+)(a*))*", [](std::size_t n) { return std::wstring(n, L'a'); }},
+};
+
+std::size_t MatchCount(XCRegEx const& expression, std::wstring const& text)
 {
-    auto const run = [&shape, limits](benchmark::State& state) {
+    return expression.Match(text.c_str());
+}
+std::size_t PlaceCount(XCRegEx const& expression, std::wstring const& text)
+{
+    return expression.FindAll(text).size();
+}
+std::size_t GroupCount(XCRegEx const& expression, std::wstring const& text)
+{
+    return expression.FindGroups(text, {0, text.size()}).size();
+}
+
+/// A row for each of three lengths, and what the time grows with.
+void RegisterAttack(Shape const& shape, char const* form, std::size_t (*work)(XCRegEx const&, std::wstring const&),
+                    XCRegEx::Limits const& limits = {})
+{
+    auto const run = [&shape, work, limits](benchmark::State& state) {
         XCRegEx const expression(XCStringRegExParser(shape.pattern).Parse(), false, limits);
-        Measure(state, shape.subject(static_cast<std::size_t>(state.range(0))),
-                [&](wchar_t const* text) { return expression.Match(text); });
+        std::wstring const text = shape.subject(static_cast<std::size_t>(state.range(0)));
+        Measure(state, text, [&](wchar_t const*) { return work(expression, text) != 0; });
         state.SetComplexityN(state.range(0));
     };
     benchmark::RegisterBenchmark((std::string("Attack") + form + "/" + shape.name).c_str(), run)
@@ -191,9 +239,11 @@ bool const g_registered = [] {
     benchmark::RegisterBenchmark("Construct/10000_words",
                                  [words](benchmark::State& state) { Construct(state, words.c_str()); });
     for (Shape const& shape : kAttacks) {
-        RegisterAttack(shape, "", {});
-        RegisterAttack(shape, "_sets", {0, 0});
+        RegisterAttack(shape, "", MatchCount);
+        RegisterAttack(shape, "_sets", MatchCount, {0, 0});
     }
+    for (Shape const& shape : kFindAttacks) RegisterAttack(shape, "_find", PlaceCount);
+    for (Shape const& shape : kGroupAttacks) RegisterAttack(shape, "_groups", GroupCount);
     for (Shape const& shape : kShapes)
         benchmark::RegisterBenchmark((std::string("Construct/") + shape.name).c_str(), Construct, shape.pattern);
     for (Shape const& shape : kCalls)

@@ -1,17 +1,23 @@
-// Looks for many texts at once by packed comparison of two of their units.
+// Looks for many texts at once by packed comparison of two to four of their units.
 //
 // The texts are spread over eight buckets. For two units of the texts, a bit for each bucket tells which low and which high
 // half of the unit's low byte occur there; a byte shuffle looks the bits up for 32 units at once, and the AND of the four
 // look-ups leaves a bit for every bucket that may have a text at that place. Only those places are compared. The method is
 // that of packed literal matching as published for network scanners (Wang and others, Hyperscan, NSDI 2019), over the low
-// bytes of 16-bit units: what lies above them is seen by the comparison. The two units are those met most seldom.
+// bytes of 16-bit units: what lies above them is seen by the comparison. The units are those met most seldom.
+//
+// More than sixteen texts are filtered by four units, more than thirty-two in two sets of buckets: each bucket holds a few
+// texts that begin much alike, else all letters would pass. High halves tell letters from digits and hardly more, so two
+// buckets side by side share their look-up; where all units are small letters, the least of them is compared instead. A
+// text too short for a unit lets everything pass there.
 //
 // Where the texts have one of three units at one of their places, a scan for these goes ahead: it needs no end of the
 // subject, and reads a text that has none of them once in all.
 //
-// COST      A cycle for five units where nothing is found. A place that only looks like a text costs a comparison with its
-//           bucket; when such places become frequent the search gives up, and the automaton does the work.
-// INVARIANT No text begins before the place that is returned. Entries are ordered by bucket.
+// COST      A cycle for five units where nothing is found, for two units with the most texts. A place that only looks like
+//           a text costs a look-up of its first four units, and rarely comparisons: at most kMostAlike. When such places
+//           become frequent the search gives up, and the automaton does the work.
+// INVARIANT No text begins before the place that is returned. Entries are ordered by lead.
 #include "match/LiteralFinder.h"
 
 #include "text/Cpu.h"
@@ -19,6 +25,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <immintrin.h>
 
 namespace xc::match {
@@ -35,16 +42,7 @@ XC_INLINE_AVX2 __m256i Load(std::array<std::uint8_t, 16> const& table) noexcept
     return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<__m128i const*>(table.data())));
 }
 
-/// The buckets that 32 bytes belong to. A byte above 0x7F belongs to none when `Ascii`.
-template <bool Ascii>
-XC_INLINE_AVX2 __m256i BucketsOf(__m256i const& bytes, __m256i const& low, __m256i const& high) noexcept
-{
-    __m256i const half = _mm256_set1_epi8(0x0F);
-    __m256i const lowHalf =
-        Ascii ? bytes : _mm256_and_si256(bytes, half); // a shuffle reads the high bit and these four
-    return _mm256_and_si256(_mm256_shuffle_epi8(low, lowHalf),
-                            _mm256_shuffle_epi8(high, _mm256_and_si256(_mm256_srli_epi16(bytes, 4), half)));
-}
+constexpr std::uint8_t kFirstLetter = 0x60;
 
 /// The low bytes of 32 units, in the order of packing.
 XC_INLINE_AVX2 __m256i LowBytes(wchar_t const* at) noexcept
@@ -59,15 +57,53 @@ XC_INLINE_AVX2 __m256i AsciiBytes(wchar_t const* at) noexcept
     return _mm256_packus_epi16(Load(at), Load(at + 16));
 }
 
-/// From the order of packing to that of the text.
-XC_INLINE_AVX2 __m256i Ordered(__m256i const& packed) noexcept
+/// From the order of packing to that of the text, a bit for each byte that is not zero.
+XC_INLINE_AVX2 std::uint32_t BitsOf(__m256i const& packed) noexcept
 {
-    return _mm256_permute4x64_epi64(packed, 0xD8);
+    __m256i const ordered = _mm256_permute4x64_epi64(packed, 0xD8);
+    return ~static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(ordered, _mm256_setzero_si256())));
 }
 
 } // namespace
 
-LiteralFinder::LiteralFinder(Literals const& literals, Memory memory) : m_entries(memory)
+/// The buckets that may have a text, for 32 places.
+template <FilteredUnits Kind, bool Both>
+class LiteralFinder::Packed {
+public:
+    XC_INLINE_AVX2 Packed() noexcept
+        : m_low(_mm256_set1_epi8(-1)), m_otherLow(_mm256_set1_epi8(-1)), m_high(_mm256_set1_epi8(-1)),
+          m_least(_mm256_set1_epi8(0x7F))
+    {
+    }
+    XC_INLINE_AVX2 void Narrow(Filter const& filter, wchar_t const* text) noexcept
+    {
+        wchar_t const* const at = text + filter.offset;
+        __m256i const half = _mm256_set1_epi8(0x0F);
+        __m256i const bytes = Kind == FilteredUnits::Any ? LowBytes(at) : AsciiBytes(at);
+        // A shuffle reads four bits, and gives no bucket where the highest one is set.
+        __m256i const lowHalf = Kind == FilteredUnits::Any ? _mm256_and_si256(bytes, half) : bytes;
+        m_low = _mm256_and_si256(m_low, _mm256_shuffle_epi8(Load(filter.low), lowHalf));
+        if (Both) m_otherLow = _mm256_and_si256(m_otherLow, _mm256_shuffle_epi8(Load(filter.otherLow), lowHalf));
+        if (Kind == FilteredUnits::Letters) {
+            m_least = _mm256_min_epi8(m_least, bytes);
+            return;
+        }
+        __m256i const highHalf = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), half);
+        m_high = _mm256_and_si256(m_high, _mm256_shuffle_epi8(Load(filter.high), highHalf));
+    }
+    /// A byte for each place, in the order of packing.
+    XC_INLINE_AVX2 __m256i Left() const noexcept
+    {
+        __m256i const high =
+            Kind == FilteredUnits::Letters ? _mm256_cmpgt_epi8(m_least, _mm256_set1_epi8(kFirstLetter - 1)) : m_high;
+        return _mm256_and_si256(Both ? _mm256_or_si256(m_low, m_otherLow) : m_low, high);
+    }
+
+private:
+    __m256i m_low, m_otherLow, m_high, m_least;
+};
+
+LiteralFinder::LiteralFinder(Literals const& literals, Memory memory) : m_slots(memory), m_entries(memory)
 {
     if (literals.texts.empty() || !text::HasAvx2()) return;
     for (Literal const& text : literals.texts) m_longest = std::max(m_longest, text.length);
@@ -75,13 +111,15 @@ LiteralFinder::LiteralFinder(Literals const& literals, Memory memory) : m_entrie
         m_unit = literals.texts[0].units[0];
         return;
     }
-    ChooseUnits(literals);
+    ChoosePlaces(literals);
     if (literals.followGap) ChooseSigns(literals);
-    AddEntries(literals);
+    List<Literal> texts(literals.texts, literals.texts.get_allocator());
+    FillFilters(texts);
+    AddEntries(texts);
 }
 
-/// The two places of the texts whose units are the rarest.
-void LiteralFinder::ChooseUnits(Literals const& literals)
+/// The places of the texts whose units are the rarest; some texts may lack the last ones when that gives more places.
+void LiteralFinder::ChoosePlaces(Literals const& literals)
 {
     std::array<std::uint32_t, Literal::kMax> rarity{};
     std::size_t shortest = Literal::kMax;
@@ -89,14 +127,20 @@ void LiteralFinder::ChooseUnits(Literals const& literals)
         shortest = std::min(shortest, text.length);
         for (std::size_t i = 0; i < text.length; ++i) rarity[i] += Rarity(text.units[i]);
     }
-    std::size_t& first = m_first.offset;
-    std::size_t& second = m_second.offset;
-    first = 0;
-    for (std::size_t i = 1; i < shortest; ++i)
-        if (rarity[i] > rarity[first]) first = i;
-    second = first == 0 ? 1 : 0;
-    for (std::size_t i = 0; i < shortest; ++i)
-        if (i != first && rarity[i] > rarity[second]) second = i;
+    m_leadMask = shortest >= kLead ? ~std::uint64_t{0} : (std::uint64_t{1} << 16 * shortest) - 1;
+    constexpr std::size_t kFewest = 16; // texts that two units suffice for
+    constexpr std::size_t kFew = 32;    // texts that one set of buckets suffices for
+    std::size_t const count = literals.texts.size();
+    m_both = count > kFew;
+    m_placeCount = count <= kFewest ? 2 : kMostPlaces;
+    std::size_t const end = std::max(shortest, std::min(m_placeCount, m_longest)); // some may lack the last ones
+    for (std::size_t place = 0; place < m_placeCount; ++place) {
+        std::size_t best = 0; // also for places that there are not
+        for (std::size_t i = 1; i < end; ++i)
+            if (rarity[i] > rarity[best]) best = i;
+        m_filters[place].offset = best;
+        rarity[best] = 0;
+    }
 }
 
 /// The place of the texts that has the fewest and rarest units, U+FFFF put to them.
@@ -125,34 +169,88 @@ void LiteralFinder::ChooseSigns(Literals const& literals)
     }
 }
 
-/// Texts with equal units share a bucket, so that the buckets of a place are few.
-void LiteralFinder::AddEntries(Literals const& literals)
+/// Texts with equal low halves share a bucket, so that few units pass there.
+void LiteralFinder::FillFilters(List<Literal>& texts)
 {
-    List<Literal> texts(literals.texts, m_entries.get_allocator());
     auto const key = [this](Literal const& text) {
-        return std::pair(text.units[m_first.offset], text.units[m_second.offset]);
+        std::uint32_t halves = 0;
+        for (Filter const& filter : m_filters)
+            halves = halves << 4 | (static_cast<std::uint16_t>(text.units[filter.offset]) & 0x0F);
+        return halves;
     };
     std::sort(texts.begin(), texts.end(), [&](Literal const& a, Literal const& b) { return key(a) < key(b); });
-    m_entries.reserve(texts.size());
+    std::size_t const buckets = m_both ? 2 * kBuckets : kBuckets;
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        std::size_t const bucket = i * kBuckets / texts.size();
-        auto const bit = static_cast<std::uint8_t>(1u << bucket);
-        for (Filter* const filter : {&m_first, &m_second}) {
-            auto const unit = static_cast<std::uint16_t>(texts[i].units[filter->offset]);
-            m_isAscii = m_isAscii && unit < 0x80;
-            auto const byte = static_cast<std::uint8_t>(unit);
-            filter->low[byte & 0x0F] |= bit;
-            filter->high[byte >> 4] |= bit;
+        std::size_t const bucket = i * buckets / texts.size();
+        for (std::size_t place = 0; place < m_placeCount; ++place) {
+            Filter& filter = m_filters[place];
+            filter.Add(texts[i], m_both ? bucket / 2 : bucket, m_both && bucket % 2 != 0);
+            auto const unit = static_cast<std::uint16_t>(texts[i].units[filter.offset]);
+            bool const lacksUnit = filter.offset >= texts[i].length;
+            m_units = std::min(m_units, lacksUnit || unit >= 0x80 ? FilteredUnits::Any
+                                        : unit < kFirstLetter     ? FilteredUnits::Ascii
+                                                                  : FilteredUnits::Letters);
         }
-        Entry& entry = m_entries.emplace_back();
-        for (std::size_t unit = 0; unit < texts[i].length; ++unit) {
-            entry.units[unit] = static_cast<std::uint16_t>(texts[i].units[unit]);
-            entry.mask[unit] = 0xFFFF;
-        }
-        m_bounds[bucket + 1] = static_cast<std::uint32_t>(i + 1);
     }
-    for (std::size_t bucket = 1; bucket <= kBuckets; ++bucket)
-        m_bounds[bucket] = std::max(m_bounds[bucket], m_bounds[bucket - 1]);
+}
+
+/// @param other the second set of buckets.
+void LiteralFinder::Filter::Add(Literal const& text, std::size_t bucket, bool other) noexcept
+{
+    auto const bit = static_cast<std::uint8_t>(1u << bucket);
+    auto& lows = other ? otherLow : low;
+    bool const all = offset >= text.length;
+    auto const byte = static_cast<std::uint8_t>(text.units[offset]);
+    for (std::size_t half = 0; half < low.size(); ++half) {
+        if (all || half == (byte & 0x0Fu)) lows[half] |= bit;
+        if (all || half == byte >> 4u) high[half] |= bit;
+    }
+}
+
+/// Where more texts share a lead than are worth comparing, the lead stands for them.
+void LiteralFinder::AddEntries(List<Literal>& texts)
+{
+    auto const lead = [this](Literal const& text) { return LeadOf(text.units.data()); };
+    std::sort(texts.begin(), texts.end(), [&](Literal const& a, Literal const& b) { return lead(a) < lead(b); });
+    m_entries.reserve(texts.size() + 1);
+    std::size_t const slots = std::bit_ceil(8 * texts.size());
+    m_slots.resize(slots);
+    m_slotShift = 64 - std::countr_zero(slots);
+    for (std::size_t i = 0; i < texts.size();) {
+        std::size_t end = i + 1;
+        while (end < texts.size() && lead(texts[end]) == lead(texts[i])) ++end;
+        std::size_t slot = SlotOf(lead(texts[i]));
+        while (m_slots[slot] != 0) slot = (slot + 1) % slots;
+        m_slots[slot] = static_cast<std::uint8_t>(m_entries.size() + 1);
+        bool const alike = end - i > kMostAlike;
+        for (std::size_t at = i; at < (alike ? i + 1 : end); ++at) {
+            Entry& entry = m_entries.emplace_back();
+            entry.lead = lead(texts[at]);
+            std::size_t const length =
+                alike ? static_cast<std::size_t>(std::popcount(m_leadMask)) / 16 : texts[at].length;
+            for (std::size_t unit = 0; unit < length; ++unit) {
+                entry.units[unit] = static_cast<std::uint16_t>(texts[at].units[unit]);
+                entry.mask[unit] = 0xFFFF;
+            }
+        }
+        i = end;
+    }
+    m_entries.emplace_back();
+}
+
+std::uint64_t LiteralFinder::LeadOf(wchar_t const* text) const noexcept
+{
+    std::uint64_t units;
+    static_assert(sizeof units == kLead * sizeof(wchar_t));
+    std::memcpy(&units, text, sizeof units);
+    return units & m_leadMask;
+}
+
+/// Where the look-up of a lead begins.
+std::size_t LiteralFinder::SlotOf(std::uint64_t lead) const noexcept
+{
+    constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
+    return static_cast<std::size_t>(lead * kFactor >> m_slotShift);
 }
 
 bool LiteralFinder::IsUnitAbsent(wchar_t const* subject, wchar_t const* text, std::size_t most) const noexcept
@@ -179,91 +277,92 @@ std::size_t LiteralFinder::Find(wchar_t const* text, std::size_t n) const noexce
     }
     std::size_t credit = 4; // for places that look like a text: each block passed earns one more
     std::size_t i = 0;
-    for (; i + kReach <= n; i += kBlock) {
-        std::size_t const next = SkipBlocks(text, i, n);
-        credit += (next - i) / kBlock;
-        i = next;
-        if (i + kReach > n) break;
-        if (std::size_t const at = FindInBlock(text + i, credit); at < kBlock) return i + at;
-    }
+    if (FindInBlocks(text, i, n, credit)) return i;
     // The rest is copied, so that whole blocks can be read; no text holds the zeros after it.
-    std::array<wchar_t, 2 * kBlock + kReach> rest{};
+    std::array<wchar_t, kBlock + kReach> rest{};
     text::CopyUnits(rest.data(), text + i, n - i);
-    for (std::size_t at = 0; at < n - i; at += kBlock)
-        if (std::size_t const found = FindInBlock(rest.data() + at, credit); found < kBlock) return i + at + found;
-    return kNone;
+    std::size_t at = 0;
+    return FindInBlocks(rest.data(), at, rest.size(), credit) ? i + at : kNone;
 }
 
-/// The first block from i on where something may stand, or the first that does not lie wholly in the text.
-std::size_t LiteralFinder::SkipBlocks(wchar_t const* text, std::size_t i, std::size_t n) const noexcept
+bool LiteralFinder::FindInBlocks(wchar_t const* text, std::size_t& i, std::size_t n, std::size_t& credit) const noexcept
 {
-    return m_isAscii ? SkipBlocksOf<true>(text, i, n) : SkipBlocksOf<false>(text, i, n);
+    for (;;) {
+        Block const block = NextBlock(text, i, n);
+        credit += (block.at - i) / kBlock;
+        i = block.at;
+        if (i + kReach > n) return false;
+        std::size_t const found = FindInBlock(text + i, block, credit);
+        i += found;
+        if (found < kBlock) return true;
+    }
 }
 
-template <bool Ascii>
-XC_TARGET_AVX2 std::size_t LiteralFinder::SkipBlocksOf(wchar_t const* text, std::size_t i, std::size_t n) const noexcept
+auto LiteralFinder::NextBlock(wchar_t const* text, std::size_t i, std::size_t n) const noexcept -> Block
 {
-    __m256i const low1 = Load(m_first.low);
-    __m256i const high1 = Load(m_first.high);
-    __m256i const low2 = Load(m_second.low);
-    __m256i const high2 = Load(m_second.high);
+    switch (m_units) {
+    case FilteredUnits::Any: return NextBlockOf<FilteredUnits::Any>(text, i, n);
+    case FilteredUnits::Ascii: return NextBlockOf<FilteredUnits::Ascii>(text, i, n);
+    case FilteredUnits::Letters: break;
+    }
+    return NextBlockOf<FilteredUnits::Letters>(text, i, n);
+}
+
+template <FilteredUnits Kind>
+auto LiteralFinder::NextBlockOf(wchar_t const* text, std::size_t i, std::size_t n) const noexcept -> Block
+{
+    if (m_both) return NextBlockWith<Kind, true, 4>(text, i, n);
+    return m_placeCount == 2 ? NextBlockWith<Kind, false, 2>(text, i, n) : NextBlockWith<Kind, false, 4>(text, i, n);
+}
+
+template <FilteredUnits Kind, bool Both, std::size_t Places>
+auto LiteralFinder::NextBlockWith(wchar_t const* text, std::size_t i, std::size_t n) const noexcept -> Block
+{
     __m256i const odd = _mm256_set1_epi16(-1);
     for (; i + kReach <= n; i += kBlock) {
-        wchar_t const* const first = text + i + m_first.offset;
-        wchar_t const* const second = text + i + m_second.offset;
-        __m256i const bytes1 = Ascii ? AsciiBytes(first) : LowBytes(first);
-        __m256i const bytes2 = Ascii ? AsciiBytes(second) : LowBytes(second);
-        __m256i const candidates =
-            _mm256_and_si256(BucketsOf<Ascii>(bytes1, low1, high1), BucketsOf<Ascii>(bytes2, low2, high2));
+        Packed<Kind, Both> packed;
+        packed.Narrow(m_filters[0], text + i);
+        packed.Narrow(m_filters[1], text + i);
+        if constexpr (Places == 4) {
+            packed.Narrow(m_filters[2], text + i);
+            packed.Narrow(m_filters[3], text + i);
+        }
+        __m256i const left = packed.Left();
         // U+FFFF is the greatest unit.
         __m256i const greatest = _mm256_max_epu16(Load(text + i), Load(text + i + 16));
-        __m256i const any = _mm256_or_si256(candidates, _mm256_cmpeq_epi16(greatest, odd));
-        if (_mm256_testz_si256(any, any) == 0) break;
+        __m256i const any = _mm256_or_si256(left, _mm256_cmpeq_epi16(greatest, odd));
+        if (_mm256_testz_si256(any, any) != 0) continue;
+        __m256i const odds =
+            _mm256_packs_epi16(_mm256_cmpeq_epi16(Load(text + i), odd), _mm256_cmpeq_epi16(Load(text + i + 16), odd));
+        return {i, BitsOf(left), BitsOf(odds)};
     }
-    return i;
+    return {i, 0, 0};
 }
 
-XC_TARGET_AVX2 auto LiteralFinder::Look(wchar_t const* text) const noexcept -> Block
+std::size_t LiteralFinder::FindInBlock(wchar_t const* text, Block const& block, std::size_t& credit) const noexcept
 {
-    wchar_t const* const first = text + m_first.offset;
-    wchar_t const* const second = text + m_second.offset;
-    __m256i const candidates =
-        Ordered(_mm256_and_si256(BucketsOf<false>(LowBytes(first), Load(m_first.low), Load(m_first.high)),
-                                 BucketsOf<false>(LowBytes(second), Load(m_second.low), Load(m_second.high))));
-    __m256i const odd = _mm256_set1_epi16(-1);
-    __m256i const odds =
-        Ordered(_mm256_packs_epi16(_mm256_cmpeq_epi16(Load(text), odd), _mm256_cmpeq_epi16(Load(text + 16), odd)));
-    Block block;
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(block.buckets.data()), candidates);
-    block.places =
-        ~static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(candidates, _mm256_setzero_si256())));
-    block.odd = static_cast<std::uint32_t>(_mm256_movemask_epi8(odds));
-    return block;
-}
-
-std::size_t LiteralFinder::FindInBlock(wchar_t const* text, std::size_t& credit) const noexcept
-{
-    Block const block = Look(text);
     for (std::uint32_t places = block.places | block.odd; places != 0; places &= places - 1) {
         auto const at = static_cast<std::size_t>(std::countr_zero(places));
-        if ((block.odd >> at & 1) != 0 || IsAt(text + at, block.buckets[at]) || credit == 0) return at;
+        if ((block.odd >> at & 1) != 0 || IsAt(text + at) || credit == 0) return at;
         --credit;
     }
     return kBlock;
 }
 
-bool LiteralFinder::IsAt(wchar_t const* text, std::uint32_t buckets) const noexcept
+bool LiteralFinder::IsAt(wchar_t const* text) const noexcept
 {
     auto const load = [](auto const* at) { return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at)); };
-    __m128i const units = load(text);
-    for (; buckets != 0; buckets &= buckets - 1) {
-        auto const bucket = static_cast<std::size_t>(std::countr_zero(buckets));
-        for (std::uint32_t i = m_bounds[bucket]; i < m_bounds[bucket + 1]; ++i) {
-            Entry const& entry = m_entries[i];
+    std::uint64_t const lead = LeadOf(text);
+    for (std::size_t slot = SlotOf(lead); m_slots[slot] != 0; slot = (slot + 1) & (m_slots.size() - 1)) {
+        Entry const* entry = &m_entries[m_slots[slot] - 1u];
+        if (entry->lead != lead) continue;
+        __m128i const units = load(text);
+        for (; entry->lead == lead; ++entry) {
             __m128i const fits =
-                _mm_cmpeq_epi16(_mm_and_si128(units, load(entry.mask.data())), load(entry.units.data()));
+                _mm_cmpeq_epi16(_mm_and_si128(units, load(entry->mask.data())), load(entry->units.data()));
             if (_mm_movemask_epi8(fits) == 0xFFFF) return true;
         }
+        return false;
     }
     return false;
 }

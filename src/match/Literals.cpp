@@ -5,7 +5,8 @@
 // text so far that may still grow is extended by each unit, each branch, each further copy. A text is closed where a
 // class is wide, where a repetition is open, or at eight units; the rest of the pattern would only confirm what these
 // tell. Of all places the one is taken whose texts are the longest and rarest. A pattern that begins with ".*" is best
-// served by the texts right after it, because the automaton need not even run up to them.
+// served by the texts right after it, because the automaton need not even run up to them: a list of many words is
+// taken there. Elsewhere many texts would cost the construction more than they save.
 //
 // COST      Each place looks at a few parts; at most kMaxPlaces of them, kMaxDepth levels deep, Literals::kMax texts.
 // INVARIANT No text is empty, and none holds U+0000.
@@ -29,7 +30,8 @@ constexpr std::uint64_t kMaxUnits = 4; ///< of a class that is written out, as i
 /// The texts that a part of a pattern can begin with.
 class Beginnings {
 public:
-    explicit Beginnings(Memory memory) : m_memory(memory), m_texts(1, Literal{}, memory) {}
+    /// @param most texts that are collected.
+    Beginnings(std::size_t most, Memory memory) : m_most(most), m_memory(memory), m_texts(1, Literal{}, memory) {}
 
     [[nodiscard]] bool IsOpen() const noexcept
     {
@@ -65,7 +67,7 @@ private:
     void ExtendBySet(XCUWCharSet const& set)
     {
         std::uint64_t const count = set.GetCount();
-        if (count == 0 || count > kMaxUnits || set.IsInSet(L'\0') || count * m_texts.size() > Literals::kMax)
+        if (count == 0 || count > kMaxUnits || set.IsInSet(L'\0') || count * m_texts.size() > Literals::kFew)
             return Close();
         if (count == 1) {
             for (Literal& text : m_texts)
@@ -84,9 +86,10 @@ private:
     /// Each branch extends the texts so far by itself. @param optional the texts may stay as they are, too.
     void ExtendByParts(List<Node const*> const& branches, bool optional, int depth)
     {
-        if (branches.size() > Literals::kMax) return Close(); // each makes one text at least
+        if (branches.size() > m_most) return Close(); // each makes one text at least
         List<Literal> const before(m_texts, m_memory);
         List<Literal> all(m_memory);
+        all.reserve(before.size() + branches.size());
         for (Literal const& text : before)
             if (!text.open || optional) all.push_back(text);
         for (Node const* const branch : branches) {
@@ -95,7 +98,7 @@ private:
                 if (text.open) m_texts.push_back(text);
             Extend(*branch, depth + 1);
             all.insert(all.end(), m_texts.begin(), m_texts.end());
-            if (all.size() <= Literals::kMax) continue;
+            if (all.size() <= m_most) continue;
             m_texts = before;
             return Close();
         }
@@ -116,6 +119,7 @@ private:
         if (repeat.GetMaximum() != repeat.GetMinimum()) Close();
     }
 
+    std::size_t m_most;
     Memory m_memory;
     List<Literal> m_texts;
 };
@@ -145,8 +149,10 @@ std::uint32_t Worth(List<Literal> const& texts) noexcept
         if (text.length == 1 && texts.size() > 1) rarity = 0;
         least = std::min(least, rarity);
     }
+    constexpr auto kMost = static_cast<std::uint32_t>(Literals::kMax);
     constexpr std::uint32_t kLeast = 3; // a single common letter stands everywhere
-    return least < kLeast || texts.empty() ? 0 : 32 * least - static_cast<std::uint32_t>(texts.size());
+    // A unit more weighs as much as thirty-two texts less.
+    return least < kLeast || texts.empty() ? 0 : 32 * least + kMost - static_cast<std::uint32_t>(texts.size());
 }
 
 } // namespace
@@ -172,13 +178,14 @@ Literals FindLiterals(XCRegExSyntaxNode const& root, Memory memory)
     List<Node const*> const parts = PartsOf(root, Node::NodeType::SequenceNode, memory);
     for (std::size_t place = 0; place < std::min(parts.size(), kMaxPlaces); ++place) {
         if (!MayBeginText(parts[place])) continue;
-        Beginnings beginnings(memory);
+        bool const followsGap = place == 1 && IsGap(*parts[0]);
+        Beginnings beginnings(followsGap ? Literals::kMax : Literals::kFew, memory);
         for (std::size_t i = place; i < parts.size() && beginnings.IsOpen(); ++i) beginnings.Extend(*parts[i], 0);
         std::uint32_t const worth = Worth(beginnings.Texts());
         if (worth <= bestWorth) continue;
         bestWorth = worth;
         best.texts = std::move(beginnings.Texts());
-        best.followGap = place == 1 && IsGap(*parts[0]) && best.texts[0].length > 1;
+        best.followGap = followsGap && best.texts[0].length > 1;
         if (best.followGap) break;
     }
     return best;

@@ -22,8 +22,10 @@ struct Literal {
 
 /// One of these stands in every match. Empty when the pattern tells nothing of use.
 struct Literals {
-    /// The packed comparison has eight buckets; with more texts nearly every place looks like one of them.
-    static constexpr std::size_t kMax = 16;
+    /// With more texts nearly every place looks like one of them to the packed comparison.
+    static constexpr std::size_t kMax = 128;
+    /// So many are worth it where they are looked for beside the walk, and from classes.
+    static constexpr std::size_t kFew = 16;
 
     explicit Literals(Memory memory) : texts(memory) {}
 

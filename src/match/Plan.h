@@ -143,6 +143,9 @@ public:
         return chosen.forInside ? text::FindInside(text, n, chosen.ranges) : text::FindOutside(text, n, chosen.ranges);
     }
 
+    /// How many units a search must pass over to beat a walk in several places at once: among many literals more places
+    /// are looked at in vain.
+    [[nodiscard]] std::size_t PayingSkip() const noexcept { return m_finder.LooksForMany() ? 192 : 64; }
     /// How many units of a text whose end is not known keep the search row, as far as matches are concerned.
     [[nodiscard]] std::size_t PassOver(wchar_t const* text) const noexcept { return m_finder.PassOver(text); }
 
@@ -166,18 +169,36 @@ private:
 /// When a search is worth its call again: one that passes over little is put off, longer each time.
 class SearchPace {
 public:
+    /// @param pays units to be passed over so that no other way would have been faster.
+    explicit SearchPace(std::size_t pays = kLeast) noexcept : m_pays(pays) {}
+
     [[nodiscard]] bool MaySearch(std::size_t at) const noexcept { return at >= m_next; }
+    /// No search has paid for so long that another way should be tried.
+    [[nodiscard]] bool IsPoor(std::size_t at) const noexcept { return at >= m_poorAt; }
     void Note(std::size_t at, std::size_t skipped) noexcept
     {
-        constexpr std::size_t kLeast = 32;
+        constexpr std::size_t kFirst = 32;
         constexpr std::size_t kMost = 2048;
-        m_pause = skipped >= kLeast ? 0 : std::min(kMost, 2 * m_pause + kLeast);
+        m_pause = skipped >= kLeast ? 0 : std::min(kMost, 2 * m_pause + kFirst);
         m_next = at + m_pause;
+        if (skipped >= m_pays) m_poorAt = at + kPatience;
+    }
+    /// The other way has been gone for a while, and places are counted anew.
+    void Doubt() noexcept
+    {
+        m_next = 0;
+        m_poorAt = kShortPatience;
     }
 
 private:
+    static constexpr std::size_t kLeast = 64; // a call and what follows it take as long as walking over so many units
+    static constexpr std::size_t kPatience = 256;
+    static constexpr std::size_t kShortPatience = 64;
+
+    std::size_t m_pays;
     std::size_t m_next = 0;
     std::size_t m_pause = 0;
+    std::size_t m_poorAt = kPatience;
 };
 
 /// Walks over the rest of a subject from a state: the terminator is searched one stretch ahead, so that a subject decided

@@ -60,7 +60,8 @@ public:
 
 private:
     static constexpr std::uint32_t kColumn = sizeof(Cell) == 2 ? 2 : 1; ///< of a column in the map
-    static constexpr std::size_t kProbe = 64;  ///< units read one after the other between two rounds of lanes
+    static constexpr std::size_t kProbe = 64; ///< units read one after the other between two rounds of lanes
+    static constexpr std::size_t kWhileSearchPays = static_cast<std::size_t>(-1);
     static constexpr std::size_t kGuess = 128; ///< units read before a lane whose beginning is a guess
     static constexpr std::size_t kLanes = 4;
     static constexpr std::size_t kLane = 2048;    ///< units of a lane at most
@@ -98,7 +99,8 @@ private:
         }
     };
     [[nodiscard, gnu::noinline]] std::uint32_t StepFour(std::uint32_t state, wchar_t const* text) const noexcept;
-    std::size_t RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n, std::size_t least) const noexcept;
+    std::size_t RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n, std::size_t least,
+                         SearchPace pace = SearchPace()) const noexcept;
     bool RunLanes(std::uint32_t& state, wchar_t const* text, std::size_t lane) const noexcept;
     [[nodiscard]] LaneStates Guess(std::uint32_t state, wchar_t const* text, std::size_t lane) const noexcept;
     [[nodiscard]] std::uint32_t Tell(wchar_t const* text, std::size_t most) const noexcept;
@@ -215,9 +217,13 @@ template <class Cell>
 std::uint32_t Table<Cell>::Run(std::uint32_t state, wchar_t const* text, std::size_t n) const noexcept
 {
     std::size_t const leastLane = m_tells ? kShortLane : kLane;
-    bool agreed = m_searchState == kNoRow; // what is passed over by searching need not be read in four places
+    // What is passed over by searching need not be read in four places.
+    std::size_t const least = m_searchState == kNoRow ? kProbe : kWhileSearchPays;
+    SearchPace pace(m_scans.PayingSkip());
+    bool agreed = true;
     while (n >= kProbe + kLanes * leastLane && agreed) {
-        std::size_t const done = RunSteps(state, text, n, kProbe);
+        std::size_t const done = RunSteps(state, text, n, least, pace);
+        pace.Doubt();
         text += done;
         n -= done;
         if (IsSettled(state)) return state;
@@ -234,18 +240,17 @@ std::uint32_t Table<Cell>::Run(std::uint32_t state, wchar_t const* text, std::si
 }
 
 /// At least `least` of n units, eight at a time; a state found again twice in a row is probably looping, and is
-/// scanned. Returns how many were read; a settled state ends it early.
+/// scanned. Returns how many were read; a settled state ends it early, and so does a poor search if asked.
 template <class Cell>
-std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n,
-                                  std::size_t least) const noexcept
+std::size_t Table<Cell>::RunSteps(std::uint32_t& state, wchar_t const* text, std::size_t n, std::size_t least,
+                                  SearchPace pace) const noexcept
 {
     Latin const latin{m_cells.data(), m_latin};
     std::uint32_t current = state; // kept in a register
     std::uint32_t before = current;
     std::uint32_t beforeThat = kNoRow;
-    SearchPace pace;
     std::size_t i = 0;
-    while (i < least && i + 8 <= n && !IsSettled(current)) {
+    while (i < least && i + 8 <= n && !IsSettled(current) && !(least == kWhileSearchPays && pace.IsPoor(i))) {
         for (std::size_t const end = i + 8; i != end; i += 4) {
             std::uint64_t const units = FourUnits(text + i);
             if ((units & kBeyondLatin) == 0)

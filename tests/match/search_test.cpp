@@ -93,6 +93,65 @@ TEST(Search, ManyWords)
     }
 }
 
+/// Lists over alphabets that are filtered in different ways: small letters, others below U+0080, units with one low byte.
+struct ListCase {
+    wchar_t const* alphabet;
+    std::uint32_t count, shortest, longest;
+    wchar_t const* common; ///< what all words begin with
+};
+ListCase const kLists[] = {
+    {L"abcdefgh", 16, 2, 9, L""},         {L"abcdefghij", 17, 4, 9, L""},    {L"abcdefghij", 33, 4, 9, L""},
+    {L"abcdefghijklm", 128, 4, 9, L""},   {L"abcdefghijkl", 100, 2, 3, L""}, {L"abcdefghijkl", 60, 1, 9, L"z"},
+    {L"aAqQ-_09\x7F", 33, 2, 9, L""},     {L"aAqQ-_09", 20, 3, 12, L""},     {L"ab\x0461\x0462\xFF61", 40, 2, 9, L""},
+    {L"\x8041\x7F41\xC1", 17, 4, 9, L""}, {L"abcdefgh", 100, 3, 5, L"need"},
+};
+
+/// Parts of words and units of the alphabet, side by side or far from each other; perhaps a word; seldom a unit after which
+/// nothing counts.
+std::wstring NearWords(ListCase const& list, std::vector<std::wstring> const& words, reference::Maker& random)
+{
+    std::wstring_view const alphabet(list.alphabet);
+    std::wstring text;
+    bool const isSparse = random.Below(3) != 0;
+    wchar_t const other = random.Below(2) == 0 ? L'.' : L'\x0416';
+    for (std::uint32_t n = random.Below(isSparse ? 40 : 1200); n > 0; --n) {
+        std::wstring const& word = words[random.Below(list.count)];
+        if (random.Below(3) == 0) text += word.substr(0, random.Below(static_cast<std::uint32_t>(word.size())) + 1);
+        text.append(random.Below(8), alphabet[random.Below(static_cast<std::uint32_t>(alphabet.size()))]);
+        if (isSparse) text.append(random.Below(300), other);
+        if (random.Below(2000) == 0) text += L'\xFFFF';
+    }
+    if (random.Below(2) == 0) text += words[random.Below(list.count)] + L"7" + std::wstring(random.Below(100), other);
+    return text;
+}
+
+TEST(Search, ListsAsTheAutomatonReadsThem)
+{
+    reference::Maker random(17);
+    for (ListCase const& c : kLists) {
+        std::vector<std::wstring> words;
+        std::wstring list;
+        while (words.size() < c.count) {
+            std::wstring word(c.common);
+            for (std::uint32_t n = c.shortest + random.Below(c.longest - c.shortest + 1); n > 0; --n)
+                word += c.alphabet[random.Below(static_cast<std::uint32_t>(std::wcslen(c.alphabet)))];
+            list += (words.empty() ? L"" : L"|") + word;
+            words.push_back(word);
+        }
+        XCRegEx const expression = Built(L".*(" + list + L")7.*");
+        auto const states = expression.GetStates();
+        ASSERT_FALSE(states.empty());
+        std::size_t matched = 0;
+        for (int i = 0; i < 400; ++i) {
+            std::wstring const text = NearWords(c, words, random);
+            bool const expected = reference::MatchesStates(states, text);
+            ASSERT_EQ(expression.Match(text.c_str()), expected) << "list of " << c.count << ", subject " << i;
+            matched += expected;
+        }
+        EXPECT_TRUE(matched > 40 && matched < 360) << matched << " of 400 in the list of " << c.count;
+    }
+}
+
 TEST(Cache, KeepsWhatWasAskedForLast)
 {
     for (int round = 0; round < 3; ++round) {
