@@ -1,5 +1,5 @@
 // Rows of the application and its host, from construction to end; the module's rows stand beside the bare calls of the
-// system that load and free it.
+// system that load and free it. A program that links the library is started beside the same one on the standard library.
 #include <XelbrinCore/XCApplication.h>
 
 #include <benchmark/benchmark.h>
@@ -29,11 +29,16 @@ public:
     void Run() override {}
 };
 
-std::wstring ModulePath()
+std::filesystem::path ProgramFolder()
 {
     wchar_t program[MAX_PATH];
     ::GetModuleFileNameW(nullptr, program, MAX_PATH);
-    return (std::filesystem::path(program).parent_path() / "modules" / "bench_module.osx").wstring();
+    return std::filesystem::path(program).parent_path();
+}
+
+std::wstring ModulePath()
+{
+    return (ProgramFolder() / "modules" / "bench_module.osx").wstring();
 }
 
 void Host_application(benchmark::State& state)
@@ -83,5 +88,26 @@ void Host_rawLoadFree(benchmark::State& state)
     }
 }
 BENCHMARK(Host_rawLoadFree)->UseRealTime();
+
+/// From the call that starts a program until its end has been seen.
+void ProgramStart(benchmark::State& state, wchar_t const* program)
+{
+    std::wstring const path = (ProgramFolder() / "start" / program).wstring();
+    for (auto _ : state) {
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        DWORD code = 1;
+        if (::CreateProcessW(path.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process)) {
+            ::WaitForSingleObject(process.hProcess, INFINITE);
+            ::GetExitCodeProcess(process.hProcess, &code);
+            ::CloseHandle(process.hThread);
+            ::CloseHandle(process.hProcess);
+        }
+        if (code != 0) state.SkipWithError("the program did not run");
+    }
+}
+BENCHMARK_CAPTURE(ProgramStart, XelbrinCore, L"bench_start_linked.exe")->UseRealTime();
+BENCHMARK_CAPTURE(ProgramStart, plain, L"bench_start_plain.exe")->UseRealTime();
 
 } // namespace

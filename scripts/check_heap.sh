@@ -19,7 +19,7 @@ for program in "$build"/bin/test_*.exe; do
     stack=()
     [ "$name" = test_docs.exe ] && stack=(XC_DISABLE_STACK=1)
     # A damaged heap may leave the program waiting for its own lock: the time limit ends it.
-    (cd "$build/bin" && env "${stack[@]}" XC_HEAP_CHECK=1 XC_MATCH_PAIRS=20 WINEDEBUG=err+heap,warn+heap timeout -k 5 "${XC_HEAP_SECONDS:-600}" "$wine" run "$prefix" "$program" --gtest_brief=1) >"$log" 2>&1
+    (cd "$build/bin" && env "${stack[@]}" XC_HEAP_CHECK=1 XC_NO_RESERVE=1 XC_MATCH_PAIRS=20 WINEDEBUG=err+heap,warn+heap timeout -k 5 "${XC_HEAP_SECONDS:-600}" "$wine" run "$prefix" "$program" --gtest_brief=1) >"$log" 2>&1
     code=$?
     ran=$((ran + 1))
     if [ $code -ne 0 ] || grep -q ':heap:' "$log"; then

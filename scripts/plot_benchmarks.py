@@ -79,6 +79,7 @@ PEERS = [(family, re.compile(ours), theirs, peer) for family, ours, theirs, peer
     ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_libuv\1", "libuv"),
     ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_bare\1", "the bare calls"),
     ("Networking", r"EchoRoundTrips_XCSocketServer(.*)", r"EchoRoundTrips_asio\1", "Asio"),
+    ("Hosts and modules", r"ProgramStart/XelbrinCore(.*)", r"ProgramStart/plain\1", "a program without the library"),
     ("Files", r"Walk_20000Files_XCDirectoryWalker/(.*)", r"Walk_20000Files_std/\1", "std::filesystem"),
     ("Files", r"(Read|Write)64K_XCFile", r"\g<1>64K_\1File", "the raw call"),
     ("Files", r"ReadLines20000_XCFileStream", r"ReadLines20000_wifstream", "std::wifstream"),

@@ -25,6 +25,13 @@ static_assert(sizeof(void*) == 8, "the library is made for 64-bit programs");
 #pragma warning(disable : 4251 4275)
 #endif
 
+/// Whether the compiler knows the value where the call stands. One that cannot tell takes the general way.
+#if defined(__GNUC__)
+#define XC_IS_CONSTANT(value) __builtin_constant_p(value)
+#else
+#define XC_IS_CONSTANT(value) false
+#endif
+
 #define XC_VERSION_MAJOR 1
 #define XC_VERSION_MINOR 0
 #define XC_VERSION_PATCH 0

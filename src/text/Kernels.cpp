@@ -230,6 +230,23 @@ XC_READS_WHOLE_BLOCKS std::size_t TextLength(wchar_t const* text) noexcept
     return (reinterpret_cast<std::uintptr_t>(block) - address) / sizeof(wchar_t) + FirstIn(mask);
 }
 
+// Copies --------------------------------------------------------------------------------------------------------
+
+void CopyManyUnits(wchar_t* to, wchar_t const* from, std::size_t n) noexcept
+{
+    if (n > 256) {
+        std::memmove(to, from, n * sizeof(wchar_t));
+        return;
+    }
+    // A call costs some runtime libraries more than the copy of a line.
+    __m128i const last = Load8(from + n - kSseUnits);
+    auto const store = [to](std::size_t i, __m128i block) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + i), block);
+    };
+    for (std::size_t i = 0; i < n - kSseUnits; i += kSseUnits) store(i, Load8(from + i));
+    store(n - kSseUnits, last);
+}
+
 // Comparison ----------------------------------------------------------------------------------------------------
 
 std::size_t Mismatch(wchar_t const* a, wchar_t const* b, std::size_t n) noexcept

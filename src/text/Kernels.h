@@ -40,18 +40,18 @@ std::uint32_t Hash613(std::uint32_t h, wchar_t const* text, std::size_t n) noexc
 /// The length of a NUL-terminated text; null counts as empty.
 std::size_t TextLength(wchar_t const* text) noexcept;
 
-/// Copies n units, short texts without a call. The places may overlap where `to` is the lower one.
-inline void CopyUnits(wchar_t* to, wchar_t const* from, std::size_t n) noexcept
+/// What is copied without a call.
+inline constexpr std::size_t kFewUnits = 32;
+
+/// As CopyUnits for more than that.
+void CopyManyUnits(wchar_t* to, wchar_t const* from, std::size_t n) noexcept;
+
+/// As CopyUnits for at most kFewUnits: always a part of the caller, which needs to keep no register for it.
+[[gnu::always_inline]] inline void CopyFewUnits(wchar_t* to, wchar_t const* from, std::size_t n) noexcept
 {
     auto const load = [](wchar_t const* at) { return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at)); };
     auto const store = [](wchar_t* at, __m128i block) { _mm_storeu_si128(reinterpret_cast<__m128i*>(at), block); };
-    if (n > 256) {
-        std::memmove(to, from, n * sizeof(wchar_t));
-    } else if (n > 32) { // a call costs some runtime libraries more than the copy of a line
-        __m128i const last = load(from + n - 8);
-        for (std::size_t i = 0; i < n - 8; i += 8) store(to + i, load(from + i));
-        store(to + n - 8, last);
-    } else if (n >= 8) { // blocks from both ends, overlapping in the middle
+    if (n >= 8) { // blocks from both ends, overlapping in the middle
         __m128i const first = load(from);
         __m128i const last = load(from + n - 8);
         if (n > 16) {
@@ -72,6 +72,15 @@ inline void CopyUnits(wchar_t* to, wchar_t const* from, std::size_t n) noexcept
     } else {
         for (std::size_t i = 0; i < n; ++i) to[i] = from[i];
     }
+}
+
+/// Copies n units, short texts without a call. The places may overlap where `to` is the lower one.
+inline void CopyUnits(wchar_t* to, wchar_t const* from, std::size_t n) noexcept
+{
+    if (n > kFewUnits)
+        CopyManyUnits(to, from, n);
+    else
+        CopyFewUnits(to, from, n);
 }
 
 } // namespace xc::text

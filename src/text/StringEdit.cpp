@@ -11,6 +11,7 @@
 #include "text/FindText.h"
 #include "text/Kernels.h"
 #include "text/StringAccess.h"
+#include "text/Units.h"
 
 #include <algorithm>
 #include <cstring>
@@ -20,6 +21,7 @@ using xc::text::CopyUnits;
 using xc::text::FindText;
 using xc::text::FindUnit;
 using xc::text::TextLength;
+using xc::text::ToUint;
 
 namespace {
 
@@ -139,18 +141,26 @@ XCString& XCString::Lower()
     return *this;
 }
 
+/// A block of the string's own as large as the shared one, with a part of its text: what goes is not copied first.
+void XCString::CopyOwn(std::size_t pos, std::size_t count)
+{
+    DataDef* const fresh = Alloc(m_data->capacity);
+    CopyUnits(fresh->Text(), m_data->Text() + pos, count);
+    fresh->length = static_cast<std::uint32_t>(count);
+    fresh->Text()[count] = L'\0';
+    Unshare(std::exchange(m_data, fresh));
+}
+
 // Memory is kept on purpose in the calls that shorten: they are often followed by others that lengthen.
 XCString& XCString::RemoveFront(std::size_t count)
 {
     std::size_t const left = m_data->length - count;
-    if (IsShared()) { // what goes is not copied first
-        DataDef* const fresh = Alloc(m_data->capacity);
-        CopyUnits(fresh->Text(), m_data->Text() + count, left);
-        Unshare(std::exchange(m_data, fresh));
+    if (IsShared()) {
+        CopyOwn(count, left);
     } else {
         CopyUnits(m_data->Text(), m_data->Text() + count, left);
+        SetLength(left);
     }
-    SetLength(left);
     return *this;
 }
 
@@ -159,8 +169,10 @@ XCString& XCString::CutTo(std::size_t length)
     if (length == 0)
         Clear();
     else if (length < m_data->length) {
-        ResizeCapacity(m_data->length);
-        SetLength(length);
+        if (IsShared())
+            CopyOwn(0, length);
+        else
+            SetLength(length);
     }
     return *this;
 }
@@ -171,20 +183,38 @@ namespace {
 /// run that goes on, or a long list, is worth one.
 constexpr std::size_t kWorthASet = 8;
 
-bool IsListed(std::wstring_view list, wchar_t unit) noexcept
-{
-    for (wchar_t const member : list)
-        if (member == unit) return true;
-    return false;
-}
+/// A few units to look others up in: those below 64, as nearly all that are trimmed, by a bit.
+class ShortList {
+public:
+    explicit ShortList(std::wstring_view list) noexcept : m_list(list)
+    {
+        for (wchar_t const member : list) {
+            if (ToUint(member) < 64)
+                m_bits |= std::uint64_t{1} << ToUint(member);
+            else
+                m_hasOthers = true;
+        }
+    }
+    [[nodiscard]] bool Has(wchar_t unit) const noexcept
+    {
+        if (ToUint(unit) < 64) return (m_bits >> ToUint(unit) & 1) != 0;
+        return m_hasOthers && m_list.find(unit) != std::wstring_view::npos;
+    }
+
+private:
+    std::wstring_view m_list;
+    std::uint64_t m_bits = 0;
+    bool m_hasOthers = false;
+};
 
 /// As FindFirstNotOf.
 std::size_t FirstUnlisted(XCString const& text, std::wstring_view list, std::size_t pos) noexcept
 {
     if (list.size() > kWorthASet) return text.FindFirstNotOf(list, pos);
+    ShortList const units(list);
     for (std::size_t const stop = pos < text.Length() ? std::min(text.Length() - pos, kWorthASet) + pos : pos;
          pos < stop; ++pos)
-        if (!IsListed(list, text.AsWChar()[pos])) return pos;
+        if (!units.Has(text.AsWChar()[pos])) return pos;
     return text.FindFirstNotOf(list, pos);
 }
 
@@ -192,9 +222,10 @@ std::size_t FirstUnlisted(XCString const& text, std::wstring_view list, std::siz
 std::size_t LastUnlisted(XCString const& text, std::wstring_view list, std::size_t pos) noexcept
 {
     if (list.size() > kWorthASet) return text.FindLastNotOf(list, pos);
+    ShortList const units(list);
     pos = std::min(pos, text.Length() - 1);
     for (std::size_t looks = 0; looks < kWorthASet; ++looks, --pos) {
-        if (!IsListed(list, text.AsWChar()[pos])) return pos;
+        if (!units.Has(text.AsWChar()[pos])) return pos;
         if (pos == 0) return XCString::npos;
     }
     return text.FindLastNotOf(list, pos);

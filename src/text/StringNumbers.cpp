@@ -36,13 +36,16 @@ ScannedInteger ScanInteger(wchar_t const* text) noexcept
     while (IsSpace(*text)) ++text;
     if (*text == L'-' || *text == L'+') number.negative = *text++ == L'-';
     wchar_t const* const first = text;
+    // The first digits, for which 64 bits are enough, are all that most numbers have.
+    for (wchar_t const* const fit = first + 19; text != fit; ++text) {
+        std::uint32_t const digit = ToUint(*text) - L'0';
+        if (digit > 9) break;
+        number.magnitude = number.magnitude * 10 + digit;
+    }
     for (; IsDigit(*text); ++text) {
         std::uint64_t const digit = ToUint(*text) - L'0';
-        if (text - first >= 19) { // only now can 64 bits be too few
-            number.overflow = number.overflow || number.magnitude > (UINT64_MAX - digit) / 10;
-            if (number.overflow) continue;
-        }
-        number.magnitude = number.magnitude * 10 + digit;
+        number.overflow = number.overflow || number.magnitude > (UINT64_MAX - digit) / 10;
+        if (!number.overflow) number.magnitude = number.magnitude * 10 + digit;
     }
     if (number.overflow) number.magnitude = UINT64_MAX;
     number.anyDigit = text != first;

@@ -5,11 +5,15 @@
 // computed first, and what no string can hold is refused before anything is written, so a call that throws changes
 // nothing. An argument may point into the string: such a change keeps the old text until its result is built.
 //
+// A block has BlockSize(capacity) bytes, by which the thread's reserve knows it: who changes the one keeps the other true.
+//
 // Invariant: the unit at the length is 0; the empty block is never counted, written or freed.
 #include <XelbrinCore/XCString.h>
 
 #include "text/Kernels.h"
 #include "text/PrintFormat.h"
+#include "text/StringAccess.h"
+#include "win32/BlockReserve.h"
 #include "win32/GrowBlock.h"
 
 #include <algorithm>
@@ -20,7 +24,9 @@
 #include <stdexcept>
 
 using xc::text::CopyUnits;
+using xc::text::StringAccess;
 using xc::text::TextLength;
+using xc::win32::BlockReserve;
 
 // Switches of former releases. Modules that were built with them still set them; nothing reads them.
 constinit bool XCUseFactory_ = false;
@@ -38,10 +44,16 @@ namespace {
 /// From here on copying a block costs more than asking the heap in vain whether it can grow where it stands.
 constexpr std::size_t kWorthGrowing = 512;
 
+/// The bytes that a block is made of. Heaps hand out steps of 16 bytes and keep 8 for themselves: to ask for the whole step
+/// costs nothing, and a short text that grows finds its next capacity in the block that it has.
 constexpr std::size_t BlockSize(std::size_t capacity) noexcept
 {
-    return sizeof(XCString::DataDef) + (capacity + 1) * sizeof(wchar_t);
+    constexpr std::size_t kStep = BlockReserve::kStep;
+    constexpr std::size_t kKept = 8;
+    std::size_t const used = sizeof(XCString::DataDef) + (capacity + 1) * sizeof(wchar_t);
+    return (used + kKept - 1) / kStep * kStep + kKept;
 }
+static_assert(BlockSize(1) == BlockReserve::kLeast && BlockSize(5) == 24 && BlockSize(6) == 40);
 
 /// The sum of lengths; too much for one string throws before anything has changed.
 std::size_t SumOfLengths(std::size_t a, std::size_t b)
@@ -57,7 +69,11 @@ std::size_t SumOfLengths(std::size_t a, std::size_t b)
 XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
 {
     std::size_t const capacity = std::max<std::size_t>(n, 1);
-    void* const memory = ::operator new(BlockSize(capacity));
+    std::size_t const size = BlockSize(capacity);
+    void* memory = nullptr;
+    if (BlockReserve::IsFor(size))
+        if (BlockReserve* const reserve = xc::win32::OwnReserve()) memory = reserve->Take(size);
+    if (!memory) memory = ::operator new(size);
     auto* const data = ::new (memory) DataDef{static_cast<std::uint32_t>(capacity), 0, 0};
     // A block is a valid empty text from its first moment.
     data->Text()[0] = L'\0';
@@ -68,6 +84,11 @@ XCStringStorage::DataDef* XCStringStorage::Alloc(std::size_t n)
 // freed, not knowing its count.
 [[gnu::noinline]] void XCStringStorage::Free(DataDef* data) noexcept
 {
+    std::size_t const size = BlockSize(data->capacity);
+    if (BlockReserve::IsFor(size)) {
+        BlockReserve* const reserve = xc::win32::OwnReserve();
+        if (reserve && reserve->Keep(data, size)) return;
+    }
     ::operator delete(data);
 }
 
@@ -92,11 +113,15 @@ void XCString::ResizeCapacity(std::size_t n)
     // One unit more than the longest text: callers ask for the terminator's place with it.
     if (n > kMaxLength + 1) throw std::length_error("XCString: text too long");
     std::size_t const capacity = m_data->capacity;
-    // The empty block counts as shared, so it always takes the way below.
-    if (n <= capacity && !IsShared()) return;
-    std::size_t wanted = capacity;
-    if (capacity < n) wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
-    if (capacity >= kWorthGrowing && !IsShared() && xc::win32::GrowInPlace(m_data, BlockSize(wanted))) {
+    // The empty block counts as shared, so it always takes a way below.
+    if (n <= capacity) {
+        if (IsShared()) CopyOwn(0, m_data->length);
+        return;
+    }
+    std::size_t const wanted = std::min(std::max(n, capacity + capacity / 2), kMaxLength + 1);
+    if (!IsShared() && (BlockSize(wanted) == BlockSize(capacity) ||
+                        (capacity >= kWorthGrowing && xc::win32::GrowInPlace(m_data, BlockSize(wanted)))))
+    {
         m_data->capacity = static_cast<std::uint32_t>(wanted);
         return;
     }
@@ -117,7 +142,9 @@ XCString::XCString(std::wstring const& text) : XCString(std::wstring_view(text))
 
 XCString::XCString(std::wstring_view text) : XCString()
 {
-    Assign(text.data(), text.size(), text.empty() ? 0 : SumOfLengths(text.size(), 1));
+    if (text.empty()) return;
+    (void)SumOfLengths(text.size(), 1); // a copied text has room for one unit more
+    CopyUnits(StringAccess::Start(*this, text.size()), text.data(), text.size());
 }
 
 XCString::XCString(wchar_t unit) : XCString(unit, 1, 2) {}
@@ -181,38 +208,40 @@ void XCString::Set(std::size_t pos, wchar_t unit)
     m_data->Text()[pos] = unit;
 }
 
-XCString& XCString::Append(wchar_t const* text, std::size_t count)
+// Nearly all calls append a few units where there is room: they are answered here, with one comparison of room and one of
+// the share count. What calls on stands apart, so that this way keeps no register for it.
+XCString& XCString::AppendAny(wchar_t const* text, std::size_t count)
 {
-    return text ? AppendUnits(text, count == 0 ? TextLength(text) : count) : *this;
+    DataDef* const data = m_data;
+    std::size_t const length = data->length;
+    if (count - 1 >= xc::text::kFewUnits || !HasRoomFor(text, count)) [[unlikely]]
+        return text ? AppendUnits(text, count == 0 ? TextLength(text) : count) : *this;
+    xc::text::CopyFewUnits(data->Text() + length, text, count);
+    data->length = static_cast<std::uint32_t>(length + count);
+    data->Text()[length + count] = L'\0';
+    return *this;
 }
 
 XCString& XCString::Append(XCString const& text)
 {
-    return AppendUnits(text.AsWChar(), text.Length());
+    return text.IsNull() ? *this : Append(text.AsWChar(), text.Length());
 }
 
 XCString& XCString::Append(std::wstring_view text)
 {
-    return AppendUnits(text.data(), text.size());
+    return text.empty() ? *this : Append(text.data(), text.size());
 }
 
-// The path of nearly all calls is kept to one comparison of room and one of the share count; all else is in
-// AppendInNewBlock, out of the way of the instruction cache.
-inline XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
+[[gnu::noinline]] XCString& XCString::AppendUnits(wchar_t const* text, std::size_t count)
 {
-    DataDef* const data = m_data;
-    std::size_t const length = data->length;
     if (count == 0) return *this;
-    // A text of our own lies before the place, so the two never overlap; unless it takes the terminator with it.
-    bool const takesOwnTerminator = text + count == data->Text() + length + 1;
-    // Not greater alone: the terminator needs a place, too.
-    if (count >= data->capacity - length || takesOwnTerminator || IsShared()) {
+    if (!HasRoomFor(text, count)) {
         AppendInNewBlock(text, count);
         return *this;
     }
-    CopyUnits(data->Text() + length, text, count);
-    data->length = static_cast<std::uint32_t>(length + count);
-    data->Text()[length + count] = L'\0';
+    std::size_t const length = m_data->length;
+    CopyUnits(m_data->Text() + length, text, count);
+    SetLength(length + count);
     return *this;
 }
 
@@ -301,8 +330,10 @@ XCString Join(std::wstring_view a, std::wstring_view b)
     XCString sum;
     std::size_t const length = SumOfLengths(a.size(), b.size());
     // One allocation for both parts; two empty ones share the empty block.
-    if (length != 0) sum.Reserve(length + 1);
-    sum.Append(a).Append(b);
+    if (length == 0) return sum;
+    wchar_t* const units = StringAccess::Start(sum, length);
+    CopyUnits(units, a.data(), a.size());
+    CopyUnits(units + a.size(), b.data(), b.size());
     return sum;
 }
 

@@ -1,6 +1,7 @@
 // What the portable core asks of the system, answered natively: for the sanitizer and fuzzing builds only.
 #include <XelbrinCore/XCUnicode.h>
 
+#include "win32/BlockReserve.h"
 #include "win32/CaseTable.h"
 #include "win32/Clock.h"
 #include "win32/GrowBlock.h"
@@ -37,6 +38,33 @@ char32_t BaseLetter(char32_t unit)
 bool GrowInPlace(void*, std::size_t) noexcept
 {
     return false; // the heap here cannot
+}
+
+namespace {
+
+/// The sanitizers see every block: with a reserve they would take a block of a former text for one that is in use.
+constexpr bool kHasReserve =
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    false;
+#elif defined(__has_feature)
+    !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
+#else
+    true;
+#endif
+
+thread_local bool t_isOver = false;
+struct OwnBlocks {
+    BlockReserve reserve;
+    ~OwnBlocks() { t_isOver = true; }
+};
+
+} // namespace
+
+BlockReserve* OwnReserve() noexcept
+{
+    if (!kHasReserve || t_isOver) return nullptr;
+    thread_local OwnBlocks blocks;
+    return &blocks.reserve;
 }
 
 void* ModuleAt(void const*) noexcept
