@@ -1,17 +1,22 @@
-// A thread's reserve hangs in two places of the system's storage: in a slot of the thread, which is read fastest, and in
-// a fiber-local one, for the sake of the function that is called when the thread ends. The storage of the language is not
-// used: with this compiler reading it costs as much as the heap.
+// A thread's reserve hangs in a slot of the thread's storage. The storage of the language is not used: with this compiler
+// reading it costs as much as the heap.
 //
-// A reserve is made at the thread's first text and goes at the thread's end. Texts that are dropped after that, by
-// thread-local objects, find the mark kNone and go to the heap. A fiber may end in another thread than the one whose
-// reserve it holds, and then leaves it alone. When the library is unloaded, freeing the slot ends all reserves; at the end
-// of the process nothing is freed, since the locks of the heap may be held for ever.
+// A reserve is made at the thread's first text and goes at the thread's end, when the system tells the library of it.
+// Texts that are dropped after that, by thread-local objects, find the mark NoReserve and go to the heap. All reserves stand
+// in a list, so that those of threads that go on are freed when the library is unloaded. At the end of the process
+// nothing is freed, since the locks of the heap may be held for ever.
+//
+// The system tells with the loader's lock in its hand, and OnThreadEnd takes no lock but the list's and the heap's, whose
+// holders wait for nobody. A fiber-local slot would end without DllMain; but its function is called with a lock that
+// threads take at their first text, and that text may be one that is made with a lock of the log.
 #include "win32/BlockReserve.h"
 
 #include "win32/LastError.h"
 #include "win32/Process.h"
+#include "win32/SlimLock.h"
 
 #include <atomic>
+#include <mutex>
 #include <windows.h>
 
 namespace xc::win32 {
@@ -20,73 +25,79 @@ namespace {
 
 struct ThreadReserve {
     BlockReserve reserve;
-    DWORD thread = ::GetCurrentThreadId();
+    ThreadReserve* previous = nullptr;
+    ThreadReserve* next = nullptr;
 };
 
 constinit std::atomic<DWORD> g_threadSlot{TLS_OUT_OF_INDEXES};
-constinit std::atomic<bool> g_isOver{false}; // the library goes
 
-/// What stands in the slot of a thread that shall have no reserve.
+/// What stands in the slot of a thread that has had its reserve.
 ThreadReserve* NoReserve() noexcept
 {
     static char mark;
     return reinterpret_cast<ThreadReserve*>(&mark);
 }
 
-void WINAPI OnEnd(void* value)
-{
-    auto* const own = static_cast<ThreadReserve*>(value);
-    if (!own || IsProcessEnding()) return;
-    if (own->thread == ::GetCurrentThreadId())
-        ::TlsSetValue(g_threadSlot.load(std::memory_order_acquire), NoReserve());
-    else if (!g_isOver.load(std::memory_order_acquire))
-        return;
-    delete own;
-}
-
-/// Both slots, from the first text to the end of the library.
-class Slots {
+/// The slot and the list, from the loading of the library to its end.
+class Reserves {
 public:
-    Slots() noexcept
+    Reserves() noexcept
     {
         if (::GetEnvironmentVariableW(L"XC_NO_RESERVE", nullptr, 0) != 0) return;
-        m_fiberSlot = ::FlsAlloc(&OnEnd);
-        if (m_fiberSlot == FLS_OUT_OF_INDEXES) return;
-        m_threadSlot = ::TlsAlloc();
-        g_threadSlot.store(m_threadSlot, std::memory_order_release);
+        m_slot = ::TlsAlloc();
+        g_threadSlot.store(m_slot, std::memory_order_release);
     }
-    ~Slots()
+    ~Reserves()
     {
         g_threadSlot.store(TLS_OUT_OF_INDEXES, std::memory_order_release);
-        g_isOver.store(true, std::memory_order_release);
-        if (IsProcessEnding() || m_fiberSlot == FLS_OUT_OF_INDEXES) return;
-        ::FlsFree(m_fiberSlot);
-        ::TlsFree(m_threadSlot);
+        if (m_slot == TLS_OUT_OF_INDEXES || IsProcessEnding()) return;
+        while (m_first) Remove(m_first);
+        ::TlsFree(m_slot);
     }
-    Slots(Slots const&) = delete;
-    Slots& operator=(Slots const&) = delete;
-    /// The reserve of a thread that has none yet, or the mark.
-    [[nodiscard]] ThreadReserve* Make() const noexcept
+    Reserves(Reserves const&) = delete;
+    Reserves& operator=(Reserves const&) = delete;
+    /// The reserve of a thread that has none yet; null without memory.
+    ThreadReserve* Add() noexcept
     {
-        if (m_threadSlot == TLS_OUT_OF_INDEXES) return nullptr;
-        ThreadReserve* own = new (std::nothrow) ThreadReserve;
-        if (own && !::FlsSetValue(m_fiberSlot, own)) {
+        auto* const own = new (std::nothrow) ThreadReserve;
+        if (!own) return nullptr;
+        if (!::TlsSetValue(m_slot, own)) {
             delete own;
-            own = nullptr;
+            return nullptr;
         }
-        if (own) ::TlsSetValue(m_threadSlot, own);
+        std::lock_guard const hold(m_lock);
+        own->next = m_first;
+        if (m_first) m_first->previous = own;
+        m_first = own;
         return own;
+    }
+    void Remove(ThreadReserve* own) noexcept
+    {
+        {
+            std::lock_guard const hold(m_lock);
+            (own->previous ? own->previous->next : m_first) = own->next;
+            if (own->next) own->next->previous = own->previous;
+        }
+        delete own;
     }
 
 private:
-    DWORD m_fiberSlot = FLS_OUT_OF_INDEXES;
-    DWORD m_threadSlot = TLS_OUT_OF_INDEXES;
+    SlimLock m_lock; ///< guards the list
+    ThreadReserve* m_first = nullptr;
+    DWORD m_slot = TLS_OUT_OF_INDEXES;
 };
 
-[[gnu::noinline]] ThreadReserve* MakeReserve() noexcept
+/// Made while the library is loaded. At the first text it would be made under the runtime's lock of static objects.
+Reserves g_reserves;
+
+void OnThreadEnd() noexcept
 {
-    static Slots const slots;
-    return g_isOver.load(std::memory_order_acquire) ? nullptr : slots.Make();
+    DWORD const slot = g_threadSlot.load(std::memory_order_acquire);
+    if (slot == TLS_OUT_OF_INDEXES) return;
+    auto* const own = static_cast<ThreadReserve*>(::TlsGetValue(slot));
+    if (own == NoReserve()) return;
+    ::TlsSetValue(slot, NoReserve());
+    if (own) g_reserves.Remove(own);
 }
 
 } // namespace
@@ -94,10 +105,19 @@ private:
 BlockReserve* OwnReserve() noexcept
 {
     DWORD const slot = g_threadSlot.load(std::memory_order_acquire);
+    if (slot == TLS_OUT_OF_INDEXES) return nullptr;
     KeepLastError const keep;
-    auto* own = slot == TLS_OUT_OF_INDEXES ? nullptr : static_cast<ThreadReserve*>(::TlsGetValue(slot));
-    if (!own) own = MakeReserve();
+    auto* own = static_cast<ThreadReserve*>(::TlsGetValue(slot));
+    if (!own) [[unlikely]]
+        own = g_reserves.Add();
     return own && own != NoReserve() ? &own->reserve : nullptr;
 }
 
 } // namespace xc::win32
+
+/// Called by the system; not at the end of threads that are ended by force.
+extern "C" BOOL WINAPI DllMain(HINSTANCE /*library*/, DWORD reason, void* /*isEnding*/)
+{
+    if (reason == DLL_THREAD_DETACH) xc::win32::OnThreadEnd();
+    return TRUE;
+}

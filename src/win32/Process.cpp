@@ -36,6 +36,14 @@ bool IsProcessEnding() noexcept
     return ask && ask();
 }
 
+namespace {
+
+/// Asked once while the library is loaded: whoever asks first may be in a function that the system calls at the end of a
+/// thread, with a lock of its own, and the search for the answer takes the loader's.
+[[maybe_unused]] bool const g_askedAtLoading = IsProcessEnding();
+
+} // namespace
+
 bool PinLibrary() noexcept
 {
     HMODULE pinned = nullptr;
