@@ -44,6 +44,13 @@ XC_INLINE_AVX2 __m256i Load(std::array<std::uint8_t, 16> const& table) noexcept
 
 constexpr std::uint8_t kFirstLetter = 0x60;
 
+std::size_t ShortestOf(Literals const& literals) noexcept
+{
+    std::size_t shortest = Literal::kMax;
+    for (Literal const& text : literals.texts) shortest = std::min(shortest, text.length);
+    return shortest;
+}
+
 /// The low bytes of 32 units, in the order of packing.
 XC_INLINE_AVX2 __m256i LowBytes(wchar_t const* at) noexcept
 {
@@ -122,11 +129,9 @@ LiteralFinder::LiteralFinder(Literals const& literals, Memory memory) : m_slots(
 void LiteralFinder::ChoosePlaces(Literals const& literals)
 {
     std::array<std::uint32_t, Literal::kMax> rarity{};
-    std::size_t shortest = Literal::kMax;
-    for (Literal const& text : literals.texts) {
-        shortest = std::min(shortest, text.length);
+    for (Literal const& text : literals.texts)
         for (std::size_t i = 0; i < text.length; ++i) rarity[i] += Rarity(text.units[i]);
-    }
+    std::size_t const shortest = ShortestOf(literals);
     m_leadMask = shortest >= kLead ? ~std::uint64_t{0} : (std::uint64_t{1} << 16 * shortest) - 1;
     constexpr std::size_t kFewest = 16; // texts that two units suffice for
     constexpr std::size_t kFew = 32;    // texts that one set of buckets suffices for
@@ -146,8 +151,7 @@ void LiteralFinder::ChoosePlaces(Literals const& literals)
 /// The place of the texts that has the fewest and rarest units, U+FFFF put to them.
 void LiteralFinder::ChooseSigns(Literals const& literals)
 {
-    std::size_t shortest = Literal::kMax;
-    for (Literal const& text : literals.texts) shortest = std::min(shortest, text.length);
+    std::size_t const shortest = ShortestOf(literals);
     std::uint32_t leastCost = 0xFFFFFFFF;
     for (std::size_t offset = 0; offset < shortest; ++offset) {
         std::array<wchar_t, text::kMostEnds> signs{static_cast<wchar_t>(0xFFFF)};
